@@ -77,10 +77,10 @@ VCA_API int vca_line_check_crossing_state(TRACKER_RSLT_S* trk, int line, int seg
 /* Queues a counted crossing and joins the person to a group. Returns 0. */
 VCA_API int vca_dev_add_counting_line_group(TRACKER_RSLT_S* trk, int line, int cross);
 
-/* The queue of counted crossings and the open groups; the library's own, to be read between frame
+/* The queue of counted crossings and the open groups; never null, to be read between frame
  * passes. */
-VCA_API const std::vector<DEV_COUNTING_RSLT_S>& vca_dev_get_counting_results(void);
-VCA_API const std::vector<DEV_COUNTING_GROUP_S>& vca_dev_get_counting_groups(void);
+VCA_API const std::vector<DEV_COUNTING_RSLT_S>* vca_dev_get_counting_results(void);
+VCA_API const std::vector<DEV_COUNTING_GROUP_S>* vca_dev_get_counting_groups(void);
 
 /* Whether a track takes part in line counting this frame. */
 VCA_API bool vca_check_obj_event_line_update(TRACKER_RSLT_S* trk);
