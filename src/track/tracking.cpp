@@ -15,7 +15,8 @@ constexpr int32_t kLostMax = 4;
 constexpr uint32_t kUpdSeqModulo = 10000;
 
 struct TrackingState {
-    uint32_t pass_count = 0;  // record updates since the library was loaded
+    uint32_t pass_count = 0;   // record updates since the library was loaded
+    std::vector<int32_t> ids;  // ids of the list's records: searching the large records is slow
 };
 
 TrackingState state;
@@ -26,15 +27,22 @@ bool is_event_pass(bool merged) {
     return mode == 0 || (mode == 1 && merged);
 }
 
+void collect_ids(const std::vector<TRACKER_RSLT_S>& list) {
+    state.ids.clear();
+    for (const TRACKER_RSLT_S& trk : list)
+        state.ids.push_back(trk.trackId);
+}
+
+// The first record of that id.
 TRACKER_RSLT_S* find_track(std::vector<TRACKER_RSLT_S>& list, int32_t id) {
-    const auto it = std::find_if(list.begin(), list.end(),
-                                 [id](const TRACKER_RSLT_S& trk) { return trk.trackId == id; });
-    return it != list.end() ? &*it : nullptr;
+    const auto it = std::find(state.ids.begin(), state.ids.end(), id);
+    return it != state.ids.end() ? &list[static_cast<size_t>(it - state.ids.begin())] : nullptr;
 }
 
 void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
                const DET_OBJECTS_S& dets, bool merged) {
     TRACKER_RSLT_S& trk = list.emplace_back();
+    state.ids.push_back(target.id);
     if (!merged)
         vca_create_image(&trk.attrImg, VCA_IMAGE_NV12, vca::working_width(VCA_SIZE_CROP),
                          vca::working_height(VCA_SIZE_CROP));
@@ -49,6 +57,7 @@ void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
 void take_targets(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_RSLT_S& targets,
                   const DET_OBJECTS_S& dets, bool merged) {
     const int32_t det_num = std::clamp(dets.num, 0, VCA_DET_MAX);
+    collect_ids(list);
     for (int32_t i = 0; i < std::clamp(targets.num, 0, VCA_TRK_MAX); ++i) {
         const IOU_TRK_OBJ_S& target = targets.objs[i];
         if (target.det_idx < 0 || target.det_idx >= det_num) continue;
