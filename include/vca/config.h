@@ -182,6 +182,8 @@ typedef struct VCA_LINE_PT_S {
 } VCA_LINE_PT_S;
 
 VCA_CHECK_SIZE(VCA_LINE_PT_S, 20);
+VCA_CHECK_OFFSET(VCA_LINE_PT_S, y, 4);
+VCA_CHECK_OFFSET(VCA_LINE_PT_S, data, 8);
 
 typedef struct VCA_LINE_S {
     uint8_t Flip;
@@ -189,6 +191,7 @@ typedef struct VCA_LINE_S {
 } VCA_LINE_S;
 
 VCA_CHECK_SIZE(VCA_LINE_S, 104);
+VCA_CHECK_OFFSET(VCA_LINE_S, pt, 4);
 
 /* What the library works by; all zero before the first configuration message but for
  * InstallHeight, which is 3000. */

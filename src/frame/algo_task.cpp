@@ -109,6 +109,10 @@ void run_pass(TaskState& task) {
     }
 
     tq_mutex_lock(&state.algo_mutex);
+    if (flag_get(task.ctrl.base_ready) == 0) {  // the host took the base stage down meanwhile
+        tq_mutex_unlock(&state.algo_mutex);
+        return;
+    }
     if (vca_data_get_real_depth(&task.ctrl) != 0) {
         tq_mutex_unlock(&state.algo_mutex);
         usleep(kPassSleepUs);

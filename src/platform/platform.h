@@ -22,6 +22,8 @@ typedef struct TQ_TASK_S {
 
 VCA_CHECK_SIZE(TQ_MUTEX_S, 64);
 VCA_CHECK_SIZE(TQ_TASK_S, 64);
+VCA_STATIC_ASSERT(VCA_ALIGNOF(TQ_MUTEX_S) == 16, "TQ_MUTEX_S alignment");
+VCA_STATIC_ASSERT(VCA_ALIGNOF(TQ_TASK_S) == 16, "TQ_TASK_S alignment");
 
 /* A plain, non-recursive mutex. */
 int tq_mutex_init(TQ_MUTEX_S* mutex);
