@@ -1,0 +1,23 @@
+/* Message numbers of the bus between library and host, and what travels under them.
+ *
+ * Every message has a fixed size and is little-endian. "In" messages are delivered to the handlers
+ * that the library registers, "out" messages leave through tq_sock_send_msg on channel 1. */
+#ifndef VCA_MESSAGES_H
+#define VCA_MESSAGES_H
+
+enum {
+    VCA_CHANNEL = 1,
+    VCA_MSG_LINE_COUNT = 6045,     /* out, 104 bytes: LINE_COUNT_MSG_S */
+    VCA_MSG_INSTALL_HEIGHT = 6077, /* in, no payload; out, 4 bytes: i32 millimetres */
+    VCA_MSG_CONFIG = 6078,         /* in, 1916 bytes: VCA_ALGO_CFG_S; out, 8048 bytes without
+                                      meaning: the library asks for its configuration */
+    VCA_MSG_GROUP_COUNT = 6080,    /* out, 24 bytes: GROUP_COUNT_MSG_S */
+    VCA_MSG_DETECTIONS = 6086,     /* out, 5784 bytes: DET_SHOW_MSG_S */
+    VCA_MSG_TRACK_BORN = 6087,     /* out, 20 bytes: TRK_SHOW_MSG_S */
+    VCA_MSG_TRACK_REMOVED = 6088,  /* out, 20 bytes: TRK_SHOW_MSG_S */
+    VCA_MSG_SHOW_DETECTION = 6089  /* in, 4 bytes: i32, 1 on, other values off */
+};
+
+#define VCA_CONFIG_REQUEST_BYTES 8048
+
+#endif

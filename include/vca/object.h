@@ -1,0 +1,43 @@
+/* The update of one track by its detection: height, head and foot boxes, static false detections.
+ * C++ only. */
+#ifndef VCA_OBJECT_H
+#define VCA_OBJECT_H
+
+#include "vca/track.h"
+
+VCA_EXTERN_C_BEGIN
+
+/* Updates a track by the detection its tracker record names. `cascadePass` marks a master's pass
+ * over merged objects, whose height and attributes were measured elsewhere. A record whose det_idx
+ * is outside the list is ignored. */
+VCA_API void vca_set_track_obj_info(TRACKER_RSLT_S* trk, const IOU_TRK_OBJ_S* rec,
+                                    const DET_OBJECTS_S* dets, bool cascadePass);
+
+/* Measures height and derives head box, foot point and foot box of a track's current box;
+ * `objectCount` is the number of detections of the frame. */
+VCA_API void vca_check_person_info_local(TRACKER_RSLT_S* trk, int32_t objectCount);
+
+/* Static false detection and motion; `prevPos` is the position box before this update. */
+VCA_API void vca_dev_obj_chk_static_false_det(TRACKER_RSLT_S* trk, const DET_OBJ_S* prevPos);
+
+/* The box that stands for the track's position: curObj, or on a stand-alone device headBox or
+ * footBox by StandAloneTrkMd. Points into the record. */
+VCA_API DET_OBJ_S* vca_trk_obj_get_position_box(TRACKER_RSLT_S* trk);
+
+/* Uncompensated height in mm of the track's current box over the floor, also kept in rawHeight.
+ * `depth` is the depth working image. */
+VCA_API float dev_calc_obj_height(TRACKER_RSLT_S* trk, const uint16_t* depth);
+
+/* Correction in mm for high installations: 0 below 3.9 m, then -40 rising to 210 at 6 m. */
+VCA_API int32_t dev_obj_height_compen_by_install(void);
+
+/* Adds one height sample (mm) to the track's history of at most `historyLen` samples and renews the
+ * track's height by the trimmed mean, clamped to the range of its class. */
+VCA_API void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample, int32_t historyLen);
+
+/* Keeps the flag that marks heights outside the configured target range. */
+VCA_API void dev_obj_height_chk_exceed(TRACKER_RSLT_S* trk);
+
+VCA_EXTERN_C_END
+
+#endif

@@ -1,0 +1,176 @@
+/* The functions a host supplies; installed as vca/platform.h.
+ *
+ * They stay undefined in the shared library and are resolved when the host loads it. All have C
+ * linkage; an int result is 0 for success, and the library ignores it where nothing is said. */
+#ifndef VCA_PLATFORM_H
+#define VCA_PLATFORM_H
+
+#include "vca/frame.h"
+#include "vca/image.h"
+
+VCA_EXTERN_C_BEGIN
+
+/* ---- Tasks and mutexes: opaque records of 64 bytes that the host constructs in place ---- */
+
+typedef struct TQ_MUTEX_S {
+    VCA_ALIGNED(16) uint8_t opaque[64];
+} TQ_MUTEX_S;
+
+typedef struct TQ_TASK_S {
+    VCA_ALIGNED(16) uint8_t opaque[64];
+} TQ_TASK_S;
+
+VCA_CHECK_SIZE(TQ_MUTEX_S, 64);
+VCA_CHECK_SIZE(TQ_TASK_S, 64);
+
+/* A plain, non-recursive mutex. */
+int tq_mutex_init(TQ_MUTEX_S* mutex);
+int tq_mutex_lock(TQ_MUTEX_S* mutex);
+int tq_mutex_unlock(TQ_MUTEX_S* mutex);
+int tq_mutex_uninit(TQ_MUTEX_S* mutex);
+
+/* Starts a joinable thread that runs entry(arg), and waits for its end. */
+int tq_task_create_join(TQ_TASK_S* task, void* (*entry)(void*), void* arg);
+int tq_task_join(TQ_TASK_S* task);
+
+/* Names the calling thread. */
+int tq_task_set_name(const char* name);
+
+/* Runs a shell command. */
+int tq_system(const char* command);
+
+/* ---- Message bus ---- */
+
+/* One row of the handler table. */
+typedef struct SOCK_REQUEST_S {
+    int32_t id; /* message number */
+    uint32_t zero0;
+    void (*handler)(int channel, void* payload); /* payload is the host's, read during the call */
+    uint64_t zero1;
+} SOCK_REQUEST_S;
+
+VCA_CHECK_SIZE(SOCK_REQUEST_S, 24);
+VCA_CHECK_OFFSET(SOCK_REQUEST_S, handler, 8);
+
+/* Installs and removes the library's handlers; the table is the library's and stays valid. After
+ * the second call returns no handler runs any more. */
+int sock_request_register(const SOCK_REQUEST_S* table, int count);
+int sock_request_unregister(const SOCK_REQUEST_S* table, int count);
+
+/* Queues a message to the host; the payload is copied before the call returns. It is called inside
+ * frame passes and handlers and must neither block nor call back into the library. */
+int tq_sock_send_msg(int channel, int id, void* payload, int length);
+
+/* ---- Memory, models, inference ---- */
+
+/* Set up and tear down the memory of the three images of the control block and fill their type,
+ * sizes and strides. */
+int vca_mem_init(VCA_CTRL_S* ctrl);
+int vca_mem_uninit(VCA_CTRL_S* ctrl);
+
+/* Load and unload the models and set the model numbers of the control block. */
+int vca_cvai_init(VCA_CTRL_S* ctrl);
+int vca_cvai_uninit(VCA_CTRL_S* ctrl);
+
+/* Sets the host's detection confidence threshold in percent; called with 13. */
+int avs_set_conf_thr(int percent);
+
+/* Configuration of a model; the host may append fields of its own. */
+typedef struct NN_MODEL_CFG_S {
+    uint8_t host[140];
+    float trk_conf_lo;     /* detections below it are no use for tracking */
+    float det_show_thresh; /* detections above it start tracks and are shown */
+} NN_MODEL_CFG_S;
+
+VCA_CHECK_SIZE(NN_MODEL_CFG_S, 148);
+VCA_CHECK_OFFSET(NN_MODEL_CFG_S, trk_conf_lo, 140);
+VCA_CHECK_OFFSET(NN_MODEL_CFG_S, det_show_thresh, 144);
+
+/* Configuration of a model, the host's, valid while the models are loaded; null counts as
+ * thresholds of 0. */
+const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E model);
+
+/* Runs a detection model on an image. For the colour and depth models `result` is a
+ * VCA_NN_RESULT_S with at most 128 boxes in colour-image pixels; for the staff model 8 bytes
+ * {i32 staff; f32 score}. */
+int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result);
+
+/* Runs a classification model; writes 16 bytes {i32 best class; f32 probability of class 1; f32 of
+ * class 2; 4 bytes}. */
+int vca_nn_classification(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result);
+
+/* ---- Images ---- */
+
+/* Creates an image's memory and fills the record; on failure the record is all zero. */
+int vca_create_image(VCA_IMAGE_S* img, int type, int width, int height);
+
+/* Releases an image's memory; accepts an all-zero record. */
+int vca_destroy_image(VCA_IMAGE_S* img);
+
+/* Crops a rectangle of src and scales it into dst without changing its proportions, the rest of dst
+ * filled. */
+int vca_image_crop_letter(const VCA_IMAGE_S* src, const VCA_RGN_S* rgn, VCA_IMAGE_S* dst);
+
+/* Writes an image's planes to a file without row padding. */
+int vca_save_yuv_image(const VCA_IMAGE_S* img, const char* path);
+
+/* ---- Frames ---- */
+
+/* The next synchronised frame set, already mapped; a frame that is not available has vb_blk
+ * VCA_VB_NONE. Must not block for long: it is called with the algorithm mutex held. */
+AVS_IVE_ALL_S avs_read_all_ive(void);
+
+/* Gives a block back to the pool. */
+int ss_mpi_vb_release_blk(uint32_t block);
+
+/* Unmaps a frame. */
+int ss_mpi_sys_munmap(void* addr, uint32_t size);
+
+/* ---- IoU tracker ---- */
+
+/* One detection handed to the tracker, or one target reported by it. */
+typedef struct IOU_TRK_OBJ_S {
+    int32_t id;      /* in: 0; out: id of the target */
+    int32_t det_idx; /* index of the detection */
+    int32_t x;
+    int32_t y;
+    int32_t w;
+    int32_t h;
+    int32_t class_id;
+    float score;
+} IOU_TRK_OBJ_S;
+
+VCA_CHECK_SIZE(IOU_TRK_OBJ_S, 32);
+
+#define VCA_TRK_MAX 100
+
+typedef struct IOU_TRK_RSLT_S {
+    int32_t num; /* targets reported, 0..100 */
+    IOU_TRK_OBJ_S objs[VCA_TRK_MAX];
+} IOU_TRK_RSLT_S;
+
+VCA_CHECK_SIZE(IOU_TRK_RSLT_S, 3204);
+
+/* Prepares instance `inst` (0 or 1) with two tuning values: frames a lost target is kept, and
+ * matches a new target needs before it is reported. */
+int ioutracker_init(int inst, int max_lost, int min_hits);
+
+/* Detections at or above `hi` are matched first, those from `lo` to `hi` second. */
+int ioutracker_set_conf_thresh(int inst, float lo, float hi);
+
+/* Empties the input list of this frame. */
+int ioutracker_objects_reset(int inst);
+
+/* Adds one detection; the record is copied. */
+int ioutracker_add_object(int inst, const IOU_TRK_OBJ_S* obj);
+
+/* Matches the added detections to the targets and returns the targets matched in this frame, at
+ * most 100, each with a stable id and the index of its detection. */
+IOU_TRK_RSLT_S ioutracker_update(int inst);
+
+/* Releases the instance. */
+int ioutracker_uninit(int inst);
+
+VCA_EXTERN_C_END
+
+#endif
