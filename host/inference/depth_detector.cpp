@@ -1,0 +1,202 @@
+// Heads and shoulders in a depth image: hole filling, metric top view, watershed from the summits,
+// a shape check on each summit, and a box built from what was measured.
+#include "host/inference/depth_detector.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+namespace host {
+
+namespace {
+
+constexpr float kHoleReach_mm = 250.0f;     // a head of hair that gives no echo is up to this wide
+constexpr float kHeadSmoothing_mm = 45.0f;  // standard deviation; a head is about 0.2 m wide
+constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm,
+                               .lowest_peak_mm = 800.0f,
+                               .saddle_mm = 90.0f,
+                               .distance_mm = 300.0f};
+constexpr float kShortestPerson_mm = 850.0f;
+constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
+constexpr float kHeadDepth_mm = 150.0f;  // the head alone
+constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
+constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
+constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
+// The box is centred on the head as seen at this depth below its top, midway to the shoulders.
+constexpr float kBoxDrop_mm = 150.0f;
+
+// 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
+float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
+    if (value <= zero_low || value >= zero_high) return 0.0f;
+    if (value < full_low) return (value - zero_low) / (full_low - zero_low);
+    if (value > full_high) return (zero_high - value) / (zero_high - full_high);
+    return 1.0f;
+}
+
+// The value that `share` of the values stay below; 0 for none.
+float quantile(std::vector<float>& values, float share) {
+    if (values.empty()) return 0.0f;
+    const auto last = static_cast<float>(values.size() - 1);
+    const auto nth = values.begin() + static_cast<std::ptrdiff_t>(share * last);
+    std::nth_element(values.begin(), nth, values.end());
+    return *nth;
+}
+
+// Where the visible surface down to `lowest_mm` lies. Samples come sorted by falling height.
+struct Surface {
+    PlanPoint centre;
+    float radius_mm = 0.0f;  // root mean square distance from the centre
+    float area_m2 = 0.0f;
+};
+
+Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
+    double sum_x = 0.0, sum_y = 0.0, sum_sq = 0.0, sum_area = 0.0;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) break;
+        const double weight = static_cast<double>(sample.area_m2);
+        const double x = static_cast<double>(sample.at.x_mm);
+        const double y = static_cast<double>(sample.at.y_mm);
+        sum_x += weight * x;
+        sum_y += weight * y;
+        sum_sq += weight * (x * x + y * y);
+        sum_area += weight;
+    }
+    if (sum_area <= 0.0) return {};
+    const double x = sum_x / sum_area;
+    const double y = sum_y / sum_area;
+    const double variance = std::max(sum_sq / sum_area - x * x - y * y, 0.0);
+    return {{static_cast<float>(x), static_cast<float>(y)},
+            static_cast<float>(std::sqrt(variance)),
+            static_cast<float>(sum_area)};
+}
+
+float robust_top_mm(const std::vector<HeadSample>& samples) {
+    float area_m2 = 0.0f;
+    for (const HeadSample& sample : samples) {
+        area_m2 += sample.area_m2;
+        if (area_m2 >= kTopArea_m2) return sample.height_mm;
+    }
+    return 0.0f;
+}
+
+// Head and shoulders as far as they are seen and within reach of the head.
+void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
+    std::vector<float> xs, ys;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < shape.top_mm - kBodyDepth_mm) break;
+        const float dx = sample.at.x_mm - shape.centre.x_mm;
+        const float dy = sample.at.y_mm - shape.centre.y_mm;
+        if (std::hypot(dx, dy) > kBodyReach_mm) continue;
+        shape.body_area_m2 += sample.area_m2;
+        xs.push_back(dx);
+        ys.push_back(dy);
+    }
+    shape.left_mm = -quantile(xs, 0.02f);
+    shape.right_mm = quantile(xs, 0.98f);
+    shape.up_mm = -quantile(ys, 0.02f);
+    shape.down_mm = quantile(ys, 0.98f);
+}
+
+HeadShape measure(std::vector<HeadSample>& samples) {
+    std::sort(samples.begin(), samples.end(),
+              [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
+    HeadShape shape;
+    shape.top_mm = robust_top_mm(samples);
+    shape.centre = surface_above(samples, shape.top_mm - kCrownDepth_mm).centre;
+    const Surface head = surface_above(samples, shape.top_mm - kHeadDepth_mm);
+    shape.head_area_m2 = head.area_m2;
+    shape.head_radius_mm = head.radius_mm;
+    measure_body(samples, shape);
+    return shape;
+}
+
+// Half the length of the shoulders along one axis, from the reach to both sides of the head. An
+// outstretched arm or a region that a neighbour cuts must not show.
+float shoulder_half_mm(float before_mm, float after_mm) {
+    return std::clamp(0.5f * (before_mm + after_mm), 140.0f, 330.0f);
+}
+
+}  // namespace
+
+DepthDetector::DepthDetector(const DepthCamera& camera) : camera_(camera), plan_(camera) {}
+
+const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_mm,
+                                                    std::size_t stride_px) {
+    // cv::Mat has no read-only view; the image is only read.
+    const cv::Mat depth(kDepthHeight, kDepthWidth, CV_16U, const_cast<std::uint16_t*>(depth_mm),
+                        stride_px * sizeof(std::uint16_t));
+    const float head_depth_mm = std::max(camera_.height_mm - 1700.0f, 500.0f);
+    const int reach_px = static_cast<int>(kHoleReach_mm * camera_.fx / head_depth_mm);
+    fill_holes(depth, reach_px, filled_mm_);
+    cv::medianBlur(filled_mm_, clean_mm_, 3);
+    plan_.build(clean_mm_);
+    find_summits();
+    std::sort(detections_.begin(), detections_.end(),
+              [](const Detection& a, const Detection& b) { return a.score > b.score; });
+    if (detections_.size() > kMaxDetections) detections_.resize(kMaxDetections);
+    return detections_;
+}
+
+void DepthDetector::find_summits() {
+    const double sigma_cells = static_cast<double>(kHeadSmoothing_mm / plan_.cell_mm());
+    cv::GaussianBlur(plan_.surface_mm(), smooth_mm_, cv::Size(), sigma_cells, sigma_cells,
+                     cv::BORDER_REPLICATE);
+    const auto& peaks = finder_.find(smooth_mm_, plan_.cell_mm(), kHeadRules, labels_);
+    gather_samples(peaks.size());
+    shapes_.clear();
+    detections_.clear();
+    for (std::size_t i = 0; i < peaks.size(); ++i) {
+        shapes_.push_back(measure(samples_[i]));
+        Detection detection;
+        if (to_detection(shapes_.back(), detection)) detections_.push_back(detection);
+    }
+}
+
+void DepthDetector::gather_samples(std::size_t summits) {
+    if (samples_.size() < summits) samples_.resize(summits);
+    for (auto& list : samples_)
+        list.clear();
+    const auto* label = labels_.ptr<int>();
+    const float pixel_m2 = 1e-6f / (camera_.fx * camera_.fy);
+    for (int v = 0; v < kDepthHeight; ++v) {
+        const auto* depth = clean_mm_.ptr<std::uint16_t>(v);
+        const auto* cells = plan_.cell_of_pixel().ptr<int>(v);
+        for (int u = 0; u < kDepthWidth; ++u) {
+            if (cells[u] < 0 || label[cells[u]] == 0) continue;
+            const auto z_mm = static_cast<float>(depth[u]);
+            samples_[static_cast<std::size_t>(label[cells[u]] - 1)].push_back(
+                {plan_.pixel_to_plan(u, v, z_mm), camera_.height_mm - z_mm,
+                 z_mm * z_mm * pixel_m2});
+        }
+    }
+}
+
+bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) const {
+    if (shape.top_mm < kShortestPerson_mm) return false;
+    const float round = trapezoid(shape.head_radius_mm, 25.0f, 45.0f, 120.0f, 180.0f);
+    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.015f, 0.09f, 0.16f);
+    detection.score = 0.95f * std::sqrt(round * size);
+    if (detection.score < 0.3f) return false;
+
+    const float z_mm = camera_.height_mm - (shape.top_mm - kBoxDrop_mm);
+    const float half_x_mm = shoulder_half_mm(shape.left_mm, shape.right_mm);
+    const float half_y_mm = shoulder_half_mm(shape.up_mm, shape.down_mm);
+    const float left = (shape.centre.x_mm - half_x_mm) / z_mm * camera_.fx + camera_.cx;
+    const float right = (shape.centre.x_mm + half_x_mm) / z_mm * camera_.fx + camera_.cx;
+    const float upper = (shape.centre.y_mm - half_y_mm) / z_mm * camera_.fy + camera_.cy;
+    const float lower = (shape.centre.y_mm + half_y_mm) / z_mm * camera_.fy + camera_.cy;
+    constexpr float kScaleX = static_cast<float>(kColourWidth) / static_cast<float>(kDepthWidth);
+    constexpr float kScaleY = static_cast<float>(kColourHeight) / static_cast<float>(kDepthHeight);
+    const int x0 = std::max(static_cast<int>(std::lround(left * kScaleX)), 0);
+    const int x1 = std::min(static_cast<int>(std::lround(right * kScaleX)), kColourWidth);
+    const int y0 = std::max(static_cast<int>(std::lround(upper * kScaleY)), 0);
+    const int y1 = std::min(static_cast<int>(std::lround(lower * kScaleY)), kColourHeight);
+    if (x1 - x0 < 8 || y1 - y0 < 8) return false;
+    detection.x = x0;
+    detection.y = y0;
+    detection.w = x1 - x0;
+    detection.h = y1 - y0;
+    return true;
+}
+
+}  // namespace host
