@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <stdexcept>
 
@@ -34,8 +33,7 @@ FramePool::FramePool(int slots) {
 
 int FramePool::acquire() {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return closed_ || !free_.empty(); });
-    if (closed_) return -1;
+    changed_.wait(lock, [this] { return !free_.empty(); });
     const int slot = free_.front();
     free_.pop_front();
     return slot;
@@ -51,24 +49,18 @@ void FramePool::submit(int slot, std::int64_t frame_number) {
     ready_.push_back(slot);
 }
 
-bool FramePool::wait_drained(const std::function<bool()>& until) {
-    std::unique_lock lock(mutex_);
-    const auto drained = [this] {
-        return ready_.empty() && std::none_of(slots_.begin(), slots_.end(), [](const Slot& slot) {
-                   return slot.frame_number >= 0;
-               });
-    };
-    while (!drained()) {
-        if (until && until()) return false;
-        changed_.wait_for(lock, std::chrono::milliseconds(20));
-    }
-    return true;
+void FramePool::give_up(int slot) {
+    const std::lock_guard lock(mutex_);
+    free_.push_back(slot);
+    changed_.notify_all();
 }
 
-void FramePool::close() {
-    const std::lock_guard lock(mutex_);
-    closed_ = true;
-    changed_.notify_all();
+void FramePool::wait_drained() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] {
+        return std::all_of(slots_.begin(), slots_.end(),
+                           [](const Slot& slot) { return slot.frame_number < 0; });
+    });
 }
 
 AVS_IVE_ALL_S FramePool::take() {
@@ -174,7 +166,7 @@ bool FramePool::is_back(const Slot& slot) {
 // finds everything about the last set already recorded.
 void FramePool::recycle(int slot_index) {
     Slot& slot = slots_[static_cast<std::size_t>(slot_index)];
-    if (on_give_back) on_give_back(slot.frame_number);
+    if (on_give_back) on_give_back(slot.frame_number, slot.planes);
     const std::lock_guard lock(mutex_);
     slot.frame_number = -1;
     free_.push_back(slot_index);

@@ -34,17 +34,16 @@ class FramePool {
   public:
     explicit FramePool(int slots);
 
-    // Producer side. Waits for a free slot; -1 after close().
+    // Producer side. Waits for a free slot.
     int acquire();
     // The pixels of an acquired slot, to be filled before submit().
     FramePlanes& planes(int slot);
     // Queues an acquired slot; frame_number is at least 0 and names the set from here on.
     void submit(int slot, std::int64_t frame_number);
-    // Waits until every submitted set was borrowed and given back; false when `until` turned true
-    // first.
-    bool wait_drained(const std::function<bool()>& until);
-    // Wakes producers and lets acquire() fail from now on.
-    void close();
+    // Puts an acquired slot back unused.
+    void give_up(int slot);
+    // Waits until every submitted set was borrowed and given back.
+    void wait_drained();
 
     // Library side. Never waits: without a queued set all three blocks are VCA_VB_NONE.
     AVS_IVE_ALL_S take();
@@ -56,9 +55,10 @@ class FramePool {
     const FramePlanes* on_loan(std::uint64_t frame_word) const;
     LoanCounts loans() const;
 
-    // Called by the borrowing thread, before a set is handed out and after all of it came back.
+    // Called by the borrowing thread, before a set is handed out and after all of it came back,
+    // while its pixels are still there.
     std::function<void(std::int64_t frame_number)> on_hand_out;
-    std::function<void(std::int64_t frame_number)> on_give_back;
+    std::function<void(std::int64_t frame_number, const FramePlanes&)> on_give_back;
 
   private:
     static constexpr int kFrames = 3;  // colour, depth, raw
@@ -85,7 +85,6 @@ class FramePool {
     std::deque<int> free_;
     std::deque<int> ready_;
     int errors_ = 0;
-    bool closed_ = false;
 };
 
 // The pool behind avs_read_all_ive, ss_mpi_vb_release_blk and ss_mpi_sys_munmap; null for none.

@@ -1,12 +1,20 @@
 // The tracker functions that the analysis calls, on two independent instances.
+#include <chrono>
 #include <optional>
 
 #include "host/tracker/iou_tracker.h"
+#include "host/tracker/tracker_observer.h"
 
 namespace {
 
+host::TrackerObserver& observer() {
+    static host::TrackerObserver instance;
+    return instance;
+}
+
 struct Instance {
     std::optional<host::IouTracker> tracker;
+    std::vector<IOU_TRK_OBJ_S> objects;  // of this frame, for the observer
     int next_id = 1;  // lives on over a restart, so that an id never means two people
 };
 
@@ -21,6 +29,10 @@ host::IouTracker* running(int inst) {
 }
 
 }  // namespace
+
+void host::set_tracker_observer(TrackerObserver value) {
+    observer() = std::move(value);
+}
 
 extern "C" {
 
@@ -44,19 +56,27 @@ int ioutracker_objects_reset(int inst) {
     host::IouTracker* const tracker = running(inst);
     if (tracker == nullptr) return -1;
     tracker->reset_objects();
+    instance(inst)->objects.clear();
     return 0;
 }
 
 int ioutracker_add_object(int inst, const IOU_TRK_OBJ_S* obj) {
     host::IouTracker* const tracker = running(inst);
     if (tracker == nullptr || obj == nullptr) return -1;
-    return tracker->add_object(*obj) ? 0 : -1;
+    if (!tracker->add_object(*obj)) return -1;
+    if (observer()) instance(inst)->objects.push_back(*obj);
+    return 0;
 }
 
 IOU_TRK_RSLT_S ioutracker_update(int inst) {
     IOU_TRK_RSLT_S result{};
     host::IouTracker* const tracker = running(inst);
+    const auto start = std::chrono::steady_clock::now();
     if (tracker != nullptr) tracker->update(result);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    if (tracker != nullptr && observer()) {
+        observer()(inst, instance(inst)->objects, result, elapsed);
+    }
     return result;
 }
 
