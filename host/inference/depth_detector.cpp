@@ -22,8 +22,12 @@ constexpr float kHeadDepth_mm = 150.0f;  // the head alone
 constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
 constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
 constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
-// The box is centred on the head as seen at this depth below its top, midway to the shoulders.
-constexpr float kBoxDrop_mm = 150.0f;
+constexpr float kHeadHalf_mm = 110.0f;   // half a head with hair
+// Depths below the top. The shoulders slope up to the neck, so their far side, which the head
+// hides, is taken to be as high as the neck, and their near side as high as the shoulder joint.
+constexpr float kHeadMiddle_mm = 100.0f;
+constexpr float kNeck_mm = 150.0f;
+constexpr float kShoulder_mm = 300.0f;
 constexpr float kBorder_mm = 70.0f;  // nearer to the border too much of a head is cut off
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
@@ -159,6 +163,22 @@ float shoulder_half_mm(float before_mm, float after_mm) {
     return std::clamp(0.5f * (before_mm + after_mm), 140.0f, 330.0f);
 }
 
+// One axis of the box as slopes of the rays to its edges. Away from the image centre the head
+// sticks out; towards it the shoulders are seen from the side.
+struct Span {
+    float low;
+    float high;
+};
+
+Span perspective_span(float centre_mm, float half_mm, float lens_to_top_mm) {
+    const float distance_mm = std::fabs(centre_mm);
+    const float head = (distance_mm + kHeadHalf_mm) / (lens_to_top_mm + kHeadMiddle_mm);
+    const float shoulder = (distance_mm + half_mm) / (lens_to_top_mm + kNeck_mm);
+    const float chest = (distance_mm - half_mm) / (lens_to_top_mm + kShoulder_mm);
+    const float outer = std::max(head, shoulder);
+    return centre_mm < 0.0f ? Span{-outer, -chest} : Span{chest, outer};
+}
+
 float head_score(const HeadShape& shape) {
     const float length = trapezoid(shape.head_long_mm, 15.0f, 28.0f, 90.0f, 140.0f);
     const float width = trapezoid(shape.head_short_mm, 10.0f, 22.0f, 75.0f, 110.0f);
@@ -246,13 +266,15 @@ bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) c
     if (detection.score < 0.3f) return false;
 
     if (border_distance_mm(shape) < kBorder_mm) return false;
-    const float z_mm = camera_.height_mm - (shape.top_mm - kBoxDrop_mm);
-    const float half_x_mm = shoulder_half_mm(shape.left_mm, shape.right_mm);
-    const float half_y_mm = shoulder_half_mm(shape.up_mm, shape.down_mm);
-    const float left = (shape.centre.x_mm - half_x_mm) / z_mm * camera_.fx + camera_.cx;
-    const float right = (shape.centre.x_mm + half_x_mm) / z_mm * camera_.fx + camera_.cx;
-    const float upper = (shape.centre.y_mm - half_y_mm) / z_mm * camera_.fy + camera_.cy;
-    const float lower = (shape.centre.y_mm + half_y_mm) / z_mm * camera_.fy + camera_.cy;
+    const float lens_to_top_mm = camera_.height_mm - shape.top_mm;
+    const Span across = perspective_span(
+        shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm), lens_to_top_mm);
+    const Span along = perspective_span(
+        shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm), lens_to_top_mm);
+    const float left = across.low * camera_.fx + camera_.cx;
+    const float right = across.high * camera_.fx + camera_.cx;
+    const float upper = along.low * camera_.fy + camera_.cy;
+    const float lower = along.high * camera_.fy + camera_.cy;
     constexpr float kScaleX = static_cast<float>(kColourWidth) / static_cast<float>(kDepthWidth);
     constexpr float kScaleY = static_cast<float>(kColourHeight) / static_cast<float>(kDepthHeight);
     const int x0 = std::max(static_cast<int>(std::lround(left * kScaleX)), 0);
