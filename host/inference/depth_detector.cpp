@@ -12,8 +12,8 @@ namespace {
 
 constexpr float kHoleReach_mm = 250.0f;     // a head of hair that gives no echo is up to this wide
 constexpr float kHeadSmoothing_mm = 45.0f;  // standard deviation; a head is about 0.2 m wide
-constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm,
-                               .lowest_peak_mm = 800.0f,
+constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm + 30.0f,
+                               .lowest_peak_mm = 650.0f,
                                .saddle_mm = 90.0f,
                                .distance_mm = 300.0f};
 constexpr float kShortestPerson_mm = 850.0f;
@@ -22,8 +22,13 @@ constexpr float kHeadDepth_mm = 150.0f;  // the head alone
 constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
 constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
 constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
-// The box is centred on the head as seen at this depth below its top, midway to the shoulders.
-constexpr float kBoxDrop_mm = 150.0f;
+constexpr float kHeadHalf_mm = 110.0f;   // half a head with hair
+// Depths below the top. The shoulders slope up to the neck, so their far side, which the head
+// hides, is taken to be as high as the neck, and their near side as high as the shoulder joint.
+constexpr float kHeadMiddle_mm = 100.0f;
+constexpr float kNeck_mm = 150.0f;
+constexpr float kShoulder_mm = 300.0f;
+constexpr float kBorder_mm = 70.0f;  // nearer to the border too much of a head is cut off
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
 float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
@@ -42,32 +47,65 @@ float quantile(std::vector<float>& values, float share) {
     return *nth;
 }
 
-// Where the visible surface down to `lowest_mm` lies. Samples come sorted by falling height.
+// Where the surface down to `lowest_mm` lies. Samples come sorted by falling height.
 struct Surface {
     PlanPoint centre;
-    float radius_mm = 0.0f;  // root mean square distance from the centre
+    float long_mm = 0.0f;  // standard deviations along the main axes
+    float short_mm = 0.0f;
     float area_m2 = 0.0f;
 };
 
-Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
-    double sum_x = 0.0, sum_y = 0.0, sum_sq = 0.0, sum_area = 0.0;
-    for (const HeadSample& sample : samples) {
-        if (sample.height_mm < lowest_mm) break;
-        const double weight = static_cast<double>(sample.area_m2);
+// Sums of weight, first and second moments of a surface.
+class Moments {
+  public:
+    void add(const HeadSample& sample) {
+        const double w = static_cast<double>(sample.area_m2);
         const double x = static_cast<double>(sample.at.x_mm);
         const double y = static_cast<double>(sample.at.y_mm);
-        sum_x += weight * x;
-        sum_y += weight * y;
-        sum_sq += weight * (x * x + y * y);
-        sum_area += weight;
+        area_ += w;
+        x_ += w * x;
+        y_ += w * y;
+        xx_ += w * x * x;
+        xy_ += w * x * y;
+        yy_ += w * y * y;
     }
-    if (sum_area <= 0.0) return {};
-    const double x = sum_x / sum_area;
-    const double y = sum_y / sum_area;
-    const double variance = std::max(sum_sq / sum_area - x * x - y * y, 0.0);
-    return {{static_cast<float>(x), static_cast<float>(y)},
-            static_cast<float>(std::sqrt(variance)),
-            static_cast<float>(sum_area)};
+
+    Surface surface() const {
+        if (area_ <= 0.0) return {};
+        const double x = x_ / area_;
+        const double y = y_ / area_;
+        const double xx = xx_ / area_ - x * x;
+        const double xy = xy_ / area_ - x * y;
+        const double yy = yy_ / area_ - y * y;
+        // Eigenvalues of the symmetric matrix {{xx, xy}, {xy, yy}}.
+        const double mean = 0.5 * (xx + yy);
+        const double split = std::hypot(0.5 * (xx - yy), xy);
+        return {{static_cast<float>(x), static_cast<float>(y)},
+                static_cast<float>(std::sqrt(std::max(mean + split, 0.0))),
+                static_cast<float>(std::sqrt(std::max(mean - split, 0.0))),
+                static_cast<float>(area_)};
+    }
+
+  private:
+    double area_ = 0.0, x_ = 0.0, y_ = 0.0, xx_ = 0.0, xy_ = 0.0, yy_ = 0.0;
+};
+
+Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
+    Moments moments;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) break;
+        moments.add(sample);
+    }
+    return moments.surface();
+}
+
+Surface holes_above(const std::vector<HeadSample>& samples, float lowest_mm) {
+    Moments moments;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) break;
+        if (sample.filled) moments.add(sample);
+    }
+    return moments.surface();
 }
 
 float robust_top_mm(const std::vector<HeadSample>& samples) {
@@ -97,6 +135,11 @@ void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
     shape.down_mm = quantile(ys, 0.98f);
 }
 
+// A patch as large as a head is missing: dark hair. What is left around it is no head.
+bool head_gave_no_echo(const HeadShape& shape) {
+    return shape.hole_area_m2 > 0.01f && shape.hole_area_m2 > 0.25f * shape.head_area_m2;
+}
+
 HeadShape measure(std::vector<HeadSample>& samples) {
     std::sort(samples.begin(), samples.end(),
               [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
@@ -105,7 +148,11 @@ HeadShape measure(std::vector<HeadSample>& samples) {
     shape.centre = surface_above(samples, shape.top_mm - kCrownDepth_mm).centre;
     const Surface head = surface_above(samples, shape.top_mm - kHeadDepth_mm);
     shape.head_area_m2 = head.area_m2;
-    shape.head_radius_mm = head.radius_mm;
+    shape.head_long_mm = head.long_mm;
+    shape.head_short_mm = head.short_mm;
+    const Surface hole = holes_above(samples, shape.top_mm - kHeadDepth_mm);
+    shape.hole_area_m2 = hole.area_m2;
+    if (head_gave_no_echo(shape)) shape.centre = hole.centre;
     measure_body(samples, shape);
     return shape;
 }
@@ -114,6 +161,35 @@ HeadShape measure(std::vector<HeadSample>& samples) {
 // outstretched arm or a region that a neighbour cuts must not show.
 float shoulder_half_mm(float before_mm, float after_mm) {
     return std::clamp(0.5f * (before_mm + after_mm), 140.0f, 330.0f);
+}
+
+// One axis of the box as slopes of the rays to its edges. Away from the image centre the head
+// sticks out; towards it the shoulders are seen from the side.
+struct Span {
+    float low;
+    float high;
+};
+
+Span perspective_span(float centre_mm, float half_mm, float lens_to_top_mm) {
+    const float distance_mm = std::fabs(centre_mm);
+    const float head = (distance_mm + kHeadHalf_mm) / (lens_to_top_mm + kHeadMiddle_mm);
+    const float shoulder = (distance_mm + half_mm) / (lens_to_top_mm + kNeck_mm);
+    const float chest = (distance_mm - half_mm) / (lens_to_top_mm + kShoulder_mm);
+    const float outer = std::max(head, shoulder);
+    return centre_mm < 0.0f ? Span{-outer, -chest} : Span{chest, outer};
+}
+
+float head_score(const HeadShape& shape) {
+    const float length = trapezoid(shape.head_long_mm, 15.0f, 28.0f, 90.0f, 140.0f);
+    const float width = trapezoid(shape.head_short_mm, 10.0f, 22.0f, 75.0f, 110.0f);
+    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.08f, 0.14f);
+    // A head leaves room for shoulders below it; the top of a box or an arm is all there is.
+    const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
+    const float shoulders = trapezoid(top_share, -1.0f, 0.0f, 0.7f, 0.97f);
+    const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
+                                      0.15f, 0.45f, 1.0f, 2.0f);
+    if (head_gave_no_echo(shape)) return 0.6f * std::sqrt(length * size);
+    return 0.95f * std::cbrt(length * width * size * shoulders * roundness);
 }
 
 }  // namespace
@@ -130,19 +206,22 @@ const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_m
     fill_holes(depth, reach_px, filled_mm_);
     cv::medianBlur(filled_mm_, clean_mm_, 3);
     plan_.build(clean_mm_);
-    find_summits();
+    find_summits(depth);
     std::sort(detections_.begin(), detections_.end(),
               [](const Detection& a, const Detection& b) { return a.score > b.score; });
     if (detections_.size() > kMaxDetections) detections_.resize(kMaxDetections);
     return detections_;
 }
 
-void DepthDetector::find_summits() {
+void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     const double sigma_cells = static_cast<double>(kHeadSmoothing_mm / plan_.cell_mm());
-    cv::GaussianBlur(plan_.surface_mm(), smooth_mm_, cv::Size(), sigma_cells, sigma_cells,
+    // The floor is raised to the lowest surface of interest, so that it pulls down the summits of
+    // children no more than those of adults.
+    cv::max(plan_.surface_mm(), static_cast<double>(kLowestSurface_mm), raised_mm_);
+    cv::GaussianBlur(raised_mm_, smooth_mm_, cv::Size(), sigma_cells, sigma_cells,
                      cv::BORDER_REPLICATE);
     const auto& peaks = finder_.find(smooth_mm_, plan_.cell_mm(), kHeadRules, labels_);
-    gather_samples(peaks.size());
+    gather_samples(raw_mm, peaks.size());
     shapes_.clear();
     detections_.clear();
     for (std::size_t i = 0; i < peaks.size(); ++i) {
@@ -152,7 +231,7 @@ void DepthDetector::find_summits() {
     }
 }
 
-void DepthDetector::gather_samples(std::size_t summits) {
+void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
     if (samples_.size() < summits) samples_.resize(summits);
     for (auto& list : samples_)
         list.clear();
@@ -160,31 +239,42 @@ void DepthDetector::gather_samples(std::size_t summits) {
     const float pixel_m2 = 1e-6f / (camera_.fx * camera_.fy);
     for (int v = 0; v < kDepthHeight; ++v) {
         const auto* depth = clean_mm_.ptr<std::uint16_t>(v);
+        const auto* raw = raw_mm.ptr<std::uint16_t>(v);
         const auto* cells = plan_.cell_of_pixel().ptr<int>(v);
         for (int u = 0; u < kDepthWidth; ++u) {
             if (cells[u] < 0 || label[cells[u]] == 0) continue;
             const auto z_mm = static_cast<float>(depth[u]);
             samples_[static_cast<std::size_t>(label[cells[u]] - 1)].push_back(
-                {plan_.pixel_to_plan(u, v, z_mm), camera_.height_mm - z_mm,
-                 z_mm * z_mm * pixel_m2});
+                {plan_.pixel_to_plan(u, v, z_mm), camera_.height_mm - z_mm, z_mm * z_mm * pixel_m2,
+                 raw[u] == 0});
         }
     }
 }
 
+float DepthDetector::border_distance_mm(const HeadShape& shape) const {
+    const float z_mm = camera_.height_mm - shape.top_mm;
+    const float x_px = std::fabs(shape.centre.x_mm) / z_mm * camera_.fx;
+    const float y_px = std::fabs(shape.centre.y_mm) / z_mm * camera_.fy;
+    const float room_x = shape.centre.x_mm < 0.0f ? camera_.cx : kDepthWidth - camera_.cx;
+    const float room_y = shape.centre.y_mm < 0.0f ? camera_.cy : kDepthHeight - camera_.cy;
+    return std::min((room_x - x_px) / camera_.fx, (room_y - y_px) / camera_.fy) * z_mm;
+}
+
 bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) const {
     if (shape.top_mm < kShortestPerson_mm) return false;
-    const float round = trapezoid(shape.head_radius_mm, 25.0f, 45.0f, 120.0f, 180.0f);
-    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.015f, 0.09f, 0.16f);
-    detection.score = 0.95f * std::sqrt(round * size);
+    detection.score = head_score(shape);
     if (detection.score < 0.3f) return false;
 
-    const float z_mm = camera_.height_mm - (shape.top_mm - kBoxDrop_mm);
-    const float half_x_mm = shoulder_half_mm(shape.left_mm, shape.right_mm);
-    const float half_y_mm = shoulder_half_mm(shape.up_mm, shape.down_mm);
-    const float left = (shape.centre.x_mm - half_x_mm) / z_mm * camera_.fx + camera_.cx;
-    const float right = (shape.centre.x_mm + half_x_mm) / z_mm * camera_.fx + camera_.cx;
-    const float upper = (shape.centre.y_mm - half_y_mm) / z_mm * camera_.fy + camera_.cy;
-    const float lower = (shape.centre.y_mm + half_y_mm) / z_mm * camera_.fy + camera_.cy;
+    if (border_distance_mm(shape) < kBorder_mm) return false;
+    const float lens_to_top_mm = camera_.height_mm - shape.top_mm;
+    const Span across = perspective_span(
+        shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm), lens_to_top_mm);
+    const Span along = perspective_span(
+        shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm), lens_to_top_mm);
+    const float left = across.low * camera_.fx + camera_.cx;
+    const float right = across.high * camera_.fx + camera_.cx;
+    const float upper = along.low * camera_.fy + camera_.cy;
+    const float lower = along.high * camera_.fy + camera_.cy;
     constexpr float kScaleX = static_cast<float>(kColourWidth) / static_cast<float>(kDepthWidth);
     constexpr float kScaleY = static_cast<float>(kColourHeight) / static_cast<float>(kDepthHeight);
     const int x0 = std::max(static_cast<int>(std::lround(left * kScaleX)), 0);

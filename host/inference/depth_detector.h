@@ -17,16 +17,19 @@ struct HeadSample {
     PlanPoint at;
     float height_mm = 0.0f;
     float area_m2 = 0.0f;  // horizontal surface that the pixel covers at its depth
+    bool filled = false;   // missing in the image, taken from its surroundings
 };
 
 // What was measured on one summit of the height map.
 struct HeadShape {
-    PlanPoint centre;             // middle of the head's top
-    float top_mm = 0.0f;          // highest surface above the floor
-    float head_area_m2 = 0.0f;    // visible surface within 0.15 m below the top
-    float head_radius_mm = 0.0f;  // its root mean square distance from the centre
-    float body_area_m2 = 0.0f;    // visible surface within 0.45 m below the top
-    float left_mm = 0.0f;         // reach of head and shoulders from the centre to each side
+    PlanPoint centre;            // middle of the head's top
+    float top_mm = 0.0f;         // highest surface above the floor
+    float head_area_m2 = 0.0f;   // visible surface within 0.15 m below the top
+    float head_long_mm = 0.0f;   // standard deviation of that surface along its long axis
+    float head_short_mm = 0.0f;  // and across
+    float hole_area_m2 = 0.0f;   // part of it that gave no echo
+    float body_area_m2 = 0.0f;   // visible surface within 0.45 m below the top
+    float left_mm = 0.0f;        // reach of head and shoulders from the centre to each side
     float right_mm = 0.0f;
     float up_mm = 0.0f;
     float down_mm = 0.0f;
@@ -44,8 +47,9 @@ class DepthDetector {
     const std::vector<HeadShape>& shapes() const { return shapes_; }
 
   private:
-    void find_summits();
-    void gather_samples(std::size_t summits);
+    void find_summits(const cv::Mat& raw_mm);
+    void gather_samples(const cv::Mat& raw_mm, std::size_t summits);
+    float border_distance_mm(const HeadShape& shape) const;
     bool to_detection(const HeadShape& shape, Detection& detection) const;
 
     DepthCamera camera_;
@@ -53,6 +57,7 @@ class DepthDetector {
     PeakFinder finder_;
     cv::Mat filled_mm_;
     cv::Mat clean_mm_;
+    cv::Mat raised_mm_;
     cv::Mat smooth_mm_;
     cv::Mat labels_;
     std::vector<std::vector<HeadSample>> samples_;  // per summit
