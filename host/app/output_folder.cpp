@@ -61,6 +61,11 @@ std::string OutputFolder::temporary(const std::string& name) {
 
 void OutputFolder::commit() {
     for (const std::string& name : names_) {
+        if (!fs::exists(path_ / (name + kTemporarySuffix))) {
+            throw std::runtime_error("the file \"" + name + "\" was not written");
+        }
+    }
+    for (const std::string& name : names_) {
         fs::rename(path_ / (name + kTemporarySuffix), path_ / name);
     }
     committed_ = true;

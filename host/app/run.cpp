@@ -212,6 +212,7 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     feed_closing_frames(session, last, time_s, result.source.frames_per_second);
     session.close(result);
     recorder.move_into(result);
+    for (const TrueCrossing& c : plan.source->settle_truth()) result.true_crossings.push_back(c);
     result.wall_s =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     evaluate(result);

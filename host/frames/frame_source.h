@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -114,6 +115,10 @@ class FrameSource {
 
     // Makes frames carry the true crossings of these lines; nothing without truth.
     virtual void count_truth(const std::vector<CountingLine>& /*lines*/) {}
+
+    // After the last frame: the crossings of people who are still inside a U-turn area, judged by
+    // the side of the line that they stand on, just as the end of their tracks judges them.
+    virtual std::vector<TrueCrossing> settle_truth() { return {}; }
 
   protected:
     SourceInfo info_;

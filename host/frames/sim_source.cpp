@@ -52,13 +52,27 @@ class SimSource final : public FrameSource {
     }
 
     void count_truth(const std::vector<CountingLine>& lines) override {
-        std::vector<sim::CountingLine> on_floor;
-        flips_.clear();
+        counted_.clear();
         for (const CountingLine& line : lines) {
-            on_floor.push_back(to_floor(line));
-            flips_.push_back(line.flip);
+            const sim::CountingLine on_floor = to_floor(line);
+            counted_.push_back({on_floor, sim::CrossingCounter({on_floor}), line.flip});
         }
-        counter_.emplace(std::move(on_floor));
+    }
+
+    std::vector<TrueCrossing> settle_truth() override {
+        std::vector<TrueCrossing> crossings;
+        for (std::size_t i = 0; i < counted_.size(); ++i) {
+            if (counted_[i].line.uturn_area.empty()) continue;
+            sim::Frame gone;
+            gone.index = frame_.index + 1;
+            for (sim::PersonTruth person : frame_.truth) {
+                if (!person.in_view) continue;
+                walk_away(counted_[i].line.points, person);
+                gone.truth.push_back(person);
+            }
+            add_crossings(i, gone, crossings);
+        }
+        return crossings;
     }
 
   private:
@@ -119,20 +133,43 @@ class SimSource final : public FrameSource {
                                     person.in_view && inside && person.visible >= kMostlySeen});
         }
         frame.crossings.clear();
-        if (!counter_) return;
-        for (const sim::Crossing& crossing : counter_->update(frame_)) {
-            const bool flip = flips_.at(crossing.line);
-            frame.crossings.push_back({static_cast<int>(crossing.line), crossing.person,
-                                       crossing.frame,
-                                       flip ? 3 - crossing.direction : crossing.direction});
+        for (std::size_t i = 0; i < counted_.size(); ++i) {
+            add_crossings(i, frame_, frame.crossings);
         }
     }
+
+    void add_crossings(std::size_t line, const sim::Frame& frame,
+                       std::vector<TrueCrossing>& crossings) {
+        Counted& counted = counted_[line];
+        for (const sim::Crossing& c : counted.counter.update(frame)) {
+            crossings.push_back({static_cast<int>(line), c.person, c.frame,
+                                 counted.flip ? 3 - c.direction : c.direction});
+        }
+    }
+
+    // Moves a person straight away from the line, far beyond any area.
+    static void walk_away(const std::vector<sim::Point>& line, sim::PersonTruth& person) {
+        constexpr double kFar_m = 100.0;
+        const double dx = line.back().x_m - line.front().x_m;
+        const double dy = line.back().y_m - line.front().y_m;
+        const double length = std::hypot(dx, dy);
+        if (length == 0.0) return;
+        const double side =
+            sim::signed_distance(line, {person.x_m, person.y_m}) < 0.0 ? -kFar_m : kFar_m;
+        person.x_m += side * dy / length;
+        person.y_m -= side * dx / length;
+    }
+
+    struct Counted {
+        sim::CountingLine line;  // floor metres
+        sim::CrossingCounter counter;
+        bool flip = false;
+    };
 
     sim::Simulator simulator_;
     double plane_m_;  // height above the floor in which picture coordinates are meant
     sim::Frame frame_;
-    std::optional<sim::CrossingCounter> counter_;
-    std::vector<bool> flips_;
+    std::vector<Counted> counted_;
 };
 
 }  // namespace
