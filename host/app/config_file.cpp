@@ -1,0 +1,175 @@
+// The TOML file that holds lines and settings of an installation.
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <toml++/toml.h>
+
+#include "host/app/run_options.h"
+
+namespace host {
+namespace {
+
+class Reader {
+  public:
+    Reader(std::string path, RunOptions& options) : path_(std::move(path)), options_(options) {}
+
+    void read(const toml::table& root) {
+        for_each_key(root, {"line", "height_mm", "target_height_mm", "group", "detect", "position"},
+                     [this](std::string_view key, const toml::node& node) {
+                         if (key == "line") read_lines(node);
+                         if (key == "height_mm") read_height(node);
+                         if (key == "target_height_mm") read_target(node);
+                         if (key == "group") read_group(node);
+                         if (key == "detect") {
+                             options_.detect = parse_detect_mode(text(node), place(node, key));
+                         }
+                         if (key == "position") read_position(node);
+                     });
+    }
+
+  private:
+    using KeyReader = std::function<void(std::string_view, const toml::node&)>;
+
+    std::string place(const toml::node& node, std::string_view what) const {
+        return "\"" + path_ + "\" line " + std::to_string(node.source().begin.line) + ": " +
+               std::string(what);
+    }
+
+    void for_each_key(const toml::table& table, const std::vector<std::string_view>& known,
+                      const KeyReader& read_key) const {
+        for (const auto& [key, node] : table) {
+            if (std::find(known.begin(), known.end(), key.str()) == known.end()) {
+                std::string list;
+                for (const std::string_view name : known) {
+                    list += (list.empty() ? "" : ", ") + std::string(name);
+                }
+                throw InputError(place(node, "unknown key \"") + std::string(key.str()) +
+                                 "\"; known are " + list);
+            }
+            read_key(key.str(), node);
+        }
+    }
+
+    std::string text(const toml::node& node) const {
+        if (!node.is_string()) throw InputError(place(node, "a text in quotes is needed here"));
+        return *node.value<std::string>();
+    }
+
+    bool flag(const toml::node& node) const {
+        if (!node.is_boolean()) throw InputError(place(node, "true or false is needed here"));
+        return *node.value<bool>();
+    }
+
+    double number(const toml::node& node) const {
+        if (!node.is_number()) throw InputError(place(node, "a number is needed here"));
+        return *node.value<double>();
+    }
+
+    int whole_number(const toml::node& node) const {
+        const double value = number(node);
+        if (value != std::floor(value) || value < 0.0 || value > 100000.0) {
+            throw InputError(place(node, "a whole number of 0 to 100000 is needed here"));
+        }
+        return static_cast<int>(value);
+    }
+
+    // Points are [[x, y], [x, y], ...].
+    std::vector<PicturePoint> points(const toml::node& node) const {
+        std::vector<PicturePoint> list;
+        const toml::array* array = node.as_array();
+        const char* kNeeded = "points are written as [[x, y], [x, y]]";
+        if (array == nullptr) throw InputError(place(node, kNeeded));
+        for (const toml::node& item : *array) {
+            const toml::array* pair = item.as_array();
+            if (pair == nullptr || pair->size() != 2) throw InputError(place(item, kNeeded));
+            list.push_back({number(*pair->get(0)), number(*pair->get(1))});
+        }
+        return list;
+    }
+
+    void read_lines(const toml::node& node) {
+        const toml::array* array = node.as_array();
+        if (array == nullptr || !array->is_array_of_tables()) {
+            throw InputError(place(node, "lines are written as [[line]] tables"));
+        }
+        for (const toml::node& item : *array) read_line(*item.as_table());
+    }
+
+    void read_line(const toml::table& table) {
+        CountingLine line;
+        line.name = "line " + std::to_string(options_.lines.size() + 1);
+        for_each_key(table, {"name", "points", "uturn", "area", "flip"},
+                     [&](std::string_view key, const toml::node& node) {
+                         if (key == "name") line.name = text(node);
+                         if (key == "points") line.points = points(node);
+                         if (key == "uturn") line.uturn_filter = flag(node);
+                         if (key == "flip") line.flip = flag(node);
+                         if (key == "area") {
+                             line.uturn_area = points(node);
+                             check_area_points(line.uturn_area, place(node, "the area"));
+                         }
+                     });
+        check_line_points(line.points, place(table, "the line"));
+        if (!line.uturn_area.empty() && !line.uturn_filter) {
+            throw InputError(place(table, "a line with an area also needs uturn = true"));
+        }
+        options_.lines.push_back(std::move(line));
+    }
+
+    void read_height(const toml::node& node) {
+        if (node.is_string() && text(node) == "auto") {
+            options_.measure_height = true;
+            return;
+        }
+        options_.source.height_mm = checked_height_mm(number(node), place(node, "height_mm"));
+    }
+
+    void read_target(const toml::node& node) {
+        const toml::array* pair = node.as_array();
+        if (pair == nullptr || pair->size() != 2) {
+            throw InputError(place(node, "target_height_mm is written as [lowest, highest]"));
+        }
+        options_.target_min_mm = whole_number(*pair->get(0));
+        options_.target_max_mm = whole_number(*pair->get(1));
+    }
+
+    void read_group(const toml::node& node) {
+        const toml::table* table = node.as_table();
+        if (table == nullptr) throw InputError(place(node, "groups are set in a [group] table"));
+        for_each_key(*table, {"enabled", "min", "max"},
+                     [this](std::string_view key, const toml::node& value) {
+                         if (key == "enabled") options_.group_counting = flag(value);
+                         if (key == "min") options_.group_min = whole_number(value);
+                         if (key == "max") options_.group_max = whole_number(value);
+                     });
+    }
+
+    void read_position(const toml::node& node) {
+        const std::string name = text(node);
+        if (name != "foot" && name != "box") {
+            throw InputError(place(node, "position is \"") + name + "\"; known are foot and box");
+        }
+        options_.source.foot_point = name == "foot";
+    }
+
+    std::string path_;
+    RunOptions& options_;
+};
+
+}  // namespace
+
+void read_config_file(const std::string& path, RunOptions& options) {
+    if (!std::filesystem::is_regular_file(path)) {
+        throw InputError("there is no configuration file \"" + path + "\"");
+    }
+    try {
+        const toml::table root = toml::parse_file(path);
+        Reader(path, options).read(root);
+    } catch (const toml::parse_error& e) {
+        throw InputError("\"" + path + "\" line " + std::to_string(e.source().begin.line) + ": " +
+                         std::string(e.description()));
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,132 @@
+// Counts, scores and timings from what was recorded.
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "host/app/run_result.h"
+
+namespace host {
+namespace {
+
+// Which person each track lay on, frame by frame.
+class Identities {
+  public:
+    void add_frame(std::int64_t frame, const std::map<int, int>& track_of_person,
+                   const std::vector<TruePerson>& people) {
+        for (const TruePerson& person : people) {
+            heights_mm_[person.id] = person.height_mm;
+            const auto found = track_of_person.find(person.id);
+            if (found != track_of_person.end()) on_[found->second][frame] = person.id;
+        }
+    }
+
+    // The person under a track at a frame, or at the last frame before it with anybody under it.
+    std::optional<int> person_of(int track, std::int64_t frame) const {
+        const auto found = on_.find(track);
+        if (found == on_.end()) return std::nullopt;
+        const auto after = found->second.upper_bound(frame);
+        if (after == found->second.begin()) return std::nullopt;
+        return std::prev(after)->second;
+    }
+
+    double height_mm(int person) const { return heights_mm_.at(person); }
+
+  private:
+    std::map<int, std::map<std::int64_t, int>> on_;
+    std::map<int, double> heights_mm_;
+};
+
+Identities score_frames(RunResult& result) {
+    DetectionMeter detection;
+    TrackingMeter tracking;
+    Identities identities;
+    std::set<int> tracks;
+    for (const FrameRecord& frame : result.frames) {
+        for (const TrackedBox& track : frame.tracks) tracks.insert(track.id);
+        if (!result.source.has_truth || frame.blank) continue;
+        detection.add_frame(frame.people, frame.detections);
+        identities.add_frame(frame.number, tracking.add_frame(frame.people, frame.tracks),
+                             frame.people);
+    }
+    result.detection = detection.score();
+    result.tracking = tracking.score();
+    result.tracks = static_cast<int>(tracks.size());
+    return identities;
+}
+
+void list_crossings(RunResult& result, const Identities& identities) {
+    result.crossings.clear();
+    result.height_errors_mm.clear();
+    for (const Event& event : result.events) {
+        const auto* counted = std::get_if<PersonCounted>(&event.payload);
+        if (counted == nullptr) continue;
+        Crossing crossing{event.frame_number,   event.time_s,
+                          counted->track_id,    counted->line,
+                          counted->direction,   counted->box.height,
+                          std::nullopt,         std::nullopt};
+        crossing.person = identities.person_of(counted->track_id, event.frame_number);
+        if (crossing.person) {
+            crossing.true_height_mm = identities.height_mm(*crossing.person);
+            result.height_errors_mm.push_back(crossing.height_mm - *crossing.true_height_mm);
+        }
+        result.crossings.push_back(crossing);
+    }
+}
+
+void count_directions(RunResult& result) {
+    result.counts.assign(result.lines.size(), {});
+    const auto cell = [&result](int line, int direction) -> DirectionCount* {
+        if (line < 0 || static_cast<std::size_t>(line) >= result.counts.size()) return nullptr;
+        if (direction != 1 && direction != 2) return nullptr;
+        return &result.counts[static_cast<std::size_t>(line)]
+                             [static_cast<std::size_t>(direction - 1)];
+    };
+    for (const Crossing& c : result.crossings) {
+        if (DirectionCount* count = cell(c.line, c.direction)) ++count->counted;
+    }
+    for (const TrueCrossing& c : result.true_crossings) {
+        if (DirectionCount* count = cell(c.line, c.direction)) ++count->truth;
+    }
+}
+
+Timing timing_of(const std::vector<FrameRecord>& frames, double (*value)(const FrameRecord&)) {
+    std::vector<double> values;
+    double sum = 0.0;
+    for (const FrameRecord& frame : frames) {
+        if (frame.blank) continue;
+        values.push_back(value(frame));
+        sum += values.back();
+    }
+    if (values.empty()) return {};
+    return {sum / static_cast<double>(values.size()), quantile(values, 0.5),
+            quantile(values, 0.95)};
+}
+
+void measure_times(RunResult& result) {
+    const std::vector<FrameRecord>& frames = result.frames;
+    result.simulation =
+        timing_of(frames, [](const FrameRecord& f) { return f.simulation_ms; });
+    result.detecting = timing_of(frames, [](const FrameRecord& f) { return f.detection_ms; });
+    result.tracker = timing_of(frames, [](const FrameRecord& f) { return f.tracker_ms; });
+    result.pass = timing_of(frames, [](const FrameRecord& f) { return f.pass_ms; });
+    result.library = timing_of(frames, [](const FrameRecord& f) {
+        return f.pass_ms - f.detection_ms - f.tracker_ms;
+    });
+    result.scene_s =
+        static_cast<double>(result.source_frames()) / result.source.frames_per_second;
+}
+
+}  // namespace
+
+std::int64_t RunResult::source_frames() const {
+    return std::count_if(frames.begin(), frames.end(),
+                         [](const FrameRecord& frame) { return !frame.blank; });
+}
+
+void evaluate(RunResult& result) {
+    list_crossings(result, score_frames(result));
+    count_directions(result);
+    measure_times(result);
+}
+
+}  // namespace host

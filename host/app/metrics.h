@@ -1,0 +1,76 @@
+// How well detections and tracks agree with the truth, by the usual definitions.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "host/frames/frame_source.h"
+
+namespace host {
+
+// Boxes agree when their intersection is at least half of their union.
+inline constexpr double kMatchIou = 0.5;
+
+double box_overlap(const PixelBox& a, const PixelBox& b);
+
+// A box with the identity that the tracker gave it.
+struct TrackedBox {
+    int id = 0;
+    PixelBox box;
+};
+
+struct DetectionScore {
+    std::int64_t truths = 0;  // people who had to be found, over all frames
+    std::int64_t found = 0;
+    std::int64_t false_boxes = 0;
+
+    double recall() const;     // 1 when there was nobody to find
+    double precision() const;  // 1 when nothing was reported
+};
+
+// Precision and recall of boxes, frame by frame. People who are not clear (at the edge of the
+// picture, hidden) need not be found, and a box on one of them is not held against the detector.
+class DetectionMeter {
+  public:
+    void add_frame(const std::vector<TruePerson>& people, const std::vector<PixelBox>& boxes);
+    const DetectionScore& score() const { return score_; }
+
+  private:
+    DetectionScore score_;
+};
+
+struct TrackingScore {
+    std::int64_t truths = 0;
+    std::int64_t misses = 0;
+    std::int64_t false_boxes = 0;
+    std::int64_t switches = 0;  // a person's box carries another id than when last matched
+    std::int64_t identity_matches = 0;  // boxes explained by the best one-to-one naming of tracks
+
+    double mota() const;  // 1 - (misses + false boxes + switches) / truths
+    double idf1() const;  // 2 matches / (truths + reported boxes)
+    std::int64_t reported = 0;
+};
+
+// CLEAR-MOT and identity scores. In each frame a person first keeps the track of the previous
+// frame while they still overlap enough; the rest is assigned optimally.
+class TrackingMeter {
+  public:
+    // Gives the track of each person matched in this frame, people who are not clear included.
+    std::map<int, int> add_frame(const std::vector<TruePerson>& people,
+                                 const std::vector<TrackedBox>& tracks);
+    // Complete after the last frame.
+    TrackingScore score() const;
+
+  private:
+    TrackingScore score_;
+    std::map<int, int> last_track_;     // of each person, at the last match
+    std::map<int, int> current_track_;  // of each person matched in the previous frame
+    std::map<std::pair<int, int>, std::int64_t> together_;  // frames of person and track matched
+};
+
+// Value at `share` (0 to 1) of the sorted values, interpolated; 0 when there are none.
+double quantile(std::vector<double> values, double share);
+
+}  // namespace host

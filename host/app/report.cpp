@@ -1,0 +1,127 @@
+// Layout of the summary and of the list of scenes.
+#include "host/app/report.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+#include "sim/simulator.h"
+
+namespace host {
+namespace {
+
+__attribute__((format(printf, 2, 3))) void print(std::string& out, const char* format, ...) {
+    char line[512];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    out += line;
+}
+
+void print_count(std::string& out, const char* name, const char* direction,
+                 const DirectionCount& count, bool with_truth) {
+    if (with_truth) {
+        print(out, "  %-20.20s %-10s %8d %8d %+8d\n", name, direction, count.truth, count.counted,
+              count.counted - count.truth);
+    } else {
+        print(out, "  %-20.20s %-10s %8d\n", name, direction, count.counted);
+    }
+}
+
+void print_counts(std::string& out, const RunResult& result) {
+    const bool with_truth = result.source.has_truth;
+    print(out, "\n  %-20s %-10s%s\n", "line", "direction",
+          with_truth ? "     true  counted    error" : "  counted");
+    std::array<DirectionCount, 2> totals{};
+    for (std::size_t line = 0; line < result.counts.size(); ++line) {
+        for (std::size_t d = 0; d < 2; ++d) {
+            const DirectionCount& count = result.counts[line][d];
+            print_count(out, d == 0 ? result.lines[line].name.c_str() : "", d == 0 ? "1" : "2",
+                        count, with_truth);
+            totals[d].truth += count.truth;
+            totals[d].counted += count.counted;
+        }
+    }
+    if (result.counts.size() > 1) {
+        print_count(out, "all lines", "1", totals[0], with_truth);
+        print_count(out, "", "2", totals[1], with_truth);
+    }
+}
+
+void print_groups(std::string& out, const RunResult& result) {
+    int groups = 0;
+    int members = 0;
+    for (const Event& event : result.events) {
+        if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
+            ++groups;
+            members += group->members;
+        }
+    }
+    if (groups > 0) print(out, "  groups               %d with %d people\n", groups, members);
+}
+
+void print_quality(std::string& out, const RunResult& result) {
+    std::vector<double> sizes;
+    for (const double error : result.height_errors_mm) sizes.push_back(std::abs(error));
+    if (!sizes.empty()) {
+        print(out,
+              "  height of counted    median error %+.0f mm, size of error: median %.0f mm, "
+              "95 %% below %.0f mm\n",
+              quantile(result.height_errors_mm, 0.5), quantile(sizes, 0.5),
+              quantile(sizes, 0.95));
+    }
+    if (!result.source.has_truth) {
+        print(out, "  tracks               %d\n", result.tracks);
+        return;
+    }
+    print(out, "  detection            recall %.2f %%, precision %.2f %%\n",
+          result.detection.recall() * 100.0, result.detection.precision() * 100.0);
+    print(out, "  tracking             %d tracks, %lld identity switches, MOTA %.2f %%, "
+          "IDF1 %.2f %%\n",
+          result.tracks, static_cast<long long>(result.tracking.switches),
+          result.tracking.mota() * 100.0, result.tracking.idf1() * 100.0);
+}
+
+void print_times(std::string& out, const RunResult& result) {
+    print(out,
+          "  time per frame       %s %.1f ms | detection %.1f ms, tracker %.2f ms, "
+          "library %.2f ms\n",
+          result.source.has_truth ? "simulation" : "reading", result.simulation.mean,
+          result.detecting.mean, result.tracker.mean, result.library.mean);
+    const double speed = result.wall_s > 0.0 ? result.scene_s / result.wall_s : 0.0;
+    print(out, "  speed                %lld frames in %.1f s, %.1f times real time\n",
+          static_cast<long long>(result.source_frames()), result.wall_s, speed);
+    print(out, "  not given back       %d blocks, %d mappings, %d images; %d wrong returns\n",
+          result.loans.blocks, result.loans.mappings, result.images_left, result.loans.errors);
+}
+
+}  // namespace
+
+std::string summary_text(const RunResult& result) {
+    std::string out;
+    print(out, "%s: %s\n", result.source.name.c_str(), result.source.description.c_str());
+    print(out, "%.1f s of scene time, camera at %.0f mm%s, detection on %s%s\n", result.scene_s,
+          result.install_height_mm, result.height_measured ? " (measured)" : "",
+          detect_mode_name(result.options.detect),
+          result.interrupted ? ", ended early by the user" : "");
+    print_counts(out, result);
+    out += "\n";
+    print_groups(out, result);
+    print_quality(out, result);
+    print_times(out, result);
+    return out;
+}
+
+std::string scenes_text() {
+    std::string out;
+    for (const std::string& name : sim::scene_names()) {
+        const sim::SceneInfo info = sim::scene_info(name);
+        print(out, "  %-10s %s; %.0f s at %.0f frames/s, %zu %s%s\n", name.c_str(),
+              info.description.c_str(), info.duration_s, info.fps, info.lines.size(),
+              info.lines.size() == 1 ? "line" : "lines",
+              info.crowded ? ", too dense to count without errors" : "");
+    }
+    return out;
+}
+
+}  // namespace host

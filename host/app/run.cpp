@@ -1,0 +1,222 @@
+// Preparation and sequence of a run.
+#include "host/app/run.h"
+
+#include <chrono>
+#include <cmath>
+
+#include "host/app/session.h"
+#include "host/inference/detector.h"
+
+namespace host {
+namespace {
+
+// Height for the first configuration when the true one is to be measured.
+constexpr double kUnmeasuredHeight_mm = 3000.0;
+
+// The library measures afresh only when more than 12 frames have passed since the last time.
+constexpr int kMeasurements = 5;
+constexpr int kFramesPerMeasurement = 13;
+
+// Frames without any measurement fed after the end of the source. Five end the tracks, which
+// settles people just past a line and U-turns; a group is reported at the latest 81 frames after
+// its last member joined.
+constexpr int kClosingFrames = 6 + 81;
+
+double default_snapshot_s(const SourceInfo& info) {
+    return info.duration_s > 0.0 ? info.duration_s * 0.3 : 3.0;
+}
+
+std::string user_place(const CountingLine& line) {
+    return "the line \"" + line.name + "\"";
+}
+
+void check_inside(const std::vector<PicturePoint>& points, const SourceInfo& info,
+                  const std::string& place) {
+    for (const PicturePoint& p : points) {
+        if (p.x >= 0.0 && p.y >= 0.0 && p.x < info.user_width && p.y < info.user_height) continue;
+        throw InputError(place + " leaves the picture, whose points go from 0,0 to " +
+                         std::to_string(info.user_width - 1) + "," +
+                         std::to_string(info.user_height - 1));
+    }
+}
+
+std::vector<PicturePoint> map_points(const FrameSource& source,
+                                     const std::vector<PicturePoint>& points) {
+    std::vector<PicturePoint> mapped;
+    for (const PicturePoint& p : points) mapped.push_back(source.to_picture(p));
+    return mapped;
+}
+
+std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSource& source) {
+    if (options.lines.empty()) return source.info().lines;
+    std::vector<CountingLine> lines = options.lines;
+    for (CountingLine& line : lines) {
+        check_inside(line.points, source.info(), user_place(line));
+        check_inside(line.uturn_area, source.info(), "the U-turn area of " + user_place(line));
+        line.points = map_points(source, line.points);
+        line.uturn_area = map_points(source, line.uturn_area);
+    }
+    return lines;
+}
+
+POINT12 to_config_point(const PicturePoint& p) {
+    POINT12 point{};
+    point.en = 1;
+    point.x = static_cast<std::int32_t>(std::lround(p.x));
+    point.y = static_cast<std::int32_t>(std::lround(p.y));
+    return point;
+}
+
+VCA_CFG_LINE_S to_config_line(const CountingLine& line) {
+    VCA_CFG_LINE_S config{};
+    config.LineEn = 1;
+    for (std::size_t i = 0; i < line.points.size(); ++i) {
+        config.pt[i] = to_config_point(line.points[i]);
+    }
+    config.UturnEn = line.uturn_filter ? 1 : 0;
+    for (std::size_t i = 0; i < line.uturn_area.size(); ++i) {
+        config.uturn_pt[i] = to_config_point(line.uturn_area[i]);
+    }
+    config.Flip = line.flip ? 1 : 0;
+    return config;
+}
+
+VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
+    const RunOptions& options = plan.options;
+    VCA_ALGO_CFG_S config{};
+    config.InstallHeight = static_cast<std::int32_t>(std::lround(height_mm));
+    config.TargetHeightMin = options.target_min_mm;
+    config.TargetHeightMax = options.target_max_mm;
+    config.StandAloneTrk = options.source.foot_point ? 1 : 0;
+    config.GroupEn =
+        options.group_counting.value_or(plan.source->info().group_counting) ? 1 : 0;
+    config.GroupObjNumMin = options.group_min;
+    config.GroupObjNumMax = options.group_max;
+    config.cscdMapSize[2] = kColourWidth;
+    config.cscdMapSize[3] = kColourHeight;
+    config.ShowHistoryBox = 1;
+    config.DetectModel = static_cast<std::int32_t>(options.detect);
+    for (std::size_t i = 0; i < plan.lines.size(); ++i) {
+        config.line[i] = to_config_line(plan.lines[i]);
+    }
+    return config;
+}
+
+SessionSetup to_setup(const RunPlan& plan, double height_mm) {
+    SessionSetup setup;
+    setup.config = to_config(plan, height_mm);
+    setup.camera = plan.source->info().camera;
+    return setup;
+}
+
+// Lets the library measure its distance to the floor several times over the first seconds of the
+// source, which is opened for this alone, and takes the median: a head under the lens spoils some
+// of the measurements, not most.
+double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop) {
+    RunPlan trial{plan.options, open_source(plan.options.source), {}, ""};
+    Recorder unused;
+    Session session(to_setup(trial, kUnmeasuredHeight_mm), unused);
+    std::vector<double> measured;
+    for (int i = 0; i < kMeasurements && !stop(); ++i) {
+        session.request_install_height();
+        int left = kFramesPerMeasurement;
+        const std::int64_t last = session.feed(
+            [&](SourceFrame& frame) { return left-- > 0 && trial.source->next(frame); }, stop);
+        if (last < 0) break;
+        measured.push_back(session.install_height_mm());
+    }
+    if (measured.empty()) throw InputError("the height cannot be measured without frames");
+    const double height_mm = std::round(quantile(measured, 0.5));
+    return checked_height_mm(height_mm, "the measured installation height");
+}
+
+// Says when the limits of the options are reached.
+class Limit {
+  public:
+    Limit(const RunOptions& options, const SourceInfo& info)
+        : frames_(options.frames.value_or(INT64_MAX)) {
+        if (options.seconds) {
+            const double frames = std::ceil(*options.seconds * info.frames_per_second);
+            if (frames < static_cast<double>(frames_)) frames_ = static_cast<std::int64_t>(frames);
+        }
+    }
+    bool reached() { return made_++ >= frames_; }
+
+  private:
+    std::int64_t frames_;
+    std::int64_t made_ = 0;
+};
+
+void feed_closing_frames(Session& session, std::int64_t last, double time_s, double fps) {
+    int left = kClosingFrames;
+    session.feed(
+        [&](SourceFrame& frame) {
+            if (left-- == 0) return false;
+            frame.planes.colour_nv12.assign(kColourWidth * kColourHeight * 3 / 2, 128);
+            frame.planes.depth_nv12.assign(kDepthWidth * kDepthHeight * 3 / 2, 128);
+            frame.planes.raw_mm.assign(kDepthWidth * kDepthHeight, 0);
+            frame.planes.blank = true;
+            frame.number = ++last;
+            frame.time_s = time_s += 1.0 / fps;
+            frame.people.clear();
+            frame.crossings.clear();
+            return true;
+        },
+        [] { return false; });
+}
+
+}  // namespace
+
+RunPlan prepare_run(const RunOptions& options) {
+    check_options(options);
+    RunPlan plan{options, open_source(options.source), {}, options.output};
+    const SourceInfo& info = plan.source->info();
+    plan.lines = settle_lines(options, *plan.source);
+    plan.source->count_truth(plan.lines);
+    if (!options.measure_height && !options.source.height_mm && !info.camera.height_mm) {
+        throw InputError("the camera's height is not known; give it with --height MM or have it "
+                         "measured with --height auto");
+    }
+    if (plan.output.empty()) plan.output = "out/" + info.name;
+    return plan;
+}
+
+RunResult run(RunPlan& plan, const RunHooks& hooks) {
+    const auto start = std::chrono::steady_clock::now();
+    const auto stop = [&hooks] { return hooks.stop && hooks.stop(); };
+    RunResult result;
+    result.source = plan.source->info();
+    result.options = plan.options;
+    result.lines = plan.lines;
+    result.height_measured = plan.options.measure_height;
+    if (plan.options.measure_height) {
+        result.install_height_mm = measure_height_mm(plan, stop);
+    } else {
+        result.install_height_mm =
+            plan.options.source.height_mm.value_or(result.source.camera.height_mm.value_or(0.0));
+    }
+    Recorder recorder;
+    recorder.set_snapshot_from(default_snapshot_s(result.source));
+    Session session(to_setup(plan, result.install_height_mm), recorder);
+    Limit limit(plan.options, result.source);
+    double time_s = 0.0;
+    const std::int64_t last = session.feed(
+        [&](SourceFrame& frame) {
+            if (limit.reached() || !plan.source->next(frame)) return false;
+            time_s = frame.time_s;
+            if (hooks.on_progress) hooks.on_progress(recorder.progress());
+            return true;
+        },
+        stop);
+    result.interrupted = stop();
+    feed_closing_frames(session, last, time_s, result.source.frames_per_second);
+    session.close(result);
+    recorder.move_into(result);
+    for (const TrueCrossing& c : plan.source->settle_truth()) result.true_crossings.push_back(c);
+    result.wall_s =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    evaluate(result);
+    return result;
+}
+
+}  // namespace host

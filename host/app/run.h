@@ -1,0 +1,33 @@
+// A whole run: prepared and checked first, then fed through the library.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/app/recorder.h"
+#include "host/app/run_result.h"
+
+namespace host {
+
+// A checked run whose source is open; nothing was written yet.
+struct RunPlan {
+    RunOptions options;
+    std::unique_ptr<FrameSource> source;
+    std::vector<CountingLine> lines;  // in picture coordinates
+    std::string output;               // folder of the results
+};
+
+// Opens the source and settles lines and height. Throws InputError.
+RunPlan prepare_run(const RunOptions& options);
+
+struct RunHooks {
+    std::function<bool()> stop;                        // asked before every frame
+    std::function<void(const Progress&)> on_progress;  // after every frame made
+};
+
+// Runs the library over the source. It prints to standard output meanwhile. Throws InputError when
+// a recording cannot be read on.
+RunResult run(RunPlan& plan, const RunHooks& hooks);
+
+}  // namespace host

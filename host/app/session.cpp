@@ -1,0 +1,136 @@
+// Wiring of pool, bus, models, tracker and clock to the library.
+#include "host/app/session.h"
+
+#include <chrono>
+
+#include "host/inference/models.h"
+#include "host/platform/images.h"
+#include "host/tracker/tracker_observer.h"
+#include "vca/vca.h"
+
+namespace host {
+namespace {
+
+// Enough frames ahead that neither core waits for a slow frame of the other.
+constexpr int kPoolSlots = 6;
+
+// The library's clock starts at 2026-01-01 00:00 UTC in every run, so that runs repeat exactly.
+constexpr std::int64_t kClockStart_us = 1767225600LL * 1000000;
+
+std::int64_t read_clock(void* ctx) {
+    return *static_cast<std::atomic<std::int64_t>*>(ctx);
+}
+
+// Factor by which the library enlarges boxes for the tracker.
+double tracker_enlargement() {
+    return 1.0 + av_calc_val(28, 33, dev_calc_install_height_ratio()) / 100.0;
+}
+
+}  // namespace
+
+Session::Session(const SessionSetup& setup, Recorder& recorder)
+    : setup_(setup), recorder_(recorder), pool_(kPoolSlots) {
+    clock_us_ = kClockStart_us;
+    pool_.on_hand_out = [this](std::int64_t number) {
+        recorder_.begin_pass(number);
+        clock_us_ = kClockStart_us +
+                    static_cast<std::int64_t>(recorder_.current_frame().time_s * 1e6 + 0.5);
+    };
+    pool_.on_give_back = [this](std::int64_t number, const FramePlanes& planes) {
+        recorder_.end_pass(number, planes);
+    };
+    const auto on_event = [this](const Event& event) {
+        recorder_.add_event(event);
+        if (std::holds_alternative<ConfigRequest>(event.payload)) {
+            bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);
+        }
+        if (const auto* height = std::get_if<InstallHeight>(&event.payload)) {
+            install_height_mm_ = height->height_mm;
+        }
+    };
+    bus_ = std::make_unique<Bus>(
+        Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
+                   [this] { return recorder_.current_frame(); }, on_event});
+    const CameraModel& camera = setup_.camera;
+    set_model_settings(
+        {{camera.fx, camera.fy, camera.cx, camera.cy,
+          static_cast<double>(setup_.config.InstallHeight)},
+         &pool_,
+         [this](int, const std::vector<Detection>&, std::int64_t elapsed_ns) {
+             recorder_.add_detection(elapsed_ns);
+         }});
+    set_tracker_observer([this](int, const std::vector<IOU_TRK_OBJ_S>& objects,
+                                const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
+        recorder_.add_tracking(objects, result, tracker_enlargement(), elapsed);
+    });
+    set_frame_pool(&pool_);
+    set_bus(bus_.get());
+    vca_set_time_source(read_clock, &clock_us_);
+    vca_base_init();
+    vca_algo_init();
+    running_ = true;
+    bus_->wait_idle();
+}
+
+Session::~Session() {
+    shut_down();
+}
+
+void Session::shut_down() {
+    if (!running_) return;
+    running_ = false;
+    vca_algo_uninit();
+    vca_base_uninit();
+    bus_->wait_idle();
+    vca_set_time_source(nullptr, nullptr);
+    set_bus(nullptr);
+    set_frame_pool(nullptr);
+    set_tracker_observer(nullptr);
+    set_model_settings({});
+}
+
+void Session::close(RunResult& result) {
+    shut_down();
+    result.loans = pool_.loans();
+    result.images_left = live_images();
+    result.undelivered_messages = bus_->undelivered();
+}
+
+void Session::request_install_height() {
+    bus_->send_to_library(VCA_MSG_INSTALL_HEIGHT, nullptr, 0);
+    bus_->wait_idle();
+}
+
+std::int64_t Session::feed(const std::function<bool(SourceFrame&)>& next,
+                           const std::function<bool()>& stop) {
+    std::int64_t last = -1;
+    SourceFrame frame;
+    while (!stop()) {
+        const int slot = pool_.acquire();
+        FramePlanes& planes = pool_.planes(slot);
+        // The source fills the slot's own memory, whose size it finds from the last time.
+        std::swap(frame.planes, planes);
+        const auto start = std::chrono::steady_clock::now();
+        const bool more = next(frame);
+        const std::chrono::duration<double, std::milli> elapsed =
+            std::chrono::steady_clock::now() - start;
+        std::swap(frame.planes, planes);
+        if (!more) {
+            pool_.give_up(slot);
+            break;
+        }
+        FrameRecord record;
+        record.number = last = frame.number;
+        record.time_s = frame.time_s;
+        record.blank = planes.blank;
+        record.people = frame.people;
+        record.simulation_ms = elapsed.count();
+        recorder_.add_frame(std::move(record), frame.crossings);
+        pool_.submit(slot, frame.number);
+    }
+    pool_.wait_drained();
+    bus_->wait_idle();
+    return last;
+}
+
+}  // namespace host

@@ -1,0 +1,56 @@
+// One life of the library: from start-up with a configuration to shut-down.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+#include "host/app/recorder.h"
+#include "host/bus/bus.h"
+#include "host/frames/frame_source.h"
+#include "host/platform/frame_pool.h"
+#include "vca/config.h"
+
+namespace host {
+
+struct SessionSetup {
+    VCA_ALGO_CFG_S config{};
+    CameraModel camera;        // its height is that of config
+};
+
+class Session {
+  public:
+    // Starts the library and returns when it has applied the configuration.
+    Session(const SessionSetup& setup, Recorder& recorder);
+    // Stops the library.
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Feeds frames until `next` has none left or `stop` turns true, and waits for the analysis to
+    // finish them. The calling thread makes frames ahead of the analysis, as far as the pool
+    // reaches; none is dropped. Returns the number of the last frame fed, -1 without any.
+    std::int64_t feed(const std::function<bool(SourceFrame&)>& next,
+                      const std::function<bool()>& stop);
+
+    // Asks for the distance to the floor; the answer comes with the next frame.
+    void request_install_height();
+    // The last answer in mm; 0 before the first.
+    int install_height_mm() const { return install_height_mm_; }
+
+    // Stops the library and gives what is left over; at most once.
+    void close(RunResult& result);
+
+  private:
+    void shut_down();
+
+    SessionSetup setup_;
+    Recorder& recorder_;
+    FramePool pool_;
+    std::unique_ptr<Bus> bus_;
+    std::atomic<std::int64_t> clock_us_{0};
+    std::atomic<int> install_height_mm_{0};
+    bool running_ = false;
+};
+
+}  // namespace host

@@ -1,0 +1,215 @@
+// events.jsonl and summary.json.
+#include "host/app/summary.h"
+
+#include <cmath>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "host/app/version.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void finish(std::ofstream& out, const std::string& path) {
+    out.flush();
+    if (!out) throw std::runtime_error("cannot write \"" + path + "\"");
+}
+
+double rounded(double value, double step) {
+    return std::round(value / step) * step;
+}
+
+Json points_json(const std::vector<PicturePoint>& points) {
+    Json list = Json::array();
+    for (const PicturePoint& p : points) list.push_back({std::lround(p.x), std::lround(p.y)});
+    return list;
+}
+
+Json run_json(const RunResult& result) {
+    const SourceInfo& source = result.source;
+    Json run;
+    run["source"] = source.kind;
+    run["name"] = source.name;
+    run["seed"] = result.options.source.seed;
+    run["crowded"] = source.crowded;
+    run["frames"] = result.source_frames();
+    run["frames_per_second"] = source.frames_per_second;
+    run["scene_seconds"] = result.scene_s;
+    run["install_height_mm"] = result.install_height_mm;
+    run["height_measured"] = result.height_measured;
+    run["detect"] = detect_mode_name(result.options.detect);
+    run["position"] = result.options.source.foot_point ? "foot" : "box";
+    run["interrupted"] = result.interrupted;
+    run["commit"] = version_commit();
+    return run;
+}
+
+Json count_json(const DirectionCount& count, bool with_truth) {
+    Json out;
+    out["counted"] = count.counted;
+    if (with_truth) {
+        out["true"] = count.truth;
+        out["error"] = count.counted - count.truth;
+    }
+    return out;
+}
+
+Json lines_json(const RunResult& result) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < result.lines.size(); ++i) {
+        const CountingLine& line = result.lines[i];
+        Json entry;
+        entry["name"] = line.name;
+        entry["points"] = points_json(line.points);
+        entry["uturn_filter"] = line.uturn_filter;
+        entry["uturn_area"] = points_json(line.uturn_area);
+        entry["flip"] = line.flip;
+        entry["direction_1"] = count_json(result.counts[i][0], result.source.has_truth);
+        entry["direction_2"] = count_json(result.counts[i][1], result.source.has_truth);
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
+Json totals_json(const RunResult& result) {
+    std::array<DirectionCount, 2> totals{};
+    for (const auto& line : result.counts) {
+        for (std::size_t d = 0; d < 2; ++d) {
+            totals[d].counted += line[d].counted;
+            totals[d].truth += line[d].truth;
+        }
+    }
+    return {{"direction_1", count_json(totals[0], result.source.has_truth)},
+            {"direction_2", count_json(totals[1], result.source.has_truth)}};
+}
+
+Json crossings_json(const RunResult& result) {
+    Json list = Json::array();
+    for (const Crossing& c : result.crossings) {
+        Json entry;
+        entry["frame"] = c.frame;
+        entry["time_s"] = c.time_s;
+        entry["track"] = c.track;
+        entry["line"] = c.line;
+        entry["direction"] = c.direction;
+        entry["height_mm"] = c.height_mm;
+        if (c.person) entry["person"] = *c.person;
+        if (c.true_height_mm) entry["true_height_mm"] = rounded(*c.true_height_mm, 0.1);
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
+Json true_crossings_json(const RunResult& result) {
+    Json list = Json::array();
+    for (const TrueCrossing& c : result.true_crossings) {
+        list.push_back({{"frame", c.frame},
+                        {"person", c.person},
+                        {"line", c.line},
+                        {"direction", c.direction}});
+    }
+    return list;
+}
+
+Json groups_json(const RunResult& result) {
+    Json list = Json::array();
+    for (const Event& event : result.events) {
+        if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
+            list.push_back({{"frame", event.frame_number},
+                            {"line", group->line},
+                            {"direction", group->direction},
+                            {"members", group->members}});
+        }
+    }
+    return list;
+}
+
+Json heights_json(const RunResult& result) {
+    std::vector<double> measured;
+    for (const Crossing& c : result.crossings) measured.push_back(c.height_mm);
+    Json out;
+    out["counted_median_mm"] = quantile(measured, 0.5);
+    if (!result.source.has_truth) return out;
+    std::vector<double> sizes;
+    for (const double error : result.height_errors_mm) sizes.push_back(std::abs(error));
+    out["persons"] = sizes.size();
+    out["error_median_mm"] = quantile(result.height_errors_mm, 0.5);
+    out["error_size_median_mm"] = quantile(sizes, 0.5);
+    out["error_size_p95_mm"] = quantile(sizes, 0.95);
+    return out;
+}
+
+Json tracking_json(const RunResult& result) {
+    Json out;
+    out["tracks"] = result.tracks;
+    if (!result.source.has_truth) return out;
+    const TrackingScore& score = result.tracking;
+    out["identity_switches"] = score.switches;
+    out["mota"] = score.mota();
+    out["idf1"] = score.idf1();
+    out["true_boxes"] = score.truths;
+    out["misses"] = score.misses;
+    out["false_boxes"] = score.false_boxes;
+    out["identity_matches"] = score.identity_matches;
+    out["reported_boxes"] = score.reported;
+    return out;
+}
+
+Json detection_json(const DetectionScore& score) {
+    return {{"recall", score.recall()},
+            {"precision", score.precision()},
+            {"true_boxes", score.truths},
+            {"found", score.found},
+            {"false_boxes", score.false_boxes}};
+}
+
+Json timing_json(const Timing& timing) {
+    return {{"mean", timing.mean}, {"median", timing.median}, {"p95", timing.p95}};
+}
+
+Json times_json(const RunResult& result) {
+    Json out;
+    out["simulation"] = timing_json(result.simulation);
+    out["detection"] = timing_json(result.detecting);
+    out["tracker"] = timing_json(result.tracker);
+    out["library"] = timing_json(result.library);
+    out["pass"] = timing_json(result.pass);
+    return out;
+}
+
+}  // namespace
+
+void write_events(const RunResult& result, const std::string& path) {
+    std::ofstream out(path);
+    for (const Event& event : result.events) out << to_json_line(event) << '\n';
+    finish(out, path);
+}
+
+void write_summary(const RunResult& result, const std::string& path) {
+    Json root;
+    root["run"] = run_json(result);
+    root["lines"] = lines_json(result);
+    root["totals"] = totals_json(result);
+    root["heights"] = heights_json(result);
+    if (result.source.has_truth) root["detection"] = detection_json(result.detection);
+    root["tracking"] = tracking_json(result);
+    root["ms_per_frame"] = times_json(result);
+    root["wall_seconds"] = result.wall_s;
+    root["times_real_time"] = result.wall_s > 0.0 ? result.scene_s / result.wall_s : 0.0;
+    root["left_over"] = {{"blocks", result.loans.blocks},
+                         {"mappings", result.loans.mappings},
+                         {"images", result.images_left},
+                         {"wrong_returns", result.loans.errors},
+                         {"undelivered_messages", result.undelivered_messages}};
+    root["crossings"] = crossings_json(result);
+    if (result.source.has_truth) root["true_crossings"] = true_crossings_json(result);
+    root["groups"] = groups_json(result);
+    std::ofstream out(path);
+    out << root.dump(2) << '\n';
+    finish(out, path);
+}
+
+}  // namespace host

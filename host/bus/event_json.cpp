@@ -1,0 +1,80 @@
+// One JSON object per event: the common fields first, then those of the message.
+#include <nlohmann/json.hpp>
+
+#include "host/bus/events.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json box_json(const DET_OBJ_S& box) {
+    return {{"x", box.x},       {"y", box.y},           {"w", box.w},
+            {"h", box.h},       {"class", box.class_id}, {"score", box.score},
+            {"height_mm", box.height}};
+}
+
+Json boxes_json(const std::vector<DET_OBJ_S>& boxes) {
+    Json list = Json::array();
+    for (const DET_OBJ_S& box : boxes) list.push_back(box_json(box));
+    return list;
+}
+
+struct Fields {
+    Json& out;
+
+    void operator()(const PersonCounted& e) const {
+        out["track"] = e.track_id;
+        out["line"] = e.line;
+        out["direction"] = e.direction;
+        out["height_mm"] = e.box.height;
+        out["box"] = box_json(e.box);
+    }
+    void operator()(const GroupCounted& e) const {
+        out["members"] = e.members;
+        out["line"] = e.line;
+        out["direction"] = e.direction;
+    }
+    void operator()(const InstallHeight& e) const { out["height_mm"] = e.height_mm; }
+    void operator()(const ConfigRequest&) const {}
+    void operator()(const DetectionsShown& e) const {
+        out["colour"] = boxes_json(e.colour);
+        out["depth"] = boxes_json(e.depth);
+        out["merged"] = boxes_json(e.merged);
+    }
+    void operator()(const TrackAppeared& e) const { place(e.track_id, e); }
+    void operator()(const TrackRemoved& e) const { place(e.track_id, e); }
+    void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
+
+    template <typename Notice>
+    void place(int track_id, const Notice& e) const {
+        out["track"] = track_id;
+        out["centre"] = {e.centre_x, e.centre_y};
+        out["foot"] = {e.foot_x, e.foot_y};
+    }
+};
+
+struct Name {
+    const char* operator()(const PersonCounted&) const { return "person_counted"; }
+    const char* operator()(const GroupCounted&) const { return "group_counted"; }
+    const char* operator()(const InstallHeight&) const { return "install_height"; }
+    const char* operator()(const ConfigRequest&) const { return "config_request"; }
+    const char* operator()(const DetectionsShown&) const { return "detections"; }
+    const char* operator()(const TrackAppeared&) const { return "track_appeared"; }
+    const char* operator()(const TrackRemoved&) const { return "track_removed"; }
+    const char* operator()(const UnknownMessage&) const { return "unknown"; }
+};
+
+}  // namespace
+
+std::string to_json_line(const Event& event) {
+    Json out;
+    out["message"] = std::visit(Name{}, event.payload);
+    out["id"] = event.id;
+    out["frame"] = event.frame_number;
+    out["time_s"] = event.time_s;
+    std::visit(Fields{out}, event.payload);
+    return out.dump();
+}
+
+}  // namespace host

@@ -1,0 +1,85 @@
+// Messages of the library to the host, decoded from their wire layout into typed events.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "vca/detect.h"
+
+namespace host {
+
+// One person crossed a counting line.
+struct PersonCounted {
+    std::uint64_t frame_stamp = 0;
+    int track_id = 0;
+    DET_OBJ_S box{};  // position box at the crossing; its height field is in mm
+    int line = 0;     // 0 to 3
+    int direction = 0;
+};
+
+// A group of people crossed a counting line together.
+struct GroupCounted {
+    std::uint64_t frame_stamp = 0;
+    int members = 0;
+    int line = 0;
+    int direction = 0;
+};
+
+// Measured distance from the camera to the floor.
+struct InstallHeight {
+    int height_mm = 0;
+};
+
+// The library asks for its configuration.
+struct ConfigRequest {};
+
+// The detection boxes of one frame.
+struct DetectionsShown {
+    std::uint64_t frame_stamp = 0;
+    std::vector<DET_OBJ_S> colour;
+    std::vector<DET_OBJ_S> depth;
+    std::vector<DET_OBJ_S> merged;
+};
+
+struct TrackAppeared {
+    int track_id = 0;
+    int centre_x = 0;
+    int centre_y = 0;
+    int foot_x = 0;
+    int foot_y = 0;
+};
+
+struct TrackRemoved {
+    int track_id = 0;
+    int centre_x = 0;
+    int centre_y = 0;
+    int foot_x = 0;
+    int foot_y = 0;
+};
+
+// A message whose number is not known or whose length is not that of its number.
+struct UnknownMessage {
+    std::size_t length = 0;
+};
+
+using Payload = std::variant<PersonCounted, GroupCounted, InstallHeight, ConfigRequest,
+                             DetectionsShown, TrackAppeared, TrackRemoved, UnknownMessage>;
+
+struct Event {
+    int id = 0;                      // message number
+    std::int64_t frame_number = -1;  // frame in work when it was sent; -1 when there was none
+    double time_s = 0.0;             // scene time of that frame
+    Payload payload;
+};
+
+// Decodes the bytes of message `id`; never fails, an unfit message becomes UnknownMessage.
+Payload decode_message(int id, std::span<const std::uint8_t> bytes);
+
+// The event as one line of JSON without the line break.
+std::string to_json_line(const Event& event);
+
+}  // namespace host

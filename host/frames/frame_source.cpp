@@ -1,0 +1,55 @@
+// The table of sources, and the source that has no frames.
+#include "host/frames/frame_source.h"
+
+#include <array>
+
+#include "host/frames/depth_folder.h"
+#include "host/frames/sim_source.h"
+
+namespace host {
+namespace {
+
+class NullSource final : public FrameSource {
+  public:
+    NullSource() {
+        info_.kind = info_.name = "null";
+        info_.description = "no frames at all";
+        info_.camera = {240.0, 240.0, 239.5, 127.5, 3000.0};
+    }
+    bool next(SourceFrame&) override { return false; }
+};
+
+std::unique_ptr<FrameSource> open_null(const SourceOptions&) {
+    return std::make_unique<NullSource>();
+}
+
+struct SourceEntry {
+    const char* name;
+    std::unique_ptr<FrameSource> (*open)(const SourceOptions&);
+};
+
+constexpr std::array<SourceEntry, 4> kSources{{
+    {"scene", open_scene},
+    {"walks", open_walks},
+    {"depth-folder", open_depth_folder},
+    {"null", open_null},
+}};
+
+}  // namespace
+
+std::vector<std::string> source_names() {
+    std::vector<std::string> names;
+    for (const SourceEntry& entry : kSources) names.emplace_back(entry.name);
+    return names;
+}
+
+std::unique_ptr<FrameSource> open_source(const SourceOptions& options) {
+    std::string known;
+    for (const SourceEntry& entry : kSources) {
+        if (options.source == entry.name) return entry.open(options);
+        known += (known.empty() ? "" : ", ") + std::string(entry.name);
+    }
+    throw InputError("unknown source \"" + options.source + "\"; known are " + known);
+}
+
+}  // namespace host

@@ -1,0 +1,133 @@
+// Where frames come from: simulated scenes, recorded walks, recordings of a depth camera.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/platform/frame_pool.h"
+
+namespace host {
+
+// Wrong input of the user; the text is one sentence that names the place and says what is right.
+struct InputError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A position in the 960 x 544 picture.
+struct PicturePoint {
+    double x = 0.0;
+    double y = 0.0;
+};
+
+struct PixelBox {
+    int x = 0;
+    int y = 0;
+    int w = 0;
+    int h = 0;
+};
+
+// Pinhole model of the 480 x 256 depth image; the camera looks straight down.
+struct CameraModel {
+    double fx = 0.0;  // depth pixels
+    double fy = 0.0;
+    double cx = 0.0;
+    double cy = 0.0;
+    std::optional<double> height_mm;  // lens above the floor, when it is known
+};
+
+// A counting line in picture coordinates.
+struct CountingLine {
+    std::string name;
+    std::vector<PicturePoint> points;
+    bool uturn_filter = false;            // people who turn back are not counted
+    std::vector<PicturePoint> uturn_area; // empty: the whole picture
+    bool flip = false;                    // swaps directions 1 and 2
+};
+
+// A person who is really there.
+struct TruePerson {
+    int id = 0;
+    PixelBox box;  // head and shoulders
+    double height_mm = 0.0;
+    bool clear = false;  // well inside the picture and mostly unhidden: has to be found
+};
+
+// A crossing that really happened.
+struct TrueCrossing {
+    int line = 0;
+    int person = 0;
+    std::int64_t frame = 0;
+    int direction = 0;
+};
+
+struct SourceFrame {
+    std::int64_t number = 0;
+    double time_s = 0.0;
+    FramePlanes planes;
+    std::vector<TruePerson> people;
+    std::vector<TrueCrossing> crossings;
+};
+
+struct SourceInfo {
+    std::string kind;         // name in the table of sources
+    std::string name;         // scene, file or folder
+    std::string description;  // one line
+    double frames_per_second = 15.0;
+    double duration_s = 0.0;  // 0 when not known
+    CameraModel camera;
+    std::vector<CountingLine> lines;  // the source's own, in picture coordinates
+    bool group_counting = false;
+    bool crowded = false;     // too dense to be counted without errors
+    bool has_truth = false;
+    bool has_colour = false;  // the colour image shows more than the depth does
+    int user_width = 960;     // size of the picture in which a user gives points
+    int user_height = 544;
+};
+
+struct SourceOptions {
+    std::string source = "scene";
+    std::string scene = "entrance";
+    std::uint64_t seed = 1;
+    std::string trajectories;
+    std::string folder;
+    std::string camera_file;             // empty: camera.toml in the folder
+    std::optional<double> height_mm;     // given by the user
+    std::optional<PicturePoint> camera_at;  // metres in the trajectory file's coordinates
+    std::optional<double> frames_per_second;
+    bool foot_point = true;  // positions are on the floor, else at head height
+};
+
+class FrameSource {
+  public:
+    virtual ~FrameSource() = default;
+    const SourceInfo& info() const { return info_; }
+
+    // False at the end. Throws InputError when a recording cannot be read.
+    virtual bool next(SourceFrame& frame) = 0;
+
+    // Maps a point that a user gave to the picture.
+    virtual PicturePoint to_picture(const PicturePoint& user_point) const { return user_point; }
+
+    // Makes frames carry the true crossings of these lines; nothing without truth.
+    virtual void count_truth(const std::vector<CountingLine>& /*lines*/) {}
+
+    // After the last frame: the crossings of people who are still inside a U-turn area, judged by
+    // the side of the line that they stand on, just as the end of their tracks judges them.
+    virtual std::vector<TrueCrossing> settle_truth() { return {}; }
+
+  protected:
+    SourceInfo info_;
+};
+
+// Names of the sources, for messages and help.
+std::vector<std::string> source_names();
+
+// Opens a source. Throws InputError.
+std::unique_ptr<FrameSource> open_source(const SourceOptions& options);
+
+}  // namespace host

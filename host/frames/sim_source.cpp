@@ -1,0 +1,209 @@
+// Adapter from the simulator to the host's frames and truth.
+#include "host/frames/sim_source.h"
+
+#include <cmath>
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+#include "sim/crossings.h"
+#include "sim/simulator.h"
+
+namespace host {
+namespace {
+
+constexpr double kWalksHeight_m = 6.0;
+constexpr int kBorder_px = 20;        // boxes nearer to the picture's edge need not be found
+constexpr double kMostlySeen = 0.5;   // share of head and shoulders that nothing hides
+
+class SimSource final : public FrameSource {
+  public:
+    SimSource(sim::Simulator simulator, std::string kind, std::string name, bool foot_point)
+        : simulator_(std::move(simulator)),
+          plane_m_(foot_point ? 0.0 : simulator_.info().line_height_m) {
+        const sim::SceneInfo& scene = simulator_.info();
+        info_.kind = std::move(kind);
+        info_.name = std::move(name);
+        info_.description = scene.description;
+        info_.frames_per_second = scene.fps;
+        info_.duration_s = scene.duration_s;
+        info_.camera = depth_camera(scene.camera);
+        for (const sim::CountingLine& line : scene.lines) info_.lines.push_back(to_pixels(line));
+        info_.group_counting = scene.group_counting;
+        info_.crowded = scene.crowded;
+        info_.has_truth = true;
+        info_.has_colour = true;
+    }
+
+    bool next(SourceFrame& frame) override {
+        frame_.nv12.swap(frame.planes.colour_nv12);
+        frame_.depth_nv12.swap(frame.planes.depth_nv12);
+        frame_.raw_mm.swap(frame.planes.raw_mm);
+        const bool more = simulator_.next(frame_);
+        frame_.nv12.swap(frame.planes.colour_nv12);
+        frame_.depth_nv12.swap(frame.planes.depth_nv12);
+        frame_.raw_mm.swap(frame.planes.raw_mm);
+        if (!more) return false;
+        frame.number = frame_.index;
+        frame.time_s = frame_.time_s;
+        frame.planes.blank = false;
+        copy_truth(frame);
+        return true;
+    }
+
+    void count_truth(const std::vector<CountingLine>& lines) override {
+        counted_.clear();
+        for (const CountingLine& line : lines) {
+            const sim::CountingLine on_floor = to_floor(line);
+            counted_.push_back({on_floor, sim::CrossingCounter({on_floor}), line.flip});
+        }
+    }
+
+    std::vector<TrueCrossing> settle_truth() override {
+        std::vector<TrueCrossing> crossings;
+        for (std::size_t i = 0; i < counted_.size(); ++i) {
+            if (counted_[i].line.uturn_area.empty()) continue;
+            sim::Frame gone;
+            gone.index = frame_.index + 1;
+            for (sim::PersonTruth person : frame_.truth) {
+                if (!person.in_view) continue;
+                walk_away(counted_[i].line.points, person);
+                gone.truth.push_back(person);
+            }
+            add_crossings(i, gone, crossings);
+        }
+        return crossings;
+    }
+
+  private:
+    // The depth image shows the same field as the 960 x 544 picture. Pixel (u, v) of the picture
+    // is depth pixel (u * 480 / 960, v * 256 / 544).
+    static CameraModel depth_camera(const sim::Camera& camera) {
+        const double sx = static_cast<double>(sim::kDepthWidth) / sim::kColourWidth;
+        const double sy = static_cast<double>(sim::kDepthHeight) / sim::kColourHeight;
+        return {camera.focal_px * sx, camera.focal_px * sy, sim::kCentreU * sx,
+                sim::kCentreV * sy, camera.height_m * 1000.0};
+    }
+
+    std::vector<PicturePoint> to_pixels(const std::vector<sim::Point>& points) const {
+        std::vector<PicturePoint> pixels;
+        for (const sim::Point& p : points) {
+            const sim::Pixel pixel = simulator_.info().camera.project(p.x_m, p.y_m, plane_m_);
+            pixels.push_back({pixel.u, pixel.v});
+        }
+        return pixels;
+    }
+
+    CountingLine to_pixels(const sim::CountingLine& line) const {
+        return {line.name, to_pixels(line.points), !line.uturn_area.empty(),
+                to_pixels(line.uturn_area), false};
+    }
+
+    std::vector<sim::Point> to_floor(const std::vector<PicturePoint>& pixels) const {
+        std::vector<sim::Point> points;
+        for (const PicturePoint& p : pixels) {
+            points.push_back(simulator_.info().camera.unproject(p.x, p.y, plane_m_));
+        }
+        return points;
+    }
+
+    sim::CountingLine to_floor(const CountingLine& line) const {
+        std::vector<sim::Point> area = to_floor(line.uturn_area);
+        if (line.uturn_filter && area.empty()) {
+            // The filter without an area judges a person's whole way through the picture, which at
+            // head height is this rectangle.
+            const sim::Point half = simulator_.info().camera.half_view(1.7);
+            area = {{-half.x_m, -half.y_m},
+                    {half.x_m, -half.y_m},
+                    {half.x_m, half.y_m},
+                    {-half.x_m, half.y_m}};
+        }
+        return {line.name, to_floor(line.points), std::move(area)};
+    }
+
+    void copy_truth(SourceFrame& frame) {
+        frame.people.clear();
+        for (const sim::PersonTruth& person : frame_.truth) {
+            const PixelBox box{person.box.x, person.box.y, person.box.w, person.box.h};
+            const bool inside = box.x >= kBorder_px && box.y >= kBorder_px &&
+                                box.x + box.w <= sim::kColourWidth - kBorder_px &&
+                                box.y + box.h <= sim::kColourHeight - kBorder_px;
+            if (box.w <= 0 || box.h <= 0) continue;
+            frame.people.push_back({person.id, box, person.height_mm,
+                                    person.in_view && inside && person.visible >= kMostlySeen});
+        }
+        frame.crossings.clear();
+        for (std::size_t i = 0; i < counted_.size(); ++i) {
+            add_crossings(i, frame_, frame.crossings);
+        }
+    }
+
+    void add_crossings(std::size_t line, const sim::Frame& frame,
+                       std::vector<TrueCrossing>& crossings) {
+        Counted& counted = counted_[line];
+        for (const sim::Crossing& c : counted.counter.update(frame)) {
+            crossings.push_back({static_cast<int>(line), c.person, c.frame,
+                                 counted.flip ? 3 - c.direction : c.direction});
+        }
+    }
+
+    // Moves a person straight away from the line, far beyond any area.
+    static void walk_away(const std::vector<sim::Point>& line, sim::PersonTruth& person) {
+        constexpr double kFar_m = 100.0;
+        const double dx = line.back().x_m - line.front().x_m;
+        const double dy = line.back().y_m - line.front().y_m;
+        const double length = std::hypot(dx, dy);
+        if (length == 0.0) return;
+        const double side =
+            sim::signed_distance(line, {person.x_m, person.y_m}) < 0.0 ? -kFar_m : kFar_m;
+        person.x_m += side * dy / length;
+        person.y_m -= side * dx / length;
+    }
+
+    struct Counted {
+        sim::CountingLine line;  // floor metres
+        sim::CrossingCounter counter;
+        bool flip = false;
+    };
+
+    sim::Simulator simulator_;
+    double plane_m_;  // height above the floor in which picture coordinates are meant
+    sim::Frame frame_;
+    std::vector<Counted> counted_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSource> open_scene(const SourceOptions& options) {
+    try {
+        return std::make_unique<SimSource>(sim::make_scene(options.scene, options.seed), "scene",
+                                           options.scene, options.foot_point);
+    } catch (const std::invalid_argument& e) {
+        throw InputError(e.what());
+    }
+}
+
+std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
+    if (options.trajectories.empty()) {
+        throw InputError("the source walks needs --trajectories FILE");
+    }
+    sim::TrajectoryOptions walks;
+    walks.camera_height_m = options.height_mm ? *options.height_mm / 1000.0 : kWalksHeight_m;
+    walks.fps = options.frames_per_second.value_or(0.0);
+    walks.seed = options.seed;
+    if (options.camera_at) {
+        walks.centre_given = true;
+        walks.centre = {options.camera_at->x, options.camera_at->y};
+    }
+    try {
+        return std::make_unique<SimSource>(
+            sim::make_trajectory_scene(options.trajectories, walks), "walks",
+            std::filesystem::path(options.trajectories).stem().string(), options.foot_point);
+    } catch (const std::invalid_argument& e) {
+        throw InputError(e.what());
+    } catch (const std::runtime_error& e) {
+        throw InputError(e.what());
+    }
+}
+
+}  // namespace host

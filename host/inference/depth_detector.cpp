@@ -1,0 +1,292 @@
+// Heads and shoulders in a depth image: hole filling, metric top view, watershed from the summits,
+// a shape check on each summit, and a box built from what was measured.
+#include "host/inference/depth_detector.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+namespace host {
+
+namespace {
+
+constexpr float kHoleReach_mm = 250.0f;     // a head of hair that gives no echo is up to this wide
+constexpr float kHeadSmoothing_mm = 45.0f;  // standard deviation; a head is about 0.2 m wide
+constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm + 30.0f,
+                               .lowest_peak_mm = 650.0f,
+                               .saddle_mm = 90.0f,
+                               .distance_mm = 300.0f};
+constexpr float kShortestPerson_mm = 850.0f;
+constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
+constexpr float kHeadDepth_mm = 150.0f;  // the head alone
+constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
+constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
+constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
+constexpr float kHeadHalf_mm = 110.0f;   // half a head with hair
+// Depths below the top. The shoulders slope up to the neck, so their far side, which the head
+// hides, is taken to be as high as the neck, and their near side as high as the shoulder joint.
+constexpr float kHeadMiddle_mm = 100.0f;
+constexpr float kNeck_mm = 150.0f;
+constexpr float kShoulder_mm = 300.0f;
+constexpr float kBorder_mm = 70.0f;  // nearer to the border too much of a head is cut off
+
+// 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
+float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
+    if (value <= zero_low || value >= zero_high) return 0.0f;
+    if (value < full_low) return (value - zero_low) / (full_low - zero_low);
+    if (value > full_high) return (zero_high - value) / (zero_high - full_high);
+    return 1.0f;
+}
+
+// The value that `share` of the values stay below; 0 for none.
+float quantile(std::vector<float>& values, float share) {
+    if (values.empty()) return 0.0f;
+    const auto last = static_cast<float>(values.size() - 1);
+    const auto nth = values.begin() + static_cast<std::ptrdiff_t>(share * last);
+    std::nth_element(values.begin(), nth, values.end());
+    return *nth;
+}
+
+// Where the surface down to `lowest_mm` lies. Samples come sorted by falling height.
+struct Surface {
+    PlanPoint centre;
+    float long_mm = 0.0f;  // standard deviations along the main axes
+    float short_mm = 0.0f;
+    float area_m2 = 0.0f;
+};
+
+// Sums of weight, first and second moments of a surface.
+class Moments {
+  public:
+    void add(const HeadSample& sample) {
+        const double w = static_cast<double>(sample.area_m2);
+        const double x = static_cast<double>(sample.at.x_mm);
+        const double y = static_cast<double>(sample.at.y_mm);
+        area_ += w;
+        x_ += w * x;
+        y_ += w * y;
+        xx_ += w * x * x;
+        xy_ += w * x * y;
+        yy_ += w * y * y;
+    }
+
+    Surface surface() const {
+        if (area_ <= 0.0) return {};
+        const double x = x_ / area_;
+        const double y = y_ / area_;
+        const double xx = xx_ / area_ - x * x;
+        const double xy = xy_ / area_ - x * y;
+        const double yy = yy_ / area_ - y * y;
+        // Eigenvalues of the symmetric matrix {{xx, xy}, {xy, yy}}.
+        const double mean = 0.5 * (xx + yy);
+        const double split = std::hypot(0.5 * (xx - yy), xy);
+        return {{static_cast<float>(x), static_cast<float>(y)},
+                static_cast<float>(std::sqrt(std::max(mean + split, 0.0))),
+                static_cast<float>(std::sqrt(std::max(mean - split, 0.0))),
+                static_cast<float>(area_)};
+    }
+
+  private:
+    double area_ = 0.0, x_ = 0.0, y_ = 0.0, xx_ = 0.0, xy_ = 0.0, yy_ = 0.0;
+};
+
+Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
+    Moments moments;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) break;
+        moments.add(sample);
+    }
+    return moments.surface();
+}
+
+Surface holes_above(const std::vector<HeadSample>& samples, float lowest_mm) {
+    Moments moments;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) break;
+        if (sample.filled) moments.add(sample);
+    }
+    return moments.surface();
+}
+
+float robust_top_mm(const std::vector<HeadSample>& samples) {
+    float area_m2 = 0.0f;
+    for (const HeadSample& sample : samples) {
+        area_m2 += sample.area_m2;
+        if (area_m2 >= kTopArea_m2) return sample.height_mm;
+    }
+    return 0.0f;
+}
+
+// Head and shoulders as far as they are seen and within reach of the head.
+void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
+    std::vector<float> xs, ys;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < shape.top_mm - kBodyDepth_mm) break;
+        const float dx = sample.at.x_mm - shape.centre.x_mm;
+        const float dy = sample.at.y_mm - shape.centre.y_mm;
+        if (std::hypot(dx, dy) > kBodyReach_mm) continue;
+        shape.body_area_m2 += sample.area_m2;
+        xs.push_back(dx);
+        ys.push_back(dy);
+    }
+    shape.left_mm = -quantile(xs, 0.02f);
+    shape.right_mm = quantile(xs, 0.98f);
+    shape.up_mm = -quantile(ys, 0.02f);
+    shape.down_mm = quantile(ys, 0.98f);
+}
+
+// A patch as large as a head is missing: dark hair. What is left around it is no head.
+bool head_gave_no_echo(const HeadShape& shape) {
+    return shape.hole_area_m2 > 0.01f && shape.hole_area_m2 > 0.25f * shape.head_area_m2;
+}
+
+HeadShape measure(std::vector<HeadSample>& samples) {
+    std::sort(samples.begin(), samples.end(),
+              [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
+    HeadShape shape;
+    shape.top_mm = robust_top_mm(samples);
+    shape.centre = surface_above(samples, shape.top_mm - kCrownDepth_mm).centre;
+    const Surface head = surface_above(samples, shape.top_mm - kHeadDepth_mm);
+    shape.head_area_m2 = head.area_m2;
+    shape.head_long_mm = head.long_mm;
+    shape.head_short_mm = head.short_mm;
+    const Surface hole = holes_above(samples, shape.top_mm - kHeadDepth_mm);
+    shape.hole_area_m2 = hole.area_m2;
+    if (head_gave_no_echo(shape)) shape.centre = hole.centre;
+    measure_body(samples, shape);
+    return shape;
+}
+
+// Half the length of the shoulders along one axis, from the reach to both sides of the head. An
+// outstretched arm or a region that a neighbour cuts must not show.
+float shoulder_half_mm(float before_mm, float after_mm) {
+    return std::clamp(0.5f * (before_mm + after_mm), 140.0f, 330.0f);
+}
+
+// One axis of the box as slopes of the rays to its edges. Away from the image centre the head
+// sticks out; towards it the shoulders are seen from the side.
+struct Span {
+    float low;
+    float high;
+};
+
+Span perspective_span(float centre_mm, float half_mm, float lens_to_top_mm) {
+    const float distance_mm = std::fabs(centre_mm);
+    const float head = (distance_mm + kHeadHalf_mm) / (lens_to_top_mm + kHeadMiddle_mm);
+    const float shoulder = (distance_mm + half_mm) / (lens_to_top_mm + kNeck_mm);
+    const float chest = (distance_mm - half_mm) / (lens_to_top_mm + kShoulder_mm);
+    const float outer = std::max(head, shoulder);
+    return centre_mm < 0.0f ? Span{-outer, -chest} : Span{chest, outer};
+}
+
+float head_score(const HeadShape& shape) {
+    const float length = trapezoid(shape.head_long_mm, 15.0f, 28.0f, 90.0f, 140.0f);
+    const float width = trapezoid(shape.head_short_mm, 10.0f, 22.0f, 75.0f, 110.0f);
+    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.08f, 0.14f);
+    // A head leaves room for shoulders below it; the top of a box or an arm is all there is.
+    const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
+    const float shoulders = trapezoid(top_share, -1.0f, 0.0f, 0.7f, 0.97f);
+    const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
+                                      0.15f, 0.45f, 1.0f, 2.0f);
+    if (head_gave_no_echo(shape)) return 0.6f * std::sqrt(length * size);
+    return 0.95f * std::cbrt(length * width * size * shoulders * roundness);
+}
+
+}  // namespace
+
+DepthDetector::DepthDetector(const DepthCamera& camera) : camera_(camera), plan_(camera) {}
+
+const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_mm,
+                                                    std::size_t stride_px) {
+    // cv::Mat has no read-only view; the image is only read.
+    const cv::Mat depth(kDepthHeight, kDepthWidth, CV_16U, const_cast<std::uint16_t*>(depth_mm),
+                        stride_px * sizeof(std::uint16_t));
+    const float head_depth_mm = std::max(camera_.height_mm - 1700.0f, 500.0f);
+    const int reach_px = static_cast<int>(kHoleReach_mm * camera_.fx / head_depth_mm);
+    fill_holes(depth, reach_px, filled_mm_);
+    cv::medianBlur(filled_mm_, clean_mm_, 3);
+    plan_.build(clean_mm_);
+    find_summits(depth);
+    std::sort(detections_.begin(), detections_.end(),
+              [](const Detection& a, const Detection& b) { return a.score > b.score; });
+    if (detections_.size() > kMaxDetections) detections_.resize(kMaxDetections);
+    return detections_;
+}
+
+void DepthDetector::find_summits(const cv::Mat& raw_mm) {
+    const double sigma_cells = static_cast<double>(kHeadSmoothing_mm / plan_.cell_mm());
+    // The floor is raised to the lowest surface of interest, so that it pulls down the summits of
+    // children no more than those of adults.
+    cv::max(plan_.surface_mm(), static_cast<double>(kLowestSurface_mm), raised_mm_);
+    cv::GaussianBlur(raised_mm_, smooth_mm_, cv::Size(), sigma_cells, sigma_cells,
+                     cv::BORDER_REPLICATE);
+    const auto& peaks = finder_.find(smooth_mm_, plan_.cell_mm(), kHeadRules, labels_);
+    gather_samples(raw_mm, peaks.size());
+    shapes_.clear();
+    detections_.clear();
+    for (std::size_t i = 0; i < peaks.size(); ++i) {
+        shapes_.push_back(measure(samples_[i]));
+        Detection detection;
+        if (to_detection(shapes_.back(), detection)) detections_.push_back(detection);
+    }
+}
+
+void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
+    if (samples_.size() < summits) samples_.resize(summits);
+    for (auto& list : samples_)
+        list.clear();
+    const auto* label = labels_.ptr<int>();
+    const float pixel_m2 = 1e-6f / (camera_.fx * camera_.fy);
+    for (int v = 0; v < kDepthHeight; ++v) {
+        const auto* depth = clean_mm_.ptr<std::uint16_t>(v);
+        const auto* raw = raw_mm.ptr<std::uint16_t>(v);
+        const auto* cells = plan_.cell_of_pixel().ptr<int>(v);
+        for (int u = 0; u < kDepthWidth; ++u) {
+            if (cells[u] < 0 || label[cells[u]] == 0) continue;
+            const auto z_mm = static_cast<float>(depth[u]);
+            samples_[static_cast<std::size_t>(label[cells[u]] - 1)].push_back(
+                {plan_.pixel_to_plan(u, v, z_mm), camera_.height_mm - z_mm, z_mm * z_mm * pixel_m2,
+                 raw[u] == 0});
+        }
+    }
+}
+
+float DepthDetector::border_distance_mm(const HeadShape& shape) const {
+    const float z_mm = camera_.height_mm - shape.top_mm;
+    const float x_px = std::fabs(shape.centre.x_mm) / z_mm * camera_.fx;
+    const float y_px = std::fabs(shape.centre.y_mm) / z_mm * camera_.fy;
+    const float room_x = shape.centre.x_mm < 0.0f ? camera_.cx : kDepthWidth - camera_.cx;
+    const float room_y = shape.centre.y_mm < 0.0f ? camera_.cy : kDepthHeight - camera_.cy;
+    return std::min((room_x - x_px) / camera_.fx, (room_y - y_px) / camera_.fy) * z_mm;
+}
+
+bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) const {
+    if (shape.top_mm < kShortestPerson_mm) return false;
+    detection.score = head_score(shape);
+    if (detection.score < 0.3f) return false;
+
+    if (border_distance_mm(shape) < kBorder_mm) return false;
+    const float lens_to_top_mm = camera_.height_mm - shape.top_mm;
+    const Span across = perspective_span(
+        shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm), lens_to_top_mm);
+    const Span along = perspective_span(
+        shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm), lens_to_top_mm);
+    const float left = across.low * camera_.fx + camera_.cx;
+    const float right = across.high * camera_.fx + camera_.cx;
+    const float upper = along.low * camera_.fy + camera_.cy;
+    const float lower = along.high * camera_.fy + camera_.cy;
+    constexpr float kScaleX = static_cast<float>(kColourWidth) / static_cast<float>(kDepthWidth);
+    constexpr float kScaleY = static_cast<float>(kColourHeight) / static_cast<float>(kDepthHeight);
+    const int x0 = std::max(static_cast<int>(std::lround(left * kScaleX)), 0);
+    const int x1 = std::min(static_cast<int>(std::lround(right * kScaleX)), kColourWidth);
+    const int y0 = std::max(static_cast<int>(std::lround(upper * kScaleY)), 0);
+    const int y1 = std::min(static_cast<int>(std::lround(lower * kScaleY)), kColourHeight);
+    if (x1 - x0 < 8 || y1 - y0 < 8) return false;
+    detection.x = x0;
+    detection.y = y0;
+    detection.w = x1 - x0;
+    detection.h = y1 - y0;
+    return true;
+}
+
+}  // namespace host

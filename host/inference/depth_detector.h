@@ -1,0 +1,68 @@
+// People in a depth image seen from straight above: heads that stand out of a metric height map.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "host/inference/detector.h"
+#include "host/inference/head_peaks.h"
+#include "host/inference/plan_view.h"
+
+namespace host {
+
+// One depth pixel of a summit.
+struct HeadSample {
+    PlanPoint at;
+    float height_mm = 0.0f;
+    float area_m2 = 0.0f;  // horizontal surface that the pixel covers at its depth
+    bool filled = false;   // missing in the image, taken from its surroundings
+};
+
+// What was measured on one summit of the height map.
+struct HeadShape {
+    PlanPoint centre;            // middle of the head's top
+    float top_mm = 0.0f;         // highest surface above the floor
+    float head_area_m2 = 0.0f;   // visible surface within 0.15 m below the top
+    float head_long_mm = 0.0f;   // standard deviation of that surface along its long axis
+    float head_short_mm = 0.0f;  // and across
+    float hole_area_m2 = 0.0f;   // part of it that gave no echo
+    float body_area_m2 = 0.0f;   // visible surface within 0.45 m below the top
+    float left_mm = 0.0f;        // reach of head and shoulders from the centre to each side
+    float right_mm = 0.0f;
+    float up_mm = 0.0f;
+    float down_mm = 0.0f;
+};
+
+class DepthDetector {
+  public:
+    explicit DepthDetector(const DepthCamera& camera);
+
+    // `depth_mm`: 480 x 256 millimetres, 0 where missing, rows `stride_px` values apart; copied.
+    // The result is valid until the next call.
+    const std::vector<Detection>& detect(const std::uint16_t* depth_mm, std::size_t stride_px);
+
+    // The measured summits behind the last result, also the rejected ones, for diagnostics.
+    const std::vector<HeadShape>& shapes() const { return shapes_; }
+
+  private:
+    void find_summits(const cv::Mat& raw_mm);
+    void gather_samples(const cv::Mat& raw_mm, std::size_t summits);
+    float border_distance_mm(const HeadShape& shape) const;
+    bool to_detection(const HeadShape& shape, Detection& detection) const;
+
+    DepthCamera camera_;
+    PlanView plan_;
+    PeakFinder finder_;
+    cv::Mat filled_mm_;
+    cv::Mat clean_mm_;
+    cv::Mat raised_mm_;
+    cv::Mat smooth_mm_;
+    cv::Mat labels_;
+    std::vector<std::vector<HeadSample>> samples_;  // per summit
+    std::vector<HeadShape> shapes_;
+    std::vector<Detection> detections_;
+};
+
+}  // namespace host

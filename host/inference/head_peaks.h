@@ -1,0 +1,45 @@
+// Heads as separate summits of a height map: a watershed that keeps a summit apart only when a
+// real saddle parts it from its higher neighbour.
+#pragma once
+
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <vector>
+
+namespace host {
+
+struct PeakRules {
+    float lowest_mm = 0.0f;       // cells below this belong to nobody
+    float lowest_peak_mm = 0.0f;  // summits below this are dropped
+    float saddle_mm = 0.0f;       // depth of the saddle that keeps two summits apart
+    float distance_mm = 0.0f;     // summits closer than this are one
+};
+
+struct Peak {
+    int col = 0;
+    int row = 0;
+    float height_mm = 0.0f;
+};
+
+// Splits the height map (CV_32F, mm, cells of `cell_mm`) into one region per summit. `labels`
+// (CV_32S) holds 1 + the index of the summit, 0 elsewhere. Same input, same output: cells of equal
+// height are taken in reading order.
+class PeakFinder {
+  public:
+    const std::vector<Peak>& find(const cv::Mat& height_mm, float cell_mm, const PeakRules& rules,
+                                  cv::Mat& labels);
+
+  private:
+    int root(int region);
+    void order_cells(const cv::Mat& height_mm, float lowest_mm);
+    void flood(const cv::Mat& height_mm, float cell_mm, const PeakRules& rules, cv::Mat& labels);
+    int join(const int* around, int count, float level_mm, float cell_mm, const PeakRules& rules);
+    void number(float lowest_peak_mm, cv::Mat& labels);
+
+    std::vector<std::vector<int>> levels_;  // cells by falling height
+    std::vector<Peak> regions_;
+    std::vector<int> parent_;
+    std::vector<Peak> peaks_;
+};
+
+}  // namespace host

@@ -1,0 +1,153 @@
+// Loading of the detectors and the translation between their boxes and the library's records.
+#include "host/inference/models.h"
+
+#include <algorithm>
+#include <chrono>
+#include <opencv2/core.hpp>
+
+#include "host/inference/colour_detector.h"
+#include "host/inference/depth_detector.h"
+#include "vca/detect.h"
+#include "vca/platform.h"
+
+namespace host {
+namespace {
+
+struct Models {
+    ModelSettings settings;
+    float least_score = 0.0f;
+    std::unique_ptr<ColourDetector> colour;
+    std::unique_ptr<DepthDetector> depth;
+    NN_MODEL_CFG_S config{};
+};
+
+Models& models() {
+    static Models instance;
+    return instance;
+}
+
+void load_detectors(Models& m) {
+    const ModelCamera& camera = m.settings.camera;
+    m.depth = std::make_unique<DepthDetector>(
+        DepthCamera{static_cast<float>(camera.fx), static_cast<float>(camera.fy),
+                    static_cast<float>(camera.cx), static_cast<float>(camera.cy),
+                    static_cast<float>(camera.height_mm)});
+    // The picture is twice as wide as the depth image and shows the same field.
+    m.colour = std::make_unique<ColourDetector>(
+        static_cast<float>(camera.fx) * kColourWidth / kDepthWidth,
+        static_cast<float>(camera.height_mm));
+    m.config.trk_conf_lo = kScoreUsable;
+    m.config.det_show_thresh = kScoreSure;
+}
+
+const std::vector<Detection>& run_model(Models& m, int model, const VCA_IMAGE_S& image) {
+    static const std::vector<Detection> nobody;
+    const FramePlanes* planes =
+        m.settings.pool == nullptr ? nullptr : m.settings.pool->on_loan(image.frame_word);
+    if (planes == nullptr || planes->blank) return nobody;
+    if (model == kDepthModel) return m.depth->detect(planes->raw_mm.data(), kDepthWidth);
+    const auto* luma = reinterpret_cast<const std::uint8_t*>(image.plane_addr);
+    return m.colour->detect_nv12(luma, luma + std::size_t{image.stride} * image.height,
+                                 image.stride);
+}
+
+DET_OBJ_S to_record(const Detection& d) {
+    DET_OBJ_S record{};
+    record.x = d.x;
+    record.y = d.y;
+    record.w = d.w;
+    record.h = d.h;
+    record.area = d.w * d.h;
+    record.class_id = static_cast<std::uint8_t>(d.class_id);
+    record.score = d.score;
+    return record;
+}
+
+void fill_result(const std::vector<Detection>& found, float least_score, DET_OBJECTS_S& objects) {
+    objects.num = 0;
+    for (const Detection& d : found) {
+        if (objects.num == VCA_DET_MAX) break;
+        if (d.score < least_score) continue;
+        objects.objs[objects.num] = objects.raw_objs[objects.num] = to_record(d);
+        ++objects.num;
+    }
+}
+
+void describe(VCA_IMAGE_S& image, int type, int width, int height, int bytes_per_pixel) {
+    image.type = type;
+    image.width = static_cast<std::uint32_t>(width);
+    image.height = static_cast<std::uint32_t>(height);
+    image.stride = static_cast<std::uint32_t>(width * bytes_per_pixel);
+}
+
+}  // namespace
+
+void set_model_settings(ModelSettings settings) {
+    models().settings = std::move(settings);
+}
+
+}  // namespace host
+
+using namespace host;
+
+extern "C" {
+
+int vca_mem_init(VCA_CTRL_S* ctrl) {
+    if (ctrl == nullptr) return -1;
+    // The pixels are those of the frame pool; only the shapes are set here.
+    describe(ctrl->real_img, VCA_IMAGE_NV12, kColourWidth, kColourHeight, 1);
+    describe(ctrl->depth_img, VCA_IMAGE_NV12, kDepthWidth, kDepthHeight, 1);
+    describe(ctrl->raw_img, VCA_IMAGE_U16, kDepthWidth, kDepthHeight, 2);
+    return 0;
+}
+
+int vca_mem_uninit(VCA_CTRL_S* ctrl) {
+    if (ctrl == nullptr) return -1;
+    ctrl->real_img = ctrl->depth_img = ctrl->raw_img = VCA_IMAGE_S{};
+    return 0;
+}
+
+int vca_cvai_init(VCA_CTRL_S* ctrl) {
+    if (ctrl == nullptr) return -1;
+    load_detectors(models());
+    ctrl->real_model = kColourModel;
+    ctrl->depth_model = kDepthModel;
+    ctrl->attr_model = kAttributeModel;
+    ctrl->staff_model = kStaffModel;
+    return 0;
+}
+
+int vca_cvai_uninit(VCA_CTRL_S* ctrl) {
+    if (ctrl == nullptr) return -1;
+    models().colour.reset();
+    models().depth.reset();
+    return 0;
+}
+
+int avs_set_conf_thr(int percent) {
+    models().least_score = static_cast<float>(std::clamp(percent, 0, 100)) / 100.0f;
+    return 0;
+}
+
+const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E model) {
+    return model == kColourModel || model == kDepthModel ? &models().config : nullptr;
+}
+
+int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) {
+    Models& m = models();
+    const bool known = model == kColourModel || model == kDepthModel;
+    if (!known || image == nullptr || result == nullptr || !m.depth) return -1;
+    const auto start = std::chrono::steady_clock::now();
+    const std::vector<Detection>& found = run_model(m, model, *image);
+    fill_result(found, m.least_score, static_cast<VCA_NN_RESULT_S*>(result)->objects);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    if (m.settings.on_detection) m.settings.on_detection(model, found, elapsed.count());
+    return 0;
+}
+
+int vca_nn_classification(NN_MODEL_TYPE_E /*model*/, const VCA_IMAGE_S* /*image*/,
+                          void* /*result*/) {
+    return -1;  // the host has no classifier
+}
+
+}  // extern "C"

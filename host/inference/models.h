@@ -1,0 +1,46 @@
+// The host's models behind the inference functions of the library: a detector on the colour image
+// and one on the depth image.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "host/inference/detector.h"
+#include "host/platform/frame_pool.h"
+
+namespace host {
+
+// Model numbers in the control block.
+inline constexpr int kColourModel = 1;
+inline constexpr int kDepthModel = 2;
+inline constexpr int kAttributeModel = 3;
+inline constexpr int kStaffModel = 4;
+
+// Scores for tracking: below the first a box is useless, from the second on it starts tracks.
+inline constexpr float kScoreUsable = 0.3f;
+inline constexpr float kScoreSure = 0.5f;
+
+// What the detectors need to know about the camera, in depth pixels; see CameraModel.
+struct ModelCamera {
+    double fx = 0.0;
+    double fy = 0.0;
+    double cx = 0.0;
+    double cy = 0.0;
+    double height_mm = 0.0;
+};
+
+struct ModelSettings {
+    ModelCamera camera;
+    const FramePool* pool = nullptr;  // finds the millimetres that belong to a depth image
+    // Told about every detection run on the thread that ran it.
+    std::function<void(int model, const std::vector<Detection>&, std::int64_t elapsed_ns)>
+        on_detection;
+};
+
+// Sets what the models work with; they are built when the library loads them. Call it while the
+// base stage is down.
+void set_model_settings(ModelSettings settings);
+
+}  // namespace host

@@ -1,0 +1,95 @@
+// The pool of frame sets that the library borrows from: it knows which blocks are on loan and which
+// frames are mapped, and takes no harm from handles that were given back twice or never existed.
+#pragma once
+
+#include <array>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "vca/platform.h"
+
+namespace host {
+
+// The pixels of one synchronised frame set.
+struct FramePlanes {
+    std::vector<std::uint8_t> colour_nv12;  // 960 x 544 x 3/2
+    std::vector<std::uint8_t> depth_nv12;   // 480 x 256 x 3/2, depth rendered as grey
+    std::vector<std::uint16_t> raw_mm;      // 480 x 256 millimetres, 0 where missing
+    bool blank = false;                     // nothing was measured: the detectors report nobody
+};
+
+// What is still out, and what was given back wrongly.
+struct LoanCounts {
+    int blocks = 0;    // handed out and not released
+    int mappings = 0;  // handed out and not unmapped
+    int errors = 0;    // releases of unknown or already released blocks and mappings
+};
+
+class FramePool {
+  public:
+    explicit FramePool(int slots);
+
+    // Producer side. Waits for a free slot.
+    int acquire();
+    // The pixels of an acquired slot, to be filled before submit().
+    FramePlanes& planes(int slot);
+    // Queues an acquired slot; frame_number is at least 0 and names the set from here on.
+    void submit(int slot, std::int64_t frame_number);
+    // Puts an acquired slot back unused.
+    void give_up(int slot);
+    // Waits until every submitted set was borrowed and given back.
+    void wait_drained();
+
+    // Library side. Never waits: without a queued set all three blocks are VCA_VB_NONE.
+    AVS_IVE_ALL_S take();
+    int release_block(std::uint32_t block);
+    int unmap(const void* addr, std::uint32_t size);
+
+    // The pixels of the set on loan whose frame record begins with this word; null when it is not
+    // on loan. Valid until the set is given back.
+    const FramePlanes* on_loan(std::uint64_t frame_word) const;
+    LoanCounts loans() const;
+
+    // Called by the borrowing thread, before a set is handed out and after all of it came back,
+    // while its pixels are still there.
+    std::function<void(std::int64_t frame_number)> on_hand_out;
+    std::function<void(std::int64_t frame_number, const FramePlanes&)> on_give_back;
+
+  private:
+    static constexpr int kFrames = 3;  // colour, depth, raw
+
+    struct Slot {
+        FramePlanes planes;
+        std::int64_t frame_number = -1;
+        std::uint32_t generation = 0;
+        std::array<bool, kFrames> block_out{};
+        std::array<bool, kFrames> mapped{};
+    };
+
+    static const void* plane_address(const Slot& slot, int frame);
+    static std::uint32_t plane_bytes(const Slot& slot, int frame);
+    static bool is_back(const Slot& slot);
+    AVS_IVE_FRAME_S lend(int slot_index, int frame);
+    // Slot and frame of a live mapping; -1, -1 when there is none.
+    std::pair<int, int> find_mapping(const void* addr, std::uint32_t size) const;
+    void recycle(int slot_index);
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Slot> slots_;
+    std::deque<int> free_;
+    std::deque<int> ready_;
+    int errors_ = 0;
+};
+
+// The pool behind avs_read_all_ive, ss_mpi_vb_release_blk and ss_mpi_sys_munmap; null for none.
+// Change it only while the analysis is down.
+void set_frame_pool(FramePool* pool);
+FramePool* frame_pool();
+
+}  // namespace host

@@ -1,0 +1,91 @@
+// The tracker functions that the analysis calls, on two independent instances.
+#include <chrono>
+#include <optional>
+
+#include "host/tracker/iou_tracker.h"
+#include "host/tracker/tracker_observer.h"
+
+namespace {
+
+host::TrackerObserver& observer() {
+    static host::TrackerObserver instance;
+    return instance;
+}
+
+struct Instance {
+    std::optional<host::IouTracker> tracker;
+    std::vector<IOU_TRK_OBJ_S> objects;  // of this frame, for the observer
+    int next_id = 1;  // lives on over a restart, so that an id never means two people
+};
+
+Instance* instance(int inst) {
+    static Instance instances[2];
+    return inst == 0 || inst == 1 ? &instances[inst] : nullptr;
+}
+
+host::IouTracker* running(int inst) {
+    Instance* const found = instance(inst);
+    return found != nullptr && found->tracker ? &*found->tracker : nullptr;
+}
+
+}  // namespace
+
+void host::set_tracker_observer(TrackerObserver value) {
+    observer() = std::move(value);
+}
+
+extern "C" {
+
+int ioutracker_init(int inst, int max_lost, int min_hits) {
+    Instance* const found = instance(inst);
+    if (found == nullptr) return -1;
+    if (found->tracker) found->next_id = found->tracker->next_id();
+    found->tracker.emplace(max_lost, min_hits);
+    found->tracker->set_next_id(found->next_id);
+    return 0;
+}
+
+int ioutracker_set_conf_thresh(int inst, float lo, float hi) {
+    host::IouTracker* const tracker = running(inst);
+    if (tracker == nullptr) return -1;
+    tracker->set_conf_thresh(lo, hi);
+    return 0;
+}
+
+int ioutracker_objects_reset(int inst) {
+    host::IouTracker* const tracker = running(inst);
+    if (tracker == nullptr) return -1;
+    tracker->reset_objects();
+    instance(inst)->objects.clear();
+    return 0;
+}
+
+int ioutracker_add_object(int inst, const IOU_TRK_OBJ_S* obj) {
+    host::IouTracker* const tracker = running(inst);
+    if (tracker == nullptr || obj == nullptr) return -1;
+    if (!tracker->add_object(*obj)) return -1;
+    if (observer()) instance(inst)->objects.push_back(*obj);
+    return 0;
+}
+
+IOU_TRK_RSLT_S ioutracker_update(int inst) {
+    IOU_TRK_RSLT_S result{};
+    host::IouTracker* const tracker = running(inst);
+    const auto start = std::chrono::steady_clock::now();
+    if (tracker != nullptr) tracker->update(result);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    if (tracker != nullptr && observer()) {
+        observer()(inst, instance(inst)->objects, result, elapsed);
+    }
+    return result;
+}
+
+int ioutracker_uninit(int inst) {
+    Instance* const found = instance(inst);
+    if (found == nullptr) return -1;
+    if (found->tracker) found->next_id = found->tracker->next_id();
+    found->tracker.reset();
+    return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,72 @@
+// What people and the things they carry look like: from a pose to surfaces.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "sim/camera.h"
+#include "sim/maths.h"
+#include "sim/quadric.h"
+
+namespace sim {
+
+struct Rgb {
+    std::uint8_t r = 0;
+    std::uint8_t g = 0;
+    std::uint8_t b = 0;
+};
+
+struct Material {
+    Rgb colour;
+    bool swallows_infrared = false;  // black hair: the depth sensor gets little light back
+};
+
+enum class Load { kNone, kHandbag, kBackpack, kSuitcase, kTrolley, kCart };
+
+struct Look {
+    double height_m = 1.7;
+    double girth = 1.0;  // 1: shoulder width 0.26 of the height
+    Rgb skin, hair, top, trousers, shoes, load;
+    bool short_sleeves = false;
+    bool long_hair = false;
+    bool bald = false;
+};
+
+struct Pose {
+    int id = 0;
+    double x_m = 0.0;  // below the head
+    double y_m = 0.0;
+    double dir_x = 0.0;  // unit vector, the way the person faces
+    double dir_y = 1.0;
+    double phase = 0.0;   // of the gait, 2 pi for two steps
+    double stride = 0.0;  // 0 standing to 1 walking briskly
+    Load load = Load::kNone;
+    Look look;
+};
+
+// Everything to be drawn in one frame. Material 0 is the floor.
+struct Model {
+    std::vector<Quadric> quadrics;
+    std::vector<Brick> bricks;
+    std::vector<Material> materials;
+};
+
+// A person's head and shoulders: surfaces model.quadrics[first .. first + count), image rectangle.
+struct Outline {
+    std::size_t first = 0;
+    std::size_t count = 0;
+    Rect box;
+};
+
+Look random_look(Rng& rng, double height_m);
+
+// Adults N(1.70, 0.09) m within 1.50 to 1.95.
+double random_adult_height(Rng& rng);
+
+// Distance from a person to the middle of the trolley or cart pushed.
+inline constexpr double kTrolleyAhead_m = 0.85;
+
+Outline add_person(const Camera& camera, const Pose& pose, Model& model);
+
+}  // namespace sim

@@ -1,0 +1,178 @@
+// The built-in scenes.
+#include <array>
+#include <stdexcept>
+
+#include "sim/simulator.h"
+#include "sim/walkers.h"
+
+namespace sim {
+namespace {
+
+struct Scene {
+    SceneInfo info;
+    WalkerPlan plan;
+};
+
+Camera camera_at(double height_m) {
+    return {height_m, kDefaultFocalPx};
+}
+
+CountingLine across_line(const char* name, double half_m) {
+    return {name, {{-half_m, 0.0}, {half_m, 0.0}}, {}};
+}
+
+Scene doorway() {
+    Scene s;
+    s.info = {"doorway",
+              "A door 1.6 m wide, few people both ways, camera at 3.0 m",
+              camera_at(3.0),
+              15.0,
+              60.0,
+              {across_line("door", 1.0)},
+              1.6,
+              false,
+              false};
+    s.plan.half_length_m = 2.6;
+    s.plan.half_width_m = 0.72;
+    s.plan.arrivals_per_s = 0.8;
+    s.plan.max_people = 4;
+    return s;
+}
+
+Scene entrance() {
+    Scene s;
+    s.info = {"entrance",
+              "A wide entrance with steady flow both ways, camera at 3.8 m",
+              camera_at(3.8),
+              15.0,
+              60.0,
+              {across_line("entrance", 1.85)},
+              1.6,
+              false,
+              false};
+    s.plan.half_length_m = 3.2;
+    s.plan.half_width_m = 1.6;
+    s.plan.arrivals_per_s = 1.0;
+    s.plan.max_people = 10;
+    s.plan.children = 0.06;
+    s.plan.stops = 0.05;
+    return s;
+}
+
+Scene uturn() {
+    Scene s;
+    CountingLine line = across_line("gate", 1.6);
+    line.uturn_area = {{-1.6, -0.7}, {1.6, -0.7}, {1.6, 0.7}, {-1.6, 0.7}};
+    s.info = {"uturn",
+              "People who step over the line and turn back among people who go through",
+              camera_at(3.8),
+              15.0,
+              90.0,
+              {line},
+              1.6,
+              false,
+              false};
+    s.plan.half_length_m = 3.2;
+    s.plan.half_width_m = 1.4;
+    s.plan.arrivals_per_s = 0.5;
+    s.plan.max_people = 6;
+    s.plan.uturns = 0.5;
+    return s;
+}
+
+Scene groups() {
+    Scene s;
+    s.info = {"groups",
+              "Groups of two to four and families with children, camera at 3.8 m",
+              camera_at(3.8),
+              15.0,
+              90.0,
+              {across_line("entrance", 1.85)},
+              1.6,
+              false,
+              true};
+    s.plan.half_length_m = 3.4;
+    s.plan.half_width_m = 1.6;
+    s.plan.arrivals_per_s = 0.32;
+    s.plan.max_people = 10;
+    s.plan.children = 0.3;
+    s.plan.groups = 0.5;
+    s.plan.groups_in_file = 0.25;
+    return s;
+}
+
+Scene shop() {
+    Scene s;
+    s.info = {"shop",
+              "An aisle with trolleys, bags, people who stop, and children, camera at 4 m",
+              camera_at(4.0),
+              15.0,
+              90.0,
+              {{"aisle", {{0.0, -1.1}, {0.0, 1.1}}, {}}},
+              1.6,
+              false,
+              false};
+    s.plan.along_x = true;
+    s.plan.half_length_m = 5.2;
+    s.plan.half_width_m = 0.95;
+    s.plan.arrivals_per_s = 0.35;
+    s.plan.max_people = 8;
+    s.plan.children = 0.15;
+    s.plan.trolleys = 0.3;
+    s.plan.bags = 0.4;
+    s.plan.stops = 0.3;
+    return s;
+}
+
+Scene crowd() {
+    Scene s;
+    s.info = {"crowd",
+              "A dense crowd, up to 1.2 persons per square metre, both ways, camera at 5 m",
+              camera_at(5.0),
+              15.0,
+              60.0,
+              {across_line("passage", 2.9)},
+              1.6,
+              true,
+              false};
+    s.plan.half_length_m = 3.6;
+    s.plan.half_width_m = 2.75;
+    s.plan.arrivals_per_s = 12.0;
+    s.plan.max_people = 47;
+    s.plan.children = 0.04;
+    s.plan.warm_up_s = 20.0;
+    return s;
+}
+
+constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd};
+
+Scene find_scene(const std::string& name) {
+    std::string known;
+    for (const auto make : kScenes) {
+        Scene s = make();
+        if (s.info.name == name) return s;
+        known += (known.empty() ? "" : ", ") + s.info.name;
+    }
+    throw std::invalid_argument("unknown scene \"" + name + "\"; known scenes: " + known);
+}
+
+}  // namespace
+
+std::vector<std::string> scene_names() {
+    std::vector<std::string> names;
+    for (const auto make : kScenes)
+        names.push_back(make().info.name);
+    return names;
+}
+
+SceneInfo scene_info(const std::string& name) {
+    return find_scene(name).info;
+}
+
+Simulator make_scene(const std::string& name, std::uint64_t seed) {
+    Scene s = find_scene(name);
+    const double fps = s.info.fps;
+    return {std::move(s.info), make_walkers(s.plan, fps, seed), seed};
+}
+
+}  // namespace sim

@@ -1,0 +1,84 @@
+// One frame after the other: poses, truth, images.
+#include "sim/simulator.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "sim/renderer.h"
+#include "sim/world.h"
+
+namespace sim {
+namespace {
+
+Box clipped(const Rect& r) {
+    const int x0 = std::clamp(r.x0, 0, kColourWidth);
+    const int y0 = std::clamp(r.y0, 0, kColourHeight);
+    const int x1 = std::clamp(r.x1, x0, kColourWidth);
+    const int y1 = std::clamp(r.y1, y0, kColourHeight);
+    return {x0, y0, x1 - x0, y1 - y0};
+}
+
+PersonTruth truth_of(const Camera& camera, const Pose& pose, const Outline& outline) {
+    PersonTruth t;
+    t.id = pose.id;
+    t.x_m = pose.x_m;
+    t.y_m = pose.y_m;
+    t.height_mm = 1000.0 * pose.look.height_m;
+    const Pixel head = camera.project(pose.x_m, pose.y_m, pose.look.height_m);
+    t.head_u = head.u;
+    t.head_v = head.v;
+    t.box = clipped(outline.box);
+    t.in_view = in_image(head);
+    return t;
+}
+
+bool leaves_trace(const PersonTruth& t) {
+    return t.box.w > 0 && t.box.h > 0;
+}
+
+}  // namespace
+
+Simulator::Simulator(SceneInfo info, std::unique_ptr<World> world, std::uint64_t seed)
+    : info_(std::move(info)), seed_(seed), world_(std::move(world)) {}
+
+Simulator::~Simulator() = default;
+Simulator::Simulator(Simulator&&) noexcept = default;
+Simulator& Simulator::operator=(Simulator&&) noexcept = default;
+
+bool Simulator::next(Frame& frame) {
+    return produce(frame, true);
+}
+
+bool Simulator::next_truth(Frame& frame) {
+    return produce(frame, false);
+}
+
+bool Simulator::produce(Frame& frame, bool images) {
+    if (static_cast<double>(next_index_) >= std::floor(info_.duration_s * info_.fps + 0.5)) {
+        return false;
+    }
+    frame.index = next_index_++;
+    frame.time_s = static_cast<double>(frame.index) / info_.fps;
+    std::vector<Pose> people;
+    world_->step(people);
+
+    Model model;
+    model.materials.push_back({});
+    std::vector<Outline> outlines;
+    for (const Pose& pose : people)
+        outlines.push_back(add_person(info_.camera, pose, model));
+    if (images) {
+        if (!renderer_) renderer_ = std::make_unique<Renderer>(info_.camera, seed_);
+        renderer_->render(model, people, frame);
+    }
+    frame.truth.clear();
+    for (std::size_t i = 0; i < people.size(); ++i) {
+        PersonTruth t = truth_of(info_.camera, people[i], outlines[i]);
+        if (!leaves_trace(t)) continue;
+        if (images) t.visible = renderer_->visible_share(model, outlines[i]);
+        frame.truth.push_back(t);
+    }
+    return true;
+}
+
+}  // namespace sim

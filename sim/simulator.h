@@ -1,0 +1,109 @@
+// An overhead colour + depth camera over walking people, with ground truth.
+//
+// Every image is computed from a scene and a seed alone: the same pair gives the same bytes in
+// every build. A Simulator is not thread-safe; several may run side by side.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/camera.h"
+
+namespace sim {
+
+struct PersonTruth {
+    int id = 0;        // from 1, never used twice in a scene; the file's id for trajectories
+    double x_m = 0.0;  // floor position straight below the head
+    double y_m = 0.0;
+    double height_mm = 0.0;  // head top above the floor
+    double head_u = 0.0;     // projected head top, colour pixels
+    double head_v = 0.0;
+    Box box;                // head and shoulders in perspective, hidden parts included, clipped
+    bool in_view = false;   // the head top is inside the image
+    double visible = -1.0;  // share of the head-and-shoulder pixels inside the image that nothing
+                            // hides, 0 to 1; -1 when the frame was not rendered
+};
+
+struct Frame {
+    std::int64_t index = 0;
+    double time_s = 0.0;                   // index / fps
+    std::vector<std::uint8_t> bgr;         // 960 x 544 x 3
+    std::vector<std::uint8_t> nv12;        // 960 x 544 x 3/2, BT.601 limited range
+    std::vector<std::uint8_t> depth_nv12;  // 480 x 256 x 3/2: luma 235 (at the camera) to 16 (10 %
+                                           // below the floor, or missing), chroma 128
+    std::vector<std::uint16_t> raw_mm;     // 480 x 256, distance along the optical axis, 0 missing
+    std::vector<PersonTruth> truth;        // people with any chance of being seen, sorted by id
+};
+
+struct CountingLine {
+    std::string name;
+    std::vector<Point> points;      // polyline on the floor, at least two points
+    std::vector<Point> uturn_area;  // polygon around the line; empty when there is none
+};
+
+struct SceneInfo {
+    std::string name;
+    std::string description;  // one line
+    Camera camera;
+    double fps = 15.0;
+    double duration_s = 60.0;
+    std::vector<CountingLine> lines;
+    double line_height_m = 1.6;   // project the lines to pixels at this height, about head height
+    bool crowded = false;         // too dense for counting without errors
+    bool group_counting = false;  // a host should count groups in this scene
+};
+
+// Names of the built-in scenes.
+std::vector<std::string> scene_names();
+
+// Description of a built-in scene. Throws std::invalid_argument that lists the known names.
+SceneInfo scene_info(const std::string& name);
+
+struct TrajectoryOptions {
+    double camera_height_m = 4.0;
+    bool centre_given = false;  // false: the camera hangs over the middle of all points
+    Point centre;               // metres in the file's coordinates, below the camera
+    bool rotate_90 = false;     // turns the scene by 90 degrees: the file's x runs up the image
+    double fps = 0.0;           // 0: from the file's comments, else 25
+    std::uint64_t seed = 1;     // looks of the people and sensor noise
+    std::vector<CountingLine> lines;  // empty: one line below the camera, across the main motion
+};
+
+class World;
+class Renderer;
+
+class Simulator {
+  public:
+    Simulator(SceneInfo info, std::unique_ptr<World> world, std::uint64_t seed);
+    ~Simulator();
+    Simulator(Simulator&&) noexcept;
+    Simulator& operator=(Simulator&&) noexcept;
+
+    const SceneInfo& info() const { return info_; }
+
+    // Renders the next frame. False at the end of the scene; the frame is then unchanged.
+    bool next(Frame& frame);
+
+    // Moves on by one frame like next() but leaves the images alone; far quicker.
+    bool next_truth(Frame& frame);
+
+  private:
+    bool produce(Frame& frame, bool images);
+
+    SceneInfo info_;
+    std::uint64_t seed_;
+    std::unique_ptr<World> world_;
+    std::unique_ptr<Renderer> renderer_;  // made at the first rendered frame
+    std::int64_t next_index_ = 0;
+};
+
+// A built-in scene. Throws std::invalid_argument like scene_info().
+Simulator make_scene(const std::string& name, std::uint64_t seed = 1);
+
+// People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::runtime_error
+// that names file and line when the file cannot be read.
+Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options = {});
+
+}  // namespace sim

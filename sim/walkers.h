@@ -1,0 +1,31 @@
+// Generated walkers in a passage: they come from both ends, keep clear of each other, and some
+// stop, turn back, walk in groups, or push a trolley.
+#pragma once
+
+#include <memory>
+
+#include "sim/world.h"
+
+namespace sim {
+
+// Lengths along the passage run from -half_length_m to half_length_m, across from -half_width_m
+// to half_width_m; the middle is below the camera.
+struct WalkerPlan {
+    bool along_x = false;         // the passage runs along the image's x axis, else along y
+    double half_length_m = 3.5;   // people appear and vanish there, out of view
+    double half_width_m = 0.8;    // of the positions of heads
+    double arrivals_per_s = 0.3;  // people or groups, both ends together
+    int max_people = 8;
+    double children = 0.0;        // share of arrivals who are an adult with one or two children
+    double groups = 0.0;          // share of arrivals that are groups of 2 to 4 adults
+    double groups_in_file = 0.2;  // share of these that walk one behind the other
+    double uturns = 0.0;          // share of single arrivals who turn back near the middle
+    double stops = 0.0;           // share of single arrivals who stand still for a while
+    double trolleys = 0.0;        // share of single arrivals with a trolley or cart
+    double bags = 0.2;            // share of single arrivals with a bag, backpack or suitcase
+    double warm_up_s = 0.0;       // walked before the first frame
+};
+
+std::unique_ptr<World> make_walkers(const WalkerPlan& plan, double fps, std::uint64_t seed);
+
+}  // namespace sim

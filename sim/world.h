@@ -1,0 +1,19 @@
+// Who is where: the source of poses behind a simulator.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "sim/body.h"
+
+namespace sim {
+
+class World {
+  public:
+    virtual ~World() = default;
+
+    // Poses of everyone at the next frame, sorted by id. Called once for each frame, in order.
+    virtual void step(std::vector<Pose>& people) = 0;
+};
+
+}  // namespace sim
