@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <opencv2/imgproc.hpp>
 
 namespace host {
@@ -11,11 +12,11 @@ namespace host {
 namespace {
 
 constexpr float kHoleReach_mm = 250.0f;     // a head of hair that gives no echo is up to this wide
-constexpr float kHeadSmoothing_mm = 45.0f;  // standard deviation; a head is about 0.2 m wide
+constexpr float kHeadSmoothing_mm = 35.0f;  // standard deviation; a head is about 0.2 m wide
 constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm + 30.0f,
                                .lowest_peak_mm = 650.0f,
-                               .saddle_mm = 90.0f,
-                               .distance_mm = 300.0f};
+                               .saddle_mm = 60.0f,
+                               .distance_mm = 220.0f};
 constexpr float kShortestPerson_mm = 850.0f;
 constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
 constexpr float kHeadDepth_mm = 150.0f;  // the head alone
@@ -180,16 +181,40 @@ Span perspective_span(float centre_mm, float half_mm, float lens_to_top_mm) {
 }
 
 float head_score(const HeadShape& shape) {
-    const float length = trapezoid(shape.head_long_mm, 15.0f, 28.0f, 90.0f, 140.0f);
-    const float width = trapezoid(shape.head_short_mm, 10.0f, 22.0f, 75.0f, 110.0f);
-    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.08f, 0.14f);
+    // Only tall people bend a broad back to the height of their head; what is low and large is the
+    // load of a cart.
+    const float tall = trapezoid(shape.top_mm, 1100.0f, 1350.0f, 3000.0f, 4000.0f);
+    const float length =
+        trapezoid(shape.head_long_mm, 15.0f, 28.0f, 60.0f + 30.0f * tall, 85.0f + 55.0f * tall);
+    const float width = trapezoid(shape.head_short_mm, 12.0f, 25.0f, 75.0f, 110.0f);
+    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.045f + 0.035f * tall,
+                                 0.065f + 0.075f * tall);
+    if (head_gave_no_echo(shape)) return 0.6f * std::sqrt(length * size);
     // A head leaves room for shoulders below it; the top of a box or an arm is all there is.
     const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
-    const float shoulders = trapezoid(top_share, -1.0f, 0.0f, 0.7f, 0.97f);
+    const float shoulders = trapezoid(top_share, -1.0f, 0.0f, 0.6f, 0.85f);
     const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
                                       0.15f, 0.45f, 1.0f, 2.0f);
-    if (head_gave_no_echo(shape)) return 0.6f * std::sqrt(length * size);
-    return 0.95f * std::cbrt(length * width * size * shoulders * roundness);
+    // An ellipse of uniform surface has the area 4 pi times the product of its deviations; wires
+    // and lone fragments have less.
+    const float ellipse_m2 = 4e-6f * std::numbers::pi_v<float> *
+                             std::max(shape.head_long_mm * shape.head_short_mm, 1.0f);
+    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.4f, 0.8f, 10.0f, 20.0f);
+    return 0.95f * std::sqrt(length * width * size * shoulders * roundness * solid);
+}
+
+// An elbow, a hand or a bag at somebody's side is a summit too. It is far below that person's head
+// and nearer to it than anybody else could stand.
+float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& others) {
+    constexpr float kMuchTaller_mm = 400.0f;
+    float apart = 1.0f;
+    for (const HeadShape& other : others) {
+        if (other.top_mm < shape.top_mm + kMuchTaller_mm) continue;
+        const float distance_mm = std::hypot(other.centre.x_mm - shape.centre.x_mm,
+                                             other.centre.y_mm - shape.centre.y_mm);
+        apart = std::min(apart, std::clamp((distance_mm - 330.0f) / 80.0f, 0.0f, 1.0f));
+    }
+    return apart;
 }
 
 }  // namespace
@@ -224,10 +249,12 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     gather_samples(raw_mm, peaks.size());
     shapes_.clear();
     detections_.clear();
-    for (std::size_t i = 0; i < peaks.size(); ++i) {
+    for (std::size_t i = 0; i < peaks.size(); ++i)
         shapes_.push_back(measure(samples_[i]));
+    for (const HeadShape& shape : shapes_) {
         Detection detection;
-        if (to_detection(shapes_.back(), detection)) detections_.push_back(detection);
+        detection.score = head_score(shape) * apart_from_taller(shape, shapes_);
+        if (to_detection(shape, detection)) detections_.push_back(detection);
     }
 }
 
@@ -262,7 +289,6 @@ float DepthDetector::border_distance_mm(const HeadShape& shape) const {
 
 bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) const {
     if (shape.top_mm < kShortestPerson_mm) return false;
-    detection.score = head_score(shape);
     if (detection.score < 0.3f) return false;
 
     if (border_distance_mm(shape) < kBorder_mm) return false;
