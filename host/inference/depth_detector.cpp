@@ -7,6 +7,8 @@
 #include <numbers>
 #include <opencv2/imgproc.hpp>
 
+#include "host/inference/head_span.h"
+
 namespace host {
 
 namespace {
@@ -23,13 +25,7 @@ constexpr float kHeadDepth_mm = 150.0f;  // the head alone
 constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
 constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
 constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
-constexpr float kHeadHalf_mm = 110.0f;   // half a head with hair
-// Depths below the top. The shoulders slope up to the neck, so their far side, which the head
-// hides, is taken to be as high as the neck, and their near side as high as the shoulder joint.
-constexpr float kHeadMiddle_mm = 100.0f;
-constexpr float kNeck_mm = 150.0f;
-constexpr float kShoulder_mm = 300.0f;
-constexpr float kBorder_mm = 70.0f;  // nearer to the border too much of a head is cut off
+constexpr float kBorder_mm = 70.0f;      // nearer to the border too much of a head is cut off
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
 float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
@@ -100,13 +96,13 @@ Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
     return moments.surface();
 }
 
-Surface holes_above(const std::vector<HeadSample>& samples, float lowest_mm) {
-    Moments moments;
+float hole_area_m2(const std::vector<HeadSample>& samples, float lowest_mm) {
+    float area_m2 = 0.0f;
     for (const HeadSample& sample : samples) {
         if (sample.height_mm < lowest_mm) break;
-        if (sample.filled) moments.add(sample);
+        if (sample.filled) area_m2 += sample.area_m2;
     }
-    return moments.surface();
+    return area_m2;
 }
 
 float robust_top_mm(const std::vector<HeadSample>& samples) {
@@ -136,11 +132,6 @@ void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
     shape.down_mm = quantile(ys, 0.98f);
 }
 
-// A patch as large as a head is missing: dark hair. What is left around it is no head.
-bool head_gave_no_echo(const HeadShape& shape) {
-    return shape.hole_area_m2 > 0.01f && shape.hole_area_m2 > 0.25f * shape.head_area_m2;
-}
-
 HeadShape measure(std::vector<HeadSample>& samples) {
     std::sort(samples.begin(), samples.end(),
               [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
@@ -151,33 +142,15 @@ HeadShape measure(std::vector<HeadSample>& samples) {
     shape.head_area_m2 = head.area_m2;
     shape.head_long_mm = head.long_mm;
     shape.head_short_mm = head.short_mm;
-    const Surface hole = holes_above(samples, shape.top_mm - kHeadDepth_mm);
-    shape.hole_area_m2 = hole.area_m2;
-    if (head_gave_no_echo(shape)) shape.centre = hole.centre;
+    shape.hole_area_m2 = hole_area_m2(samples, shape.top_mm - kHeadDepth_mm);
     measure_body(samples, shape);
     return shape;
 }
 
 // Half the length of the shoulders along one axis, from the reach to both sides of the head. An
 // outstretched arm or a region that a neighbour cuts must not show.
-float shoulder_half_mm(float before_mm, float after_mm) {
-    return std::clamp(0.5f * (before_mm + after_mm), 140.0f, 330.0f);
-}
-
-// One axis of the box as slopes of the rays to its edges. Away from the image centre the head
-// sticks out; towards it the shoulders are seen from the side.
-struct Span {
-    float low;
-    float high;
-};
-
-Span perspective_span(float centre_mm, float half_mm, float lens_to_top_mm) {
-    const float distance_mm = std::fabs(centre_mm);
-    const float head = (distance_mm + kHeadHalf_mm) / (lens_to_top_mm + kHeadMiddle_mm);
-    const float shoulder = (distance_mm + half_mm) / (lens_to_top_mm + kNeck_mm);
-    const float chest = (distance_mm - half_mm) / (lens_to_top_mm + kShoulder_mm);
-    const float outer = std::max(head, shoulder);
-    return centre_mm < 0.0f ? Span{-outer, -chest} : Span{chest, outer};
+float shoulder_half_mm(float before_mm, float after_mm, float height_mm) {
+    return std::clamp(0.5f * (before_mm + after_mm), 0.0825f * height_mm, 0.194f * height_mm);
 }
 
 float head_score(const HeadShape& shape) {
@@ -189,18 +162,22 @@ float head_score(const HeadShape& shape) {
     const float width = trapezoid(shape.head_short_mm, 12.0f, 25.0f, 75.0f, 110.0f);
     const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.045f + 0.035f * tall,
                                  0.065f + 0.075f * tall);
-    if (head_gave_no_echo(shape)) return 0.6f * std::sqrt(length * size);
     // A head leaves room for shoulders below it; the top of a box or an arm is all there is.
     const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
-    const float shoulders = trapezoid(top_share, -1.0f, 0.0f, 0.6f, 0.85f);
+    const float shoulders =
+        trapezoid(top_share, -1.0f, 0.0f, 0.7f - 0.1f * tall, 0.92f - 0.07f * tall);
     const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
                                       0.15f, 0.45f, 1.0f, 2.0f);
     // An ellipse of uniform surface has the area 4 pi times the product of its deviations; wires
     // and lone fragments have less.
     const float ellipse_m2 = 4e-6f * std::numbers::pi_v<float> *
                              std::max(shape.head_long_mm * shape.head_short_mm, 1.0f);
-    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.4f, 0.8f, 10.0f, 20.0f);
-    return 0.95f * std::sqrt(length * width * size * shoulders * roundness * solid);
+    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.6f - 0.2f * tall,
+                                  1.1f - 0.3f * tall, 10.0f, 20.0f);
+    const float head = 0.95f * std::sqrt(length * width * size * shoulders * roundness * solid);
+    // Dark hair may swallow a whole head: shoulders around a hole of a head's size.
+    const float hole = trapezoid(shape.hole_area_m2, 0.008f, 0.012f, 0.06f, 0.1f);
+    return std::max(head, 0.6f * std::sqrt(hole * length * size * roundness * solid));
 }
 
 // An elbow, a hand or a bag at somebody's side is a summit too. It is far below that person's head
@@ -293,10 +270,12 @@ bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) c
 
     if (border_distance_mm(shape) < kBorder_mm) return false;
     const float lens_to_top_mm = camera_.height_mm - shape.top_mm;
-    const Span across = perspective_span(
-        shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm), lens_to_top_mm);
-    const Span along = perspective_span(
-        shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm), lens_to_top_mm);
+    const Span across =
+        head_span(shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm, shape.top_mm),
+                  lens_to_top_mm);
+    const Span along =
+        head_span(shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm, shape.top_mm),
+                  lens_to_top_mm);
     const float left = across.low * camera_.fx + camera_.cx;
     const float right = across.high * camera_.fx + camera_.cx;
     const float upper = along.low * camera_.fy + camera_.cy;
