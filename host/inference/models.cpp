@@ -51,13 +51,29 @@ const std::vector<Detection>& run_model(Models& m, int model, const VCA_IMAGE_S&
                                  image.stride);
 }
 
+// The library drops depth boxes that reach into the outermost 20 pixels of a 960 x 540 picture.
+// People seen to more than half inside are cut to what is inside, so that they are followed from
+// where they can be seen.
+constexpr int kBorder_px = 20;
+constexpr int kMergeHeight_px = 540;
+constexpr double kLeastInside = 0.6;
+
+cv::Rect inside_border(const Detection& d) {
+    const cv::Rect box(d.x, d.y, d.w, d.h);
+    const cv::Rect inner(kBorder_px, kBorder_px, kColourWidth - 2 * kBorder_px,
+                         kMergeHeight_px - 2 * kBorder_px);
+    const cv::Rect cut = box & inner;
+    return cut.area() >= kLeastInside * box.area() ? cut : box;
+}
+
 DET_OBJ_S to_record(const Detection& d) {
+    const cv::Rect box = inside_border(d);
     DET_OBJ_S record{};
-    record.x = d.x;
-    record.y = d.y;
-    record.w = d.w;
-    record.h = d.h;
-    record.area = d.w * d.h;
+    record.x = box.x;
+    record.y = box.y;
+    record.w = box.width;
+    record.h = box.height;
+    record.area = box.area();
     record.class_id = static_cast<std::uint8_t>(d.class_id);
     record.score = d.score;
     return record;
