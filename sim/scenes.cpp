@@ -140,7 +140,7 @@ Scene crowd() {
     s.plan.arrivals_per_s = 40.0;
     s.plan.max_people = 45;
     s.plan.children = 0.04;
-    s.plan.warm_up_s = 20.0;
+    s.plan.warm_up_s = 10.0;
     return s;
 }
 
