@@ -23,6 +23,7 @@
 
 #include "host/app/run.h"
 #include "host/frames/depth_folder.h"
+#include "host/inference/depth_detector.h"
 
 namespace {
 
@@ -146,45 +147,57 @@ Head box_middle(const host::PixelBox& box, const host::RecordingFit& fit) {
     return {(x - fit.offset_x) / fit.scale, (y - fit.offset_y) / fit.scale};
 }
 
-std::string recording_report(const host::RunResult& r, const std::map<int, Head>& heads) {
+struct HeadScore {
+    int found = 0;       // labelled frames with a box whose middle is near the label
+    int with_false = 0;  // labelled frames with any other box, but for the left edge
+};
+
+// What the detector finds, before the library drops what reaches into the picture's border.
+HeadScore score_heads(const host::RunOptions& options, const std::map<int, Head>& heads) {
     constexpr double kNearPx = 20.0;
     constexpr double kEdgePx = 80.0;  // left of it the person hangs over the picture's edge
+    const auto source = host::open_source(options.source);
+    const host::CameraModel& camera = source->info().camera;
+    host::DepthDetector detector({static_cast<float>(camera.fx), static_cast<float>(camera.fy),
+                                  static_cast<float>(camera.cx), static_cast<float>(camera.cy),
+                                  static_cast<float>(camera.height_mm.value_or(0.0))});
     const host::RecordingFit fit = host::fit_recording(512, 424);
-    int found = 0;
-    int with_false = 0;
-    int frames = 0;
-    for (const host::FrameRecord& frame : r.frames) {
-        if (frame.blank) continue;
-        ++frames;
-        const auto label = heads.find(static_cast<int>(frame.number) + 1);
+    HeadScore score;
+    host::SourceFrame frame;
+    for (int number = 1; source->next(frame); ++number) {
+        const auto label = heads.find(number);
+        if (label == heads.end()) continue;
         bool hit = false;
         bool wrong = false;
-        for (const host::PixelBox& box : frame.detections) {
-            const Head at = box_middle(box, fit);
-            const bool near = label != heads.end() &&
-                              std::hypot(at.u - label->second.u, at.v - label->second.v) <= kNearPx;
+        for (const host::Detection& box : detector.detect(frame.planes.raw_mm.data(), 480)) {
+            const Head at = box_middle({box.x, box.y, box.w, box.h}, fit);
+            const bool near = std::hypot(at.u - label->second.u, at.v - label->second.v) <= kNearPx;
             if (near && !hit)
                 hit = true;
             else if (at.u >= kEdgePx)
                 wrong = true;
         }
-        found += hit ? 1 : 0;
-        with_false += wrong ? 1 : 0;
+        score.found += hit ? 1 : 0;
+        score.with_false += wrong ? 1 : 0;
     }
+    return score;
+}
+
+std::string recording_report(const host::RunResult& r, const std::map<int, Head>& heads) {
+    const HeadScore score = score_heads(r.options, heads);
     std::vector<double> heights;
     std::string crossings;
     for (const host::Crossing& c : r.crossings) {
         heights.push_back(c.height_mm);
         const bool across = c.line == 0;
-        crossings +=
-            format("%s%s %s counted in frame %lld", crossings.empty() ? "" : "; ",
-                   across ? "u = 256" : "v = 212", (c.direction == 1) == across ? "+" : "-",
-                   static_cast<long long>(c.frame) + 1);
+        crossings += format(
+            "%s%s %s in frame %lld", crossings.empty() ? "" : "; ", across ? "u = 256" : "v = 212",
+            (c.direction == 1) == across ? "+" : "-", static_cast<long long>(c.frame) + 1);
     }
+    const auto labelled = static_cast<double>(heads.size());
     return format("- head within 20 px of the label: %.1f %% of %zu labelled frames\n",
-                  100.0 * found / static_cast<double>(heads.size()), heads.size()) +
-           format("- frames with a false person: %.2f %% of %d\n", 100.0 * with_false / frames,
-                  frames) +
+                  100.0 * score.found / labelled, heads.size()) +
+           format("- false people in %.2f %% of them\n", 100.0 * score.with_false / labelled) +
            format("- median height of the counted person: %.0f mm (true 1690)\n",
                   host::quantile(heights, 0.5)) +
            "- counted: " + crossings + "\n";
