@@ -234,8 +234,8 @@ Box drawn_extent(const Frame& frame, double camera_height_m, double height_m) {
 }
 
 TEST(Render, BoxesAreAroundHeadAndShoulders) {
-    for (const double x : {-1.0, 0.0, 0.7}) {
-        for (const double y : {-0.4, 0.0, 0.5}) {
+    for (const double x : {-1.0, 0.7}) {
+        for (const double y : {-0.4, 0.5}) {
             for (const double height : {1.2, 1.7, 1.9}) {
                 Pose pose = standing(1, x, y, height);
                 pose.dir_x = 0.6;

@@ -128,6 +128,14 @@ TEST_F(Replay, BadLineIsReported) {
     }
 }
 
+TEST_F(Replay, CameraMustHangAboveTheHeads) {
+    TrajectoryOptions options;
+    for (const double height : {-1.0, 0.0, 1.8, 2.4, 21.0}) {
+        options.camera_height_m = height;
+        EXPECT_THROW(scene("1 0 0 0 1.7\n", options), std::invalid_argument) << height;
+    }
+}
+
 // Recorded walks are kept beside the project, not in it.
 bool recorded(const std::string& name, std::string& path) {
     path = std::string(VCA_SHARED_DATA_DIR) + "/trajectories/" + name;
