@@ -19,7 +19,8 @@ const std::regex& log_pattern() {
 std::vector<LogLine> parse_log(const std::string& text) {
     std::vector<LogLine> lines;
     for (std::sregex_iterator it(text.begin(), text.end(), log_pattern()), end; it != end; ++it)
-        lines.push_back({(*it)[1], (*it)[2], (*it)[3], std::stoi((*it)[4])});
+        lines.push_back({(*it)[1], (*it)[2], (*it)[3], std::stoi((*it)[4]),
+                         static_cast<size_t>(it->position())});
     return lines;
 }
 

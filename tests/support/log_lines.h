@@ -13,6 +13,7 @@ struct LogLine {
     std::string time;  // "mm:ss.mmm"
     std::string function;
     int line = 0;
+    size_t pos = 0;  // of the line in the text
 };
 
 // All well-formed log lines of a text, in order; a body may begin with a newline.

@@ -65,6 +65,12 @@ int64_t Host::clock() const {
     return clock_us_;
 }
 
+void Host::push(std::vector<Frame> frames) {
+    std::lock_guard lock(mutex_);
+    for (auto& frame : frames)
+        frames_.push_back(std::move(frame));
+}
+
 bool Host::run(std::vector<Frame> frames) {
     std::unique_lock lock(mutex_);
     for (auto& frame : frames)
@@ -210,6 +216,11 @@ size_t Host::mappings_held() const {
     return mappings_.size();
 }
 
+AVS_IVE_ALL_S Host::last_set() const {
+    std::lock_guard lock(mutex_);
+    return last_set_;
+}
+
 int Host::frames_read() const {
     std::lock_guard lock(mutex_);
     return frames_read_;
@@ -221,6 +232,7 @@ bool Host::on_task() const {
 }
 
 void Host::record(const std::string& text) {
+    if (on_call) on_call(text);
     const size_t pos = captured_bytes();
     std::lock_guard lock(mutex_);
     const bool from_task = std::this_thread::get_id() == task_id_;

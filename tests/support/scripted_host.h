@@ -89,6 +89,7 @@ class Host {
     std::function<IOU_TRK_RSLT_S(int inst, const std::vector<IOU_TRK_OBJ_S>& added)> on_update;
     std::function<bool(int nth)> image_fails;  // whether the nth vca_create_image (from 0) fails
     std::function<void()> on_idle_read;        // avs_read_all_ive with no scripted frame left
+    std::function<void(const std::string& call)> on_call;  // every call, before it takes effect
     bool record_task_calls = true;
     int64_t clock_step_us = 0;  // added to the clock with every scripted frame set
 
@@ -107,6 +108,8 @@ class Host {
     // Hands the frames to the running analysis task and waits until every pass has ended; false
     // after 30 s.
     bool run(std::vector<Frame> frames);
+    // The same without waiting; also before the library starts.
+    void push(std::vector<Frame> frames);
     // Waits until the task has asked for `count` more frame sets that were not scripted.
     bool wait_idle_reads(int count);
     // Gives a message to the handler registered for `id`, under the algorithm mutex as the
@@ -135,7 +138,8 @@ class Host {
     size_t images_alive() const;
     size_t blocks_held() const;
     size_t mappings_held() const;
-    int frames_read() const;  // scripted frame sets handed out
+    AVS_IVE_ALL_S last_set() const;  // the set handed out last
+    int frames_read() const;         // scripted frame sets handed out
 
     // ---- For the host functions ----
     void record(const std::string& text);
@@ -156,6 +160,7 @@ class Host {
     std::deque<Frame> frames_;
     std::optional<Frame> current_;
     std::vector<Person> persons_;
+    AVS_IVE_ALL_S last_set_{};
     std::vector<uint16_t> raw_pixels_;
     std::vector<uint8_t> image_pixels_ = std::vector<uint8_t>(64);
     std::deque<IOU_TRK_RSLT_S> tracker_results_[2];

@@ -74,7 +74,8 @@ struct HostAccess {
         ++h.frames_read_;
         h.clock_us_ += h.clock_step_us;
         hook = h.current_->on_read;
-        return fill_set();
+        h.last_set_ = fill_set();
+        return h.last_set_;
     }
 
     static AVS_IVE_ALL_S fill_set() {
