@@ -69,9 +69,10 @@ struct Frame {
     std::vector<Person> depth;                               // detections of the depth model
     bool has_real = true, has_depth = true, has_raw = true;  // missing frames have no block
     bool mapped = true;                                      // false: blocks without an address
-    uint32_t flag = 1;                                       // trailing word of the set
-    std::vector<uint16_t> raw;      // raw depth; empty: every pixel Host::floor_mm
-    std::function<void()> on_read;  // runs on the analysis task, inside avs_read_all_ive
+    bool map_without_block = false;  // missing frames have an address nevertheless
+    uint32_t flag = 1;               // trailing word of the set
+    std::vector<uint16_t> raw;       // raw depth; empty: every pixel Host::floor_mm
+    std::function<void()> on_read;   // runs on the analysis task, inside avs_read_all_ive
 };
 
 using Bytes = std::vector<uint8_t>;
