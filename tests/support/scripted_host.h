@@ -136,6 +136,7 @@ class Host {
     int images_created() const;
     int images_destroyed() const;  // real ones, not all-zero records
     int zero_images_destroyed() const;
+    std::vector<uint64_t> destroyed_handles() const;
     size_t images_alive() const;
     size_t blocks_held() const;
     size_t mappings_held() const;
@@ -171,6 +172,7 @@ class Host {
     std::set<uint32_t> blocks_;
     std::multiset<std::pair<uint64_t, uint32_t>> mappings_;
     std::map<uint64_t, ImageBuffer> images_;
+    std::vector<uint64_t> destroyed_;
     std::thread::id task_id_;
     bool mutex_live_ = false;
     int locks_ = 0, unlocks_ = 0;

@@ -168,6 +168,7 @@ struct HostAccess {
             return true;
         }
         ++host().images_destroyed_;
+        host().destroyed_.push_back(img.host_handle);
         return host().images_.erase(img.host_handle) == 1;
     }
 
