@@ -130,8 +130,8 @@ TEST(MainTask, MutexIsHeldFromAcquisitionToRelease) {
 }
 
 TEST(MainTask, FailedAcquisitionUnlocksAndRetries) {
-    test::start_library();
     host().use_clock(1'000'000);
+    test::start_library();
     Frame slow;
     slow.on_read = [] { host().advance_clock(11'000); };
     ASSERT_TRUE(host().run({slow}));
