@@ -134,12 +134,23 @@ TEST_F(DepthMap, FarMeasurementIsClipped) {
     update(DepthImage(3500));
     EXPECT_EQ(state().depthCur[1][0], 3500) << "the diagnostic value is the raw one";
     EXPECT_EQ(state().depthMap[1][0], 3200);
-    update(DepthImage(3199));  // cells (1, 1) and so on
+    // The columns measured next hold the fill's 3000 by now; without a reset it would be averaged in.
+    dev_depth_map_reset();
+    update(DepthImage(3199));
     EXPECT_EQ(state().depthMap[1][1], 3199);
+    dev_depth_map_reset();
     update(DepthImage(3200));
     EXPECT_EQ(state().depthMap[1][2], 3200);
+    dev_depth_map_reset();
     update(DepthImage(3201));
     EXPECT_EQ(state().depthMap[1][3], 3200);
+}
+
+TEST_F(DepthMap, FilledCellIsAveragedWithItsFirstMeasurement) {
+    update(DepthImage(3000));
+    EXPECT_EQ(state().depthValid[1][1], 0);
+    update(DepthImage(3199));
+    EXPECT_EQ(state().depthMap[1][1], 3099);
 }
 
 TEST_F(DepthMap, FloorIsAveragedInAndPeopleAreNot) {
