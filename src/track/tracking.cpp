@@ -11,11 +11,14 @@
 
 namespace {
 
+constexpr char kLogName[] = "vca_obj_proc_tracking";
+
 constexpr int32_t kLostMax = 4;
 constexpr uint32_t kUpdSeqModulo = 10000;
 
 struct TrackingState {
-    uint32_t pass_count = 0;  // record updates since the library was loaded
+    uint32_t pass_count = 0;   // record updates since the library was loaded
+    std::vector<int32_t> ids;  // ids of the list's records: searching the large records is slow
 };
 
 TrackingState state;
@@ -26,15 +29,22 @@ bool is_event_pass(bool merged) {
     return mode == 0 || (mode == 1 && merged);
 }
 
+void collect_ids(const std::vector<TRACKER_RSLT_S>& list) {
+    state.ids.clear();
+    for (const TRACKER_RSLT_S& trk : list)
+        state.ids.push_back(trk.trackId);
+}
+
+// The first record of that id.
 TRACKER_RSLT_S* find_track(std::vector<TRACKER_RSLT_S>& list, int32_t id) {
-    const auto it = std::find_if(list.begin(), list.end(),
-                                 [id](const TRACKER_RSLT_S& trk) { return trk.trackId == id; });
-    return it != list.end() ? &*it : nullptr;
+    const auto it = std::find(state.ids.begin(), state.ids.end(), id);
+    return it != state.ids.end() ? &list[static_cast<size_t>(it - state.ids.begin())] : nullptr;
 }
 
 void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
                const DET_OBJECTS_S& dets, bool merged) {
     TRACKER_RSLT_S& trk = list.emplace_back();
+    state.ids.push_back(target.id);
     if (!merged)
         vca_create_image(&trk.attrImg, VCA_IMAGE_NV12, vca::working_width(VCA_SIZE_CROP),
                          vca::working_height(VCA_SIZE_CROP));
@@ -49,6 +59,7 @@ void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
 void take_targets(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_RSLT_S& targets,
                   const DET_OBJECTS_S& dets, bool merged) {
     const int32_t det_num = std::clamp(dets.num, 0, VCA_DET_MAX);
+    collect_ids(list);
     for (int32_t i = 0; i < std::clamp(targets.num, 0, VCA_TRK_MAX); ++i) {
         const IOU_TRK_OBJ_S& target = targets.objs[i];
         if (target.det_idx < 0 || target.det_idx >= det_num) continue;
@@ -89,7 +100,7 @@ void settle_line(TRACKER_RSLT_S& trk, int line) {
     const int32_t dir = (side == 7) != (cfg.line[line].Flip != 0) ? 1 : 2;
     if (trk.LastState[line] == dir) return;
     vca_dev_add_counting_line_group(&trk, line, dir);
-    VCA_LOG("attempt to disappear line[%d]=%d", line, dir);
+    VCA_LOG_AS(kLogName, "attempt to disappear line[%d]=%d", line, dir);
 }
 
 // A target that vanishes just past a line is counted by the side it was on.
@@ -126,15 +137,15 @@ int vca_obj_proc_tracking(VCA_NN_RESULT_S* res, std::vector<TRACKER_RSLT_S>& lis
     const int64_t start_ms = avs_get_timestamp();
     for (TRACKER_RSLT_S& trk : list)
         trk.lostCnt = vca::wrap_add(trk.lostCnt, 1);
-    VCA_LOG_IF(log, "==TrkT: obj_trk_init=%ld", vca::elapsed_ms(start_ms));
+    if (log) VCA_LOG("==TrkT: obj_trk_init=%ld", vca::elapsed_ms(start_ms));
     const IOU_TRK_RSLT_S targets =
         vca_trker_run(inst, &res->objects, dev_calc_install_height_ratio(), merged);
-    VCA_LOG_IF(log, "--TrkT: obj_trk_run Num=%d_updateTm=%ld", targets.num,
-               vca::elapsed_ms(start_ms));
+    if (log)
+        VCA_LOG("--TrkT: obj_trk_run Num=%d_updateTm=%ld", targets.num, vca::elapsed_ms(start_ms));
     take_targets(list, targets, res->objects, merged);
-    VCA_LOG_IF(log, "--TrkT: obj_trk_info=%ld", vca::elapsed_ms(start_ms));
+    if (log) VCA_LOG("--TrkT: obj_trk_info=%ld", vca::elapsed_ms(start_ms));
     if (list.empty()) return 0;
     update_records(list, merged);
-    VCA_LOG_IF(log, "--TrkT: obj_trk_end=%ld", vca::elapsed_ms(start_ms));
+    if (log) VCA_LOG("--TrkT: obj_trk_end=%ld", vca::elapsed_ms(start_ms));
     return 0;
 }

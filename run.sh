@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds the host program and runs it: people walk under a simulated camera and are counted.
+# Arguments go to `vca run`; see ./run.sh --help.
+set -eu
+cd "$(dirname "$0")"
+. scripts/packages.sh
+# shellcheck disable=SC2086
+install_missing_packages $vca_packages
+mkdir -p build
+cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build/run.log 2>&1 &&
+    cmake --build --preset release --target vca_program >>build/run.log 2>&1 || {
+    cat build/run.log >&2
+    exit 1
+}
+exec build/release/host/vca run "$@"
