@@ -268,7 +268,7 @@ TEST(LineScenario, FullGroupIsReportedInTheNextCall) {
 TEST(LineScenario, DetectionsInAnExclusionRegionDoNotExist) {
     auto cfg = line_config();
     cfg.ShowHistoryBox = 1;
-    test::set_exclusion(cfg, 0, 0, {{300, 0}, {700, 0}, {700, 500}, {300, 500}});
+    test::set_exclusion(cfg, 0, 0, {{300, 0}, {700, 0}, {700, 539}, {300, 539}});
     play(cfg, walk({{.id = 1, .from = {480, 100}}, {.id = 2, .from = {250, 100}}}, 35));
     EXPECT_THAT(counts(), ElementsAre(Count{17, 2, 0, 2}));
     EXPECT_EQ(host().messages(VCA_MSG_TRACK_BORN).size(), 1u);
