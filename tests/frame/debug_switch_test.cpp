@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <cstdio>
 #include <memory>
 
 #include "tests/support/flag_file.h"
@@ -31,7 +31,7 @@ LOG_DBG_S* table() {
 LOG_DBG_S entry(const char* path, uint8_t on = 0) {
     LOG_DBG_S e{};
     e.on = on;
-    std::strncpy(e.path, path, sizeof(e.path) - 1);
+    std::snprintf(e.path, sizeof(e.path), "%s", path);
     return e;
 }
 

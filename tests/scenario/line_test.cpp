@@ -228,6 +228,29 @@ TEST(LineScenario, TwoPeopleTogetherAreAGroup) {
     EXPECT_EQ(difference(groups[0], expected), "");
 }
 
+TEST(LineScenario, OpenGroupCanBeReadBetweenPasses) {
+    auto cfg = line_config();
+    cfg.GroupEn = 1;
+    test::start_library(cfg);
+    ASSERT_TRUE(
+        host().run(walk({{.id = 1, .from = {430, 100}}, {.id = 2, .from = {530, 100}}}, 20)));
+    EXPECT_TRUE(vca_dev_get_counting_results()->empty()) << "sent in the frame of the crossing";
+    const auto* groups = vca_dev_get_counting_groups();
+    ASSERT_EQ(groups->size(), 1u);
+    const DEV_COUNTING_GROUP_S& group = groups->front();
+    EXPECT_EQ(group.id, 0);
+    EXPECT_EQ(group.counted, 0);
+    EXPECT_EQ(group.err, 3);  // frames 17 to 19
+    EXPECT_EQ(group.errMax, 25);
+    EXPECT_EQ(group.line, 0);
+    EXPECT_EQ(group.event, 4);
+    EXPECT_EQ(group.speed, 12.0f);
+    ASSERT_EQ(group.members.size(), 2u);
+    EXPECT_EQ(group.members[0].x, 430 - 40);
+    EXPECT_EQ(group.members[1].x, 530 - 40);
+    test::stop_library();
+}
+
 TEST(LineScenario, PeopleApartAreNoGroup) {
     // 260 pixels apart, GroupDistMax is 211: two groups of one, both below GroupObjNumMin.
     auto cfg = line_config();
