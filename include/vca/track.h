@@ -2,6 +2,8 @@
 #ifndef VCA_TRACK_H
 #define VCA_TRACK_H
 
+#include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "vca/config.h"
@@ -42,8 +44,27 @@ struct HEAT_GRID_S {
     int32_t x0, y0, x1, y1;
 
     HEAT_GRID_S() = default;
-    HEAT_GRID_S(const HEAT_GRID_S& other);
-    HEAT_GRID_S& operator=(const HEAT_GRID_S& other);
+    HEAT_GRID_S(const HEAT_GRID_S& other) noexcept : x0(0), y0(0), x1(0), y1(0) {
+        std::memset(cell, 0, sizeof(cell));
+        copy_cells(other);
+    }
+    HEAT_GRID_S& operator=(const HEAT_GRID_S& other) noexcept {
+        if (this == &other) return *this;
+        for (int32_t y = y0; y < y1; ++y)
+            std::fill(cell[y] + x0, cell[y] + x1, 0);
+        copy_cells(other);
+        return *this;
+    }
+
+  private:
+    void copy_cells(const HEAT_GRID_S& other) noexcept {
+        x0 = other.x0;
+        y0 = other.y0;
+        x1 = other.x1;
+        y1 = other.y1;
+        for (int32_t y = y0; y < y1; ++y)
+            std::copy(other.cell[y] + x0, other.cell[y] + x1, cell[y] + x0);
+    }
 };
 
 /* State of a track in one counting region. */

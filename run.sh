@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Builds the host program and runs it: people walk under a simulated camera and are counted.
+# Arguments go to `vca run`; see ./run.sh --help.
+set -eu
+cd "$(dirname "$0")"
+. scripts/packages.sh
+# shellcheck disable=SC2086
+install_missing_packages $vca_packages
+cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build.log 2>&1 &&
+    cmake --build --preset release --target vca_program >>build.log 2>&1 || {
+    cat build.log >&2
+    exit 1
+}
+exec build/release/host/vca run "$@"

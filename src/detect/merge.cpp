@@ -1,0 +1,158 @@
+// The one list of detections that tracking works on, from those on the colour and the depth image.
+#include <algorithm>
+
+#include "detect/box.h"
+#include "frame/frame_state.h"
+#include "frame/log.h"
+#include "vca/config.h"
+#include "vca/messages.h"
+
+using vca::wrap_add;
+
+namespace {
+
+constexpr float kCoveredIoU = 0.1f;
+constexpr int32_t kBorderPx = 19;
+constexpr int32_t kMinSidePx = 25;  // smaller boxes are no people on low installations
+constexpr int32_t kLowInstallMm = 4800;
+
+struct MergeState {
+    bool det_show_sent = false;  // the last display message carried a box
+};
+
+MergeState state;
+
+struct BoxList {
+    DET_OBJ_S objs[VCA_DET_MAX];
+    int32_t num = 0;
+
+    void append(const DET_OBJ_S& box) { objs[num++] = box; }
+};
+
+int32_t bounded_num(const DET_OBJECTS_S& list) {
+    return std::clamp(list.num, 0, VCA_DET_MAX);
+}
+
+bool is_covered(const DET_OBJ_S& box, const DET_OBJ_S* colour, int32_t num) {
+    return std::any_of(colour, colour + num, [&](const DET_OBJ_S& other) {
+        return vca_rgn_calc_IoU(&box, &other) > kCoveredIoU;
+    });
+}
+
+bool keeps_off_border(const DET_OBJ_S& box) {
+    const int32_t right = vca::wrap_sub(vca::working_width(VCA_SIZE_MERGE), kBorderPx);
+    const int32_t bottom = vca::wrap_sub(vca::working_height(VCA_SIZE_MERGE), kBorderPx);
+    return box.x > kBorderPx && box.y > kBorderPx && wrap_add(box.x, box.w) < right &&
+           wrap_add(box.y, box.h) < bottom;
+}
+
+// Depth boxes are compared with the colour boxes only, never with each other.
+void join(const DET_OBJECTS_S& real, const DET_OBJECTS_S& depth, BoxList& work) {
+    const int32_t colour_num = bounded_num(real);
+    std::copy_n(real.objs, colour_num, work.objs);
+    work.num = colour_num;
+    for (int32_t i = 0; i < bounded_num(depth) && work.num < VCA_DET_MAX; ++i) {
+        const DET_OBJ_S& box = depth.objs[i];
+        if (!is_covered(box, work.objs, colour_num) && keeps_off_border(box)) work.append(box);
+    }
+}
+
+bool is_excluded(const DET_OBJ_S& box, const VCA_DEV_CFG_S& cfg) {
+    if (cfg.ExclTotalEn == 0) return false;
+    const float sx = 320.0f / static_cast<float>(vca::working_width(VCA_SIZE_MERGE));
+    const float sy = 181.0f / static_cast<float>(vca::working_height(VCA_SIZE_MERGE));
+    const POINT_POS_S center = vca::box_center(box);
+    const int32_t px = vca::to_i32(static_cast<float>(center.x) * sx);
+    const int32_t py = vca::to_i32(static_cast<float>(center.y) * sy);
+    if (px < 0 || px >= VCA_MASK_COLS || py < 0 || py >= VCA_MASK_ROWS) return false;
+    for (int r = 0; r < VCA_EXCL_NUM; ++r)
+        if (cfg.ExclEn[r] != 0 && cfg.ExclType[r] == 1 && cfg.exclMask[r].mask[py][px] != 0)
+            return true;
+    return false;
+}
+
+bool is_too_small(const DET_OBJ_S& box) {
+    return vca_dev_get_install_height() <= kLowInstallMm &&
+           (box.w < kMinSidePx || box.h < kMinSidePx);
+}
+
+void log_box(const char* list, int32_t i, const DET_OBJ_S& box) {
+    VCA_LOG("%s[%d]=(%d %d %d %d) %d %.2f", list, i, box.x, box.y, box.w, box.h, box.class_id,
+            static_cast<double>(box.score));
+}
+
+// The display lists being filled: what may be shown, what is to be logged.
+struct Display {
+    DET_SHOW_MSG_S msg{};
+    float threshold;
+    bool show;
+    bool log;
+    bool appended = false;
+
+    void append(const DET_OBJ_S& box, DET_OBJ_S (&list)[VCA_DET_SHOW_MAX], int32_t& num) {
+        if (!show || num >= VCA_DET_SHOW_MAX) return;
+        list[num++] = box;
+        appended = true;
+    }
+};
+
+// The boxes of one detector at or above the threshold and of sufficient size.
+void display_detector(const DET_OBJECTS_S& found, const char* name,
+                      DET_OBJ_S (&list)[VCA_DET_SHOW_MAX], int32_t& num, Display& display) {
+    for (int32_t i = 0; i < bounded_num(found); ++i) {
+        const DET_OBJ_S& box = found.objs[i];
+        if (box.score < display.threshold || is_too_small(box)) continue;
+        if (display.log) log_box(name, i, box);
+        display.append(box, list, num);
+    }
+}
+
+// A merged box is shown only above the threshold, while the others are shown at it too.
+void display_merged(const DET_OBJECTS_S& merged, Display& display) {
+    for (int32_t i = 0; i < merged.num; ++i) {
+        const DET_OBJ_S& box = merged.objs[i];
+        if (display.log) log_box("Merge", i, box);
+        if (box.score > display.threshold)
+            display.append(box, display.msg.merge_objs, display.msg.merge_num);
+    }
+}
+
+// After a frame with boxes one empty message clears the host's display; then nothing is sent until
+// boxes reappear.
+void send_display(Display& display) {
+    if (display.appended || state.det_show_sent) {
+        vca::copy_frame_stamp(display.msg.frame_flag);
+        vca::send_record(VCA_MSG_DETECTIONS, display.msg);
+    }
+    state.det_show_sent = display.appended;
+}
+
+float display_threshold() {
+    const NN_MODEL_CFG_S* model = vca_nn_get_pModel_cfg(vca::frame_state().ctrl.real_model);
+    return model != nullptr ? model->det_show_thresh : 0.0f;
+}
+
+}  // namespace
+
+int vca_obj_merge_real_depth_rslt(const DET_OBJECTS_S* real, const DET_OBJECTS_S* depth,
+                                  DET_OBJECTS_S* out) {
+    const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    out->num = 0;
+    BoxList work;
+    join(*real, *depth, work);
+    for (int32_t i = 0; i < work.num; ++i)
+        if (!is_excluded(work.objs[i], cfg) && !is_too_small(work.objs[i]))
+            out->objs[out->num++] = work.objs[i];
+
+    const bool log = vca::debug_on(vca::kDbgDetection);
+    VCA_LOG_IF(log && out->num > 0, "\nDetection: Real=%d Depth=%d Merge=%d", real->num, depth->num,
+               out->num);
+    if (!log && cfg.ShowDetectBox == 0) return 0;
+    Display display{.threshold = display_threshold(), .show = cfg.ShowDetectBox != 0, .log = log};
+    DET_SHOW_MSG_S& msg = display.msg;
+    display_detector(*real, "Real", msg.real_objs, msg.real_num, display);
+    display_detector(*depth, "Depth", msg.depth_objs, msg.depth_num, display);
+    display_merged(*out, display);
+    if (display.show) send_display(display);
+    return 0;
+}

@@ -1,0 +1,12 @@
+// Orientation of three points, shared by the line tests.
+#pragma once
+
+#include "vca/detect.h"
+
+namespace vca {
+
+// (v.y - u.y) * (w.x - v.x) - (v.x - u.x) * (w.y - v.y); above 0 when w lies on the left-hand side
+// of the walk from u to v on the picture.
+int32_t orientation(POINT_POS_S u, POINT_POS_S v, POINT_POS_S w);
+
+}  // namespace vca

@@ -1,0 +1,86 @@
+// Sending counted people, ageing the groups and sending those that close.
+#include "event/counting_state.h"
+#include "frame/frame_state.h"
+#include "frame/log.h"
+#include "frame/numeric.h"
+#include "vca/messages.h"
+
+using vca::wrap_add;
+
+namespace {
+
+void send_results(std::vector<DEV_COUNTING_RSLT_S>& results) {
+    for (const DEV_COUNTING_RSLT_S& result : results) {
+        LINE_COUNT_MSG_S msg{};
+        vca::copy_frame_stamp(msg.frame_flag);
+        msg.trackId = result.id;
+        msg.obj = result.obj;
+        msg.line = result.line;
+        msg.cross = result.cross;
+        vca::send_record(VCA_MSG_LINE_COUNT, msg);
+        VCA_LOG("send_msg obj[%d] line=%d counter", result.id, result.line);
+    }
+    std::vector<DEV_COUNTING_RSLT_S>().swap(results);
+}
+
+int32_t member_count(const DEV_COUNTING_GROUP_S& group) {
+    return static_cast<int32_t>(group.members.size());
+}
+
+int32_t direction(const DEV_COUNTING_GROUP_S& group) {
+    return group.event == 3 ? 1 : group.event == 4 ? 2 : 0;
+}
+
+// A full group closes in this frame whatever its silence.
+void age(DEV_COUNTING_GROUP_S& group) {
+    const int32_t max_num = dev_get_config()->GroupObjNumMax;
+    if (member_count(group) >= max_num) {
+        group.err = wrap_add(group.err, group.errMax);
+        VCA_LOG("Grp[%d] obj_num=%d reached max_num=%d, to be truncated!", group.id,
+                member_count(group), max_num);
+    }
+    group.err = wrap_add(group.err, 1);
+}
+
+void report(DEV_COUNTING_GROUP_S& group, bool log) {
+    const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    const int32_t n = member_count(group);
+    if (n < cfg.GroupObjNumMin) {
+        VCA_LOG("Grp[%d] obj_num=%d less than min_num=%d, to be filtered!", group.id, n,
+                cfg.GroupObjNumMin);
+        return;
+    }
+    VCA_LOG_IF(log, "Grp[%d] Add: Obj=%d Err=%d", group.id, n, group.err);
+    GROUP_COUNT_MSG_S msg{};
+    vca::copy_frame_stamp(msg.frame_flag);
+    msg.members = n;
+    msg.line = group.line;
+    msg.cross = direction(group);
+    vca::send_record(VCA_MSG_GROUP_COUNT, msg);
+    group.counted = 1;
+    VCA_LOG("Grp[%d] obj_num=%d(%d %d) dir=%d counted!", group.id, n, cfg.GroupObjNumMin,
+            cfg.GroupObjNumMax, direction(group));
+}
+
+void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
+    const bool log = vca::debug_on(vca::kDbgLineGroup);
+    for (auto group = groups.begin(); group != groups.end();) {
+        age(*group);
+        if (group->err <= group->errMax) {
+            ++group;
+            continue;
+        }
+        report(*group, log);
+        VCA_LOG_IF(log, "Grp[%d] Del: Obj=%d Err=%d", group->id, member_count(*group), group->err);
+        group = groups.erase(group);
+    }
+}
+
+}  // namespace
+
+int vca_event_counting_refresh_line_result(void) {
+    vca::CountingState& state = vca::counting_state();
+    send_results(state.results);
+    close_quiet_groups(state.groups);
+    return 0;
+}

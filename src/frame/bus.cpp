@@ -1,0 +1,39 @@
+// The handler table and the handlers of the library frame.
+#include <iterator>
+
+#include "frame/frame_state.h"
+#include "frame/log.h"
+#include "vca/config.h"
+#include "vca/messages.h"
+
+namespace {
+
+const SOCK_REQUEST_S kHandlers[] = {
+    {VCA_MSG_CONFIG, 0, vca_algo_set_cfg_params, 0},
+    {VCA_MSG_SHOW_DETECTION, 0, vca_set_draw_exclusion_alive, 0},
+    {VCA_MSG_INSTALL_HEIGHT, 0, vca_install_height_request, 0},
+};
+
+}  // namespace
+
+void vca::register_handlers() {
+    sock_request_register(kHandlers, static_cast<int>(std::size(kHandlers)));
+}
+
+void vca::unregister_handlers() {
+    sock_request_unregister(kHandlers, static_cast<int>(std::size(kHandlers)));
+}
+
+void vca_set_draw_exclusion_alive(int, void* payload) {
+    if (payload == nullptr) return;
+    int32_t value = 0;
+    std::memcpy(&value, payload, sizeof(value));
+    vca::flag_set<uint8_t>(vca::frame_state().show_detection, value == 1 ? 1 : 0);
+    VCA_LOG("vca_set_draw_exclusion_alive=%d", value);
+}
+
+void vca_install_height_request(int, void*) {
+    auto& state = vca::frame_state();
+    if (vca::flag_get(state.ctrl.base_ready) == 0) return;
+    vca::flag_set<uint8_t>(state.height_requested, 1);
+}

@@ -1,0 +1,60 @@
+// Borrowing one frame set from the host and giving it back.
+#include "vca/platform.h"
+
+namespace {
+
+struct FrameSetState {
+    AVS_IVE_ALL_S held{};
+};
+
+FrameSetState state;
+
+void release_frame(AVS_IVE_FRAME_S& frame) {
+    if (frame.vir_addr != 0) {
+        ss_mpi_sys_munmap(reinterpret_cast<void*>(static_cast<uintptr_t>(frame.vir_addr)),
+                          frame.map_size);
+        frame.vir_addr = 0;
+    }
+    if (frame.vb_blk != VCA_VB_NONE) {
+        ss_mpi_vb_release_blk(frame.vb_blk);
+        frame.vb_blk = VCA_VB_NONE;
+    }
+}
+
+void release_held_frames() {
+    release_frame(state.held.real);
+    release_frame(state.held.depth);
+    release_frame(state.held.raw);
+}
+
+void point_image_at(VCA_IMAGE_S& image, const AVS_IVE_FRAME_S& frame) {
+    image.plane_addr = frame.vir_addr;
+    image.map_addr = frame.vir_addr;
+    image.frame_word = frame.word0;
+}
+
+}  // namespace
+
+int32_t vca_data_get_real_depth(VCA_CTRL_S* ctrl) {
+    AVS_IVE_ALL_S& held = state.held;
+    held = avs_read_all_ive();
+    const bool complete = held.real.vb_blk != VCA_VB_NONE && held.depth.vb_blk != VCA_VB_NONE &&
+                          held.raw.vb_blk != VCA_VB_NONE;
+    if (!complete) {
+        release_held_frames();
+        held.flag = 0;
+        return -1;
+    }
+    ctrl->frame_flag = held.flag;
+    point_image_at(ctrl->real_img, held.real);
+    point_image_at(ctrl->depth_img, held.depth);
+    point_image_at(ctrl->raw_img, held.raw);
+    return 0;
+}
+
+int32_t vca_data_put_real_depth(VCA_CTRL_S*) {
+    if (state.held.flag == 0) return 0;
+    release_held_frames();
+    state.held.flag = 0;
+    return 0;
+}

@@ -1,0 +1,41 @@
+// The box that the event stages take for a track's place, and whether it lies in a mask.
+#include "detect/box.h"
+#include "vca/object.h"
+
+namespace {
+
+constexpr int32_t kAlone = 0;
+constexpr int32_t kMaster = 1;
+constexpr int32_t kFootMode = 2;
+
+// The central two thirds of the 960 x 544 image, judged by the box's top-left corner.
+bool is_central(const DET_OBJ_S& box) {
+    const auto x = static_cast<float>(box.x);
+    const auto y = static_cast<float>(box.y);
+    return x > 160.0f && x < 800.0f && y > 90.66667f && y < 453.3333f;
+}
+
+}  // namespace
+
+DET_OBJ_S* vca_trk_obj_get_event_box(TRACKER_RSLT_S* trk, bool keep) {
+    const int32_t mode = vca_dev_get_work_mode();
+    if (trk->age < 2 && is_central(trk->evtObj)) trk->bornInside = 1;
+    trk->evtObj = *vca_trk_obj_get_position_box(trk);
+    const bool foot_square =
+        mode == kMaster || (mode == kAlone && dev_get_config()->StandAloneTrkMd == kFootMode);
+    if (!foot_square) return &trk->evtObj;
+
+    // A young or lost track's height, and so its foot point, is not to be relied on.
+    const bool unsure = trk->lostCnt >= 1 || (trk->age < 4 && trk->bornInside == 0);
+    if (!keep && unsure) trk->evtObj = mode == kMaster ? trk->rawObj : trk->curObj;
+    dev_bbox_adjust_rect(&trk->evtObj, dev_foot_get_event_size());
+    return &trk->evtObj;
+}
+
+bool vca_trk_obj_in_mask(TRACKER_RSLT_S* trk, const char mask[VCA_MASK_ROWS][VCA_MASK_COLS]) {
+    const DET_OBJ_S box = cscd_map_box_to_mask(*vca_trk_obj_get_event_box(trk, false));
+    const POINT_POS_S cell = vca::box_center(box);
+    if (cell.y < 0 || cell.y >= VCA_MASK_ROWS || cell.x < 0 || cell.x >= VCA_MASK_COLS)
+        return false;
+    return mask[cell.y][cell.x] != 0;
+}
