@@ -201,6 +201,11 @@ int Host::zero_images_destroyed() const {
     return zero_images_;
 }
 
+std::vector<uint64_t> Host::destroyed_handles() const {
+    std::lock_guard lock(mutex_);
+    return destroyed_;
+}
+
 size_t Host::images_alive() const {
     std::lock_guard lock(mutex_);
     return images_.size();

@@ -69,9 +69,10 @@ struct Frame {
     std::vector<Person> depth;                               // detections of the depth model
     bool has_real = true, has_depth = true, has_raw = true;  // missing frames have no block
     bool mapped = true;                                      // false: blocks without an address
-    uint32_t flag = 1;                                       // trailing word of the set
-    std::vector<uint16_t> raw;      // raw depth; empty: every pixel Host::floor_mm
-    std::function<void()> on_read;  // runs on the analysis task, inside avs_read_all_ive
+    bool map_without_block = false;  // missing frames have an address nevertheless
+    uint32_t flag = 1;               // trailing word of the set
+    std::vector<uint16_t> raw;       // raw depth; empty: every pixel Host::floor_mm
+    std::function<void()> on_read;   // runs on the analysis task, inside avs_read_all_ive
 };
 
 using Bytes = std::vector<uint8_t>;
@@ -135,6 +136,7 @@ class Host {
     int images_created() const;
     int images_destroyed() const;  // real ones, not all-zero records
     int zero_images_destroyed() const;
+    std::vector<uint64_t> destroyed_handles() const;
     size_t images_alive() const;
     size_t blocks_held() const;
     size_t mappings_held() const;
@@ -170,6 +172,7 @@ class Host {
     std::set<uint32_t> blocks_;
     std::multiset<std::pair<uint64_t, uint32_t>> mappings_;
     std::map<uint64_t, ImageBuffer> images_;
+    std::vector<uint64_t> destroyed_;
     std::thread::id task_id_;
     bool mutex_live_ = false;
     int locks_ = 0, unlocks_ = 0;

@@ -43,15 +43,16 @@ struct HostAccess {
         host().messages_.push_back(std::move(message));
     }
 
-    static AVS_IVE_FRAME_S make_frame(bool present, bool mapped, const void* pixels, uint32_t size,
-                                      uint64_t word0) {
+    static AVS_IVE_FRAME_S make_frame(bool present, const Frame& script, const void* pixels,
+                                      uint32_t size, uint64_t word0) {
         AVS_IVE_FRAME_S frame{};
         frame.vb_blk = VCA_VB_NONE;
-        if (!present) return frame;
-        frame.word0 = word0;
-        frame.vb_blk = host().next_block_++;
-        host().blocks_.insert(frame.vb_blk);
-        if (!mapped) return frame;
+        if (present) {
+            frame.word0 = word0;
+            frame.vb_blk = host().next_block_++;
+            host().blocks_.insert(frame.vb_blk);
+        }
+        if (present ? !script.mapped : !script.map_without_block) return frame;
         frame.vir_addr = reinterpret_cast<uint64_t>(pixels);
         frame.map_size = size;
         host().mappings_.insert({frame.vir_addr, size});
@@ -88,9 +89,9 @@ struct HostAccess {
                     h.raw_pixels_.begin());
         AVS_IVE_ALL_S set{};
         const auto word = static_cast<uint64_t>(h.frames_read_) * 16;
-        set.real = make_frame(f.has_real, f.mapped, h.image_pixels_.data(), 1001, word + 1);
-        set.depth = make_frame(f.has_depth, f.mapped, h.image_pixels_.data() + 8, 1002, word + 2);
-        set.raw = make_frame(f.has_raw, f.mapped, h.raw_pixels_.data(), 1003, word + 3);
+        set.real = make_frame(f.has_real, f, h.image_pixels_.data(), 1001, word + 1);
+        set.depth = make_frame(f.has_depth, f, h.image_pixels_.data() + 8, 1002, word + 2);
+        set.raw = make_frame(f.has_raw, f, h.raw_pixels_.data(), 1003, word + 3);
         set.flag = f.flag;
         return set;
     }
@@ -167,6 +168,7 @@ struct HostAccess {
             return true;
         }
         ++host().images_destroyed_;
+        host().destroyed_.push_back(img.host_handle);
         return host().images_.erase(img.host_handle) == 1;
     }
 
