@@ -193,10 +193,12 @@ struct HeatGrids : testing::Test {
 
     static void expect_equal_cells(const HEAT_GRID_S& got, const HEAT_GRID_S& want) {
         ASSERT_EQ(std::memcmp(got.cell, want.cell, sizeof(got.cell)), 0);
+        bool contained = true;
         for (int y = 0; y < VCA_HEAT_ROWS; ++y)
             for (int x = 0; x < VCA_HEAT_COLS; ++x)
                 if (got.cell[y][x] != 0)
-                    ASSERT_TRUE(x >= got.x0 && x < got.x1 && y >= got.y0 && y < got.y1);
+                    contained &= x >= got.x0 && x < got.x1 && y >= got.y0 && y < got.y1;
+        ASSERT_TRUE(contained);
     }
 };
 

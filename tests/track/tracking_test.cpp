@@ -220,7 +220,9 @@ TEST_F(Tracking, DetectionIndexOutsideTheListIsIgnored) {
         const int age = scene.list.empty() ? 0 : scene.list[0].age;
         test::host().push_tracker_result(0, result);
         vca_obj_proc_tracking(scene.detections.get(), scene.list, 0, false);
-        if (!scene.list.empty()) EXPECT_EQ(scene.list[0].age, age) << index;
+        if (!scene.list.empty()) {
+            EXPECT_EQ(scene.list[0].age, age) << index;
+        }
         ASSERT_LE(scene.list.size(), 1u);
     }
     // lost five times by now, and the sixth report made no record of its own
