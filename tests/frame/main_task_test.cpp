@@ -215,8 +215,8 @@ TEST_F(MainTaskTiming, FirstPassAndEveryTwelfth) {
     ASSERT_TRUE(host().run({frame_of_five_ms()}));  // count 12
     EXPECT_THAT(timing_bodies(out.text()), ElementsAreArray(expected));
     for (const auto& line : test::parse_log(out.text())) {
-        if (line.body.find("Tm: ") != std::string::npos)
-            EXPECT_EQ(line.function, "vca_algo_main_task") << line.body;
+        if (line.body.find("Tm: ") == std::string::npos) continue;
+        EXPECT_EQ(line.function, "vca_algo_main_task") << line.body;
     }
     test::stop_library();
 }
@@ -291,8 +291,8 @@ TEST(MainTask, IdleWithoutBaseStageDropsTheTracks) {
     EXPECT_LE(idle_lines, 2) << "one line per 800 ms";
     EXPECT_LE(host().count_calls("avs_read_all_ive"), reads + 1);
     for (const auto& line : test::parse_log(out.text())) {
-        if (line.body == "Algo module is initializing...")
-            EXPECT_EQ(line.function, "vca_algo_main_task");
+        if (line.body != "Algo module is initializing...") continue;
+        EXPECT_EQ(line.function, "vca_algo_main_task");
     }
     const int32_t count = vca_feed_frm_cnt_get();
     vca_base_init();

@@ -5,11 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 
 namespace test {
 namespace {
+
+constexpr long kReplayBytes = 30000;
 
 std::atomic<int> capture_fd{-1};
 
@@ -29,9 +32,13 @@ StdoutCapture::StdoutCapture() {
 }
 
 StdoutCapture::~StdoutCapture() {
-    std::fflush(stdout);
+    // Failures of the test were written into the capture too, so its end is passed on.
+    start_ = std::max(0L, file_size(file_fd_) - kReplayBytes);
+    const std::string tail = text();
     capture_fd = -1;
     dup2(saved_fd_, STDOUT_FILENO);
+    std::fwrite(tail.data(), 1, tail.size(), stdout);
+    std::fflush(stdout);
     close(saved_fd_);
     close(file_fd_);
 }
