@@ -84,8 +84,12 @@ TEST(Iou, AgreesWithCountingPixels) {
     }
 }
 
-int32_t point_dis(POINT_POS_S p, POINT_POS_S q) { return vca_calc_point_pos_dis(&p, &q); }
-int32_t point_dis2(POINT_POS_S p, POINT_POS_S q) { return vca_calc_point_pos_dis_square(&p, &q); }
+int32_t point_dis(POINT_POS_S p, POINT_POS_S q) {
+    return vca_calc_point_pos_dis(&p, &q);
+}
+int32_t point_dis2(POINT_POS_S p, POINT_POS_S q) {
+    return vca_calc_point_pos_dis_square(&p, &q);
+}
 
 TEST(PointDistance, TruncatesTheRoot) {
     EXPECT_EQ(point_dis({0, 0}, {3, 4}), 5);
@@ -146,9 +150,10 @@ TEST(HeightRatio, ClampsBetweenTwoAndSixMetres) {
     const struct {
         int height;
         float ratio;
-    } rows[] = {{1500, 0.0f},  {2000, 0.0f},           {2001, 1.0f / 4000.0f}, {4000, 0.5f},
-                {5000, 0.75f}, {5999, 3999 / 4000.0f}, {6000, 1.0f},           {7000, 1.0f},
-                {0, 0.0f},     {-5, 0.0f},             {INT_MAX, 1.0f}};
+    } rows[] = {{1500, 0.0f}, {2000, 0.0f},   {2001, 1.0f / 4000.0f},
+                {4000, 0.5f}, {5000, 0.75f},  {5999, 3999 / 4000.0f},
+                {6000, 1.0f}, {7000, 1.0f},   {0, 0.0f},
+                {-5, 0.0f},   {INT_MAX, 1.0f}};
     for (const auto& row : rows) {
         fix::cfg().InstallHeight = row.height;
         EXPECT_EQ(dev_calc_install_height_ratio(), row.ratio) << row.height;
@@ -159,9 +164,14 @@ TEST(FootEventSize, FallsFromNinetyToForty) {
     const struct {
         int height;
         int size;
-    } rows[] = {{1500, 90}, {2000, 90}, {4000, 65}, {6000, 40}, {7000, 40},
+    } rows[] = {{1500, 90},
+                {2000, 90},
+                {4000, 65},
+                {6000, 40},
+                {7000, 40},
                 // t = 0.75: 77.5 + 0.5; one millimetre more gives 77.99
-                {3000, 78}, {3001, 77}};
+                {3000, 78},
+                {3001, 77}};
     for (const auto& row : rows) {
         fix::cfg().InstallHeight = row.height;
         EXPECT_EQ(dev_foot_get_event_size(), row.size) << row.height;

@@ -176,8 +176,10 @@ TEST_F(Display, ThirtyBoxesOfEachListAtMost) {
 }
 
 TEST_F(Display, SkippedBoxesTakeNoPlaceAmongTheThirty) {
-    for (int i = 0; i < 5; ++i) add(real, box(i, 400, 40, 40, 0.1f));
-    for (int i = 0; i < 30; ++i) add(real, box(1 + i, 400, 40, 40));
+    for (int i = 0; i < 5; ++i)
+        add(real, box(i, 400, 40, 40, 0.1f));
+    for (int i = 0; i < 30; ++i)
+        add(real, box(1 + i, 400, 40, 40));
     merge();
     const auto sent = take_messages();
     ASSERT_EQ(sent.size(), 1u);
@@ -227,20 +229,19 @@ TEST_F(Display, SwitchedOffDisplayOwesItsEmptyMessage) {
 TEST_F(Display, LogsTheListsInOrder) {
     fix::set_switch(fix::kSwDetect, true);
     add(real, box(100, 101, 40, 41, 0.75f, 1));
-    add(real, box(0, 400, 40, 41, 0.25f, 2));  // below the threshold
+    add(real, box(0, 400, 40, 41, 0.25f, 2));     // below the threshold
     add(real, box(200, 102, 24, 41, 0.875f, 7));  // too small
     add(real, box(500, 103, 50, 60, 0.5f, 255));
     add(depth, box(300, 104, 42, 43, 0.625f, 2));
     add(depth, box(300, 400, 42, 43, 0.375f, 2));
-    EXPECT_THAT(print(), ElementsAre("log: \nDetection: Real=4 Depth=2 Merge=5",
-                                     "log: Real[0]=(100 101 40 41) 1 0.75",
-                                     "log: Real[3]=(500 103 50 60) 255 0.50",
-                                     "log: Depth[0]=(300 104 42 43) 2 0.62",
-                                     "log: Merge[0]=(100 101 40 41) 1 0.75",
-                                     "log: Merge[1]=(0 400 40 41) 2 0.25",
-                                     "log: Merge[2]=(500 103 50 60) 255 0.50",
-                                     "log: Merge[3]=(300 104 42 43) 2 0.62",
-                                     "log: Merge[4]=(300 400 42 43) 2 0.38"));
+    EXPECT_THAT(
+        print(),
+        ElementsAre("log: \nDetection: Real=4 Depth=2 Merge=5",
+                    "log: Real[0]=(100 101 40 41) 1 0.75", "log: Real[3]=(500 103 50 60) 255 0.50",
+                    "log: Depth[0]=(300 104 42 43) 2 0.62", "log: Merge[0]=(100 101 40 41) 1 0.75",
+                    "log: Merge[1]=(0 400 40 41) 2 0.25", "log: Merge[2]=(500 103 50 60) 255 0.50",
+                    "log: Merge[3]=(300 104 42 43) 2 0.62",
+                    "log: Merge[4]=(300 400 42 43) 2 0.38"));
 }
 
 TEST_F(Display, LogsAreTheSameWithoutTheMessage) {

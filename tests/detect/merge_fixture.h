@@ -24,7 +24,8 @@ struct MergeFixture : testing::Test {
 
     std::vector<fix::Rect> merged() const {
         std::vector<fix::Rect> rects;
-        for (int i = 0; i < out->num; ++i) rects.push_back(fix::rect(out->objs[i]));
+        for (int i = 0; i < out->num; ++i)
+            rects.push_back(fix::rect(out->objs[i]));
         return rects;
     }
 };

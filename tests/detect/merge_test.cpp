@@ -23,8 +23,8 @@ TEST_F(Merge, ColourBoxesComeFirstThenDepthBoxes) {
     add(real, box(0, 0, 50, 50));  // colour boxes may touch the border
     add(depth, box(300, 100, 60, 60));
     EXPECT_EQ(merge(), 0);
-    EXPECT_THAT(merged(), ElementsAre(Rect{100, 100, 50, 50}, Rect{0, 0, 50, 50},
-                                      Rect{300, 100, 60, 60}));
+    EXPECT_THAT(merged(),
+                ElementsAre(Rect{100, 100, 50, 50}, Rect{0, 0, 50, 50}, Rect{300, 100, 60, 60}));
 }
 
 TEST_F(Merge, WithoutColourBoxesEveryInnerDepthBoxEnters) {
@@ -93,7 +93,8 @@ TEST_F(Merge, DepthBoxesKeepClearOfTheBorder) {
 }
 
 TEST_F(Merge, FullListTakesNoDepthBox) {
-    for (int i = 0; i < 128; ++i) add(real, box(0, 0, 30, 30));
+    for (int i = 0; i < 128; ++i)
+        add(real, box(0, 0, 30, 30));
     add(depth, box(300, 300, 40, 40));
     merge();
     EXPECT_EQ(out->num, 128);
@@ -101,7 +102,8 @@ TEST_F(Merge, FullListTakesNoDepthBox) {
 }
 
 TEST_F(Merge, LastFreePlaceGoesToTheFirstDepthBox) {
-    for (int i = 0; i < 127; ++i) add(real, box(0, 0, 30, 30));
+    for (int i = 0; i < 127; ++i)
+        add(real, box(0, 0, 30, 30));
     add(depth, box(10, 300, 40, 40));  // in the border band: takes no place
     add(depth, box(300, 300, 41, 40));
     add(depth, box(500, 300, 42, 40));
@@ -118,14 +120,16 @@ TEST_F(Merge, CountsOutsideTheCapacityAreBroughtIntoRange) {
         EXPECT_EQ(out->num, 1) << num;
     }
     real->num = 0;
-    for (auto& obj : real->objs) obj = box(0, 0, 30, 30);
+    for (auto& obj : real->objs)
+        obj = box(0, 0, 30, 30);
     for (const int num : {129, 5000, INT_MAX}) {
         real->num = num;
         merge();
         EXPECT_EQ(out->num, 128) << num;
     }
     real->num = 0;
-    for (auto& obj : depth->objs) obj = box(300, 300, 40, 40);
+    for (auto& obj : depth->objs)
+        obj = box(300, 300, 40, 40);
     for (const int num : {129, 5000, INT_MAX}) {
         depth->num = num;
         merge();
@@ -304,7 +308,8 @@ TEST_F(Exclusion, MergeAgreesWithThePlainRule) {
         for (int r = 0; r < 4; ++r) {
             cfg.ExclEn[r] = uniform(0, 1) != 0;
             cfg.ExclType[r] = uniform(0, 1);
-            for (int k = 0; k < 40; ++k) cfg.exclMask[r].mask[uniform(0, 180)][uniform(0, 319)] = 1;
+            for (int k = 0; k < 40; ++k)
+                cfg.exclMask[r].mask[uniform(0, 180)][uniform(0, 319)] = 1;
         }
         const auto fill = [&](DET_OBJECTS_S& list, int count) {
             list.num = count;
@@ -317,7 +322,8 @@ TEST_F(Exclusion, MergeAgreesWithThePlainRule) {
         const auto want = merge_slowly(*real, *depth);
         merge();
         ASSERT_EQ(out->num, static_cast<int>(want.size()));
-        for (size_t i = 0; i < want.size(); ++i) ASSERT_TRUE(fix::same(out->objs[i], want[i]));
+        for (size_t i = 0; i < want.size(); ++i)
+            ASSERT_TRUE(fix::same(out->objs[i], want[i]));
     }
 }
 

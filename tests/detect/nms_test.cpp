@@ -24,7 +24,8 @@ struct Nms : testing::Test {
 
     std::vector<float> kept_scores(int count) const {
         std::vector<float> scores;
-        for (int i = 0; i < count; ++i) scores.push_back(out->objs[i].score);
+        for (int i = 0; i < count; ++i)
+            scores.push_back(out->objs[i].score);
         return scores;
     }
 
@@ -151,9 +152,9 @@ TEST_F(Nms, CountAboveTheCapacityThinsTheFirstHundredTwentyEight) {
 std::vector<DET_OBJ_S> thin_slowly(std::vector<DET_OBJ_S> left, float threshold) {
     std::vector<DET_OBJ_S> kept;
     while (!left.empty()) {
-        const auto best = std::max_element(left.begin(), left.end(), [](const auto& a, const auto& b) {
-            return a.score < b.score;
-        });
+        const auto best =
+            std::max_element(left.begin(), left.end(),
+                             [](const auto& a, const auto& b) { return a.score < b.score; });
         const DET_OBJ_S chosen = *best;
         left.erase(best);
         std::erase_if(left, [&](const DET_OBJ_S& other) {
@@ -170,10 +171,12 @@ TEST_F(Nms, AgreesWithThePlainRule) {
     std::uniform_int_distribution<int> len(5, 60);
     for (int round = 0; round < 1000; ++round) {
         std::vector<float> scores(std::uniform_int_distribution<size_t>(0, 100)(rng));
-        for (size_t i = 0; i < scores.size(); ++i) scores[i] = 0.001f * static_cast<float>(i + 1);
+        for (size_t i = 0; i < scores.size(); ++i)
+            scores[i] = 0.001f * static_cast<float>(i + 1);
         std::shuffle(scores.begin(), scores.end(), rng);
         in->num = 0;
-        for (const float score : scores) add(box(pos(rng), pos(rng), len(rng), len(rng), score));
+        for (const float score : scores)
+            add(box(pos(rng), pos(rng), len(rng), len(rng), score));
         const auto want = thin_slowly({in->objs, in->objs + in->num}, 0.3f);
         const int kept = vca_nms_proc(in.get(), 0.3f, out.get());
         ASSERT_EQ(kept, static_cast<int>(want.size()));

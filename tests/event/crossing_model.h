@@ -14,7 +14,8 @@ class CrossingModel {
   public:
     CrossingModel(POINT_POS_S birth, int cross_dist) : cross_dist_(cross_dist) {
         for (auto& line : lines)
-            for (POINT_POS_S& prev : line.prev) prev = birth;
+            for (POINT_POS_S& prev : line.prev)
+                prev = birth;
     }
 
     struct Line {
@@ -67,7 +68,8 @@ class CrossingModel {
     }
 
     void segments(int l, POINT_POS_S p) {
-        for (int k = 0; k < 4; ++k) segment(l, k, p);
+        for (int k = 0; k < 4; ++k)
+            segment(l, k, p);
     }
 
     void segment(int l, int k, POINT_POS_S p) {

@@ -28,7 +28,8 @@ struct GroupFixture : testing::Test {
     std::vector<std::string> cross(int x, float speed, int line = 0, int direction = 1) {
         trk->curObj = fix::centred(x, 200);
         trk->speed = speed;
-        return fix::printed_by([&] { vca_dev_add_counting_line_group(trk.get(), line, direction); });
+        return fix::printed_by(
+            [&] { vca_dev_add_counting_line_group(trk.get(), line, direction); });
     }
 
     // One end of a frame; returns what was printed.
@@ -42,7 +43,8 @@ struct GroupFixture : testing::Test {
 
     static std::vector<size_t> sizes() {
         std::vector<size_t> members;
-        for (const DEV_COUNTING_GROUP_S& group : groups()) members.push_back(group.members.size());
+        for (const DEV_COUNTING_GROUP_S& group : groups())
+            members.push_back(group.members.size());
         return members;
     }
 };

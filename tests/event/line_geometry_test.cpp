@@ -9,9 +9,13 @@
 
 namespace {
 
-LINE_SEG_S seg(int x0, int y0, int x1, int y1) { return {{x0, y0}, {x1, y1}}; }
+LINE_SEG_S seg(int x0, int y0, int x1, int y1) {
+    return {{x0, y0}, {x1, y1}};
+}
 
-LINE_SEG_S reversed(const LINE_SEG_S& s) { return {s.end, s.start}; }
+LINE_SEG_S reversed(const LINE_SEG_S& s) {
+    return {s.end, s.start};
+}
 
 struct Row {
     const char* what;
@@ -77,8 +81,8 @@ int orient(POINT_POS_S u, POINT_POS_S v, POINT_POS_S w) {
     const auto less = [](int32_t a, int32_t b) {
         return static_cast<uint32_t>(a) - static_cast<uint32_t>(b);
     };
-    const auto value = static_cast<int32_t>(less(v.y, u.y) * less(w.x, v.x) -
-                                            less(v.x, u.x) * less(w.y, v.y));
+    const auto value =
+        static_cast<int32_t>(less(v.y, u.y) * less(w.x, v.x) - less(v.x, u.x) * less(w.y, v.y));
     return value == 0 ? 0 : value > 0 ? 1 : -1;
 }
 
@@ -151,7 +155,8 @@ TEST(LineDistance, FootIsTruncatedToWholePixels) {
 
 TEST(LineDistance, DotProductWraps) {
     // dot = 65536 * 65536 wraps to 0, so the foot is a itself
-    EXPECT_EQ(point_to_line_min_dis({65536, 5}, {0, 0}, {65536, 0}), sqrtf(65536.f * 65536.f + 25.f));
+    EXPECT_EQ(point_to_line_min_dis({65536, 5}, {0, 0}, {65536, 0}),
+              sqrtf(65536.f * 65536.f + 25.f));
 }
 
 TEST(LineDistance, StaysWithinTwoPixelsOfTheExactDistance) {

@@ -23,8 +23,7 @@ TEST_F(Group, ResultHoldsTheCrossing) {
     trk->height = 1712.5f;
     trk->speed = 3.25f;
     trk->curObj = fix::patterned(1);
-    fix::output_of(
-        [&] { EXPECT_EQ(vca_dev_add_counting_line_group(trk.get(), 3, 2), 0); });
+    fix::output_of([&] { EXPECT_EQ(vca_dev_add_counting_line_group(trk.get(), 3, 2), 0); });
     const DEV_COUNTING_RSLT_S want{4321, 17, fix::patterned(1), 1712.5f, 3.25f, 3, 2};
     ASSERT_THAT(*vca_dev_get_counting_results(), SizeIs(1));
     EXPECT_TRUE(fix::same(vca_dev_get_counting_results()->front(), want));
@@ -42,8 +41,8 @@ TEST_F(Group, BoxByWorkModeAndSetting) {
         fix::cfg().devWorkMode = row.mode;
         fix::cfg().StandAloneTrkMd = row.setting;
         fix::output_of([&] { vca_dev_add_counting_line_group(trk.get(), 0, 1); });
-        EXPECT_TRUE(fix::same(vca_dev_get_counting_results()->back().obj,
-                              fix::patterned(row.which)));
+        EXPECT_TRUE(
+            fix::same(vca_dev_get_counting_results()->back().obj, fix::patterned(row.which)));
         EXPECT_TRUE(fix::same(groups().back().members.back(), fix::patterned(row.which)));
     }
 }
@@ -112,12 +111,13 @@ TEST_F(Group, WaitingTimeFollowsTheSpeed) {
     const struct {
         float speed;
         int err_max;
-    } rows[] = {{10, 14},   {5, 29},    {100, 10},  {13.1f, 11}, {13.2f, 10}, {1, 80},
-                {1.81f, 80}, {1.85f, 78}, {0, 80}, {-5, 10},   {std::nanf(""), 10},
-                {std::numeric_limits<float>::infinity(), 10}};
-    fix::cfg().GroupSpdTimesMax = 0;  // nobody joins
+    } rows[] = {
+        {10, 14},    {5, 29},  {100, 10},           {13.1f, 11},
+        {13.2f, 10}, {1, 80},  {1.81f, 80},         {1.85f, 78},
+        {0, 80},     {-5, 10}, {std::nanf(""), 10}, {std::numeric_limits<float>::infinity(), 10}};
+    int line = 0;
     for (const auto& row : rows) {
-        cross(300, row.speed);
+        cross(300, row.speed, line++);  // each alone on its line
         EXPECT_EQ(groups().back().errMax, row.err_max) << row.speed;
     }
 }
@@ -161,8 +161,17 @@ TEST_F(Group, SpeedRatioIsStrictlyBelowTheLimitBothWays) {
     const struct {
         float first, second;
         bool joins;
-    } rows[] = {{4, 7, false}, {7, 4, false}, {4, 6.99f, true}, {6.99f, 4, true}, {0, 0, false},
-                {0, 5, false}, {5, 0, false}, {-4, 4, true}, {-4, -4, true}};
+    } rows[] = {{7, 4, false},
+                // 4 / 7 rounds up, so that its reciprocal is 1.7499999
+                {4, 7, true},
+                {4, 7.01f, false},
+                {7.01f, 4, false},
+                {6.99f, 4, true},
+                {0, 0, false},
+                {0, 5, false},
+                {5, 0, false},
+                {-4, 4, true},  // -1 is below the limit as well
+                {-4, -4, true}};
     int line = 0;
     for (const auto& row : rows) {
         cross(300, row.first, line);
@@ -190,8 +199,7 @@ TEST_F(Group, MembersBeyondNineHundredSixtyAreNotSeen) {
     cross(960, 100);
     EXPECT_THAT(sizes(), ElementsAre(1, 1));
     fix::set_switch(fix::kSwGroup, true);
-    EXPECT_THAT(cross(-959, 100)[0],
-                "log: LineGrp: Trk[1] Evt=1 Line=0 Grp=0 Dis=(959 5000)");
+    EXPECT_THAT(cross(-959, 100)[0], "log: LineGrp: Trk[1] Evt=1 Line=0 Grp=0 Dis=(959 5000)");
     EXPECT_THAT(sizes(), ElementsAre(2, 1));
 }
 
@@ -235,12 +243,14 @@ TEST_F(Group, FullGroupTakesNobodyAndHidesTheNextNearest) {
 
 TEST_F(Group, SilentGroupsAreNoCandidates) {
     cross(300, 10);  // closes after 14 frames
-    for (int i = 0; i < 13; ++i) refresh();
+    for (int i = 0; i < 13; ++i)
+        refresh();
     EXPECT_EQ(groups()[0].err, 13);
     cross(310, 10);
     EXPECT_THAT(sizes(), ElementsAre(2));
     EXPECT_EQ(groups()[0].err, 0);
-    for (int i = 0; i < 14; ++i) refresh();
+    for (int i = 0; i < 14; ++i)
+        refresh();
     EXPECT_EQ(groups()[0].err, 14);
     cross(310, 10);
     EXPECT_THAT(sizes(), ElementsAre(2, 1));
@@ -329,8 +339,8 @@ struct PlainGroups {
             if (g.err >= g.err_max || g.line != line || g.event != direction + 2) continue;
             if (!(ratio < cfg.GroupSpdTimesMax)) continue;
             for (const POINT_POS_S& m : g.at) {
-                const double d = std::floor(std::sqrt(double(p.x - m.x) * (p.x - m.x) +
-                                                      double(p.y - m.y) * (p.y - m.y)));
+                const double d = std::floor(
+                    std::sqrt(double(p.x - m.x) * (p.x - m.x) + double(p.y - m.y) * (p.y - m.y)));
                 if (d < nearest) nearest = d, best = &g;
             }
         }
@@ -375,8 +385,7 @@ TEST_F(Group, RandomCrowdsAgreeWithThePlainRule) {
             const int direction = uniform(1, 2);
             trk->curObj = fix::centred(p.x, p.y);
             trk->speed = speed;
-            fix::output_of(
-                [&] { vca_dev_add_counting_line_group(trk.get(), line, direction); });
+            fix::output_of([&] { vca_dev_add_counting_line_group(trk.get(), line, direction); });
             plain.cross(p, speed, line, direction);
         }
         refresh();

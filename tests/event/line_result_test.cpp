@@ -107,7 +107,8 @@ TEST_F(Result, GroupIsReportedOnceItHasBeenSilentLongEnough) {
 
 TEST_F(Result, LaterMembersPostponeTheReport) {
     cross(300, 14);
-    for (int i = 0; i < 9; ++i) refresh();
+    for (int i = 0; i < 9; ++i)
+        refresh();
     cross(310, 14);
     EXPECT_EQ(refreshes_until_closed(), 11);
 }
@@ -125,7 +126,8 @@ TEST_F(Result, SmallGroupClosesSilently) {
     cross(300, 14);
     refresh();
     take_messages();
-    for (int i = 0; i < 9; ++i) refresh();
+    for (int i = 0; i < 9; ++i)
+        refresh();
     EXPECT_THAT(refresh(),
                 ElementsAre("log: Grp[0] obj_num=1 less than min_num=2, to be filtered!"));
     EXPECT_THAT(take_messages(), IsEmpty());
@@ -143,13 +145,13 @@ TEST_F(Result, GroupOfTheMinimumIsReported) {
 
 TEST_F(Result, FullGroupIsReportedInTheNextCall) {
     fix::cfg().GroupObjNumMax = 3;
-    for (int i = 0; i < 3; ++i) cross(300 + i, 14);
-    EXPECT_THAT(refresh(),
-                ElementsAre("log: send_msg obj[1] line=0 counter",
-                            "log: send_msg obj[1] line=0 counter",
-                            "log: send_msg obj[1] line=0 counter",
-                            "log: Grp[0] obj_num=3 reached max_num=3, to be truncated!",
-                            "log: Grp[0] obj_num=3(2 3) dir=1 counted!"));
+    for (int i = 0; i < 3; ++i)
+        cross(300 + i, 14);
+    EXPECT_THAT(refresh(), ElementsAre("log: send_msg obj[1] line=0 counter",
+                                       "log: send_msg obj[1] line=0 counter",
+                                       "log: send_msg obj[1] line=0 counter",
+                                       "log: Grp[0] obj_num=3 reached max_num=3, to be truncated!",
+                                       "log: Grp[0] obj_num=3(2 3) dir=1 counted!"));
     const auto sent = take_messages();
     ASSERT_THAT(sent, SizeIs(4));
     EXPECT_EQ(sent[3], message_of(kGroupCount, group_message(3, 0, 1)));
@@ -157,7 +159,8 @@ TEST_F(Result, FullGroupIsReportedInTheNextCall) {
 }
 
 TEST_F(Result, GroupAboveTheMaximumClosesToo) {
-    for (int i = 0; i < 3; ++i) cross(300 + i, 14);
+    for (int i = 0; i < 3; ++i)
+        cross(300 + i, 14);
     fix::cfg().GroupObjNumMax = 2;
     EXPECT_THAT(refresh(),
                 testing::Contains("log: Grp[0] obj_num=3 reached max_num=2, to be truncated!"));
@@ -175,7 +178,8 @@ TEST_F(Result, FullGroupBelowTheMinimumIsFiltered) {
 
 TEST_F(Result, LinesOfTheSwitch) {
     fix::cfg().GroupObjNumMax = 3;
-    for (int i = 0; i < 3; ++i) cross(300 + i, 14);
+    for (int i = 0; i < 3; ++i)
+        cross(300 + i, 14);
     cross(300, 14, 1, 1);
     fix::set_switch(fix::kSwGroup, true);
     auto printed = refresh();
@@ -185,10 +189,10 @@ TEST_F(Result, LinesOfTheSwitch) {
                                      "log: Grp[0] Add: Obj=3 Err=11",
                                      "log: Grp[0] obj_num=3(2 3) dir=1 counted!",
                                      "log: Grp[0] Del: Obj=3 Err=11"));
-    for (int i = 0; i < 9; ++i) refresh();
-    EXPECT_THAT(refresh(),
-                ElementsAre("log: Grp[1] obj_num=1 less than min_num=2, to be filtered!",
-                            "log: Grp[1] Del: Obj=1 Err=11"));
+    for (int i = 0; i < 9; ++i)
+        refresh();
+    EXPECT_THAT(refresh(), ElementsAre("log: Grp[1] obj_num=1 less than min_num=2, to be filtered!",
+                                       "log: Grp[1] Del: Obj=1 Err=11"));
 }
 
 TEST_F(Result, NeighboursOfAClosedGroupAreNotSkipped) {
@@ -199,7 +203,8 @@ TEST_F(Result, NeighboursOfAClosedGroupAreNotSkipped) {
     cross(700, 14, 3, 1);
     refresh();
     take_messages();
-    for (int i = 0; i < 9; ++i) refresh();
+    for (int i = 0; i < 9; ++i)
+        refresh();
     EXPECT_EQ(groups().size(), 4u);
     refresh();
     EXPECT_THAT(take_messages(), ElementsAre(message_of(kGroupCount, group_message(1, 0, 1)),

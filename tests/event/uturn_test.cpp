@@ -32,9 +32,9 @@ TEST_F(Stage, TakesPartByLossAndWorkMode) {
     const struct {
         int lost, mode, setting;
         bool in;
-    } rows[] = {{0, 0, 0, true},  {0, 1, 0, true},  {0, 2, 0, true},  {1, 0, 0, false},
-                {1, 0, 1, false}, {1, 0, 2, true},  {4, 0, 2, true},  {5, 0, 2, false},
-                {1, 1, 0, true},  {4, 1, 0, true},  {5, 1, 0, false}, {1, 2, 2, false},
+    } rows[] = {{0, 0, 0, true},  {0, 1, 0, true},   {0, 2, 0, true},  {1, 0, 0, false},
+                {1, 0, 1, false}, {1, 0, 2, true},   {4, 0, 2, true},  {5, 0, 2, false},
+                {1, 1, 0, true},  {4, 1, 0, true},   {5, 1, 0, false}, {1, 2, 2, false},
                 {4, 2, 0, false}, {-1, 1, 2, false}, {-1, 0, 2, false}};
     const auto trk = fix::new_track();
     trk->curObj = fix::centred(480, 270);
@@ -95,9 +95,8 @@ TEST_F(Stage, TracksThenLinesInOrder) {
         tracks.push_back(walker.trk());
     }
     fix::output_of([&] { EXPECT_EQ(vca_event_counting_line_uturn_proc(tracks), 0); });
-    EXPECT_THAT(take_counted(),
-                ElementsAre(Counted{1, 0, 1}, Counted{1, 1, 1}, Counted{1, 3, 1}, Counted{2, 0, 1},
-                            Counted{2, 1, 1}, Counted{2, 3, 1}));
+    EXPECT_THAT(take_counted(), ElementsAre(Counted{1, 0, 1}, Counted{1, 1, 1}, Counted{1, 3, 1},
+                                            Counted{2, 0, 1}, Counted{2, 1, 1}, Counted{2, 3, 1}));
 }
 
 TEST_F(Stage, AllFourSegmentsAreChecked) {
@@ -130,8 +129,8 @@ TEST_F(Stage, OddTalliesAreCounted) {
         trk->LastState[2] = row.last;
         trk->crossLine[2] = 2;
         int status = -1;
-        const auto printed = fix::printed_by(
-            [&] { status = vca_rgn_uturn_check_obj_line_cross(trk.get(), 2); });
+        const auto printed =
+            fix::printed_by([&] { status = vca_rgn_uturn_check_obj_line_cross(trk.get(), 2); });
         EXPECT_EQ(status, 0);
         const auto counted = take_counted();
         if (row.direction == 0)
@@ -179,7 +178,8 @@ struct Area : Stage {
         std::vector<std::pair<size_t, int>> counted;
         for (size_t i = 1; i < path.size(); ++i) {
             fix::output_of([&] { walker.stage({480, path[i]}); });
-            for (const Counted& c : take_counted()) counted.emplace_back(i, c.cross);
+            for (const Counted& c : take_counted())
+                counted.emplace_back(i, c.cross);
         }
         return counted;
     }
@@ -327,7 +327,8 @@ TEST_F(Area, RandomWalksAgreeWithThePlainRule) {
     for (int walk_no = 0; walk_no < 400; ++walk_no) {
         for (int l = 0; l < 4; ++l) {
             std::vector<POINT_POS_S> points;
-            for (int i = 0; i < 5; ++i) points.push_back({uniform(100, 400), uniform(100, 400)});
+            for (int i = 0; i < 5; ++i)
+                points.push_back({uniform(100, 400), uniform(100, 400)});
             fix::set_line(l, points, uniform(0, 1) != 0);
             cfg.UturnEn[l] = uniform(0, 3) != 0;
             cfg.UturnRgnEn[l] = uniform(0, 3) != 0;

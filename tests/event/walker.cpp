@@ -25,14 +25,18 @@ Walker::Walker(POINT_POS_S birth, int cross_dist, int id) : list_(1) {
     move_to(birth);
     trk().evtObj = trk().curObj;
     for (auto& line : trk().segPrev)
-        for (DET_OBJ_S& prev : line) prev = trk().curObj;
+        for (DET_OBJ_S& prev : line)
+            prev = trk().curObj;
 }
 
-void Walker::move_to(POINT_POS_S to) { trk().curObj = centred(to.x, to.y); }
+void Walker::move_to(POINT_POS_S to) {
+    trk().curObj = centred(to.x, to.y);
+}
 
 void Walker::step(POINT_POS_S to, int line) {
     move_to(to);
-    for (int seg = 0; seg < 4; ++seg) vca_line_check_crossing_state(&trk(), line, seg);
+    for (int seg = 0; seg < 4; ++seg)
+        vca_line_check_crossing_state(&trk(), line, seg);
 }
 
 void Walker::step_segment(POINT_POS_S to, int line, int seg) {

@@ -35,7 +35,8 @@ struct Height : testing::Test {
     // Teaches the floor map the depth image's floor: every cell comes round within 25 updates of
     // 6 frames.
     static void learn_floor() {
-        for (int i = 0; i < 6 * 25; ++i) vca_update_depth_map(fix::depth_image().data());
+        for (int i = 0; i < 6 * 25; ++i)
+            vca_update_depth_map(fix::depth_image().data());
     }
 };
 
@@ -187,8 +188,8 @@ TEST_F(Height, CompensationByInstallationHeight) {
     // from 3900 to 6000: -40, 60 in the middle, 210, truncated toward zero
     const struct {
         int install, millimetres;
-    } rows[] = {{0, 0},       {3000, 0},    {3899, 0},    {3900, -40}, {3920, -38}, {4425, 10},
-                {4321, 0},    {4950, 60},   {5475, 135},  {5999, 209}, {6000, 210}, {7000, 210}};
+    } rows[] = {{0, 0},    {3000, 0},  {3899, 0},   {3900, -40}, {3920, -38}, {4425, 10},
+                {4321, 0}, {4950, 60}, {5475, 135}, {5999, 209}, {6000, 210}, {7000, 210}};
     for (const auto& row : rows) {
         fix::cfg().InstallHeight = row.install;
         EXPECT_EQ(dev_obj_height_compen_by_install(), row.millimetres) << row.install;
@@ -248,13 +249,24 @@ TEST_F(Person, SampleIsTruncatedToAnInteger) {
     EXPECT_THAT(trk->heightSamples, ElementsAre(1669.0f));
 }
 
+TEST_F(Person, SampleBelowTheLimitOnlyByItsFractionIsNotStored) {
+    // one of four samples a millimetre nearer: 499.75 is cut off to 499
+    fix::cfg().InstallHeight = 4000;
+    paint(50, 48, 80, 80, 3471);  // 4000 - 3470.25 - 30 = 499.75
+    paint(50, 48, 54, 49, 3470);
+    ASSERT_EQ(raw_height(), 529.75f);
+    fix::output_of([&] { vca_check_person_info_local(trk.get(), 1); });
+    EXPECT_THAT(trk->heightSamples, IsEmpty());
+    EXPECT_EQ(trk->height, 500.0f);
+}
+
 struct CadenceRow {
     int objects;
     int period;
 };
 
 TEST_F(Person, CadenceLengthensWithTheCrowd) {
-    const CadenceRow rows[] = {{-5, 3}, {0, 3},  {7, 3},  {14, 3}, {15, 4},
+    const CadenceRow rows[] = {{-5, 3}, {0, 3},  {7, 3},  {14, 3},  {15, 4},
                                {29, 4}, {30, 5}, {31, 5}, {5000, 5}};
     for (const CadenceRow& row : rows) {
         for (int age = 0; age <= 30; ++age) {
@@ -289,7 +301,8 @@ TEST_F(Person, HistoryShortensWithTheCrowd) {
     for (const auto& row : rows) {
         const auto one = fix::new_track();
         one->curObj = trk->curObj;
-        for (int i = 0; i < 20; ++i) vca_check_person_info_local(one.get(), row.objects);
+        for (int i = 0; i < 20; ++i)
+            vca_check_person_info_local(one.get(), row.objects);
         EXPECT_EQ(one->heightSamples.size(), row.length) << row.objects;
     }
 }

@@ -109,8 +109,8 @@ TEST_F(Info, TallTracksArePromoted) {
     const struct {
         float height;
         uint8_t before, after;
-    } rows[] = {{1499.0f, 2, 2}, {1500.0f, 2, 1}, {1501.0f, 2, 1}, {0.0f, 2, 2},
-                {1700.0f, 7, 1}, {1400.0f, 7, 7}};
+    } rows[] = {{1499.0f, 2, 2}, {1500.0f, 2, 1}, {1501.0f, 2, 1},
+                {0.0f, 2, 2},    {1700.0f, 7, 1}, {1400.0f, 7, 7}};
     for (const auto& row : rows) {
         trk = fix::new_track();
         trk->age = 4;  // off the cadence: the height stays
@@ -235,9 +235,7 @@ TEST_F(Info, FootPointWithoutInstallationHeightSaturates) {
 }
 
 TEST_F(Info, FootBoxSideFollowsTheInstallationHeight) {
-    const struct {
-        int install, side;
-    } rows[] = {{2000, 90}, {4000, 65}, {6000, 40}};
+    const struct { int install, side; } rows[] = {{2000, 90}, {4000, 65}, {6000, 40}};
     for (const auto& row : rows) {
         fix::cfg().InstallHeight = row.install;
         trk = fix::new_track();
@@ -377,11 +375,10 @@ TEST_F(Info, TimingLinesOnEveryTwelfthAgeAndFrame) {
     trk->age = 12;
     vca_feed_frm_cnt_set(24);
     const auto printed = fix::printed_by([&] { update(box(100, 101, 50, 51, 0.75f)); });
-    EXPECT_THAT(printed,
-                ElementsAre("log: track_obj_info 000=0", "log: attribution_local 000=0",
-                            "log: attribution_local 111=0", "log: attribution_local 222=0",
-                            "log: track_obj_info 111=0", "log: track_obj_info 333=0",
-                            "plain: $[5]=100 101 50 51 0.75"));
+    EXPECT_THAT(printed, ElementsAre("log: track_obj_info 000=0", "log: attribution_local 000=0",
+                                     "log: attribution_local 111=0", "log: attribution_local 222=0",
+                                     "log: track_obj_info 111=0", "log: track_obj_info 333=0",
+                                     "plain: $[5]=100 101 50 51 0.75"));
     // the two cadences are apart: one looks at the age, the other at the frame
     trk->age = 13;
     EXPECT_THAT(fix::printed_by([&] { update(box(100, 101, 50, 51)); }),

@@ -16,7 +16,9 @@ const char* const kSet = "log: Trk[5] Static False Det = VCA_TRUE";
 const char* const kCleared = "log: Trk[5] Static False Det = VCA_FALSE";
 
 // 100 x 100 boxes at y = 200: a shift of d pixels leaves (100 - d) / (100 + d).
-DET_OBJ_S shifted(int d, float score = 0.5f) { return box(300 + d, 200, 100, 100, score); }
+DET_OBJ_S shifted(int d, float score = 0.5f) {
+    return box(300 + d, 200, 100, 100, score);
+}
 
 struct Static : testing::Test {
     std::unique_ptr<TRACKER_RSLT_S> trk = fix::new_track(5);
@@ -36,7 +38,8 @@ struct Static : testing::Test {
     }
 
     void flag() {
-        for (int i = 0; i < 61; ++i) check(shifted(0));
+        for (int i = 0; i < 61; ++i)
+            check(shifted(0));
     }
 };
 
@@ -72,7 +75,8 @@ TEST_F(Static, LowScoreIsFlaggedOnTheSixtyFirstStillUpdate) {
 
 TEST_F(Static, FlaggedTargetIsNotAnnouncedAgainButItsReferenceMoves) {
     flag();
-    for (int i = 0; i < 60; ++i) EXPECT_THAT(check(shifted(2)), IsEmpty());
+    for (int i = 0; i < 60; ++i)
+        EXPECT_THAT(check(shifted(2)), IsEmpty());
     EXPECT_EQ(rect(trk->staticRefBox), rect(shifted(0)));
     EXPECT_THAT(check(shifted(2)), IsEmpty());
     EXPECT_EQ(rect(trk->staticRefBox), rect(shifted(2)));
@@ -81,8 +85,10 @@ TEST_F(Static, FlaggedTargetIsNotAnnouncedAgainButItsReferenceMoves) {
 }
 
 TEST_F(Static, ConfidentTargetsAreNeverFlagged) {
-    for (int i = 0; i < 200; ++i) check(shifted(0, 0.95f));
-    for (int i = 0; i < 200; ++i) check(shifted(0, 0.9f));
+    for (int i = 0; i < 200; ++i)
+        check(shifted(0, 0.95f));
+    for (int i = 0; i < 200; ++i)
+        check(shifted(0, 0.9f));
     EXPECT_EQ(trk->staticStillCnt, 0);
     EXPECT_EQ(trk->staticFalseDet, 0);
     check(shifted(0, std::nextafter(0.9f, 0.0f)));
@@ -90,7 +96,8 @@ TEST_F(Static, ConfidentTargetsAreNeverFlagged) {
 }
 
 TEST_F(Static, ConfidentFramesAndMovesDoNotResetTheStillCounter) {
-    for (int i = 0; i < 30; ++i) check(shifted(0));
+    for (int i = 0; i < 30; ++i)
+        check(shifted(0));
     check(shifted(0, 0.95f));
     check(shifted(60));
     EXPECT_EQ(trk->staticStillCnt, 30);
@@ -110,15 +117,18 @@ TEST_F(Static, FourMovesClearTheFlag) {
 
 TEST_F(Static, StillFrameBetweenMovesStartsTheCountAgain) {
     flag();
-    for (int i = 0; i < 3; ++i) check(shifted(60));
+    for (int i = 0; i < 3; ++i)
+        check(shifted(60));
     check(shifted(0));
-    for (int i = 0; i < 3; ++i) EXPECT_THAT(check(shifted(60)), IsEmpty());
+    for (int i = 0; i < 3; ++i)
+        EXPECT_THAT(check(shifted(60)), IsEmpty());
     EXPECT_EQ(trk->staticFalseDet, 1);
     EXPECT_THAT(check(shifted(60)), ElementsAre(kCleared));
 }
 
 TEST_F(Static, UnflaggedTargetMovesItsReferenceSilently) {
-    for (int i = 0; i < 4; ++i) EXPECT_THAT(check(shifted(60)), IsEmpty());
+    for (int i = 0; i < 4; ++i)
+        EXPECT_THAT(check(shifted(60)), IsEmpty());
     EXPECT_EQ(rect(trk->staticRefBox), rect(shifted(60)));
     EXPECT_EQ(trk->staticMoveCnt, 0);
 }

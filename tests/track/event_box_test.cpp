@@ -98,14 +98,14 @@ struct FallbackRow {
 };
 
 const FallbackRow kFallbackRows[] = {
-    {0, 4, 0, false}, {0, 3, 0, true},  {0, 1, 0, true},  {0, 3, 1, false}, {0, 1, 1, false},
-    {1, 10, 0, true}, {1, 10, 1, true}, {4, 3, 1, true},  {0, 10, 0, false},
+    {0, 4, 0, false}, {0, 3, 0, true},  {0, 1, 0, true}, {0, 3, 1, false},  {0, 1, 1, false},
+    {1, 10, 0, true}, {1, 10, 1, true}, {4, 3, 1, true}, {0, 10, 0, false},
 };
 
 TEST_F(EventBox, YoungOrLostTracksFallBack) {
     for (const FallbackRow& row : kFallbackRows) {
-        SCOPED_TRACE(testing::Message() << "lost " << row.lost << " age " << row.age << " inside "
-                                        << row.born_inside);
+        SCOPED_TRACE(testing::Message()
+                     << "lost " << row.lost << " age " << row.age << " inside " << row.born_inside);
         trk->lostCnt = row.lost;
         trk->age = row.age;
         for (const bool keep : {false, true}) {
@@ -180,8 +180,8 @@ TEST_F(EventBox, TrackBornOutsideUsesItsDetectionUntilAgeFour) {
     for (int age = 1; age <= 4; ++age) {
         scene.pass({{1, fix::centred(60, 60)}});
         const TRACKER_RSLT_S& trk1 = scene.list[0];
-        EXPECT_TRUE(fix::same(trk1.evtObj,
-                              square_around(age < 4 ? trk1.curObj : trk1.footBox))) << age;
+        EXPECT_TRUE(fix::same(trk1.evtObj, square_around(age < 4 ? trk1.curObj : trk1.footBox)))
+            << age;
         EXPECT_EQ(trk1.bornInside, 0);
     }
 }

@@ -43,9 +43,13 @@ DET_OBJ_S patterned(uint32_t seed) {
     return obj;
 }
 
-Rect rect(const DET_OBJ_S& obj) { return {obj.x, obj.y, obj.w, obj.h}; }
+Rect rect(const DET_OBJ_S& obj) {
+    return {obj.x, obj.y, obj.w, obj.h};
+}
 
-POINT_POS_S centre(const DET_OBJ_S& obj) { return {obj.x + obj.w / 2, obj.y + obj.h / 2}; }
+POINT_POS_S centre(const DET_OBJ_S& obj) {
+    return {obj.x + obj.w / 2, obj.y + obj.h / 2};
+}
 
 std::unique_ptr<TRACKER_RSLT_S> new_track(int32_t id) {
     auto trk = std::make_unique<TRACKER_RSLT_S>();
@@ -53,7 +57,9 @@ std::unique_ptr<TRACKER_RSLT_S> new_track(int32_t id) {
     return trk;
 }
 
-VCA_DEV_CFG_S& cfg() { return *dev_get_config(); }
+VCA_DEV_CFG_S& cfg() {
+    return *dev_get_config();
+}
 
 void set_up_device() {
     VCA_CTRL_S& ctrl = *vca_get_pCtrl_param();

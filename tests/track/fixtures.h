@@ -17,7 +17,14 @@
 namespace fix {
 
 // Numbers of the debug switches.
-enum Switch { kSwVca = 0, kSwDetect = 8, kSwTrack = 9, kSwInfo = 10, kSwHeight = 14, kSwGroup = 17 };
+enum Switch {
+    kSwVca = 0,
+    kSwDetect = 8,
+    kSwTrack = 9,
+    kSwInfo = 10,
+    kSwHeight = 14,
+    kSwGroup = 17
+};
 
 using Rect = std::array<int32_t, 4>;
 

@@ -40,7 +40,8 @@ struct Motion : testing::Test {
 };
 
 TEST_F(Motion, TrailHoldsTwentyPoints) {
-    for (int i = 0; i < 20; ++i) see(100 + i, 200);
+    for (int i = 0; i < 20; ++i)
+        see(100 + i, 200);
     EXPECT_THAT(trk().trail, SizeIs(20));
     EXPECT_EQ(trk().trail[0].x, 100);
     see(120, 200);
@@ -50,7 +51,8 @@ TEST_F(Motion, TrailHoldsTwentyPoints) {
 }
 
 TEST_F(Motion, LostTrailShrinksByOneToTen) {
-    for (int i = 0; i < 12; ++i) see(100 + i, 200);
+    for (int i = 0; i < 12; ++i)
+        see(100 + i, 200);
     lose();
     EXPECT_THAT(trk().trail, SizeIs(11));
     EXPECT_EQ(trk().trail[0].x, 101);
@@ -65,7 +67,8 @@ TEST_F(Motion, LostTrailShrinksByOneToTen) {
 }
 
 TEST_F(Motion, ObjectTrailHoldsSevenPointsAndGrowsWhileLost) {
-    for (int i = 0; i < 3; ++i) see(100 + i, 200);
+    for (int i = 0; i < 3; ++i)
+        see(100 + i, 200);
     lose();
     lose();
     EXPECT_THAT(points(trk().objTrail), ElementsAre(Pair(100, 200), Pair(101, 200), Pair(102, 200),
@@ -144,7 +147,8 @@ TEST_F(Motion, OneSampleOlderThanTheWindowIsKept) {
     vca_feed_frm_cnt_set(0);
     // samples at frames 1, 3, 5, ...; at frame 27 the sample of frame 3 is 24 old and stays inside,
     // that of frame 1 is 26 old and is the one kept beyond the window
-    for (int i = 0; i < 28; ++i) see(100 + i, 200);
+    for (int i = 0; i < 28; ++i)
+        see(100 + i, 200);
     ASSERT_THAT(trk().moveFrm, SizeIs(14));
     EXPECT_EQ(trk().moveFrm.front(), 1);
     see(128, 200);
@@ -243,7 +247,8 @@ TEST_F(Motion, MidpointsFollowTheNewestPoint) {
 }
 
 TEST_F(Motion, SevenPointsAtMost) {
-    for (int i = 0; i < 12; ++i) see(300 + 10 * i, 200);
+    for (int i = 0; i < 12; ++i)
+        see(300 + 10 * i, 200);
     EXPECT_THAT(points(trk().trailSmooth),
                 ElementsAre(Pair(410, 200), Pair(405, 200), Pair(395, 200), Pair(385, 200),
                             Pair(375, 200), Pair(365, 200), Pair(355, 200)));
@@ -301,9 +306,11 @@ struct Model {
         samples.emplace_back(frame, static_cast<int>(std::floor(std::sqrt(dx * dx + dy * dy))));
         before = now;
         // everything before the youngest sample that is older than 24 frames goes
-        while (samples.size() > 1 && frame - samples[1].first > 24) samples.erase(samples.begin());
+        while (samples.size() > 1 && frame - samples[1].first > 24)
+            samples.erase(samples.begin());
         int sum = 0;
-        for (const auto& s : samples) sum += s.second;
+        for (const auto& s : samples)
+            sum += s.second;
         const int span = samples.back().first - samples.front().first + 1;
         speed = static_cast<float>(sum) / static_cast<float>(span);
     }
@@ -316,8 +323,7 @@ struct Model {
             if (taken.empty() || std::abs(it->first - taken.back().first) > threshold ||
                 std::abs(it->second - taken.back().second) > threshold)
                 taken.push_back(*it);
-        if (taken.size() == 1)
-            return {taken[0], {taken[0].first + step, taken[0].second + step}};
+        if (taken.size() == 1) return {taken[0], {taken[0].first + step, taken[0].second + step}};
         Points out{taken[0]};
         for (size_t k = 1; k < taken.size() && out.size() < 7; ++k)
             out.emplace_back((taken[k].first + taken[k - 1].first) / 2,

@@ -79,7 +79,8 @@ TEST(TrackRecord, NewRecordIsZero) {
     EXPECT_EQ(std::memcmp(trk->heatDwell.cell, zero.get(), sizeof(trk->heatDwell.cell)), 0);
     EXPECT_EQ(std::memcmp(trk->heatMotion.cell, zero.get(), sizeof(trk->heatMotion.cell)), 0);
     for (const auto& line : trk->segPrev)
-        for (const DET_OBJ_S& obj : line) EXPECT_TRUE(fix::same(obj, DET_OBJ_S{}));
+        for (const DET_OBJ_S& obj : line)
+            EXPECT_TRUE(fix::same(obj, DET_OBJ_S{}));
 }
 
 TEST(TrackRecord, DestroyedCopyLeavesTheSourceIntact) {
@@ -124,7 +125,8 @@ TEST(TrackRecord, MoveAssignmentTakesTheVectors) {
 
 TEST(TrackRecord, ErasingFromTheMiddleShiftsTheFollowingDown) {
     std::vector<TRACKER_RSLT_S> list(5);
-    for (int i = 0; i < 5; ++i) fill(list[static_cast<size_t>(i)], 100 * i);
+    for (int i = 0; i < 5; ++i)
+        fill(list[static_cast<size_t>(i)], 100 * i);
     list.erase(list.begin() + 1);
     ASSERT_EQ(list.size(), 4u);
     expect_filled(list[0], 0);
@@ -143,7 +145,8 @@ TEST(TrackRecord, GrowingListKeepsItsRecords) {
         fill(*trk, 10 * i);
         list.push_back(*trk);
     }
-    for (int i = 0; i < 9; ++i) expect_filled(list[static_cast<size_t>(i)], 10 * i);
+    for (int i = 0; i < 9; ++i)
+        expect_filled(list[static_cast<size_t>(i)], 10 * i);
 }
 
 TEST(TrackRecord, ImageIsDestroyedOnlyOnRequest) {
@@ -162,7 +165,8 @@ TEST(TrackRecord, ImageIsDestroyedOnlyOnRequest) {
 
 TEST(TrackRecord, ReleasingAListDestroysEveryImageOnce) {
     std::vector<TRACKER_RSLT_S> list(3);
-    for (size_t i = 0; i < 2; ++i) vca_create_image(&list[i].attrImg, VCA_IMAGE_NV12, 224, 224);
+    for (size_t i = 0; i < 2; ++i)
+        vca_create_image(&list[i].attrImg, VCA_IMAGE_NV12, 224, 224);
     EXPECT_EQ(vca_trk_obj_list_release(list), 0);
     EXPECT_TRUE(list.empty());
     EXPECT_EQ(test::host().images_destroyed(), 2);
@@ -187,7 +191,8 @@ struct HeatGrids : testing::Test {
         grid->x1 = kind == 1 ? VCA_HEAT_COLS : uniform(grid->x0, VCA_HEAT_COLS);
         grid->y1 = kind == 1 ? VCA_HEAT_ROWS : uniform(grid->y0, VCA_HEAT_ROWS);
         for (int y = grid->y0; y < grid->y1; ++y)
-            for (int x = grid->x0; x < grid->x1; ++x) grid->cell[y][x] = uniform(-2, 1000);
+            for (int x = grid->x0; x < grid->x1; ++x)
+                grid->cell[y][x] = uniform(-2, 1000);
         return grid;
     }
 

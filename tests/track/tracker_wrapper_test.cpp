@@ -169,7 +169,8 @@ TEST_F(Wrapper, TheCallersListIsNotChanged) {
 }
 
 TEST_F(Wrapper, CountAboveTheCapacityIsTheCapacity) {
-    for (auto& obj : dets->objs) obj = box(100, 100, 40, 40);
+    for (auto& obj : dets->objs)
+        obj = box(100, 100, 40, 40);
     for (const int num : {129, 5000, INT_MAX}) {
         dets->num = num;
         vca_trker_run(0, dets.get(), 0.0f, false);

@@ -52,7 +52,8 @@ TEST_F(Tracking, NewTargetBecomesARecord) {
     EXPECT_EQ(fix::rect(trk.curObj), fix::rect(centred(300, 200, 60, 60)));
     EXPECT_TRUE(fix::same(trk.evtBirth, trk.curObj));
     for (const auto& line : trk.segPrev)
-        for (const DET_OBJ_S& obj : line) EXPECT_TRUE(fix::same(obj, trk.evtBirth));
+        for (const DET_OBJ_S& obj : line)
+            EXPECT_TRUE(fix::same(obj, trk.evtBirth));
 }
 
 TEST_F(Tracking, ReturnsZeroAndKeepsTheDetections) {
@@ -143,7 +144,8 @@ TEST_F(Tracking, TargetSeenOnceIsRemovedOnTheFifthFollowingPass) {
 TEST_F(Tracking, ReportAfterFourLostPassesSavesTheRecord) {
     Scene scene;
     scene.pass({{1, centred(300, 200)}});
-    for (int i = 0; i < 4; ++i) scene.pass({});
+    for (int i = 0; i < 4; ++i)
+        scene.pass({});
     scene.pass({{1, centred(305, 200)}});
     ASSERT_THAT(scene.list, SizeIs(1));
     EXPECT_EQ(scene.list[0].lostCnt, 0);
@@ -156,7 +158,8 @@ TEST_F(Tracking, ReportAfterFourLostPassesSavesTheRecord) {
 TEST_F(Tracking, NeighbourOfARemovedRecordIsNotSkipped) {
     Scene scene;
     scene.pass({{1, centred(100, 200)}, {2, centred(300, 200)}, {3, centred(500, 200)}});
-    for (int i = 0; i < 5; ++i) scene.pass({{3, centred(500 + i, 200)}});
+    for (int i = 0; i < 5; ++i)
+        scene.pass({{3, centred(500 + i, 200)}});
     ASSERT_THAT(scene.list, SizeIs(1));
     EXPECT_EQ(scene.list[0].trackId, 3);
     EXPECT_EQ(scene.list[0].trkFrames, 6);
@@ -167,7 +170,8 @@ TEST_F(Tracking, NeighbourOfARemovedRecordIsNotSkipped) {
 TEST_F(Tracking, PassCounterRunsOverAllRecordsModuloTenThousand) {
     Scene scene;
     // two records a pass: 9998 steps of the counter
-    for (int i = 0; i < 4999; ++i) scene.pass({{1, centred(300, 200)}, {2, centred(600, 200)}});
+    for (int i = 0; i < 4999; ++i)
+        scene.pass({{1, centred(300, 200)}, {2, centred(600, 200)}});
     EXPECT_EQ(scene.track(1).updSeq, 9997u);
     EXPECT_EQ(scene.track(2).updSeq, 9998u);
     scene.pass({{1, centred(300, 200)}, {2, centred(600, 200)}});
@@ -189,8 +193,8 @@ TEST_F(Tracking, CrossDistanceIsAThirdOfTheMeanSide) {
     // (w + h) / 2 in integers, times 0.5, times 0.6666667, truncated
     const struct {
         int w, h, dist;
-    } rows[] = {{40, 40, 13}, {40, 41, 13}, {60, 60, 20}, {90, 91, 30}, {3, 3, 1}, {2, 3, 0},
-                {100, 33, 22}};
+    } rows[] = {{40, 40, 13}, {40, 41, 13}, {60, 60, 20}, {90, 91, 30},
+                {3, 3, 1},    {2, 3, 0},    {100, 33, 22}};
     for (const auto& row : rows) {
         Scene scene;
         scene.pass({{1, centred(480, 270, row.w, row.h)}});
@@ -234,7 +238,8 @@ TEST_F(Tracking, NumberOfTargetsIsBroughtIntoRange) {
     scene.detections->objects.num = 1;
     scene.detections->objects.objs[0] = centred(300, 200);
     IOU_TRK_RSLT_S result{};
-    for (int i = 0; i < VCA_TRK_MAX; ++i) result.objs[i].id = i;
+    for (int i = 0; i < VCA_TRK_MAX; ++i)
+        result.objs[i].id = i;
     for (const int num : {-1, INT_MIN}) {
         result.num = num;
         test::host().push_tracker_result(0, result);
@@ -272,7 +277,8 @@ TEST_P(TrackingModes, HistoryIsSentOnEventStagePasses) {
     const bool master = GetParam().mode == 1;
     const TRACKER_RSLT_S& trk = scene.list[0];
     const TRK_SHOW_MSG_S want{6, master ? 0 : 300, master ? 0 : 200, trk.footX, trk.footY};
-    for (int i = 0; i < 5; ++i) scene.pass({});
+    for (int i = 0; i < 5; ++i)
+        scene.pass({});
     EXPECT_THAT(scene.list, IsEmpty());
     if (GetParam().events)
         EXPECT_THAT(take_messages(),
@@ -284,7 +290,8 @@ TEST_P(TrackingModes, HistoryIsSentOnEventStagePasses) {
 TEST_P(TrackingModes, NoHistoryWithoutTheSetting) {
     Scene scene(GetParam().merged);
     scene.pass({{6, centred(300, 200)}});
-    for (int i = 0; i < 5; ++i) scene.pass({});
+    for (int i = 0; i < 5; ++i)
+        scene.pass({});
     EXPECT_THAT(take_messages(), IsEmpty());
 }
 
@@ -294,7 +301,8 @@ TEST_P(TrackingModes, CrossingsAreSettledOnEventStagePasses) {
     scene.pass({{6, centred(300, 200)}});
     scene.list[0].nearSide[2] = 7;
     fix::output_of([&] {
-        for (int i = 0; i < 5; ++i) scene.pass({});
+        for (int i = 0; i < 5; ++i)
+            scene.pass({});
     });
     EXPECT_THAT(*vca_dev_get_counting_results(), SizeIs(GetParam().events ? 1 : 0));
     EXPECT_EQ(test::host().images_destroyed() + test::host().zero_images_destroyed(), 1);
@@ -331,7 +339,8 @@ TEST_F(Tracking, RecordJustPastALineIsCountedWhenItDisappears) {
         scene.pass({{6, centred(300, 200)}});
         scene.list[0].nearSide[1] = row.near_side;
         scene.list[0].LastState[1] = row.last_state;
-        for (int i = 0; i < 4; ++i) scene.pass({});
+        for (int i = 0; i < 4; ++i)
+            scene.pass({});
         const auto printed = fix::printed_by([&] { scene.pass({}); });
         ASSERT_THAT(scene.list, IsEmpty());
         const auto& results = *vca_dev_get_counting_results();
@@ -345,8 +354,8 @@ TEST_F(Tracking, RecordJustPastALineIsCountedWhenItDisappears) {
             EXPECT_EQ(results[0].cross, row.direction);
             ASSERT_THAT(printed, SizeIs(2));
             EXPECT_TRUE(printed[0].starts_with("plain: $Frm["));
-            EXPECT_EQ(printed[1], "log: attempt to disappear line[1]=" +
-                                      std::to_string(row.direction));
+            EXPECT_EQ(printed[1],
+                      "log: attempt to disappear line[1]=" + std::to_string(row.direction));
         }
         fix::output_of([] { vca_event_counting_refresh_line_result(); });
     }
@@ -357,9 +366,11 @@ TEST_F(Tracking, EveryEnabledLineIsSettledInOrder) {
     cfg.LineEn[0] = cfg.LineEn[1] = cfg.LineEn[3] = 1;  // line 2 is off
     Scene scene;
     scene.pass({{6, centred(300, 200)}});
-    for (int& side : scene.list[0].nearSide) side = 5;
+    for (int& side : scene.list[0].nearSide)
+        side = 5;
     const auto printed = fix::printed_by([&] {
-        for (int i = 0; i < 5; ++i) scene.pass({});
+        for (int i = 0; i < 5; ++i)
+            scene.pass({});
     });
     const auto& results = *vca_dev_get_counting_results();
     ASSERT_THAT(results, SizeIs(3));
@@ -382,7 +393,8 @@ TEST_F(Tracking, UturnLinesAreSettledByTheirTally) {
     scene.track(6).CrossCnt[0] = 1;
     scene.track(7).CrossCnt[0] = 2;
     fix::output_of([&] {
-        for (int i = 0; i < 5; ++i) scene.pass({});
+        for (int i = 0; i < 5; ++i)
+            scene.pass({});
     });
     const auto& results = *vca_dev_get_counting_results();
     ASSERT_THAT(results, SizeIs(1));
@@ -401,7 +413,8 @@ TEST_F(Tracking, TallyDoesNotMatterWithTheFilterOff) {
     scene.list[0].LastState[0] = 2;
     scene.list[0].nearSide[0] = 7;
     fix::output_of([&] {
-        for (int i = 0; i < 5; ++i) scene.pass({});
+        for (int i = 0; i < 5; ++i)
+            scene.pass({});
     });
     const auto& results = *vca_dev_get_counting_results();
     ASSERT_THAT(results, SizeIs(1));
@@ -418,19 +431,17 @@ TEST_F(Tracking, TimingLinesOnEveryTwelfthFrame) {
         return IOU_TRK_RSLT_S{};
     };
     Scene scene;
-    const auto run = [&] {
-        vca_obj_proc_tracking(scene.detections.get(), scene.list, 0, false);
-    };
+    const auto run = [&] { vca_obj_proc_tracking(scene.detections.get(), scene.list, 0, false); };
     vca_feed_frm_cnt_set(24);
     // an empty list ends the pass before the last line
     EXPECT_THAT(fix::printed_by(run), ElementsAre("log: ==TrkT: obj_trk_init=0",
                                                   "log: --TrkT: obj_trk_run Num=0_updateTm=7",
                                                   "log: --TrkT: obj_trk_info=7"));
     scene.list.resize(1);
-    EXPECT_THAT(fix::printed_by(run),
-                ElementsAre("log: ==TrkT: obj_trk_init=0",
-                            "log: --TrkT: obj_trk_run Num=0_updateTm=7",
-                            "log: --TrkT: obj_trk_info=7", "log: --TrkT: obj_trk_end=7"));
+    EXPECT_THAT(
+        fix::printed_by(run),
+        ElementsAre("log: ==TrkT: obj_trk_init=0", "log: --TrkT: obj_trk_run Num=0_updateTm=7",
+                    "log: --TrkT: obj_trk_info=7", "log: --TrkT: obj_trk_end=7"));
     vca_feed_frm_cnt_set(-12);
     EXPECT_THAT(fix::printed_by(run), SizeIs(4));
     for (const int frame : {1, 11, 13, 25, -1}) {
