@@ -292,6 +292,24 @@ TEST_F(Range, CounterReachesTenFromFour) {
     EXPECT_EQ(updates, 5);
 }
 
+TEST_F(Range, OddCounterClearsTheFlagOnlyBelowOne) {
+    trk->heightExceed = 1;
+    trk->heightExceedCnt = 3;
+    EXPECT_THAT(check(1600), IsEmpty());
+    EXPECT_EQ(trk->heightExceedCnt, 1);
+    EXPECT_EQ(trk->heightExceed, 1);
+    EXPECT_THAT(check(1600), testing::SizeIs(1));
+    EXPECT_EQ(trk->heightExceedCnt, -1);
+    EXPECT_EQ(trk->heightExceed, 0);
+}
+
+TEST_F(Range, FlagWithoutACountStays) {
+    trk->heightExceed = 1;
+    EXPECT_THAT(check(1600), IsEmpty());
+    EXPECT_EQ(trk->heightExceedCnt, 0);
+    EXPECT_EQ(trk->heightExceed, 1);
+}
+
 TEST_F(Range, FirstTwoUpdatesAreNotJudged) {
     for (const int age : {0, 1}) {
         trk->age = age;

@@ -193,8 +193,8 @@ TEST_F(Tracking, CrossDistanceIsAThirdOfTheMeanSide) {
     // (w + h) / 2 in integers, times 0.5, times 0.6666667, truncated
     const struct {
         int w, h, dist;
-    } rows[] = {{40, 40, 13}, {40, 41, 13}, {60, 60, 20}, {90, 91, 30},
-                {3, 3, 1},    {2, 3, 0},    {100, 33, 22}};
+    } rows[] = {{40, 40, 13}, {40, 41, 13},  {60, 60, 20},   {90, 91, 30},    {3, 3, 1},
+                {2, 3, 0},    {100, 33, 22}, {299, 299, 99}, {300, 300, 100}, {900, 500, 233}};
     for (const auto& row : rows) {
         Scene scene;
         scene.pass({{1, centred(480, 270, row.w, row.h)}});
