@@ -22,7 +22,7 @@ constexpr float kTypicalHeight_mm = 1680.0f;
 constexpr float kOneAtMost = 1.6f;  // silhouettes that one person's blob may cover
 constexpr float kOneFit = 0.5f;     // intersection over union that one person must reach
 constexpr float kBorder_px = 4.0f;  // the head must be this far inside the reduced image
-constexpr int kMostPeople = 12;     // per blob; beyond that nothing can be told apart
+constexpr int kMostPeople = 8;      // per blob; beyond that nothing can be told apart
 constexpr float kMinCovered = 0.7f;
 constexpr float kMinExplained = 0.45f;
 constexpr float kReportScore = 0.3f;
@@ -137,7 +137,7 @@ ColourDetector::Candidate ColourDetector::best_near(cv::Point2f outermost, float
     Candidate best;
     float best_value = -1.0f;
     for (const float inwards_mm : {0.0f, 110.0f}) {
-        for (const float aside_mm : {0.0f, -90.0f, 90.0f, -180.0f, 180.0f}) {
+        for (const float aside_mm : {0.0f, -120.0f, 120.0f}) {
             const Stander person{start.x_mm - inwards_mm * out_x - aside_mm * out_y,
                                  start.y_mm - inwards_mm * out_y + aside_mm * out_x, height_mm};
             const Candidate candidate = evaluate(person, blob, left, area);
