@@ -184,19 +184,18 @@ TEST(Lifecycle, AlgoUninitCallsTheHostInOrder) {
 }
 
 TEST(Lifecycle, RunningFlagIsClearedBeforeTheJoin) {
-    test::start_library();
     int at_unregister = -1;
     int at_join = -1;
-    host().wait_idle_reads(1);
     host().on_call = [&](const std::string& call) {
         if (call.starts_with("sock_request_unregister"))
             at_unregister = std::atomic_ref(vca_get_pCtrl_param()->algo_running);
         if (call == "tq_task_join") at_join = std::atomic_ref(vca_get_pCtrl_param()->algo_running);
     };
+    test::start_library();
+    host().wait_idle_reads(1);
     vca_algo_uninit();
     EXPECT_EQ(at_unregister, 1);
     EXPECT_EQ(at_join, 0);
-    host().on_call = nullptr;
 }
 
 TEST(Lifecycle, BaseFunctionsLockWhileTheMutexExists) {
