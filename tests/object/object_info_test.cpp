@@ -270,6 +270,14 @@ TEST_F(Info, FootUsesTheHeightMeasuredInTheSameUpdate) {
     EXPECT_EQ(trk->footX, 580);
 }
 
+TEST_F(Info, NoModelIsAskedWhileAttributesAreOff) {
+    for (int i = 0; i < 30; ++i)
+        update(box(400, 200, 80, 80));
+    EXPECT_THAT(trk->attrSamples, IsEmpty());
+    EXPECT_EQ(test::host().count_calls("vca_nn_"), 0);
+    EXPECT_EQ(test::host().count_calls("vca_image_crop_letter"), 0);
+}
+
 // ---- Position box ----
 
 TEST_F(Info, PositionBoxByWorkModeAndSetting) {
