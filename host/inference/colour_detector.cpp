@@ -16,15 +16,17 @@ constexpr int kReduction = 3;
 constexpr int kWidth = kColourWidth / kReduction;
 constexpr int kHeight = kColourHeight / kReduction;
 
-constexpr float kBoxHalf_mm = 225.0f;
-constexpr float kSmallestShare = 0.3f;  // of a silhouette, for a blob to be examined
-constexpr float kOneAtMost = 1.6f;      // silhouettes that one person's blob may cover
-constexpr float kOneFit = 0.5f;         // intersection over union that one person must reach
-constexpr float kBorder_px = 4.0f;      // the head must be this far inside the reduced image
-constexpr int kMostPeople = 12;         // per blob; beyond that nothing can be told apart
+// Statures that are tried on a single blob, and the one for people who cannot be told apart well.
+constexpr std::array<float, 3> kHeights_mm = {1150.0f, 1450.0f, 1720.0f};
+constexpr float kTypicalHeight_mm = 1680.0f;
+constexpr float kOneAtMost = 1.6f;  // silhouettes that one person's blob may cover
+constexpr float kOneFit = 0.5f;     // intersection over union that one person must reach
+constexpr float kBorder_px = 4.0f;  // the head must be this far inside the reduced image
+constexpr int kMostPeople = 8;      // per blob; beyond that nothing can be told apart
 constexpr float kMinCovered = 0.7f;
 constexpr float kMinExplained = 0.45f;
 constexpr float kReportScore = 0.3f;
+constexpr float kSmallestSide = 0.4f;  // of the place for head and shoulders
 constexpr float kMaxOverlap = 0.4f;
 
 float ramp(float value, float zero, float full) {
@@ -62,6 +64,11 @@ bool outermost_pixel(const cv::Mat& mask, cv::Point2f centre, cv::Point& found) 
     return farthest >= 0.0f;
 }
 
+// What leaves the image at its far side has no head in it.
+bool at_border(cv::Point2f pixel) {
+    return pixel.x < 2.0f || pixel.y < 2.0f || pixel.x > kWidth - 3.0f || pixel.y > kHeight - 3.0f;
+}
+
 }  // namespace
 
 ColourDetector::ColourDetector(float focal_px, float height_mm)
@@ -97,39 +104,43 @@ const std::vector<Detection>& ColourDetector::detect_bgr(const cv::Mat& bgr) {
     return detections_;
 }
 
-ColourDetector::Candidate ColourDetector::evaluate(cv::Point2f head_mm, const cv::Mat& blob,
+ColourDetector::Candidate ColourDetector::evaluate(const Stander& person, const cv::Mat& blob,
                                                    const cv::Mat& left,
                                                    const cv::Rect& area) const {
     Candidate candidate;
-    candidate.head_mm = head_mm;
-    candidate.outline = silhouette(camera_, head_mm.x, head_mm.y);
+    candidate.person = person;
+    candidate.outline = silhouette(camera_, person);
     candidate.area = cv::boundingRect(candidate.outline) & cv::Rect(0, 0, kWidth, kHeight);
     const cv::Rect common = candidate.area & area;
     if (common.empty()) return candidate;
     const cv::Mat shape = drawn(shifted(candidate.outline, candidate.area.tl()), candidate.area);
-    const float size = static_cast<float>(cv::countNonZero(shape));
+    candidate.size = static_cast<float>(cv::countNonZero(shape));
     const cv::Mat part = shape(common - candidate.area.tl());
-    candidate.covered =
-        static_cast<float>(cv::countNonZero(part & blob(common - area.tl()))) / size;
-    candidate.explained =
-        static_cast<float>(cv::countNonZero(part & left(common - area.tl()))) / size;
+    const auto share = [&](const cv::Mat& mask) {
+        return static_cast<float>(cv::countNonZero(part & mask(common - area.tl()))) /
+               candidate.size;
+    };
+    candidate.covered = share(blob);
+    candidate.explained = blob.data == left.data ? candidate.covered : share(left);
     return candidate;
 }
 
-ColourDetector::Candidate ColourDetector::best_near(cv::Point2f outermost, const cv::Mat& blob,
-                                                    const cv::Mat& left,
+// The outermost pixel may be a shoulder, an elbow or the head; the person is looked for around the
+// place that it suggests.
+ColourDetector::Candidate ColourDetector::best_near(cv::Point2f outermost, float height_mm,
+                                                    const cv::Mat& blob, const cv::Mat& left,
                                                     const cv::Rect& area) const {
-    const cv::Point2f start = head_of_outermost(camera_, outermost.x, outermost.y);
-    const float distance = std::hypot(start.x, start.y);
-    const cv::Point2f out =
-        distance > 1.0f ? cv::Point2f(start.x / distance, start.y / distance) : cv::Point2f(1, 0);
-    const cv::Point2f across(-out.y, out.x);
+    const Stander start = from_outermost(camera_, outermost.x, outermost.y, height_mm);
+    const float distance = std::hypot(start.x_mm, start.y_mm);
+    const float out_x = distance > 1.0f ? start.x_mm / distance : 1.0f;
+    const float out_y = distance > 1.0f ? start.y_mm / distance : 0.0f;
     Candidate best;
     float best_value = -1.0f;
-    for (const float inwards_mm : {0.0f, 90.0f, 180.0f}) {
-        for (const float aside_mm : {0.0f, -100.0f, 100.0f, -200.0f, 200.0f}) {
-            const Candidate candidate =
-                evaluate(start - inwards_mm * out + aside_mm * across, blob, left, area);
+    for (const float inwards_mm : {0.0f, 110.0f}) {
+        for (const float aside_mm : {0.0f, -120.0f, 120.0f}) {
+            const Stander person{start.x_mm - inwards_mm * out_x - aside_mm * out_y,
+                                 start.y_mm - inwards_mm * out_y + aside_mm * out_x, height_mm};
+            const Candidate candidate = evaluate(person, blob, left, area);
             const float value = candidate.covered + candidate.explained - 0.0004f * inwards_mm;
             if (value > best_value) {
                 best_value = value;
@@ -147,14 +158,27 @@ bool ColourDetector::fits_one(const cv::Mat& blob, const cv::Rect& area, int blo
     if (!outermost_pixel(blob, centre, farthest)) return true;
     const cv::Point2f outermost(static_cast<float>(farthest.x + area.x),
                                 static_cast<float>(farthest.y + area.y));
-    const Candidate candidate = best_near(outermost, blob, blob, area);
-    const float size = static_cast<float>(cv::contourArea(candidate.outline));
-    const float share = static_cast<float>(blob_px) / std::max(size, 1.0f);
-    if (share < kSmallestShare) return true;
+    if (at_border(outermost)) return true;
+    const Stander tall = from_outermost(camera_, outermost.x, outermost.y, kHeights_mm.back());
+    const double largest_px = cv::contourArea(silhouette(camera_, tall));
+    if (blob_px > 2.0 * largest_px) return false;
+    Candidate best;
+    float best_fit = -1.0f;
+    for (const float height_mm : kHeights_mm) {
+        const Candidate candidate = best_near(outermost, height_mm, blob, blob, area);
+        const float common = candidate.covered * candidate.size;
+        const float fit =
+            common / std::max(candidate.size + static_cast<float>(blob_px) - common, 1.0f);
+        if (fit > best_fit) {
+            best_fit = fit;
+            best = candidate;
+        }
+    }
+    const float share = static_cast<float>(blob_px) / std::max(best.size, 1.0f);
     if (share > kOneAtMost) return false;
-    const float fit = candidate.covered / (1.0f + share - candidate.covered);
-    if (fit < kOneFit) return share < 1.0f;
-    report(candidate.head_mm, kBoxHalf_mm, kBoxHalf_mm, 0.5f + 0.45f * ramp(fit, kOneFit, 0.75f));
+    if (best_fit >= kOneFit) {
+        report(best.person, blob, area, 0.5f + 0.45f * ramp(best_fit, kOneFit, 0.7f));
+    }
     return true;
 }
 
@@ -169,14 +193,15 @@ void ColourDetector::peel(const cv::Mat& blob, const cv::Rect& area) {
         if (!outermost_pixel(left, centre, farthest)) return;
         const cv::Point2f outermost(static_cast<float>(farthest.x + area.x),
                                     static_cast<float>(farthest.y + area.y));
-        const Candidate candidate = best_near(outermost, blob, left, area);
-        if (candidate.covered >= kMinCovered && candidate.explained >= kMinExplained) {
-            report(candidate.head_mm, kBoxHalf_mm, kBoxHalf_mm,
+        const Candidate candidate = best_near(outermost, kTypicalHeight_mm, blob, left, area);
+        if (candidate.covered >= kMinCovered && candidate.explained >= kMinExplained &&
+            !at_border(outermost)) {
+            report(candidate.person, left, area,
                    0.65f * ramp(candidate.covered, 0.5f, 0.95f) *
                        ramp(candidate.explained, 0.2f, 0.8f));
         }
-        const cv::Rect common = candidate.area & area;
         cv::circle(left, farthest, 2, 0, cv::FILLED);
+        const cv::Rect common = candidate.area & area;
         if (common.empty()) continue;
         const cv::Mat shape =
             drawn(shifted(candidate.outline, candidate.area.tl()), candidate.area);
@@ -185,25 +210,26 @@ void ColourDetector::peel(const cv::Mat& blob, const cv::Rect& area) {
     }
 }
 
-void ColourDetector::report(cv::Point2f head_mm, float half_x_mm, float half_y_mm, float score) {
+// The box is what the blob fills of the place where head and shoulders may be.
+void ColourDetector::report(const Stander& person, const cv::Mat& blob, const cv::Rect& area,
+                            float score) {
     if (score < kReportScore) return;
-    const cv::Rect2f box = head_box(camera_, head_mm.x, head_mm.y, half_x_mm, half_y_mm);
-    const float middle_x = box.x + 0.5f * box.width;
-    const float middle_y = box.y + 0.5f * box.height;
+    const cv::Rect2f place = head_box(camera_, person);
+    const float middle_x = place.x + 0.5f * place.width;
+    const float middle_y = place.y + 0.5f * place.height;
     if (middle_x < kBorder_px || middle_y < kBorder_px || middle_x > kWidth - kBorder_px ||
         middle_y > kHeight - kBorder_px) {
         return;
     }
-    constexpr float kScaleX = static_cast<float>(kColourWidth) / kWidth;
-    constexpr float kScaleY = static_cast<float>(kColourHeight) / kHeight;
-    const int x0 = std::max(static_cast<int>(std::lround(box.x * kScaleX)), 0);
-    const int y0 = std::max(static_cast<int>(std::lround(box.y * kScaleY)), 0);
-    const int x1 =
-        std::min(static_cast<int>(std::lround((box.x + box.width) * kScaleX)), kColourWidth);
-    const int y1 =
-        std::min(static_cast<int>(std::lround((box.y + box.height) * kScaleY)), kColourHeight);
-    if (x1 - x0 < 8 || y1 - y0 < 8) return;
-    detections_.push_back({kClassPerson, score, x0, y0, x1 - x0, y1 - y0});
+    const cv::Rect within = cv::Rect(place) & area;
+    if (within.empty()) return;
+    const cv::Rect filled = cv::boundingRect(blob(within - area.tl())) + within.tl();
+    if (static_cast<float>(filled.width) < kSmallestSide * place.width ||
+        static_cast<float>(filled.height) < kSmallestSide * place.height) {
+        return;
+    }
+    detections_.push_back({kClassPerson, score, filled.x * kReduction, filled.y * kReduction,
+                           filled.width * kReduction, filled.height * kReduction});
 }
 
 }  // namespace host

@@ -31,20 +31,21 @@ class ColourDetector {
 
   private:
     struct Candidate {
-        cv::Point2f head_mm;
+        Stander person;
         std::vector<cv::Point> outline;
         cv::Rect area;
+        float size = 0.0f;       // pixels of the silhouette
         float covered = 0.0f;    // share of the silhouette that is foreground
         float explained = 0.0f;  // share of it that nobody else accounts for
     };
 
     bool fits_one(const cv::Mat& blob, const cv::Rect& area, int blob_px);
     void peel(const cv::Mat& blob, const cv::Rect& area);
-    Candidate best_near(cv::Point2f outermost, const cv::Mat& blob, const cv::Mat& left,
-                        const cv::Rect& area) const;
-    Candidate evaluate(cv::Point2f head_mm, const cv::Mat& blob, const cv::Mat& left,
+    Candidate best_near(cv::Point2f outermost, float height_mm, const cv::Mat& blob,
+                        const cv::Mat& left, const cv::Rect& area) const;
+    Candidate evaluate(const Stander& person, const cv::Mat& blob, const cv::Mat& left,
                        const cv::Rect& area) const;
-    void report(cv::Point2f head_mm, float half_x_mm, float half_y_mm, float score);
+    void report(const Stander& person, const cv::Mat& blob, const cv::Rect& area, float score);
 
     OverheadCamera camera_;
     Foreground foreground_;

@@ -4,31 +4,28 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <opencv2/imgproc.hpp>
+
+#include "host/inference/head_span.h"
 
 namespace host {
 
 namespace {
 
 constexpr float kHoleReach_mm = 250.0f;     // a head of hair that gives no echo is up to this wide
-constexpr float kHeadSmoothing_mm = 45.0f;  // standard deviation; a head is about 0.2 m wide
+constexpr float kHeadSmoothing_mm = 35.0f;  // standard deviation; a head is about 0.2 m wide
 constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm + 30.0f,
                                .lowest_peak_mm = 650.0f,
-                               .saddle_mm = 90.0f,
-                               .distance_mm = 300.0f};
+                               .saddle_mm = 60.0f,
+                               .distance_mm = 220.0f};
 constexpr float kShortestPerson_mm = 850.0f;
 constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
 constexpr float kHeadDepth_mm = 150.0f;  // the head alone
 constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
 constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
 constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
-constexpr float kHeadHalf_mm = 110.0f;   // half a head with hair
-// Depths below the top. The shoulders slope up to the neck, so their far side, which the head
-// hides, is taken to be as high as the neck, and their near side as high as the shoulder joint.
-constexpr float kHeadMiddle_mm = 100.0f;
-constexpr float kNeck_mm = 150.0f;
-constexpr float kShoulder_mm = 300.0f;
-constexpr float kBorder_mm = 70.0f;  // nearer to the border too much of a head is cut off
+constexpr float kBorder_mm = 70.0f;      // nearer to the border too much of a head is cut off
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
 float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
@@ -99,13 +96,13 @@ Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
     return moments.surface();
 }
 
-Surface holes_above(const std::vector<HeadSample>& samples, float lowest_mm) {
-    Moments moments;
+float hole_area_m2(const std::vector<HeadSample>& samples, float lowest_mm) {
+    float area_m2 = 0.0f;
     for (const HeadSample& sample : samples) {
         if (sample.height_mm < lowest_mm) break;
-        if (sample.filled) moments.add(sample);
+        if (sample.filled) area_m2 += sample.area_m2;
     }
-    return moments.surface();
+    return area_m2;
 }
 
 float robust_top_mm(const std::vector<HeadSample>& samples) {
@@ -135,11 +132,6 @@ void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
     shape.down_mm = quantile(ys, 0.98f);
 }
 
-// A patch as large as a head is missing: dark hair. What is left around it is no head.
-bool head_gave_no_echo(const HeadShape& shape) {
-    return shape.hole_area_m2 > 0.01f && shape.hole_area_m2 > 0.25f * shape.head_area_m2;
-}
-
 HeadShape measure(std::vector<HeadSample>& samples) {
     std::sort(samples.begin(), samples.end(),
               [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
@@ -150,46 +142,56 @@ HeadShape measure(std::vector<HeadSample>& samples) {
     shape.head_area_m2 = head.area_m2;
     shape.head_long_mm = head.long_mm;
     shape.head_short_mm = head.short_mm;
-    const Surface hole = holes_above(samples, shape.top_mm - kHeadDepth_mm);
-    shape.hole_area_m2 = hole.area_m2;
-    if (head_gave_no_echo(shape)) shape.centre = hole.centre;
+    shape.hole_area_m2 = hole_area_m2(samples, shape.top_mm - kHeadDepth_mm);
     measure_body(samples, shape);
     return shape;
 }
 
 // Half the length of the shoulders along one axis, from the reach to both sides of the head. An
 // outstretched arm or a region that a neighbour cuts must not show.
-float shoulder_half_mm(float before_mm, float after_mm) {
-    return std::clamp(0.5f * (before_mm + after_mm), 140.0f, 330.0f);
-}
-
-// One axis of the box as slopes of the rays to its edges. Away from the image centre the head
-// sticks out; towards it the shoulders are seen from the side.
-struct Span {
-    float low;
-    float high;
-};
-
-Span perspective_span(float centre_mm, float half_mm, float lens_to_top_mm) {
-    const float distance_mm = std::fabs(centre_mm);
-    const float head = (distance_mm + kHeadHalf_mm) / (lens_to_top_mm + kHeadMiddle_mm);
-    const float shoulder = (distance_mm + half_mm) / (lens_to_top_mm + kNeck_mm);
-    const float chest = (distance_mm - half_mm) / (lens_to_top_mm + kShoulder_mm);
-    const float outer = std::max(head, shoulder);
-    return centre_mm < 0.0f ? Span{-outer, -chest} : Span{chest, outer};
+float shoulder_half_mm(float before_mm, float after_mm, float height_mm) {
+    return std::clamp(0.5f * (before_mm + after_mm), 0.0825f * height_mm, 0.194f * height_mm);
 }
 
 float head_score(const HeadShape& shape) {
-    const float length = trapezoid(shape.head_long_mm, 15.0f, 28.0f, 90.0f, 140.0f);
-    const float width = trapezoid(shape.head_short_mm, 10.0f, 22.0f, 75.0f, 110.0f);
-    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.08f, 0.14f);
+    // Only tall people bend a broad back to the height of their head; what is low and large is the
+    // load of a cart.
+    const float tall = trapezoid(shape.top_mm, 1100.0f, 1350.0f, 3000.0f, 4000.0f);
+    const float length =
+        trapezoid(shape.head_long_mm, 15.0f, 28.0f, 60.0f + 30.0f * tall, 85.0f + 55.0f * tall);
+    const float width = trapezoid(shape.head_short_mm, 12.0f, 25.0f, 75.0f, 110.0f);
+    const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.045f + 0.035f * tall,
+                                 0.065f + 0.075f * tall);
     // A head leaves room for shoulders below it; the top of a box or an arm is all there is.
     const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
-    const float shoulders = trapezoid(top_share, -1.0f, 0.0f, 0.7f, 0.97f);
+    const float shoulders =
+        trapezoid(top_share, -1.0f, 0.0f, 0.7f - 0.1f * tall, 0.92f - 0.07f * tall);
     const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
                                       0.15f, 0.45f, 1.0f, 2.0f);
-    if (head_gave_no_echo(shape)) return 0.6f * std::sqrt(length * size);
-    return 0.95f * std::cbrt(length * width * size * shoulders * roundness);
+    // An ellipse of uniform surface has the area 4 pi times the product of its deviations; wires
+    // and lone fragments have less.
+    const float ellipse_m2 = 4e-6f * std::numbers::pi_v<float> *
+                             std::max(shape.head_long_mm * shape.head_short_mm, 1.0f);
+    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.6f - 0.2f * tall,
+                                  1.1f - 0.3f * tall, 10.0f, 20.0f);
+    const float head = 0.95f * std::sqrt(length * width * size * shoulders * roundness * solid);
+    // Dark hair may swallow a whole head: shoulders around a hole of a head's size.
+    const float hole = trapezoid(shape.hole_area_m2, 0.008f, 0.012f, 0.06f, 0.1f);
+    return std::max(head, 0.6f * std::sqrt(hole * length * size * roundness * solid));
+}
+
+// An elbow, a hand or a bag at somebody's side is a summit too. It is far below that person's head
+// and nearer to it than anybody else could stand.
+float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& others) {
+    constexpr float kMuchTaller_mm = 400.0f;
+    float apart = 1.0f;
+    for (const HeadShape& other : others) {
+        if (other.top_mm < shape.top_mm + kMuchTaller_mm) continue;
+        const float distance_mm = std::hypot(other.centre.x_mm - shape.centre.x_mm,
+                                             other.centre.y_mm - shape.centre.y_mm);
+        apart = std::min(apart, std::clamp((distance_mm - 330.0f) / 80.0f, 0.0f, 1.0f));
+    }
+    return apart;
 }
 
 }  // namespace
@@ -224,10 +226,12 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     gather_samples(raw_mm, peaks.size());
     shapes_.clear();
     detections_.clear();
-    for (std::size_t i = 0; i < peaks.size(); ++i) {
+    for (std::size_t i = 0; i < peaks.size(); ++i)
         shapes_.push_back(measure(samples_[i]));
+    for (const HeadShape& shape : shapes_) {
         Detection detection;
-        if (to_detection(shapes_.back(), detection)) detections_.push_back(detection);
+        detection.score = head_score(shape) * apart_from_taller(shape, shapes_);
+        if (to_detection(shape, detection)) detections_.push_back(detection);
     }
 }
 
@@ -262,15 +266,16 @@ float DepthDetector::border_distance_mm(const HeadShape& shape) const {
 
 bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) const {
     if (shape.top_mm < kShortestPerson_mm) return false;
-    detection.score = head_score(shape);
     if (detection.score < 0.3f) return false;
 
     if (border_distance_mm(shape) < kBorder_mm) return false;
     const float lens_to_top_mm = camera_.height_mm - shape.top_mm;
-    const Span across = perspective_span(
-        shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm), lens_to_top_mm);
-    const Span along = perspective_span(
-        shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm), lens_to_top_mm);
+    const Span across =
+        head_span(shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm, shape.top_mm),
+                  lens_to_top_mm);
+    const Span along =
+        head_span(shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm, shape.top_mm),
+                  lens_to_top_mm);
     const float left = across.low * camera_.fx + camera_.cx;
     const float right = across.high * camera_.fx + camera_.cx;
     const float upper = along.low * camera_.fy + camera_.cy;

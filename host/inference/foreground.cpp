@@ -20,7 +20,9 @@ constexpr double kStillShare = 0.97;
 constexpr double kGhostEdgeRatio = 1.6;
 constexpr int kGhostPeriod = 5;  // frames between two searches
 constexpr int kSmallestGhost_px = 40;
-constexpr double kPatchStep = 30.0;  // grey levels, sum over the channels / 3
+// Grey levels: what is nearer to a patch is floor, what is farther is more than a shadow.
+constexpr double kPatchStep = 30.0;
+constexpr double kClearPatchStep = 60.0;
 
 double mean_edge(const cv::Mat& grey, const cv::Mat& where) {
     cv::Mat dx, dy, magnitude;
@@ -62,12 +64,17 @@ void Foreground::follow_motion() {
     grey_.copyTo(previous_grey_);
 }
 
+// Within a patch the model is wrong in both ways: it takes the bare floor for somebody, and the one
+// who has left for the floor.
 void Foreground::apply_patches(const cv::Mat& bgr) {
     if (patch_mask_.empty()) return;
     cv::Mat difference;
     cv::absdiff(bgr, patch_bgr_, difference);
     cv::cvtColor(difference, difference, cv::COLOR_BGR2GRAY);
-    mask_.setTo(0, (difference < kPatchStep) & patch_mask_);
+    const cv::Mat like_patch = (difference < kPatchStep) & patch_mask_;
+    mask_.setTo(255, (difference > kClearPatchStep) & patch_mask_);
+    mask_.setTo(0, like_patch);
+    patch_mask_.setTo(0, like_patch & (raw_ == 0));  // the model has learned the floor by now
 }
 
 void Foreground::clean() {

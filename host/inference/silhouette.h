@@ -2,7 +2,6 @@
 // image centre than the feet.
 #pragma once
 
-#include <array>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -17,17 +16,21 @@ struct OverheadCamera {
     float height_mm = 0.0f;  // lens above the floor
 };
 
-inline constexpr float kTypicalHeight_mm = 1680.0f;
+// Somebody standing upright.
+struct Stander {
+    float x_mm = 0.0f;  // of the head's middle, from the lens axis
+    float y_mm = 0.0f;
+    float height_mm = 1700.0f;
+};
 
-// Outline of a person of typical height whose head is above (x_mm, y_mm), as a convex polygon.
-std::vector<cv::Point> silhouette(const OverheadCamera& camera, float x_mm, float y_mm);
+// Outline as a convex polygon.
+std::vector<cv::Point> silhouette(const OverheadCamera& camera, const Stander& person);
 
-// Head and shoulders of that person.
-cv::Rect2f head_box(const OverheadCamera& camera, float x_mm, float y_mm, float half_x_mm,
-                    float half_y_mm);
+// The largest rectangle that head and shoulders may fill, whichever way the person faces.
+cv::Rect2f head_box(const OverheadCamera& camera, const Stander& person);
 
-// Where the head is above the floor when the outermost point of the silhouette, as seen from the
-// image centre, is at this pixel.
-cv::Point2f head_of_outermost(const OverheadCamera& camera, float u, float v);
+// Where a person of this height stands when the outermost point of the silhouette, as seen from
+// the image centre, is at this pixel.
+Stander from_outermost(const OverheadCamera& camera, float u, float v, float height_mm);
 
 }  // namespace host

@@ -123,7 +123,7 @@ void IouTracker::match_by_distance() {
         return std::hypot(target.expected.x - input.place.x, target.expected.y - input.place.y) /
                size;
     };
-    const auto candidate = [this](const Target& target) {
+    const auto candidate = [](const Target& target) {
         return target.input < 0 && target.lost == 0;
     };
     const auto open = [this](const Input& input) {

@@ -41,10 +41,39 @@ class Scene {
     void person(float x, float y, float height, bool shoulders_along_y = false) {
         const float k = height / 1700.0f;
         const float wide = 225.0f * k, deep = 120.0f * k;
-        ellipsoids_.push_back({x, y, height - 120.0f, 80.0f, 95.0f, 120.0f});
+        const float head = 0.6f + 0.4f * k;  // children have large heads
+        ellipsoids_.push_back(
+            {x, y, height - 120.0f * head, 80.0f * head, 95.0f * head, 120.0f * head});
         ellipsoids_.push_back({x, y, height - 390.0f * k, shoulders_along_y ? deep : wide,
                                shoulders_along_y ? wide : deep, 130.0f * k});
         ellipsoids_.push_back({x, y, 0.45f * height, 150.0f * k, 130.0f * k, 0.45f * height});
+    }
+
+    // The rectangle around the projected head and shoulders of such a person, hidden parts too.
+    host::Detection truth(float x, float y, float height, bool shoulders_along_y = false) const {
+        Scene alone(camera_.height_mm);
+        alone.person(x, y, height, shoulders_along_y);
+        float low_u = 1e9f, high_u = -1e9f, low_v = 1e9f, high_v = -1e9f;
+        for (std::size_t part = 0; part < 2; ++part) {
+            const Ellipsoid& e = alone.ellipsoids_[part];
+            for (float lat = -1.55f; lat < 1.56f; lat += 0.1f) {
+                for (float lon = 0.0f; lon < 6.28f; lon += 0.1f) {
+                    const float px = e.x + e.rx * std::cos(lat) * std::cos(lon);
+                    const float py = e.y + e.ry * std::cos(lat) * std::sin(lon);
+                    const float z = camera_.height_mm - (e.z + e.rz * std::sin(lat));
+                    const float u = 2.0f * (camera_.cx + camera_.fx * px / z);
+                    const float v = 2.125f * (camera_.cy + camera_.fy * py / z);
+                    low_u = std::min(low_u, u);
+                    high_u = std::max(high_u, u);
+                    low_v = std::min(low_v, v);
+                    high_v = std::max(high_v, v);
+                }
+            }
+        }
+        const auto pixel_of = [](float value) { return static_cast<int>(std::lround(value)); };
+        return {host::kClassPerson,       1.0f,
+                pixel_of(low_u),          pixel_of(low_v),
+                pixel_of(high_u - low_u), pixel_of(high_v - low_v)};
     }
 
     void ellipsoid(const Ellipsoid& shape) { ellipsoids_.push_back(shape); }
