@@ -269,8 +269,10 @@ void add_load(Builder& b, const Sizes& s, const Pose& pose, const Arm& right) {
 
 Rgb pick(Rng& rng, std::initializer_list<Rgb> choice) {
     const Rgb base = *(choice.begin() + rng.below(static_cast<int>(choice.size())));
-    const auto vary = [&rng](std::uint8_t c) {
-        return static_cast<std::uint8_t>(clamp(c + rng.uniform(-14.0, 14.0), 8.0, 246.0));
+    const double lighter = rng.uniform(-12.0, 12.0);
+    const auto vary = [&rng, lighter](std::uint8_t c) {
+        const double value = c + lighter + rng.uniform(-4.0, 4.0);
+        return static_cast<std::uint8_t>(clamp(value, 8.0, 246.0));
     };
     const std::uint8_t r = vary(base.r);
     const std::uint8_t g = vary(base.g);
@@ -289,9 +291,11 @@ Look random_look(Rng& rng, double height_m) {
     look.height_m = height_m;
     look.girth = clamp(1.0 + 0.05 * rng.normal(), 0.9, 1.12);
     look.skin = pick(rng, {{224, 178, 150}, {205, 155, 125}, {160, 112, 84}, {98, 66, 50}});
-    look.hair = pick(
-        rng,
-        {{30, 26, 24}, {44, 34, 28}, {72, 50, 34}, {110, 80, 52}, {176, 142, 92}, {150, 148, 144}});
+    const Rgb young =
+        pick(rng, {{30, 26, 24}, {44, 34, 28}, {72, 50, 34}, {110, 80, 52}, {176, 142, 92}});
+    const Rgb grey = pick(rng, {{150, 148, 144}, {196, 194, 190}});
+    const bool child = height_m < 1.45;
+    look.hair = rng.chance(0.15) && !child ? grey : young;
     look.top = pick(rng, {{44, 54, 84},
                           {150, 40, 44},
                           {206, 202, 194},
@@ -308,7 +312,7 @@ Look random_look(Rng& rng, double height_m) {
     look.load = pick(rng, {{150, 46, 40}, {40, 44, 52}, {46, 92, 132}, {120, 86, 52}});
     look.short_sleeves = rng.chance(0.35);
     look.long_hair = rng.chance(0.4);
-    look.bald = !look.long_hair && rng.chance(0.1);
+    look.bald = !look.long_hair && !child && rng.chance(0.1);
     return look;
 }
 

@@ -17,6 +17,10 @@ constexpr float kDiffuse = 155.0f;
 constexpr float kCu = static_cast<float>(kCentreU);
 constexpr float kCv = static_cast<float>(kCentreV);
 
+// Rows are drawn in whole blocks of pixels, so that no pixel is left over for scalar code.
+constexpr int kBlock = 8;
+static_assert(kColourWidth % kBlock == 0);
+
 Rect clip(const Rect& r) {
     return {std::max(r.x0, 0), std::max(r.y0, 0), std::min(r.x1, kColourWidth),
             std::min(r.y1, kColourHeight)};
@@ -24,7 +28,7 @@ Rect clip(const Rect& r) {
 
 // One row of a quadric. With the ray point p = c_z * d + s * d and q = c_z * d - c (so q_z = 0),
 // (q + s d)' M (q + s d) = 1 is a well-conditioned quadratic in s.
-void draw_row(const Quadric& q, int x0, int count, float dy, float inverse_focal,
+void draw_row(const Quadric& q, int x0, int blocks, float dy, float inverse_focal,
               float* __restrict z, std::int32_t* __restrict tag) {
     const float cx = q.centre[0];
     const float cz = q.centre[2];
@@ -35,6 +39,7 @@ void draw_row(const Quadric& q, int x0, int count, float dy, float inverse_focal
     const float a0 = yy * dy * dy + 2.0f * yz * dy + zz;
     const float a1 = 2.0f * (xy * dy + xz);
     const int material = q.material << 8;
+    const int count = blocks * kBlock;
     for (int i = 0; i < count; ++i) {
         const float dx = (static_cast<float>(x0 + i) - kCu) * inverse_focal;
         const float px = dx * cz - cx;
@@ -62,6 +67,42 @@ void draw_row(const Quadric& q, int x0, int count, float dy, float inverse_focal
         tag[i] = hit ? material + static_cast<int>(shade) : tag[i];
     }
 }
+
+// The rays of a row that meet a quadric: b^2 - a c of the equation above is itself a quadratic
+// form d' D d of the ray, with D = (M c)(M c)' - (c' M c - 1) M.
+class Silhouette {
+  public:
+    explicit Silhouette(const Quadric& q) {
+        const double c[3] = {q.centre[0], q.centre[1], q.centre[2]};
+        const double g[3] = {q.xx * c[0] + q.xy * c[1] + q.xz * c[2],
+                             q.xy * c[0] + q.yy * c[1] + q.yz * c[2],
+                             q.xz * c[0] + q.yz * c[1] + q.zz * c[2]};
+        const double k = g[0] * c[0] + g[1] * c[1] + g[2] * c[2] - 1.0;
+        xx_ = g[0] * g[0] - k * q.xx;
+        xy_ = g[0] * g[1] - k * q.xy;
+        xz_ = g[0] * g[2] - k * q.xz;
+        yy_ = g[1] * g[1] - k * q.yy;
+        yz_ = g[1] * g[2] - k * q.yz;
+        zz_ = g[2] * g[2] - k * q.zz;
+    }
+
+    // Narrows [x0, x1) to the pixels that can meet the surface.
+    void narrow(double dy, double focal_px, int& x0, int& x1) const {
+        const double b = xy_ * dy + xz_;
+        const double c = yy_ * dy * dy + 2.0 * yz_ * dy + zz_;
+        const double square = b * b - xx_ * c;
+        if (!(xx_ < 0.0) || square < 0.0) return;
+        const double root = std::sqrt(square);
+        const double low = kCentreU + focal_px * (-b + root) / xx_;
+        const double high = kCentreU + focal_px * (-b - root) / xx_;
+        constexpr double kMargin_px = 1.5;  // single precision in the pixel loop
+        if (low - kMargin_px > x0) x0 = static_cast<int>(std::min(low - kMargin_px, 1e6));
+        if (high + kMargin_px < x1) x1 = static_cast<int>(std::max(high + kMargin_px, -1.0)) + 1;
+    }
+
+  private:
+    double xx_, xy_, xz_, yy_, yz_, zz_;
+};
 
 struct Slab {
     float along_x, along_rest;  // axis . ray = along_x * dx + along_rest
@@ -101,12 +142,18 @@ float face_shade(float lit) {
 
 void draw(const Quadric& quadric, float focal_px, Surface& surface) {
     const Rect r = clip(quadric.rect);
-    if (r.x1 <= r.x0) return;
     const float inverse = 1.0f / focal_px;
+    const Silhouette silhouette(quadric);
     for (int y = r.y0; y < r.y1; ++y) {
-        const std::size_t at = static_cast<std::size_t>(y * kColourWidth + r.x0);
-        draw_row(quadric, r.x0, r.x1 - r.x0, (static_cast<float>(y) - kCv) * inverse, inverse,
-                 surface.z.data() + at, surface.tag.data() + at);
+        const float dy = (static_cast<float>(y) - kCv) * inverse;
+        int x0 = r.x0;
+        int x1 = r.x1;
+        silhouette.narrow(dy, focal_px, x0, x1);
+        if (x1 <= x0) continue;
+        x0 = x0 / kBlock * kBlock;
+        const std::size_t at = static_cast<std::size_t>(y * kColourWidth + x0);
+        draw_row(quadric, x0, (x1 - x0 + kBlock - 1) / kBlock, dy, inverse, surface.z.data() + at,
+                 surface.tag.data() + at);
     }
 }
 

@@ -126,12 +126,10 @@ void Renderer::render(const Model& model, const std::vector<Pose>& people, Frame
     surface_.tag.assign(kPixels, kFloorShade);
     const float focal = static_cast<float>(camera_.focal_px);
     for (const Pose& person : people) {
-        const Pixel feet = camera_.project(person.x_m, person.y_m, 0.0);
-        const double radius = 0.55 * camera_.focal_px / camera_.height_m;
-        if (feet.u < -radius || feet.u > kColourWidth + radius) continue;
-        if (feet.v < -radius || feet.v > kColourHeight + radius) continue;
-        draw_shadow(static_cast<float>(feet.u), static_cast<float>(feet.v),
-                    static_cast<float>(radius), 0.38f, surface_);
+        cast_shadow({person.x_m, person.y_m});
+        if (person.load != Load::kTrolley && person.load != Load::kCart) continue;
+        cast_shadow({person.x_m + kTrolleyAhead_m * person.dir_x,
+                     person.y_m + kTrolleyAhead_m * person.dir_y});
     }
     for (const Quadric& q : model.quadrics)
         draw(q, focal, surface_);
@@ -148,6 +146,17 @@ void Renderer::render(const Model& model, const std::vector<Pose>& people, Frame
     frame.nv12.resize(static_cast<std::size_t>(kPixels) * 3 / 2);
     convert_nv12(planes_, frame.nv12.data());
     measure_depth(model, frame);
+}
+
+void Renderer::cast_shadow(const Point& at) {
+    constexpr double kRadius_m = 0.55;
+    constexpr float kStrength = 0.38f;
+    const Pixel centre = camera_.project(at.x_m, at.y_m, 0.0);
+    const double radius = kRadius_m * camera_.focal_px / camera_.height_m;
+    if (centre.u < -radius || centre.u > kColourWidth + radius) return;
+    if (centre.v < -radius || centre.v > kColourHeight + radius) return;
+    draw_shadow(static_cast<float>(centre.u), static_cast<float>(centre.v),
+                static_cast<float>(radius), kStrength, surface_);
 }
 
 void Renderer::resolve(const Model& model) {
@@ -220,9 +229,10 @@ void Renderer::measure_depth(const Model& model, Frame& frame) const {
             const int material = tags[u] >> 8;
             if (material != 0 &&
                 model.materials[static_cast<std::size_t>(material)].swallows_infrared) {
-                // Blotches of a few pixels that stay for some frames.
-                const std::uint64_t cell = static_cast<std::uint64_t>(x / 4) << 40 ^
-                                           static_cast<std::uint64_t>(y / 4) << 20 ^
+                // Ragged blotches of a few pixels that stay for some frames.
+                const int ragged = chance[x] & 3;
+                const std::uint64_t cell = static_cast<std::uint64_t>((x + ragged) / 4) << 40 ^
+                                           static_cast<std::uint64_t>((y + ragged) / 4) << 20 ^
                                            static_cast<std::uint64_t>(frame.index / 3);
                 lost = lost || (mix64(cell ^ seed_) & 255U) < kHairPatchLoss;
             }

@@ -25,6 +25,7 @@ class Renderer {
   private:
     void make_floor();
     void make_noise();
+    void cast_shadow(const Point& at);
     void resolve(const Model& model);
     void add_colour_noise(std::int64_t index);
     void measure_depth(const Model& model, Frame& frame) const;

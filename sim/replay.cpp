@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <stdexcept>
 
 #include "sim/simulator.h"
 #include "sim/trajectory.h"
@@ -13,6 +14,8 @@ namespace {
 constexpr double kSmooth_s = 0.8;        // window of the walking direction
 constexpr double kLeastMotion_m = 0.12;  // less in a window is swaying on the spot
 constexpr double kCrowded_per_m2 = 1.0;
+constexpr double kLowestCamera_m = 2.5;  // clear of the tallest head
+constexpr double kHighestCamera_m = 20.0;
 constexpr double kAssumedHeight_m = 1.70;  // where the file's z is no person's height
 
 struct Step {
@@ -205,6 +208,11 @@ double peak_density(const std::vector<Track>& tracks, const Camera& camera, std:
 }  // namespace
 
 Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options) {
+    if (!(options.camera_height_m >= kLowestCamera_m &&
+          options.camera_height_m <= kHighestCamera_m)) {
+        throw std::invalid_argument("camera height " + std::to_string(options.camera_height_m) +
+                                    " m; expected 2.5 to 20");
+    }
     const TrajectoryFile file = read_trajectory_file(path, options.fps);
     const auto [low, high] = std::minmax_element(
         file.samples.begin(), file.samples.end(),

@@ -52,7 +52,7 @@ Scene entrance() {
               false};
     s.plan.half_length_m = 3.2;
     s.plan.half_width_m = 1.6;
-    s.plan.arrivals_per_s = 1.0;
+    s.plan.arrivals_per_s = 1.4;
     s.plan.max_people = 10;
     s.plan.children = 0.06;
     s.plan.stops = 0.05;
@@ -74,7 +74,7 @@ Scene uturn() {
               false};
     s.plan.half_length_m = 3.2;
     s.plan.half_width_m = 1.4;
-    s.plan.arrivals_per_s = 0.5;
+    s.plan.arrivals_per_s = 0.8;
     s.plan.max_people = 6;
     s.plan.uturns = 0.5;
     return s;
@@ -93,7 +93,7 @@ Scene groups() {
               true};
     s.plan.half_length_m = 3.4;
     s.plan.half_width_m = 1.6;
-    s.plan.arrivals_per_s = 0.32;
+    s.plan.arrivals_per_s = 0.55;
     s.plan.max_people = 10;
     s.plan.children = 0.3;
     s.plan.groups = 0.5;
@@ -115,7 +115,7 @@ Scene shop() {
     s.plan.along_x = true;
     s.plan.half_length_m = 5.2;
     s.plan.half_width_m = 0.95;
-    s.plan.arrivals_per_s = 0.35;
+    s.plan.arrivals_per_s = 0.55;
     s.plan.max_people = 8;
     s.plan.children = 0.15;
     s.plan.trolleys = 0.3;
@@ -137,10 +137,10 @@ Scene crowd() {
               false};
     s.plan.half_length_m = 3.6;
     s.plan.half_width_m = 2.75;
-    s.plan.arrivals_per_s = 12.0;
-    s.plan.max_people = 47;
+    s.plan.arrivals_per_s = 40.0;
+    s.plan.max_people = 45;
     s.plan.children = 0.04;
-    s.plan.warm_up_s = 20.0;
+    s.plan.warm_up_s = 10.0;
     return s;
 }
 

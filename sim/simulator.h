@@ -62,12 +62,12 @@ std::vector<std::string> scene_names();
 SceneInfo scene_info(const std::string& name);
 
 struct TrajectoryOptions {
-    double camera_height_m = 4.0;
-    bool centre_given = false;  // false: the camera hangs over the middle of all points
-    Point centre;               // metres in the file's coordinates, below the camera
-    bool rotate_90 = false;     // turns the scene by 90 degrees: the file's x runs up the image
-    double fps = 0.0;           // 0: from the file's comments, else 25
-    std::uint64_t seed = 1;     // looks of the people and sensor noise
+    double camera_height_m = 4.0;  // 2.5 to 20
+    bool centre_given = false;     // false: the camera hangs over the middle of all points
+    Point centre;                  // metres in the file's coordinates, below the camera
+    bool rotate_90 = false;        // turns the scene by 90 degrees: the file's x runs up the image
+    double fps = 0.0;              // 0: from the file's comments, else 25
+    std::uint64_t seed = 1;        // looks of the people and sensor noise
     std::vector<CountingLine> lines;  // empty: one line below the camera, across the main motion
 };
 
@@ -103,7 +103,8 @@ class Simulator {
 Simulator make_scene(const std::string& name, std::uint64_t seed = 1);
 
 // People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::runtime_error
-// that names file and line when the file cannot be read.
+// that names file and line when the file cannot be read, std::invalid_argument for an impossible
+// camera height.
 Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options = {});
 
 }  // namespace sim

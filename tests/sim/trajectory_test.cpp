@@ -1,0 +1,109 @@
+// Reading trajectory files: units, frame rates, order, and what is wrong with bad lines.
+#include "sim/trajectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+using sim::read_trajectory;
+using sim::TrajectoryFile;
+using testing::HasSubstr;
+
+TrajectoryFile read(const std::string& text, double fps = 0.0) {
+    std::istringstream in(text);
+    return read_trajectory(in, "walk.txt", fps);
+}
+
+std::string complaint(const std::string& text) {
+    try {
+        read(text);
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(Trajectory, NamedCentimetres) {
+    const TrajectoryFile file = read("# id frame x/cm y/cm z/cm\n3 10 -12.5 50 176\n");
+    ASSERT_EQ(file.samples.size(), 1u);
+    EXPECT_EQ(file.samples[0].id, 3);
+    EXPECT_EQ(file.samples[0].frame, 10);
+    EXPECT_DOUBLE_EQ(file.samples[0].x_m, -0.125);
+    EXPECT_DOUBLE_EQ(file.samples[0].y_m, 0.5);
+    EXPECT_DOUBLE_EQ(file.samples[0].z_m, 1.76);
+}
+
+TEST(Trajectory, NamedMetresEvenForLargeValues) {
+    const TrajectoryFile file = read("# id frame x/m y/m z/m\n1 0 250 1 1.76\n");
+    EXPECT_DOUBLE_EQ(file.samples[0].x_m, 250.0);
+    EXPECT_DOUBLE_EQ(file.samples[0].z_m, 1.76);
+}
+
+TEST(Trajectory, EachAxisMayHaveItsOwnUnit) {
+    const TrajectoryFile file = read("# x/m y/m z/cm\n1 0 2 1 176\n");
+    EXPECT_DOUBLE_EQ(file.samples[0].x_m, 2.0);
+    EXPECT_DOUBLE_EQ(file.samples[0].z_m, 1.76);
+}
+
+TEST(Trajectory, UnnamedHundredsAreCentimetres) {
+    EXPECT_DOUBLE_EQ(read("1 0 129.7 787.2 155.5\n").samples[0].y_m, 7.872);
+    EXPECT_DOUBLE_EQ(read("1 0 1.297 7.872 1.555\n").samples[0].y_m, 7.872);
+}
+
+TEST(Trajectory, FrameRateFromCommentParameterOrDefault) {
+    EXPECT_DOUBLE_EQ(read("# framerate: 16 fps\n1 0 0 0 1.7\n").fps, 16.0);
+    EXPECT_DOUBLE_EQ(read("# framerate: 16 fps\n1 0 0 0 1.7\n", 12.5).fps, 12.5);
+    EXPECT_DOUBLE_EQ(read("1 0 0 0 1.7\n").fps, 25.0);
+}
+
+TEST(Trajectory, LinesComeInAnyOrder) {
+    const TrajectoryFile file = read("2 5 0 0 1.7\n1 6 1 0 1.7\n2 4 2 0 1.7\n1 5 3 0 1.7\n");
+    ASSERT_EQ(file.samples.size(), 4u);
+    EXPECT_DOUBLE_EQ(file.samples[0].x_m, 3.0);
+    EXPECT_DOUBLE_EQ(file.samples[1].x_m, 1.0);
+    EXPECT_DOUBLE_EQ(file.samples[2].x_m, 2.0);
+    EXPECT_DOUBLE_EQ(file.samples[3].x_m, 0.0);
+}
+
+TEST(Trajectory, BlanksTabsAndLineEndsOfOtherSystems) {
+    const TrajectoryFile file = read("\r\n  1\t0   0.5 -0.5\t1.7 \r\n\n# the end");
+    ASSERT_EQ(file.samples.size(), 1u);
+    EXPECT_DOUBLE_EQ(file.samples[0].y_m, -0.5);
+}
+
+TEST(Trajectory, ErrorsNameFileLineAndRemedy) {
+    const std::string good = "# comment\n1 0 0 0 1.7\n";
+    EXPECT_THAT(complaint(good + "1 1 0 0\n"), HasSubstr("walk.txt:3: found 4 fields; expected "
+                                                         "five: id frame x y z"));
+    EXPECT_THAT(complaint(good + "1 1 0 0 1.7 9\n"), HasSubstr("walk.txt:3: found 6 fields"));
+    EXPECT_THAT(complaint(good + "one 1 0 0 1.7\n"),
+                HasSubstr("walk.txt:3: id \"one\" is not understood; expected a whole number"));
+    EXPECT_THAT(complaint(good + "1 1.5 0 0 1.7\n"), HasSubstr("walk.txt:3: frame \"1.5\""));
+    EXPECT_THAT(complaint(good + "1 1 0,5 0 1.7\n"),
+                HasSubstr("walk.txt:3: x \"0,5\" is not understood; expected a number"));
+    EXPECT_THAT(complaint(good + "1 1 0 nan 1.7\n"), HasSubstr("walk.txt:3: y \"nan\""));
+    EXPECT_THAT(complaint(good + "1 1 0 0 inf\n"), HasSubstr("walk.txt:3: z \"inf\""));
+    EXPECT_THAT(complaint(good + "1 1 1e99 0 1.7\n"), HasSubstr("walk.txt:3: x \"1e99\""));
+    EXPECT_THAT(complaint(good + "1 99999999999 0 0 1.7\n"), HasSubstr("walk.txt:3: frame"));
+    EXPECT_THAT(complaint(good + "\n1 0 0 0 1.7\n"),
+                HasSubstr("walk.txt:4: person 1 already has a position in frame 0 (line 2)"));
+    EXPECT_THAT(complaint("# x/inch\n"), HasSubstr("walk.txt:1: unit \"inch\""));
+    EXPECT_THAT(complaint("# framerate: soon\n"), HasSubstr("walk.txt:1: frame rate"));
+    EXPECT_THAT(complaint("# framerate: -5 fps\n"), HasSubstr("walk.txt:1: frame rate"));
+    EXPECT_THAT(complaint("# only comments\n"), HasSubstr("walk.txt: no positions; expected"));
+}
+
+TEST(Trajectory, MissingFileIsNamed) {
+    try {
+        sim::read_trajectory_file("no/such/walk.txt");
+        FAIL() << "no error";
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), HasSubstr("no/such/walk.txt: cannot be opened"));
+    }
+}
+
+}  // namespace
