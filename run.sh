@@ -6,9 +6,10 @@ cd "$(dirname "$0")"
 . scripts/packages.sh
 # shellcheck disable=SC2086
 install_missing_packages $vca_packages
-cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build.log 2>&1 &&
-    cmake --build --preset release --target vca_program >>build.log 2>&1 || {
-    cat build.log >&2
+mkdir -p build
+cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build/run.log 2>&1 &&
+    cmake --build --preset release --target vca_program >>build/run.log 2>&1 || {
+    cat build/run.log >&2
     exit 1
 }
 exec build/release/host/vca run "$@"

@@ -11,11 +11,13 @@
 #define VCA_EXTERN_C_END }
 #define VCA_STATIC_ASSERT(cond, text) static_assert(cond, text)
 #define VCA_ALIGNED(bytes) alignas(bytes)
+#define VCA_ALIGNOF(type) alignof(type)
 #else
 #define VCA_EXTERN_C_BEGIN
 #define VCA_EXTERN_C_END
 #define VCA_STATIC_ASSERT(cond, text) _Static_assert(cond, text)
 #define VCA_ALIGNED(bytes) _Alignas(bytes)
+#define VCA_ALIGNOF(type) _Alignof(type)
 #endif
 
 /* Marks a function that the shared library exports; everything else stays hidden. */

@@ -31,6 +31,9 @@ typedef struct POINT12 {
 } POINT12;
 
 VCA_CHECK_SIZE(POINT12, 12);
+VCA_CHECK_OFFSET(POINT12, en, 0);
+VCA_CHECK_OFFSET(POINT12, x, 4);
+VCA_CHECK_OFFSET(POINT12, y, 8);
 
 typedef struct VCA_CFG_LINE_S {
     uint8_t LineEn; /* has no lasting effect: two valid points enable a line */
@@ -44,6 +47,7 @@ typedef struct VCA_CFG_LINE_S {
 } VCA_CFG_LINE_S;
 
 VCA_CHECK_SIZE(VCA_CFG_LINE_S, 192);
+VCA_CHECK_OFFSET(VCA_CFG_LINE_S, pt, 4);
 VCA_CHECK_OFFSET(VCA_CFG_LINE_S, UturnEn, 64);
 VCA_CHECK_OFFSET(VCA_CFG_LINE_S, uturn_pt, 68);
 VCA_CHECK_OFFSET(VCA_CFG_LINE_S, Flip, 188);
@@ -58,6 +62,7 @@ typedef struct VCA_CFG_RGN_S {
 } VCA_CFG_RGN_S;
 
 VCA_CHECK_SIZE(VCA_CFG_RGN_S, 136);
+VCA_CHECK_OFFSET(VCA_CFG_RGN_S, en_a, 1);
 VCA_CHECK_OFFSET(VCA_CFG_RGN_S, en_b, 8);
 VCA_CHECK_OFFSET(VCA_CFG_RGN_S, pt, 16);
 
@@ -68,6 +73,8 @@ typedef struct VCA_CFG_EXCL_S {
 } VCA_CFG_EXCL_S;
 
 VCA_CHECK_SIZE(VCA_CFG_EXCL_S, 128);
+VCA_CHECK_OFFSET(VCA_CFG_EXCL_S, type, 4);
+VCA_CHECK_OFFSET(VCA_CFG_EXCL_S, pt, 8);
 
 typedef struct VCA_ALGO_CFG_S {
     int32_t devWorkMode;   /* 0 stand-alone, 1 cascade master, 2 cascade slave */
@@ -108,12 +115,19 @@ typedef struct VCA_ALGO_CFG_S {
 } VCA_ALGO_CFG_S;
 
 VCA_CHECK_SIZE(VCA_ALGO_CFG_S, 1916);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, InstallHeight, 4);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, AcceleroEn, 8);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, TargetHeightMax, 12);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, TargetHeightMin, 16);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, ChildDistinction, 20);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, ChildHeightThresh, 24);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, StandAloneTrk, 28);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, GenderRecognize, 32);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, StaffDetection, 36);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, StaffDetectSens, 40);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, GroupEn, 44);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, GroupObjNumMax, 48);
+VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, GroupObjNumMin, 52);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, HtmpEn, 56);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, line, 60);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, RgnEn, 828);
@@ -136,6 +150,9 @@ typedef struct POLYGON_S {
 } POLYGON_S;
 
 VCA_CHECK_SIZE(POLYGON_S, 84);
+VCA_CHECK_OFFSET(POLYGON_S, coord, 0);
+VCA_CHECK_OFFSET(POLYGON_S, x, 4);
+VCA_CHECK_OFFSET(POLYGON_S, y, 44);
 
 /* A polygon rasterised to a 320 x 181 grid over the image. */
 typedef struct VCA_MASK_S {
@@ -144,6 +161,8 @@ typedef struct VCA_MASK_S {
 } VCA_MASK_S;
 
 VCA_CHECK_SIZE(VCA_MASK_S, 57924);
+VCA_CHECK_OFFSET(VCA_MASK_S, result, 0);
+VCA_CHECK_OFFSET(VCA_MASK_S, mask, 4);
 
 /* A straight piece of a counting line. */
 typedef struct LINE_SEG_S {
@@ -152,6 +171,8 @@ typedef struct LINE_SEG_S {
 } LINE_SEG_S;
 
 VCA_CHECK_SIZE(LINE_SEG_S, 16);
+VCA_CHECK_OFFSET(LINE_SEG_S, start, 0);
+VCA_CHECK_OFFSET(LINE_SEG_S, end, 8);
 
 /* A point of a counting line as the record keeps it. */
 typedef struct VCA_LINE_PT_S {
@@ -161,6 +182,8 @@ typedef struct VCA_LINE_PT_S {
 } VCA_LINE_PT_S;
 
 VCA_CHECK_SIZE(VCA_LINE_PT_S, 20);
+VCA_CHECK_OFFSET(VCA_LINE_PT_S, y, 4);
+VCA_CHECK_OFFSET(VCA_LINE_PT_S, data, 8);
 
 typedef struct VCA_LINE_S {
     uint8_t Flip;
@@ -168,6 +191,7 @@ typedef struct VCA_LINE_S {
 } VCA_LINE_S;
 
 VCA_CHECK_SIZE(VCA_LINE_S, 104);
+VCA_CHECK_OFFSET(VCA_LINE_S, pt, 4);
 
 /* What the library works by; all zero before the first configuration message but for
  * InstallHeight, which is 3000. */
@@ -218,6 +242,28 @@ typedef struct VCA_DEV_CFG_S {
     VCA_MASK_S exclMask[VCA_EXCL_NUM];
     int32_t DetectModel; /* 0 colour and depth, 1 colour only, 2 depth only */
 } VCA_DEV_CFG_S;
+
+VCA_CHECK_SIZE(VCA_DEV_CFG_S, 696920);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, cscdMapSize, 16);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, InstallHeight, 36);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, StandAloneTrkMd, 44);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, UturnFilter, 56);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, uturnRgn, 68);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, uturnMask, 404);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, LineEn, 232100);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, line, 232104);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, lineSeg, 232520);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, GroupEn, 232776);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, RgnEn, 232796);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, rgn, 232804);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, rgnMask, 233140);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, HtmpEn, 464836);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, ShowDetectBox, 464860);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, ExclEn, 464863);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, ExclType, 464868);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, exclRgn, 464884);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, exclMask, 465220);
+VCA_CHECK_OFFSET(VCA_DEV_CFG_S, DetectModel, 696916);
 
 /* The configuration record; never null, valid for the life of the process. */
 VCA_API VCA_DEV_CFG_S* dev_get_config(void);

@@ -15,6 +15,8 @@ typedef struct __attribute__((packed)) LOG_DBG_S {
 } LOG_DBG_S;
 
 VCA_CHECK_SIZE(LOG_DBG_S, 17);
+VCA_CHECK_OFFSET(LOG_DBG_S, on, 0);
+VCA_CHECK_OFFSET(LOG_DBG_S, path, 1);
 
 #define VCA_LOG_DBG_COUNT 25
 

@@ -11,6 +11,9 @@ VCA_EXTERN_C_BEGIN
 
 #define VCA_DEPTH_GRID 8
 
+/* Most samples that the distance of a rectangle is taken from. */
+#define VCA_DEPTH_SAMPLE_MAX 14400
+
 /* The floor map: 8 x 8 cells over the depth image, indexed [row][column]. */
 typedef struct VCA_DEPTH_STATE_S {
     int32_t depthMap[VCA_DEPTH_GRID][VCA_DEPTH_GRID]; /* learnt floor distance, mm; 0 after reset */
@@ -20,17 +23,16 @@ typedef struct VCA_DEPTH_STATE_S {
     int32_t depthUpdCnt;                                /* updates performed, one in six calls */
     int32_t depthRowPhase;                              /* advances on every fifth update */
     uint32_t depthDbgCnt;                               /* counter of the diagnostic dump */
-    uint16_t* depthSortBuf; /* scratch of depth16_calc_rgn_distance; null before the first
-                               vca_depth_algo_init, dangling after vca_depth_algo_uninit */
+    uint16_t depthSortBuf[VCA_DEPTH_SAMPLE_MAX];        /* scratch of depth16_calc_rgn_distance */
 } VCA_DEPTH_STATE_S;
 
 /* The depth state; never null, valid for the life of the process, the library's to write. */
 VCA_API const VCA_DEPTH_STATE_S* vca_depth_get_state(void);
 
-/* Resets the floor map and allocates the scratch buffer. Returns 0. */
+/* Resets the floor map. Returns 0. */
 VCA_API int vca_depth_algo_init(void);
 
-/* Releases the scratch buffer; not to be called twice without an init between. Returns 0. */
+/* Counterpart of vca_depth_algo_init; has nothing to release. Returns 0. */
 VCA_API int vca_depth_algo_uninit(void);
 
 /* Forgets the learnt floor; the counters stay. Returns 0. */

@@ -15,6 +15,9 @@ typedef struct VCA_SIZE_S {
     uint32_t height;
 } VCA_SIZE_S;
 
+VCA_CHECK_SIZE(VCA_SIZE_S, 8);
+VCA_CHECK_OFFSET(VCA_SIZE_S, height, 4);
+
 /* Indices into VCA_CTRL_S.img_size. */
 enum {
     VCA_SIZE_MERGE = 0,  /* 960 x 540: merge of detections, exclusion polygons */
@@ -49,11 +52,17 @@ typedef struct VCA_CTRL_S {
 } VCA_CTRL_S;
 
 VCA_CHECK_SIZE(VCA_CTRL_S, 240);
+VCA_CHECK_OFFSET(VCA_CTRL_S, base_ready, 1);
 VCA_CHECK_OFFSET(VCA_CTRL_S, frame_flag, 4);
+VCA_CHECK_OFFSET(VCA_CTRL_S, reserved1, 8);
 VCA_CHECK_OFFSET(VCA_CTRL_S, img_size, 12);
 VCA_CHECK_OFFSET(VCA_CTRL_S, real_model, 52);
+VCA_CHECK_OFFSET(VCA_CTRL_S, depth_model, 56);
 VCA_CHECK_OFFSET(VCA_CTRL_S, trk_param, 60);
+VCA_CHECK_OFFSET(VCA_CTRL_S, trk_conf_lo, 68);
+VCA_CHECK_OFFSET(VCA_CTRL_S, trk_conf_hi, 72);
 VCA_CHECK_OFFSET(VCA_CTRL_S, trk_local, 76);
+VCA_CHECK_OFFSET(VCA_CTRL_S, trk_merged, 80);
 VCA_CHECK_OFFSET(VCA_CTRL_S, real_img, 88);
 VCA_CHECK_OFFSET(VCA_CTRL_S, depth_img, 136);
 VCA_CHECK_OFFSET(VCA_CTRL_S, raw_img, 184);

@@ -32,9 +32,13 @@ typedef struct VCA_IMAGE_S {
 } VCA_IMAGE_S;
 
 VCA_CHECK_SIZE(VCA_IMAGE_S, 48);
+VCA_CHECK_OFFSET(VCA_IMAGE_S, width, 4);
+VCA_CHECK_OFFSET(VCA_IMAGE_S, height, 8);
+VCA_CHECK_OFFSET(VCA_IMAGE_S, stride, 12);
 VCA_CHECK_OFFSET(VCA_IMAGE_S, frame_word, 16);
 VCA_CHECK_OFFSET(VCA_IMAGE_S, plane_addr, 24);
 VCA_CHECK_OFFSET(VCA_IMAGE_S, map_addr, 32);
+VCA_CHECK_OFFSET(VCA_IMAGE_S, host_handle, 40);
 
 /* A rectangle of pixels handed to the host's crop function. */
 typedef struct VCA_RGN_S {
@@ -45,6 +49,10 @@ typedef struct VCA_RGN_S {
 } VCA_RGN_S;
 
 VCA_CHECK_SIZE(VCA_RGN_S, 16);
+VCA_CHECK_OFFSET(VCA_RGN_S, x, 0);
+VCA_CHECK_OFFSET(VCA_RGN_S, y, 4);
+VCA_CHECK_OFFSET(VCA_RGN_S, width, 8);
+VCA_CHECK_OFFSET(VCA_RGN_S, height, 12);
 
 VCA_EXTERN_C_END
 

@@ -20,6 +20,9 @@ struct TRK_POINT_S {
     int32_t zero[3];
 };
 VCA_CHECK_SIZE(TRK_POINT_S, 20);
+VCA_CHECK_OFFSET(TRK_POINT_S, x, 0);
+VCA_CHECK_OFFSET(TRK_POINT_S, y, 4);
+VCA_CHECK_OFFSET(TRK_POINT_S, zero, 8);
 
 /* One attribute sample of a track. */
 struct HUMAN_ATTR_S {
@@ -34,8 +37,12 @@ struct HUMAN_ATTR_S {
 };
 VCA_CHECK_SIZE(HUMAN_ATTR_S, 32);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, gender, 4);
+VCA_CHECK_OFFSET(HUMAN_ATTR_S, prob_male, 8);
+VCA_CHECK_OFFSET(HUMAN_ATTR_S, prob_female, 12);
+VCA_CHECK_OFFSET(HUMAN_ATTR_S, model_word, 16);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff_valid, 20);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff, 24);
+VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff_score, 28);
 
 /* A heat grid, 240 columns x 135 rows. Only the cells inside the half-open rectangle
  * [x0, x1) x [y0, y1) may be nonzero; copies cost time in proportion to it. */
@@ -73,6 +80,8 @@ struct RGN_STAY_S {
     int32_t stayTime; /* milliseconds inside without interruption */
 };
 VCA_CHECK_SIZE(RGN_STAY_S, 8);
+VCA_CHECK_OFFSET(RGN_STAY_S, inRgn, 0);
+VCA_CHECK_OFFSET(RGN_STAY_S, stayTime, 4);
 
 /* One tracked person. A new record is zero throughout (value-initialise it). The vectors own their
  * storage and copies are deep, but `attrImg` is a host image that copies share: it is destroyed
@@ -152,6 +161,11 @@ struct TRK_SHOW_MSG_S {
     int32_t footY;
 };
 VCA_CHECK_SIZE(TRK_SHOW_MSG_S, 20);
+VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, trackId, 0);
+VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, cx, 4);
+VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, cy, 8);
+VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, footX, 12);
+VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, footY, 16);
 
 VCA_EXTERN_C_BEGIN
 

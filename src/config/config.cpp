@@ -112,7 +112,7 @@ void set_uturn_areas(const VCA_ALGO_CFG_S& msg, VCA_DEV_CFG_S& cfg) {
         poly.coord = 0;
         cfg.UturnEn[i] = msg.line[i].UturnEn;
         cfg.UturnRgnEn[i] = count_valid_points(poly) > 2 ? 1 : 0;
-        std::printf("\t[%d] UturnEn=%d UturnRgn=%d ", i, cfg.UturnEn[i] != 0, cfg.UturnRgnEn[i]);
+        std::printf("UturnEn=%d UturnRgn=%d ", cfg.UturnEn[i] != 0, cfg.UturnRgnEn[i]);
         rasterise(poly, cfg.uturnMask[i]);
     }
 }

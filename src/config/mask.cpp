@@ -70,31 +70,41 @@ GridPolygon scale_polygon(const POLYGON_S& poly) {
     return grid;
 }
 
-// Columns at which the polygon's edges cross a row, ascending; returns their number.
-int row_crossings(const GridPolygon& grid, int32_t row, int32_t (&columns)[VCA_POLY_PT_NUM]) {
-    int count = 0;
+// Columns at which the polygon's edges cross a row, ascending.
+struct Crossings {
+    int32_t column[VCA_POLY_PT_NUM];
+    int num = 0;
+
+    void insert(int32_t value) {
+        int k = num++;
+        for (; k > 0 && column[k - 1] > value; --k)
+            column[k] = column[k - 1];
+        column[k] = value;
+    }
+};
+
+Crossings cross_row(const GridPolygon& grid, int32_t row) {
+    Crossings found;
     for (int i = 0, j = grid.num - 1; i < grid.num; j = i++) {
         const POINT_POS_S a = grid.pt[i];
         const POINT_POS_S b = grid.pt[j];
         if ((a.y > row) == (b.y > row)) continue;
         const int32_t rise = wrap_mul(wrap_sub(b.x, a.x), wrap_sub(row, a.y));
-        columns[count++] = wrap_add(safe_div(rise, wrap_sub(b.y, a.y)), a.x);
+        found.insert(wrap_add(safe_div(rise, wrap_sub(b.y, a.y)), a.x));
     }
-    std::sort(columns, columns + count);
-    return count;
+    return found;
 }
 
 // A cell is inside when an odd number of crossings lies strictly to its right (even-odd rule), so
 // the inside runs from one crossing up to the cell before the next. Returns the cells newly set.
 int32_t fill_row(const GridPolygon& grid, int32_t row, char (&cells)[VCA_MASK_COLS]) {
-    int32_t columns[VCA_POLY_PT_NUM];
-    const int crossings = row_crossings(grid, row, columns);
+    const Crossings found = cross_row(grid, row);
     const int32_t end = std::min(grid.max_x, VCA_MASK_COLS - 1) + 1;
     int32_t done = 0;
     int32_t set = 0;
-    for (int k = 1; k < crossings; k += 2) {
-        const int32_t from = std::clamp(columns[k - 1], 0, end);
-        const int32_t to = std::clamp(columns[k], 0, end);
+    for (int k = 1; k < found.num; k += 2) {
+        const int32_t from = std::clamp(found.column[k - 1], 0, end);
+        const int32_t to = std::clamp(found.column[k], 0, end);
         std::fill(cells + done, cells + from, char{0});
         set += static_cast<int32_t>(std::count(cells + from, cells + to, char{0}));
         std::fill(cells + from, cells + to, char{1});

@@ -1,7 +1,6 @@
 // The floor map, learnt slowly and only from measurements that look like floor, and the measured
 // installation height.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "depth/depth_state.h"
@@ -42,7 +41,8 @@ void measure_cell(const uint16_t* depth, int row, int col, int r0, int c0, int r
     VCA_DEPTH_STATE_S& s = depth_state();
     int32_t d = vca::to_i32(depth16_calc_rgn_distance(depth, c0, r0, c1 - 1, r1 - 1, true));
     s.depthCur[row][col] = d;
-    d = std::min(d, wrap_add(vca_dev_get_install_height(), kAboveHeightMm));
+    const int32_t height = vca_dev_get_install_height();
+    if (d > wrap_add(height, kAboveHeightMm - 1)) d = wrap_add(height, kAboveHeightMm);
     s.depthMap[row][col] = learn(s.depthMap[row][col], d, s.depthValid[row][col]);
 }
 
@@ -127,13 +127,10 @@ const VCA_DEPTH_STATE_S* vca_depth_get_state(void) {
 
 int vca_depth_algo_init(void) {
     dev_depth_map_reset();
-    depth_state().depthSortBuf =
-        static_cast<uint16_t*>(std::malloc(vca::kDepthSampleMax * sizeof(uint16_t)));
     return 0;
 }
 
 int vca_depth_algo_uninit(void) {
-    std::free(depth_state().depthSortBuf);
     return 0;
 }
 

@@ -5,9 +5,6 @@
 
 namespace vca {
 
-// Capacity of the sample buffer of depth16_calc_rgn_distance.
-constexpr int kDepthSampleMax = 14400;
-
 VCA_DEPTH_STATE_S& depth_state();
 
 }  // namespace vca

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char kLogName[] = "depth16_calc_rgn_distance";
+
 constexpr float kInvalidMm = 1600.0f;
 constexpr uint16_t kLargestImplausible = 99;  // missing or broken measurements
 constexpr int32_t kTallestMm = 2000;          // nothing stands higher above the floor
@@ -85,7 +87,7 @@ void gather_masked(const uint16_t* depth, Rect rect, Size image, Samples& sample
         const uint16_t* row = row_at(depth, y, image);
         for (int x = rect.x0; x < rect.x1; ++x) {
             if (is_masked(cfg, x, y, image)) continue;
-            if (gathered == vca::kDepthSampleMax) return;
+            if (gathered == VCA_DEPTH_SAMPLE_MAX) return;
             ++gathered;
             samples.take(row[x]);
         }
@@ -95,7 +97,7 @@ void gather_masked(const uint16_t* depth, Rect rect, Size image, Samples& sample
 // Whole rows only, as many as stay below the capacity.
 void gather_rows(const uint16_t* depth, Rect rect, Size image, Samples& samples) {
     const int width = rect.x1 - rect.x0;
-    const int rows = std::min(rect.y1 - rect.y0, (vca::kDepthSampleMax - 1) / width);
+    const int rows = std::min(rect.y1 - rect.y0, (VCA_DEPTH_SAMPLE_MAX - 1) / width);
     for (int y = rect.y0; y < rect.y0 + rows; ++y) {
         const uint16_t* row = row_at(depth, y, image);
         std::for_each(row + rect.x0, row + rect.x1, [&](uint16_t v) { samples.take(v); });
@@ -114,8 +116,9 @@ Run choose_run(bool map_mode) {
     if (map_mode) return run;
     run.lo = av_calc_val(0, 2, 1.0f - ratio);
     run.hi = av_calc_val(4, 6, 1.0f - ratio);
-    VCA_LOG_IF(vca::debug_on(vca::kDbgHeight), "RatioH=%.2f Idx=(%d %d) InsTimes=%.2f",
-               static_cast<double>(ratio), run.lo, run.hi, static_cast<double>(run.scale));
+    if (vca::debug_on(vca::kDbgHeight))
+        VCA_LOG_AS(kLogName, "RatioH=%.2f Idx=(%d %d) InsTimes=%.2f", static_cast<double>(ratio),
+                   run.lo, run.hi, static_cast<double>(run.scale));
     return run;
 }
 
@@ -133,9 +136,8 @@ float depth16_calc_rgn_distance(const uint16_t* depth, int x0, int y0, int x1, i
         return kInvalidMm;
     }
 
-    uint16_t* buffer = vca::depth_state().depthSortBuf;
-    Samples samples(buffer);
-    if (depth != nullptr && buffer != nullptr) {
+    Samples samples(vca::depth_state().depthSortBuf);
+    if (depth != nullptr) {
         if (!mapMode && any_depth_mask(*dev_get_config()))
             gather_masked(depth, rect, image, samples);
         else

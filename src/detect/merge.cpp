@@ -11,6 +11,8 @@ using vca::wrap_add;
 
 namespace {
 
+constexpr char kLogName[] = "vca_obj_merge_real_depth_rslt";
+
 constexpr float kCoveredIoU = 0.1f;
 constexpr int32_t kBorderPx = 19;
 constexpr int32_t kMinSidePx = 25;  // smaller boxes are no people on low installations
@@ -77,8 +79,8 @@ bool is_too_small(const DET_OBJ_S& box) {
 }
 
 void log_box(const char* list, int32_t i, const DET_OBJ_S& box) {
-    VCA_LOG("%s[%d]=(%d %d %d %d) %d %.2f", list, i, box.x, box.y, box.w, box.h, box.class_id,
-            static_cast<double>(box.score));
+    VCA_LOG_AS(kLogName, "%s[%d]=(%d %d %d %d) %d %.2f", list, i, box.x, box.y, box.w, box.h,
+               box.class_id, static_cast<double>(box.score));
 }
 
 // The display lists being filled: what may be shown, what is to be logged.
@@ -145,8 +147,8 @@ int vca_obj_merge_real_depth_rslt(const DET_OBJECTS_S* real, const DET_OBJECTS_S
             out->objs[out->num++] = work.objs[i];
 
     const bool log = vca::debug_on(vca::kDbgDetection);
-    VCA_LOG_IF(log && out->num > 0, "\nDetection: Real=%d Depth=%d Merge=%d", real->num, depth->num,
-               out->num);
+    if (log && out->num > 0)
+        VCA_LOG("\nDetection: Real=%d Depth=%d Merge=%d", real->num, depth->num, out->num);
     if (!log && cfg.ShowDetectBox == 0) return 0;
     Display display{.threshold = display_threshold(), .show = cfg.ShowDetectBox != 0, .log = log};
     DET_SHOW_MSG_S& msg = display.msg;

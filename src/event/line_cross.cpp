@@ -76,6 +76,7 @@ void tally_for_uturn(TRACKER_RSLT_S& trk, int line, int seg, int32_t cross) {
 }  // namespace
 
 int vca_line_check_crossing_state(TRACKER_RSLT_S* trk, int line, int seg) {
+    if (line < 0 || line >= VCA_LINE_NUM || seg < 0 || seg >= VCA_SEG_NUM) return 0;
     const DET_OBJ_S cur = *vca_trk_obj_get_event_box(trk, false);
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     if (segment_length(cfg.lineSeg[line][seg]) == 0) return 0;

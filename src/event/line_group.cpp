@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr char kLogName[] = "vca_dev_add_counting_line_group";
+
 constexpr uint8_t kPerson = 1;
 constexpr int32_t kEventDir1 = 3;
 constexpr int32_t kEventDir2 = 4;
@@ -49,12 +51,14 @@ Nearest find_nearest(std::vector<DEV_COUNTING_GROUP_S>& groups, const DEV_COUNTI
 void join(DEV_COUNTING_GROUP_S& group, const DEV_COUNTING_RSLT_S& result, bool log) {
     group.members.push_back(result.obj);
     const auto n = static_cast<int32_t>(group.members.size());
-    VCA_LOG_IF(log, "\tFindGrp[%d]: Err=(%d %d) GrpSpd=%.2f", group.id, group.err, group.errMax,
-               static_cast<double>(group.speed));
+    if (log)
+        VCA_LOG_AS(kLogName, "\tFindGrp[%d]: Err=(%d %d) GrpSpd=%.2f", group.id, group.err,
+                   group.errMax, static_cast<double>(group.speed));
     group.err = 0;
     group.speed = (result.speed + static_cast<float>(n - 1) * group.speed) / static_cast<float>(n);
-    VCA_LOG_IF(log, "\tFindGrp[%d]: Obj=%d, GrpSpd=%.2f TrkSpd=%.2f", group.id, n,
-               static_cast<double>(group.speed), static_cast<double>(result.speed));
+    if (log)
+        VCA_LOG_AS(kLogName, "\tFindGrp[%d]: Obj=%d, GrpSpd=%.2f TrkSpd=%.2f", group.id, n,
+                   static_cast<double>(group.speed), static_cast<double>(result.speed));
 }
 
 void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
@@ -67,8 +71,9 @@ void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
     group.event = result.cross == 1 ? kEventDir1 : kEventDir2;
     group.speed = result.speed;
     group.members.push_back(result.obj);
-    VCA_LOG_IF(log, "\tNewGrp[%d]: Event=%d GrpSpd=%.2f ErrMax=%d", group.id, group.event,
-               static_cast<double>(group.speed), group.errMax);
+    if (log)
+        VCA_LOG_AS(kLogName, "\tNewGrp[%d]: Event=%d GrpSpd=%.2f ErrMax=%d", group.id, group.event,
+                   static_cast<double>(group.speed), group.errMax);
     state.groups.push_back(std::move(group));
 }
 
@@ -76,9 +81,10 @@ void add_to_groups(const DEV_COUNTING_RSLT_S& result) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     const bool log = vca::debug_on(vca::kDbgLineGroup);
     const Nearest best = find_nearest(vca::counting_state().groups, result);
-    VCA_LOG_IF(log, "LineGrp: Trk[%d] Evt=%d Line=%d Grp=%d Dis=(%d %d)", result.id, result.cross,
-               result.line, best.group != nullptr ? best.group->id : -1, best.distance,
-               cfg.GroupDistMax);
+    if (log)
+        VCA_LOG_AS(kLogName, "LineGrp: Trk[%d] Evt=%d Line=%d Grp=%d Dis=(%d %d)", result.id,
+                   result.cross, result.line, best.group != nullptr ? best.group->id : -1,
+                   best.distance, cfg.GroupDistMax);
     const bool joins = best.group != nullptr && best.distance < cfg.GroupDistMax &&
                        static_cast<int32_t>(best.group->members.size()) < cfg.GroupObjNumMax;
     if (joins)

@@ -9,6 +9,8 @@ using vca::wrap_add;
 
 namespace {
 
+constexpr char kLogName[] = "vca_event_counting_refresh_line_result";
+
 void send_results(std::vector<DEV_COUNTING_RSLT_S>& results) {
     for (const DEV_COUNTING_RSLT_S& result : results) {
         LINE_COUNT_MSG_S msg{};
@@ -18,7 +20,7 @@ void send_results(std::vector<DEV_COUNTING_RSLT_S>& results) {
         msg.line = result.line;
         msg.cross = result.cross;
         vca::send_record(VCA_MSG_LINE_COUNT, msg);
-        VCA_LOG("send_msg obj[%d] line=%d counter", result.id, result.line);
+        VCA_LOG_AS(kLogName, "send_msg obj[%d] line=%d counter", result.id, result.line);
     }
     std::vector<DEV_COUNTING_RSLT_S>().swap(results);
 }
@@ -36,8 +38,8 @@ void age(DEV_COUNTING_GROUP_S& group) {
     const int32_t max_num = dev_get_config()->GroupObjNumMax;
     if (member_count(group) >= max_num) {
         group.err = wrap_add(group.err, group.errMax);
-        VCA_LOG("Grp[%d] obj_num=%d reached max_num=%d, to be truncated!", group.id,
-                member_count(group), max_num);
+        VCA_LOG_AS(kLogName, "Grp[%d] obj_num=%d reached max_num=%d, to be truncated!", group.id,
+                   member_count(group), max_num);
     }
     group.err = wrap_add(group.err, 1);
 }
@@ -46,11 +48,11 @@ void report(DEV_COUNTING_GROUP_S& group, bool log) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     const int32_t n = member_count(group);
     if (n < cfg.GroupObjNumMin) {
-        VCA_LOG("Grp[%d] obj_num=%d less than min_num=%d, to be filtered!", group.id, n,
-                cfg.GroupObjNumMin);
+        VCA_LOG_AS(kLogName, "Grp[%d] obj_num=%d less than min_num=%d, to be filtered!", group.id,
+                   n, cfg.GroupObjNumMin);
         return;
     }
-    VCA_LOG_IF(log, "Grp[%d] Add: Obj=%d Err=%d", group.id, n, group.err);
+    if (log) VCA_LOG_AS(kLogName, "Grp[%d] Add: Obj=%d Err=%d", group.id, n, group.err);
     GROUP_COUNT_MSG_S msg{};
     vca::copy_frame_stamp(msg.frame_flag);
     msg.members = n;
@@ -58,8 +60,8 @@ void report(DEV_COUNTING_GROUP_S& group, bool log) {
     msg.cross = direction(group);
     vca::send_record(VCA_MSG_GROUP_COUNT, msg);
     group.counted = 1;
-    VCA_LOG("Grp[%d] obj_num=%d(%d %d) dir=%d counted!", group.id, n, cfg.GroupObjNumMin,
-            cfg.GroupObjNumMax, direction(group));
+    VCA_LOG_AS(kLogName, "Grp[%d] obj_num=%d(%d %d) dir=%d counted!", group.id, n,
+               cfg.GroupObjNumMin, cfg.GroupObjNumMax, direction(group));
 }
 
 void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
@@ -71,7 +73,9 @@ void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
             continue;
         }
         report(*group, log);
-        VCA_LOG_IF(log, "Grp[%d] Del: Obj=%d Err=%d", group->id, member_count(*group), group->err);
+        if (log)
+            VCA_LOG_AS(kLogName, "Grp[%d] Del: Obj=%d Err=%d", group->id, member_count(*group),
+                       group->err);
         group = groups.erase(group);
     }
 }

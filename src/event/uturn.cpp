@@ -44,7 +44,7 @@ bool vca_check_obj_event_line_update(TRACKER_RSLT_S* trk) {
 }
 
 int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line) {
-    if (trk->IsCrossed[line] == 0) return 0;
+    if (line < 0 || line >= VCA_LINE_NUM || trk->IsCrossed[line] == 0) return 0;
     const int32_t state = trk->LastState[line];
     std::printf("\tuturn_exit obj[%d] Polyline[%d] IsCrossed=%d CrossCnt=%d LastState=%d \n",
                 trk->trackId, line, 1, trk->CrossCnt[line], state);

@@ -17,6 +17,8 @@ using vca::flag_set;
 
 namespace {
 
+constexpr char kLogName[] = "vca_algo_main_task";
+
 constexpr useconds_t kIdleSleepUs = 800000;
 constexpr useconds_t kPassSleepUs = 1000;
 
@@ -37,7 +39,7 @@ struct PassClock {
 };
 
 void idle(TaskState& task) {
-    VCA_LOG("Algo module is initializing...");
+    VCA_LOG_AS(kLogName, "Algo module is initializing...");
     vca_trk_obj_list_release(task.local_tracks);
     usleep(kIdleSleepUs);
 }
@@ -47,14 +49,16 @@ void detect(TaskState& task, const PassClock& tm) {
     task.real_rslt.objects.num = 0;
     if (model <= 1) {
         vca_nn_detection(task.ctrl.real_model, &task.ctrl.real_img, &task.real_rslt);
-        VCA_LOG_IF(tm.log, "Tm: detection-%d real rgb=%ld", task.real_rslt.objects.num,
-                   elapsed_ms(tm.start_ms));
+        if (tm.log)
+            VCA_LOG_AS(kLogName, "Tm: detection-%d real rgb=%ld", task.real_rslt.objects.num,
+                       elapsed_ms(tm.start_ms));
     }
     task.depth_rslt.objects.num = 0;
     if ((model & ~2u) == 0) {
         vca_nn_detection(task.ctrl.depth_model, &task.ctrl.depth_img, &task.depth_rslt);
-        VCA_LOG_IF(tm.log, "Tm: detection-%d depth rgb=%ld", task.depth_rslt.objects.num,
-                   elapsed_ms(tm.start_ms));
+        if (tm.log)
+            VCA_LOG_AS(kLogName, "Tm: detection-%d depth rgb=%ld", task.depth_rslt.objects.num,
+                       elapsed_ms(tm.start_ms));
     }
     task.merged_rslt.objects.num = 0;
     vca_obj_merge_real_depth_rslt(&task.real_rslt.objects, &task.depth_rslt.objects,
@@ -63,8 +67,9 @@ void detect(TaskState& task, const PassClock& tm) {
 
 void track(TaskState& task, const PassClock& tm) {
     vca_obj_proc_tracking(&task.merged_rslt, task.local_tracks, task.ctrl.trk_local, false);
-    VCA_LOG_IF(tm.log, "Tm: vca obj-%d tracking(%ld)=%ld", task.merged_rslt.objects.num,
-               static_cast<long>(task.local_tracks.size()), elapsed_ms(tm.start_ms));
+    if (tm.log)
+        VCA_LOG_AS(kLogName, "Tm: vca obj-%d tracking(%ld)=%ld", task.merged_rslt.objects.num,
+                   static_cast<long>(task.local_tracks.size()), elapsed_ms(tm.start_ms));
 }
 
 // Counting happens on stand-alone devices and masters; a slave leaves it to its master.
@@ -72,9 +77,9 @@ void count(TaskState& task, const PassClock& tm) {
     constexpr int32_t kSlave = 2;
     if (vca_dev_get_work_mode() == kSlave) return;
     vca_event_counting_line_uturn_proc(task.local_tracks);
-    VCA_LOG_IF(tm.log, "Tm: procese event=%ld", elapsed_ms(tm.start_ms));
+    if (tm.log) VCA_LOG_AS(kLogName, "Tm: procese event=%ld", elapsed_ms(tm.start_ms));
     vca_event_counting_refresh_line_result();
-    VCA_LOG_IF(tm.log, "Tm: procese message=%ld", elapsed_ms(tm.start_ms));
+    if (tm.log) VCA_LOG_AS(kLogName, "Tm: procese message=%ld", elapsed_ms(tm.start_ms));
 }
 
 // Within 12 frames of a measurement the measured value is sent again.
@@ -104,13 +109,18 @@ void run_pass(TaskState& task) {
     }
 
     tq_mutex_lock(&state.algo_mutex);
+    if (flag_get(task.ctrl.base_ready) == 0) {  // the host took the base stage down meanwhile
+        tq_mutex_unlock(&state.algo_mutex);
+        return;
+    }
     if (vca_data_get_real_depth(&task.ctrl) != 0) {
         tq_mutex_unlock(&state.algo_mutex);
         usleep(kPassSleepUs);
         return;
     }
-    VCA_LOG_IF(tm.log, "\nTm: data_update_real_depth=%ld H=%d", elapsed_ms(tm.start_ms),
-               vca_dev_get_install_height());
+    if (tm.log)
+        VCA_LOG_AS(kLogName, "\nTm: data_update_real_depth=%ld H=%d", elapsed_ms(tm.start_ms),
+                   vca_dev_get_install_height());
     vca_update_depth_map(vca::raw_depth(task.ctrl));
     detect(task, tm);
     track(task, tm);
@@ -121,7 +131,7 @@ void run_pass(TaskState& task) {
     usleep(kPassSleepUs);
 
     flag_set(state.loop_ms, static_cast<int32_t>(avs_get_timestamp() - tm.start_ms));
-    VCA_LOG_IF(tm.log, "Tm: Loop=%d", state.loop_ms);
+    if (tm.log) VCA_LOG_AS(kLogName, "Tm: Loop=%d", state.loop_ms);
     vca_feed_frm_cnt_add(1);
 }
 

@@ -1,6 +1,8 @@
 // The debug switches: flag files under /tmp, polled by the analysis task.
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "frame/log.h"
 
 namespace {
@@ -34,12 +36,13 @@ void avs_log_debug_check(LOG_DBG_S& entry) {
 }  // namespace
 
 uint8_t* vca_get_logs_dbg(void) {
-    return &state.table[0].on;
+    return reinterpret_cast<uint8_t*>(state.table);
 }
 
 void avs_log_debug_update_status(LOG_DBG_S* table, unsigned count) {
     const uint32_t call = state.update_calls++;
-    if (call % 2 != 0) return;
+    if (call % 2 != 0 || table == nullptr) return;
+    if (table == state.table) count = std::min(count, unsigned{VCA_LOG_DBG_COUNT});
     for (unsigned i = 0; i < count; ++i)
         avs_log_debug_check(table[i]);
 }

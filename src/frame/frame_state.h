@@ -1,6 +1,7 @@
 // State of the library frame that start-up, the analysis task and the message handlers share.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 
 #include "frame/flag.h"
@@ -38,12 +39,16 @@ inline void copy_frame_stamp(uint32_t (&stamp)[2]) {
     stamp[1] = ctrl.reserved1;
 }
 
-// Width and height of a working size as signed numbers.
+// Width and height of a working size. The control block is the host's to write too, so they are
+// brought into a range in which sums of pixels and row counts cannot overflow.
+constexpr uint32_t kWorkingSizeMax = 16384;
 inline int32_t working_width(int index) {
-    return static_cast<int32_t>(frame_state().ctrl.img_size[index].width);
+    return static_cast<int32_t>(
+        std::min(frame_state().ctrl.img_size[index].width, kWorkingSizeMax));
 }
 inline int32_t working_height(int index) {
-    return static_cast<int32_t>(frame_state().ctrl.img_size[index].height);
+    return static_cast<int32_t>(
+        std::min(frame_state().ctrl.img_size[index].height, kWorkingSizeMax));
 }
 
 // Queues a whole record as a message to the host.

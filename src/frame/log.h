@@ -37,16 +37,14 @@ inline long elapsed_ms(int64_t start_ms) {
 }  // namespace vca
 
 // One diagnostic line: green body, then the time, the logging function and its source line.
-#define VCA_LOG(format, ...)                                                                    \
+#define VCA_LOG_AS(function, format, ...)                                                       \
     do {                                                                                        \
         char vca_log_time[32] = {};                                                             \
         time_to_string(vca_log_time);                                                           \
         std::printf("\t\033[1;32m" format "\033[0;39m [%s %s:%d]\n" __VA_OPT__(, ) __VA_ARGS__, \
-                    vca_log_time, __func__, __LINE__);                                          \
+                    vca_log_time, function, __LINE__);                                          \
     } while (0)
 
-// A line that only a debug switch or a timing frame lets through.
-#define VCA_LOG_IF(condition, format, ...)                         \
-    do {                                                           \
-        if (condition) VCA_LOG(format __VA_OPT__(, ) __VA_ARGS__); \
-    } while (0)
+// In exported functions. Their helpers log under the exported function's name, which is the one a
+// reader of the log can look up: VCA_LOG_AS(kLogName, ...).
+#define VCA_LOG(format, ...) VCA_LOG_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)

@@ -120,7 +120,7 @@ int32_t av_limit_min_max(int32_t v, int32_t lo, int32_t hi) {
     return std::min(std::max(v, lo), hi);
 }
 
-// The left part recurses, the right part continues the loop.
+// The shorter part recurses and the longer continues the loop, so the stack stays shallow.
 void avs_quick_sort(int* a, int lo, int hi) {
     while (lo < hi) {
         const int pivot = a[lo];
@@ -135,7 +135,12 @@ void avs_quick_sort(int* a, int lo, int hi) {
             a[j] = a[i];
         }
         a[i] = pivot;
-        avs_quick_sort(a, lo, i - 1);
-        lo = i + 1;
+        if (i - lo < hi - i) {
+            avs_quick_sort(a, lo, i - 1);
+            lo = i + 1;
+        } else {
+            avs_quick_sort(a, i + 1, hi);
+            hi = i - 1;
+        }
     }
 }

@@ -16,6 +16,8 @@ using vca::wrap_sub;
 
 namespace {
 
+constexpr char kLogName[] = "dev_calc_obj_height";
+
 constexpr uint8_t kSmallTarget = 2;
 
 // Accepted samples and the range of the result, by class, in millimetres.
@@ -42,8 +44,8 @@ DET_OBJ_S scale_to_depth(const DET_OBJ_S& box) {
     scaled.y = safe_div(wrap_mul(std::max(box.y, 0), hd), hs);
     scaled.h = safe_div(wrap_mul(std::max(box.h, 0), hd), hs);
     if (wrap_add(scaled.x, scaled.w) >= wd || wrap_add(scaled.y, scaled.h) >= hd)
-        VCA_LOG("H-calc-exceed SrcObj=(%d %d %d %d) TmpObj=(%d %d %d %d)", box.x, box.y, box.w,
-                box.h, scaled.x, scaled.y, scaled.w, scaled.h);
+        VCA_LOG_AS(kLogName, "H-calc-exceed SrcObj=(%d %d %d %d) TmpObj=(%d %d %d %d)", box.x,
+                   box.y, box.w, box.h, scaled.x, scaled.y, scaled.w, scaled.h);
     return scaled;
 }
 
@@ -123,11 +125,11 @@ float dev_calc_obj_height(TRACKER_RSLT_S* trk, const uint16_t* depth) {
     constexpr int32_t kPatchSide = 40;
     const DET_OBJ_S& box = trk->curObj;
     const bool log = vca::debug_on(vca::kDbgVca);
-    VCA_LOG_IF(log, "Calc Obj=(%d %d %d %d) height 000", box.x, box.y, box.w, box.h);
+    if (log) VCA_LOG("Calc Obj=(%d %d %d %d) height 000", box.x, box.y, box.w, box.h);
     DET_OBJ_S scaled = scale_to_depth(box);
     if (box.class_id == kSmallTarget)
         dev_bbox_adjust_rect(&scaled, std::min({scaled.w, scaled.h, kPatchSide}));
-    VCA_LOG_IF(log, "Calc Obj=(%d %d %d %d) height 111", scaled.x, scaled.y, scaled.w, scaled.h);
+    if (log) VCA_LOG("Calc Obj=(%d %d %d %d) height 111", scaled.x, scaled.y, scaled.w, scaled.h);
 
     const float mean = depth16_calc_rgn_distance(depth, scaled.x, scaled.y,
                                                  wrap_sub(wrap_add(scaled.x, scaled.w), 1),
@@ -135,10 +137,10 @@ float dev_calc_obj_height(TRACKER_RSLT_S* trk, const uint16_t* depth) {
     const int32_t grid = floor_under(scaled);
     const int32_t base = grid != 0 ? grid : vca_dev_get_install_height();
     trk->rawHeight = static_cast<float>(base) - mean;
-    VCA_LOG_IF(vca::debug_on(vca::kDbgHeight),
-               "\n setHeight=%d ins_grid_h=%d mean=%.2f objHeight=%.2f",
-               vca_dev_get_install_height(), grid, static_cast<double>(mean),
-               static_cast<double>(trk->rawHeight));
+    if (vca::debug_on(vca::kDbgHeight))
+        VCA_LOG("\n setHeight=%d ins_grid_h=%d mean=%.2f objHeight=%.2f",
+                vca_dev_get_install_height(), grid, static_cast<double>(mean),
+                static_cast<double>(trk->rawHeight));
     return trk->rawHeight;
 }
 
@@ -157,15 +159,16 @@ int32_t dev_obj_height_compen_by_install(void) {
         hi = 210;
         compensation = av_calc_set_val(lo, 60, hi, ratio);
     }
-    VCA_LOG_IF(vca::debug_on(vca::kDbgHeight), "Install=%d %.2f Adapt=%d %d Compe=%d", install,
-               static_cast<double>(ratio), lo, hi, compensation);
+    if (vca::debug_on(vca::kDbgHeight))
+        VCA_LOG("Install=%d %.2f Adapt=%d %d Compe=%d", install, static_cast<double>(ratio), lo, hi,
+                compensation);
     return compensation;
 }
 
 void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample, int32_t historyLen) {
     const ClassLimits limits = class_limits(*trk);
     const bool log = vca::debug_on(vca::kDbgHeight);
-    VCA_LOG_IF(log, "$objHeight=%.2f", static_cast<double>(sample));
+    if (log) VCA_LOG("$objHeight=%.2f", static_cast<double>(sample));
     if (sample >= limits.sample_min) {
         trk->heightSamples.push_back(sample);
         if (trk->heightSamples.size() > static_cast<size_t>(std::max(historyLen, 0)))

@@ -13,6 +13,8 @@ using vca::wrap_sub;
 
 namespace {
 
+constexpr char kLogName[] = "vca_check_person_info_local";
+
 constexpr float kAdultMm = 1500.0f;
 constexpr uint8_t kPerson = 1;
 constexpr int32_t kImageWidth = 960;
@@ -98,8 +100,9 @@ void measure_height(TRACKER_RSLT_S& trk, int32_t object_count) {
     const float raw = dev_calc_obj_height(&trk, vca::raw_depth(vca::frame_state().ctrl));
     const int32_t compensation = dev_obj_height_compen_by_install();
     const float height = raw + static_cast<float>(compensation);
-    VCA_LOG_IF(vca::debug_on(vca::kDbgHeight), "CompenH=%d objHeight=%.2f", compensation,
-               static_cast<double>(height));
+    if (vca::debug_on(vca::kDbgHeight))
+        VCA_LOG_AS(kLogName, "CompenH=%d objHeight=%.2f", compensation,
+                   static_cast<double>(height));
     vca_dev_deal_obj_height(&trk, static_cast<float>(to_i32(height)), history);
 }
 
@@ -143,13 +146,13 @@ void vca_check_person_info_local(TRACKER_RSLT_S* trk, int32_t objectCount) {
     const int64_t start_ms = avs_get_timestamp();
     const bool log =
         vca::is_timing_frame(vca_feed_frm_cnt_get()) && vca::debug_on(vca::kDbgObjectInfo);
-    VCA_LOG_IF(log, "attribution_local 000=%ld", elapsed_ms(start_ms));
+    if (log) VCA_LOG("attribution_local 000=%ld", elapsed_ms(start_ms));
     trk->curObj.staff = trk->staffKeep;
     measure_height(*trk, objectCount);
     dev_obj_height_chk_exceed(trk);
     trk->curObj.height = trk->height;
-    VCA_LOG_IF(log, "attribution_local 111=%ld", elapsed_ms(start_ms));
-    VCA_LOG_IF(log, "attribution_local 222=%ld", elapsed_ms(start_ms));
+    if (log) VCA_LOG("attribution_local 111=%ld", elapsed_ms(start_ms));
+    if (log) VCA_LOG("attribution_local 222=%ld", elapsed_ms(start_ms));
     set_head_box(*trk);
     set_foot_box(*trk);
 }
@@ -168,17 +171,17 @@ void vca_set_track_obj_info(TRACKER_RSLT_S* trk, const IOU_TRK_OBJ_S* rec,
         cur.x = std::max(cur.x, 0);
         cur.y = std::max(cur.y, 0);
     }
-    VCA_LOG_IF(log, "track_obj_info 000=%ld", elapsed_ms(start_ms));
+    if (log) VCA_LOG("track_obj_info 000=%ld", elapsed_ms(start_ms));
     if (cascadePass)
         take_cascade_measurements(*trk);
     else
         vca_check_person_info_local(trk, dets->num);
-    VCA_LOG_IF(log, "track_obj_info 111=%ld", elapsed_ms(start_ms));
+    if (log) VCA_LOG("track_obj_info 111=%ld", elapsed_ms(start_ms));
     copy_description(cur, trk->headBox);
     copy_description(cur, trk->footBox);
     vca_dev_obj_chk_static_false_det(trk, &prev_pos);
     trk->rawObj = dets->raw_objs[rec->det_idx];
-    VCA_LOG_IF(log, "track_obj_info 333=%ld", elapsed_ms(start_ms));
+    if (log) VCA_LOG("track_obj_info 333=%ld", elapsed_ms(start_ms));
     if (log)
         std::printf("$[%d]=%d %d %d %d %.2f\n", trk->trackId, cur.x, cur.y, cur.w, cur.h,
                     static_cast<double>(cur.score));

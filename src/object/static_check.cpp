@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr char kLogName[] = "vca_dev_obj_chk_static_false_det";
+
 constexpr float kStillIoU = 0.8f;
 constexpr float kMovedIoU = 0.6f;
 constexpr float kConfidentScore = 0.9f;
@@ -17,7 +19,7 @@ void stand_still(TRACKER_RSLT_S& trk, const DET_OBJ_S& pos) {
     if (trk.staticStillCnt < kStillUpdates) return;
     if (trk.staticFalseDet == 0) {
         trk.staticFalseDet = 1;
-        VCA_LOG("Trk[%d] Static False Det = VCA_TRUE", trk.trackId);
+        VCA_LOG_AS(kLogName, "Trk[%d] Static False Det = VCA_TRUE", trk.trackId);
     }
     trk.staticStillCnt = 0;
     trk.staticRefBox = pos;
@@ -27,7 +29,7 @@ void move_away(TRACKER_RSLT_S& trk, const DET_OBJ_S& pos) {
     if (++trk.staticMoveCnt < kMovedUpdates) return;
     if (trk.staticFalseDet != 0) {
         trk.staticFalseDet = 0;
-        VCA_LOG("Trk[%d] Static False Det = VCA_FALSE", trk.trackId);
+        VCA_LOG_AS(kLogName, "Trk[%d] Static False Det = VCA_FALSE", trk.trackId);
     }
     trk.staticMoveCnt = 0;
     trk.staticRefBox = pos;

@@ -22,6 +22,8 @@ typedef struct TQ_TASK_S {
 
 VCA_CHECK_SIZE(TQ_MUTEX_S, 64);
 VCA_CHECK_SIZE(TQ_TASK_S, 64);
+VCA_STATIC_ASSERT(VCA_ALIGNOF(TQ_MUTEX_S) == 16, "TQ_MUTEX_S alignment");
+VCA_STATIC_ASSERT(VCA_ALIGNOF(TQ_TASK_S) == 16, "TQ_TASK_S alignment");
 
 /* A plain, non-recursive mutex. */
 int tq_mutex_init(TQ_MUTEX_S* mutex);
@@ -141,6 +143,14 @@ typedef struct IOU_TRK_OBJ_S {
 } IOU_TRK_OBJ_S;
 
 VCA_CHECK_SIZE(IOU_TRK_OBJ_S, 32);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, id, 0);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, det_idx, 4);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, x, 8);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, y, 12);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, w, 16);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, h, 20);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, class_id, 24);
+VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, score, 28);
 
 #define VCA_TRK_MAX 100
 
@@ -150,6 +160,8 @@ typedef struct IOU_TRK_RSLT_S {
 } IOU_TRK_RSLT_S;
 
 VCA_CHECK_SIZE(IOU_TRK_RSLT_S, 3204);
+VCA_CHECK_OFFSET(IOU_TRK_RSLT_S, num, 0);
+VCA_CHECK_OFFSET(IOU_TRK_RSLT_S, objs, 4);
 
 /* Prepares instance `inst` (0 or 1) with two tuning values: frames a lost target is kept, and
  * matches a new target needs before it is reported. */

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char kLogName[] = "vca_obj_proc_tracking";
+
 constexpr int32_t kLostMax = 4;
 constexpr uint32_t kUpdSeqModulo = 10000;
 
@@ -98,7 +100,7 @@ void settle_line(TRACKER_RSLT_S& trk, int line) {
     const int32_t dir = (side == 7) != (cfg.line[line].Flip != 0) ? 1 : 2;
     if (trk.LastState[line] == dir) return;
     vca_dev_add_counting_line_group(&trk, line, dir);
-    VCA_LOG("attempt to disappear line[%d]=%d", line, dir);
+    VCA_LOG_AS(kLogName, "attempt to disappear line[%d]=%d", line, dir);
 }
 
 // A target that vanishes just past a line is counted by the side it was on.
@@ -135,15 +137,15 @@ int vca_obj_proc_tracking(VCA_NN_RESULT_S* res, std::vector<TRACKER_RSLT_S>& lis
     const int64_t start_ms = avs_get_timestamp();
     for (TRACKER_RSLT_S& trk : list)
         trk.lostCnt = vca::wrap_add(trk.lostCnt, 1);
-    VCA_LOG_IF(log, "==TrkT: obj_trk_init=%ld", vca::elapsed_ms(start_ms));
+    if (log) VCA_LOG("==TrkT: obj_trk_init=%ld", vca::elapsed_ms(start_ms));
     const IOU_TRK_RSLT_S targets =
         vca_trker_run(inst, &res->objects, dev_calc_install_height_ratio(), merged);
-    VCA_LOG_IF(log, "--TrkT: obj_trk_run Num=%d_updateTm=%ld", targets.num,
-               vca::elapsed_ms(start_ms));
+    if (log)
+        VCA_LOG("--TrkT: obj_trk_run Num=%d_updateTm=%ld", targets.num, vca::elapsed_ms(start_ms));
     take_targets(list, targets, res->objects, merged);
-    VCA_LOG_IF(log, "--TrkT: obj_trk_info=%ld", vca::elapsed_ms(start_ms));
+    if (log) VCA_LOG("--TrkT: obj_trk_info=%ld", vca::elapsed_ms(start_ms));
     if (list.empty()) return 0;
     update_records(list, merged);
-    VCA_LOG_IF(log, "--TrkT: obj_trk_end=%ld", vca::elapsed_ms(start_ms));
+    if (log) VCA_LOG("--TrkT: obj_trk_end=%ld", vca::elapsed_ms(start_ms));
     return 0;
 }

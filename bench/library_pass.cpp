@@ -1,0 +1,117 @@
+// Time of the library's own work in one frame pass, without inference, by number of people.
+//
+// The stages run in the order of the analysis task. Output goes to bench_pass's standard output
+// stream, so the library's diagnostic lines are sent to /dev/null while the stages run.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
+#include "bench/quiet_host.h"
+#include "vca/vca.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kFrames = 64;
+
+// Sends the library's prints to /dev/null for its lifetime.
+class Muted {
+  public:
+    Muted() {
+        std::fflush(stdout);
+        saved_ = dup(STDOUT_FILENO);
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, STDOUT_FILENO);
+        close(null);
+    }
+    ~Muted() {
+        std::fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+    }
+    Muted(const Muted&) = delete;
+    Muted& operator=(const Muted&) = delete;
+
+  private:
+    int saved_;
+};
+
+struct Library {
+    VCA_NN_RESULT_S merged{};
+    std::vector<TRACKER_RSLT_S> tracks;
+    DET_OBJECTS_S no_depth{};
+
+    Library() {
+        VCA_CTRL_S* ctrl = vca_get_pCtrl_param();
+        vca_data_init(ctrl);
+        vca_trker_init(ctrl);
+        vca_depth_algo_init();
+        VCA_ALGO_CFG_S cfg = bench::counting_config();
+        vca_algo_set_cfg_params(0, &cfg);
+    }
+    ~Library() {
+        vca_trk_obj_list_release(tracks);
+        vca_depth_algo_uninit();
+        vca_trker_uninit(vca_get_pCtrl_param());
+    }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+};
+
+struct StageTimes {
+    Clock::duration depth{};
+    Clock::duration merge{};
+    Clock::duration track{};
+    Clock::duration count{};
+};
+
+void run_pass(Library& library, const bench::CrowdFrame& frame, StageTimes& times) {
+    vca_get_pCtrl_param()->raw_img.plane_addr = reinterpret_cast<uintptr_t>(frame.depth_mm.data());
+    const auto t0 = Clock::now();
+    vca_update_depth_map(frame.depth_mm.data());
+    const auto t1 = Clock::now();
+    vca_obj_merge_real_depth_rslt(&frame.detections, &library.no_depth, &library.merged.objects);
+    const auto t2 = Clock::now();
+    vca_obj_proc_tracking(&library.merged, library.tracks, 0, false);
+    const auto t3 = Clock::now();
+    vca_event_counting_line_uturn_proc(library.tracks);
+    vca_event_counting_refresh_line_result();
+    const auto t4 = Clock::now();
+    vca_feed_frm_cnt_add(1);
+    times.depth += t1 - t0;
+    times.merge += t2 - t1;
+    times.track += t3 - t2;
+    times.count += t4 - t3;
+}
+
+void counting_pass(benchmark::State& state) {
+    const auto crowd = bench::make_crowd(static_cast<int>(state.range(0)), kFrames);
+    Muted muted;
+    Library library;
+    StageTimes warm_up;
+    for (const auto& frame : crowd)
+        run_pass(library, frame, warm_up);
+    StageTimes times;
+    size_t next = 0;
+    for (auto _ : state)
+        run_pass(library, crowd[next++ % crowd.size()], times);
+    const auto per_pass = [&](Clock::duration total) {
+        const double us = std::chrono::duration<double, std::micro>(total).count();
+        return us / static_cast<double>(state.iterations());
+    };
+    state.counters["depth_us"] = per_pass(times.depth);
+    state.counters["merge_us"] = per_pass(times.merge);
+    state.counters["track_us"] = per_pass(times.track);
+    state.counters["count_us"] = per_pass(times.count);
+    state.counters["messages"] = static_cast<double>(bench::messages_sent());
+}
+
+BENCHMARK(counting_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
