@@ -3,6 +3,7 @@
 #include "host/app/picture.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -20,7 +21,7 @@ constexpr double kZoom = 1.5;  // of the 960 x 544 picture, so that text and box
 constexpr int kViewWidth = static_cast<int>(kColourWidth * kZoom);
 constexpr int kViewHeight = static_cast<int>(kColourHeight * kZoom);
 constexpr int kTitleHeight = 84;
-constexpr int kPanelWidth = 410;
+constexpr int kPanelWidth = 440;
 constexpr double kTrail_s = 6.0;  // length of the trails
 constexpr int kTrailSteps = 10;   // steps of fading
 constexpr double kTypicalPerson_mm = 1700.0;
@@ -78,6 +79,9 @@ class View {
   public:
     View(cv::Mat image, const RunResult& result) : image_(image), result_(result) {
         for (const Crossing& c : result.crossings) heights_mm_[c.track] = c.height_mm;
+        for (const FrameRecord& frame : result.frames) {
+            if (frame.number == result.snapshot.frame) people_ = frame.tracks;
+        }
     }
 
     void draw() {
@@ -85,8 +89,9 @@ class View {
         for (const CountingLine& line : result_.lines) draw_area(line);
         draw_trails();
         for (const CountingLine& line : result_.lines) draw_line(line);
-        for (std::size_t i = 0; i < result_.lines.size(); ++i) draw_directions(i);
         draw_people();
+        for (std::size_t i = 0; i < result_.lines.size(); ++i) draw_directions(i);
+        for (const TrackedBox& track : people_) label_person(track);
     }
 
   private:
@@ -144,47 +149,60 @@ class View {
                        kColourHeight / 2 + share * (y - kColourHeight / 2));
     }
 
-    // The trails of the last seconds before the shown frame, the oldest pieces first and faintest.
+    struct TrailPiece {
+        cv::Point2d from;
+        cv::Point2d to;
+        double age_s = 0.0;
+        int track = 0;
+    };
+
+    // Ways of the last seconds before the shown frame.
+    std::vector<TrailPiece> trail_pieces() const {
+        std::vector<TrailPiece> pieces;
+        std::map<int, cv::Point2d> last;
+        for (const FrameRecord& frame : result_.frames) {
+            const double age_s = result_.snapshot.time_s - frame.time_s;
+            if (frame.blank || age_s < 0.0 || age_s > kTrail_s) continue;
+            for (const TrackedBox& track : frame.tracks) {
+                const cv::Point2d at = place_of(track);
+                const auto before = last.find(track.id);
+                if (before != last.end()) pieces.push_back({before->second, at, age_s, track.id});
+                last[track.id] = at;
+            }
+        }
+        return pieces;
+    }
+
+    // The oldest pieces first and faintest.
     void draw_trails() {
-        const double now_s = result_.snapshot.time_s;
+        const std::vector<TrailPiece> pieces = trail_pieces();
         for (int step = kTrailSteps; step >= 1; --step) {
-            const double from_s = now_s - kTrail_s * step / kTrailSteps;
-            const double to_s = now_s - kTrail_s * (step - 1) / kTrailSteps;
             cv::Mat drawn = image_.clone();
-            std::map<int, cv::Point2d> last;
-            for (const FrameRecord& frame : result_.frames) {
-                if (frame.blank || frame.time_s < from_s || frame.time_s > to_s) continue;
-                for (const TrackedBox& track : frame.tracks) {
-                    const cv::Point2d at = place_of(track);
-                    const auto before = last.find(track.id);
-                    if (before != last.end()) {
-                        cv::line(drawn, before->second, at, track_colour(track.id), 4,
-                                 cv::LINE_AA);
-                    }
-                    last[track.id] = at;
-                }
+            for (const TrailPiece& piece : pieces) {
+                const int piece_step = 1 + static_cast<int>(piece.age_s / kTrail_s * kTrailSteps);
+                if (std::min(piece_step, kTrailSteps) != step) continue;
+                cv::line(drawn, piece.from, piece.to, track_colour(piece.track), 4, cv::LINE_AA);
             }
             blend(image_, drawn, 1.0 - 0.8 * step / kTrailSteps);
         }
     }
 
+    // A box around head and shoulders, the point on the floor below, and a thin line between them.
     void draw_people() {
-        const auto shown =
-            std::find_if(result_.frames.begin(), result_.frames.end(), [this](const auto& frame) {
-                return frame.number == result_.snapshot.frame;
-            });
-        if (shown == result_.frames.end()) return;
-        for (const TrackedBox& track : shown->tracks) {
+        for (const TrackedBox& track : people_) {
             const cv::Scalar colour = track_colour(track.id);
             const cv::Rect box(to_view(track.box.x, track.box.y),
                                to_view(track.box.x + track.box.w, track.box.y + track.box.h));
+            const cv::Point2d place = place_of(track);
+            const cv::Point2d middle(box.x + 0.5 * box.width, box.y + 0.5 * box.height);
+            cv::line(image_, middle, place, colour, 1, cv::LINE_AA);
             cv::rectangle(image_, box, kWhite, 4, cv::LINE_AA);
             cv::rectangle(image_, box, colour, 2, cv::LINE_AA);
-            const cv::Point2d place = place_of(track);
-            cv::circle(image_, place, 6, kWhite, cv::FILLED, cv::LINE_AA);
-            cv::circle(image_, place, 4, colour, cv::FILLED, cv::LINE_AA);
+            cv::circle(image_, place, 7, kWhite, cv::FILLED, cv::LINE_AA);
+            cv::circle(image_, place, 5, colour, cv::FILLED, cv::LINE_AA);
+            taken_.push_back(box);
+            taken_.emplace_back(cv::Point(place) - cv::Point(7, 7), cv::Size(14, 14));
         }
-        for (const TrackedBox& track : shown->tracks) label_person(track);
     }
 
     void label_person(const TrackedBox& track) {
@@ -253,37 +271,87 @@ class View {
         const cv::Point2d left(along.y / length, -along.x / length);
         for (std::size_t d = 0; d < 2; ++d) {
             const bool to_left = (d == 0) != line.flip;
-            const cv::Point2d across = to_left ? left : -left;
-            draw_arrow(start + along * (d == 0 ? 0.12 : 0.88), across, line, index, d);
+            draw_arrow(start, along, to_left ? left : -left, index, d);
         }
     }
 
-    void draw_arrow(const cv::Point2d& base, const cv::Point2d& across, const CountingLine& line,
+    std::string direction_text(std::size_t index, std::size_t direction) const {
+        const DirectionCount& count = result_.counts[index][direction];
+        std::string text =
+            "direction " + std::to_string(direction + 1) + ": " + std::to_string(count.counted);
+        if (result_.source.has_truth) text += " (true " + std::to_string(count.truth) + ")";
+        return result_.lines.size() > 1 ? result_.lines[index].name + ", " + text : text;
+    }
+
+    // An arrow across the line with its label at the tip, at the place along the line where both
+    // hide nothing: direction 1 is looked for from the line's start, direction 2 from its end.
+    void draw_arrow(const cv::Point2d& start, const cv::Point2d& along, const cv::Point2d& across,
                     std::size_t index, std::size_t direction) {
-        constexpr double kLength = 70.0;
-        const cv::Point2d tail = base - across * 24.0;
-        const cv::Point2d tip = base + across * kLength;
+        const std::string text = direction_text(index, direction);
+        const cv::Size extent = text_size(text, kDirectionText, 1) + cv::Size(12, 10);
+        const cv::Point2d base = free_base(direction == 0 ? start : start + along,
+                                           direction == 0 ? along : -along, across, extent);
+        taken_.push_back(arrow_area(base, across));
+        const cv::Point2d tail = base - across * kArrowTail;
+        const cv::Point2d tip = base + across * kArrowLength;
         cv::arrowedLine(image_, tail, tip, kWhite, 10, cv::LINE_AA, 0, 0.28);
         cv::arrowedLine(image_, tail, tip, kDirectionColour[direction], 5, cv::LINE_AA, 0, 0.28);
-        const DirectionCount& count = result_.counts[index][direction];
-        std::string text = "direction " + std::to_string(direction + 1) + ": " +
-                           std::to_string(count.counted);
-        if (result_.source.has_truth) text += " (true " + std::to_string(count.truth) + ")";
-        if (result_.lines.size() > 1) text = line.name + ", " + text;
-        const cv::Size extent = text_size(text, 0.6, 1) + cv::Size(12, 10);
-        const cv::Point2d middle = base + across * (kLength + 18.0 + 0.5 * std::abs(across.x) * extent.width);
-        const cv::Point2d corner(middle.x - 0.5 * extent.width, middle.y - 0.5 * extent.height);
-        const cv::Point2d side(extent.width * 0.6, 0.0);
-        const cv::Point2d step = across * 26.0;
-        put_label(text, 0.6, kWhite, kDirectionColour[direction],
-                  {corner, corner + side, corner - side, corner + step, corner + step + side,
-                   corner + step - side});
+        put_label(text, kDirectionText, kWhite, kDirectionColour[direction],
+                  {cv::Point2d(label_corner(base, across, extent))});
     }
+
+    // The place along the line where arrow and label cover least, the first of equal ones.
+    cv::Point2d free_base(const cv::Point2d& from, const cv::Point2d& along,
+                          const cv::Point2d& across, const cv::Size& extent) const {
+        constexpr int kPlaces = 24;
+        cv::Point2d best;
+        int least = INT_MAX;
+        for (int i = 0; i < kPlaces; ++i) {
+            const cv::Point2d base = from + along * (0.08 + 0.84 * i / (kPlaces - 1));
+            const cv::Rect label(label_corner(base, across, extent), extent);
+            const cv::Rect view(0, 0, kViewWidth, kViewHeight);
+            const int covered = covered_area(arrow_area(base, across)) + covered_area(label) +
+                                label.area() - (label & view).area();
+            if (covered < least) {
+                least = covered;
+                best = base;
+            }
+        }
+        return best;
+    }
+
+    int covered_area(const cv::Rect& rect) const {
+        int sum = 0;
+        for (const cv::Rect& other : taken_) sum += (rect & other).area();
+        return sum;
+    }
+
+    static cv::Rect arrow_area(const cv::Point2d& base, const cv::Point2d& across) {
+        const cv::Point2d tail = base - across * kArrowTail;
+        const cv::Point2d tip = base + across * kArrowLength;
+        const cv::Rect thin{cv::Point(tail), cv::Point(tip)};
+        return {thin.x - 18, thin.y - 18, thin.width + 36, thin.height + 36};
+    }
+
+    // Upper left corner of a label just beyond the tip.
+    static cv::Point label_corner(const cv::Point2d& base, const cv::Point2d& across,
+                                  const cv::Size& extent) {
+        const double reach = 0.5 * (std::abs(across.x) * extent.width +
+                                    std::abs(across.y) * extent.height);
+        const cv::Point2d middle = base + across * (kArrowLength + 20.0 + reach);
+        return {static_cast<int>(middle.x - 0.5 * extent.width),
+                static_cast<int>(middle.y - 0.5 * extent.height)};
+    }
+
+    static constexpr double kArrowTail = 24.0;
+    static constexpr double kArrowLength = 70.0;
+    static constexpr double kDirectionText = 0.6;
 
     cv::Mat image_;
     const RunResult& result_;
+    std::vector<TrackedBox> people_;    // in the shown frame
     std::map<int, double> heights_mm_;  // of counted tracks
-    std::vector<cv::Rect> taken_;       // by labels
+    std::vector<cv::Rect> taken_;       // by boxes, arrows and labels
 };
 
 // The panel at the right: what the marks mean, and the counts.
@@ -308,7 +376,7 @@ class Panel {
     static constexpr int kTextLeft = 92;
 
     void heading(const std::string& text) {
-        y_ = put_text(image_, text, {kLeft, y_}, 0.7, kInk, 2) + 18;
+        y_ = put_text(image_, text, {kLeft, y_}, 0.7, kInk, 2) + 28;
     }
 
     void row(const std::string& text) {
@@ -329,13 +397,14 @@ class Panel {
                         [](const CountingLine& line) { return !line.uturn_area.empty(); });
         if (has_area) {
             cv::rectangle(image_, cv::Rect(kLeft, y_ - 10, 54, 20), kAreaColour, 2, cv::LINE_AA);
-            row("who turns back in here is not counted");
+            row("turning back in here is not counted");
         }
         const cv::Scalar colour = track_colour(3);
         cv::rectangle(image_, cv::Rect(kLeft + 14, y_ - 11, 26, 24), colour, 2, cv::LINE_AA);
-        row("person: track number, height if counted");
-        const char* kPlace = result_.options.source.foot_point ? "point on the floor that is counted"
-                                                               : "point that is counted";
+        row("a person: track number and,");
+        row("once counted, height");
+        const char* kPlace = result_.options.source.foot_point ? "where the person stands: counted point"
+                                                               : "counted point";
         cv::circle(image_, {kLeft + 27, y_}, 5, colour, cv::FILLED, cv::LINE_AA);
         row(kPlace);
         for (int i = 0; i < 54; ++i) {
@@ -380,7 +449,7 @@ class Panel {
 
     void draw_facts() {
         heading("Measured");
-        fact(std::to_string(result_.tracks) + " tracks" +
+        fact(std::to_string(result_.tracks) + (result_.tracks == 1 ? " track" : " tracks") +
              (result_.source.has_truth
                   ? ", " + std::to_string(result_.tracking.switches) + " identity switches"
                   : ""));

@@ -1,0 +1,248 @@
+// Resampling of recordings, their camera file, and what is said about unfit folders.
+#include "host/frames/depth_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+namespace fs = std::filesystem;
+
+std::uint16_t depth_at(const std::vector<std::uint16_t>& depth, int u, int v) {
+    return depth[static_cast<std::size_t>(v * 480 + u)];
+}
+
+TEST(Resampling, FitsTheRecordingIntoTheDepthImage) {
+    const host::RecordingFit tall = host::fit_recording(512, 424);
+    EXPECT_DOUBLE_EQ(tall.scale, 256.0 / 424.0);
+    EXPECT_DOUBLE_EQ(tall.offset_y, 0.0);
+    EXPECT_NEAR(tall.offset_x, (480.0 - 512.0 * 256.0 / 424.0) / 2.0, 1e-9);
+    const host::RecordingFit wide = host::fit_recording(960, 256);
+    EXPECT_DOUBLE_EQ(wide.scale, 0.5);
+    EXPECT_DOUBLE_EQ(wide.offset_x, 0.0);
+    EXPECT_DOUBLE_EQ(wide.offset_y, 64.0);
+}
+
+TEST(Resampling, CopiesARecordingOfTheSameSize) {
+    std::vector<std::uint16_t> recording(480 * 256);
+    for (std::size_t i = 0; i < recording.size(); ++i) {
+        recording[i] = static_cast<std::uint16_t>(1 + i % 60000);
+    }
+    std::vector<std::uint16_t> depth;
+    host::resample_depth(recording.data(), 480, 256, depth);
+    EXPECT_EQ(depth, recording);
+}
+
+TEST(Resampling, CentresASmallRecordingWithZerosAround) {
+    const std::vector<std::uint16_t> recording(240 * 256, 2000);
+    std::vector<std::uint16_t> depth;
+    host::resample_depth(recording.data(), 240, 256, depth);
+    EXPECT_EQ(depth_at(depth, 119, 100), 0);
+    EXPECT_EQ(depth_at(depth, 120, 100), 2000);
+    EXPECT_EQ(depth_at(depth, 359, 100), 2000);
+    EXPECT_EQ(depth_at(depth, 360, 100), 0);
+}
+
+TEST(Resampling, TakesTheNearestValidPixelOfTheFootprint) {
+    // Each depth pixel covers 2 x 2 recording pixels.
+    std::vector<std::uint16_t> recording(960 * 512, 0);
+    const auto set = [&recording](int u, int v, std::uint16_t value) {
+        recording[static_cast<std::size_t>(v * 960 + u)] = value;
+    };
+    set(21, 31, 1500);  // the only valid one under depth pixel (10, 15)
+    std::vector<std::uint16_t> depth;
+    host::resample_depth(recording.data(), 960, 512, depth);
+    EXPECT_EQ(depth_at(depth, 10, 15), 1500);
+    EXPECT_EQ(depth_at(depth, 11, 15), 0);  // a neighbour's pixel is not borrowed
+    EXPECT_EQ(depth_at(depth, 10, 16), 0);
+}
+
+TEST(Resampling, EnlargesByRepeatingPixels) {
+    std::vector<std::uint16_t> recording(240 * 128, 0);
+    recording[240 * 10 + 20] = 1800;
+    std::vector<std::uint16_t> depth;
+    host::resample_depth(recording.data(), 240, 128, depth);
+    for (const int v : {20, 21}) {
+        for (const int u : {40, 41}) EXPECT_EQ(depth_at(depth, u, v), 1800);
+    }
+    EXPECT_EQ(std::count(depth.begin(), depth.end(), 1800), 4);
+}
+
+class Folder : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        fs::remove_all(path_);
+        fs::create_directories(path_);
+        write_camera("");
+    }
+    void TearDown() override { fs::remove_all(path_); }
+
+    void write_camera(const std::string& more, const std::string& base = R"(
+width = 64
+height = 48
+fx = 50
+fy = 50
+cx = 32
+cy = 24
+frames_per_second = 10
+)") {
+        std::ofstream(path_ / "camera.toml") << base << more;
+    }
+
+    void write_png(const std::string& name, int type = CV_16UC1, int width = 64,
+                   int value = 2000) {
+        cv::imwrite((path_ / name).string(), cv::Mat(48, width, type, cv::Scalar::all(value)));
+    }
+
+    std::unique_ptr<host::FrameSource> open() {
+        host::SourceOptions options;
+        options.source = "depth-folder";
+        options.folder = path_.string();
+        return host::open_source(options);
+    }
+
+    std::string error() {
+        try {
+            open();
+        } catch (const host::InputError& e) {
+            return e.what();
+        }
+        return "";
+    }
+
+    fs::path path_ = fs::temp_directory_path() / "vca-depth-folder-test";
+};
+
+TEST_F(Folder, GivesFramesInTheOrderOfTheirNumbers) {
+    write_png("d10.png", CV_16UC1, 64, 2010);
+    write_png("d9.png", CV_16UC1, 64, 2009);
+    write_png("d0011.PNG", CV_16UC1, 64, 2011);
+    std::ofstream(path_ / "notes.txt") << "7";
+    const auto source = open();
+    EXPECT_DOUBLE_EQ(source->info().frames_per_second, 10.0);
+    EXPECT_DOUBLE_EQ(source->info().duration_s, 0.3);
+    EXPECT_FALSE(source->info().camera.height_mm);
+    host::SourceFrame frame;
+    for (const int number : {9, 10, 11}) {
+        ASSERT_TRUE(source->next(frame));
+        EXPECT_EQ(frame.number, number);
+        EXPECT_NEAR(frame.time_s, (number - 9) * 0.1, 1e-9);
+        EXPECT_EQ(depth_at(frame.planes.raw_mm, 240, 128), 2000 + number);
+        EXPECT_EQ(frame.planes.colour_nv12.size(), 783360u);
+        EXPECT_EQ(frame.planes.depth_nv12.size(), 184320u);
+        EXPECT_FALSE(frame.planes.blank);
+    }
+    EXPECT_FALSE(source->next(frame));
+}
+
+TEST_F(Folder, DrawsNearBrightAndMissingDark) {
+    write_camera("height_mm = 3000\n");
+    cv::Mat image(48, 64, CV_16UC1, cv::Scalar::all(0));
+    image(cv::Rect(32, 0, 32, 48)).setTo(1650);
+    cv::imwrite((path_ / "1.png").string(), image);
+    host::SourceFrame frame;
+    ASSERT_TRUE(open()->next(frame));
+    EXPECT_EQ(frame.planes.depth_nv12[128 * 480 + 100], 16);
+    // Halfway to 1.1 times the height: (235 + 16) / 2.
+    EXPECT_NEAR(frame.planes.depth_nv12[128 * 480 + 300], 125.5, 1.0);
+    EXPECT_EQ(frame.planes.depth_nv12[480 * 256], 128);
+}
+
+TEST_F(Folder, MapsIntrinsicsAndUserPoints) {
+    write_png("1.png");
+    const auto source = open();
+    const host::RecordingFit fit = host::fit_recording(64, 48);
+    EXPECT_DOUBLE_EQ(fit.scale, 256.0 / 48.0);
+    EXPECT_DOUBLE_EQ(source->info().camera.fx, 50.0 * fit.scale);
+    // The middle of the recording is the middle of the depth image and of the picture.
+    const host::PicturePoint middle = source->to_picture({31.5, 23.5});
+    EXPECT_NEAR(middle.x, 239.5 * 2.0, 1e-9);
+    EXPECT_NEAR(middle.y, 127.5 * 544.0 / 256.0, 1e-9);
+    EXPECT_EQ(source->info().user_width, 64);
+}
+
+TEST_F(Folder, SaysWhatIsWrongWithTheFiles) {
+    EXPECT_THAT(error(), HasSubstr("no numbered PNG file"));
+    write_png("1.png", CV_8UC1);
+    EXPECT_THAT(error(), AllOf(HasSubstr("1.png"), HasSubstr("8-bit grey"), HasSubstr("16-bit")));
+    write_png("1.png", CV_16UC3);
+    EXPECT_THAT(error(), HasSubstr("16-bit colour"));
+    write_png("1.png", CV_16UC1, 60);
+    EXPECT_THAT(error(), AllOf(HasSubstr("60 x 48"), HasSubstr("64 x 48")));
+    std::ofstream(path_ / "1.png") << "no picture";
+    EXPECT_THAT(error(), HasSubstr("not a readable PNG"));
+    write_png("1.png");
+    write_png("a01.png");
+    EXPECT_THAT(error(), HasSubstr("same number"));
+}
+
+TEST_F(Folder, ADamagedFileIsReportedWhenItIsReached) {
+    write_png("1.png");
+    write_png("2.png");
+    fs::resize_file(path_ / "2.png", 60);
+    const auto source = open();
+    host::SourceFrame frame;
+    EXPECT_TRUE(source->next(frame));
+    EXPECT_THROW(source->next(frame), host::InputError);
+}
+
+TEST_F(Folder, SaysWhatIsWrongWithTheCameraFile) {
+    write_png("1.png");
+    write_camera("heigth_mm = 3000\n");
+    EXPECT_THAT(error(), AllOf(HasSubstr("camera.toml"), HasSubstr("unknown key \"heigth_mm\"")));
+    write_camera("height_mm = -3\n");
+    EXPECT_THAT(error(), AllOf(HasSubstr("line 9"), HasSubstr("above 0")));
+    write_camera("height_mm = \"high\"\n");
+    EXPECT_THAT(error(), HasSubstr("height_mm must be a number"));
+    write_camera("", "width = 64\nheight = 48\n");
+    EXPECT_THAT(error(), HasSubstr("lacks fx"));
+    write_camera("", "width = 64.5\nheight = 48\n");
+    EXPECT_THAT(error(), HasSubstr("whole number"));
+    write_camera("= 3\n");
+    EXPECT_THAT(error(), HasSubstr("line 9"));
+    fs::remove(path_ / "camera.toml");
+    EXPECT_THAT(error(), HasSubstr("--camera FILE"));
+}
+
+TEST(Sources, UnknownNamesListTheKnown) {
+    host::SourceOptions options;
+    options.source = "usb";
+    try {
+        host::open_source(options);
+        FAIL() << "an unknown source was opened";
+    } catch (const host::InputError& e) {
+        EXPECT_THAT(e.what(), AllOf(HasSubstr("\"usb\""),
+                                    HasSubstr("scene, walks, depth-folder, null")));
+    }
+}
+
+TEST(Sources, NullHasNoFrames) {
+    host::SourceOptions options;
+    options.source = "null";
+    host::SourceFrame frame;
+    EXPECT_FALSE(host::open_source(options)->next(frame));
+}
+
+TEST(Sources, MissingInputIsNamed) {
+    host::SourceOptions options;
+    options.source = "walks";
+    EXPECT_THROW(host::open_source(options), host::InputError);
+    options.trajectories = "/nonexistent/walks.txt";
+    EXPECT_THROW(host::open_source(options), host::InputError);
+    options.source = "depth-folder";
+    EXPECT_THROW(host::open_source(options), host::InputError);
+    options.folder = "/nonexistent";
+    EXPECT_THROW(host::open_source(options), host::InputError);
+    options.source = "scene";
+    options.scene = "moon";
+    EXPECT_THROW(host::open_source(options), host::InputError);
+}
+
+}  // namespace

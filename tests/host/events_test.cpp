@@ -1,0 +1,159 @@
+// Decoding of every message from bytes laid out by hand, and its JSON.
+#include "host/bus/events.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using host::Event;
+using host::Payload;
+
+// A message of `size` bytes that is filled field by field at byte offsets.
+class Bytes {
+  public:
+    explicit Bytes(std::size_t size) : bytes_(size, 0) {}
+
+    template <typename T>
+    Bytes& put(std::size_t offset, T value) {
+        std::memcpy(bytes_.data() + offset, &value, sizeof value);
+        return *this;
+    }
+
+    Payload decode(int id) const { return host::decode_message(id, bytes_); }
+
+  private:
+    std::vector<std::uint8_t> bytes_;
+};
+
+TEST(Decode, PersonCounted) {
+    Bytes bytes(104);
+    bytes.put<std::uint32_t>(0, 89).put<std::uint32_t>(4, 2);  // frame stamp
+    bytes.put<std::int32_t>(8, 17);                            // track
+    bytes.put<std::int32_t>(12 + 12, 400).put<std::int32_t>(12 + 16, 250);
+    bytes.put<std::int32_t>(12 + 20, 90).put<std::int32_t>(12 + 24, 80);
+    bytes.put<std::uint8_t>(12 + 32, 1).put<float>(12 + 36, 0.75f);
+    bytes.put<float>(12 + 52, 1712.0f);
+    bytes.put<std::int32_t>(92, 3).put<std::int32_t>(96, 2);
+    const auto e = std::get<host::PersonCounted>(bytes.decode(6045));
+    EXPECT_EQ(e.frame_stamp, (std::uint64_t{2} << 32) + 89);
+    EXPECT_EQ(e.track_id, 17);
+    EXPECT_EQ(e.box.x, 400);
+    EXPECT_EQ(e.box.y, 250);
+    EXPECT_EQ(e.box.w, 90);
+    EXPECT_EQ(e.box.h, 80);
+    EXPECT_EQ(e.box.class_id, 1);
+    EXPECT_FLOAT_EQ(e.box.score, 0.75f);
+    EXPECT_FLOAT_EQ(e.box.height, 1712.0f);
+    EXPECT_EQ(e.line, 3);
+    EXPECT_EQ(e.direction, 2);
+}
+
+TEST(Decode, GroupCounted) {
+    Bytes bytes(24);
+    bytes.put<std::uint32_t>(0, 5).put<std::int32_t>(8, 3).put<std::int32_t>(12, 1);
+    bytes.put<std::int32_t>(16, 2);
+    const auto e = std::get<host::GroupCounted>(bytes.decode(6080));
+    EXPECT_EQ(e.frame_stamp, 5u);
+    EXPECT_EQ(e.members, 3);
+    EXPECT_EQ(e.line, 1);
+    EXPECT_EQ(e.direction, 2);
+}
+
+TEST(Decode, InstallHeight) {
+    const Payload payload = Bytes(4).put<std::int32_t>(0, 3342).decode(6077);
+    EXPECT_EQ(std::get<host::InstallHeight>(payload).height_mm, 3342);
+}
+
+TEST(Decode, ConfigRequest) {
+    EXPECT_TRUE(std::holds_alternative<host::ConfigRequest>(Bytes(8048).decode(6078)));
+}
+
+TEST(Decode, DetectionsShown) {
+    Bytes bytes(5784);
+    bytes.put<std::uint32_t>(0, 4);
+    bytes.put<std::int32_t>(8, 1).put<std::int32_t>(12 + 12, 11);
+    bytes.put<std::int32_t>(1932, 2).put<std::int32_t>(1936 + 64 + 12, 22);
+    bytes.put<std::int32_t>(3856, 30).put<std::int32_t>(3860 + 29 * 64 + 12, 33);
+    const auto e = std::get<host::DetectionsShown>(bytes.decode(6086));
+    EXPECT_EQ(e.frame_stamp, 4u);
+    ASSERT_EQ(e.colour.size(), 1u);
+    EXPECT_EQ(e.colour[0].x, 11);
+    ASSERT_EQ(e.depth.size(), 2u);
+    EXPECT_EQ(e.depth[1].x, 22);
+    ASSERT_EQ(e.merged.size(), 30u);
+    EXPECT_EQ(e.merged[29].x, 33);
+}
+
+TEST(Decode, DetectionCountsAreBroughtIntoRange) {
+    Bytes bytes(5784);
+    bytes.put<std::int32_t>(8, -3).put<std::int32_t>(1932, 1 << 30).put<std::int32_t>(3856, 31);
+    const auto e = std::get<host::DetectionsShown>(bytes.decode(6086));
+    EXPECT_EQ(e.colour.size(), 0u);
+    EXPECT_EQ(e.depth.size(), 30u);
+    EXPECT_EQ(e.merged.size(), 30u);
+}
+
+TEST(Decode, TrackNotices) {
+    Bytes bytes(20);
+    for (int i = 0; i < 5; ++i) bytes.put<std::int32_t>(static_cast<std::size_t>(4 * i), i + 1);
+    const auto born = std::get<host::TrackAppeared>(bytes.decode(6087));
+    EXPECT_EQ(born.track_id, 1);
+    EXPECT_EQ(born.centre_x, 2);
+    EXPECT_EQ(born.centre_y, 3);
+    EXPECT_EQ(born.foot_x, 4);
+    EXPECT_EQ(born.foot_y, 5);
+    EXPECT_EQ(std::get<host::TrackRemoved>(bytes.decode(6088)).foot_y, 5);
+}
+
+TEST(Decode, WrongLengthsAndNumbersAreUnknown) {
+    for (const int id : {6045, 6077, 6078, 6080, 6086, 6087, 6088, 0, -1, 6069}) {
+        for (const std::size_t length : {0u, 1u, 3u, 19u, 103u, 105u, 5783u, 8049u}) {
+            const Payload payload = Bytes(length).decode(id);
+            ASSERT_TRUE(std::holds_alternative<host::UnknownMessage>(payload)) << id;
+            EXPECT_EQ(std::get<host::UnknownMessage>(payload).length, length);
+        }
+    }
+}
+
+nlohmann::json json_of(int id, const Payload& payload) {
+    return nlohmann::json::parse(host::to_json_line(Event{id, 30, 2.0, payload}));
+}
+
+TEST(EventJson, CarriesTheCommonFieldsAndThoseOfTheMessage) {
+    host::PersonCounted counted;
+    counted.track_id = 9;
+    counted.line = 1;
+    counted.direction = 2;
+    counted.box.height = 1650.0f;
+    counted.box.w = 70;
+    const nlohmann::json json = json_of(6045, counted);
+    EXPECT_EQ(json["message"], "person_counted");
+    EXPECT_EQ(json["id"], 6045);
+    EXPECT_EQ(json["frame"], 30);
+    EXPECT_EQ(json["time_s"], 2.0);
+    EXPECT_EQ(json["track"], 9);
+    EXPECT_EQ(json["line"], 1);
+    EXPECT_EQ(json["direction"], 2);
+    EXPECT_EQ(json["height_mm"], 1650.0);
+    EXPECT_EQ(json["box"]["w"], 70);
+}
+
+TEST(EventJson, NamesEveryMessage) {
+    EXPECT_EQ(json_of(6080, host::GroupCounted{0, 3, 1, 1})["members"], 3);
+    EXPECT_EQ(json_of(6077, host::InstallHeight{3000})["height_mm"], 3000);
+    EXPECT_EQ(json_of(6078, host::ConfigRequest{})["message"], "config_request");
+    EXPECT_EQ(json_of(6087, host::TrackAppeared{4, 1, 2, 3, 4})["centre"][1], 2);
+    EXPECT_EQ(json_of(6088, host::TrackRemoved{4, 1, 2, 3, 5})["foot"][1], 5);
+    EXPECT_EQ(json_of(6090, host::UnknownMessage{12})["length"], 12);
+    host::DetectionsShown shown;
+    shown.depth.resize(2);
+    const nlohmann::json json = json_of(6086, shown);
+    EXPECT_EQ(json["depth"].size(), 2u);
+    EXPECT_EQ(json["colour"].size(), 0u);
+    EXPECT_EQ(json["message"], "detections");
+}
+
+}  // namespace

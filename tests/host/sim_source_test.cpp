@@ -1,0 +1,156 @@
+// Scenes and walks as frame sources: lines, directions and truth in the host's terms.
+#include "host/frames/sim_source.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+using host::CountingLine;
+using host::SourceFrame;
+using host::TrueCrossing;
+
+// Walks of one person along the file's y axis, 1.2 m/s at 25 frames a second.
+class Walk : public ::testing::Test {
+  protected:
+    void TearDown() override { std::filesystem::remove(path_); }
+
+    std::unique_ptr<host::FrameSource> walk(const std::vector<double>& y_m) {
+        std::ofstream out(path_);
+        out << "# framerate: 25 fps\n# id frame x/m y/m z/m\n";
+        for (std::size_t i = 0; i < y_m.size(); ++i) {
+            out << "1 " << i << " 0.0 " << y_m[i] << " 1.7\n";
+        }
+        out.close();
+        host::SourceOptions options;
+        options.source = "walks";
+        options.trajectories = path_.string();
+        options.height_mm = 5000.0;
+        options.camera_at = host::PicturePoint{0.0, 0.0};
+        return host::open_source(options);
+    }
+
+    static std::vector<double> steps(double from, double to) {
+        std::vector<double> y_m;
+        const double step = from < to ? 0.05 : -0.05;
+        const int count = static_cast<int>((to - from) / step);
+        for (int i = 0; i <= count; ++i) y_m.push_back(from + i * step);
+        return y_m;
+    }
+
+    static std::vector<TrueCrossing> crossings(host::FrameSource& source,
+                                               const CountingLine& line) {
+        source.count_truth({line});
+        std::vector<TrueCrossing> all;
+        SourceFrame frame;
+        while (source.next(frame)) {
+            all.insert(all.end(), frame.crossings.begin(), frame.crossings.end());
+        }
+        for (const TrueCrossing& c : source.settle_truth()) all.push_back(c);
+        return all;
+    }
+
+    std::string path_ =
+        (std::filesystem::temp_directory_path() / "vca-sim-source-test.txt").string();
+};
+
+const CountingLine kAcross{"a", {{100, 272}, {860, 272}}, false, {}, false};
+
+TEST_F(Walk, UpThePictureOverALineFromLeftToRightIsDirection1) {
+    const auto source = walk(steps(-1.0, 1.0));  // the file's y axis points up
+    const auto found = crossings(*source, kAcross);
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].direction, 1);
+    EXPECT_EQ(found[0].person, 1);
+    EXPECT_EQ(found[0].line, 0);
+}
+
+TEST_F(Walk, BackwardsIsDirection2AndFlipSwaps) {
+    CountingLine line = kAcross;
+    EXPECT_EQ(crossings(*walk(steps(1.0, -1.0)), line).at(0).direction, 2);
+    line.flip = true;
+    EXPECT_EQ(crossings(*walk(steps(1.0, -1.0)), line).at(0).direction, 1);
+    EXPECT_EQ(crossings(*walk(steps(-1.0, 1.0)), line).at(0).direction, 2);
+}
+
+TEST_F(Walk, TheFilterWithoutAreaJudgesTheWholeWay) {
+    CountingLine line = kAcross;
+    line.uturn_filter = true;
+    std::vector<double> there_and_back = steps(-4.0, 0.5);
+    for (const double y : steps(0.5, -4.0)) there_and_back.push_back(y);
+    EXPECT_TRUE(crossings(*walk(there_and_back), line).empty());
+    const auto through = crossings(*walk(steps(-4.0, 4.0)), line);
+    ASSERT_EQ(through.size(), 1u);
+    EXPECT_EQ(through[0].direction, 1);
+}
+
+TEST_F(Walk, TheEndJudgesWhoIsStillInsideAnArea) {
+    CountingLine line = kAcross;
+    line.uturn_filter = true;
+    line.uturn_area = {{100, 172}, {860, 172}, {860, 372}, {100, 372}};
+    const auto ended = crossings(*walk(steps(-1.5, 0.5)), line);  // stops beyond the line
+    ASSERT_EQ(ended.size(), 1u);
+    EXPECT_EQ(ended[0].direction, 1);
+    EXPECT_TRUE(crossings(*walk(steps(-1.5, -0.5)), line).empty());  // stops before it
+}
+
+TEST_F(Walk, WithoutAnAreaTheEndAddsNothing) {
+    const auto source = walk(steps(-1.0, 0.1));  // less than 0.25 m beyond
+    EXPECT_TRUE(crossings(*source, kAcross).empty());
+}
+
+TEST_F(Walk, TruthFollowsThePersonAndSaysWhoHasToBeFound) {
+    const auto source = walk(steps(-4.0, 4.0));
+    EXPECT_DOUBLE_EQ(*source->info().camera.height_mm, 5000.0);
+    EXPECT_EQ(source->info().frames_per_second, 25.0);
+    EXPECT_TRUE(source->info().has_truth);
+    SourceFrame frame;
+    int clear = 0;
+    while (source->next(frame)) {
+        for (const host::TruePerson& person : frame.people) {
+            if (!person.clear) continue;
+            ++clear;
+            EXPECT_GE(person.box.y, 20);
+            EXPECT_LE(person.box.y + person.box.h, 524);
+            EXPECT_NEAR(person.height_mm, 1700.0, 1.0);
+            EXPECT_NEAR(person.box.x + person.box.w / 2, 480, 40);
+        }
+    }
+    // 3.3 m at head height over 514.7 px and 504 rows: about 3.2 m of the way, 64 frames.
+    EXPECT_GT(clear, 40);
+    EXPECT_LT(clear, 75);
+}
+
+TEST(Scene, LinesAreWhereTheyAreSeen) {
+    host::SourceOptions options;
+    options.scene = "doorway";
+    const auto floor = host::open_source(options);
+    options.foot_point = false;
+    const auto head = host::open_source(options);
+    ASSERT_EQ(floor->info().lines.size(), 1u);
+    const host::PicturePoint on_floor = floor->info().lines[0].points[0];
+    const host::PicturePoint at_head = head->info().lines[0].points[0];
+    // From 3 m, what is 1.6 m up appears farther from the middle by 3 / 1.4.
+    EXPECT_NEAR((at_head.x - 480.0) / (on_floor.x - 480.0), 3.0 / 1.4, 1e-9);
+    EXPECT_NEAR(on_floor.y, 272.0, 1e-9);
+}
+
+TEST(Scene, SameSeedSameFrames) {
+    host::SourceOptions options;
+    options.scene = "doorway";
+    const auto a = host::open_source(options);
+    const auto b = host::open_source(options);
+    SourceFrame first;
+    SourceFrame second;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(a->next(first));
+        ASSERT_TRUE(b->next(second));
+        EXPECT_EQ(first.number, i);
+        EXPECT_EQ(first.planes.raw_mm, second.planes.raw_mm);
+        EXPECT_EQ(first.planes.colour_nv12, second.planes.colour_nv12);
+    }
+}
+
+}  // namespace
