@@ -1,6 +1,8 @@
 // Finds and checks the files of a recording, and resamples them into the depth image.
 #include "host/frames/depth_folder.h"
 
+#include <toml++/toml.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -9,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <toml++/toml.h>
 
 #include "host/frames/grey_picture.h"
 #include "host/inference/detector.h"
@@ -67,9 +68,18 @@ std::vector<NumberedFile> list_files(const fs::path& folder) {
     return files;
 }
 
+// The last chunk of a PNG is always the same; a file cut short lacks it.
+bool ends_as_png(std::ifstream& in) {
+    constexpr std::array<unsigned char, 8> kEnd{'I', 'E', 'N', 'D', 0xae, 0x42, 0x60, 0x82};
+    std::array<unsigned char, 8> tail{};
+    in.seekg(-static_cast<std::streamoff>(tail.size()), std::ios::end);
+    in.read(reinterpret_cast<char*>(tail.data()), tail.size());
+    return in && tail == kEnd;
+}
+
 // A PNG begins with 8 signature bytes and the header chunk: length, "IHDR", width, height (both big
 // endian), bit depth, colour type (0 is grey).
-void check_png_header(const fs::path& path, const RecordingCamera& camera) {
+void check_png(const fs::path& path, const RecordingCamera& camera) {
     constexpr std::array<unsigned char, 8> kSignature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
     std::array<unsigned char, 26> head{};
     std::ifstream in(path, std::ios::binary);
@@ -77,6 +87,9 @@ void check_png_header(const fs::path& path, const RecordingCamera& camera) {
     if (!in || !std::equal(kSignature.begin(), kSignature.end(), head.begin()) ||
         std::memcmp(&head[12], "IHDR", 4) != 0) {
         throw InputError("\"" + path.string() + "\" is not a readable PNG file");
+    }
+    if (!ends_as_png(in)) {
+        throw InputError("\"" + path.string() + "\" is a PNG file that was cut short");
     }
     const auto number_at = [&head](std::size_t at) {
         return head[at] << 24 | head[at + 1] << 16 | head[at + 2] << 8 | head[at + 3];
@@ -95,10 +108,10 @@ void check_png_header(const fs::path& path, const RecordingCamera& camera) {
 
 class DepthFolder final : public FrameSource {
   public:
-    DepthFolder(const fs::path& folder, const RecordingCamera& camera,
-                const SourceOptions& options)
+    DepthFolder(const fs::path& folder, const RecordingCamera& camera, const SourceOptions& options)
         : camera_(camera), files_(list_files(folder)) {
-        for (const NumberedFile& file : files_) check_png_header(file.path, camera_);
+        for (const NumberedFile& file : files_)
+            check_png(file.path, camera_);
         info_.kind = "depth-folder";
         info_.name = fs::absolute(folder).lexically_normal().filename().string();
         if (info_.name.empty()) info_.name = "recording";
@@ -169,8 +182,8 @@ double positive_number(const toml::table& table, const std::string& key, const s
 }  // namespace
 
 RecordingCamera read_recording_camera(const std::string& path) {
-    constexpr std::array<const char*, 8> kKeys{"width", "height",           "fx",       "fy", "cx",
-                                               "cy",    "frames_per_second", "height_mm"};
+    constexpr std::array<const char*, 8> kKeys{
+        "width", "height", "fx", "fy", "cx", "cy", "frames_per_second", "height_mm"};
     toml::table table;
     try {
         if (!fs::is_regular_file(path)) {
@@ -184,9 +197,8 @@ RecordingCamera read_recording_camera(const std::string& path) {
     }
     for (const auto& [key, node] : table) {
         if (std::find(kKeys.begin(), kKeys.end(), key.str()) == kKeys.end()) {
-            throw InputError("\"" + path + "\" line " +
-                             std::to_string(node.source().begin.line) + ": unknown key \"" +
-                             std::string(key.str()) +
+            throw InputError("\"" + path + "\" line " + std::to_string(node.source().begin.line) +
+                             ": unknown key \"" + std::string(key.str()) +
                              "\"; known are width, height, fx, fy, cx, cy, frames_per_second and "
                              "height_mm");
         }
@@ -283,9 +295,8 @@ std::unique_ptr<FrameSource> open_depth_folder(const SourceOptions& options) {
         throw InputError("there is no folder \"" + options.folder +
                          "\"; --folder needs a folder of numbered 16-bit PNG files");
     }
-    const std::string camera_file = options.camera_file.empty()
-                                        ? (folder / "camera.toml").string()
-                                        : options.camera_file;
+    const std::string camera_file =
+        options.camera_file.empty() ? (folder / "camera.toml").string() : options.camera_file;
     return std::make_unique<DepthFolder>(folder, read_recording_camera(camera_file), options);
 }
 
