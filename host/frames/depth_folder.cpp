@@ -7,12 +7,11 @@
 #include <array>
 #include <cctype>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
 
 #include "host/frames/grey_picture.h"
+#include "host/frames/png_file.h"
 #include "host/inference/detector.h"
 
 namespace host {
@@ -68,40 +67,18 @@ std::vector<NumberedFile> list_files(const fs::path& folder) {
     return files;
 }
 
-// The last chunk of a PNG is always the same; a file cut short lacks it.
-bool ends_as_png(std::ifstream& in) {
-    constexpr std::array<unsigned char, 8> kEnd{'I', 'E', 'N', 'D', 0xae, 0x42, 0x60, 0x82};
-    std::array<unsigned char, 8> tail{};
-    in.seekg(-static_cast<std::streamoff>(tail.size()), std::ios::end);
-    in.read(reinterpret_cast<char*>(tail.data()), tail.size());
-    return in && tail == kEnd;
-}
-
-// A PNG begins with 8 signature bytes and the header chunk: length, "IHDR", width, height (both big
-// endian), bit depth, colour type (0 is grey).
 void check_png(const fs::path& path, const RecordingCamera& camera) {
-    constexpr std::array<unsigned char, 8> kSignature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-    std::array<unsigned char, 26> head{};
-    std::ifstream in(path, std::ios::binary);
-    in.read(reinterpret_cast<char*>(head.data()), head.size());
-    if (!in || !std::equal(kSignature.begin(), kSignature.end(), head.begin()) ||
-        std::memcmp(&head[12], "IHDR", 4) != 0) {
-        throw InputError("\"" + path.string() + "\" is not a readable PNG file");
-    }
-    if (!ends_as_png(in)) {
-        throw InputError("\"" + path.string() + "\" is a PNG file that was cut short");
-    }
-    const auto number_at = [&head](std::size_t at) {
-        return head[at] << 24 | head[at + 1] << 16 | head[at + 2] << 8 | head[at + 3];
-    };
-    if (head[24] != 16 || head[25] != 0) {
-        throw InputError("\"" + path.string() + "\" has " + std::to_string(head[24]) + "-bit " +
-                         (head[25] == 0 ? "grey" : "colour") +
+    const std::string place = "\"" + path.string() + "\"";
+    const std::optional<PngHeader> png = read_png_header(path.string());
+    if (!png) throw InputError(place + " is not a whole PNG file; record it again or remove it");
+    if (png->bits != 16 || !png->grey) {
+        throw InputError(place + " has " + std::to_string(png->bits) + "-bit " +
+                         (png->grey ? "grey" : "colour") +
                          " pixels; depth needs 16-bit grey in millimetres");
     }
-    if (number_at(16) != camera.width || number_at(20) != camera.height) {
-        throw InputError("\"" + path.string() + "\" is " + std::to_string(number_at(16)) + " x " +
-                         std::to_string(number_at(20)) + " pixels, but the camera file says " +
+    if (png->width != camera.width || png->height != camera.height) {
+        throw InputError(place + " is " + std::to_string(png->width) + " x " +
+                         std::to_string(png->height) + " pixels, but the camera file says " +
                          std::to_string(camera.width) + " x " + std::to_string(camera.height));
     }
 }
@@ -135,7 +112,9 @@ class DepthFolder final : public FrameSource {
     bool next(SourceFrame& frame) override {
         if (position_ == files_.size()) return false;
         const NumberedFile& file = files_[position_];
-        const cv::Mat image = cv::imread(file.path.string(), cv::IMREAD_UNCHANGED);
+        const std::vector<std::uint8_t> bytes = read_bytes(file.path.string());
+        cv::Mat image;
+        if (png_is_intact(bytes)) image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
         if (image.type() != CV_16UC1 || image.cols != camera_.width ||
             image.rows != camera_.height || !image.isContinuous()) {
             throw InputError("\"" + file.path.string() + "\" is a damaged PNG file");

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -240,14 +241,18 @@ TEST_F(Program, RefusesAFolderItCannotWrite) {
 }
 
 TEST_F(Program, LeavesNothingWhenARecordingBreaks) {
-    const std::string png = "recording/1.png";
     fs::create_directories(work_ / "recording");
-    // The beginning of a 16-bit grey PNG of 32 x 32 pixels, and nothing more.
-    write(png, std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0 \0\0\0 \x10\0\0\0\0", 29));
+    for (const char* name : {"recording/1.png", "recording/2.png"}) {
+        cv::imwrite((work_ / name).string(), cv::Mat(32, 32, CV_16UC1, cv::Scalar::all(2000)));
+    }
+    std::fstream(work_ / "recording/2.png", std::ios::in | std::ios::out | std::ios::binary)
+            .seekp(45)
+        << "broken";
     write("recording/camera.toml",
           "width=32\nheight=32\nfx=30\nfy=30\ncx=16\ncy=16\nframes_per_second=10\n"
           "height_mm=3000\n");
-    expect_refused("--source depth-folder --folder recording", HasSubstr("cut short"));
+    expect_refused("--source depth-folder --folder recording",
+                   AllOf(HasSubstr("2.png"), HasSubstr("damaged")));
 }
 
 TEST_F(Program, ListsScenesAndHelps) {
