@@ -1,0 +1,286 @@
+// How well the whole program counts, finds, tracks and measures: on the built-in scenes, on
+// recorded walks and on a recording of a real depth camera. Prints Markdown tables.
+//
+//   bench_accuracy [--data DIR] [NAME ...]
+//
+// DIR holds the recorded data (depth_walk/ and trajectories/), by default ../shared/data seen from
+// the project. NAME picks cases. The library has one state per process, so each case runs in a
+// child process of its own.
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/app/run.h"
+#include "host/frames/depth_folder.h"
+#include "host/inference/depth_detector.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kProject = VCA_PROJECT_DIR;
+
+struct Case {
+    std::string name;
+    host::RunOptions options;
+    std::function<std::string(const host::RunResult&)> report;
+};
+
+// ---- One run in a child process ----
+
+std::string run_here(const Case& one) {
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDOUT_FILENO);
+    close(null);
+    host::RunPlan plan = host::prepare_run(one.options);
+    return one.report(host::run(plan, {[] { return false; }, {}}));
+}
+
+std::string run_in_child(const Case& one) {
+    std::fflush(stdout);
+    int ends[2];
+    if (pipe(ends) != 0) return "no pipe\n";
+    const pid_t child = fork();
+    if (child == 0) {
+        close(ends[0]);
+        std::string text;
+        try {
+            text = run_here(one);
+        } catch (const std::exception& e) {
+            text = "failed: " + std::string(e.what()) + "\n";
+        }
+        const bool written =
+            write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        _exit(written ? 0 : 1);
+    }
+    close(ends[1]);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t n = 0; (n = read(ends[0], buffer, sizeof(buffer))) > 0;)
+        text.append(buffer, static_cast<size_t>(n));
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) text += "(ended abnormally)\n";
+    return text;
+}
+
+template <typename... Args>
+std::string format(const char* pattern, Args... args) {
+    char text[512];
+    std::snprintf(text, sizeof(text), pattern, args...);
+    return text;
+}
+
+// ---- Scenes and recorded walks: everything against the simulator's truth ----
+
+std::string count_cell(const host::DirectionCount& count) {
+    const int error = count.counted - count.truth;
+    const double share = count.truth > 0 ? 100.0 * std::abs(error) / count.truth : 0.0;
+    return format("%d / %d (%.1f %%)", count.counted, count.truth, share);
+}
+
+host::DirectionCount total(const host::RunResult& result, size_t direction) {
+    host::DirectionCount sum;
+    for (const auto& line : result.counts) {
+        sum.counted += line[direction].counted;
+        sum.truth += line[direction].truth;
+    }
+    return sum;
+}
+
+std::string truth_row(const std::string& name, const host::RunResult& r) {
+    std::vector<double> off;
+    for (const double e : r.height_errors_mm)
+        off.push_back(std::abs(e));
+    return format(
+        "| %s | %s | %s | %.2f / %.2f %% | %lld | %.1f %% | %.1f %% | %+.0f / %.0f mm |\n",
+        name.c_str(), count_cell(total(r, 0)).c_str(), count_cell(total(r, 1)).c_str(),
+        100 * r.detection.precision(), 100 * r.detection.recall(),
+        static_cast<long long>(r.tracking.switches), 100 * r.tracking.mota(),
+        100 * r.tracking.idf1(), host::quantile(r.height_errors_mm, 0.5),
+        host::quantile(off, 0.95));
+}
+
+constexpr char kTruthHead[] =
+    "| case | direction 1, counted / true | direction 2 | precision / recall | id switches | MOTA "
+    "| "
+    "IDF1 | height error, median / 95 % |\n|---|---|---|---|---|---|---|---|\n";
+
+// ---- The recording of a real depth camera: against the labelled heads ----
+
+struct Head {
+    double u = 0.0;
+    double v = 0.0;
+};
+
+std::map<int, Head> read_heads(const fs::path& file) {
+    std::map<int, Head> heads;
+    std::ifstream in(file);
+    std::string line;
+    std::getline(in, line);
+    while (std::getline(in, line)) {
+        std::replace(line.begin(), line.end(), ',', ' ');
+        std::istringstream fields(line);
+        int frame = 0;
+        Head head;
+        if (fields >> frame >> head.u >> head.v) heads[frame] = head;
+    }
+    return heads;
+}
+
+// Middle of a box of the 960 x 544 picture in pixels of the recording.
+Head box_middle(const host::PixelBox& box, const host::RecordingFit& fit) {
+    const double x = (box.x + box.w / 2.0) * 480.0 / 960.0;
+    const double y = (box.y + box.h / 2.0) * 256.0 / 544.0;
+    return {(x - fit.offset_x) / fit.scale, (y - fit.offset_y) / fit.scale};
+}
+
+struct HeadScore {
+    int found = 0;       // labelled frames with a box whose middle is near the label
+    int with_false = 0;  // labelled frames with any other box, but for the left edge
+};
+
+// What the detector finds, before the library drops what reaches into the picture's border.
+HeadScore score_heads(const host::RunOptions& options, const std::map<int, Head>& heads) {
+    constexpr double kNearPx = 20.0;
+    constexpr double kEdgePx = 80.0;  // left of it the person hangs over the picture's edge
+    const auto source = host::open_source(options.source);
+    const host::CameraModel& camera = source->info().camera;
+    host::DepthDetector detector({static_cast<float>(camera.fx), static_cast<float>(camera.fy),
+                                  static_cast<float>(camera.cx), static_cast<float>(camera.cy),
+                                  static_cast<float>(camera.height_mm.value_or(0.0))});
+    const host::RecordingFit fit = host::fit_recording(512, 424);
+    HeadScore score;
+    host::SourceFrame frame;
+    for (int number = 1; source->next(frame); ++number) {
+        const auto label = heads.find(number);
+        if (label == heads.end()) continue;
+        bool hit = false;
+        bool wrong = false;
+        for (const host::Detection& box : detector.detect(frame.planes.raw_mm.data(), 480)) {
+            const Head at = box_middle({box.x, box.y, box.w, box.h}, fit);
+            const bool near = std::hypot(at.u - label->second.u, at.v - label->second.v) <= kNearPx;
+            if (near && !hit)
+                hit = true;
+            else if (at.u >= kEdgePx)
+                wrong = true;
+        }
+        score.found += hit ? 1 : 0;
+        score.with_false += wrong ? 1 : 0;
+    }
+    return score;
+}
+
+std::string recording_report(const host::RunResult& r, const std::map<int, Head>& heads) {
+    const HeadScore score = score_heads(r.options, heads);
+    std::vector<double> heights;
+    std::string crossings;
+    for (const host::Crossing& c : r.crossings) {
+        heights.push_back(c.height_mm);
+        const bool across = c.line == 0;
+        crossings += format(
+            "%s%s %s in frame %lld", crossings.empty() ? "" : "; ", across ? "u = 256" : "v = 212",
+            (c.direction == 1) == across ? "+" : "-", static_cast<long long>(c.frame) + 1);
+    }
+    const auto labelled = static_cast<double>(heads.size());
+    return format("- head within 20 px of the label: %.1f %% of %zu labelled frames\n",
+                  100.0 * score.found / labelled, heads.size()) +
+           format("- false people in %.2f %% of them\n", 100.0 * score.with_false / labelled) +
+           format("- median height of the counted person: %.0f mm (true 1690)\n",
+                  host::quantile(heights, 0.5)) +
+           "- counted: " + crossings + "\n";
+}
+
+// ---- The cases ----
+
+host::RunOptions scene_options(const std::string& scene) {
+    host::RunOptions options;
+    options.source.source = "scene";
+    options.source.scene = scene;
+    return options;
+}
+
+host::RunOptions walk_options(const fs::path& file, double fps) {
+    host::RunOptions options;
+    options.source.source = "walks";
+    options.source.trajectories = file.string();
+    options.source.height_mm = 6000.0;
+    if (fps > 0) options.source.frames_per_second = fps;
+    return options;
+}
+
+host::RunOptions recording_options(const fs::path& folder) {
+    host::RunOptions options;
+    options.source.source = "depth-folder";
+    options.source.folder = folder.string();
+    options.source.camera_file = (kProject / "host/examples/tof_512x424.toml").string();
+    options.source.foot_point = false;
+    host::CountingLine across;
+    across.name = "u = 256";
+    across.points = {{256, 0}, {256, 423}};
+    host::CountingLine down;
+    down.name = "v = 212";
+    down.points = {{80, 212}, {511, 212}};
+    options.lines = {across, down};
+    return options;
+}
+
+Case truth_case(const std::string& name, host::RunOptions options) {
+    return {name, std::move(options),
+            [name](const host::RunResult& r) { return truth_row(name, r); }};
+}
+
+std::vector<Case> truth_cases(const fs::path& data) {
+    std::vector<Case> cases;
+    for (const char* scene : {"doorway", "entrance", "uturn", "groups", "shop", "crowd"})
+        cases.push_back(truth_case(scene, scene_options(scene)));
+    const fs::path walks = data / "trajectories";
+    cases.push_back(truth_case("walks, one direction",
+                               walk_options(walks / "unidirectional_uo_180_180_070.txt", 16)));
+    cases.push_back(
+        truth_case("walks, bottleneck", walk_options(walks / "bottleneck_030_c_56_h0.txt", 0)));
+    cases.push_back(truth_case("walks, two directions",
+                               walk_options(walks / "bidirectional_corridor_400_b_03.txt", 0)));
+    return cases;
+}
+
+Case recording_case(const fs::path& data) {
+    const fs::path folder = data / "depth_walk";
+    return {"recording", recording_options(folder), [folder](const host::RunResult& r) {
+                return recording_report(r, read_heads(folder / "heads.csv"));
+            }};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    fs::path data = kProject / "../shared/data";
+    std::vector<std::string> names(argv + 1, argv + argc);
+    if (names.size() >= 2 && names[0] == "--data") {
+        data = names[1];
+        names.erase(names.begin(), names.begin() + 2);
+    }
+    const auto wanted = [&names](const Case& one) {
+        return names.empty() || std::find(names.begin(), names.end(), one.name) != names.end();
+    };
+    std::printf("%s", kTruthHead);
+    for (const Case& one : truth_cases(data)) {
+        if (!wanted(one)) continue;
+        std::printf("%s", run_in_child(one).c_str());
+    }
+    const Case recording = recording_case(data);
+    if (wanted(recording)) std::printf("\n%s", run_in_child(recording).c_str());
+    return 0;
+}

@@ -1,0 +1,379 @@
+// The analysis task: the calls of a pass in order, its timing logs, idling, failures and the end.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <future>
+
+#include "tests/support/flag_file.h"
+#include "tests/support/log_lines.h"
+#include "tests/support/scripted_host.h"
+#include "tests/support/stdout_capture.h"
+#include "tests/support/test_config.h"
+
+namespace {
+
+using test::Frame;
+using test::host;
+using test::Person;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+// The task's calls from the lock to the unlock of a scripted frame, without look-ups of model
+// configurations.
+std::vector<std::string> pass_calls(int frame) {
+    std::vector<std::string> texts;
+    for (const auto& call : host().calls()) {
+        if (!call.on_task || call.frame != frame) continue;
+        if (call.text.starts_with("vca_nn_get_pModel_cfg")) continue;
+        if (texts.empty() && call.text == "avs_read_all_ive") continue;
+        texts.push_back(call.text);
+        if (call.text == "tq_mutex_unlock(algo)") break;
+    }
+    return texts;
+}
+
+const std::vector<std::string> kRelease = {"ss_mpi_sys_munmap(1001)", "ss_mpi_vb_release_blk(1)",
+                                           "ss_mpi_sys_munmap(1002)", "ss_mpi_vb_release_blk(2)",
+                                           "ss_mpi_sys_munmap(1003)", "ss_mpi_vb_release_blk(3)",
+                                           "tq_mutex_unlock(algo)"};
+
+std::vector<std::string> with_release(std::vector<std::string> calls) {
+    calls.insert(calls.end(), kRelease.begin(), kRelease.end());
+    return calls;
+}
+
+void run_one_frame(int detect_model) {
+    auto cfg = test::plain_config();
+    cfg.DetectModel = detect_model;
+    test::apply_config(cfg);
+    host().push({Frame{}});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    test::stop_library();
+}
+
+TEST(MainTask, PassWithBothModels) {
+    run_one_frame(0);
+    const auto task_calls = host().call_texts(true);
+    ASSERT_GE(task_calls.size(), 3u);
+    EXPECT_EQ(task_calls[0], "tq_task_set_name(vca-algo)");
+    EXPECT_EQ(task_calls[1], "tq_mutex_lock(algo)");
+    EXPECT_EQ(task_calls[2], "avs_read_all_ive");
+    EXPECT_THAT(pass_calls(0),
+                ElementsAreArray(with_release(
+                    {"vca_nn_detection(101,real_img)", "vca_nn_detection(102,depth_img)",
+                     "ioutracker_objects_reset(0)", "ioutracker_update(0)"})));
+}
+
+TEST(MainTask, PassWithColourModelOnly) {
+    run_one_frame(1);
+    EXPECT_THAT(pass_calls(0), ElementsAreArray(with_release({"vca_nn_detection(101,real_img)",
+                                                              "ioutracker_objects_reset(0)",
+                                                              "ioutracker_update(0)"})));
+}
+
+TEST(MainTask, PassWithDepthModelOnly) {
+    run_one_frame(2);
+    EXPECT_THAT(pass_calls(0), ElementsAreArray(with_release({"vca_nn_detection(102,depth_img)",
+                                                              "ioutracker_objects_reset(0)",
+                                                              "ioutracker_update(0)"})));
+}
+
+TEST(MainTask, DetectionsOfAnEarlierModelAreNotCarriedOver) {
+    auto cfg = test::plain_config();
+    test::start_library(cfg);
+    const Person left{1, 100, 200, 80, 80, 1, 0.9f};
+    const Person right{2, 600, 200, 80, 80, 1, 0.9f};
+    Frame both;
+    both.colour = {left};
+    both.depth = {right};
+    ASSERT_TRUE(host().run({both}));
+    EXPECT_EQ(host().added_objects(0).size(), 2u);
+    cfg.DetectModel = 1;
+    host().deliver(VCA_MSG_CONFIG, &cfg);
+    ASSERT_TRUE(host().run({both}));
+    ASSERT_EQ(host().added_objects(0).size(), 1u);
+    cfg.DetectModel = 2;
+    host().deliver(VCA_MSG_CONFIG, &cfg);
+    ASSERT_TRUE(host().run({both}));
+    ASSERT_EQ(host().added_objects(0).size(), 1u);
+    // 80 * 1.29 = 103.2 wide: the enlargement at 3 m is av_calc_val(28, 33, 0.25) = 29 percent; the
+    // box around the centre 640 starts at 640 - 51.
+    EXPECT_EQ(host().added_objects(0)[0].x, 589);
+    test::stop_library();
+}
+
+TEST(MainTask, MutexIsHeldFromAcquisitionToRelease) {
+    test::start_library();
+    bool free_in_read = true;
+    bool free_in_detection = true;
+    const auto try_lock = [] {
+        auto* algo = static_cast<std::mutex*>(get_vca_algo_mutex());
+        return std::async(std::launch::async,
+                          [algo] {
+                              const bool got = algo->try_lock();
+                              if (got) algo->unlock();
+                              return got;
+                          })
+            .get();
+    };
+    Frame frame;
+    frame.on_read = [&] { free_in_read = try_lock(); };
+    host().on_detection = [&](auto...) { free_in_detection = try_lock(); };
+    ASSERT_TRUE(host().run({frame}));
+    EXPECT_FALSE(free_in_read);
+    EXPECT_FALSE(free_in_detection);
+    test::stop_library();
+    EXPECT_EQ(host().locks(), host().unlocks());
+}
+
+TEST(MainTask, FailedAcquisitionUnlocksAndRetries) {
+    host().use_clock(1'000'000);
+    test::start_library();
+    Frame slow;
+    slow.on_read = [] { host().advance_clock(11'000); };
+    ASSERT_TRUE(host().run({slow}));
+    Frame missing;
+    missing.has_depth = false;
+    missing.on_read = [] { host().advance_clock(90'000); };
+    host().clear_calls();
+    ASSERT_TRUE(host().run({missing, missing}));
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 1);
+    EXPECT_EQ(vca_get_algo_loop_tm(), 11);
+    EXPECT_EQ(host().count_calls("vca_nn_detection"), 0);
+    EXPECT_EQ(host().count_calls("ioutracker"), 0);
+    ASSERT_TRUE(host().run({Frame{}}));
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 2);
+    test::stop_library();
+    EXPECT_EQ(host().locks(), host().unlocks());
+    EXPECT_EQ(host().blocks_held(), 0u);
+    EXPECT_THAT(host().errors(), IsEmpty());
+}
+
+TEST(MainTask, FailedAcquisitionNeitherFeedsTheFloorMapNorAnswers) {
+    test::start_library();
+    Frame missing;
+    missing.has_real = false;
+    missing.on_read = [] { host().deliver_locked(VCA_MSG_INSTALL_HEIGHT, nullptr); };
+    ASSERT_TRUE(host().run(std::vector<Frame>(8, missing)));
+    EXPECT_EQ(vca_depth_get_state()->depthCallCnt, 0);
+    EXPECT_THAT(host().messages(6077), IsEmpty());
+    ASSERT_TRUE(host().run({Frame{}}));
+    EXPECT_EQ(vca_depth_get_state()->depthCallCnt, 1);
+    EXPECT_EQ(host().messages(6077).size(), 1u);
+    test::stop_library();
+}
+
+// The stages that a later version adds may log between these; the rest stays in this order.
+std::vector<std::string> timing_bodies(const std::string& output) {
+    std::vector<std::string> bodies;
+    for (const auto& line : test::parse_log(output)) {
+        const bool timing = line.body.starts_with("Tm: ") || line.body.starts_with("\nTm: ");
+        if (timing && !line.body.starts_with("Tm: sync_tracking_info")) bodies.push_back(line.body);
+    }
+    return bodies;
+}
+
+class MainTaskTiming : public testing::Test {
+  protected:
+    MainTaskTiming() {
+        host().use_clock(50'000'000);
+        host().on_detection = [](NN_MODEL_TYPE_E model, auto, auto) {
+            host().advance_clock(model == test::kColourModel ? 7'000 : 20'000);
+        };
+    }
+
+    static Frame frame_of_five_ms() {
+        Frame frame;
+        frame.colour = {{1, 300, 200, 80, 80, 1, 0.9f}, {2, 500, 200, 80, 80, 1, 0.9f}};
+        frame.depth = {{3, 700, 200, 80, 80, 1, 0.9f}};
+        frame.on_read = [] { host().advance_clock(5'000); };
+        return frame;
+    }
+};
+
+TEST_F(MainTaskTiming, FirstPassAndEveryTwelfth) {
+    test::FlagFile flag("/tmp/vca-tm");
+    test::apply_config(test::plain_config());
+    test::StdoutCapture out;
+    host().push({frame_of_five_ms()});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    const std::vector<std::string> expected = {"\nTm: data_update_real_depth=5 H=3000",
+                                               "Tm: detection-2 real rgb=12",
+                                               "Tm: detection-1 depth rgb=32",
+                                               "Tm: vca obj-3 tracking(3)=32",
+                                               "Tm: procese event=32",
+                                               "Tm: procese message=32",
+                                               "Tm: Loop=32"};
+    EXPECT_THAT(timing_bodies(out.text()), ElementsAreArray(expected));
+    out.clear();
+    ASSERT_TRUE(host().run(std::vector<Frame>(11, frame_of_five_ms())));  // counts 1 to 11
+    EXPECT_THAT(timing_bodies(out.text()), IsEmpty());
+    ASSERT_TRUE(host().run({frame_of_five_ms()}));  // count 12
+    EXPECT_THAT(timing_bodies(out.text()), ElementsAreArray(expected));
+    for (const auto& line : test::parse_log(out.text())) {
+        if (line.body.find("Tm: ") == std::string::npos) continue;
+        EXPECT_EQ(line.function, "vca_algo_main_task") << line.body;
+    }
+    test::stop_library();
+}
+
+TEST_F(MainTaskTiming, ColourOnlyLogsNoDepthDetection) {
+    test::FlagFile flag("/tmp/vca-tm");
+    auto cfg = test::plain_config();
+    cfg.DetectModel = 1;
+    test::apply_config(cfg);
+    test::StdoutCapture out;
+    host().push({frame_of_five_ms()});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    EXPECT_THAT(timing_bodies(out.text()),
+                ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
+                            "Tm: vca obj-2 tracking(2)=12", "Tm: procese event=12",
+                            "Tm: procese message=12", "Tm: Loop=12"));
+    test::stop_library();
+}
+
+TEST_F(MainTaskTiming, NegativeMultiplesOfTwelveCount) {
+    test::FlagFile flag("/tmp/vca-tm");
+    test::apply_config(test::plain_config());
+    vca_feed_frm_cnt_set(-24);
+    test::StdoutCapture out;
+    host().push(std::vector<Frame>(3));
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    const auto bodies = timing_bodies(out.text());
+    EXPECT_EQ(std::count(bodies.begin(), bodies.end(), "Tm: Loop=27"), 1);
+    EXPECT_EQ(vca_feed_frm_cnt_get(), -21);
+    test::stop_library();
+}
+
+TEST_F(MainTaskTiming, SlaveLogsNoEventStages) {
+    test::FlagFile flag("/tmp/vca-tm");
+    auto cfg = test::plain_config();
+    cfg.devWorkMode = 2;
+    test::apply_config(cfg);
+    test::StdoutCapture out;
+    host().push({frame_of_five_ms()});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    EXPECT_EQ(test::count_log(out.text(), "Tm: procese event=32"), 0);
+    EXPECT_EQ(test::count_log(out.text(), "Tm: procese message=32"), 0);
+    EXPECT_EQ(test::count_log(out.text(), "Tm: Loop=32"), 1);
+    test::stop_library();
+}
+
+TEST_F(MainTaskTiming, NothingWithoutTheSwitch) {
+    std::remove("/tmp/vca-tm");
+    test::StdoutCapture out;
+    test::start_library();
+    ASSERT_TRUE(host().run(std::vector<Frame>(13, frame_of_five_ms())));
+    EXPECT_THAT(timing_bodies(out.text()), IsEmpty());
+    test::stop_library();
+}
+
+TEST(MainTask, IdleWithoutBaseStageDropsTheTracks) {
+    test::start_library(test::plain_config());
+    Frame frame;
+    frame.colour = {{1, 300, 200, 80, 80, 1, 0.9f}, {2, 500, 200, 80, 80, 1, 0.9f}};
+    ASSERT_TRUE(host().run({frame, frame}));
+    EXPECT_EQ(host().images_alive(), 2u);
+    test::StdoutCapture out;
+    vca_base_uninit();
+    const int reads = host().count_calls("avs_read_all_ive");
+    avs_mdelay(900);
+    EXPECT_EQ(host().images_alive(), 0u);
+    const int idle_lines = test::count_log(out.text(), "Algo module is initializing...");
+    EXPECT_GE(idle_lines, 1);
+    EXPECT_LE(idle_lines, 2) << "one line per 800 ms";
+    EXPECT_LE(host().count_calls("avs_read_all_ive"), reads + 1);
+    for (const auto& line : test::parse_log(out.text())) {
+        if (line.body != "Algo module is initializing...") continue;
+        EXPECT_EQ(line.function, "vca_algo_main_task");
+    }
+    const int32_t count = vca_feed_frm_cnt_get();
+    vca_base_init();
+    ASSERT_TRUE(host().run({frame}));
+    EXPECT_EQ(vca_feed_frm_cnt_get(), count + 1);
+    EXPECT_EQ(host().images_created(), 4) << "tracking restarts from nothing";
+    test::stop_library();
+    EXPECT_EQ(host().images_alive(), 0u);
+    EXPECT_THAT(host().errors(), IsEmpty());
+}
+
+TEST(MainTask, TracksAreReleasedAtTheEnd) {
+    test::start_library(test::plain_config());
+    Frame frame;
+    for (int i = 0; i < 5; ++i)
+        frame.colour.push_back({i + 1, 100 + 150 * i, 200, 60, 60, 1, 0.9f});
+    ASSERT_TRUE(host().run({frame, frame}));
+    EXPECT_EQ(host().images_alive(), 5u);
+    test::StdoutCapture out;
+    vca_algo_uninit();
+    EXPECT_EQ(host().images_destroyed(), 5);
+    EXPECT_EQ(host().images_alive(), 0u);
+    EXPECT_EQ(test::count_log(out.text(), "Algo task proc exited..."), 1);
+    vca_base_uninit();
+    EXPECT_THAT(host().errors(), IsEmpty());
+}
+
+TEST(MainTask, ReturnsAtOnceWhenNotRunning) {
+    test::StdoutCapture out;
+    EXPECT_EQ(vca_algo_main_task(nullptr), nullptr);
+    EXPECT_THAT(host().call_texts(), ElementsAre("tq_task_set_name(vca-algo)"));
+    EXPECT_THAT(test::log_bodies(out.text()), ElementsAre("Algo task proc exited..."));
+}
+
+TEST(MainTask, RunningFlagIsTestedAfterThePass) {
+    // On the calling thread: the pass clears the flag itself and still ends completely.
+    vca_base_init();
+    TQ_MUTEX_S* algo = static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex());
+    tq_mutex_init(algo);
+    vca_depth_algo_init();
+    vca_get_pCtrl_param()->algo_running = 1;
+    Frame frame;
+    frame.on_read = [] { vca_get_pCtrl_param()->algo_running = 0; };
+    host().push({frame, Frame{}});
+    EXPECT_EQ(vca_algo_main_task(nullptr), nullptr);
+    EXPECT_EQ(host().frames_read(), 1);
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 1);
+    EXPECT_EQ(host().blocks_held(), 0u);
+    tq_mutex_uninit(algo);
+}
+
+TEST(MainTask, TrackListReleaseGoesFrontToBack) {
+    std::vector<TRACKER_RSLT_S> list(3);
+    for (auto& track : list)
+        vca_create_image(&track.attrImg, VCA_IMAGE_NV12, 224, 224);
+    ASSERT_EQ(host().images_alive(), 3u);
+    std::vector<uint64_t> alive;
+    host().on_call = [&](const std::string& call) {
+        if (call == "vca_destroy_image") alive.push_back(host().images_alive());
+    };
+    EXPECT_EQ(vca_trk_obj_list_release(list), 0);
+    EXPECT_TRUE(list.empty());
+    EXPECT_THAT(alive, ElementsAre(3, 2, 1));
+    EXPECT_THAT(host().destroyed_handles(), ElementsAre(1, 2, 3));
+    EXPECT_EQ(vca_trk_obj_list_release(list), 0);
+    EXPECT_EQ(host().images_destroyed(), 3);
+}
+
+TEST(MainTask, SlavePassRunsTrackingButSettlesNoEvents) {
+    auto cfg = test::plain_config();
+    cfg.devWorkMode = 2;
+    test::apply_config(cfg);
+    Frame frame;
+    frame.colour = {{1, 300, 200, 80, 80, 1, 0.9f}};
+    host().push({frame});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    const auto calls = pass_calls(0);
+    EXPECT_THAT(calls, testing::Contains("ioutracker_update(0)"));
+    EXPECT_EQ(host().count_calls("ioutracker_update(1)"), 0);
+    test::stop_library();
+}
+
+}  // namespace

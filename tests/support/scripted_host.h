@@ -1,0 +1,195 @@
+// A host for tests: records every call the library makes, keeps every message whole, and plays
+// scripted frames, detections and tracker output. One instance per process, test::host(). Scripts
+// are set before the library starts, between run() calls through the setters, or in the hooks.
+#ifndef TESTS_SUPPORT_SCRIPTED_HOST_H
+#define TESTS_SUPPORT_SCRIPTED_HOST_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "vca/vca.h"
+
+namespace test {
+
+// Model numbers that vca_cvai_init writes into the control block.
+constexpr NN_MODEL_TYPE_E kColourModel = 101;
+constexpr NN_MODEL_TYPE_E kDepthModel = 102;
+constexpr NN_MODEL_TYPE_E kAttrModel = 103;
+constexpr NN_MODEL_TYPE_E kStaffModel = 104;
+
+constexpr uint32_t kRawWidth = 480;
+constexpr uint32_t kRawHeight = 256;
+
+// One call of the library into its host, as text: "name" or "name(arguments)". The control block
+// is written "ctrl", the algorithm mutex "algo"; other pointers "other".
+struct Call {
+    std::string text;
+    bool on_task = false;   // made by the analysis task
+    size_t stdout_pos = 0;  // bytes captured from standard output before the call
+    int frame = -1;         // scripted frame in progress, -1 before the first
+};
+
+struct Message {
+    int channel = 0;
+    int id = 0;
+    std::vector<uint8_t> bytes;
+    int frame = -1;
+    bool on_task = false;
+
+    // The payload as a record; only for a payload of exactly that size.
+    template <class T>
+    T as() const {
+        T record{};
+        if (bytes.size() == sizeof(T)) std::memcpy(&record, bytes.data(), sizeof(T));
+        return record;
+    }
+};
+
+// A scripted detection. `id` is what the built-in tracker answers for it.
+struct Person {
+    int id = 1;
+    int x = 0, y = 0, w = 80, h = 80;
+    uint8_t class_id = 1;
+    float score = 0.9f;
+};
+
+// One scripted frame set.
+struct Frame {
+    std::vector<Person> colour;                              // detections of the colour model
+    std::vector<Person> depth;                               // detections of the depth model
+    bool has_real = true, has_depth = true, has_raw = true;  // missing frames have no block
+    bool mapped = true;                                      // false: blocks without an address
+    bool map_without_block = false;  // missing frames have an address nevertheless
+    uint32_t flag = 1;               // trailing word of the set
+    std::vector<uint16_t> raw;       // raw depth; empty: every pixel Host::floor_mm
+    std::function<void()> on_read;   // runs on the analysis task, inside avs_read_all_ive
+};
+
+using Bytes = std::vector<uint8_t>;
+
+class Host {
+  public:
+    // ---- Script; set it while the analysis task is not running, or in a hook ----
+    uint16_t floor_mm = 3000;
+    uint32_t raw_width = kRawWidth, raw_height = kRawHeight;  // written by vca_mem_init
+    std::map<NN_MODEL_TYPE_E, NN_MODEL_CFG_S> model_cfg;      // absent: null
+    // Called after the scripted result was written; may overwrite it.
+    std::function<void(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*)> on_detection;
+    std::function<void(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*)> on_classification;
+    // Takes the place of the built-in tracker when set.
+    std::function<IOU_TRK_RSLT_S(int inst, const std::vector<IOU_TRK_OBJ_S>& added)> on_update;
+    std::function<bool(int nth)> image_fails;  // whether the nth vca_create_image (from 0) fails
+    std::function<void()> on_idle_read;        // avs_read_all_ive with no scripted frame left
+    std::function<void(const std::string& call)> on_call;  // every call, before it takes effect
+    bool record_task_calls = true;
+    int64_t clock_step_us = 0;  // added to the clock with every scripted frame set
+
+    // Tracker results played before anything else, first in first out, per instance.
+    void push_tracker_result(int inst, const IOU_TRK_RSLT_S& result);
+    // Ids that the built-in tracker answers outside a frame: nearest person by box centre.
+    void set_persons(std::vector<Person> persons);
+
+    // ---- Clock ----
+    void use_clock(int64_t start_us);  // installs this host's clock
+    void set_clock(int64_t us);
+    void advance_clock(int64_t us);
+    int64_t clock() const;
+
+    // ---- Running ----
+    // Hands the frames to the running analysis task and waits until every pass has ended; false
+    // after 30 s.
+    bool run(std::vector<Frame> frames);
+    // The same without waiting; also before the library starts.
+    void push(std::vector<Frame> frames);
+    // Waits until the task has asked for `count` more frame sets that were not scripted.
+    bool wait_idle_reads(int count);
+    // Gives a message to the handler registered for `id`, under the algorithm mutex as the
+    // reference host does; false when none is registered.
+    bool deliver(int id, const void* payload);
+    // The same without the mutex, for hooks that already run under it.
+    bool deliver_locked(int id, const void* payload);
+
+    // ---- What was seen; copies, safe at any time ----
+    std::vector<Call> calls() const;
+    std::vector<std::string> call_texts() const;
+    std::vector<std::string> call_texts(bool on_task) const;
+    int count_calls(const std::string& prefix) const;
+    std::vector<Message> messages() const;
+    std::vector<Message> messages(int id) const;
+    std::vector<std::string> errors() const;  // misuse of the host seen so far
+    void clear_calls();
+    void clear_messages();
+    std::vector<SOCK_REQUEST_S> handler_table() const;
+    std::vector<IOU_TRK_OBJ_S> added_objects(int inst) const;  // since the last reset
+    int locks() const;
+    int unlocks() const;
+    int images_created() const;
+    int images_destroyed() const;  // real ones, not all-zero records
+    int zero_images_destroyed() const;
+    std::vector<uint64_t> destroyed_handles() const;
+    size_t images_alive() const;
+    size_t blocks_held() const;
+    size_t mappings_held() const;
+    AVS_IVE_ALL_S last_set() const;  // the set handed out last
+    int frames_read() const;         // scripted frame sets handed out
+
+    // ---- For the host functions ----
+    void record(const std::string& text);
+    void error(const std::string& text);
+    bool on_task() const;
+
+  private:
+    friend struct HostAccess;
+    struct ImageBuffer {
+        std::vector<uint8_t> bytes;
+    };
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Call> calls_;
+    std::vector<Message> messages_;
+    std::vector<std::string> errors_;
+    std::deque<Frame> frames_;
+    std::optional<Frame> current_;
+    std::vector<Person> persons_;
+    AVS_IVE_ALL_S last_set_{};
+    std::vector<uint16_t> raw_pixels_;
+    std::vector<uint8_t> image_pixels_ = std::vector<uint8_t>(64);
+    std::deque<IOU_TRK_RSLT_S> tracker_results_[2];
+    std::vector<IOU_TRK_OBJ_S> added_[2];
+    const SOCK_REQUEST_S* table_ = nullptr;
+    int table_count_ = 0;
+    std::set<uint32_t> blocks_;
+    std::multiset<std::pair<uint64_t, uint32_t>> mappings_;
+    std::map<uint64_t, ImageBuffer> images_;
+    std::vector<uint64_t> destroyed_;
+    std::thread::id task_id_;
+    bool mutex_live_ = false;
+    int locks_ = 0, unlocks_ = 0;
+    int images_created_ = 0, images_tried_ = 0, images_destroyed_ = 0, zero_images_ = 0;
+    int frames_read_ = 0, idle_reads_ = 0;
+    uint32_t next_block_ = 1;
+    uint64_t next_image_ = 1;
+    int64_t clock_us_ = 0;
+};
+
+Host& host();
+
+// Both stages up, with the configuration if one is given; and both down again.
+void start_library();
+void start_library(const VCA_ALGO_CFG_S& cfg);
+void stop_library();
+
+}  // namespace test
+
+#endif
