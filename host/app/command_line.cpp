@@ -97,7 +97,8 @@ void add_line_options(CLI::App& run, Overrides& given) {
 void add_source_options(CLI::App& run, RunOptions& options, Overrides& given) {
     SourceOptions& source = options.source;
     std::string names;
-    for (const std::string& name : source_names()) names += (names.empty() ? "" : "|") + name;
+    for (const std::string& name : source_names())
+        names += (names.empty() ? "" : "|") + name;
     const char* kGroup = "Where the frames come from";
     run.add_option("--source", source.source, "Kind of source [scene]")
         ->type_name(names)

@@ -1,9 +1,10 @@
 // The TOML file that holds lines and settings of an installation.
+#include <toml++/toml.h>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <functional>
-#include <toml++/toml.h>
 
 #include "host/app/run_options.h"
 
@@ -93,7 +94,8 @@ class Reader {
         if (array == nullptr || !array->is_array_of_tables()) {
             throw InputError(place(node, "lines are written as [[line]] tables"));
         }
-        for (const toml::node& item : *array) read_line(*item.as_table());
+        for (const toml::node& item : *array)
+            read_line(*item.as_table());
     }
 
     void read_line(const toml::table& table) {

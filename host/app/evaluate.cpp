@@ -42,7 +42,8 @@ Identities score_frames(RunResult& result) {
     Identities identities;
     std::set<int> tracks;
     for (const FrameRecord& frame : result.frames) {
-        for (const TrackedBox& track : frame.tracks) tracks.insert(track.id);
+        for (const TrackedBox& track : frame.tracks)
+            tracks.insert(track.id);
         if (!result.source.has_truth || frame.blank) continue;
         detection.add_frame(frame.people, frame.detections);
         identities.add_frame(frame.number, tracking.add_frame(frame.people, frame.tracks),
@@ -60,10 +61,8 @@ void list_crossings(RunResult& result, const Identities& identities) {
     for (const Event& event : result.events) {
         const auto* counted = std::get_if<PersonCounted>(&event.payload);
         if (counted == nullptr) continue;
-        Crossing crossing{event.frame_number,   event.time_s,
-                          counted->track_id,    counted->line,
-                          counted->direction,   counted->box.height,
-                          std::nullopt,         std::nullopt};
+        Crossing crossing{event.frame_number, event.time_s,        counted->track_id, counted->line,
+                          counted->direction, counted->box.height, std::nullopt,      std::nullopt};
         crossing.person = identities.person_of(counted->track_id, event.frame_number);
         if (crossing.person) {
             crossing.true_height_mm = identities.height_mm(*crossing.person);
@@ -104,16 +103,13 @@ Timing timing_of(const std::vector<FrameRecord>& frames, double (*value)(const F
 
 void measure_times(RunResult& result) {
     const std::vector<FrameRecord>& frames = result.frames;
-    result.simulation =
-        timing_of(frames, [](const FrameRecord& f) { return f.simulation_ms; });
+    result.simulation = timing_of(frames, [](const FrameRecord& f) { return f.simulation_ms; });
     result.detecting = timing_of(frames, [](const FrameRecord& f) { return f.detection_ms; });
     result.tracker = timing_of(frames, [](const FrameRecord& f) { return f.tracker_ms; });
     result.pass = timing_of(frames, [](const FrameRecord& f) { return f.pass_ms; });
-    result.library = timing_of(frames, [](const FrameRecord& f) {
-        return f.pass_ms - f.detection_ms - f.tracker_ms;
-    });
-    result.scene_s =
-        static_cast<double>(result.source_frames()) / result.source.frames_per_second;
+    result.library = timing_of(
+        frames, [](const FrameRecord& f) { return f.pass_ms - f.detection_ms - f.tracker_ms; });
+    result.scene_s = static_cast<double>(result.source_frames()) / result.source.frames_per_second;
 }
 
 }  // namespace

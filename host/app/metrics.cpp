@@ -95,8 +95,9 @@ void DetectionMeter::add_frame(const std::vector<TruePerson>& people,
 }
 
 double TrackingScore::mota() const {
-    return truths == 0 ? 1.0 : 1.0 - static_cast<double>(misses + false_boxes + switches) /
-                                         static_cast<double>(truths);
+    return truths == 0 ? 1.0
+                       : 1.0 - static_cast<double>(misses + false_boxes + switches) /
+                                   static_cast<double>(truths);
 }
 
 double TrackingScore::idf1() const {
@@ -106,14 +107,15 @@ double TrackingScore::idf1() const {
 std::map<int, int> TrackingMeter::add_frame(const std::vector<TruePerson>& people,
                                             const std::vector<TrackedBox>& tracks) {
     std::vector<PixelBox> boxes;
-    for (const TrackedBox& track : tracks) boxes.push_back(track.box);
+    for (const TrackedBox& track : tracks)
+        boxes.push_back(track.box);
     std::vector<int> kept(people.size(), kNone);
     for (std::size_t p = 0; p < people.size(); ++p) {
         const auto previous = current_track_.find(people[p].id);
         if (previous == current_track_.end()) continue;
-        const auto track =
-            std::find_if(tracks.begin(), tracks.end(),
-                         [&](const TrackedBox& t) { return t.id == previous->second; });
+        const auto track = std::find_if(tracks.begin(), tracks.end(), [&](const TrackedBox& t) {
+            return t.id == previous->second;
+        });
         if (track != tracks.end() && box_overlap(people[p].box, track->box) >= kMatchIou) {
             kept[p] = static_cast<int>(track - tracks.begin());
         }

@@ -45,7 +45,7 @@ struct TrackingScore {
     std::int64_t truths = 0;
     std::int64_t misses = 0;
     std::int64_t false_boxes = 0;
-    std::int64_t switches = 0;  // a person's box carries another id than when last matched
+    std::int64_t switches = 0;          // a person's box carries another id than when last matched
     std::int64_t identity_matches = 0;  // boxes explained by the best one-to-one naming of tracks
 
     double mota() const;  // 1 - (misses + false boxes + switches) / truths

@@ -42,7 +42,8 @@ OutputFolder::OutputFolder(const std::string& path) : path_(path) {
     if (!fs::is_directory(whole)) refuse(path_);
     made_ = std::move(missing);
     if (!can_write(path_ / "write-test.part")) {
-        for (const fs::path& folder : made_) fs::remove(folder, error);
+        for (const fs::path& folder : made_)
+            fs::remove(folder, error);
         refuse(path_);
     }
 }
@@ -50,8 +51,10 @@ OutputFolder::OutputFolder(const std::string& path) : path_(path) {
 OutputFolder::~OutputFolder() {
     if (committed_) return;
     std::error_code error;
-    for (const std::string& name : names_) fs::remove(path_ / (name + kTemporarySuffix), error);
-    for (const fs::path& folder : made_) fs::remove(folder, error);  // only when it is empty
+    for (const std::string& name : names_)
+        fs::remove(path_ / (name + kTemporarySuffix), error);
+    for (const fs::path& folder : made_)
+        fs::remove(folder, error);  // only when it is empty
 }
 
 std::string OutputFolder::temporary(const std::string& name) {

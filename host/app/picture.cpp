@@ -78,7 +78,8 @@ std::string format(const char* pattern, double value) {
 class View {
   public:
     View(cv::Mat image, const RunResult& result) : image_(image), result_(result) {
-        for (const Crossing& c : result.crossings) heights_mm_[c.track] = c.height_mm;
+        for (const Crossing& c : result.crossings)
+            heights_mm_[c.track] = c.height_mm;
         for (const FrameRecord& frame : result.frames) {
             if (frame.number == result.snapshot.frame) people_ = frame.tracks;
         }
@@ -86,12 +87,16 @@ class View {
 
     void draw() {
         draw_background();
-        for (const CountingLine& line : result_.lines) draw_area(line);
+        for (const CountingLine& line : result_.lines)
+            draw_area(line);
         draw_trails();
-        for (const CountingLine& line : result_.lines) draw_line(line);
+        for (const CountingLine& line : result_.lines)
+            draw_line(line);
         draw_people();
-        for (std::size_t i = 0; i < result_.lines.size(); ++i) draw_directions(i);
-        for (const TrackedBox& track : people_) label_person(track);
+        for (std::size_t i = 0; i < result_.lines.size(); ++i)
+            draw_directions(i);
+        for (const TrackedBox& track : people_)
+            label_person(track);
     }
 
   private:
@@ -112,7 +117,8 @@ class View {
 
     static std::vector<cv::Point> polygon(const std::vector<PicturePoint>& points) {
         std::vector<cv::Point> list;
-        for (const PicturePoint& p : points) list.emplace_back(to_view(p));
+        for (const PicturePoint& p : points)
+            list.emplace_back(to_view(p));
         return list;
     }
 
@@ -322,7 +328,8 @@ class View {
 
     int covered_area(const cv::Rect& rect) const {
         int sum = 0;
-        for (const cv::Rect& other : taken_) sum += (rect & other).area();
+        for (const cv::Rect& other : taken_)
+            sum += (rect & other).area();
         return sum;
     }
 
@@ -336,8 +343,8 @@ class View {
     // Upper left corner of a label just beyond the tip.
     static cv::Point label_corner(const cv::Point2d& base, const cv::Point2d& across,
                                   const cv::Size& extent) {
-        const double reach = 0.5 * (std::abs(across.x) * extent.width +
-                                    std::abs(across.y) * extent.height);
+        const double reach =
+            0.5 * (std::abs(across.x) * extent.width + std::abs(across.y) * extent.height);
         const cv::Point2d middle = base + across * (kArrowLength + 20.0 + reach);
         return {static_cast<int>(middle.x - 0.5 * extent.width),
                 static_cast<int>(middle.y - 0.5 * extent.height)};
@@ -403,8 +410,9 @@ class Panel {
         cv::rectangle(image_, cv::Rect(kLeft + 14, y_ - 11, 26, 24), colour, 2, cv::LINE_AA);
         row("a person: track number and,");
         row("once counted, height");
-        const char* kPlace = result_.options.source.foot_point ? "where the person stands: counted point"
-                                                               : "counted point";
+        const char* kPlace = result_.options.source.foot_point
+                                 ? "where the person stands: counted point"
+                                 : "counted point";
         cv::circle(image_, {kLeft + 27, y_}, 5, colour, cv::FILLED, cv::LINE_AA);
         row(kPlace);
         for (int i = 0; i < 54; ++i) {
@@ -455,7 +463,8 @@ class Panel {
                   : ""));
         if (!result_.height_errors_mm.empty()) {
             std::vector<double> sizes;
-            for (const double error : result_.height_errors_mm) sizes.push_back(std::abs(error));
+            for (const double error : result_.height_errors_mm)
+                sizes.push_back(std::abs(error));
             fact("heights off by " + format("%.0f mm (median)", quantile(sizes, 0.5)));
         }
         if (result_.source.has_truth) {

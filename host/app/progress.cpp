@@ -40,13 +40,11 @@ void ProgressLine::show(const Progress& progress) {
 }
 
 void ProgressLine::draw_bar(const Progress& progress, double rate) {
-    const double done =
-        total_frames_ > 0.0
-            ? std::min(static_cast<double>(progress.frames) / total_frames_, 1.0)
-            : 0.0;
+    const double done = total_frames_ > 0.0
+                            ? std::min(static_cast<double>(progress.frames) / total_frames_, 1.0)
+                            : 0.0;
     const auto filled = static_cast<std::size_t>(done * kBarWidth);
-    std::fprintf(out_,
-                 "\r[%s%s] %3.0f %%  %6.1f s  %5.0f frames/s (%.1fx)  counted %d | %d\033[K",
+    std::fprintf(out_, "\r[%s%s] %3.0f %%  %6.1f s  %5.0f frames/s (%.1fx)  counted %d | %d\033[K",
                  std::string(filled, '#').c_str(), std::string(kBarWidth - filled, '.').c_str(),
                  done * 100.0, progress.time_s, rate, rate / frames_per_second_,
                  progress.counted[0], progress.counted[1]);

@@ -48,9 +48,8 @@ void Recorder::add_detection(std::int64_t elapsed_ns) {
     current_.detection_ms += to_ms(std::chrono::nanoseconds(elapsed_ns));
 }
 
-void Recorder::add_tracking(const std::vector<IOU_TRK_OBJ_S>& objects,
-                            const IOU_TRK_RSLT_S& result, double enlarged,
-                            std::chrono::nanoseconds elapsed) {
+void Recorder::add_tracking(const std::vector<IOU_TRK_OBJ_S>& objects, const IOU_TRK_RSLT_S& result,
+                            double enlarged, std::chrono::nanoseconds elapsed) {
     current_.tracker_ms += to_ms(elapsed);
     std::map<int, PixelBox> box_of_index;
     for (const IOU_TRK_OBJ_S& object : objects) {

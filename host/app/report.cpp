@@ -62,13 +62,13 @@ void print_groups(std::string& out, const RunResult& result) {
 
 void print_quality(std::string& out, const RunResult& result) {
     std::vector<double> sizes;
-    for (const double error : result.height_errors_mm) sizes.push_back(std::abs(error));
+    for (const double error : result.height_errors_mm)
+        sizes.push_back(std::abs(error));
     if (!sizes.empty()) {
         print(out,
               "  height of counted    median error %+.0f mm, size of error: median %.0f mm, "
               "95 %% below %.0f mm\n",
-              quantile(result.height_errors_mm, 0.5), quantile(sizes, 0.5),
-              quantile(sizes, 0.95));
+              quantile(result.height_errors_mm, 0.5), quantile(sizes, 0.5), quantile(sizes, 0.95));
     }
     if (!result.source.has_truth) {
         print(out, "  tracks               %d\n", result.tracks);
@@ -76,7 +76,8 @@ void print_quality(std::string& out, const RunResult& result) {
     }
     print(out, "  detection            recall %.2f %%, precision %.2f %%\n",
           result.detection.recall() * 100.0, result.detection.precision() * 100.0);
-    print(out, "  tracking             %d tracks, %lld identity switches, MOTA %.2f %%, "
+    print(out,
+          "  tracking             %d tracks, %lld identity switches, MOTA %.2f %%, "
           "IDF1 %.2f %%\n",
           result.tracks, static_cast<long long>(result.tracking.switches),
           result.tracking.mota() * 100.0, result.tracking.idf1() * 100.0);

@@ -43,7 +43,8 @@ void check_inside(const std::vector<PicturePoint>& points, const SourceInfo& inf
 std::vector<PicturePoint> map_points(const FrameSource& source,
                                      const std::vector<PicturePoint>& points) {
     std::vector<PicturePoint> mapped;
-    for (const PicturePoint& p : points) mapped.push_back(source.to_picture(p));
+    for (const PicturePoint& p : points)
+        mapped.push_back(source.to_picture(p));
     return mapped;
 }
 
@@ -88,8 +89,7 @@ VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
     config.TargetHeightMin = options.target_min_mm;
     config.TargetHeightMax = options.target_max_mm;
     config.StandAloneTrk = options.source.foot_point ? 1 : 0;
-    config.GroupEn =
-        options.group_counting.value_or(plan.source->info().group_counting) ? 1 : 0;
+    config.GroupEn = options.group_counting.value_or(plan.source->info().group_counting) ? 1 : 0;
     config.GroupObjNumMin = options.group_min;
     config.GroupObjNumMax = options.group_max;
     config.cscdMapSize[2] = kColourWidth;
@@ -174,8 +174,9 @@ RunPlan prepare_run(const RunOptions& options) {
     plan.lines = settle_lines(options, *plan.source);
     plan.source->count_truth(plan.lines);
     if (!options.measure_height && !options.source.height_mm && !info.camera.height_mm) {
-        throw InputError("the camera's height is not known; give it with --height MM or have it "
-                         "measured with --height auto");
+        throw InputError(
+            "the camera's height is not known; give it with --height MM or have it "
+            "measured with --height auto");
     }
     if (plan.output.empty()) plan.output = "out/" + info.name;
     return plan;
@@ -212,9 +213,9 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     feed_closing_frames(session, last, time_s, result.source.frames_per_second);
     session.close(result);
     recorder.move_into(result);
-    for (const TrueCrossing& c : plan.source->settle_truth()) result.true_crossings.push_back(c);
-    result.wall_s =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    for (const TrueCrossing& c : plan.source->settle_truth())
+        result.true_crossings.push_back(c);
+    result.wall_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     evaluate(result);
     return result;
 }

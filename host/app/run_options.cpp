@@ -37,7 +37,8 @@ std::vector<PicturePoint> parse_points(const std::string& text, const std::strin
     for (std::string word; words >> word;) {
         const std::size_t comma = word.find(',');
         const auto x = to_number(word.substr(0, comma));
-        const auto y = comma == std::string::npos ? std::nullopt : to_number(word.substr(comma + 1));
+        const auto y =
+            comma == std::string::npos ? std::nullopt : to_number(word.substr(comma + 1));
         if (!x || !y) {
             throw InputError(place + ": \"" + word +
                              "\" is not a point; write x,y pairs with blanks between them, "

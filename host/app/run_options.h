@@ -14,17 +14,17 @@ enum class DetectMode { kBoth = 0, kColour = 1, kDepth = 2 };
 
 struct RunOptions {
     SourceOptions source;
-    bool measure_height = false;        // ask the library for the distance to the floor
-    std::vector<CountingLine> lines;    // in the user's coordinates; empty: the source's own
+    bool measure_height = false;      // ask the library for the distance to the floor
+    std::vector<CountingLine> lines;  // in the user's coordinates; empty: the source's own
     DetectMode detect = DetectMode::kDepth;
-    int target_min_mm = 800;            // people outside this range of heights are not counted
+    int target_min_mm = 800;  // people outside this range of heights are not counted
     int target_max_mm = 2200;
-    std::optional<bool> group_counting; // not set: as the source suggests
-    int group_min = 2;                  // members of a group that is reported
+    std::optional<bool> group_counting;  // not set: as the source suggests
+    int group_min = 2;                   // members of a group that is reported
     int group_max = 6;
-    std::optional<double> seconds;      // end of the run in scene time
+    std::optional<double> seconds;  // end of the run in scene time
     std::optional<std::int64_t> frames;
-    std::string output;                 // folder of the results; empty: out/<name of the source>
+    std::string output;  // folder of the results; empty: out/<name of the source>
     bool quiet = false;
 };
 

@@ -75,7 +75,7 @@ struct RunResult {
     std::vector<std::array<DirectionCount, 2>> counts;  // per line, directions 1 and 2
     DetectionScore detection;
     TrackingScore tracking;
-    int tracks = 0;  // different ids reported
+    int tracks = 0;                        // different ids reported
     std::vector<double> height_errors_mm;  // measured minus true, of counted persons
 
     Timing simulation;

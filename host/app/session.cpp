@@ -52,13 +52,12 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
         Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
                    [this] { return recorder_.current_frame(); }, on_event});
     const CameraModel& camera = setup_.camera;
-    set_model_settings(
-        {{camera.fx, camera.fy, camera.cx, camera.cy,
-          static_cast<double>(setup_.config.InstallHeight)},
-         &pool_,
-         [this](int, const std::vector<Detection>&, std::int64_t elapsed_ns) {
-             recorder_.add_detection(elapsed_ns);
-         }});
+    set_model_settings({{camera.fx, camera.fy, camera.cx, camera.cy,
+                         static_cast<double>(setup_.config.InstallHeight)},
+                        &pool_,
+                        [this](int, const std::vector<Detection>&, std::int64_t elapsed_ns) {
+                            recorder_.add_detection(elapsed_ns);
+                        }});
     set_tracker_observer([this](int, const std::vector<IOU_TRK_OBJ_S>& objects,
                                 const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
         recorder_.add_tracking(objects, result, tracker_enlargement(), elapsed);

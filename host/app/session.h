@@ -15,7 +15,7 @@ namespace host {
 
 struct SessionSetup {
     VCA_ALGO_CFG_S config{};
-    CameraModel camera;        // its height is that of config
+    CameraModel camera;  // its height is that of config
 };
 
 class Session {

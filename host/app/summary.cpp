@@ -24,7 +24,8 @@ double rounded(double value, double step) {
 
 Json points_json(const std::vector<PicturePoint>& points) {
     Json list = Json::array();
-    for (const PicturePoint& p : points) list.push_back({std::lround(p.x), std::lround(p.y)});
+    for (const PicturePoint& p : points)
+        list.push_back({std::lround(p.x), std::lround(p.y)});
     return list;
 }
 
@@ -129,12 +130,14 @@ Json groups_json(const RunResult& result) {
 
 Json heights_json(const RunResult& result) {
     std::vector<double> measured;
-    for (const Crossing& c : result.crossings) measured.push_back(c.height_mm);
+    for (const Crossing& c : result.crossings)
+        measured.push_back(c.height_mm);
     Json out;
     out["counted_median_mm"] = quantile(measured, 0.5);
     if (!result.source.has_truth) return out;
     std::vector<double> sizes;
-    for (const double error : result.height_errors_mm) sizes.push_back(std::abs(error));
+    for (const double error : result.height_errors_mm)
+        sizes.push_back(std::abs(error));
     out["persons"] = sizes.size();
     out["error_median_mm"] = quantile(result.height_errors_mm, 0.5);
     out["error_size_median_mm"] = quantile(sizes, 0.5);
@@ -184,7 +187,8 @@ Json times_json(const RunResult& result) {
 
 void write_events(const RunResult& result, const std::string& path) {
     std::ofstream out(path);
-    for (const Event& event : result.events) out << to_json_line(event) << '\n';
+    for (const Event& event : result.events)
+        out << to_json_line(event) << '\n';
     finish(out, path);
 }
 

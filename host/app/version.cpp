@@ -14,7 +14,8 @@ std::string version_commit() {
 
 std::string version_text() {
     std::string sources;
-    for (const std::string& name : source_names()) sources += " " + name;
+    for (const std::string& name : source_names())
+        sources += " " + name;
     return "vca " VCA_HOST_VERSION " (commit " VCA_HOST_COMMIT ", " VCA_HOST_BUILD_TYPE
            " build)\n"
            "sources:   " +

@@ -71,14 +71,16 @@ int Bus::undelivered() const {
 int Bus::add_handlers(const SOCK_REQUEST_S* table, int count) {
     if (table == nullptr || count < 0) return -1;
     const std::lock_guard lock(handlers_mutex_);
-    for (int i = 0; i < count; ++i) handlers_[table[i].id] = table[i].handler;
+    for (int i = 0; i < count; ++i)
+        handlers_[table[i].id] = table[i].handler;
     return 0;
 }
 
 int Bus::remove_handlers(const SOCK_REQUEST_S* table, int count) {
     if (table == nullptr || count < 0) return -1;
     const std::lock_guard lock(handlers_mutex_);
-    for (int i = 0; i < count; ++i) handlers_.erase(table[i].id);
+    for (int i = 0; i < count; ++i)
+        handlers_.erase(table[i].id);
     return 0;
 }
 

@@ -9,14 +9,19 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json box_json(const DET_OBJ_S& box) {
-    return {{"x", box.x},       {"y", box.y},           {"w", box.w},
-            {"h", box.h},       {"class", box.class_id}, {"score", box.score},
+    return {{"x", box.x},
+            {"y", box.y},
+            {"w", box.w},
+            {"h", box.h},
+            {"class", box.class_id},
+            {"score", box.score},
             {"height_mm", box.height}};
 }
 
 Json boxes_json(const std::vector<DET_OBJ_S>& boxes) {
     Json list = Json::array();
-    for (const DET_OBJ_S& box : boxes) list.push_back(box_json(box));
+    for (const DET_OBJ_S& box : boxes)
+        list.push_back(box_json(box));
     return list;
 }
 

@@ -1,17 +1,17 @@
 // Finds and checks the files of a recording, and resamples them into the depth image.
 #include "host/frames/depth_folder.h"
 
+#include <toml++/toml.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <toml++/toml.h>
 
 #include "host/frames/grey_picture.h"
+#include "host/frames/png_file.h"
 #include "host/inference/detector.h"
 
 namespace host {
@@ -67,38 +67,28 @@ std::vector<NumberedFile> list_files(const fs::path& folder) {
     return files;
 }
 
-// A PNG begins with 8 signature bytes and the header chunk: length, "IHDR", width, height (both big
-// endian), bit depth, colour type (0 is grey).
-void check_png_header(const fs::path& path, const RecordingCamera& camera) {
-    constexpr std::array<unsigned char, 8> kSignature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-    std::array<unsigned char, 26> head{};
-    std::ifstream in(path, std::ios::binary);
-    in.read(reinterpret_cast<char*>(head.data()), head.size());
-    if (!in || !std::equal(kSignature.begin(), kSignature.end(), head.begin()) ||
-        std::memcmp(&head[12], "IHDR", 4) != 0) {
-        throw InputError("\"" + path.string() + "\" is not a readable PNG file");
-    }
-    const auto number_at = [&head](std::size_t at) {
-        return head[at] << 24 | head[at + 1] << 16 | head[at + 2] << 8 | head[at + 3];
-    };
-    if (head[24] != 16 || head[25] != 0) {
-        throw InputError("\"" + path.string() + "\" has " + std::to_string(head[24]) + "-bit " +
-                         (head[25] == 0 ? "grey" : "colour") +
+void check_png(const fs::path& path, const RecordingCamera& camera) {
+    const std::string place = "\"" + path.string() + "\"";
+    const std::optional<PngHeader> png = read_png_header(path.string());
+    if (!png) throw InputError(place + " is not a whole PNG file; record it again or remove it");
+    if (png->bits != 16 || !png->grey) {
+        throw InputError(place + " has " + std::to_string(png->bits) + "-bit " +
+                         (png->grey ? "grey" : "colour") +
                          " pixels; depth needs 16-bit grey in millimetres");
     }
-    if (number_at(16) != camera.width || number_at(20) != camera.height) {
-        throw InputError("\"" + path.string() + "\" is " + std::to_string(number_at(16)) + " x " +
-                         std::to_string(number_at(20)) + " pixels, but the camera file says " +
+    if (png->width != camera.width || png->height != camera.height) {
+        throw InputError(place + " is " + std::to_string(png->width) + " x " +
+                         std::to_string(png->height) + " pixels, but the camera file says " +
                          std::to_string(camera.width) + " x " + std::to_string(camera.height));
     }
 }
 
 class DepthFolder final : public FrameSource {
   public:
-    DepthFolder(const fs::path& folder, const RecordingCamera& camera,
-                const SourceOptions& options)
+    DepthFolder(const fs::path& folder, const RecordingCamera& camera, const SourceOptions& options)
         : camera_(camera), files_(list_files(folder)) {
-        for (const NumberedFile& file : files_) check_png_header(file.path, camera_);
+        for (const NumberedFile& file : files_)
+            check_png(file.path, camera_);
         info_.kind = "depth-folder";
         info_.name = fs::absolute(folder).lexically_normal().filename().string();
         if (info_.name.empty()) info_.name = "recording";
@@ -122,7 +112,9 @@ class DepthFolder final : public FrameSource {
     bool next(SourceFrame& frame) override {
         if (position_ == files_.size()) return false;
         const NumberedFile& file = files_[position_];
-        const cv::Mat image = cv::imread(file.path.string(), cv::IMREAD_UNCHANGED);
+        const std::vector<std::uint8_t> bytes = read_bytes(file.path.string());
+        cv::Mat image;
+        if (png_is_intact(bytes)) image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
         if (image.type() != CV_16UC1 || image.cols != camera_.width ||
             image.rows != camera_.height || !image.isContinuous()) {
             throw InputError("\"" + file.path.string() + "\" is a damaged PNG file");
@@ -169,8 +161,8 @@ double positive_number(const toml::table& table, const std::string& key, const s
 }  // namespace
 
 RecordingCamera read_recording_camera(const std::string& path) {
-    constexpr std::array<const char*, 8> kKeys{"width", "height",           "fx",       "fy", "cx",
-                                               "cy",    "frames_per_second", "height_mm"};
+    constexpr std::array<const char*, 8> kKeys{
+        "width", "height", "fx", "fy", "cx", "cy", "frames_per_second", "height_mm"};
     toml::table table;
     try {
         if (!fs::is_regular_file(path)) {
@@ -184,9 +176,8 @@ RecordingCamera read_recording_camera(const std::string& path) {
     }
     for (const auto& [key, node] : table) {
         if (std::find(kKeys.begin(), kKeys.end(), key.str()) == kKeys.end()) {
-            throw InputError("\"" + path + "\" line " +
-                             std::to_string(node.source().begin.line) + ": unknown key \"" +
-                             std::string(key.str()) +
+            throw InputError("\"" + path + "\" line " + std::to_string(node.source().begin.line) +
+                             ": unknown key \"" + std::string(key.str()) +
                              "\"; known are width, height, fx, fy, cx, cy, frames_per_second and "
                              "height_mm");
         }
@@ -283,9 +274,8 @@ std::unique_ptr<FrameSource> open_depth_folder(const SourceOptions& options) {
         throw InputError("there is no folder \"" + options.folder +
                          "\"; --folder needs a folder of numbered 16-bit PNG files");
     }
-    const std::string camera_file = options.camera_file.empty()
-                                        ? (folder / "camera.toml").string()
-                                        : options.camera_file;
+    const std::string camera_file =
+        options.camera_file.empty() ? (folder / "camera.toml").string() : options.camera_file;
     return std::make_unique<DepthFolder>(folder, read_recording_camera(camera_file), options);
 }
 

@@ -39,7 +39,8 @@ constexpr std::array<SourceEntry, 4> kSources{{
 
 std::vector<std::string> source_names() {
     std::vector<std::string> names;
-    for (const SourceEntry& entry : kSources) names.emplace_back(entry.name);
+    for (const SourceEntry& entry : kSources)
+        names.emplace_back(entry.name);
     return names;
 }
 

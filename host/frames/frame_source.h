@@ -44,9 +44,9 @@ struct CameraModel {
 struct CountingLine {
     std::string name;
     std::vector<PicturePoint> points;
-    bool uturn_filter = false;            // people who turn back are not counted
-    std::vector<PicturePoint> uturn_area; // empty: the whole picture
-    bool flip = false;                    // swaps directions 1 and 2
+    bool uturn_filter = false;             // people who turn back are not counted
+    std::vector<PicturePoint> uturn_area;  // empty: the whole picture
+    bool flip = false;                     // swaps directions 1 and 2
 };
 
 // A person who is really there.
@@ -82,7 +82,7 @@ struct SourceInfo {
     CameraModel camera;
     std::vector<CountingLine> lines;  // the source's own, in picture coordinates
     bool group_counting = false;
-    bool crowded = false;     // too dense to be counted without errors
+    bool crowded = false;  // too dense to be counted without errors
     bool has_truth = false;
     bool has_colour = false;  // the colour image shows more than the depth does
     int user_width = 960;     // size of the picture in which a user gives points
@@ -95,8 +95,8 @@ struct SourceOptions {
     std::uint64_t seed = 1;
     std::string trajectories;
     std::string folder;
-    std::string camera_file;             // empty: camera.toml in the folder
-    std::optional<double> height_mm;     // given by the user
+    std::string camera_file;                // empty: camera.toml in the folder
+    std::optional<double> height_mm;        // given by the user
     std::optional<PicturePoint> camera_at;  // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
     bool foot_point = true;  // positions are on the floor, else at head height

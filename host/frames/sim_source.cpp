@@ -1,6 +1,7 @@
 // Adapter from the simulator to the host's frames and truth.
 #include "host/frames/sim_source.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <stdexcept>
@@ -13,8 +14,9 @@ namespace host {
 namespace {
 
 constexpr double kWalksHeight_m = 6.0;
-constexpr int kBorder_px = 20;        // boxes nearer to the picture's edge need not be found
-constexpr double kMostlySeen = 0.5;   // share of head and shoulders that nothing hides
+constexpr int kBorder_px = 20;  // boxes nearer to the picture's edge need not be found
+constexpr double kTallest_m = 2.1;
+constexpr double kMostlySeen = 0.5;  // share of head and shoulders that nothing hides
 
 class SimSource final : public FrameSource {
   public:
@@ -28,7 +30,8 @@ class SimSource final : public FrameSource {
         info_.frames_per_second = scene.fps;
         info_.duration_s = scene.duration_s;
         info_.camera = depth_camera(scene.camera);
-        for (const sim::CountingLine& line : scene.lines) info_.lines.push_back(to_pixels(line));
+        for (const sim::CountingLine& line : scene.lines)
+            info_.lines.push_back(to_pixels(line));
         info_.group_counting = scene.group_counting;
         info_.crowded = scene.crowded;
         info_.has_truth = true;
@@ -81,8 +84,8 @@ class SimSource final : public FrameSource {
     static CameraModel depth_camera(const sim::Camera& camera) {
         const double sx = static_cast<double>(sim::kDepthWidth) / sim::kColourWidth;
         const double sy = static_cast<double>(sim::kDepthHeight) / sim::kColourHeight;
-        return {camera.focal_px * sx, camera.focal_px * sy, sim::kCentreU * sx,
-                sim::kCentreV * sy, camera.height_m * 1000.0};
+        return {camera.focal_px * sx, camera.focal_px * sy, sim::kCentreU * sx, sim::kCentreV * sy,
+                camera.height_m * 1000.0};
     }
 
     std::vector<PicturePoint> to_pixels(const std::vector<sim::Point>& points) const {
@@ -110,9 +113,10 @@ class SimSource final : public FrameSource {
     sim::CountingLine to_floor(const CountingLine& line) const {
         std::vector<sim::Point> area = to_floor(line.uturn_area);
         if (line.uturn_filter && area.empty()) {
-            // The filter without an area judges a person's whole way through the picture, which at
-            // head height is this rectangle.
-            const sim::Point half = simulator_.info().camera.half_view(1.7);
+            // The filter without an area judges a person's whole way through the picture. This is
+            // the part of the floor over which even the tallest heads are in view.
+            const sim::Camera& camera = simulator_.info().camera;
+            const sim::Point half = camera.half_view(std::min(kTallest_m, 0.7 * camera.height_m));
             area = {{-half.x_m, -half.y_m},
                     {half.x_m, -half.y_m},
                     {half.x_m, half.y_m},

@@ -28,14 +28,13 @@ Models& models() {
 
 void load_detectors(Models& m) {
     const ModelCamera& camera = m.settings.camera;
-    m.depth = std::make_unique<DepthDetector>(
-        DepthCamera{static_cast<float>(camera.fx), static_cast<float>(camera.fy),
-                    static_cast<float>(camera.cx), static_cast<float>(camera.cy),
-                    static_cast<float>(camera.height_mm)});
+    m.depth = std::make_unique<DepthDetector>(DepthCamera{
+        static_cast<float>(camera.fx), static_cast<float>(camera.fy), static_cast<float>(camera.cx),
+        static_cast<float>(camera.cy), static_cast<float>(camera.height_mm)});
     // The picture is twice as wide as the depth image and shows the same field.
-    m.colour = std::make_unique<ColourDetector>(
-        static_cast<float>(camera.fx) * kColourWidth / kDepthWidth,
-        static_cast<float>(camera.height_mm));
+    m.colour =
+        std::make_unique<ColourDetector>(static_cast<float>(camera.fx) * kColourWidth / kDepthWidth,
+                                         static_cast<float>(camera.height_mm));
     m.config.trk_conf_lo = kScoreUsable;
     m.config.det_show_thresh = kScoreSure;
 }

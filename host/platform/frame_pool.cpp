@@ -28,7 +28,8 @@ AVS_IVE_FRAME_S no_frame() {
 FramePool::FramePool(int slots) {
     if (slots < 1 || slots > kMaxSlots) throw std::invalid_argument("a pool has 1 to 64 slots");
     slots_.resize(static_cast<std::size_t>(slots));
-    for (int i = 0; i < slots; ++i) free_.push_back(i);
+    for (int i = 0; i < slots; ++i)
+        free_.push_back(i);
 }
 
 int FramePool::acquire() {
@@ -115,8 +116,8 @@ int FramePool::release_block(std::uint32_t block) {
     {
         const std::lock_guard lock(mutex_);
         const std::uint32_t frame = block & 3u;
-        if (frame >= kFrames || index >= slots_.size() ||
-            slots_[index].generation != block >> 8 || !slots_[index].block_out[frame]) {
+        if (frame >= kFrames || index >= slots_.size() || slots_[index].generation != block >> 8 ||
+            !slots_[index].block_out[frame]) {
             ++errors_;
             return -1;
         }

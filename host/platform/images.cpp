@@ -33,8 +33,8 @@ cv::Mat luma_of(const VCA_IMAGE_S& img) {
 }
 
 cv::Mat chroma_of(const VCA_IMAGE_S& img) {
-    const std::uint64_t addr =
-        img.plane_addr + static_cast<std::uint64_t>(img.stride) * static_cast<std::uint64_t>(img.height);
+    const std::uint64_t addr = img.plane_addr + static_cast<std::uint64_t>(img.stride) *
+                                                    static_cast<std::uint64_t>(img.height);
     return cv::Mat(static_cast<int>(img.height / 2), static_cast<int>(img.width / 2), CV_8UC2,
                    reinterpret_cast<void*>(addr), img.stride);
 }
@@ -103,7 +103,8 @@ int vca_create_image(VCA_IMAGE_S* img, int type, int width, int height) {
         height > kMaxSide_px || width % 2 != 0 || height % 2 != 0) {
         return -1;
     }
-    const std::size_t bytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2;
+    const std::size_t bytes =
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2;
     auto* pixels = new (std::nothrow) std::uint8_t[bytes]();
     if (pixels == nullptr) return -1;
     img->type = type;
@@ -145,16 +146,13 @@ int vca_image_crop_letter(const VCA_IMAGE_S* src, const VCA_RGN_S* rgn, VCA_IMAG
 
 int vca_save_yuv_image(const VCA_IMAGE_S* img, const char* path) {
     if (!is_nv12(img) || path == nullptr) return -1;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path, "wb"),
-                                                               [](std::FILE* f) {
-                                                                   return f ? std::fclose(f) : 0;
-                                                               });
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        std::fopen(path, "wb"), [](std::FILE* f) { return f ? std::fclose(f) : 0; });
     if (!file) return -1;
     const auto* pixels = reinterpret_cast<const std::uint8_t*>(img->plane_addr);
-    const bool written =
-        write_rows(file.get(), pixels, img->width, img->height, img->stride) &&
-        write_rows(file.get(), pixels + std::size_t{img->stride} * img->height, img->width,
-                   img->height / 2, img->stride);
+    const bool written = write_rows(file.get(), pixels, img->width, img->height, img->stride) &&
+                         write_rows(file.get(), pixels + std::size_t{img->stride} * img->height,
+                                    img->width, img->height / 2, img->stride);
     return written && std::fflush(file.get()) == 0 ? 0 : -1;
 }
 

@@ -45,28 +45,37 @@ void take_value(int channel, void* payload) {
 void take_slowly(int, void*) {
     Received& r = received();
     r.in_handler = true;
-    while (r.blocked) std::this_thread::yield();
+    while (r.blocked)
+        std::this_thread::yield();
     r.in_handler = false;
 }
 
 constexpr SOCK_REQUEST_S kTable[] = {{100, 0, take_value, 0}, {101, 0, take_slowly, 0}};
 
+class BusTest : public ::testing::Test {
+  protected:
+    void SetUp() override { received().values.clear(); }
+};
+
 void wait_for(const std::atomic<bool>& flag) {
-    while (!flag) std::this_thread::yield();
+    while (!flag)
+        std::this_thread::yield();
 }
 
-TEST(Bus, DeliversToTheHandlerInOrderWithZeroAsFirstArgument) {
+TEST_F(BusTest, DeliversToTheHandlerInOrderWithZeroAsFirstArgument) {
     Bus bus({});
     bus.add_handlers(kTable, 2);
-    for (int i = 0; i < 50; ++i) bus.send_to_library(100, &i, sizeof i);
+    for (int i = 0; i < 50; ++i)
+        bus.send_to_library(100, &i, sizeof i);
     bus.wait_idle();
     ASSERT_EQ(received().values.size(), 50u);
-    for (int i = 0; i < 50; ++i) EXPECT_EQ(received().values[static_cast<std::size_t>(i)], i);
+    for (int i = 0; i < 50; ++i)
+        EXPECT_EQ(received().values[static_cast<std::size_t>(i)], i);
     EXPECT_EQ(received().first_argument, 0);
     EXPECT_EQ(bus.undelivered(), 0);
 }
 
-TEST(Bus, DropsAndCountsMessagesWithoutHandler) {
+TEST_F(BusTest, DropsAndCountsMessagesWithoutHandler) {
     Bus bus({});
     const int value = 7;
     bus.send_to_library(100, &value, sizeof value);
@@ -78,7 +87,7 @@ TEST(Bus, DropsAndCountsMessagesWithoutHandler) {
     EXPECT_EQ(bus.undelivered(), 2);
 }
 
-TEST(Bus, NoHandlerRunsAfterRemoval) {
+TEST_F(BusTest, NoHandlerRunsAfterRemoval) {
     Bus bus({});
     bus.add_handlers(kTable, 2);
     received().blocked = true;
@@ -110,7 +119,7 @@ void try_mutex(int, void*) {
     r.first_argument = r.mutex_was_free ? 1 : 0;
 }
 
-TEST(Bus, HoldsTheMutexWhileAHandlerRuns) {
+TEST_F(BusTest, HoldsTheMutexWhileAHandlerRuns) {
     TQ_MUTEX_S mutex{};
     tq_mutex_init(&mutex);
     received().algo_mutex = &mutex;
@@ -124,7 +133,7 @@ TEST(Bus, HoldsTheMutexWhileAHandlerRuns) {
     EXPECT_TRUE(received().mutex_was_free);
 }
 
-TEST(Bus, SendingNeverWaitsForTheMutexOrAListener) {
+TEST_F(BusTest, SendingNeverWaitsForTheMutexOrAListener) {
     TQ_MUTEX_S mutex{};
     tq_mutex_init(&mutex);
     std::atomic<int> seen{0};
@@ -133,16 +142,20 @@ TEST(Bus, SendingNeverWaitsForTheMutexOrAListener) {
     tq_mutex_lock(&mutex);  // a frame pass in work
     const int value = 3;
     bus.send_to_library(100, &value, sizeof value);
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(bus.queue_from_library(6077, &value, 4), 0);
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(bus.queue_from_library(6077, &value, 4), 0);
     EXPECT_EQ(seen, 0);  // queued behind the delivery, which waits for the pass
     tq_mutex_unlock(&mutex);
     bus.wait_idle();
     EXPECT_EQ(seen, 100);
 }
 
-TEST(Bus, CopiesThePayloadAndStampsTheMessage) {
+TEST_F(BusTest, CopiesThePayloadAndStampsTheMessage) {
     std::vector<Event> events;
-    Bus bus({{}, [] { return host::FrameStamp{12, 0.8}; },
+    Bus bus({{},
+             [] {
+                 return host::FrameStamp{12, 0.8};
+             },
              [&events](const Event& event) { events.push_back(event); }});
     int height_mm = 3100;
     bus.queue_from_library(VCA_MSG_INSTALL_HEIGHT, &height_mm, 4);
@@ -157,7 +170,7 @@ TEST(Bus, CopiesThePayloadAndStampsTheMessage) {
     EXPECT_EQ(std::get<host::UnknownMessage>(events[1].payload).length, 0u);
 }
 
-TEST(Bus, AListenerMayAnswer) {
+TEST_F(BusTest, AListenerMayAnswer) {
     Bus* answering = nullptr;
     const int answer = 77;
     Bus bus({{}, {}, [&](const Event&) { answering->send_to_library(100, &answer, 4); }});
@@ -168,7 +181,7 @@ TEST(Bus, AListenerMayAnswer) {
     EXPECT_EQ(received().values, std::vector<int>{77});
 }
 
-TEST(PlatformBus, FunctionsReachTheActiveBus) {
+TEST_F(BusTest, PlatformFunctionsReachTheActiveBus) {
     int value = 5;
     EXPECT_EQ(tq_sock_send_msg(1, 6077, &value, 4), -1);  // no bus yet
     std::atomic<int> seen{0};

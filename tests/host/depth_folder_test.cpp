@@ -70,7 +70,8 @@ TEST(Resampling, EnlargesByRepeatingPixels) {
     std::vector<std::uint16_t> depth;
     host::resample_depth(recording.data(), 240, 128, depth);
     for (const int v : {20, 21}) {
-        for (const int u : {40, 41}) EXPECT_EQ(depth_at(depth, u, v), 1800);
+        for (const int u : {40, 41})
+            EXPECT_EQ(depth_at(depth, u, v), 1800);
     }
     EXPECT_EQ(std::count(depth.begin(), depth.end(), 1800), 4);
 }
@@ -96,8 +97,7 @@ frames_per_second = 10
         std::ofstream(path_ / "camera.toml") << base << more;
     }
 
-    void write_png(const std::string& name, int type = CV_16UC1, int width = 64,
-                   int value = 2000) {
+    void write_png(const std::string& name, int type = CV_16UC1, int width = 64, int value = 2000) {
         cv::imwrite((path_ / name).string(), cv::Mat(48, width, type, cv::Scalar::all(value)));
     }
 
@@ -177,7 +177,10 @@ TEST_F(Folder, SaysWhatIsWrongWithTheFiles) {
     write_png("1.png", CV_16UC1, 60);
     EXPECT_THAT(error(), AllOf(HasSubstr("60 x 48"), HasSubstr("64 x 48")));
     std::ofstream(path_ / "1.png") << "no picture";
-    EXPECT_THAT(error(), HasSubstr("not a readable PNG"));
+    EXPECT_THAT(error(), HasSubstr("not a whole PNG"));
+    write_png("1.png");
+    fs::resize_file(path_ / "1.png", 60);
+    EXPECT_THAT(error(), HasSubstr("not a whole PNG"));
     write_png("1.png");
     write_png("a01.png");
     EXPECT_THAT(error(), HasSubstr("same number"));
@@ -186,7 +189,8 @@ TEST_F(Folder, SaysWhatIsWrongWithTheFiles) {
 TEST_F(Folder, ADamagedFileIsReportedWhenItIsReached) {
     write_png("1.png");
     write_png("2.png");
-    fs::resize_file(path_ / "2.png", 60);
+    std::fstream(path_ / "2.png", std::ios::in | std::ios::out | std::ios::binary).seekp(45)
+        << "broken";
     const auto source = open();
     host::SourceFrame frame;
     EXPECT_TRUE(source->next(frame));
@@ -218,8 +222,8 @@ TEST(Sources, UnknownNamesListTheKnown) {
         host::open_source(options);
         FAIL() << "an unknown source was opened";
     } catch (const host::InputError& e) {
-        EXPECT_THAT(e.what(), AllOf(HasSubstr("\"usb\""),
-                                    HasSubstr("scene, walks, depth-folder, null")));
+        EXPECT_THAT(e.what(),
+                    AllOf(HasSubstr("\"usb\""), HasSubstr("scene, walks, depth-folder, null")));
     }
 }
 

@@ -37,8 +37,10 @@ host::RunResult two_line_run() {
 
 TEST(Evaluate, CountsPerLineAndDirection) {
     host::RunResult result = two_line_run();
-    result.events = {counted(1, 1, 0, 1, 1700.0f), counted(2, 2, 0, 1, 1700.0f),
-                     counted(3, 3, 1, 2, 1700.0f), counted(4, 4, 7, 2, 1700.0f),
+    result.events = {counted(1, 1, 0, 1, 1700.0f),
+                     counted(2, 2, 0, 1, 1700.0f),
+                     counted(3, 3, 1, 2, 1700.0f),
+                     counted(4, 4, 7, 2, 1700.0f),
                      {6077, 4, 0.4, host::InstallHeight{3000}}};
     result.true_crossings = {{0, 1, 1, 1}, {1, 2, 5, 2}, {1, 3, 6, 2}};
     host::evaluate(result);

@@ -98,7 +98,8 @@ TEST(Decode, DetectionCountsAreBroughtIntoRange) {
 
 TEST(Decode, TrackNotices) {
     Bytes bytes(20);
-    for (int i = 0; i < 5; ++i) bytes.put<std::int32_t>(static_cast<std::size_t>(4 * i), i + 1);
+    for (int i = 0; i < 5; ++i)
+        bytes.put<std::int32_t>(static_cast<std::size_t>(4 * i), i + 1);
     const auto born = std::get<host::TrackAppeared>(bytes.decode(6087));
     EXPECT_EQ(born.track_id, 1);
     EXPECT_EQ(born.centre_x, 2);

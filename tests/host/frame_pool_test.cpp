@@ -101,9 +101,9 @@ TEST(FramePool, TakesNoHarmFromWrongReturns) {
     submit(pool, 0);
     const AVS_IVE_ALL_S old = pool.take();
     give_back(pool, old);
-    EXPECT_EQ(pool.release_block(old.real.vb_blk), -1);   // twice
-    EXPECT_EQ(pool.release_block(VCA_VB_NONE), -1);       // none
-    EXPECT_EQ(pool.release_block(12345u << 8), -1);       // never lent
+    EXPECT_EQ(pool.release_block(old.real.vb_blk), -1);  // twice
+    EXPECT_EQ(pool.release_block(VCA_VB_NONE), -1);      // none
+    EXPECT_EQ(pool.release_block(12345u << 8), -1);      // never lent
     int local = 0;
     EXPECT_EQ(pool.unmap(&local, 4), -1);
     EXPECT_EQ(pool.unmap(reinterpret_cast<void*>(old.raw.vir_addr), old.raw.map_size), -1);

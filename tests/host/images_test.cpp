@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <climits>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
 #include <tuple>
@@ -49,7 +49,8 @@ class Images : public ::testing::Test {
     }
 
     void TearDown() override {
-        for (VCA_IMAGE_S& img : created_) vca_destroy_image(&img);
+        for (VCA_IMAGE_S& img : created_)
+            vca_destroy_image(&img);
         EXPECT_EQ(host::live_images(), 0);
     }
 
@@ -155,7 +156,8 @@ TEST_F(Images, CropIsClippedToTheSource) {
     const VCA_RGN_S corner{-4, -2, 8, 6};  // 4 x 4 pixels of it exist
     ASSERT_EQ(vca_image_crop_letter(&src, &corner, &dst), 0);
     for (int y = 0; y < 4; ++y) {
-        for (int x = 0; x < 4; ++x) EXPECT_EQ(*luma(dst, x, y), x + 10 * y);
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(*luma(dst, x, y), x + 10 * y);
     }
     const VCA_RGN_S huge{INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX};
     EXPECT_EQ(vca_image_crop_letter(&src, &huge, &dst), -1);
@@ -186,9 +188,9 @@ TEST_F(Images, SavingWritesThePlanesWithoutPadding) {
     std::ifstream in(path, std::ios::binary);
     const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
     ASSERT_EQ(bytes.size(), 240u);
-    EXPECT_EQ(static_cast<std::uint8_t>(bytes[10 * 3 + 4]), 34);        // x 4, y 3
-    EXPECT_EQ(static_cast<std::uint8_t>(bytes[160 + 10 * 2 + 6]), 3);   // U of x 6, y 4
-    EXPECT_EQ(static_cast<std::uint8_t>(bytes[160 + 10 * 2 + 7]), 2);   // V of x 6, y 4
+    EXPECT_EQ(static_cast<std::uint8_t>(bytes[10 * 3 + 4]), 34);       // x 4, y 3
+    EXPECT_EQ(static_cast<std::uint8_t>(bytes[160 + 10 * 2 + 6]), 3);  // U of x 6, y 4
+    EXPECT_EQ(static_cast<std::uint8_t>(bytes[160 + 10 * 2 + 7]), 2);  // V of x 6, y 4
     std::filesystem::remove(path);
     EXPECT_EQ(vca_save_yuv_image(&img, "/nonexistent/folder/x.yuv"), -1);
     EXPECT_EQ(vca_save_yuv_image(&img, nullptr), -1);

@@ -67,9 +67,10 @@ TEST(CommandLine, LineOptionsBelongToTheLineBefore) {
 
 TEST(CommandLine, ReadsNumbersAndChoices) {
     const host::RunOptions options =
-        run_options({"--source", "walks", "--trajectories", "a.txt", "--height", "5200",
-                     "--camera-at", "-1.5,2", "--fps", "16", "--seconds", "2.5", "--frames", "9",
-                     "--detect", "both", "--box", "--seed", "7", "--output", "here", "--quiet"});
+        run_options({"--source",    "walks",    "--trajectories", "a.txt",  "--height",  "5200",
+                     "--camera-at", "-1.5,2",   "--fps",          "16",     "--seconds", "2.5",
+                     "--frames",    "9",        "--detect",       "both",   "--box",     "--seed",
+                     "7",           "--output", "here",           "--quiet"});
     EXPECT_EQ(*options.source.height_mm, 5200.0);
     EXPECT_EQ(options.source.camera_at->x, -1.5);
     EXPECT_EQ(*options.source.frames_per_second, 16.0);
@@ -105,9 +106,9 @@ TEST(CommandLine, SaysWhatIsWrong) {
     EXPECT_THAT(error_of({"--source", "depth-folder", "--detect", "colour"}),
                 HasSubstr("must be depth"));
     const char* line = "1,1 2,2";
-    EXPECT_THAT(error_of({"--line", line, "--line", line, "--line", line, "--line", line, "--line",
-                          line}),
-                AllOf(HasSubstr("5 counting lines"), HasSubstr("at most 4")));
+    EXPECT_THAT(
+        error_of({"--line", line, "--line", line, "--line", line, "--line", line, "--line", line}),
+        AllOf(HasSubstr("5 counting lines"), HasSubstr("at most 4")));
 }
 
 TEST(CommandLine, HelpAndVersionAreTexts) {

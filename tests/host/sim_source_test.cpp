@@ -26,7 +26,7 @@ class Walk : public ::testing::Test {
         out.close();
         host::SourceOptions options;
         options.source = "walks";
-        options.trajectories = path_.string();
+        options.trajectories = path_;
         options.height_mm = 5000.0;
         options.camera_at = host::PicturePoint{0.0, 0.0};
         return host::open_source(options);
@@ -36,7 +36,8 @@ class Walk : public ::testing::Test {
         std::vector<double> y_m;
         const double step = from < to ? 0.05 : -0.05;
         const int count = static_cast<int>((to - from) / step);
-        for (int i = 0; i <= count; ++i) y_m.push_back(from + i * step);
+        for (int i = 0; i <= count; ++i)
+            y_m.push_back(from + i * step);
         return y_m;
     }
 
@@ -48,7 +49,8 @@ class Walk : public ::testing::Test {
         while (source.next(frame)) {
             all.insert(all.end(), frame.crossings.begin(), frame.crossings.end());
         }
-        for (const TrueCrossing& c : source.settle_truth()) all.push_back(c);
+        for (const TrueCrossing& c : source.settle_truth())
+            all.push_back(c);
         return all;
     }
 
@@ -79,7 +81,8 @@ TEST_F(Walk, TheFilterWithoutAreaJudgesTheWholeWay) {
     CountingLine line = kAcross;
     line.uturn_filter = true;
     std::vector<double> there_and_back = steps(-4.0, 0.5);
-    for (const double y : steps(0.5, -4.0)) there_and_back.push_back(y);
+    for (const double y : steps(0.5, -4.0))
+        there_and_back.push_back(y);
     EXPECT_TRUE(crossings(*walk(there_and_back), line).empty());
     const auto through = crossings(*walk(steps(-4.0, 4.0)), line);
     ASSERT_EQ(through.size(), 1u);

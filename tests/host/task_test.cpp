@@ -32,8 +32,10 @@ TEST(Mutex, KeepsThreadsApart) {
     Shared shared;
     ASSERT_EQ(tq_mutex_init(&shared.mutex), 0);
     std::array<TQ_TASK_S, 3> tasks{};
-    for (TQ_TASK_S& task : tasks) ASSERT_EQ(tq_task_create_join(&task, count_up, &shared), 0);
-    for (TQ_TASK_S& task : tasks) EXPECT_EQ(tq_task_join(&task), 0);
+    for (TQ_TASK_S& task : tasks)
+        ASSERT_EQ(tq_task_create_join(&task, count_up, &shared), 0);
+    for (TQ_TASK_S& task : tasks)
+        EXPECT_EQ(tq_task_join(&task), 0);
     EXPECT_EQ(shared.counter, 60000);
     EXPECT_EQ(tq_mutex_uninit(&shared.mutex), 0);
 }

@@ -1,0 +1,269 @@
+// The program vca as a user runs it: results of a short scene, and answers to wrong input.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+namespace fs = std::filesystem;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string read_file(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+class Program : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        work_ = fs::temp_directory_path() / ("vca-cli-test-" + std::to_string(::getpid()));
+        fs::create_directories(work_);
+    }
+    void TearDown() override { fs::remove_all(work_); }
+
+    std::string redirected(const std::string& arguments) const {
+        return "cd '" + work_.string() + "' && exec '" + VCA_PROGRAM + "' " + arguments +
+               " >out.txt 2>err.txt";
+    }
+
+    Outcome vca(const std::string& arguments) const {
+        const int status = std::system(redirected(arguments).c_str());
+        return {WEXITSTATUS(status), read_file(work_ / "out.txt"), read_file(work_ / "err.txt")};
+    }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(work_ / name) << text;
+    }
+
+    nlohmann::json summary(const std::string& folder) const {
+        return nlohmann::json::parse(read_file(work_ / folder / "summary.json"));
+    }
+
+    // Wrong input: status 2, one sentence on standard error, no output folder.
+    void expect_refused(const std::string& arguments, const ::testing::Matcher<std::string>& text) {
+        const Outcome outcome = vca("run --output refused " + arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_THAT(outcome.err, text) << arguments;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        EXPECT_EQ(outcome.out, "") << arguments;
+        EXPECT_FALSE(fs::exists(work_ / "refused")) << arguments;
+    }
+
+    fs::path work_;
+};
+
+std::vector<nlohmann::json> json_lines(const std::string& text) {
+    std::vector<nlohmann::json> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(nlohmann::json::parse(line));
+    return lines;
+}
+
+int count_messages(const std::vector<nlohmann::json>& events, const std::string& name) {
+    return static_cast<int>(
+        std::count_if(events.begin(), events.end(),
+                      [&name](const nlohmann::json& event) { return event["message"] == name; }));
+}
+
+TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
+    const Outcome outcome = vca("run --scene doorway --seconds 12 --output result");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("doorway"), HasSubstr("direction"),
+                                   HasSubstr("identity switches"), HasSubstr("0 blocks")));
+    EXPECT_THAT(outcome.out, ::testing::Not(HasSubstr("vca_base")));
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(work_ / "result")) {
+        names.push_back(entry.path().filename().string());
+    }
+    EXPECT_THAT(names, ::testing::UnorderedElementsAre("events.jsonl", "summary.json",
+                                                       "library.log", "picture.png"));
+    EXPECT_THAT(read_file(work_ / "result/library.log"), HasSubstr("vca_algo uninit 111"));
+    EXPECT_THAT(read_file(work_ / "result/picture.png"), ::testing::StartsWith("\x89PNG"));
+
+    const nlohmann::json run = summary("result");
+    EXPECT_EQ(run["run"]["frames"], 180);
+    const int counted = run["totals"]["direction_1"]["counted"].get<int>() +
+                        run["totals"]["direction_2"]["counted"].get<int>();
+    EXPECT_GE(counted, 2);
+    EXPECT_EQ(run["totals"]["direction_1"]["error"], 0);
+    EXPECT_EQ(run["totals"]["direction_2"]["error"], 0);
+    EXPECT_EQ(run["crossings"].size(), static_cast<std::size_t>(counted));
+    EXPECT_EQ(run["true_crossings"].size(), static_cast<std::size_t>(counted));
+    for (const char* left :
+         {"blocks", "mappings", "images", "wrong_returns", "undelivered_messages"}) {
+        EXPECT_EQ(run["left_over"][left], 0) << left;
+    }
+    EXPECT_GT(run["detection"]["recall"], 0.95);
+    EXPECT_LT(run["heights"]["error_size_median_mm"], 40.0);
+
+    const std::vector<nlohmann::json> events = json_lines(read_file(work_ / "result/events.jsonl"));
+    EXPECT_EQ(events.at(0)["message"], "config_request");
+    EXPECT_EQ(count_messages(events, "person_counted"), counted);
+    EXPECT_EQ(count_messages(events, "unknown"), 0);
+    EXPECT_EQ(count_messages(events, "track_appeared"), count_messages(events, "track_removed"));
+}
+
+TEST_F(Program, TheSameRunGivesTheSameEvents) {
+    ASSERT_EQ(vca("run --quiet --scene doorway --seconds 7 --output a").status, 0);
+    ASSERT_EQ(vca("run --quiet --scene doorway --seconds 7 --output b").status, 0);
+    const std::string first = read_file(work_ / "a/events.jsonl");
+    EXPECT_THAT(first, HasSubstr("person_counted"));
+    EXPECT_EQ(first, read_file(work_ / "b/events.jsonl"));
+}
+
+TEST_F(Program, MeasuresTheHeightWhenAsked) {
+    const Outcome outcome =
+        vca("run --quiet --scene doorway --height auto --frames 5 --output result");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const nlohmann::json run = summary("result");
+    EXPECT_TRUE(run["run"]["height_measured"]);
+    EXPECT_NEAR(run["run"]["install_height_mm"].get<double>(), 3000.0, 30.0);
+    EXPECT_EQ(run["run"]["frames"], 5);
+    const auto events = json_lines(read_file(work_ / "result/events.jsonl"));
+    EXPECT_EQ(count_messages(events, "config_request"), 1);
+}
+
+TEST_F(Program, FollowsTheConfigurationFile) {
+    write("door.toml",
+          "detect = \"depth\"\n[[line]]\nname = \"mine\"\n"
+          "points = [[100, 272], [860, 272]]\nflip = true\n");
+    ASSERT_EQ(
+        vca("run --quiet --scene doorway --seconds 7 --output flipped --config door.toml").status,
+        0);
+    ASSERT_EQ(vca("run --quiet --scene doorway --seconds 7 --output plain "
+                  "--line '100,272 860,272'")
+                  .status,
+              0);
+    const nlohmann::json flipped = summary("flipped")["lines"][0];
+    const nlohmann::json plain = summary("plain")["lines"][0];
+    EXPECT_EQ(flipped["name"], "mine");
+    EXPECT_EQ(flipped["direction_1"], plain["direction_2"]);
+    EXPECT_EQ(flipped["direction_2"], plain["direction_1"]);
+    EXPECT_NE(plain["direction_1"], plain["direction_2"]);
+}
+
+TEST_F(Program, WalksFromAFile) {
+    std::string walk = "# framerate: 16 fps\n";
+    for (int i = 0; i < 40; ++i) {
+        walk += "3 " + std::to_string(i) + " 0.1 " + std::to_string(-1.8 + 0.09 * i) + " 1.75\n";
+    }
+    write("walk.txt", walk);
+    const Outcome outcome =
+        vca("run --quiet --source walks --trajectories walk.txt --height 4000 --camera-at 0,0 "
+            "--output result");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const nlohmann::json run = summary("result");
+    EXPECT_EQ(run["run"]["frames_per_second"], 16.0);
+    EXPECT_EQ(run["crossings"].size(), 1u);
+    EXPECT_EQ(run["true_crossings"].size(), 1u);
+    EXPECT_EQ(run["crossings"][0]["direction"], run["true_crossings"][0]["direction"]);
+    EXPECT_EQ(run["crossings"][0]["person"], 3);
+}
+
+TEST_F(Program, RunsWithoutAnyFrame) {
+    const Outcome outcome = vca("run --source null --output result");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(summary("result")["run"]["frames"], 0);
+}
+
+TEST_F(Program, CtrlCEndsWithTheResultsSoFar) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::execl("/bin/sh", "sh", "-c", redirected("run --scene crowd --output result").c_str(),
+                nullptr);
+        ::_exit(127);
+    }
+    // The log appears when the run begins.
+    while (!fs::exists(work_ / "result/library.log.part")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    ::kill(child, SIGINT);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 0) << read_file(work_ / "err.txt");
+    const nlohmann::json run = summary("result");
+    EXPECT_TRUE(run["run"]["interrupted"]);
+    EXPECT_LT(run["run"]["frames"], 900);
+    EXPECT_EQ(run["left_over"]["blocks"], 0);
+    EXPECT_THAT(read_file(work_ / "out.txt"), HasSubstr("ended early"));
+}
+
+TEST_F(Program, RefusesWrongInputInOneSentence) {
+    write("letters.txt", "1 0 0.5 0.5 1.7\nhello walker\n");
+    expect_refused("--source walks --trajectories letters.txt",
+                   AllOf(HasSubstr("letters.txt"), HasSubstr("2")));
+    expect_refused("--source walks --trajectories none.txt", HasSubstr("none.txt"));
+    expect_refused("--source walks", HasSubstr("--trajectories FILE"));
+    expect_refused("--scene moon", AllOf(HasSubstr("moon"), HasSubstr("doorway")));
+    expect_refused("--source usb", HasSubstr("known are scene, walks"));
+    expect_refused("--line 5,6", HasSubstr("1 point"));
+    expect_refused("--line '5,6 970,6'", HasSubstr("959,543"));
+    expect_refused("--height -3", HasSubstr("-3"));
+    expect_refused("--config none.toml", HasSubstr("none.toml"));
+    write("key.toml", "hieght = 3\n");
+    expect_refused("--config key.toml", AllOf(HasSubstr("key.toml"), HasSubstr("line 1")));
+    const std::string line = " --line '1,1 9,9'";
+    expect_refused(line + line + line + line + line, HasSubstr("at most 4"));
+    expect_refused("--source depth-folder --folder nowhere", HasSubstr("nowhere"));
+    expect_refused("--what", HasSubstr("--what"));
+}
+
+TEST_F(Program, RefusesAFolderItCannotWrite) {
+    write("file", "");
+    const Outcome outcome = vca("run --scene doorway --frames 1 --output file/below");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write into the output folder"));
+}
+
+TEST_F(Program, LeavesNothingWhenARecordingBreaks) {
+    fs::create_directories(work_ / "recording");
+    for (const char* name : {"recording/1.png", "recording/2.png"}) {
+        cv::imwrite((work_ / name).string(), cv::Mat(32, 32, CV_16UC1, cv::Scalar::all(2000)));
+    }
+    std::fstream(work_ / "recording/2.png", std::ios::in | std::ios::out | std::ios::binary)
+            .seekp(45)
+        << "broken";
+    write("recording/camera.toml",
+          "width=32\nheight=32\nfx=30\nfy=30\ncx=16\ncy=16\nframes_per_second=10\n"
+          "height_mm=3000\n");
+    expect_refused("--source depth-folder --folder recording",
+                   AllOf(HasSubstr("2.png"), HasSubstr("damaged")));
+}
+
+TEST_F(Program, ListsScenesAndHelps) {
+    const Outcome scenes = vca("scenes");
+    EXPECT_EQ(scenes.status, 0);
+    for (const char* name : {"doorway", "entrance", "uturn", "groups", "crowd"}) {
+        EXPECT_THAT(scenes.out, HasSubstr(name));
+    }
+    EXPECT_THAT(vca("--version").out, HasSubstr("commit"));
+    EXPECT_THAT(vca("run --help").out, HasSubstr("counting line"));
+    EXPECT_EQ(vca("dance").status, 2);
+}
+
+}  // namespace
