@@ -54,7 +54,7 @@ double gap(const Disc& a, const Disc& b) {
 class Walkers : public World {
   public:
     Walkers(const WalkerPlan& plan, double fps, std::uint64_t seed)
-        : plan_(plan), frame_s_(1.0 / fps), rng_(seed ^ 0x3A1C'0000ULL) {
+        : plan_(plan), frame_s_(1.0 / fps), time_s_(-plan.warm_up_s), rng_(seed ^ 0x3A1C'0000ULL) {
         for (double t = 0.0; t < plan_.warm_up_s; t += frame_s_)
             advance();
     }
@@ -77,7 +77,8 @@ class Walkers : public World {
     }
 
     void move(double dt) {
-        admit(dt);
+        time_s_ += dt;
+        if (time_s_ < plan_.arrivals_end_s) admit(dt);
         for (Walker& w : walkers_)
             steer(w, dt);
         const std::vector<Walker> before = walkers_;
@@ -382,6 +383,7 @@ class Walkers : public World {
 
     WalkerPlan plan_;
     double frame_s_;
+    double time_s_;  // since the first frame
     Rng rng_;
     bool started_ = false;
     int last_id_ = 0;

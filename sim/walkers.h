@@ -2,6 +2,7 @@
 // stop, turn back, walk in groups, or push a trolley.
 #pragma once
 
+#include <limits>
 #include <memory>
 
 #include "sim/world.h"
@@ -24,6 +25,7 @@ struct WalkerPlan {
     double trolleys = 0.0;        // share of single arrivals with a trolley or cart
     double bags = 0.2;            // share of single arrivals with a bag, backpack or suitcase
     double warm_up_s = 0.0;       // walked before the first frame
+    double arrivals_end_s = std::numeric_limits<double>::infinity();  // after the first frame
 };
 
 std::unique_ptr<World> make_walkers(const WalkerPlan& plan, double fps, std::uint64_t seed);

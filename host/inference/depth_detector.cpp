@@ -180,17 +180,26 @@ float head_score(const HeadShape& shape) {
     return std::max(head, 0.6f * std::sqrt(hole * length * size * roundness * solid));
 }
 
-// An elbow, a hand or a bag at somebody's side is a summit too. It is far below that person's head
-// and nearer to it than anybody else could stand.
+// An elbow, a hand or a bag at somebody's side is a summit too, far below that person's head and
+// nearer to it than anybody else could stand. So is the far shoulder of a person seen aslant, of
+// which a narrow strip shows beyond the head.
+float apart_from(const HeadShape& shape, const HeadShape& taller) {
+    constexpr float kArm_mm = 400.0f;  // that much below the head's top
+    constexpr float kShoulder_mm = 180.0f;
+    constexpr float kStrip_m2 = 0.03f;
+    const float below_mm = taller.top_mm - shape.top_mm;
+    const float distance_mm =
+        std::hypot(taller.centre.x_mm - shape.centre.x_mm, taller.centre.y_mm - shape.centre.y_mm);
+    if (below_mm >= kArm_mm) return std::clamp((distance_mm - 330.0f) / 80.0f, 0.0f, 1.0f);
+    if (below_mm >= kShoulder_mm && shape.body_area_m2 < kStrip_m2)
+        return std::clamp((distance_mm - 250.0f) / 80.0f, 0.0f, 1.0f);
+    return 1.0f;
+}
+
 float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& others) {
-    constexpr float kMuchTaller_mm = 400.0f;
     float apart = 1.0f;
-    for (const HeadShape& other : others) {
-        if (other.top_mm < shape.top_mm + kMuchTaller_mm) continue;
-        const float distance_mm = std::hypot(other.centre.x_mm - shape.centre.x_mm,
-                                             other.centre.y_mm - shape.centre.y_mm);
-        apart = std::min(apart, std::clamp((distance_mm - 330.0f) / 80.0f, 0.0f, 1.0f));
-    }
+    for (const HeadShape& other : others)
+        apart = std::min(apart, apart_from(shape, other));
     return apart;
 }
 
