@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <string>
@@ -28,16 +29,29 @@ struct TaskBox {
 static_assert(sizeof(MutexBox) <= sizeof(TQ_MUTEX_S) && alignof(MutexBox) <= 16);
 static_assert(sizeof(TaskBox) <= sizeof(TQ_TASK_S) && alignof(TaskBox) <= 16);
 
+// The object in a record, null when there is none. The magic word is the object's first member and
+// is read as bytes, because the record may hold anything.
+template <typename Box>
+Box* box_in(std::uint8_t* opaque, std::uint32_t magic) {
+    std::uint32_t found = 0;
+    std::memcpy(&found, opaque, sizeof found);
+    return found == magic ? std::launder(reinterpret_cast<Box*>(opaque)) : nullptr;
+}
+
 MutexBox* mutex_of(TQ_MUTEX_S* record) {
-    if (record == nullptr) return nullptr;
-    auto* box = std::launder(reinterpret_cast<MutexBox*>(record->opaque));
-    return box->magic == kMutexMagic ? box : nullptr;
+    return record == nullptr ? nullptr : box_in<MutexBox>(record->opaque, kMutexMagic);
 }
 
 TaskBox* task_of(TQ_TASK_S* record) {
-    if (record == nullptr) return nullptr;
-    auto* box = std::launder(reinterpret_cast<TaskBox*>(record->opaque));
-    return box->magic == kTaskMagic ? box : nullptr;
+    return record == nullptr ? nullptr : box_in<TaskBox>(record->opaque, kTaskMagic);
+}
+
+// Ends the object and wipes its record; the other way round the compiler may leave out the wiping,
+// since nobody can read an object that is gone.
+template <typename Box, typename Record>
+void destroy(Box* box, Record* record) {
+    box->~Box();
+    std::memset(record->opaque, 0, sizeof record->opaque);
 }
 
 }  // namespace
@@ -67,8 +81,7 @@ int tq_mutex_unlock(TQ_MUTEX_S* mutex) {
 int tq_mutex_uninit(TQ_MUTEX_S* mutex) {
     MutexBox* box = mutex_of(mutex);
     if (box == nullptr) return -1;
-    box->magic = 0;
-    box->~MutexBox();
+    destroy(box, mutex);
     return 0;
 }
 
@@ -78,8 +91,7 @@ int tq_task_create_join(TQ_TASK_S* task, void* (*entry)(void*), void* arg) {
     try {
         box->thread = std::thread([entry, arg] { entry(arg); });
     } catch (const std::system_error&) {
-        box->magic = 0;
-        box->~TaskBox();
+        destroy(box, task);
         return -1;
     }
     return 0;
@@ -89,8 +101,7 @@ int tq_task_join(TQ_TASK_S* task) {
     TaskBox* box = task_of(task);
     if (box == nullptr) return -1;
     box->thread.join();
-    box->magic = 0;
-    box->~TaskBox();
+    destroy(box, task);
     return 0;
 }
 

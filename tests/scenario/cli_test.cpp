@@ -38,6 +38,8 @@ std::string read_file(const fs::path& path) {
 class Program : public ::testing::Test {
   protected:
     void SetUp() override {
+        // Only read by a program that was built with the thread sanitizer.
+        ::setenv("TSAN_OPTIONS", "suppressions=" VCA_TSAN_SUPPRESSIONS, 0);
         work_ = fs::temp_directory_path() / ("vca-cli-test-" + std::to_string(::getpid()));
         fs::create_directories(work_);
     }
