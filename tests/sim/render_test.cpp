@@ -95,8 +95,8 @@ TEST(Render, SceneEndsAfterItsDuration) {
     std::int64_t count = 0;
     while (simulator.next_truth(frame))
         EXPECT_EQ(frame.index, count++);
-    EXPECT_EQ(count, 900);
-    EXPECT_NEAR(frame.time_s, 899.0 / 15.0, 1e-12);
+    EXPECT_EQ(count, 1125);
+    EXPECT_NEAR(frame.time_s, 1124.0 / 15.0, 1e-12);
 }
 
 TEST(Render, ImageSizes) {
