@@ -42,10 +42,9 @@ void print_counts(std::string& out, const RunResult& result) {
             totals[d].counted += count.counted;
         }
     }
-    if (result.counts.size() > 1) {
-        print_count(out, "all lines", "1", totals[0], with_truth);
-        print_count(out, "", "2", totals[1], with_truth);
-    }
+    if (result.counts.empty()) return;
+    print_count(out, "all lines", "1", totals[0], with_truth);
+    print_count(out, "", "2", totals[1], with_truth);
 }
 
 void print_groups(std::string& out, const RunResult& result) {
@@ -85,10 +84,10 @@ void print_quality(std::string& out, const RunResult& result) {
 
 void print_times(std::string& out, const RunResult& result) {
     print(out,
-          "  time per frame       %s %.1f ms | detection %.1f ms, tracker %.2f ms, "
+          "  time per frame       median: %s %.1f ms | detection %.1f ms, tracker %.2f ms, "
           "library %.2f ms\n",
-          result.source.has_truth ? "simulation" : "reading", result.simulation.mean,
-          result.detecting.mean, result.tracker.mean, result.library.mean);
+          result.source.has_truth ? "simulation" : "reading", result.simulation.median,
+          result.detecting.median, result.tracker.median, result.library.median);
     const double speed = result.wall_s > 0.0 ? result.scene_s / result.wall_s : 0.0;
     print(out, "  speed                %lld frames in %.1f s, %.1f times real time\n",
           static_cast<long long>(result.source_frames()), result.wall_s, speed);
