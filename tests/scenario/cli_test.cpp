@@ -126,7 +126,26 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
     EXPECT_EQ(events.at(0)["message"], "config_request");
     EXPECT_EQ(count_messages(events, "person_counted"), counted);
     EXPECT_EQ(count_messages(events, "unknown"), 0);
-    EXPECT_EQ(count_messages(events, "track_appeared"), count_messages(events, "track_removed"));
+}
+
+TEST_F(Program, OnlyTheEndOfTheSourceEndsTheTracks) {
+    std::string walk = "# framerate: 16 fps\n";
+    for (int i = 0; i < 20; ++i)
+        walk += "3 " + std::to_string(i) + " 0.1 " + std::to_string(-0.9 + 0.09 * i) + " 1.75\n";
+    write("walk.txt", walk);
+    const std::string run = "run --quiet --trajectories walk.txt --height 4000 --camera-at 0,0 ";
+    const auto open_tracks = [this](const std::string& folder) {
+        const auto events = json_lines(read_file(work_ / folder / "events.jsonl"));
+        EXPECT_GT(count_messages(events, "track_appeared"), 0);
+        return count_messages(events, "track_appeared") - count_messages(events, "track_removed");
+    };
+    ASSERT_EQ(vca(run + "--output whole").status, 0);
+    ASSERT_EQ(vca(run + "--output cut --frames 15").status, 0);
+    const std::string all = summary("whole")["run"]["frames"].dump();
+    ASSERT_EQ(vca(run + "--output just --frames " + all).status, 0);
+    EXPECT_EQ(open_tracks("whole"), 0);
+    EXPECT_EQ(open_tracks("just"), 0);
+    EXPECT_EQ(open_tracks("cut"), 1);
 }
 
 TEST_F(Program, TheSameRunGivesTheSameEvents) {
@@ -233,6 +252,16 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused(line + line + line + line + line, HasSubstr("at most 4"));
     expect_refused("--source depth-folder --folder nowhere", HasSubstr("nowhere"));
     expect_refused("--what", HasSubstr("--what"));
+    expect_refused("--scene doorway --height 3000",
+                   AllOf(HasSubstr("--height goes with walks"), HasSubstr("at 3000 mm")));
+    write("height.toml", "\nheight_mm = 3000\n");
+    expect_refused("--config height.toml",
+                   AllOf(HasSubstr("height.toml"), HasSubstr("line 2: height_mm goes with")));
+    write("outside.toml", "[[line]]\npoints = [[1, 1], [970, 9]]\n");
+    expect_refused("--config outside.toml",
+                   AllOf(HasSubstr("outside.toml"), HasSubstr("line 2"), HasSubstr("970,9")));
+    fs::create_directory_symlink("loop", work_ / "loop");
+    expect_refused("--config loop", HasSubstr("\"loop\""));
 }
 
 TEST_F(Program, RefusesAFolderItCannotWrite) {
