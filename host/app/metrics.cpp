@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/tracker/assignment.h"
+#include "host/tracker/overlap.h"
 
 namespace host {
 namespace {
@@ -66,12 +67,12 @@ double ratio(std::int64_t part, std::int64_t whole) {
 }  // namespace
 
 double box_overlap(const PixelBox& a, const PixelBox& b) {
-    if (a.w <= 0 || a.h <= 0 || b.w <= 0 || b.h <= 0) return 0.0;
-    const double w = std::min(a.x + a.w, b.x + b.w) - std::max(a.x, b.x);
-    const double h = std::min(a.y + a.h, b.y + b.h) - std::max(a.y, b.y);
-    if (w <= 0.0 || h <= 0.0) return 0.0;
-    const double common = w * h;
-    return common / (static_cast<double>(a.w) * a.h + static_cast<double>(b.w) * b.h - common);
+    const auto edges = [](const PixelBox& box) {
+        return BoxEdges<double>{static_cast<double>(box.x), static_cast<double>(box.y),
+                                static_cast<double>(box.x) + box.w,
+                                static_cast<double>(box.y) + box.h};
+    };
+    return intersection_over_union(edges(a), edges(b));
 }
 
 double DetectionScore::recall() const {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/tracker/overlap.h"
+
 namespace host {
 
 namespace {
@@ -58,13 +60,11 @@ bool IouTracker::add_object(const IOU_TRK_OBJ_S& object) {
 }
 
 float IouTracker::overlap(const Place& a, const Place& b) {
-    const float w =
-        std::min(a.x + 0.5f * a.w, b.x + 0.5f * b.w) - std::max(a.x - 0.5f * a.w, b.x - 0.5f * b.w);
-    const float h =
-        std::min(a.y + 0.5f * a.h, b.y + 0.5f * b.h) - std::max(a.y - 0.5f * a.h, b.y - 0.5f * b.h);
-    if (w <= 0.0f || h <= 0.0f) return 0.0f;
-    const float common = w * h;
-    return common / (a.w * a.h + b.w * b.h - common);
+    const auto edges = [](const Place& place) {
+        return BoxEdges<float>{place.x - 0.5f * place.w, place.y - 0.5f * place.h,
+                               place.x + 0.5f * place.w, place.y + 0.5f * place.h};
+    };
+    return intersection_over_union(edges(a), edges(b));
 }
 
 void IouTracker::predict() {
