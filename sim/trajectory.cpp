@@ -244,7 +244,7 @@ TrajectoryFile read_trajectory_file(const std::string& path, double fps) {
     const std::filesystem::file_status status = std::filesystem::status(path, error);
     if (!std::filesystem::is_regular_file(status) && !std::filesystem::is_fifo(status)) {
         const char* what =
-            std::filesystem::is_directory(status) ? ": is a folder" : ": no such file";
+            std::filesystem::is_directory(status) ? ": is a folder" : ": no file of this name";
         throw std::runtime_error(path + what +
                                  "; expected a text file of lines \"id frame x y z\"");
     }

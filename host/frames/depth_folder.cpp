@@ -118,7 +118,7 @@ void check_steps(const std::vector<NumberedFile>& files, double fps) {
 }
 
 void check_png(const fs::path& path, const RecordingCamera& camera) {
-    const std::string place = "\"" + path.string() + "\"";
+    const std::string place = '"' + path.string() + '"';
     const std::optional<PngHeader> png = read_png_header(path.string());
     if (!png) throw InputError(place + " is not a whole PNG file; record it again or remove it");
     if (png->bits != 16 || !png->grey) {

@@ -93,32 +93,47 @@ std::optional<std::vector<std::uint8_t>> packed_pixels(std::span<const std::uint
     return std::nullopt;
 }
 
-std::uint8_t paeth(int left, int above, int corner) {
+int paeth(int left, int above, int corner) {
     const int from_left = std::abs(above - corner);
     const int from_above = std::abs(left - corner);
     const int from_corner = std::abs(left + above - 2 * corner);
-    if (from_left <= from_above && from_left <= from_corner) {
-        return static_cast<std::uint8_t>(left);
-    }
-    return static_cast<std::uint8_t>(from_above <= from_corner ? above : corner);
+    if (from_left <= from_above && from_left <= from_corner) return left;
+    return from_above <= from_corner ? above : corner;
 }
 
 // A row is stored as differences from a forecast made of the bytes of the pixel to the left, of the
-// row above, or of both. False for an unknown kind of forecast.
-bool restore_row(int filter, const std::uint8_t* above, std::uint8_t* row, std::size_t bytes) {
+// row above, or of both.
+template <typename Forecast>
+void restore_row(const std::uint8_t* above, std::uint8_t* row, std::size_t bytes,
+                 Forecast forecast) {
     constexpr std::size_t kPixel = 2;
-    if (filter > 4) return false;
     for (std::size_t i = 0; i < bytes; ++i) {
-        const std::uint8_t left = i < kPixel ? std::uint8_t{0} : row[i - kPixel];
-        const std::uint8_t corner = i < kPixel ? std::uint8_t{0} : above[i - kPixel];
-        int forecast = 0;
-        if (filter == 1) forecast = left;
-        if (filter == 2) forecast = above[i];
-        if (filter == 3) forecast = (left + above[i]) / 2;
-        if (filter == 4) forecast = paeth(left, above[i], corner);
-        row[i] = static_cast<std::uint8_t>(row[i] + forecast);
+        const int left = i < kPixel ? 0 : row[i - kPixel];
+        const int corner = i < kPixel ? 0 : above[i - kPixel];
+        row[i] = static_cast<std::uint8_t>(row[i] + forecast(left, int{above[i]}, corner));
     }
-    return true;
+}
+
+// False for an unknown kind of forecast.
+bool restore_row(int filter, const std::uint8_t* above, std::uint8_t* row, std::size_t bytes) {
+    switch (filter) {
+        case 0:
+            return true;
+        case 1:
+            restore_row(above, row, bytes, [](int left, int, int) { return left; });
+            return true;
+        case 2:
+            restore_row(above, row, bytes, [](int, int up, int) { return up; });
+            return true;
+        case 3:
+            restore_row(above, row, bytes, [](int left, int up, int) { return (left + up) / 2; });
+            return true;
+        case 4:
+            restore_row(above, row, bytes, paeth);
+            return true;
+        default:
+            return false;
+    }
 }
 
 }  // namespace

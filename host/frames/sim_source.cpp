@@ -145,8 +145,8 @@ class SimSource final : public FrameSource {
         warnings_.push_back(
             "people who cross \"" + line.name + "\" near " + std::to_string(std::lround(at.u)) +
             "," + std::to_string(std::lround(at.v)) +
-            " have their heads outside the picture, so they may be missing from what is counted; "
-            "keep the line farther from the picture's edge");
+            " have their heads outside the picture, so what is counted there may differ from the "
+            "truth; keep the line farther from the picture's edge");
     }
 
     // The first place on a line from which a person's head, a little way to either side, is out of

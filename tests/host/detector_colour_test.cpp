@@ -169,4 +169,19 @@ TEST(ColourDetector, Nv12AndBgrAgree) {
     EXPECT_GE(host::box_iou(boxes[0], Scene(kCamera_mm).truth(300.0f, -100.0f, 1700.0f)), 0.5f);
 }
 
+// Such a picture differs everywhere from the floor that was learned, yet shows nobody.
+TEST(ColourDetector, NobodyOnAUniformPicture) {
+    host::ColourDetector detector(test_scene::kFocalColour_px, kCamera_mm);
+    cv::Mat floor(544, 960, CV_8UC3);
+    cv::theRNG().state = 3;
+    cv::randn(floor, cv::Scalar::all(140.0), cv::Scalar::all(20.0));
+    for (int i = 0; i < 40; ++i)
+        detector.detect_bgr(floor);
+    const std::vector<std::uint8_t> nv12(960 * 544 * 3 / 2, 128);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_TRUE(detector.detect_nv12(nv12.data(), nv12.data() + 960 * 544, 960).empty()) << i;
+    }
+    EXPECT_TRUE(detector.detect_bgr(floor).empty());
+}
+
 }  // namespace

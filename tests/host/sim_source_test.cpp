@@ -182,7 +182,7 @@ TEST_F(Walk, WhatIsWrongWithAFileNamesTheOption) {
     EXPECT_THAT(error(path_, 1800.0), testing::StartsWith("--height: "));
     EXPECT_THAT(error(path_, 16000.0), testing::HasSubstr("1500 to 15000 mm"));
     EXPECT_THAT(error("nofile", 5000.0),
-                testing::AllOf(testing::StartsWith("--trajectories: nofile: no such file"),
+                testing::AllOf(testing::StartsWith("--trajectories: nofile: no file of this name"),
                                testing::HasSubstr("id frame x y z")));
 }
 

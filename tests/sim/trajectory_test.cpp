@@ -156,8 +156,9 @@ TEST(Trajectory, MissingFileIsNamed) {
         sim::read_trajectory_file("no/such/walk.txt");
         FAIL() << "no error";
     } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(),
-                    HasSubstr("no/such/walk.txt: no such file; expected a text file of lines"));
+        EXPECT_THAT(
+            error.what(),
+            HasSubstr("no/such/walk.txt: no file of this name; expected a text file of lines"));
     }
 }
 
