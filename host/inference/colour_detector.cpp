@@ -28,7 +28,6 @@ constexpr float kMinExplained = 0.45f;
 constexpr float kReportScore = 0.3f;
 constexpr float kSmallestSide = 0.4f;  // of the place for head and shoulders
 constexpr float kMaxOverlap = 0.4f;
-constexpr double kLeastContrast = 1.0;  // standard deviation of the whole image, grey levels
 
 float ramp(float value, float zero, float full) {
     return std::clamp((value - zero) / (full - zero), 0.0f, 1.0f);
@@ -65,13 +64,6 @@ bool outermost_pixel(const cv::Mat& mask, cv::Point2f centre, cv::Point& found) 
     return farthest >= 0.0f;
 }
 
-// A covered lens or a frame without a picture shows nobody, and nothing of the floor to learn from.
-bool is_uniform(const cv::Mat& bgr) {
-    cv::Scalar mean, deviation;
-    cv::meanStdDev(bgr, mean, deviation);
-    return std::max({deviation[0], deviation[1], deviation[2]}) < kLeastContrast;
-}
-
 // What leaves the image at its far side has no head in it.
 bool at_border(cv::Point2f pixel) {
     return pixel.x < 2.0f || pixel.y < 2.0f || pixel.x > kWidth - 3.0f || pixel.y > kHeight - 3.0f;
@@ -97,7 +89,6 @@ const std::vector<Detection>& ColourDetector::detect_nv12(const std::uint8_t* lu
 const std::vector<Detection>& ColourDetector::detect_bgr(const cv::Mat& bgr) {
     cv::resize(bgr, bgr_, {kWidth, kHeight}, 0.0, 0.0, cv::INTER_AREA);
     detections_.clear();
-    if (is_uniform(bgr_)) return detections_;
     const cv::Mat& mask = foreground_.update(bgr_);
     if (foreground_.learning()) return detections_;
     cv::Mat labels, stats, centroids;
