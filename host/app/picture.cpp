@@ -31,16 +31,19 @@ bool continues(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0u) == 0x80u;
 }
 
-// The number of the character that starts at `at`, which moves behind it. A byte that fits nowhere
-// is a character of its own.
+// The number of the character that starts at `at`, which moves behind it. What is no whole
+// character counts as U+FFFD.
 char32_t next_character(const std::string& utf8, std::size_t& at) {
-    char32_t code = static_cast<unsigned char>(utf8[at++]);
-    if (code < 0x80) return code;
-    code &= code < 0xE0 ? 0x1Fu : code < 0xF0 ? 0x0Fu : 0x07u;
-    while (at < utf8.size() && continues(utf8[at])) {
+    constexpr char32_t kBroken = 0xFFFD;
+    const auto first = static_cast<unsigned char>(utf8[at++]);
+    if (first < 0x80) return first;
+    int missing = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : first >= 0xC0 ? 1 : 0;
+    if (missing == 0) return kBroken;
+    char32_t code = first & (0x3Fu >> missing);
+    for (; missing > 0 && at < utf8.size() && continues(utf8[at]); --missing) {
         code = code << 6 | (static_cast<unsigned char>(utf8[at++]) & 0x3Fu);
     }
-    return code;
+    return missing == 0 ? code : kBroken;
 }
 
 void draw_title(cv::Mat image, const RunResult& result) {

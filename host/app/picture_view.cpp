@@ -241,10 +241,14 @@ class View {
     std::string direction_text(std::size_t index, std::size_t direction) const {
         const DirectionCount& count = result_.counts[index][direction];
         constexpr std::size_t kMostLetters = 20;
-        std::string text = result_.lines.size() > 1
-                               ? shortened(to_ascii(result_.lines[index].name), kMostLetters)
-                               : "direction";
-        text += " " + std::to_string(direction + 1) + ": " + std::to_string(count.counted);
+        std::string text = "direction ";
+        if (result_.lines.size() > 1) {
+            text = shortened(to_ascii(result_.lines[index].name), kMostLetters);
+            text += " / ";
+        }
+        text += std::to_string(direction + 1);
+        text += ": ";
+        text += std::to_string(count.counted);
         if (result_.source.has_truth) text += " (true " + std::to_string(count.truth) + ")";
         return text;
     }
