@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "host/app/command_line.h"
+#include "tests/support/unique_path.h"
 
 namespace {
 
@@ -140,7 +141,7 @@ class ConfigFile : public ::testing::Test {
 
     void TearDown() override { std::filesystem::remove(path_); }
 
-    std::string path_ = (std::filesystem::temp_directory_path() / "vca-config-test.toml").string();
+    std::string path_ = test::unique_path("vca-config-test", ".toml").string();
 };
 
 TEST_F(ConfigFile, SetsEverything) {
