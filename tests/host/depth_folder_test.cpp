@@ -9,6 +9,8 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 
+#include "tests/support/unique_path.h"
+
 namespace {
 
 using ::testing::AllOf;
@@ -117,7 +119,7 @@ frames_per_second = 10
         return "";
     }
 
-    fs::path path_ = fs::temp_directory_path() / "vca-depth-folder-test";
+    fs::path path_ = test::unique_path("vca-depth-folder-test");
 };
 
 TEST_F(Folder, GivesFramesInTheOrderOfTheirNumbers) {

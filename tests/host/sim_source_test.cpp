@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/unique_path.h"
+
 namespace {
 
 using host::CountingLine;
@@ -55,8 +57,7 @@ class Walk : public ::testing::Test {
         return all;
     }
 
-    std::string path_ =
-        (std::filesystem::temp_directory_path() / "vca-sim-source-test.txt").string();
+    std::string path_ = test::unique_path("vca-sim-source-test", ".txt").string();
 };
 
 const CountingLine kAcross{"a", {{100, 272}, {860, 272}}, false, {}, false};
