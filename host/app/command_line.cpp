@@ -2,8 +2,11 @@
 #include "host/app/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
-#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <set>
 
 #include "host/app/version.h"
 
@@ -14,13 +17,15 @@ constexpr const char* kExamples = R"(
 Examples:
   vca run                                   the built-in scene "entrance"
   vca run --scene uturn --seconds 30        the first half minute of another one
-  vca run --source walks --trajectories corridor.txt --height 6000
-  vca run --source depth-folder --folder rec --line "256,0 256,423" --height auto
+  vca run --trajectories corridor.txt --height 6000
+  vca run --folder rec --line "256,0 256,423" --height auto
   vca run --line "100,272 860,272" --uturn "60,150 900,150 900,400 60,400"
   vca scenes                                what the built-in scenes show
 )";
 
 constexpr const char* kRunFooter = R"(
+--trajectories alone implies --source walks, --folder alone implies --source depth-folder.
+
 A counting line counts in two directions: direction 1 is that of a walker who comes to the left of
 the line as seen when looking along it on the picture from its first point to its last.
 --uturn, --flip and --name belong to the --line before them.
@@ -32,18 +37,47 @@ measurements), library.log (what the analysis library prints) and picture.png.
 
 // Options that are stored apart, because they win over the configuration file whatever the order.
 struct Overrides {
-    std::optional<std::string> height;
-    std::optional<std::string> detect;
+    std::string height;
+    std::string detect;
+    std::string seed;
+    std::string fps;
+    std::string seconds;
+    std::string frames;
     bool foot = false;
     bool box = false;
     std::string config_file;
     std::string camera_at;
     std::vector<CountingLine> lines;
+    std::vector<LinePlace> line_places;
+    std::set<std::string> of_line;  // options already given for the last line
 };
+
+// Options that only some of the sources understand; the first source of each is named first.
+struct SourceOption {
+    const char* option;
+    std::vector<std::string> sources;
+};
+
+const std::vector<SourceOption>& source_options() {
+    static const std::vector<SourceOption> list{
+        {"--scene", {"scene"}},
+        {"--seed", {"scene", "walks"}},
+        {"--trajectories", {"walks"}},
+        {"--camera-at", {"walks"}},
+        {"--folder", {"depth-folder"}},
+        {"--camera", {"depth-folder"}},
+        {"--fps", {"walks", "depth-folder"}},
+    };
+    return list;
+}
 
 CountingLine& line_before(Overrides& given, const std::string& option) {
     if (given.lines.empty()) {
         throw InputError(option + " belongs to a counting line; write it after its --line");
+    }
+    if (!given.of_line.insert(option).second) {
+        throw InputError(option + " is given twice for " + given.line_places.back().line +
+                         "; each line takes it once");
     }
     return given.lines.back();
 }
@@ -55,6 +89,14 @@ void add_line(Overrides& given, const std::string& text) {
     line.points = parse_points(text, place);
     check_line_points(line.points, place);
     given.lines.push_back(std::move(line));
+    given.line_places.push_back({place, ""});
+    given.of_line.clear();
+}
+
+void add_name(Overrides& given, const std::string& text) {
+    CountingLine& line = line_before(given, "--name");
+    check_line_name(text, "--name of " + given.line_places.back().line);
+    line.name = text;
 }
 
 void add_uturn(Overrides& given, const std::string& text) {
@@ -64,6 +106,8 @@ void add_uturn(Overrides& given, const std::string& text) {
     const std::string place = "--uturn \"" + text + "\"";
     line.uturn_area = parse_points(text, place);
     check_area_points(line.uturn_area, place);
+    check_area_on_line(line.uturn_area, line.points, place);
+    given.line_places.back().area = place;
 }
 
 void add_line_options(CLI::App& run, Overrides& given) {
@@ -74,8 +118,7 @@ void add_line_options(CLI::App& run, Overrides& given) {
         ->trigger_on_parse()
         ->group("Counting");
     run.add_option_function<std::string>(
-           "--name",
-           [&given](const std::string& text) { line_before(given, "--name").name = text; },
+           "--name", [&given](const std::string& text) { add_name(given, text); },
            "Name of the line")
         ->type_name("TEXT")
         ->trigger_on_parse()
@@ -106,7 +149,7 @@ void add_source_options(CLI::App& run, RunOptions& options, Overrides& given) {
     run.add_option("--scene", source.scene, "Built-in scene, see \"vca scenes\" [entrance]")
         ->type_name("NAME")
         ->group(kGroup);
-    run.add_option("--seed", source.seed, "Seed of people and noise [1]")
+    run.add_option("--seed", given.seed, "Seed of people and noise [1]")
         ->type_name("N")
         ->group(kGroup);
     run.add_option("--trajectories", source.trajectories,
@@ -126,18 +169,17 @@ void add_source_options(CLI::App& run, RunOptions& options, Overrides& given) {
                    "Camera file of the recording [camera.toml in its folder]")
         ->type_name("FILE")
         ->group(kGroup);
-    run.add_option("--fps", source.frames_per_second,
-                   "Frames a second of walks or recording [as the file says]")
+    run.add_option("--fps", given.fps, "Frames a second of walks or recording [as the file says]")
         ->type_name("N")
         ->group(kGroup);
     run.add_option("--height", given.height,
                    "Camera over the floor in mm, or \"auto\" to measure it [as the source says]")
         ->type_name("MM|auto")
         ->group(kGroup);
-    run.add_option("--seconds", options.seconds, "End after this much scene time")
+    run.add_option("--seconds", given.seconds, "End after this much scene time")
         ->type_name("S")
         ->group(kGroup);
-    run.add_option("--frames", options.frames, "End after this many frames")
+    run.add_option("--frames", given.frames, "End after this many frames")
         ->type_name("N")
         ->group(kGroup);
 }
@@ -148,11 +190,9 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
     run.add_option("--detect", given.detect, "Images that people are looked for in [depth]")
         ->type_name("both|colour|depth")
         ->group("Counting");
-    CLI::Option* foot =
-        run.add_flag("--foot", given.foot, "Count by the point on the floor (default)")
-            ->group("Counting");
+    run.add_flag("--foot", given.foot, "Count by the point on the floor (default)")
+        ->group("Counting");
     run.add_flag("--box", given.box, "Count by the middle of head and shoulders")
-        ->excludes(foot)
         ->group("Counting");
     run.add_option("--config", given.config_file,
                    "TOML file with [[line]] tables (name, points, uturn, area, flip), height_mm, "
@@ -167,40 +207,132 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
 }
 
 double height_from(const std::string& text) {
-    double value = 0.0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc{} || stop != end || !std::isfinite(value)) {
+    const std::optional<double> value = to_number(text);
+    if (!value) {
         throw InputError("--height is \"" + text +
                          "\"; write the camera's height over the floor in millimetres, or auto");
     }
-    return checked_height_mm(value, "--height");
+    return checked_height_mm(*value, "--height");
+}
+
+double number_from(const std::string& text, const std::string& option) {
+    const std::optional<double> value = to_number(text);
+    if (!value) throw InputError(option + " is \"" + text + "\"; write a number such as 12.5");
+    return *value;
+}
+
+template <typename Whole>
+Whole whole_from(const std::string& text, const std::string& option, Whole lowest) {
+    Whole value{};
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc{} || stop != end || value < lowest) {
+        throw InputError(option + " is \"" + text + "\"; write a whole number of " +
+                         std::to_string(lowest) + " to " +
+                         std::to_string(std::numeric_limits<Whole>::max()));
+    }
+    return value;
+}
+
+void apply_numbers(const Overrides& given, RunOptions& options) {
+    if (!given.seed.empty()) {
+        options.source.seed = whole_from<std::uint64_t>(given.seed, "--seed", 0);
+    }
+    if (!given.frames.empty()) {
+        options.frames = whole_from<std::int64_t>(given.frames, "--frames", 1);
+    }
+    if (!given.seconds.empty()) {
+        options.seconds = number_from(given.seconds, "--seconds");
+        if (!(*options.seconds > 0.0)) {
+            throw InputError("--seconds is " + given.seconds + "; it must be above 0");
+        }
+    }
+    if (!given.fps.empty()) {
+        const double fps = number_from(given.fps, "--fps");
+        if (!(fps >= 1.0 && fps <= 240.0)) {
+            throw InputError("--fps is " + given.fps + "; it must be 1 to 240");
+        }
+        options.source.frames_per_second = fps;
+    }
 }
 
 void apply_overrides(const Overrides& given, RunOptions& options) {
-    if (!given.config_file.empty()) read_config_file(given.config_file, options);
-    if (given.height) {
-        options.measure_height = *given.height == "auto";
-        options.source.height_mm.reset();
-        if (!options.measure_height) options.source.height_mm = height_from(*given.height);
+    if (given.foot && given.box) {
+        throw InputError("--foot and --box exclude each other; give one of them");
     }
-    if (given.detect) options.detect = parse_detect_mode(*given.detect, "--detect");
+    if (!given.config_file.empty()) read_config_file(given.config_file, options);
+    if (!given.height.empty()) {
+        options.measure_height = given.height == "auto";
+        options.source.height_mm.reset();
+        options.height_place = "--height";
+        if (!options.measure_height) options.source.height_mm = height_from(given.height);
+    }
+    if (!given.detect.empty()) {
+        options.detect = parse_detect_mode(given.detect, "--detect");
+        options.detect_place = "--detect";
+    }
     if (given.foot) options.source.foot_point = true;
     if (given.box) options.source.foot_point = false;
-    if (!given.lines.empty()) options.lines = given.lines;
+    if (!given.lines.empty()) {
+        options.lines = given.lines;
+        options.line_places = given.line_places;
+    }
     if (!given.camera_at.empty()) {
         const std::vector<PicturePoint> at = parse_points(given.camera_at, "--camera-at");
         if (at.size() != 1) throw InputError("--camera-at needs one point, such as 1.5,-2");
         options.source.camera_at = at.front();
     }
-    const auto positive = [](bool good, const char* option) {
-        if (!good) throw InputError(std::string(option) + " must be above 0");
-    };
-    if (options.seconds) positive(*options.seconds > 0.0, "--seconds");
-    if (options.frames) positive(*options.frames > 0, "--frames");
-    if (const auto fps = options.source.frames_per_second) {
-        if (!(*fps >= 1.0 && *fps <= 240.0)) throw InputError("--fps must be 1 to 240");
+    apply_numbers(given, options);
+}
+
+// No option may be given twice or with nothing in it; those of a counting line, which may repeat,
+// are checked as they come.
+void check_each_given_once(const CLI::App& run) {
+    for (const CLI::Option* option : run.get_options()) {
+        if (option->count() == 0 || option->get_trigger_on_parse()) continue;
+        const bool flag = option->get_items_expected_max() == 0;
+        if (!flag && option->count() > 1) {
+            throw InputError(option->get_name() + " is given " + std::to_string(option->count()) +
+                             " times; give it once");
+        }
+        if (!flag && option->results().front().empty()) {
+            throw InputError(option->get_name() + " is empty; write " + option->get_type_name() +
+                             " after it, or leave it out");
+        }
     }
+}
+
+bool is_given(const CLI::App& run, const char* option) {
+    return run.get_option(option)->count() > 0;
+}
+
+void settle_source(const CLI::App& run, RunOptions& options) {
+    std::string& source = options.source.source;
+    if (!is_given(run, "--source")) {
+        if (is_given(run, "--folder")) source = "depth-folder";
+        if (is_given(run, "--trajectories")) source = "walks";
+    }
+    const std::vector<std::string> known = source_names();
+    if (std::find(known.begin(), known.end(), source) == known.end()) return;
+    for (const SourceOption& entry : source_options()) {
+        const auto& fit = entry.sources;
+        if (!is_given(run, entry.option)) continue;
+        if (std::find(fit.begin(), fit.end(), source) != fit.end()) continue;
+        std::string right;
+        for (const std::string& name : fit)
+            right += (right.empty() ? "--source " : " or ") + name;
+        throw InputError(std::string(entry.option) + " belongs to " + right +
+                         "; the source of this run is " + source);
+    }
+}
+
+// One clear sentence for what the parser found.
+std::string sentence_of(const CLI::ParseError& error) {
+    std::string text = error.what();
+    if (const auto missing = text.find(": 1 required "); missing != std::string::npos) {
+        text = text.substr(0, missing) + " needs a value after it";
+    }
+    return text;
 }
 
 }  // namespace
@@ -215,21 +347,25 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     bool version = false;
     app.add_flag("--version", version, "Print version, commit, build type and capabilities");
     CLI::App* run = app.add_subcommand("run", "Analyse a scene or a recording and count");
+    // Repeated options are collected first, to be refused with a sentence of our own.
+    run->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     add_run_options(*run, result.run, given);
     CLI::App* scenes = app.add_subcommand("scenes", "List the built-in scenes");
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        result.text = (run->parsed() ? run : scenes->parsed() ? scenes : &app)->help();
+        CLI::App* const asked = run->parsed() ? run : scenes->parsed() ? scenes : nullptr;
+        result.text = asked != nullptr ? asked->help(app.get_name()) : app.help();
         return result;
     } catch (const CLI::ParseError& e) {
-        throw InputError(std::string(e.what()) + "; see vca " + (run->parsed() ? "run " : "") +
-                         "--help");
+        throw InputError(sentence_of(e) + "; see vca " + (run->parsed() ? "run " : "") + "--help");
     }
     if (version) {
         result.text = version_text();
     } else if (run->parsed()) {
         result.command = Command::kRun;
+        check_each_given_once(*run);
+        settle_source(*run, result.run);
         apply_overrides(given, result.run);
         check_options(result.run);
     } else if (scenes->parsed()) {

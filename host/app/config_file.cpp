@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "host/app/run_options.h"
@@ -23,7 +24,8 @@ class Reader {
                          if (key == "target_height_mm") read_target(node);
                          if (key == "group") read_group(node);
                          if (key == "detect") {
-                             options_.detect = parse_detect_mode(text(node), place(node, key));
+                             options_.detect_place = place(node, key);
+                             options_.detect = parse_detect_mode(text(node), options_.detect_place);
                          }
                          if (key == "position") read_position(node);
                      });
@@ -62,9 +64,16 @@ class Reader {
         return *node.value<bool>();
     }
 
+    double any_number(const toml::node& node) const {
+        const std::optional<double> value = node.value<double>();
+        if (!node.is_number() || !value) throw InputError(place(node, "a number is needed here"));
+        return *value;
+    }
+
     double number(const toml::node& node) const {
-        if (!node.is_number()) throw InputError(place(node, "a number is needed here"));
-        return *node.value<double>();
+        const double value = any_number(node);
+        if (!std::isfinite(value)) throw InputError(place(node, "a finite number is needed here"));
+        return value;
     }
 
     int whole_number(const toml::node& node) const {
@@ -84,7 +93,12 @@ class Reader {
         for (const toml::node& item : *array) {
             const toml::array* pair = item.as_array();
             if (pair == nullptr || pair->size() != 2) throw InputError(place(item, kNeeded));
-            list.push_back({number(*pair->get(0)), number(*pair->get(1))});
+            const PicturePoint point{any_number(*pair->get(0)), any_number(*pair->get(1))};
+            if (!std::isfinite(point.x) || !std::isfinite(point.y)) {
+                throw InputError(place(item, "the point " + point_text(point) +
+                                                 " lies nowhere; write pixels of the picture"));
+            }
+            list.push_back(point);
         }
         return list;
     }
@@ -100,23 +114,36 @@ class Reader {
 
     void read_line(const toml::table& table) {
         CountingLine line;
+        LinePlace at{place(table, "the line"), ""};
+        if (options_.lines.size() == kMaxLines) {
+            throw InputError(place(table, "this is counting line 5; at most 4 can be counted"));
+        }
         line.name = "line " + std::to_string(options_.lines.size() + 1);
         for_each_key(table, {"name", "points", "uturn", "area", "flip"},
                      [&](std::string_view key, const toml::node& node) {
-                         if (key == "name") line.name = text(node);
-                         if (key == "points") line.points = points(node);
+                         if (key == "name") {
+                             line.name = text(node);
+                             check_line_name(line.name, place(node, "the name"));
+                         }
+                         if (key == "points") {
+                             line.points = points(node);
+                             at.line = place(node, "the line");
+                         }
                          if (key == "uturn") line.uturn_filter = flag(node);
                          if (key == "flip") line.flip = flag(node);
                          if (key == "area") {
                              line.uturn_area = points(node);
-                             check_area_points(line.uturn_area, place(node, "the area"));
+                             at.area = place(node, "the area");
+                             check_area_points(line.uturn_area, at.area);
                          }
                      });
-        check_line_points(line.points, place(table, "the line"));
+        check_line_points(line.points, at.line);
         if (!line.uturn_area.empty() && !line.uturn_filter) {
-            throw InputError(place(table, "a line with an area also needs uturn = true"));
+            throw InputError(at.area + " is only used with uturn = true; add that to the line");
         }
+        if (!line.uturn_area.empty()) check_area_on_line(line.uturn_area, line.points, at.area);
         options_.lines.push_back(std::move(line));
+        options_.line_places.push_back(std::move(at));
     }
 
     void read_height(const toml::node& node) {
@@ -124,7 +151,8 @@ class Reader {
             options_.measure_height = true;
             return;
         }
-        options_.source.height_mm = checked_height_mm(number(node), place(node, "height_mm"));
+        options_.height_place = place(node, "height_mm");
+        options_.source.height_mm = checked_height_mm(number(node), options_.height_place);
     }
 
     void read_target(const toml::node& node) {
@@ -134,6 +162,8 @@ class Reader {
         }
         options_.target_min_mm = whole_number(*pair->get(0));
         options_.target_max_mm = whole_number(*pair->get(1));
+        check_target_range(options_.target_min_mm, options_.target_max_mm,
+                           place(node, "target_height_mm"));
     }
 
     void read_group(const toml::node& node) {
@@ -145,6 +175,8 @@ class Reader {
                          if (key == "min") options_.group_min = whole_number(value);
                          if (key == "max") options_.group_max = whole_number(value);
                      });
+        check_group_range(options_.group_min, options_.group_max,
+                          place(node, "the size of groups"));
     }
 
     void read_position(const toml::node& node) {
@@ -162,11 +194,23 @@ class Reader {
 }  // namespace
 
 void read_config_file(const std::string& path, RunOptions& options) {
-    if (!std::filesystem::is_regular_file(path)) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::is_directory(status)) {
+        throw InputError("the configuration \"" + path + "\" is a folder; --config needs a file");
+    }
+    if (status.type() == fs::file_type::not_found) {
         throw InputError("there is no configuration file \"" + path + "\"");
     }
+    std::ifstream in;
+    if (fs::is_regular_file(status)) in.open(path);
+    if (!in.is_open()) {
+        throw InputError("cannot read the configuration file \"" + path +
+                         "\"; --config needs a readable file");
+    }
     try {
-        const toml::table root = toml::parse_file(path);
+        const toml::table root = toml::parse(in, path);
         Reader(path, options).read(root);
     } catch (const toml::parse_error& e) {
         throw InputError("\"" + path + "\" line " + std::to_string(e.source().begin.line) + ": " +

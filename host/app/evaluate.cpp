@@ -1,5 +1,6 @@
 // Counts, scores and timings from what was recorded.
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <set>
 
@@ -58,6 +59,7 @@ Identities score_frames(RunResult& result) {
 void list_crossings(RunResult& result, const Identities& identities) {
     result.crossings.clear();
     result.height_errors_mm.clear();
+    result.height_error_sizes_mm.clear();
     for (const Event& event : result.events) {
         const auto* counted = std::get_if<PersonCounted>(&event.payload);
         if (counted == nullptr) continue;
@@ -67,6 +69,7 @@ void list_crossings(RunResult& result, const Identities& identities) {
         if (crossing.person) {
             crossing.true_height_mm = identities.height_mm(*crossing.person);
             result.height_errors_mm.push_back(crossing.height_mm - *crossing.true_height_mm);
+            result.height_error_sizes_mm.push_back(std::abs(result.height_errors_mm.back()));
         }
         result.crossings.push_back(crossing);
     }
@@ -85,6 +88,13 @@ void count_directions(RunResult& result) {
     }
     for (const TrueCrossing& c : result.true_crossings) {
         if (DirectionCount* count = cell(c.line, c.direction)) ++count->truth;
+    }
+    result.totals = {};
+    for (const auto& line : result.counts) {
+        for (std::size_t d = 0; d < 2; ++d) {
+            result.totals[d].counted += line[d].counted;
+            result.totals[d].truth += line[d].truth;
+        }
     }
 }
 

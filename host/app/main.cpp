@@ -2,6 +2,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "host/app/command_line.h"
 #include "host/app/output_folder.h"
@@ -17,19 +18,33 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitWrongInput = 2;
 
+constexpr const char* kLog = "library.log";
+constexpr const char* kEvents = "events.jsonl";
+constexpr const char* kSummary = "summary.json";
+constexpr const char* kPicture = "picture.png";
+
 volatile std::sig_atomic_t stop_requested = 0;
 
-void on_interrupt(int) {
-    stop_requested = 1;
+// The first signal ends the run with the results so far, the second one the program.
+void on_interrupt(int number) {
+    if (stop_requested == 0) {
+        stop_requested = 1;
+        return;
+    }
+    host::remove_unfinished_output();
+    std::signal(number, SIG_DFL);
+    std::raise(number);
 }
 
 void catch_interrupts() {
     struct sigaction action = {};
     action.sa_handler = on_interrupt;
-    // A second Ctrl-C ends the program at once.
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before = {};
+        sigaction(number, nullptr, &before);
+        // Whoever started the program to outlive a terminal had the signal ignored.
+        if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
+    }
 }
 
 double expected_frames(const host::RunPlan& plan) {
@@ -57,33 +72,40 @@ host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out) {
 
 int run_command(const host::RunOptions& options) {
     host::RunPlan plan = host::prepare_run(options);
-    host::OutputFolder folder(plan.output);
-    host::StandardOutput output(folder.temporary("library.log"));
     catch_interrupts();
+    host::OutputFolder folder(plan.output, {kLog, kEvents, kSummary, kPicture});
+    host::StandardOutput output(folder.temporary(kLog));
     const host::RunResult result = run_with_progress(plan, output.host());
     output.restore();
-    host::write_events(result, folder.temporary("events.jsonl"));
-    host::write_summary(result, folder.temporary("summary.json"));
-    host::write_picture(result, folder.temporary("picture.png"));
+    host::write_events(result, folder.temporary(kEvents));
+    host::write_summary(result, folder.temporary(kSummary));
+    host::write_picture(result, folder.temporary(kPicture));
     folder.commit();
-    std::fputs(host::summary_text(result).c_str(), output.host());
-    std::fprintf(output.host(), "  results in           %s\n", plan.output.c_str());
+    host::write_text(output.host(),
+                     host::summary_text(result) + "  results in           " + plan.output + "\n");
+    if (const std::string left = host::left_over_text(result); !left.empty()) {
+        std::fprintf(stderr, "vca: %s\n", left.c_str());
+        return kExitFailure;
+    }
     return kExitOk;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    host::open_missing_standard_files();
+    // A reader that goes away shows as a failed write, after which the results are still kept.
+    std::signal(SIGPIPE, SIG_IGN);
     try {
         const host::CommandLine command = host::parse_command_line(argc, argv);
         switch (command.command) {
             case host::Command::kRun:
                 return run_command(command.run);
             case host::Command::kScenes:
-                std::fputs(host::scenes_text().c_str(), stdout);
+                host::write_text(stdout, host::scenes_text());
                 return kExitOk;
             case host::Command::kText:
-                std::fputs(command.text.c_str(), stdout);
+                host::write_text(stdout, command.text);
                 return kExitOk;
         }
     } catch (const host::InputError& e) {

@@ -4,7 +4,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
 #include <system_error>
 
 #include "host/frames/frame_source.h"
@@ -16,62 +21,148 @@ namespace {
 
 constexpr const char* kTemporarySuffix = ".part";
 
+// What a signal handler has to remove, files before folders; null where there is nothing. The
+// texts belong to the folder in work.
+constexpr std::size_t kMostEmergencyPaths = 64;
+std::array<std::atomic<const char*>, kMostEmergencyPaths> emergency_files{};
+std::array<std::atomic<const char*>, kMostEmergencyPaths> emergency_folders{};
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+void forget_emergency_paths() {
+    for (auto* list : {&emergency_files, &emergency_folders}) {
+        for (std::atomic<const char*>& path : *list)
+            path = nullptr;
+    }
+}
+
 [[noreturn]] void refuse(const fs::path& path) {
     throw InputError("cannot write into the output folder \"" + path.string() +
                      "\"; name a writable one with --output");
 }
 
-bool can_write(const fs::path& file) {
-    const bool written = static_cast<bool>(std::ofstream(file) << "\n" << std::flush);
-    std::error_code error;
-    fs::remove(file, error);
-    return written;
+// Writes a file of a fresh name, so that none of the user's can be hit.
+bool can_write_into(const fs::path& folder) {
+    std::string name = (folder / ".write-test-XXXXXX").string();
+    const int file = ::mkstemp(name.data());
+    if (file < 0) return false;
+    const bool written = ::write(file, "\n", 1) == 1;
+    const bool closed = ::close(file) == 0;
+    ::unlink(name.c_str());
+    return written && closed;
 }
 
 }  // namespace
 
-OutputFolder::OutputFolder(const std::string& path) : path_(path) {
-    std::vector<fs::path> missing;
+OutputFolder::OutputFolder(const std::string& path, std::vector<std::string> names)
+    : path_(path), names_(std::move(names)) {
     std::error_code error;
-    const fs::path whole = fs::absolute(path_).lexically_normal();
-    for (fs::path p = whole; !p.empty() && !fs::exists(p, error); p = p.parent_path()) {
+    const fs::path whole = fs::absolute(path_, error).lexically_normal();
+    std::vector<fs::path> missing;
+    for (fs::path p = whole; !p.empty(); p = p.parent_path()) {
+        if (fs::symlink_status(p, error).type() != fs::file_type::not_found) break;
         if (!p.filename().empty()) missing.push_back(p);
         if (p == p.root_path()) break;
     }
     fs::create_directories(whole, error);
-    if (!fs::is_directory(whole)) refuse(path_);
     made_ = std::move(missing);
-    if (!can_write(path_ / "write-test.part")) {
-        for (const fs::path& folder : made_)
-            fs::remove(folder, error);
+    if (!fs::is_directory(whole, error) || !can_write_into(path_)) {
+        remove_made_folders();
         refuse(path_);
     }
+    check_names();
+    remember_for_emergency();
 }
 
 OutputFolder::~OutputFolder() {
+    forget_emergency_paths();
     if (committed_) return;
     std::error_code error;
     for (const std::string& name : names_)
-        fs::remove(path_ / (name + kTemporarySuffix), error);
+        fs::remove(temporary(name), error);
+    remove_made_folders();
+}
+
+void OutputFolder::remove_made_folders() {
+    std::error_code error;
     for (const fs::path& folder : made_)
         fs::remove(folder, error);  // only when it is empty
 }
 
-std::string OutputFolder::temporary(const std::string& name) {
-    names_.push_back(name);
+// Only a file, or nothing, may be where a result goes; everything else would be found out only
+// after the run.
+void OutputFolder::check_names() const {
+    const auto check = [](const fs::path& path, bool link_allowed) {
+        std::error_code error;
+        const fs::file_type type = fs::symlink_status(path, error).type();
+        if (type == fs::file_type::not_found || type == fs::file_type::regular) return;
+        if (link_allowed && type == fs::file_type::symlink) return;
+        throw InputError("\"" + path.string() +
+                         "\" is in the way of a result and is no file; move it or name another "
+                         "folder with --output");
+    };
+    for (const std::string& name : names_) {
+        check(path_ / name, true);
+        check(temporary(name), false);
+    }
+}
+
+void OutputFolder::remember_for_emergency() {
+    forget_emergency_paths();
+    const auto remember = [this](auto& list, std::size_t i, const std::string& path) {
+        if (i < list.size()) list[i] = emergency_paths_.emplace_back(path).c_str();
+    };
+    for (std::size_t i = 0; i < names_.size(); ++i)
+        remember(emergency_files, i, temporary(names_[i]));
+    for (std::size_t i = 0; i < made_.size(); ++i)
+        remember(emergency_folders, i, made_[i].string());
+}
+
+std::string OutputFolder::temporary(const std::string& name) const {
     return (path_ / (name + kTemporarySuffix)).string();
 }
 
 void OutputFolder::commit() {
+    std::error_code error;
     for (const std::string& name : names_) {
-        if (!fs::exists(path_ / (name + kTemporarySuffix))) {
+        if (!fs::exists(temporary(name), error)) {
             throw std::runtime_error("the file \"" + name + "\" was not written");
         }
     }
     for (const std::string& name : names_) {
-        fs::rename(path_ / (name + kTemporarySuffix), path_ / name);
+        fs::rename(temporary(name), path_ / name, error);
+        if (error) {
+            throw std::runtime_error("cannot write \"" + (path_ / name).string() +
+                                     "\": " + error.message());
+        }
     }
     committed_ = true;
+    forget_emergency_paths();
+}
+
+void remove_unfinished_output() {
+    for (const std::atomic<const char*>& file : emergency_files) {
+        if (const char* path = file) ::unlink(path);
+    }
+    for (const std::atomic<const char*>& folder : emergency_folders) {
+        if (const char* path = folder) ::rmdir(path);
+    }
+}
+
+void open_missing_standard_files() {
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(number, F_GETFD) >= 0 || errno != EBADF) continue;
+        // The lowest free number is given, which is this one.
+        if (::open("/dev/null", O_RDWR) != number) ::_exit(1);
+    }
+}
+
+void write_text(std::FILE* out, const std::string& text) {
+    errno = 0;
+    const bool taken = std::fwrite(text.data(), 1, text.size(), out) == text.size();
+    const bool flushed = std::fflush(out) == 0;
+    if (taken && flushed && std::ferror(out) == 0) return;
+    throw std::runtime_error(std::string("cannot write to standard output") +
+                             (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
 }
 
 StandardOutput::StandardOutput(const std::string& log_path) {

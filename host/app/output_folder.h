@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <deque>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -10,26 +11,43 @@ namespace host {
 
 class OutputFolder {
   public:
-    // Makes the folder and finds out whether files can be written. Throws InputError.
-    explicit OutputFolder(const std::string& path);
+    // Makes the folder and finds out whether files of these names can be written. Throws
+    // InputError.
+    OutputFolder(const std::string& path, std::vector<std::string> names);
     // Without commit() removes what was written, and the folders that were made.
     ~OutputFolder();
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
 
     // Path of a file to be written now, under a temporary name.
-    std::string temporary(const std::string& name);
+    std::string temporary(const std::string& name) const;
     // Gives all files their names.
     void commit();
 
     const std::filesystem::path& path() const { return path_; }
 
   private:
+    void remove_made_folders();
+    void check_names() const;
+    void remember_for_emergency();
+
     std::filesystem::path path_;
     std::vector<std::filesystem::path> made_;  // folders, innermost first
     std::vector<std::string> names_;
+    std::deque<std::string> emergency_paths_;
     bool committed_ = false;
 };
+
+// Removes the temporary files of the folder in work, and the folders that were made for it. For a
+// signal handler that ends the program: only calls what is safe there.
+void remove_unfinished_output();
+
+// Opens standard input, output and error on /dev/null where the caller closed them, so that no
+// other file gets their numbers.
+void open_missing_standard_files();
+
+// Writes all of the text. Throws std::runtime_error when the stream does not take it.
+void write_text(std::FILE* out, const std::string& text);
 
 // Sends the process's standard output to a file, and keeps the former one for the host.
 class StandardOutput {

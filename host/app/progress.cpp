@@ -21,12 +21,15 @@ ProgressLine::ProgressLine(std::FILE* out, double total_frames, double frames_pe
     : out_(out),
       terminal_(::isatty(::fileno(out)) == 1),
       total_frames_(total_frames),
-      frames_per_second_(frames_per_second),
-      start_(std::chrono::steady_clock::now()),
-      last_(start_) {}
+      frames_per_second_(frames_per_second) {}
 
 void ProgressLine::show(const Progress& progress) {
     const auto now = std::chrono::steady_clock::now();
+    if (!started_) {
+        // Preparations, such as measuring the height, are no part of the speed.
+        started_ = true;
+        start_ = last_ = now;
+    }
     if (now - last_ < (terminal_ ? kBarEvery : kLineEvery)) return;
     last_ = now;
     const double elapsed_s = std::chrono::duration<double>(now - start_).count();

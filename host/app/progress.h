@@ -26,7 +26,8 @@ class ProgressLine {
     bool terminal_;
     double total_frames_;
     double frames_per_second_;
-    std::chrono::steady_clock::time_point start_;
+    bool started_ = false;
+    std::chrono::steady_clock::time_point start_;  // of the first frame
     std::chrono::steady_clock::time_point last_;
 };
 

@@ -9,6 +9,8 @@
 namespace host {
 namespace {
 
+constexpr std::size_t kNameWidth = 20;
+
 __attribute__((format(printf, 2, 3))) void print(std::string& out, const char* format, ...) {
     char line[512];
     va_list args;
@@ -18,13 +20,14 @@ __attribute__((format(printf, 2, 3))) void print(std::string& out, const char* f
     out += line;
 }
 
-void print_count(std::string& out, const char* name, const char* direction,
+void print_count(std::string& out, const std::string& name, const char* direction,
                  const DirectionCount& count, bool with_truth) {
+    out += "  " + fitted(name, kNameWidth);
     if (with_truth) {
-        print(out, "  %-20.20s %-10s %8d %8d %+8d\n", name, direction, count.truth, count.counted,
+        print(out, " %-10s %8d %8d %+8d\n", direction, count.truth, count.counted,
               count.counted - count.truth);
     } else {
-        print(out, "  %-20.20s %-10s %8d\n", name, direction, count.counted);
+        print(out, " %-10s %8d\n", direction, count.counted);
     }
 }
 
@@ -32,19 +35,16 @@ void print_counts(std::string& out, const RunResult& result) {
     const bool with_truth = result.source.has_truth;
     print(out, "\n  %-20s %-10s%s\n", "line", "direction",
           with_truth ? "     true  counted    error" : "  counted");
-    std::array<DirectionCount, 2> totals{};
     for (std::size_t line = 0; line < result.counts.size(); ++line) {
         for (std::size_t d = 0; d < 2; ++d) {
             const DirectionCount& count = result.counts[line][d];
-            print_count(out, d == 0 ? result.lines[line].name.c_str() : "", d == 0 ? "1" : "2",
-                        count, with_truth);
-            totals[d].truth += count.truth;
-            totals[d].counted += count.counted;
+            print_count(out, d == 0 ? result.lines[line].name : "", d == 0 ? "1" : "2", count,
+                        with_truth);
         }
     }
     if (result.counts.empty()) return;
-    print_count(out, "all lines", "1", totals[0], with_truth);
-    print_count(out, "", "2", totals[1], with_truth);
+    print_count(out, "all lines", "1", result.totals[0], with_truth);
+    print_count(out, "", "2", result.totals[1], with_truth);
 }
 
 void print_groups(std::string& out, const RunResult& result) {
@@ -60,9 +60,7 @@ void print_groups(std::string& out, const RunResult& result) {
 }
 
 void print_quality(std::string& out, const RunResult& result) {
-    std::vector<double> sizes;
-    for (const double error : result.height_errors_mm)
-        sizes.push_back(std::abs(error));
+    const std::vector<double>& sizes = result.height_error_sizes_mm;
     if (!sizes.empty()) {
         print(out,
               "  height of counted    median error %+.0f mm, size of error: median %.0f mm, "
@@ -99,7 +97,7 @@ void print_times(std::string& out, const RunResult& result) {
 
 std::string summary_text(const RunResult& result) {
     std::string out;
-    print(out, "%s: %s\n", result.source.name.c_str(), result.source.description.c_str());
+    out += result.source.name + ": " + result.source.description + "\n";
     print(out, "%.1f s of scene time, camera at %.0f mm%s, detection on %s%s\n", result.scene_s,
           result.install_height_mm, result.height_measured ? " (measured)" : "",
           detect_mode_name(result.options.detect),
@@ -112,6 +110,31 @@ std::string summary_text(const RunResult& result) {
     print_quality(out, result);
     print_times(out, result);
     return out;
+}
+
+std::string left_over_text(const RunResult& result) {
+    const LoanCounts& loans = result.loans;
+    std::string out;
+    if (loans.blocks == 0 && loans.mappings == 0 && result.images_left == 0 && loans.errors == 0) {
+        return out;
+    }
+    print(out,
+          "the analysis did not give back %d blocks, %d mappings and %d images and made %d wrong "
+          "returns; the results are written, but this is a fault of the library",
+          loans.blocks, loans.mappings, result.images_left, loans.errors);
+    return out;
+}
+
+std::string fitted(const std::string& text, std::size_t width) {
+    std::string out;
+    std::size_t characters = 0;
+    for (const char byte : text) {
+        const bool begins = (static_cast<unsigned char>(byte) & 0xC0u) != 0x80u;
+        if (begins && characters == width) break;
+        if (begins) ++characters;
+        out += byte;
+    }
+    return out.append(width - characters, ' ');
 }
 
 std::string scenes_text() {

@@ -30,15 +30,12 @@ double default_snapshot_s(const SourceInfo& info) {
     return info.duration_s > 0.0 ? info.duration_s * 0.3 : 3.0;
 }
 
-std::string user_place(const CountingLine& line) {
-    return "the line \"" + line.name + "\"";
-}
-
 void check_inside(const std::vector<PicturePoint>& points, const SourceInfo& info,
                   const std::string& place) {
     for (const PicturePoint& p : points) {
         if (p.x >= 0.0 && p.y >= 0.0 && p.x < info.user_width && p.y < info.user_height) continue;
-        throw InputError(place + " leaves the picture, whose points go from 0,0 to " +
+        throw InputError(place + " has the point " + point_text(p) +
+                         ", which leaves the picture; its points go from 0,0 to " +
                          std::to_string(info.user_width - 1) + "," +
                          std::to_string(info.user_height - 1));
     }
@@ -52,14 +49,23 @@ std::vector<PicturePoint> map_points(const FrameSource& source,
     return mapped;
 }
 
+// A recording larger than the analysis' picture is scaled down, which can make points one.
+constexpr const char* kOnThePicture = ", scaled to the 960 x 544 picture of the analysis,";
+
 std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSource& source) {
     if (options.lines.empty()) return source.info().lines;
     std::vector<CountingLine> lines = options.lines;
-    for (CountingLine& line : lines) {
-        check_inside(line.points, source.info(), user_place(line));
-        check_inside(line.uturn_area, source.info(), "the U-turn area of " + user_place(line));
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        CountingLine& line = lines[i];
+        LinePlace place{"the line \"" + line.name + "\"", "its U-turn area"};
+        if (i < options.line_places.size()) place = options.line_places[i];
+        check_inside(line.points, source.info(), place.line);
+        check_inside(line.uturn_area, source.info(), place.area);
         line.points = map_points(source, line.points);
         line.uturn_area = map_points(source, line.uturn_area);
+        check_line_points(line.points, place.line + kOnThePicture);
+        if (line.uturn_area.empty()) continue;
+        check_area_points(line.uturn_area, place.area + kOnThePicture);
     }
     return lines;
 }
@@ -167,12 +173,20 @@ class Limit {
             if (frames < static_cast<double>(frames_)) frames_ = static_cast<std::int64_t>(frames);
         }
     }
-    bool reached() { return made_++ >= frames_; }
+    bool reached() { return made_ == frames_ || (++made_, false); }
+    // A limit that is no shorter than the source does not cut it.
+    bool past(const SourceInfo& info) const {
+        const double all = info.duration_s * info.frames_per_second;
+        return all > 0.0 && static_cast<double>(made_) >= std::floor(all + 0.5);
+    }
 
   private:
     std::int64_t frames_;
     std::int64_t made_ = 0;
 };
+
+// What ended the feeding of frames.
+enum class End { kStopped, kLimit, kSource };
 
 void feed_closing_frames(Session& session, std::int64_t last, double time_s, double fps) {
     int left = kClosingFrames;
@@ -198,6 +212,11 @@ RunPlan prepare_run(const RunOptions& options) {
     check_options(options);
     RunPlan plan{options, open_source(options.source), {}, options.output};
     const SourceInfo& info = plan.source->info();
+    if (options.source.height_mm && info.kind == "scene") {
+        throw InputError(options.height_place + " goes with walks and recordings; the scene \"" +
+                         info.name + "\" has its camera at " +
+                         std::to_string(std::lround(info.camera.height_mm.value_or(0.0))) + " mm");
+    }
     plan.lines = settle_lines(options, *plan.source);
     plan.source->count_truth(plan.lines);
     if (!options.measure_height && !options.source.height_mm && !info.camera.height_mm) {
@@ -229,20 +248,33 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     Session session(to_setup(plan, result.install_height_mm), recorder);
     Limit limit(plan.options, result.source);
     double time_s = 0.0;
+    End end = End::kStopped;
     const std::int64_t last = session.feed(
         [&](SourceFrame& frame) {
-            if (limit.reached() || !plan.source->next(frame)) return false;
+            if (limit.reached()) {
+                end = limit.past(result.source) ? End::kSource : End::kLimit;
+                return false;
+            }
+            if (!plan.source->next(frame)) {
+                end = End::kSource;
+                return false;
+            }
             time_s = frame.time_s;
             if (hooks.on_progress) hooks.on_progress(recorder.progress());
             return true;
         },
         stop);
-    result.interrupted = stop();
-    feed_closing_frames(session, last, time_s, result.source.frames_per_second);
+    result.interrupted = end == End::kStopped;
+    // Only the end of the source is an end for the people in it too.
+    if (end == End::kSource) {
+        feed_closing_frames(session, last, time_s, result.source.frames_per_second);
+    }
     session.close(result);
     recorder.move_into(result);
-    for (const TrueCrossing& c : plan.source->settle_truth())
-        result.true_crossings.push_back(c);
+    if (end == End::kSource) {
+        for (const TrueCrossing& c : plan.source->settle_truth())
+            result.true_crossings.push_back(c);
+    }
     result.wall_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     evaluate(result);
     return result;

@@ -11,6 +11,14 @@ namespace {
 constexpr double kLowestCamera_mm = 1500.0;
 constexpr double kHighestCamera_mm = 15000.0;
 
+std::string plain(double value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+
+}  // namespace
+
 std::optional<double> to_number(const std::string& text) {
     double value = 0.0;
     const char* end = text.data() + text.size();
@@ -18,18 +26,6 @@ std::optional<double> to_number(const std::string& text) {
     if (error != std::errc{} || stop != end || !std::isfinite(value)) return std::nullopt;
     return value;
 }
-
-std::string plain(double value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
-}
-
-bool same_point(const PicturePoint& a, const PicturePoint& b) {
-    return std::lround(a.x) == std::lround(b.x) && std::lround(a.y) == std::lround(b.y);
-}
-
-}  // namespace
 
 std::vector<PicturePoint> parse_points(const std::string& text, const std::string& place) {
     std::vector<PicturePoint> points;
@@ -49,28 +45,6 @@ std::vector<PicturePoint> parse_points(const std::string& text, const std::strin
     return points;
 }
 
-void check_line_points(const std::vector<PicturePoint>& points, const std::string& place) {
-    if (points.size() < 2 || points.size() > kMaxLinePoints) {
-        throw InputError(place + " has " + std::to_string(points.size()) +
-                         (points.size() == 1 ? " point" : " points") +
-                         "; a counting line needs 2 to 5");
-    }
-    for (std::size_t i = 1; i < points.size(); ++i) {
-        if (same_point(points[i - 1], points[i])) {
-            throw InputError(place + " has the point " + plain(points[i].x) + "," +
-                             plain(points[i].y) + " twice in a row; neighbours must differ");
-        }
-    }
-}
-
-void check_area_points(const std::vector<PicturePoint>& points, const std::string& place) {
-    if (points.size() < 3 || points.size() > kMaxAreaPoints) {
-        throw InputError(place + " has " + std::to_string(points.size()) +
-                         (points.size() == 1 ? " point" : " points") +
-                         "; a U-turn area needs 3 to 10");
-    }
-}
-
 double checked_height_mm(double height_mm, const std::string& place) {
     if (!(height_mm >= kLowestCamera_mm && height_mm <= kHighestCamera_mm)) {
         throw InputError(place + " is " + plain(height_mm) +
@@ -78,6 +52,18 @@ double checked_height_mm(double height_mm, const std::string& place) {
                          "15000");
     }
     return height_mm;
+}
+
+void check_target_range(int lowest_mm, int highest_mm, const std::string& place) {
+    if (lowest_mm < highest_mm) return;
+    throw InputError(place + " is " + std::to_string(lowest_mm) + " to " +
+                     std::to_string(highest_mm) + " mm; its first number must be the smaller one");
+}
+
+void check_group_range(int fewest, int most, const std::string& place) {
+    if (fewest >= 1 && fewest <= most) return;
+    throw InputError(place + " is " + std::to_string(fewest) + " to " + std::to_string(most) +
+                     " members; write min and max with 1 <= min <= max");
 }
 
 DetectMode parse_detect_mode(const std::string& name, const std::string& place) {
@@ -104,19 +90,13 @@ void check_options(const RunOptions& options) {
         throw InputError("there are " + std::to_string(options.lines.size()) +
                          " counting lines; at most 4 can be counted");
     }
-    if (options.target_min_mm >= options.target_max_mm) {
-        throw InputError("the range of counted heights is " +
-                         std::to_string(options.target_min_mm) + " to " +
-                         std::to_string(options.target_max_mm) +
-                         " mm; its first number must be the smaller one");
-    }
-    if (options.group_min < 1 || options.group_max < options.group_min) {
-        throw InputError("groups of " + std::to_string(options.group_min) + " to " +
-                         std::to_string(options.group_max) +
-                         " members cannot be; write min and max with 1 <= min <= max");
-    }
+    check_names_differ(options.lines);
+    check_target_range(options.target_min_mm, options.target_max_mm,
+                       "the range of counted heights");
+    check_group_range(options.group_min, options.group_max, "the size of groups");
     if (options.source.source == "depth-folder" && options.detect != DetectMode::kDepth) {
-        throw InputError("a depth recording has no colour; --detect must be depth for it");
+        throw InputError(options.detect_place + " is \"" + detect_mode_name(options.detect) +
+                         "\"; a depth recording has no colour, so it must be depth");
     }
 }
 

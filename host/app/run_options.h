@@ -6,16 +6,26 @@
 #include <string>
 #include <vector>
 
+#include "host/app/line_checks.h"
 #include "host/frames/frame_source.h"
 
 namespace host {
 
 enum class DetectMode { kBoth = 0, kColour = 1, kDepth = 2 };
 
+// How messages name the place where a line and its U-turn area were given.
+struct LinePlace {
+    std::string line;
+    std::string area;
+};
+
 struct RunOptions {
     SourceOptions source;
-    bool measure_height = false;      // ask the library for the distance to the floor
-    std::vector<CountingLine> lines;  // in the user's coordinates; empty: the source's own
+    bool measure_height = false;            // ask the library for the distance to the floor
+    std::vector<CountingLine> lines;        // in the user's coordinates; empty: the source's own
+    std::vector<LinePlace> line_places;     // of each line
+    std::string height_place = "--height";  // where the height was given
+    std::string detect_place = "--detect";
     DetectMode detect = DetectMode::kDepth;
     int target_min_mm = 800;  // people outside this range of heights are not counted
     int target_max_mm = 2200;
@@ -28,19 +38,18 @@ struct RunOptions {
     bool quiet = false;
 };
 
-inline constexpr std::size_t kMaxLines = 4;
-inline constexpr std::size_t kMaxLinePoints = 5;
-inline constexpr std::size_t kMaxAreaPoints = 10;
-
 // "x,y x,y ..." to points. Throws InputError that begins with `place`.
 std::vector<PicturePoint> parse_points(const std::string& text, const std::string& place);
 
-// Checks one line's points or one area's; `place` begins the message of the InputError.
-void check_line_points(const std::vector<PicturePoint>& points, const std::string& place);
-void check_area_points(const std::vector<PicturePoint>& points, const std::string& place);
+// A finite decimal number that fills the whole text.
+std::optional<double> to_number(const std::string& text);
 
 // Millimetres of an installation height. Throws InputError outside 1500 to 15000.
 double checked_height_mm(double height_mm, const std::string& place);
+
+// Throw InputError when lowest or fewest is not below highest or most.
+void check_target_range(int lowest_mm, int highest_mm, const std::string& place);
+void check_group_range(int fewest, int most, const std::string& place);
 
 DetectMode parse_detect_mode(const std::string& name, const std::string& place);
 const char* detect_mode_name(DetectMode mode);

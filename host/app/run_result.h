@@ -74,10 +74,12 @@ struct RunResult {
     Snapshot snapshot;
 
     std::vector<std::array<DirectionCount, 2>> counts;  // per line, directions 1 and 2
+    std::array<DirectionCount, 2> totals{};             // all lines
     DetectionScore detection;
     TrackingScore tracking;
-    int tracks = 0;                        // different ids reported
-    std::vector<double> height_errors_mm;  // measured minus true, of counted persons
+    int tracks = 0;                             // different ids reported
+    std::vector<double> height_errors_mm;       // measured minus true, of counted persons
+    std::vector<double> height_error_sizes_mm;  // the same without sign
 
     Timing simulation;
     Timing detecting;
@@ -90,6 +92,7 @@ struct RunResult {
     LoanCounts loans;
     int images_left = 0;
     int undelivered_messages = 0;
+    int refused_messages = 0;  // to the library, of a wrong size
 
     // Frames that the source gave, without those fed after its end.
     std::int64_t source_frames() const;

@@ -2,9 +2,13 @@
 #include "host/app/session.h"
 
 #include <chrono>
+#include <stdexcept>
+#include <string>
+#include <system_error>
 
 #include "host/inference/models.h"
 #include "host/platform/images.h"
+#include "host/platform/task.h"
 #include "host/tracker/tracker_observer.h"
 #include "vca/vca.h"
 
@@ -19,6 +23,11 @@ constexpr std::int64_t kClockStart_us = 1767225600LL * 1000000;
 
 std::int64_t read_clock(void* ctx) {
     return *static_cast<std::atomic<std::int64_t>*>(ctx);
+}
+
+[[noreturn]] void throw_no_thread(const std::string& of) {
+    throw std::runtime_error("cannot start the thread of the " + of +
+                             "; free some memory or raise the limit of threads");
 }
 
 // Factor by which the library enlarges boxes for the tracker.
@@ -48,9 +57,13 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
             install_height_mm_ = height->height_mm;
         }
     };
-    bus_ = std::make_unique<Bus>(
-        Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
-                   [this] { return recorder_.current_frame(); }, on_event});
+    try {
+        bus_ = std::make_unique<Bus>(
+            Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
+                       [this] { return recorder_.current_frame(); }, on_event});
+    } catch (const std::system_error&) {
+        throw_no_thread("message bus");
+    }
     const CameraModel& camera = setup_.camera;
     set_model_settings({{camera.fx, camera.fy, camera.cx, camera.cy,
                          static_cast<double>(setup_.config.InstallHeight)},
@@ -65,8 +78,13 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
     set_frame_pool(&pool_);
     set_bus(bus_.get());
     vca_set_time_source(read_clock, &clock_us_);
+    const int failed_before = failed_task_starts();
     vca_base_init();
     vca_algo_init();
+    if (failed_task_starts() != failed_before) {
+        disconnect();
+        throw_no_thread("analysis");
+    }
     running_ = true;
     bus_->wait_idle();
 }
@@ -81,6 +99,11 @@ void Session::shut_down() {
     vca_algo_uninit();
     vca_base_uninit();
     bus_->wait_idle();
+    disconnect();
+}
+
+// From here on the library's calls reach none of the session's objects.
+void Session::disconnect() {
     vca_set_time_source(nullptr, nullptr);
     set_bus(nullptr);
     set_frame_pool(nullptr);
@@ -93,6 +116,7 @@ void Session::close(RunResult& result) {
     result.loans = pool_.loans();
     result.images_left = live_images();
     result.undelivered_messages = bus_->undelivered();
+    result.refused_messages = bus_->refused();
 }
 
 void Session::request_install_height() {

@@ -43,6 +43,7 @@ class Session {
 
   private:
     void shut_down();
+    void disconnect();
 
     SessionSetup setup_;
     Recorder& recorder_;

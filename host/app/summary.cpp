@@ -77,15 +77,8 @@ Json lines_json(const RunResult& result) {
 }
 
 Json totals_json(const RunResult& result) {
-    std::array<DirectionCount, 2> totals{};
-    for (const auto& line : result.counts) {
-        for (std::size_t d = 0; d < 2; ++d) {
-            totals[d].counted += line[d].counted;
-            totals[d].truth += line[d].truth;
-        }
-    }
-    return {{"direction_1", count_json(totals[0], result.source.has_truth)},
-            {"direction_2", count_json(totals[1], result.source.has_truth)}};
+    return {{"direction_1", count_json(result.totals[0], result.source.has_truth)},
+            {"direction_2", count_json(result.totals[1], result.source.has_truth)}};
 }
 
 Json crossings_json(const RunResult& result) {
@@ -136,9 +129,7 @@ Json heights_json(const RunResult& result) {
     Json out;
     out["counted_median_mm"] = quantile(measured, 0.5);
     if (!result.source.has_truth) return out;
-    std::vector<double> sizes;
-    for (const double error : result.height_errors_mm)
-        sizes.push_back(std::abs(error));
+    const std::vector<double>& sizes = result.height_error_sizes_mm;
     out["persons"] = sizes.size();
     out["error_median_mm"] = quantile(result.height_errors_mm, 0.5);
     out["error_size_median_mm"] = quantile(sizes, 0.5);
@@ -208,12 +199,14 @@ void write_summary(const RunResult& result, const std::string& path) {
                          {"mappings", result.loans.mappings},
                          {"images", result.images_left},
                          {"wrong_returns", result.loans.errors},
-                         {"undelivered_messages", result.undelivered_messages}};
+                         {"undelivered_messages", result.undelivered_messages},
+                         {"refused_messages", result.refused_messages}};
     root["crossings"] = crossings_json(result);
     if (result.source.has_truth) root["true_crossings"] = true_crossings_json(result);
     root["groups"] = groups_json(result);
     std::ofstream out(path);
-    out << root.dump(2) << '\n';
+    // The name of a folder can be any bytes; the file is UTF-8 all the same.
+    out << root.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
     finish(out, path);
 }
 

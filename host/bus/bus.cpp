@@ -3,6 +3,10 @@
 
 #include <atomic>
 #include <cstring>
+#include <optional>
+
+#include "vca/config.h"
+#include "vca/messages.h"
 
 namespace host {
 namespace {
@@ -13,6 +17,20 @@ std::vector<std::uint8_t> copy_bytes(const void* payload, std::size_t length) {
     std::vector<std::uint8_t> bytes(length);
     if (length > 0) std::memcpy(bytes.data(), payload, length);
     return bytes;
+}
+
+// Bytes of a message to the library; nothing for numbers that it does not define.
+std::optional<std::size_t> size_to_library(int id) {
+    switch (id) {
+        case VCA_MSG_CONFIG:
+            return sizeof(VCA_ALGO_CFG_S);
+        case VCA_MSG_INSTALL_HEIGHT:
+            return 0;
+        case VCA_MSG_SHOW_DETECTION:
+            return sizeof(std::int32_t);
+        default:
+            return std::nullopt;
+    }
 }
 
 class HandlerLock {
@@ -44,7 +62,12 @@ Bus::~Bus() {
 }
 
 void Bus::send_to_library(int id, const void* payload, std::size_t length) {
+    const std::optional<std::size_t> right = size_to_library(id);
     const std::lock_guard lock(queue_mutex_);
+    if ((right && length != *right) || (payload == nullptr && length > 0)) {
+        ++refused_;
+        return;
+    }
     queue_.push_back({true, id, {}, copy_bytes(payload, length)});
     queue_changed_.notify_all();
 }
@@ -66,6 +89,11 @@ void Bus::wait_idle() {
 int Bus::undelivered() const {
     const std::lock_guard lock(queue_mutex_);
     return undelivered_;
+}
+
+int Bus::refused() const {
+    const std::lock_guard lock(queue_mutex_);
+    return refused_;
 }
 
 int Bus::add_handlers(const SOCK_REQUEST_S* table, int count) {

@@ -38,14 +38,17 @@ class Bus {
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    // Queues a copy of a message for the library's handler of this number; it is dropped when no
-    // handler is registered at the time of delivery.
+    // Queues a copy of a message for the library's handler of this number; it is dropped when its
+    // size is wrong, or no handler is registered at the time of delivery.
     void send_to_library(int id, const void* payload, std::size_t length);
     // Waits until everything queued so far, and what it brought about, was dealt with. Not to be
     // called on the bus thread.
     void wait_idle();
     // Messages for which no handler was registered.
     int undelivered() const;
+    // Messages that were not delivered because the library defines another size for them: its
+    // handlers read the whole record without asking for the length.
+    int refused() const;
 
     // What the functions of the platform header do.
     int queue_from_library(int id, const void* payload, int length);
@@ -70,6 +73,7 @@ class Bus {
     bool busy_ = false;
     bool stopping_ = false;
     int undelivered_ = 0;
+    int refused_ = 0;
     // Held while a handler runs, so that remove_handlers() returns only when none does.
     std::mutex handlers_mutex_;
     std::map<int, void (*)(int, void*)> handlers_;

@@ -1,7 +1,10 @@
 // Tasks and mutexes of the library on the threads of the operating system. The objects live inside
 // the caller's 64-byte records; a magic word tells a constructed record from a foreign one.
+#include "host/platform/task.h"
+
 #include <pthread.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -15,6 +18,8 @@ namespace {
 
 constexpr std::uint32_t kMutexMagic = 0x4d555458;
 constexpr std::uint32_t kTaskMagic = 0x5441534b;
+
+std::atomic<int> failed_starts{0};
 
 struct MutexBox {
     std::uint32_t magic = kMutexMagic;
@@ -56,6 +61,10 @@ void destroy(Box* box, Record* record) {
 
 }  // namespace
 
+int host::failed_task_starts() {
+    return failed_starts;
+}
+
 extern "C" {
 
 int tq_mutex_init(TQ_MUTEX_S* mutex) {
@@ -91,6 +100,7 @@ int tq_task_create_join(TQ_TASK_S* task, void* (*entry)(void*), void* arg) {
     try {
         box->thread = std::thread([entry, arg] { entry(arg); });
     } catch (const std::system_error&) {
+        ++failed_starts;
         destroy(box, task);
         return -1;
     }

@@ -1,6 +1,7 @@
 // Counts, heights and times that follow from what was recorded.
 #include <gtest/gtest.h>
 
+#include "host/app/report.h"
 #include "host/app/run_result.h"
 
 namespace {
@@ -35,6 +36,26 @@ host::RunResult two_line_run() {
     return result;
 }
 
+TEST(Report, NamesWhatWasNotGivenBack) {
+    host::RunResult result;
+    EXPECT_EQ(host::left_over_text(result), "");
+    result.undelivered_messages = 1;
+    EXPECT_EQ(host::left_over_text(result), "");
+    for (int* count : {&result.loans.blocks, &result.loans.mappings, &result.images_left,
+                       &result.loans.errors}) {
+        *count = 7;
+        EXPECT_NE(host::left_over_text(result).find(" 7 "), std::string::npos);
+        *count = 0;
+    }
+}
+
+TEST(Report, CutsNamesBetweenCharacters) {
+    EXPECT_EQ(host::fitted("Tür", 5), "Tür  ");
+    EXPECT_EQ(host::fitted("Türen", 2), "Tü");
+    EXPECT_EQ(host::fitted("入口入口", 3), "入口入");
+    EXPECT_EQ(host::fitted("", 2), "  ");
+}
+
 TEST(Evaluate, CountsPerLineAndDirection) {
     host::RunResult result = two_line_run();
     result.events = {counted(1, 1, 0, 1, 1700.0f),
@@ -50,6 +71,10 @@ TEST(Evaluate, CountsPerLineAndDirection) {
     EXPECT_EQ(result.counts[0][1].counted, 0);
     EXPECT_EQ(result.counts[1][1].counted, 1);
     EXPECT_EQ(result.counts[1][1].truth, 2);
+    EXPECT_EQ(result.totals[0].counted, 2);
+    EXPECT_EQ(result.totals[0].truth, 1);
+    EXPECT_EQ(result.totals[1].counted, 1);
+    EXPECT_EQ(result.totals[1].truth, 2);
     EXPECT_EQ(result.crossings.size(), 4u);  // listed also when the line is not known
 }
 

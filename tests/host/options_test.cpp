@@ -51,7 +51,7 @@ TEST(CommandLine, HasDefaults) {
 TEST(CommandLine, LineOptionsBelongToTheLineBefore) {
     const host::RunOptions options =
         run_options({"--line", "1,2 3,4", "--flip", "--name", "door", "--line", "5,6 7,8 9,10",
-                     "--uturn", "0,0 9,0 9,9", "--line", "1,1 2,2", "--uturn", "none"});
+                     "--uturn", "0,0 9,0 9,9 0,9", "--line", "1,1 2,2", "--uturn", "none"});
     ASSERT_EQ(options.lines.size(), 3u);
     EXPECT_TRUE(options.lines[0].flip);
     EXPECT_EQ(options.lines[0].name, "door");
@@ -60,7 +60,7 @@ TEST(CommandLine, LineOptionsBelongToTheLineBefore) {
     EXPECT_EQ(options.lines[1].points[2].y, 10.0);
     EXPECT_FALSE(options.lines[1].flip);
     EXPECT_TRUE(options.lines[1].uturn_filter);
-    EXPECT_EQ(options.lines[1].uturn_area.size(), 3u);
+    EXPECT_EQ(options.lines[1].uturn_area.size(), 4u);
     EXPECT_EQ(options.lines[1].name, "line 2");
     EXPECT_TRUE(options.lines[2].uturn_filter);
     EXPECT_TRUE(options.lines[2].uturn_area.empty());
@@ -99,9 +99,9 @@ TEST(CommandLine, SaysWhatIsWrong) {
     EXPECT_THAT(error_of({"--height", "3"}), HasSubstr("1500 to 15000"));
     EXPECT_THAT(error_of({"--detect", "radar"}), HasSubstr("both, colour and depth"));
     EXPECT_THAT(error_of({"--seconds", "0"}), HasSubstr("above 0"));
-    EXPECT_THAT(error_of({"--frames", "-1"}), HasSubstr("above 0"));
-    EXPECT_THAT(error_of({"--fps", "1000"}), HasSubstr("1 to 240"));
-    EXPECT_THAT(error_of({"--camera-at", "1,2 3,4"}), HasSubstr("one point"));
+    EXPECT_THAT(error_of({"--frames", "-1"}), HasSubstr("whole number of 1"));
+    EXPECT_THAT(error_of({"--source", "walks", "--fps", "1000"}), HasSubstr("1 to 240"));
+    EXPECT_THAT(error_of({"--source", "walks", "--camera-at", "1,2 3,4"}), HasSubstr("one point"));
     EXPECT_THAT(error_of({"--nonsense"}), HasSubstr("--nonsense"));
     EXPECT_THAT(error_of({"--foot", "--box"}), HasSubstr("--box"));
     EXPECT_THAT(error_of({"--source", "depth-folder", "--detect", "colour"}),
@@ -110,6 +110,99 @@ TEST(CommandLine, SaysWhatIsWrong) {
     EXPECT_THAT(
         error_of({"--line", line, "--line", line, "--line", line, "--line", line, "--line", line}),
         AllOf(HasSubstr("5 counting lines"), HasSubstr("at most 4")));
+}
+
+TEST(CommandLine, OptionsBelongToTheirSource) {
+    const char* folder = "--source depth-folder";
+    EXPECT_THAT(error_of({"--source", "scene", "--folder", "x"}),
+                AllOf(HasSubstr("--folder"), HasSubstr(folder)));
+    EXPECT_THAT(error_of({"--source", "scene", "--camera", "x"}), HasSubstr(folder));
+    EXPECT_THAT(error_of({"--source", "scene", "--trajectories", "x"}),
+                HasSubstr("--source walks"));
+    EXPECT_THAT(error_of({"--camera-at", "1,2"}), HasSubstr("--source walks"));
+    EXPECT_THAT(error_of({"--fps", "20"}), HasSubstr("--source walks or depth-folder"));
+    for (const char* source : {"depth-folder", "null", "walks"}) {
+        EXPECT_THAT(error_of({"--source", source, "--scene", "crowd"}),
+                    HasSubstr("--source scene"));
+    }
+    EXPECT_THAT(error_of({"--source", "depth-folder", "--seed", "2"}), HasSubstr("--seed"));
+    EXPECT_THAT(error_of({"--source", "null", "--seed", "2"}), HasSubstr("--seed"));
+    EXPECT_EQ(error_of({"--source", "walks", "--seed", "2"}), "");
+    EXPECT_EQ(error_of({"--source", "walks", "--fps", "20"}), "");
+}
+
+TEST(CommandLine, AFileOrFolderImpliesItsSource) {
+    EXPECT_EQ(run_options({"--trajectories", "x"}).source.source, "walks");
+    EXPECT_EQ(run_options({"--folder", "x"}).source.source, "depth-folder");
+    EXPECT_EQ(run_options({"--folder", "x", "--fps", "9"}).source.source, "depth-folder");
+    EXPECT_THAT(error_of({"--folder", "x", "--trajectories", "y"}), HasSubstr("belongs to"));
+    EXPECT_THAT(parse({"run", "--help"}).text, HasSubstr("--folder alone implies"));
+}
+
+TEST(CommandLine, ReadsNumbersStrictly) {
+    for (const char* text : {"inf", "1e400", "nan", "5s", "0x10", " 5"}) {
+        EXPECT_THAT(error_of({"--seconds", text}),
+                    AllOf(HasSubstr("--seconds is"), HasSubstr("write a number")));
+    }
+    EXPECT_THAT(error_of({"--fps", "nan", "--source", "walks"}), HasSubstr("--fps is"));
+    for (const char* text : {"99999999999999999999", "2.5", "0", "-4"}) {
+        EXPECT_THAT(error_of({"--frames", text}), HasSubstr("write a whole number of 1 to"));
+    }
+    EXPECT_THAT(error_of({"--seed", "-1"}), HasSubstr("write a whole number of 0 to"));
+    EXPECT_EQ(run_options({"--seed", "18446744073709551615"}).source.seed, UINT64_MAX);
+}
+
+TEST(CommandLine, TakesEachOptionOnceAndWithAValue) {
+    EXPECT_EQ(error_of({"--height", "3000", "--height", "3100"}),
+              "--height is given 2 times; give it once");
+    EXPECT_THAT(error_of({"--output", ""}), HasSubstr("--output is empty"));
+    EXPECT_THAT(error_of({"--config", ""}), HasSubstr("--config is empty"));
+    EXPECT_THAT(error_of({"--height"}), HasSubstr("--height needs a value"));
+    const char* line = "1,1 9,9";
+    EXPECT_THAT(error_of({"--line", line, "--name", "a", "--name", "b"}), HasSubstr("twice"));
+    EXPECT_THAT(error_of({"--line", line, "--uturn", "0,0 9,0 9,9", "--uturn", "none"}),
+                AllOf(HasSubstr("--uturn"), HasSubstr("twice")));
+    EXPECT_EQ(error_of({"--line", line, "--name", "a", "--line", "1,1 8,9", "--name", "b"}), "");
+}
+
+TEST(CommandLine, ChecksTheShapeOfLinesAndAreas) {
+    EXPECT_THAT(error_of({"--line", "1,1 9,9 1.2,1"}), HasSubstr("returns to the point 1.2,1"));
+    const char* line = "10,10 90,90";
+    EXPECT_THAT(error_of({"--line", line, "--uturn", "0,0 5,5 9,9"}),
+                HasSubstr("encloses nothing"));
+    EXPECT_THAT(error_of({"--line", line, "--uturn", "0,9 5,9 9,9"}),
+                HasSubstr("encloses nothing"));
+    EXPECT_THAT(error_of({"--line", line, "--uturn", "200,200 300,200 300,300"}),
+                HasSubstr("does not touch"));
+    // Across the line, around it, with a corner on it, and one whose halves meet in a point.
+    for (const char* area : {"20,0 30,0 30,99 20,99", "0,0 99,0 99,99 0,99", "50,50 60,0 70,0",
+                             "0,0 99,99 99,0 0,99"}) {
+        EXPECT_EQ(error_of({"--line", line, "--uturn", area}), "") << area;
+    }
+}
+
+TEST(CommandLine, ChecksNames) {
+    const auto error_with = [](const char* name) {
+        return error_of({"--line", "1,1 9,9", "--name", name});
+    };
+    EXPECT_THAT(error_with(""), HasSubstr("is empty"));
+    for (const char* bad : {"\xff", "a\xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80"}) {
+        EXPECT_THAT(error_with(bad), HasSubstr("UTF-8"));
+    }
+    for (const char* bad : {"a\tb", "a\nb", "\x1b[0m", "\x7f", "\xc2\x85"}) {
+        EXPECT_THAT(error_with(bad), HasSubstr("control character"));
+    }
+    for (const char* good : {"Tür", "入口", "\xf0\x9f\x9a\xaa", "a b"}) {
+        EXPECT_EQ(error_with(good), "") << good;
+    }
+    EXPECT_THAT(error_of({"--line", "1,1 9,9", "--name", "a", "--line", "1,1 9,8", "--name", "a"}),
+                HasSubstr("lines 1 and 2 are both called \"a\""));
+}
+
+TEST(CommandLine, HelpShowsNothingOfTheParser) {
+    const std::string help = parse({"run", "--help"}).text;
+    EXPECT_THAT(help, HasSubstr("Usage: vca run [OPTIONS]"));
+    EXPECT_THAT(help, ::testing::Not(HasSubstr("Excludes")));
 }
 
 TEST(CommandLine, HelpAndVersionAreTexts) {
@@ -154,7 +247,7 @@ position = "box"
 name = "door"
 points = [[10, 20], [30.5, 40]]
 uturn = true
-area = [[0, 0], [50, 0], [50, 50]]
+area = [[0, 0], [50, 0], [0, 50]]
 flip = true
 [[line]]
 points = [[1, 2], [3, 4], [5, 6]]
@@ -200,6 +293,45 @@ TEST_F(ConfigFile, NamesFileLineAndRemedy) {
     EXPECT_THAT(error_in("x = = 3"), HasSubstr("line 1"));
     host::RunOptions options;
     EXPECT_THROW(host::read_config_file("/nonexistent.toml", options), host::InputError);
+}
+
+TEST_F(ConfigFile, NamesThePlaceOfValuesThatDoNotFit) {
+    const auto at = [](int line, const char* text) {
+        return AllOf(HasSubstr("vca-config-test.toml"), HasSubstr("line " + std::to_string(line)),
+                     HasSubstr(text));
+    };
+    EXPECT_THAT(error_in("\ntarget_height_mm = [2200, 800]"), at(2, "2200 to 800"));
+    EXPECT_THAT(error_in("\n[group]\nmin = 9"), at(2, "9 to 6"));
+    EXPECT_THAT(error_in("\ndetect = \"radar\""), at(2, "both, colour and depth"));
+    EXPECT_THAT(error_in("[[line]]\npoints = [[1, 2], [nan, 4]]"), at(2, "the point nan,4"));
+    EXPECT_THAT(error_in("[[line]]\nname = \"\"\n"), at(2, "is empty"));
+    EXPECT_THAT(error_in("height_mm = nan"), at(1, "finite"));
+    EXPECT_THAT(error_in("[[line]]\npoints = [[1, 2], [3, 4]]\nuturn = true\n"
+                         "area = [[50, 50], [60, 50], [60, 60]]"),
+                at(4, "does not touch"));
+    std::string five;
+    for (int i = 0; i < 5; ++i)
+        five += "[[line]]\npoints = [[1, 2], [3, 4]]\n";
+    EXPECT_THAT(error_in(five), at(9, "at most 4"));
+    std::ofstream(path_) << "\ndetect = \"both\"\n";
+    EXPECT_THAT(error_of({"--folder", "x", "--config", path_.c_str()}), at(2, "must be depth"));
+}
+
+TEST_F(ConfigFile, ThatCannotBeReadIsNamed) {
+    const auto error_for = [](const std::string& path) -> std::string {
+        host::RunOptions options;
+        try {
+            host::read_config_file(path, options);
+        } catch (const host::InputError& e) {
+            return e.what();
+        }
+        return "";
+    };
+    const auto folder = std::filesystem::temp_directory_path();
+    EXPECT_THAT(error_for(folder.string()), HasSubstr("is a folder"));
+    EXPECT_THAT(error_for("/nonexistent.toml"), HasSubstr("there is no configuration file"));
+    EXPECT_THAT(error_for(std::string(5000, 'x')), HasSubstr("cannot read"));
+    EXPECT_THAT(error_for("/dev/null"), HasSubstr("cannot read"));
 }
 
 TEST_F(ConfigFile, TheCommandLineWins) {

@@ -1,13 +1,19 @@
 // The output folder: complete, or not there.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <thread>
 
 #include "host/app/output_folder.h"
+#include "host/app/progress.h"
 #include "host/frames/frame_source.h"
 #include "tests/support/unique_path.h"
 
@@ -25,7 +31,7 @@ class Output : public ::testing::Test {
 };
 
 TEST_F(Output, FilesGetTheirNamesAtTheEnd) {
-    host::OutputFolder folder((base_ / "a/b").string());
+    host::OutputFolder folder((base_ / "a/b").string(), {"x.json"});
     write(folder.temporary("x.json"));
     EXPECT_FALSE(fs::exists(base_ / "a/b/x.json"));
     folder.commit();
@@ -35,7 +41,7 @@ TEST_F(Output, FilesGetTheirNamesAtTheEnd) {
 
 TEST_F(Output, NothingIsLeftWithoutCommit) {
     {
-        host::OutputFolder folder((base_ / "a/b").string());
+        host::OutputFolder folder((base_ / "a/b").string(), {"x.json"});
         write(folder.temporary("x.json"));
     }
     EXPECT_FALSE(fs::exists(base_));
@@ -45,7 +51,7 @@ TEST_F(Output, AnExistingFolderKeepsWhatItHolds) {
     fs::create_directories(base_);
     write((base_ / "old.txt").string());
     {
-        host::OutputFolder folder(base_.string());
+        host::OutputFolder folder(base_.string(), {"x.json"});
         write(folder.temporary("x.json"));
     }
     EXPECT_TRUE(fs::exists(base_ / "old.txt"));
@@ -54,9 +60,8 @@ TEST_F(Output, AnExistingFolderKeepsWhatItHolds) {
 
 TEST_F(Output, AMissingFileStopsTheCommitBeforeAnyName) {
     {
-        host::OutputFolder folder(base_.string());
+        host::OutputFolder folder(base_.string(), {"x.json", "never-written.json"});
         write(folder.temporary("x.json"));
-        folder.temporary("never-written.json");
         EXPECT_THROW(folder.commit(), std::runtime_error);
         EXPECT_FALSE(fs::exists(base_ / "x.json"));
     }
@@ -66,9 +71,76 @@ TEST_F(Output, AMissingFileStopsTheCommitBeforeAnyName) {
 TEST_F(Output, RefusesWhatCannotBeAFolder) {
     fs::create_directories(base_);
     write((base_ / "file").string());
-    EXPECT_THROW(host::OutputFolder((base_ / "file").string()), host::InputError);
-    EXPECT_THROW(host::OutputFolder((base_ / "file/below").string()), host::InputError);
-    EXPECT_THROW(host::OutputFolder("/proc/vca-output"), host::InputError);
+    EXPECT_THROW(host::OutputFolder((base_ / "file").string(), {"x"}), host::InputError);
+    EXPECT_THROW(host::OutputFolder((base_ / "file/below").string(), {"x"}), host::InputError);
+    fs::create_symlink("loop", base_ / "loop");
+    EXPECT_THROW(host::OutputFolder((base_ / "loop").string(), {"x"}), host::InputError);
+    EXPECT_THROW(host::OutputFolder("/proc/vca-output", {"x"}), host::InputError);
+}
+
+TEST_F(Output, RefusesWhatIsInTheWayOfAResult) {
+    fs::create_directories(base_ / "x.json");
+    fs::create_directories(base_ / "y.json.part");
+    EXPECT_THROW(host::OutputFolder(base_.string(), {"a", "x.json"}), host::InputError);
+    EXPECT_THROW(host::OutputFolder(base_.string(), {"y.json"}), host::InputError);
+    EXPECT_NO_THROW(host::OutputFolder(base_.string(), {"z.json"}));
+    EXPECT_TRUE(fs::exists(base_ / "x.json"));
+}
+
+TEST_F(Output, TheWriteTestTouchesNoFileOfTheUser) {
+    fs::create_directories(base_);
+    for (const char* name : {"write-test.part", ".write-test-XXXXXX"})
+        write((base_ / name).string());
+    { host::OutputFolder folder(base_.string(), {"x.json"}); }
+    EXPECT_EQ(fs::file_size(base_ / "write-test.part"), 4u);
+    EXPECT_EQ(fs::file_size(base_ / ".write-test-XXXXXX"), 4u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(base_), {}), 2);
+}
+
+TEST_F(Output, AnEmergencyRemovesWhatIsUnfinished) {
+    host::OutputFolder folder((base_ / "a/b").string(), {"x.json", "y.json"});
+    write(folder.temporary("x.json"));
+    host::remove_unfinished_output();
+    EXPECT_FALSE(fs::exists(base_));
+}
+
+TEST_F(Output, AnEmergencyKeepsWhatIsFinished) {
+    host::OutputFolder folder((base_ / "a/b").string(), {"x.json"});
+    write(folder.temporary("x.json"));
+    folder.commit();
+    host::remove_unfinished_output();
+    EXPECT_TRUE(fs::exists(base_ / "a/b/x.json"));
+}
+
+TEST_F(Output, ATextThatCannotBeWrittenIsAnError) {
+    std::FILE* const full = std::fopen("/dev/full", "w");
+    EXPECT_THROW(host::write_text(full, "text"), std::runtime_error);
+    std::fclose(full);
+    std::FILE* const fine = std::tmpfile();
+    EXPECT_NO_THROW(host::write_text(fine, "text"));
+    std::fclose(fine);
+}
+
+// The speed shown on a terminal, after a wait before the first frame.
+TEST_F(Output, ProgressStartsWithTheFirstFrame) {
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_EQ(::grantpt(terminal), 0);
+    ASSERT_EQ(::unlockpt(terminal), 0);
+    std::FILE* const out = std::fopen(::ptsname(terminal), "w");
+    ASSERT_NE(out, nullptr);
+    host::ProgressLine line(out, 1000.0, 15.0);
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    line.show({});
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    line.show({100, 6.7, {}});
+    char text[300] = {};
+    ASSERT_GT(::read(terminal, text, sizeof text - 1), 0);
+    std::fclose(out);
+    ::close(terminal);
+    const char* const after = std::strstr(text, " s ");
+    ASSERT_NE(after, nullptr) << text;
+    // 100 frames in 0.15 s; less than 50 a second when the wait is counted.
+    EXPECT_GT(std::atof(after + 3), 60.0) << text;
 }
 
 TEST_F(Output, StandardOutputGoesToTheLogAndComesBack) {

@@ -1,5 +1,8 @@
 // Mutexes and tasks in the library's opaque records.
+#include "host/platform/task.h"
+
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <array>
 #include <atomic>
@@ -26,6 +29,24 @@ void* count_up(void* arg) {
         tq_mutex_unlock(&shared->mutex);
     }
     return nullptr;
+}
+
+TEST(Task, AFailedStartIsCounted) {
+    pthread_attr_t usual;
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    pthread_attr_init(&attributes);
+    // No address space holds a stack of this size.
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{1} << 50), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+    TQ_TASK_S task{};
+    EXPECT_EQ(host::failed_task_starts(), 0);
+    EXPECT_EQ(tq_task_create_join(&task, count_up, nullptr), -1);
+    EXPECT_EQ(host::failed_task_starts(), 1);
+    EXPECT_EQ(tq_task_join(&task), -1);
+    pthread_setattr_default_np(&usual);
+    pthread_attr_destroy(&usual);
+    pthread_attr_destroy(&attributes);
 }
 
 TEST(Mutex, KeepsThreadsApart) {

@@ -46,8 +46,30 @@ class Program : public ::testing::Test {
     void TearDown() override { fs::remove_all(work_); }
 
     std::string redirected(const std::string& arguments) const {
-        return "cd '" + work_.string() + "' && exec '" + VCA_PROGRAM + "' " + arguments +
-               " >out.txt 2>err.txt";
+        return "cd '" + work_.string() + "' && exec >out.txt 2>err.txt '" + VCA_PROGRAM + "' " +
+               arguments;
+    }
+
+    // Starts a run and returns when it is feeding frames.
+    pid_t start(const std::string& arguments) const {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::execl("/bin/sh", "sh", "-c", redirected(arguments).c_str(), nullptr);
+            ::_exit(127);
+        }
+        // The log appears when the run begins.
+        while (!fs::exists(work_ / "result/library.log.part")) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        return child;
+    }
+
+    // The exit status of a started run, -1 when a signal ended it.
+    static int end_of(pid_t child) {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
     Outcome vca(const std::string& arguments) const {
@@ -115,8 +137,8 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
     EXPECT_EQ(run["totals"]["direction_2"]["error"], 0);
     EXPECT_EQ(run["crossings"].size(), static_cast<std::size_t>(counted));
     EXPECT_EQ(run["true_crossings"].size(), static_cast<std::size_t>(counted));
-    for (const char* left :
-         {"blocks", "mappings", "images", "wrong_returns", "undelivered_messages"}) {
+    for (const char* left : {"blocks", "mappings", "images", "wrong_returns",
+                             "undelivered_messages", "refused_messages"}) {
         EXPECT_EQ(run["left_over"][left], 0) << left;
     }
     EXPECT_GT(run["detection"]["recall"], 0.95);
@@ -126,7 +148,26 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
     EXPECT_EQ(events.at(0)["message"], "config_request");
     EXPECT_EQ(count_messages(events, "person_counted"), counted);
     EXPECT_EQ(count_messages(events, "unknown"), 0);
-    EXPECT_EQ(count_messages(events, "track_appeared"), count_messages(events, "track_removed"));
+}
+
+TEST_F(Program, OnlyTheEndOfTheSourceEndsTheTracks) {
+    std::string walk = "# framerate: 16 fps\n";
+    for (int i = 0; i < 20; ++i)
+        walk += "3 " + std::to_string(i) + " 0.1 " + std::to_string(-0.9 + 0.09 * i) + " 1.75\n";
+    write("walk.txt", walk);
+    const std::string run = "run --quiet --trajectories walk.txt --height 4000 --camera-at 0,0 ";
+    const auto open_tracks = [this](const std::string& folder) {
+        const auto events = json_lines(read_file(work_ / folder / "events.jsonl"));
+        EXPECT_GT(count_messages(events, "track_appeared"), 0);
+        return count_messages(events, "track_appeared") - count_messages(events, "track_removed");
+    };
+    ASSERT_EQ(vca(run + "--output whole").status, 0);
+    ASSERT_EQ(vca(run + "--output cut --frames 15").status, 0);
+    const std::string all = summary("whole")["run"]["frames"].dump();
+    ASSERT_EQ(vca(run + "--output just --frames " + all).status, 0);
+    EXPECT_EQ(open_tracks("whole"), 0);
+    EXPECT_EQ(open_tracks("just"), 0);
+    EXPECT_EQ(open_tracks("cut"), 1);
 }
 
 TEST_F(Program, TheSameRunGivesTheSameEvents) {
@@ -193,26 +234,66 @@ TEST_F(Program, RunsWithoutAnyFrame) {
 }
 
 TEST_F(Program, CtrlCEndsWithTheResultsSoFar) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::execl("/bin/sh", "sh", "-c", redirected("run --scene crowd --output result").c_str(),
-                nullptr);
-        ::_exit(127);
-    }
-    // The log appears when the run begins.
-    while (!fs::exists(work_ / "result/library.log.part")) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const pid_t child = start("run --scene crowd --output result");
     ::kill(child, SIGINT);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(WEXITSTATUS(status), 0) << read_file(work_ / "err.txt");
+    EXPECT_EQ(end_of(child), 0) << read_file(work_ / "err.txt");
     const nlohmann::json run = summary("result");
     EXPECT_TRUE(run["run"]["interrupted"]);
     EXPECT_LT(run["run"]["frames"], 900);
     EXPECT_EQ(run["left_over"]["blocks"], 0);
     EXPECT_THAT(read_file(work_ / "out.txt"), HasSubstr("ended early"));
+}
+
+TEST_F(Program, HangUpEndsWithTheResultsSoFar) {
+    const pid_t child = start("run --scene crowd --output result");
+    ::kill(child, SIGHUP);
+    EXPECT_EQ(end_of(child), 0) << read_file(work_ / "err.txt");
+    EXPECT_TRUE(summary("result")["run"]["interrupted"]);
+}
+
+TEST_F(Program, ASecondCtrlCLeavesNothing) {
+    const pid_t child = start("run --scene crowd --output result");
+    // Both are pending at once when the program goes on, whatever it has got to.
+    ::kill(child, SIGSTOP);
+    ::kill(child, SIGINT);
+    ::kill(child, SIGTERM);
+    ::kill(child, SIGCONT);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_FALSE(fs::exists(work_ / "result"));
+}
+
+TEST_F(Program, AReaderThatGoesAwayDoesNotStopTheResults) {
+    const int status = std::system(
+        ("cd '" + work_.string() + "' && { '" + VCA_PROGRAM +
+         "' run --scene doorway --frames 10 --output result; echo $? >status; } 2>err.txt | true")
+            .c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(read_file(work_ / "status"), "1\n");
+    EXPECT_THAT(read_file(work_ / "err.txt"), HasSubstr("cannot write to standard output"));
+    EXPECT_EQ(summary("result")["run"]["frames"], 10);
+    EXPECT_FALSE(fs::exists(work_ / "result/library.log.part"));
+}
+
+TEST_F(Program, StandardOutputMayBeFullOrClosed) {
+    for (const char* what : {"run --frames 3 --output full", "scenes", "run --help"}) {
+        const Outcome outcome = vca(std::string(what) + " >/dev/full");
+        EXPECT_EQ(outcome.status, 1) << what;
+        EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output"));
+    }
+    EXPECT_EQ(vca("run --frames 3 --output closed <&- >&-").status, 0);
+    EXPECT_THAT(read_file(work_ / "closed/library.log"), HasSubstr("vca_algo uninit 111"));
+    EXPECT_THAT(read_file(work_ / "closed/library.log"), ::testing::Not(HasSubstr("speed")));
+    EXPECT_EQ(vca("scenes >&-").status, 0);
+}
+
+TEST_F(Program, RefusesAFolderInTheWayOfAResult) {
+    fs::create_directories(work_ / "result/picture.png");
+    const Outcome outcome = vca("run --scene doorway --frames 1 --output result");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("picture.png"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(work_ / "result"), {}), 1);
 }
 
 TEST_F(Program, RefusesWrongInputInOneSentence) {
@@ -233,6 +314,16 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused(line + line + line + line + line, HasSubstr("at most 4"));
     expect_refused("--source depth-folder --folder nowhere", HasSubstr("nowhere"));
     expect_refused("--what", HasSubstr("--what"));
+    expect_refused("--scene doorway --height 3000",
+                   AllOf(HasSubstr("--height goes with walks"), HasSubstr("at 3000 mm")));
+    write("height.toml", "\nheight_mm = 3000\n");
+    expect_refused("--config height.toml",
+                   AllOf(HasSubstr("height.toml"), HasSubstr("line 2: height_mm goes with")));
+    write("outside.toml", "[[line]]\npoints = [[1, 1], [970, 9]]\n");
+    expect_refused("--config outside.toml",
+                   AllOf(HasSubstr("outside.toml"), HasSubstr("line 2"), HasSubstr("970,9")));
+    fs::create_directory_symlink("loop", work_ / "loop");
+    expect_refused("--config loop", HasSubstr("\"loop\""));
 }
 
 TEST_F(Program, RefusesAFolderItCannotWrite) {
