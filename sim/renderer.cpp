@@ -121,7 +121,8 @@ void Renderer::make_noise() {
         n = static_cast<std::uint16_t>(rng.bits() >> 48);
 }
 
-void Renderer::render(const Model& model, const std::vector<Pose>& people, Frame& frame) {
+void Renderer::render(const Model& model, const std::vector<Pose>& people, bool with_bgr,
+                      Frame& frame) {
     surface_.z = floor_z_;
     surface_.tag.assign(kPixels, kFloorShade);
     const float focal = static_cast<float>(camera_.focal_px);
@@ -141,8 +142,10 @@ void Renderer::render(const Model& model, const std::vector<Pose>& people, Frame
     soften(planes_.g, scratch_);
     soften(planes_.r, scratch_);
     add_colour_noise(frame.index);
-    frame.bgr.resize(static_cast<std::size_t>(kPixels) * 3);
-    interleave_bgr(planes_, frame.bgr.data());
+    if (with_bgr) {
+        frame.bgr.resize(static_cast<std::size_t>(kPixels) * 3);
+        interleave_bgr(planes_, frame.bgr.data());
+    }
     frame.nv12.resize(static_cast<std::size_t>(kPixels) * 3 / 2);
     convert_nv12(planes_, frame.nv12.data());
     measure_depth(model, frame);

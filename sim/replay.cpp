@@ -14,9 +14,10 @@ namespace {
 constexpr double kSmooth_s = 0.8;        // window of the walking direction
 constexpr double kLeastMotion_m = 0.12;  // less in a window is swaying on the spot
 constexpr double kCrowded_per_m2 = 1.0;
-constexpr double kLowestCamera_m = 2.5;  // clear of the tallest head
-constexpr double kHighestCamera_m = 20.0;
-constexpr double kAssumedHeight_m = 1.70;  // where the file's z is no person's height
+constexpr double kLowestCamera_m = 1.5;
+constexpr double kHighestCamera_m = 15.0;
+constexpr double kHeadRoom_m = 0.2;     // between the tallest head and the camera
+constexpr double kTypicalHead_m = 1.7;  // above the floor
 
 struct Step {
     Point at;
@@ -106,7 +107,6 @@ void add_tracks(const Samples& samples, std::size_t begin, std::size_t end, cons
     double height = 0.0;
     for (std::size_t i = begin; i < end; ++i)
         height = std::max(height, samples[i].z_m);
-    if (height < 0.8 || height > 2.3) height = kAssumedHeight_m;
     Rng rng(seed ^ mix64(static_cast<std::uint64_t>(track.id)));
     track.look = random_look(rng, height);
     const auto finish = [&] {
@@ -177,6 +177,33 @@ class Replay : public World {
     std::int64_t frame_;
 };
 
+// Half of what is seen at head height, or well below a camera that hangs hardly higher.
+Point half_view_of_heads(const Camera& camera) {
+    return camera.half_view(std::min(kTypicalHead_m, 0.7 * camera.height_m));
+}
+
+std::string in_mm(double metres) {
+    return std::to_string(std::lround(1000.0 * metres)) + " mm";
+}
+
+void check_range(double camera_height_m) {
+    if (camera_height_m >= kLowestCamera_m && camera_height_m <= kHighestCamera_m) return;
+    throw std::invalid_argument("the camera's height over the floor is " + in_mm(camera_height_m) +
+                                "; it must be 1500 to 15000 mm");
+}
+
+void check_head_room(const TrajectoryFile& file, double camera_height_m) {
+    const auto tallest = std::max_element(
+        file.samples.begin(), file.samples.end(),
+        [](const TrajectorySample& a, const TrajectorySample& b) { return a.z_m < b.z_m; });
+    const double least_m = tallest->z_m + kHeadRoom_m;
+    if (camera_height_m >= least_m) return;
+    throw std::invalid_argument("a camera at " + in_mm(camera_height_m) +
+                                " does not hang clear of person " + std::to_string(tallest->id) +
+                                ", who is " + in_mm(tallest->z_m) + " tall; at least " +
+                                in_mm(least_m) + " are needed");
+}
+
 // A line below the camera, across the axis along which people move more.
 CountingLine default_line(const std::vector<Track>& tracks, const Camera& camera) {
     double along_x = 0.0;
@@ -185,7 +212,7 @@ CountingLine default_line(const std::vector<Track>& tracks, const Camera& camera
         along_x += std::abs(track.steps.back().at.x_m - track.steps.front().at.x_m);
         along_y += std::abs(track.steps.back().at.y_m - track.steps.front().at.y_m);
     }
-    const Point half = camera.half_view(1.7);
+    const Point half = half_view_of_heads(camera);
     if (along_x > along_y) return {"middle", {{0.0, -half.y_m}, {0.0, half.y_m}}, {}};
     return {"middle", {{-half.x_m, 0.0}, {half.x_m, 0.0}}, {}};
 }
@@ -193,7 +220,7 @@ CountingLine default_line(const std::vector<Track>& tracks, const Camera& camera
 // Most people at once in the rectangle seen at head height, per square metre.
 double peak_density(const std::vector<Track>& tracks, const Camera& camera, std::int64_t first,
                     std::int64_t last) {
-    const Point half = camera.half_view(1.7);
+    const Point half = half_view_of_heads(camera);
     std::vector<int> counts(static_cast<std::size_t>(last - first + 1));
     for (const Track& track : tracks) {
         for (std::size_t i = 0; i < track.steps.size(); ++i) {
@@ -208,12 +235,9 @@ double peak_density(const std::vector<Track>& tracks, const Camera& camera, std:
 }  // namespace
 
 Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options) {
-    if (!(options.camera_height_m >= kLowestCamera_m &&
-          options.camera_height_m <= kHighestCamera_m)) {
-        throw std::invalid_argument("camera height " + std::to_string(options.camera_height_m) +
-                                    " m; expected 2.5 to 20");
-    }
+    check_range(options.camera_height_m);
     const TrajectoryFile file = read_trajectory_file(path, options.fps);
+    check_head_room(file, options.camera_height_m);
     const auto [low, high] = std::minmax_element(
         file.samples.begin(), file.samples.end(),
         [](const TrajectorySample& a, const TrajectorySample& b) { return a.frame < b.frame; });
@@ -225,6 +249,7 @@ Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions
     info.name = std::filesystem::path(path).stem().string();
     info.description = "Walks recorded in " + std::filesystem::path(path).filename().string();
     info.camera.height_m = options.camera_height_m;
+    info.line_height_m = std::min(info.line_height_m, 0.7 * options.camera_height_m);
     info.fps = file.fps;
     info.duration_s = static_cast<double>(last - first + 1) / file.fps;
     info.lines = options.lines;

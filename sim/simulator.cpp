@@ -69,7 +69,7 @@ bool Simulator::produce(Frame& frame, bool images) {
         outlines.push_back(add_person(info_.camera, pose, model));
     if (images) {
         if (!renderer_) renderer_ = std::make_unique<Renderer>(info_.camera, seed_);
-        renderer_->render(model, people, frame);
+        renderer_->render(model, people, with_bgr_, frame);
     }
     frame.truth.clear();
     for (std::size_t i = 0; i < people.size(); ++i) {

@@ -29,7 +29,7 @@ struct PersonTruth {
 struct Frame {
     std::int64_t index = 0;
     double time_s = 0.0;                   // index / fps
-    std::vector<std::uint8_t> bgr;         // 960 x 544 x 3
+    std::vector<std::uint8_t> bgr;         // 960 x 544 x 3, see Simulator::leave_out_bgr()
     std::vector<std::uint8_t> nv12;        // 960 x 544 x 3/2, BT.601 limited range
     std::vector<std::uint8_t> depth_nv12;  // 480 x 256 x 3/2: luma 235 (at the camera) to 16 (10 %
                                            // below the floor, or missing), chroma 128
@@ -62,7 +62,7 @@ std::vector<std::string> scene_names();
 SceneInfo scene_info(const std::string& name);
 
 struct TrajectoryOptions {
-    double camera_height_m = 4.0;  // 2.5 to 20
+    double camera_height_m = 4.0;  // 1.5 to 15, and 0.2 above the tallest head
     bool centre_given = false;     // false: the camera hangs over the middle of all points
     Point centre;                  // metres in the file's coordinates, below the camera
     bool rotate_90 = false;        // turns the scene by 90 degrees: the file's x runs up the image
@@ -86,6 +86,9 @@ class Simulator {
     // Renders the next frame. False at the end of the scene; the frame is then unchanged.
     bool next(Frame& frame);
 
+    // Frames are rendered without their bgr image from now on, for those who read nv12 alone.
+    void leave_out_bgr() { with_bgr_ = false; }
+
     // Moves on by one frame like next() but leaves the images alone; far quicker.
     bool next_truth(Frame& frame);
 
@@ -97,6 +100,7 @@ class Simulator {
     std::unique_ptr<World> world_;
     std::unique_ptr<Renderer> renderer_;  // made at the first rendered frame
     std::int64_t next_index_ = 0;
+    bool with_bgr_ = true;
 };
 
 // A built-in scene. Throws std::invalid_argument like scene_info().

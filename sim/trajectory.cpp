@@ -5,7 +5,9 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -14,6 +16,35 @@ namespace {
 
 constexpr double kDefaultFps = 25.0;
 constexpr double kLimit = 1e6;  // no coordinate of a walk is larger, in any unit
+constexpr double kLowestRate = 1.0;
+constexpr double kHighestRate = 240.0;
+constexpr double kShortest_m = 0.5;
+constexpr double kTallest_m = 2.5;
+constexpr std::int64_t kLongestSpan = 10'000'000;  // frames; four days at 30 frames a second
+constexpr double kLargestFrame = 1e15;             // so that differences cannot overflow
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+bool is_text(std::string_view line) {
+    return std::none_of(line.begin(), line.end(), [](char c) {
+        const auto code = static_cast<unsigned char>(c);
+        return (code < 0x20 && c != '\t' && c != '\r') || code == 0x7f;
+    });
+}
+
+// A word of the file as it may be shown in a message.
+std::string shown(std::string_view word) {
+    constexpr std::size_t kMost = 40;
+    std::string text(word.substr(0, kMost));
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c < 0x20 || c > 0x7e; }, '?');
+    return word.size() > kMost ? text + "..." : text;
+}
+
+std::string plain(double value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
 
 std::vector<std::string_view> fields_of(std::string_view line) {
     constexpr std::string_view kBlanks = " \t\r";
@@ -39,6 +70,13 @@ class Reader {
 
     void line(std::string_view text) {
         ++line_number_;
+        if (line_number_ == 1 && text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+            text.remove_prefix(kByteOrderMark.size());
+        }
+        if (!is_text(text)) {
+            throw std::runtime_error(name_ + ": line " + std::to_string(line_number_) +
+                                     " is not text; expected lines \"id frame x y z\"");
+        }
         const auto fields = fields_of(text);
         if (fields.empty()) return;
         if (fields[0][0] == '#') {
@@ -57,20 +95,23 @@ class Reader {
             if (a.sample.frame != b.sample.frame) return a.sample.frame < b.sample.frame;
             return a.line < b.line;
         });
+        check_span();
         TrajectoryFile file;
         file.fps = wanted_fps_ > 0.0 ? wanted_fps_ : (file_fps_ > 0.0 ? file_fps_ : kDefaultFps);
         const std::array<double, 3> scale = metres_per_unit();
         for (std::size_t i = 0; i < rows_.size(); ++i) {
             TrajectorySample s = rows_[i].sample;
             if (i > 0 && rows_[i - 1].sample.id == s.id && rows_[i - 1].sample.frame == s.frame) {
-                line_number_ = rows_[i].line;
-                fail("person " + std::to_string(s.id) + " already has a position in frame " +
-                     std::to_string(s.frame) + " (line " + std::to_string(rows_[i - 1].line) +
-                     "); expected one for each person and frame");
+                fail_at(rows_[i].line, "person " + std::to_string(s.id) +
+                                           " already has a position in frame " +
+                                           std::to_string(s.frame) + " (line " +
+                                           std::to_string(rows_[i - 1].line) +
+                                           "); expected one for each person and frame");
             }
             s.x_m *= scale[0];
             s.y_m *= scale[1];
             s.z_m *= scale[2];
+            check_height(rows_[i], s.z_m);
             file.samples.push_back(s);
         }
         return file;
@@ -82,8 +123,29 @@ class Reader {
         std::int64_t line = 0;
     };
 
-    [[noreturn]] void fail(const std::string& what) const {
-        throw std::runtime_error(name_ + ":" + std::to_string(line_number_) + ": " + what);
+    [[noreturn]] void fail(const std::string& what) const { fail_at(line_number_, what); }
+
+    [[noreturn]] void fail_at(std::int64_t line, const std::string& what) const {
+        throw std::runtime_error(name_ + ":" + std::to_string(line) + ": " + what);
+    }
+
+    void check_span() const {
+        const auto [low, high] = std::minmax_element(
+            rows_.begin(), rows_.end(),
+            [](const Row& a, const Row& b) { return a.sample.frame < b.sample.frame; });
+        if (high->sample.frame - low->sample.frame <= kLongestSpan) return;
+        const Row& later = low->line < high->line ? *high : *low;
+        const Row& earlier = low->line < high->line ? *low : *high;
+        fail_at(later.line, "frame " + std::to_string(later.sample.frame) +
+                                " is more than 10 million away from frame " +
+                                std::to_string(earlier.sample.frame) + " in line " +
+                                std::to_string(earlier.line) + "; expected numbers of frames");
+    }
+
+    void check_height(const Row& row, double height_m) const {
+        if (height_m >= kShortest_m && height_m <= kTallest_m) return;
+        fail_at(row.line,
+                "z is " + plain(height_m) + " m; expected a person's height of 0.5 to 2.5 m");
     }
 
     void comment(std::string_view text) {
@@ -93,7 +155,7 @@ class Reader {
                 if (field.size() < 3 || field[0] != kAxes[i] || field[1] != '/') continue;
                 const std::string_view unit = field.substr(2);
                 if (unit != "m" && unit != "cm") {
-                    fail("unit \"" + std::string(unit) + "\" of " + kAxes[i] +
+                    fail("unit \"" + shown(unit) + "\" of " + kAxes[i] +
                          " is not known; expected m or cm");
                 }
                 units_[i] = unit == "m" ? 1.0 : 0.01;
@@ -103,8 +165,11 @@ class Reader {
         if (at == std::string_view::npos) return;
         const auto fields = fields_of(text.substr(at + 10));
         double fps = 0.0;
-        if (fields.empty() || !parse(fields[0], fps) || !(fps > 0.0) || fps > 1000.0) {
-            fail("frame rate not understood; expected for example \"# framerate: 25 fps\"");
+        if (fields.empty() || !parse(fields[0], fps) || !(fps >= kLowestRate) ||
+            !(fps <= kHighestRate)) {
+            fail(
+                "frame rate not understood; expected 1 to 240, for example "
+                "\"# framerate: 25 fps\"");
         }
         file_fps_ = fps;
     }
@@ -118,7 +183,7 @@ class Reader {
         row.line = line_number_;
         TrajectorySample& s = row.sample;
         if (!parse(fields[0], s.id)) fail_field("id", fields[0], "a whole number");
-        if (!parse(fields[1], s.frame) || std::abs(static_cast<double>(s.frame)) > 1e7) {
+        if (!parse(fields[1], s.frame) || std::abs(static_cast<double>(s.frame)) > kLargestFrame) {
             fail_field("frame", fields[1], "a whole number");
         }
         const auto coordinate = [this, &fields](std::size_t i, const char* axis, double& value) {
@@ -135,8 +200,7 @@ class Reader {
 
     [[noreturn]] void fail_field(const char* field, std::string_view text,
                                  const char* right) const {
-        fail(std::string(field) + " \"" + std::string(text) + "\" is not understood; expected " +
-             right);
+        fail(std::string(field) + " \"" + shown(text) + "\" is not understood; expected " + right);
     }
 
     // An axis without a unit of its own has that of the others.
@@ -176,8 +240,17 @@ TrajectoryFile read_trajectory(std::istream& in, const std::string& name, double
 }
 
 TrajectoryFile read_trajectory_file(const std::string& path, double fps) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::is_regular_file(status) && !std::filesystem::is_fifo(status)) {
+        const char* what =
+            std::filesystem::is_directory(status) ? ": is a folder" : ": no file of this name";
+        throw std::runtime_error(path + what +
+                                 "; expected a text file of lines \"id frame x y z\"");
+    }
     std::ifstream in(path);
-    if (!in) throw std::runtime_error(path + ": cannot be opened");
+    if (!in)
+        throw std::runtime_error(path + ": cannot be opened; expected a file that can be read");
     return read_trajectory(in, path, fps);
 }
 

@@ -104,6 +104,8 @@ std::string summary_text(const RunResult& result) {
           result.interrupted ? ", ended early by the user" : "");
     print_counts(out, result);
     out += "\n";
+    for (const std::string& warning : result.warnings)
+        out += "  warning: " + warning + "\n";
     print_groups(out, result);
     print_quality(out, result);
     print_times(out, result);

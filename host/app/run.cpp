@@ -1,6 +1,7 @@
 // Preparation and sequence of a run.
 #include "host/app/run.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
@@ -14,8 +15,11 @@ namespace {
 constexpr double kUnmeasuredHeight_mm = 3000.0;
 
 // The library measures afresh only when more than 12 frames have passed since the last time.
-constexpr int kMeasurements = 5;
+constexpr int kMeasurements = 9;
+constexpr std::size_t kLeastMeasurements = 5;
 constexpr int kFramesPerMeasurement = 13;
+constexpr double kMeasuredTime_s = 60.0;  // from the source's beginning
+constexpr double kWidestSpread_mm = 200.0;
 
 // Frames without any measurement fed after the end of the source. Five end the tracks, which
 // settles people just past a line and U-turns; a group is reported at the latest 81 frames after
@@ -115,9 +119,33 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     return setup;
 }
 
-// Lets the library measure its distance to the floor several times over the first seconds of the
-// source, which is opened for this alone, and takes the median: a head under the lens spoils some
-// of the measurements, not most.
+// Frames to leave out between two measurements.
+std::int64_t frames_between(const SourceInfo& info) {
+    const double time_s = std::min(info.duration_s, kMeasuredTime_s);
+    const auto frames = static_cast<std::int64_t>(time_s * info.frames_per_second);
+    return std::max<std::int64_t>(frames / kMeasurements - kFramesPerMeasurement, 0);
+}
+
+// People only make the floor look nearer, so the far ones of the measurements are the floor; the
+// very farthest may be noise.
+double floor_distance_mm(const std::vector<double>& measured) {
+    if (measured.size() < kLeastMeasurements) {
+        throw InputError("--height auto got " + std::to_string(measured.size()) +
+                         " measurements and needs 5, each of 13 frames; give --height MM");
+    }
+    const double median = quantile(measured, 0.5);
+    const double farthest = quantile(measured, 1.0);
+    if (farthest - median > kWidestSpread_mm) {
+        throw InputError("--height auto measured " + std::to_string(std::lround(median)) + " to " +
+                         std::to_string(std::lround(farthest)) +
+                         " mm, because the floor under the camera is hardly ever free; give "
+                         "--height MM");
+    }
+    return std::round(quantile(measured, 0.8));
+}
+
+// Lets the library measure its distance to the floor several times, spread over the source, which
+// is opened for this alone.
 double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop) {
     RunPlan trial{plan.options, open_source(plan.options.source), {}, ""};
     Recorder unused;
@@ -130,10 +158,9 @@ double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop)
             [&](SourceFrame& frame) { return left-- > 0 && trial.source->next(frame); }, stop);
         if (last < 0) break;
         measured.push_back(session.install_height_mm());
+        trial.source->skip(frames_between(trial.source->info()));
     }
-    if (measured.empty()) throw InputError("the height cannot be measured without frames");
-    const double height_mm = std::round(quantile(measured, 0.5));
-    return checked_height_mm(height_mm, "the measured installation height");
+    return checked_height_mm(floor_distance_mm(measured), "the measured installation height");
 }
 
 // Says when the limits of the options are reached.
@@ -208,6 +235,7 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     result.source = plan.source->info();
     result.options = plan.options;
     result.lines = plan.lines;
+    result.warnings = plan.source->warnings();
     result.height_measured = plan.options.measure_height;
     if (plan.options.measure_height) {
         result.install_height_mm = measure_height_mm(plan, stop);

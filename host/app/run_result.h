@@ -64,6 +64,7 @@ struct RunResult {
     std::vector<CountingLine> lines;  // in picture coordinates
     double install_height_mm = 0.0;
     bool height_measured = false;
+    std::vector<std::string> warnings;  // of the source, one sentence each
     bool interrupted = false;
 
     std::vector<FrameRecord> frames;

@@ -44,6 +44,7 @@ Json run_json(const RunResult& result) {
     run["detect"] = detect_mode_name(result.options.detect);
     run["position"] = result.options.source.foot_point ? "foot" : "box";
     run["interrupted"] = result.interrupted;
+    run["warnings"] = result.warnings;
     run["commit"] = version_commit();
     return run;
 }

@@ -8,7 +8,7 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
+#include <sstream>
 
 #include "host/frames/grey_picture.h"
 #include "host/frames/png_file.h"
@@ -24,14 +24,30 @@ struct NumberedFile {
     fs::path path;
 };
 
-// The last run of digits in a file's stem.
-std::optional<std::int64_t> number_in(const std::string& stem) {
+// With as many digits, file numbers and the numbers after the last file stay 32-bit.
+constexpr std::size_t kMostDigits = 9;
+
+// Numbers that leave out more than this are no frame numbers but something like times of day.
+constexpr double kLongestGap_s = 10.0;
+constexpr double kLongestStep_s = 0.25;  // between most neighbours
+constexpr std::int64_t kLongestStep = 10;
+
+// The last run of digits in a file's stem, without zeros in front.
+std::optional<std::string> digits_in(const std::string& stem) {
     const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
     const auto last = std::find_if(stem.rbegin(), stem.rend(), is_digit);
     if (last == stem.rend()) return std::nullopt;
     const auto first = std::find_if_not(last, stem.rend(), is_digit);
     const std::string digits(first.base(), last.base());
-    if (digits.size() > 9) return std::nullopt;
+    return digits.substr(std::min(digits.find_first_not_of('0'), digits.size() - 1));
+}
+
+std::int64_t number_of(const fs::path& path, const std::string& digits) {
+    if (digits.size() > kMostDigits) {
+        throw InputError("\"" + path.string() + "\" has a number of " +
+                         std::to_string(digits.size()) +
+                         " digits; numbers must count frames and have at most 9 digits");
+    }
     return std::stoll(digits);
 }
 
@@ -47,8 +63,9 @@ std::vector<NumberedFile> list_files(const fs::path& folder) {
         std::string extension = entry.path().extension().string();
         std::transform(extension.begin(), extension.end(), extension.begin(),
                        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        const auto number = number_in(entry.path().stem().string());
-        if (extension == ".png" && number) files.push_back({*number, entry.path()});
+        const auto digits = digits_in(entry.path().stem().string());
+        if (extension != ".png" || !digits) continue;
+        files.push_back({number_of(entry.path(), *digits), entry.path()});
     }
     std::sort(files.begin(), files.end(), [](const NumberedFile& a, const NumberedFile& b) {
         return std::pair(a.number, a.path) < std::pair(b.number, b.path);
@@ -67,14 +84,50 @@ std::vector<NumberedFile> list_files(const fs::path& folder) {
     return files;
 }
 
+std::string plain(double value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+
+[[noreturn]] void fail_gap(const NumberedFile& before, const NumberedFile& after, double fps) {
+    const std::int64_t step = after.number - before.number;
+    throw InputError("\"" + after.path.string() + "\" follows \"" +
+                     before.path.filename().string() + "\" by " + std::to_string(step) +
+                     ", which is " + plain(static_cast<double>(step) / fps) + " s at " +
+                     plain(fps) + " frames/s; the files' numbers must count frames");
+}
+
+// The time of a frame follows from its number, so numbers must count frames. Frames may be missing.
+void check_steps(const std::vector<NumberedFile>& files, double fps) {
+    std::vector<std::pair<std::int64_t, std::size_t>> steps;
+    for (std::size_t i = 1; i < files.size(); ++i) {
+        steps.emplace_back(files[i].number - files[i - 1].number, i);
+    }
+    if (steps.empty()) return;
+    std::sort(steps.begin(), steps.end());
+    const auto [longest, last] = steps.back();
+    if (static_cast<double>(longest) > kLongestGap_s * fps) {
+        fail_gap(files[last - 1], files[last], fps);
+    }
+    if (steps.size() < 3) return;
+    const auto [typical, at] = steps[steps.size() / 2];
+    if (typical > kLongestStep && static_cast<double>(typical) > kLongestStep_s * fps) {
+        fail_gap(files[at - 1], files[at], fps);
+    }
+}
+
 void check_png(const fs::path& path, const RecordingCamera& camera) {
-    const std::string place = "\"" + path.string() + "\"";
+    const std::string place = '"' + path.string() + '"';
     const std::optional<PngHeader> png = read_png_header(path.string());
     if (!png) throw InputError(place + " is not a whole PNG file; record it again or remove it");
     if (png->bits != 16 || !png->grey) {
         throw InputError(place + " has " + std::to_string(png->bits) + "-bit " +
                          (png->grey ? "grey" : "colour") +
                          " pixels; depth needs 16-bit grey in millimetres");
+    }
+    if (png->interlaced) {
+        throw InputError(place + " is interlaced; save it without interlacing");
     }
     if (png->width != camera.width || png->height != camera.height) {
         throw InputError(place + " is " + std::to_string(png->width) + " x " +
@@ -94,7 +147,9 @@ class DepthFolder final : public FrameSource {
         if (info_.name.empty()) info_.name = "recording";
         info_.description = "recording of a depth camera";
         info_.frames_per_second = options.frames_per_second.value_or(camera.frames_per_second);
-        info_.duration_s = static_cast<double>(files_.size()) / info_.frames_per_second;
+        check_steps(files_, info_.frames_per_second);
+        info_.duration_s = static_cast<double>(files_.back().number - files_.front().number + 1) /
+                           info_.frames_per_second;
         fit_ = fit_recording(camera.width, camera.height);
         info_.camera = {camera.fx * fit_.scale, camera.fy * fit_.scale, to_depth_x(camera.cx),
                         to_depth_y(camera.cy), camera.height_mm};
@@ -112,23 +167,26 @@ class DepthFolder final : public FrameSource {
     bool next(SourceFrame& frame) override {
         if (position_ == files_.size()) return false;
         const NumberedFile& file = files_[position_];
-        const std::vector<std::uint8_t> bytes = read_bytes(file.path.string());
-        cv::Mat image;
-        if (png_is_intact(bytes)) image = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
-        if (image.type() != CV_16UC1 || image.cols != camera_.width ||
-            image.rows != camera_.height || !image.isContinuous()) {
-            throw InputError("\"" + file.path.string() + "\" is a damaged PNG file");
+        if (!decode_grey16(read_bytes(file.path.string()), camera_.width, camera_.height,
+                           pixels_)) {
+            throw InputError("\"" + file.path.string() +
+                             "\" is a damaged PNG file; record it again or remove it");
         }
-        resample_depth(image.ptr<std::uint16_t>(), image.cols, image.rows, frame.planes.raw_mm);
+        resample_depth(pixels_.data(), camera_.width, camera_.height, frame.planes.raw_mm);
         render_grey(frame.planes.raw_mm, far_mm_, frame.planes.depth_nv12,
                     frame.planes.colour_nv12);
         frame.planes.blank = false;
         frame.number = file.number;
-        frame.time_s = static_cast<double>(position_) / info_.frames_per_second;
+        frame.time_s =
+            static_cast<double>(file.number - files_.front().number) / info_.frames_per_second;
         frame.people.clear();
         frame.crossings.clear();
         ++position_;
         return true;
+    }
+
+    void skip(std::int64_t frames) override {
+        position_ = std::min(position_ + static_cast<std::size_t>(frames), files_.size());
     }
 
     PicturePoint to_picture(const PicturePoint& p) const override {
@@ -145,18 +203,49 @@ class DepthFolder final : public FrameSource {
     RecordingFit fit_;
     double far_mm_ = 0.0;  // distance that is drawn black
     std::size_t position_ = 0;
+    std::vector<std::uint16_t> pixels_;
 };
 
-double positive_number(const toml::table& table, const std::string& key, const std::string& path) {
-    const toml::node* node = table.get(key);
-    if (node == nullptr) throw InputError("the camera file \"" + path + "\" lacks " + key);
-    const std::optional<double> value = node->value<double>();
-    if (!node->is_number() || !value || !(*value > 0.0) || !std::isfinite(*value)) {
-        throw InputError("\"" + path + "\" line " + std::to_string(node->source().begin.line) +
-                         ": " + key + " must be a number above 0");
+// Numbers of the camera file, with the place of each in messages.
+class CameraKeys {
+  public:
+    CameraKeys(const toml::table& table, const std::string& path) : table_(table), path_(path) {}
+
+    double number(const char* key, double low, double high, const std::string& unit) const {
+        const double value = any_number(key, low, high, unit);
+        if (!(value >= low && value <= high)) fail(key, low, high, unit);
+        return value;
     }
-    return *value;
-}
+
+    int pixels(const char* key) const {
+        constexpr double kLeast = 16.0;
+        constexpr double kMost = 8192.0;
+        const double value = number(key, kLeast, kMost, " whole pixels");
+        if (value != std::floor(value)) fail(key, kLeast, kMost, " whole pixels");
+        return static_cast<int>(value);
+    }
+
+  private:
+    double any_number(const char* key, double low, double high, const std::string& unit) const {
+        const toml::node* node = table_.get(key);
+        if (node == nullptr) {
+            throw InputError("the camera file \"" + path_ + "\" lacks " + key);
+        }
+        const std::optional<double> value = node->value<double>();
+        if (!node->is_number() || !value) fail(key, low, high, unit);
+        return *value;
+    }
+
+    [[noreturn]] void fail(const char* key, double low, double high,
+                           const std::string& unit) const {
+        throw InputError("\"" + path_ + "\" line " +
+                         std::to_string(table_.get(key)->source().begin.line) + ": " + key +
+                         " must be a number of " + plain(low) + " to " + plain(high) + unit);
+    }
+
+    const toml::table& table_;
+    const std::string& path_;
+};
 
 }  // namespace
 
@@ -183,21 +272,20 @@ RecordingCamera read_recording_camera(const std::string& path) {
         }
     }
     RecordingCamera camera;
-    const auto pixels = [&](const char* key) {
-        const double value = positive_number(table, key, path);
-        if (value < 16.0 || value > 8192.0 || value != std::floor(value)) {
-            throw InputError("\"" + path + "\": " + key + " must be a whole number of 16 to 8192");
-        }
-        return static_cast<int>(value);
-    };
-    camera.width = pixels("width");
-    camera.height = pixels("height");
-    camera.fx = positive_number(table, "fx", path);
-    camera.fy = positive_number(table, "fy", path);
-    camera.cx = positive_number(table, "cx", path);
-    camera.cy = positive_number(table, "cy", path);
-    camera.frames_per_second = positive_number(table, "frames_per_second", path);
-    if (table.contains("height_mm")) camera.height_mm = positive_number(table, "height_mm", path);
+    const CameraKeys keys(table, path);
+    camera.width = keys.pixels("width");
+    camera.height = keys.pixels("height");
+    // From a view of 157 degrees across to one of 6.
+    const double least_focal = 0.1 * camera.width;
+    const double most_focal = 10.0 * camera.width;
+    camera.fx = keys.number("fx", least_focal, most_focal, " pixels");
+    camera.fy = keys.number("fy", least_focal, most_focal, " pixels");
+    camera.cx = keys.number("cx", 0.0, camera.width - 1, " pixels, which is inside the picture");
+    camera.cy = keys.number("cy", 0.0, camera.height - 1, " pixels, which is inside the picture");
+    camera.frames_per_second = keys.number("frames_per_second", 1.0, 240.0, "");
+    if (table.contains("height_mm")) {
+        camera.height_mm = keys.number("height_mm", 1500.0, 15000.0, " millimetres");
+    }
     return camera;
 }
 

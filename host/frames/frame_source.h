@@ -110,6 +110,13 @@ class FrameSource {
     // False at the end. Throws InputError when a recording cannot be read.
     virtual bool next(SourceFrame& frame) = 0;
 
+    // Leaves out frames, or all that are left when there are fewer.
+    virtual void skip(std::int64_t frames) {
+        SourceFrame unused;
+        while (frames-- > 0 && next(unused)) {
+        }
+    }
+
     // Maps a point that a user gave to the picture.
     virtual PicturePoint to_picture(const PicturePoint& user_point) const { return user_point; }
 
@@ -119,6 +126,10 @@ class FrameSource {
     // After the last frame: the crossings of people who are still inside a U-turn area, judged by
     // the side of the line that they stand on, just as the end of their tracks judges them.
     virtual std::vector<TrueCrossing> settle_truth() { return {}; }
+
+    // What a reader of the results has to know about the lines whose truth is counted; one sentence
+    // each.
+    virtual std::vector<std::string> warnings() const { return {}; }
 
   protected:
     SourceInfo info_;

@@ -1,4 +1,4 @@
-// Checks PNG files before they are decoded, so that a broken one is told from a good one.
+// Reads 16-bit grey PNG files and tells a broken one from a good one.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,7 @@ struct PngHeader {
     int height = 0;
     int bits = 0;  // per channel
     bool grey = false;
+    bool interlaced = false;
 };
 
 // Reads only the beginning and the end of the file; nothing when it is no PNG or was cut short.
@@ -22,7 +23,9 @@ std::optional<PngHeader> read_png_header(const std::string& path);
 // The whole file; empty when it cannot be read.
 std::vector<std::uint8_t> read_bytes(const std::string& path);
 
-// True when the file is a chain of chunks with right checksums up to the closing one.
-bool png_is_intact(std::span<const std::uint8_t> bytes);
+// The pixels of a 16-bit grey file of this size, row by row. False when the file is damaged: a
+// wrong checksum, no closing chunk, or too few or too many packed pixels.
+bool decode_grey16(std::span<const std::uint8_t> bytes, int width, int height,
+                   std::vector<std::uint16_t>& pixels);
 
 }  // namespace host

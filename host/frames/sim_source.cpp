@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -36,6 +37,7 @@ class SimSource final : public FrameSource {
         info_.crowded = scene.crowded;
         info_.has_truth = true;
         info_.has_colour = true;
+        simulator_.leave_out_bgr();
     }
 
     bool next(SourceFrame& frame) override {
@@ -54,13 +56,22 @@ class SimSource final : public FrameSource {
         return true;
     }
 
+    void skip(std::int64_t frames) override {
+        while (frames-- > 0 && simulator_.next_truth(frame_)) {
+        }
+    }
+
     void count_truth(const std::vector<CountingLine>& lines) override {
         counted_.clear();
+        warnings_.clear();
         for (const CountingLine& line : lines) {
             const sim::CountingLine on_floor = to_floor(line);
             counted_.push_back({on_floor, sim::CrossingCounter({on_floor}), line.flip});
+            warn_of_edge(on_floor);
         }
     }
+
+    std::vector<std::string> warnings() const override { return warnings_; }
 
     std::vector<TrueCrossing> settle_truth() override {
         std::vector<TrueCrossing> crossings;
@@ -125,6 +136,54 @@ class SimSource final : public FrameSource {
         return {line.name, to_floor(line.points), std::move(area)};
     }
 
+    // Nobody can be followed over a line whose one side lies where heads have left the picture,
+    // though the truth goes on counting there.
+    void warn_of_edge(const sim::CountingLine& line) {
+        const std::optional<sim::Point> hidden = hidden_place(line.points);
+        if (!hidden) return;
+        const sim::Pixel at = simulator_.info().camera.project(hidden->x_m, hidden->y_m, plane_m_);
+        warnings_.push_back(
+            "people who cross \"" + line.name + "\" near " + std::to_string(std::lround(at.u)) +
+            "," + std::to_string(std::lround(at.v)) +
+            " have their heads outside the picture, so what is counted there may differ from the "
+            "truth; keep the line farther from the picture's edge");
+    }
+
+    // The first place on a line from which a person's head, a little way to either side, is out of
+    // the picture.
+    std::optional<sim::Point> hidden_place(const std::vector<sim::Point>& line) const {
+        constexpr double kStep_m = 0.05;
+        for (std::size_t i = 1; i < line.size(); ++i) {
+            const sim::Point& a = line[i - 1];
+            const sim::Point way{line[i].x_m - a.x_m, line[i].y_m - a.y_m};
+            const double length = std::hypot(way.x_m, way.y_m);
+            if (length == 0.0) continue;
+            const sim::Point aside{sim::kCrossingDepth_m * way.y_m / length,
+                                   -sim::kCrossingDepth_m * way.x_m / length};
+            const int steps = static_cast<int>(std::ceil(length / kStep_m));
+            for (int k = 0; k <= steps; ++k) {
+                const double part = static_cast<double>(k) / steps;
+                const sim::Point at{a.x_m + part * way.x_m, a.y_m + part * way.y_m};
+                if (!head_seen({at.x_m + aside.x_m, at.y_m + aside.y_m}) ||
+                    !head_seen({at.x_m - aside.x_m, at.y_m - aside.y_m})) {
+                    return at;
+                }
+            }
+        }
+        return std::nullopt;
+    }
+
+    bool head_seen(const sim::Point& at) const {
+        constexpr double kHead_m = 1.7;
+        constexpr double kRounding_px = 1.0;  // lines end where the picture does
+        const sim::Camera& camera = simulator_.info().camera;
+        const sim::Pixel head =
+            camera.project(at.x_m, at.y_m, std::min(kHead_m, 0.7 * camera.height_m));
+        return head.u >= -kRounding_px && head.v >= -kRounding_px &&
+               head.u <= sim::kColourWidth + kRounding_px &&
+               head.v <= sim::kColourHeight + kRounding_px;
+    }
+
     void copy_truth(SourceFrame& frame) {
         frame.people.clear();
         for (const sim::PersonTruth& person : frame_.truth) {
@@ -174,6 +233,7 @@ class SimSource final : public FrameSource {
     double plane_m_;  // height above the floor in which picture coordinates are meant
     sim::Frame frame_;
     std::vector<Counted> counted_;
+    std::vector<std::string> warnings_;
 };
 
 }  // namespace
@@ -204,9 +264,9 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
             sim::make_trajectory_scene(options.trajectories, walks), "walks",
             std::filesystem::path(options.trajectories).stem().string(), options.foot_point);
     } catch (const std::invalid_argument& e) {
-        throw InputError(e.what());
+        throw InputError(std::string("--height: ") + e.what());
     } catch (const std::runtime_error& e) {
-        throw InputError(e.what());
+        throw InputError(std::string("--trajectories: ") + e.what());
     }
 }
 

@@ -43,7 +43,7 @@ const std::vector<Detection>& run_model(Models& m, int model, const VCA_IMAGE_S&
     static const std::vector<Detection> nobody;
     const FramePlanes* planes =
         m.settings.pool == nullptr ? nullptr : m.settings.pool->on_loan(image.frame_word);
-    if (planes == nullptr || planes->blank) return nobody;
+    if (planes == nullptr) return nobody;
     if (model == kDepthModel) return m.depth->detect(planes->raw_mm.data(), kDepthWidth);
     const auto* luma = reinterpret_cast<const std::uint8_t*>(image.plane_addr);
     return m.colour->detect_nv12(luma, luma + std::size_t{image.stride} * image.height,

@@ -344,6 +344,25 @@ TEST(MainTask, RunningFlagIsTestedAfterThePass) {
     tq_mutex_uninit(algo);
 }
 
+TEST(MainTask, BaseStageTakenDownDuringTheWaitForTheMutexIsNotUsed) {
+    // On the calling thread: the host takes the base stage down between the test and the lock.
+    vca_base_init();
+    TQ_MUTEX_S* algo = static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex());
+    tq_mutex_init(algo);
+    vca_get_pCtrl_param()->algo_running = 1;
+    host().on_call = [](const std::string& call) {
+        if (call != "tq_mutex_lock(algo)") return;
+        vca_get_pCtrl_param()->base_ready = 0;
+        vca_get_pCtrl_param()->algo_running = 0;
+    };
+    host().push({Frame{}});
+    EXPECT_EQ(vca_algo_main_task(nullptr), nullptr);
+    EXPECT_EQ(host().frames_read(), 0);
+    EXPECT_EQ(host().count_calls("tq_mutex_unlock(algo)"), 1);
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 0);
+    tq_mutex_uninit(algo);
+}
+
 TEST(MainTask, TrackListReleaseGoesFrontToBack) {
     std::vector<TRACKER_RSLT_S> list(3);
     for (auto& track : list)

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 
+#include "tests/support/unique_path.h"
+
 namespace {
 
 using ::testing::AllOf;
@@ -117,7 +119,7 @@ frames_per_second = 10
         return "";
     }
 
-    fs::path path_ = fs::temp_directory_path() / "vca-depth-folder-test";
+    fs::path path_ = test::unique_path("vca-depth-folder-test");
 };
 
 TEST_F(Folder, GivesFramesInTheOrderOfTheirNumbers) {
@@ -202,17 +204,111 @@ TEST_F(Folder, SaysWhatIsWrongWithTheCameraFile) {
     write_camera("heigth_mm = 3000\n");
     EXPECT_THAT(error(), AllOf(HasSubstr("camera.toml"), HasSubstr("unknown key \"heigth_mm\"")));
     write_camera("height_mm = -3\n");
-    EXPECT_THAT(error(), AllOf(HasSubstr("line 9"), HasSubstr("above 0")));
+    EXPECT_THAT(error(), AllOf(HasSubstr("line 9"),
+                               HasSubstr("height_mm must be a number of 1500 to 15000")));
     write_camera("height_mm = \"high\"\n");
     EXPECT_THAT(error(), HasSubstr("height_mm must be a number"));
     write_camera("", "width = 64\nheight = 48\n");
     EXPECT_THAT(error(), HasSubstr("lacks fx"));
     write_camera("", "width = 64.5\nheight = 48\n");
-    EXPECT_THAT(error(), HasSubstr("whole number"));
+    EXPECT_THAT(error(), HasSubstr("camera.toml\" line 1: width must be a number of 16 to 8192"));
     write_camera("= 3\n");
     EXPECT_THAT(error(), HasSubstr("line 9"));
     fs::remove(path_ / "camera.toml");
     EXPECT_THAT(error(), HasSubstr("--camera FILE"));
+}
+
+TEST_F(Folder, EveryNumberOfTheCameraFileHasItsRange) {
+    write_png("1.png");
+    struct Case {
+        int line;
+        const char* key;
+        std::vector<const char*> right;
+        std::vector<const char*> wrong;
+    };
+    const std::vector<Case> cases{
+        {1, "width", {"64"}, {"15", "8193", "inf", "true", "\"64\""}},
+        {2, "height", {"48"}, {"0", "48.5", "nan"}},
+        {3, "fx", {"6.4", "640"}, {"6.3", "641", "-50", "inf"}},
+        {4, "fy", {"6.4", "640"}, {"6.3", "641", "0"}},
+        {5, "cx", {"0", "63"}, {"-1", "63.5", "1000"}},
+        {6, "cy", {"0", "47"}, {"-1", "47.5", "nan"}},
+        {7, "frames_per_second", {"1", "240"}, {"0.5", "241"}},
+        {8, "height_mm", {"1500", "15000"}, {"3", "1499", "15001", "1e9"}},
+    };
+    const char* kGood[] = {"64", "48", "50", "50", "32", "24", "10", "3000"};
+    for (const Case& c : cases) {
+        const auto file_with = [&](const char* value) {
+            std::string text;
+            for (const Case& other : cases) {
+                text += std::string(other.key) + " = " +
+                        (other.line == c.line ? value : kGood[other.line - 1]) + "\n";
+            }
+            write_camera("", text);
+        };
+        for (const char* value : c.right) {
+            file_with(value);
+            EXPECT_EQ(error(), "") << c.key << " = " << value;
+        }
+        for (const char* value : c.wrong) {
+            file_with(value);
+            const std::string place =
+                "camera.toml\" line " + std::to_string(c.line) + ": " + c.key + " must be ";
+            EXPECT_THAT(error(), HasSubstr(place)) << c.key << " = " << value;
+        }
+    }
+}
+
+TEST_F(Folder, MissingFramesTakeTheirTime) {
+    for (const char* name : {"20.png", "21.png", "29.png", "30.png"})
+        write_png(name);
+    const auto source = open();
+    EXPECT_DOUBLE_EQ(source->info().duration_s, 1.1);
+    host::SourceFrame frame;
+    for (const int number : {20, 21, 29, 30}) {
+        ASSERT_TRUE(source->next(frame));
+        EXPECT_EQ(frame.number, number);
+        EXPECT_NEAR(frame.time_s, (number - 20) * 0.1, 1e-9);
+    }
+}
+
+TEST_F(Folder, SkipsFrames) {
+    for (const char* name : {"1.png", "2.png", "3.png"})
+        write_png(name);
+    const auto source = open();
+    source->skip(2);
+    host::SourceFrame frame;
+    ASSERT_TRUE(source->next(frame));
+    EXPECT_EQ(frame.number, 3);
+    source->skip(5);
+    EXPECT_FALSE(source->next(frame));
+}
+
+TEST_F(Folder, NumbersMustCountFrames) {
+    write_png("1.png");
+    write_png("101.png");  // 10 s
+    EXPECT_EQ(error(), "");
+    write_png("202.png");
+    EXPECT_THAT(error(), AllOf(HasSubstr("202.png"), HasSubstr("10.1 s at 10 frames/s"),
+                               HasSubstr("must count frames")));
+    fs::remove(path_ / "202.png");
+    fs::remove(path_ / "101.png");
+    for (const char* name : {"101.png", "201.png", "301.png"})  // milliseconds
+        write_png(name);
+    EXPECT_THAT(error(), HasSubstr("must count frames"));
+}
+
+TEST_F(Folder, LongNumbersAreNotLeftOut) {
+    write_png("00000000000000000042.png");
+    write_png("000000000043.png");
+    host::SourceFrame frame;
+    const auto source = open();
+    ASSERT_TRUE(source->next(frame));
+    EXPECT_EQ(frame.number, 42);
+    ASSERT_TRUE(source->next(frame));
+    write_png("1700000000000.png");
+    EXPECT_THAT(error(), AllOf(HasSubstr("1700000000000.png"), HasSubstr("13 digits"),
+                               HasSubstr("must count frames")));
 }
 
 TEST(Sources, UnknownNamesListTheKnown) {

@@ -52,6 +52,10 @@ class Film {
         return detector_.detect_bgr(image + noise);
     }
 
+    const std::vector<Detection>& show_nv12(const std::vector<std::uint8_t>& nv12) {
+        return detector_.detect_nv12(nv12.data(), nv12.data() + 960 * 544, 960);
+    }
+
     void learn(int frames = 40) {
         for (int i = 0; i < frames; ++i)
             show({});
@@ -167,6 +171,22 @@ TEST(ColourDetector, Nv12AndBgrAgree) {
     const auto boxes = from_nv12.detect_nv12(luma.data(), chroma.data(), 960);
     ASSERT_EQ(boxes.size(), 1u);
     EXPECT_GE(host::box_iou(boxes[0], Scene(kCamera_mm).truth(300.0f, -100.0f, 1700.0f)), 0.5f);
+}
+
+// Such a picture differs everywhere from the floor that was learned, yet shows nobody: this is what
+// a covered lens sees, and what is fed after the end of a source.
+TEST(ColourDetector, NobodyOnAUniformPictureAfterAScene) {
+    for (const int level : {16, 90, 128, 200, 235}) {
+        Film film;
+        film.learn();
+        const Walker walker{300.0f, 200.0f, {40, 40, 200}};
+        for (int i = 0; i < 15; ++i)
+            film.show({walker});
+        std::vector<std::uint8_t> nv12(960 * 544 * 3 / 2, 128);
+        std::fill_n(nv12.begin(), 960 * 544, static_cast<std::uint8_t>(level));
+        for (int i = 0; i < 10; ++i)
+            EXPECT_TRUE(film.show_nv12(nv12).empty()) << "level " << level << ", frame " << i;
+    }
 }
 
 }  // namespace

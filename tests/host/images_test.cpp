@@ -12,6 +12,7 @@
 #include <tuple>
 #include <vector>
 
+#include "tests/support/unique_path.h"
 #include "vca/platform.h"
 
 namespace {
@@ -183,7 +184,7 @@ TEST_F(Images, CropRefusesWhatIsNoImage) {
 TEST_F(Images, SavingWritesThePlanesWithoutPadding) {
     VCA_IMAGE_S img = ramp(20, 16);
     img.width = 10;  // the rows keep their distance of 20 bytes
-    const auto path = std::filesystem::temp_directory_path() / "vca-images-test.yuv";
+    const auto path = test::unique_path("vca-images-test", ".yuv");
     ASSERT_EQ(vca_save_yuv_image(&img, path.c_str()), 0);
     std::ifstream in(path, std::ios::binary);
     const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "host/app/command_line.h"
+#include "tests/support/unique_path.h"
 
 namespace {
 
@@ -233,7 +234,7 @@ class ConfigFile : public ::testing::Test {
 
     void TearDown() override { std::filesystem::remove(path_); }
 
-    std::string path_ = (std::filesystem::temp_directory_path() / "vca-config-test.toml").string();
+    std::string path_ = test::unique_path("vca-config-test", ".toml").string();
 };
 
 TEST_F(ConfigFile, SetsEverything) {
@@ -275,7 +276,7 @@ max = 5
 
 TEST_F(ConfigFile, NamesFileLineAndRemedy) {
     EXPECT_THAT(error_in("\nheigth_mm = 3000"),
-                AllOf(HasSubstr("vca-config-test.toml"), HasSubstr("line 2"),
+                AllOf(HasSubstr("vca-config-test"), HasSubstr("line 2"),
                       HasSubstr("unknown key \"heigth_mm\""), HasSubstr("target_height_mm")));
     EXPECT_THAT(error_in("[[line]]\npoints = [[1, 2]]"), HasSubstr("2 to 5"));
     EXPECT_THAT(error_in("[[line]]\npoints = [[1, 2], [3]]"), HasSubstr("[[x, y], [x, y]]"));

@@ -15,6 +15,7 @@
 #include "host/app/output_folder.h"
 #include "host/app/progress.h"
 #include "host/frames/frame_source.h"
+#include "tests/support/unique_path.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ class Output : public ::testing::Test {
     void TearDown() override { fs::remove_all(base_); }
     static void write(const std::string& path) { std::ofstream(path) << "text"; }
 
-    fs::path base_ = fs::temp_directory_path() / "vca-output-test";
+    fs::path base_ = test::unique_path("vca-output-test");
 };
 
 TEST_F(Output, FilesGetTheirNamesAtTheEnd) {

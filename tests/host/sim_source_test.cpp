@@ -1,10 +1,13 @@
 // Scenes and walks as frame sources: lines, directions and truth in the host's terms.
 #include "host/frames/sim_source.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+
+#include "tests/support/unique_path.h"
 
 namespace {
 
@@ -54,8 +57,7 @@ class Walk : public ::testing::Test {
         return all;
     }
 
-    std::string path_ =
-        (std::filesystem::temp_directory_path() / "vca-sim-source-test.txt").string();
+    std::string path_ = test::unique_path("vca-sim-source-test", ".txt").string();
 };
 
 const CountingLine kAcross{"a", {{100, 272}, {860, 272}}, false, {}, false};
@@ -124,6 +126,76 @@ TEST_F(Walk, TruthFollowsThePersonAndSaysWhoHasToBeFound) {
     // 3.3 m at head height over 514.7 px and 504 rows: about 3.2 m of the way, 64 frames.
     EXPECT_GT(clear, 40);
     EXPECT_LT(clear, 75);
+}
+
+TEST_F(Walk, SkippedFramesAreLeftOut) {
+    const auto all = walk(steps(-1.0, 1.0));
+    const auto some = walk(steps(-1.0, 1.0));
+    SourceFrame a;
+    SourceFrame b;
+    for (int i = 0; i <= 10; ++i)
+        ASSERT_TRUE(all->next(a));
+    some->skip(10);
+    ASSERT_TRUE(some->next(b));
+    EXPECT_EQ(b.number, 10);
+    EXPECT_EQ(a.planes.raw_mm, b.planes.raw_mm);
+    some->skip(1000);
+    EXPECT_FALSE(some->next(b));
+}
+
+// From 5 m the floor is seen over 4.66 m by 2.64 m to either side and heads at 1.7 m over 3.08 m
+// by 1.74 m: lines must end at 480 - 480 * 3.08 / 4.66 px and 0.25 m before 1.74 m.
+TEST_F(Walk, LinesWhoseCrossersLeaveThePictureAreWarnedOf) {
+    const auto source = walk(steps(-1.0, 1.0));
+    const auto warnings = [&source](double x1, double y1, double x2, double y2) {
+        source->count_truth({{"door", {{x1, y1}, {x2, y2}}, false, {}, false}});
+        return source->warnings();
+    };
+    EXPECT_TRUE(warnings(165, 272, 795, 272).empty());
+    ASSERT_EQ(warnings(155, 272, 795, 272).size(), 1u);
+    EXPECT_THAT(warnings(155, 272, 795, 272)[0],
+                testing::AllOf(testing::HasSubstr("\"door\""), testing::HasSubstr("155,272")));
+    EXPECT_EQ(warnings(165, 272, 805, 272).size(), 1u);
+    EXPECT_TRUE(warnings(200, 120, 760, 120).empty());
+    EXPECT_EQ(warnings(200, 115, 760, 115).size(), 1u);  // the far side is out of view
+    EXPECT_TRUE(warnings(200, 424, 760, 424).empty());
+    EXPECT_EQ(warnings(200, 429, 760, 429).size(), 1u);
+    source->count_truth({});
+    EXPECT_TRUE(source->warnings().empty());
+}
+
+TEST_F(Walk, WhatIsWrongWithAFileNamesTheOption) {
+    const auto error = [](const std::string& path, double height_mm) -> std::string {
+        host::SourceOptions options;
+        options.source = "walks";
+        options.trajectories = path;
+        options.height_mm = height_mm;
+        try {
+            host::open_source(options);
+        } catch (const host::InputError& e) {
+            return e.what();
+        }
+        return "no error";
+    };
+    walk(steps(-1.0, 1.0));
+    EXPECT_EQ(error(path_, 1900.0), "no error");
+    EXPECT_EQ(error(path_, 15000.0), "no error");
+    EXPECT_THAT(error(path_, 1800.0), testing::StartsWith("--height: "));
+    EXPECT_THAT(error(path_, 16000.0), testing::HasSubstr("1500 to 15000 mm"));
+    EXPECT_THAT(error("nofile", 5000.0),
+                testing::AllOf(testing::StartsWith("--trajectories: nofile: no file of this name"),
+                               testing::HasSubstr("id frame x y z")));
+}
+
+// The scenes' own lines are where people are seen on both sides.
+TEST(Scene, OwnLinesNeedNoWarning) {
+    for (const char* name : {"doorway", "entrance", "uturn"}) {
+        host::SourceOptions options;
+        options.scene = name;
+        const auto source = host::open_source(options);
+        source->count_truth(source->info().lines);
+        EXPECT_THAT(source->warnings(), testing::IsEmpty()) << name;
+    }
 }
 
 TEST(Scene, LinesAreWhereTheyAreSeen) {

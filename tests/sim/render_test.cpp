@@ -345,4 +345,21 @@ TEST(Render, DarkHairLosesDepthInPatches) {
     EXPECT_GT(lost[1], 2 * lost[0] + 300);
 }
 
+TEST(Render, WithoutBgrTheOtherImagesAreTheSame) {
+    sim::Simulator all = sim::make_scene("entrance", 3);
+    sim::Simulator some = sim::make_scene("entrance", 3);
+    some.leave_out_bgr();
+    sim::Frame a;
+    sim::Frame b;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(all.next(a));
+        ASSERT_TRUE(some.next(b));
+        EXPECT_FALSE(a.bgr.empty());
+        EXPECT_TRUE(b.bgr.empty());
+        EXPECT_EQ(a.nv12, b.nv12);
+        EXPECT_EQ(a.depth_nv12, b.depth_nv12);
+        EXPECT_EQ(a.raw_mm, b.raw_mm);
+    }
+}
+
 }  // namespace

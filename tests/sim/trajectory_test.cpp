@@ -97,12 +97,68 @@ TEST(Trajectory, ErrorsNameFileLineAndRemedy) {
     EXPECT_THAT(complaint("# only comments\n"), HasSubstr("walk.txt: no positions; expected"));
 }
 
+TEST(Trajectory, HeightsOfPeopleOnly) {
+    EXPECT_EQ(complaint("1 0 0 0 0.5\n1 1 0 0 2.5\n"), "no error");
+    EXPECT_THAT(complaint("1 0 0 0 1.7\n1 1 0 0 0.49\n"),
+                HasSubstr("walk.txt:2: z is 0.49 m; expected a person's height of 0.5 to 2.5 m"));
+    EXPECT_THAT(complaint("1 0 0 0 2.51\n"), HasSubstr("walk.txt:1: z is 2.51 m"));
+    EXPECT_THAT(complaint("# z/cm\n1 0 0 0 -176\n"), HasSubstr("walk.txt:2: z is -1.76 m"));
+}
+
+TEST(Trajectory, FrameRatesOfCamerasOnly) {
+    const std::string walk = "1 0 0 0 1.7\n";
+    EXPECT_EQ(read("# framerate: 1\n" + walk).fps, 1.0);
+    EXPECT_EQ(read("# framerate: 240\n" + walk).fps, 240.0);
+    for (const char* rate : {"0.5", "241", "nan", "1e9"}) {
+        EXPECT_THAT(complaint("# framerate: " + std::string(rate) + "\n" + walk),
+                    HasSubstr("walk.txt:1: frame rate not understood; expected 1 to 240"));
+    }
+}
+
+TEST(Trajectory, FrameNumbersSpanAtMostTenMillion) {
+    EXPECT_EQ(complaint("1 500000000000 0 0 1.7\n1 500010000000 0 0 1.7\n"), "no error");
+    EXPECT_THAT(complaint("1 5 0 0 1.7\n2 10000006 0 0 1.7\n"),
+                HasSubstr("walk.txt:2: frame 10000006 is more than 10 million away from frame 5 in "
+                          "line 1"));
+    EXPECT_THAT(complaint("1 9000000000000000000 0 0 1.7\n"), HasSubstr("walk.txt:1: frame"));
+}
+
+TEST(Trajectory, AByteOrderMarkIsSkipped) {
+    EXPECT_EQ(read("\xEF\xBB\xBF# framerate: 16 fps\n1 0 0 0 1.7\n").fps, 16.0);
+    EXPECT_EQ(read("\xEF\xBB\xBF"
+                   "1 0 0 0 1.7\n")
+                  .samples.size(),
+              1u);
+}
+
+TEST(Trajectory, BytesThatAreNoTextAreNotShown) {
+    EXPECT_THAT(complaint("\x7f\x45LF\x02\x01\n"), HasSubstr("walk.txt: line 1 is not text"));
+    EXPECT_THAT(complaint(std::string("1 0 0 0 1.7\n1 1 \0 0 1.7\n", 25)),
+                HasSubstr("walk.txt: line 2 is not text"));
+    EXPECT_THAT(complaint("1 0 0 \xff\xfe"
+                          "7 1.7\n"),
+                HasSubstr("y \"??7\""));
+    EXPECT_THAT(complaint("# x/\xb5m\n"), HasSubstr("unit \"?m\""));
+    EXPECT_LT(complaint("1 0 0 " + std::string(5000, 'a') + " 1.7\n").size(), 200u);
+}
+
+TEST(Trajectory, AFolderIsNoFile) {
+    try {
+        sim::read_trajectory_file(testing::TempDir());
+        FAIL() << "no error";
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), HasSubstr("is a folder; expected a text file of lines"));
+    }
+}
+
 TEST(Trajectory, MissingFileIsNamed) {
     try {
         sim::read_trajectory_file("no/such/walk.txt");
         FAIL() << "no error";
     } catch (const std::runtime_error& error) {
-        EXPECT_THAT(error.what(), HasSubstr("no/such/walk.txt: cannot be opened"));
+        EXPECT_THAT(
+            error.what(),
+            HasSubstr("no/such/walk.txt: no file of this name; expected a text file of lines"));
     }
 }
 
