@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "host/app/run.h"
+#include "tests/support/unique_path.h"
 
 namespace {
 
@@ -46,8 +47,7 @@ class MeasuredHeight : public ::testing::Test {
         return "no error";
     }
 
-    std::string path_ =
-        (std::filesystem::temp_directory_path() / "vca-measured-height-test.txt").string();
+    std::string path_ = test::unique_path("vca-measured-height-test", ".txt").string();
 };
 
 TEST_F(MeasuredHeight, SomebodyUnderTheCameraAtTheBeginningDoesNoHarm) {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "host/app/picture_parts.h"
+#include "tests/support/unique_path.h"
 
 namespace {
 
@@ -88,8 +89,7 @@ TEST(Picture, LabelsKeepOffEachOther) {
 }
 
 TEST(Picture, IsWrittenWholeOrNotAtAll) {
-    const std::string path =
-        (std::filesystem::temp_directory_path() / "vca-picture-test.png").string();
+    const std::string path = test::unique_path("vca-picture-test", ".png").string();
     host::write_picture(four_lines(), path);
     EXPECT_EQ(cv::imread(path).size(), cv::Size(1880, 900));
     std::filesystem::remove(path);
