@@ -331,7 +331,7 @@ int main(int argc, char** argv) {
     if (names.empty()) {
         std::printf("%s", kSeedsHead);
         for (const char* scene : kScenes)
-            std::printf("%s", seeds_row(scene, 2, 11).c_str());
+            std::printf("%s", seeds_row(scene, 2, 6).c_str());
     }
     const Case recording = recording_case(data);
     if (wanted(recording)) std::printf("\n%s", run_in_child(recording).c_str());

@@ -3,7 +3,7 @@
 
 vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev
-    libcli11-dev nlohmann-json3-dev libtomlplusplus-dev"
+    zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils"
 
 install_missing_packages() {
