@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 
 #include "host/app/session.h"
 #include "host/inference/detector.h"
@@ -163,25 +164,19 @@ double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop)
     return checked_height_mm(floor_distance_mm(measured), "the measured installation height");
 }
 
-// Says when the limits of the options are reached.
+// How far the options let a run go.
 class Limit {
   public:
-    Limit(const RunOptions& options, const SourceInfo& info)
-        : frames_(options.frames.value_or(INT64_MAX)) {
-        if (options.seconds) {
-            const double frames = std::ceil(*options.seconds * info.frames_per_second);
-            if (frames < static_cast<double>(frames_)) frames_ = static_cast<std::int64_t>(frames);
-        }
-    }
-    bool reached() { return made_ == frames_ || (++made_, false); }
-    // A limit that is no shorter than the source does not cut it.
-    bool past(const SourceInfo& info) const {
-        const double all = info.duration_s * info.frames_per_second;
-        return all > 0.0 && static_cast<double>(made_) >= std::floor(all + 0.5);
-    }
+    explicit Limit(const RunOptions& options)
+        : frames_(options.frames.value_or(INT64_MAX)),
+          seconds_(options.seconds.value_or(INFINITY)) {}
+
+    // Whether the next frame of the source is still within it.
+    bool admits(const SourceFrame& frame) { return ++made_ <= frames_ && frame.time_s < seconds_; }
 
   private:
     std::int64_t frames_;
+    double seconds_;
     std::int64_t made_ = 0;
 };
 
@@ -246,17 +241,17 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     Recorder recorder;
     recorder.set_snapshot_from(default_snapshot_s(result.source));
     Session session(to_setup(plan, result.install_height_mm), recorder);
-    Limit limit(plan.options, result.source);
+    Limit limit(plan.options);
     double time_s = 0.0;
     End end = End::kStopped;
     const std::int64_t last = session.feed(
         [&](SourceFrame& frame) {
-            if (limit.reached()) {
-                end = limit.past(result.source) ? End::kSource : End::kLimit;
-                return false;
-            }
             if (!plan.source->next(frame)) {
                 end = End::kSource;
+                return false;
+            }
+            if (!limit.admits(frame)) {
+                end = End::kLimit;
                 return false;
             }
             time_s = frame.time_s;
