@@ -7,6 +7,7 @@ cd "$(dirname "$0")"
 # shellcheck disable=SC2086
 install_missing_packages $vca_packages
 mkdir -p build
+[ -x build/release/host/vca ] || echo "Building, which takes a minute or two the first time ..."
 cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build/run.log 2>&1 &&
     cmake --build --preset release --target vca_program >>build/run.log 2>&1 || {
     cat build/run.log >&2
