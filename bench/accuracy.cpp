@@ -304,6 +304,20 @@ std::vector<Case> truth_cases(const fs::path& data) {
     return cases;
 }
 
+// The other ways of looking for people.
+std::vector<Case> detector_cases() {
+    std::vector<Case> cases;
+    for (const host::DetectMode mode : {host::DetectMode::kColour, host::DetectMode::kBoth})
+        for (const char* scene : kScenes) {
+            host::RunOptions options = scene_options(scene);
+            options.detect = mode;
+            const std::string name =
+                std::string(scene) + ", --detect " + host::detect_mode_name(mode);
+            cases.push_back(truth_case(name, options));
+        }
+    return cases;
+}
+
 Case recording_case(const fs::path& data) {
     const fs::path folder = data / "depth_walk";
     return {"recording", recording_options(folder), [folder](const host::RunResult& r) {
@@ -323,11 +337,12 @@ int main(int argc, char** argv) {
     const auto wanted = [&names](const Case& one) {
         return names.empty() || std::find(names.begin(), names.end(), one.name) != names.end();
     };
+    std::vector<Case> cases = truth_cases(data);
+    for (Case& one : detector_cases())
+        cases.push_back(std::move(one));
     std::printf("%s", kTruthHead);
-    for (const Case& one : truth_cases(data)) {
-        if (!wanted(one)) continue;
-        std::printf("%s", run_in_child(one).c_str());
-    }
+    for (const Case& one : cases)
+        if (wanted(one)) std::printf("%s", run_in_child(one).c_str());
     if (names.empty()) {
         std::printf("%s", kSeedsHead);
         for (const char* scene : kScenes)
