@@ -91,26 +91,14 @@ std::string count_cell(const host::DirectionCount& count) {
     return format("%d / %d (%.1f %%)", count.counted, count.truth, share);
 }
 
-host::DirectionCount total(const host::RunResult& result, size_t direction) {
-    host::DirectionCount sum;
-    for (const auto& line : result.counts) {
-        sum.counted += line[direction].counted;
-        sum.truth += line[direction].truth;
-    }
-    return sum;
-}
-
 std::string truth_row(const std::string& name, const host::RunResult& r) {
-    std::vector<double> off;
-    for (const double e : r.height_errors_mm)
-        off.push_back(std::abs(e));
     return format(
         "| %s | %s | %s | %.2f / %.2f %% | %lld | %.1f %% | %.1f %% | %+.0f / %.0f mm |\n",
-        name.c_str(), count_cell(total(r, 0)).c_str(), count_cell(total(r, 1)).c_str(),
+        name.c_str(), count_cell(r.totals[0]).c_str(), count_cell(r.totals[1]).c_str(),
         100 * r.detection.precision(), 100 * r.detection.recall(),
         static_cast<long long>(r.tracking.switches), 100 * r.tracking.mota(),
         100 * r.tracking.idf1(), host::quantile(r.height_errors_mm, 0.5),
-        host::quantile(off, 0.95));
+        host::quantile(r.height_error_sizes_mm, 0.95));
 }
 
 constexpr char kTruthHead[] =

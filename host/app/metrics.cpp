@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
+#include "host/inference/overlap.h"
 #include "host/tracker/assignment.h"
-#include "host/tracker/overlap.h"
 
 namespace host {
 namespace {

@@ -42,7 +42,8 @@ void forget_emergency_paths() {
 
 // Writes a file of a fresh name, so that none of the user's can be hit.
 bool can_write_into(const fs::path& folder) {
-    std::string name = (folder / ".write-test-XXXXXX").string();
+    constexpr std::size_t kMarks = 6;  // letters X that mkstemp replaces
+    std::string name = (folder / ".write-test-").string() + std::string(kMarks, 'X');
     const int file = ::mkstemp(name.data());
     if (file < 0) return false;
     const bool written = ::write(file, "\n", 1) == 1;

@@ -113,10 +113,8 @@ class Panel {
                   ? ", " + std::to_string(result_.tracking.switches) + " identity switches"
                   : ""));
         if (!result_.height_errors_mm.empty()) {
-            std::vector<double> sizes;
-            for (const double error : result_.height_errors_mm)
-                sizes.push_back(std::abs(error));
-            fact("heights off by " + format("%.0f mm (median)", quantile(sizes, 0.5)));
+            fact("heights off by " +
+                 format("%.0f mm (median)", quantile(result_.height_error_sizes_mm, 0.5)));
         }
         if (result_.source.has_truth) {
             fact("people found " + format("%.1f %%", 100.0 * result_.detection.recall()) +

@@ -4,17 +4,18 @@
 #include <algorithm>
 #include <tuple>
 
+#include "host/inference/overlap.h"
+
 namespace host {
 
 float box_iou(const Detection& a, const Detection& b) {
-    if (a.w <= 0 || a.h <= 0 || b.w <= 0 || b.h <= 0) return 0.0f;
-    const int overlap_w = std::min(a.x + a.w, b.x + b.w) - std::max(a.x, b.x);
-    const int overlap_h = std::min(a.y + a.h, b.y + b.h) - std::max(a.y, b.y);
-    if (overlap_w <= 0 || overlap_h <= 0) return 0.0f;
-    const float overlap = static_cast<float>(overlap_w) * static_cast<float>(overlap_h);
-    const float area_a = static_cast<float>(a.w) * static_cast<float>(a.h);
-    const float area_b = static_cast<float>(b.w) * static_cast<float>(b.h);
-    return overlap / (area_a + area_b - overlap);
+    const auto edges = [](const Detection& box) {
+        const auto left = static_cast<float>(box.x);
+        const auto top = static_cast<float>(box.y);
+        return BoxEdges<float>{left, top, left + static_cast<float>(box.w),
+                               top + static_cast<float>(box.h)};
+    };
+    return intersection_over_union(edges(a), edges(b));
 }
 
 void suppress_overlaps(std::vector<Detection>& detections, float max_iou) {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/tracker/overlap.h"
+#include "host/inference/overlap.h"
 
 namespace host {
 

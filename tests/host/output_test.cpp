@@ -89,11 +89,12 @@ TEST_F(Output, RefusesWhatIsInTheWayOfAResult) {
 
 TEST_F(Output, TheWriteTestTouchesNoFileOfTheUser) {
     fs::create_directories(base_);
-    for (const char* name : {"write-test.part", ".write-test-XXXXXX"})
+    const std::string pattern = ".write-test-" + std::string(6, 'X');
+    for (const std::string& name : {std::string("write-test.part"), pattern})
         write((base_ / name).string());
     { host::OutputFolder folder(base_.string(), {"x.json"}); }
     EXPECT_EQ(fs::file_size(base_ / "write-test.part"), 4u);
-    EXPECT_EQ(fs::file_size(base_ / ".write-test-XXXXXX"), 4u);
+    EXPECT_EQ(fs::file_size(base_ / pattern), 4u);
     EXPECT_EQ(std::distance(fs::directory_iterator(base_), {}), 2);
 }
 
