@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "vca/config.h"
+#include "vca/heat_map.h"
 #include "vca/messages.h"
 
 namespace host {
@@ -25,7 +26,10 @@ std::optional<std::size_t> size_to_library(int id) {
         case VCA_MSG_CONFIG:
             return sizeof(VCA_ALGO_CFG_S);
         case VCA_MSG_INSTALL_HEIGHT:
+        case VCA_MSG_HEAT_RESET:
             return 0;
+        case VCA_MSG_HEAT_MAP:
+            return VCA_HEAT_REQUEST_BYTES;
         case VCA_MSG_SHOW_DETECTION:
             return sizeof(std::int32_t);
         default:

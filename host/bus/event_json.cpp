@@ -1,5 +1,7 @@
 // One JSON object per event: the common fields first, then those of the message.
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <numeric>
 
 #include "host/bus/events.h"
 
@@ -23,6 +25,35 @@ Json boxes_json(const std::vector<DET_OBJ_S>& boxes) {
     for (const DET_OBJ_S& box : boxes)
         list.push_back(box_json(box));
     return list;
+}
+
+Json shown_json(const SHOW_OBJ_S& t) {
+    Json trail = Json::array();
+    for (int i = 0; i < std::min<int>(t.trailNum, VCA_SHOW_TRAIL_MAX); ++i)
+        trail.push_back({t.trail[i].x, t.trail[i].y});
+    return {{"track", t.trackId},
+            {"x", t.x},
+            {"y", t.y},
+            {"w", t.w},
+            {"h", t.h},
+            {"class", t.class_id},
+            {"height_mm", t.height},
+            {"gender", t.gender},
+            {"staff", t.staff},
+            {"trail", std::move(trail)}};
+}
+
+Json person_json(const RGN_PERSON_S& p) {
+    Json inside = Json::array();
+    Json stay_ms = Json::array();
+    for (const RGN_STAY_S& stay : p.rgn) {
+        inside.push_back(stay.inRgn);
+        stay_ms.push_back(stay.stayTime);
+    }
+    return {{"track", static_cast<std::int32_t>(p.obj.reserved0)},
+            {"box", box_json(p.obj)},
+            {"inside", std::move(inside)},
+            {"stay_ms", std::move(stay_ms)}};
 }
 
 struct Fields {
@@ -49,6 +80,24 @@ struct Fields {
     }
     void operator()(const TrackAppeared& e) const { place(e.track_id, e); }
     void operator()(const TrackRemoved& e) const { place(e.track_id, e); }
+    void operator()(const TracksShown& e) const {
+        Json list = Json::array();
+        for (const SHOW_OBJ_S& t : e.tracks)
+            list.push_back(shown_json(t));
+        out["tracks"] = std::move(list);
+    }
+    void operator()(const RegionsReported& e) const {
+        out["inside"] = e.inside;
+        Json list = Json::array();
+        for (const RGN_PERSON_S& p : e.people)
+            list.push_back(person_json(p));
+        out["people"] = std::move(list);
+    }
+    // The grids are written as pictures; here are their sums.
+    void operator()(const HeatMapReported& e) const {
+        out["dwell_ms"] = std::accumulate(e.dwell_ms.begin(), e.dwell_ms.end(), std::int64_t{0});
+        out["motion"] = std::accumulate(e.motion.begin(), e.motion.end(), std::int64_t{0});
+    }
     void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
 
     template <typename Notice>
@@ -67,6 +116,11 @@ struct Name {
     const char* operator()(const DetectionsShown&) const { return "detections"; }
     const char* operator()(const TrackAppeared&) const { return "track_appeared"; }
     const char* operator()(const TrackRemoved&) const { return "track_removed"; }
+    const char* operator()(const TracksShown& e) const {
+        return e.detected ? "detected_tracks" : "tracks";
+    }
+    const char* operator()(const RegionsReported&) const { return "regions"; }
+    const char* operator()(const HeatMapReported&) const { return "heat_map"; }
     const char* operator()(const UnknownMessage&) const { return "unknown"; }
 };
 

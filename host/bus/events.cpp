@@ -8,6 +8,7 @@
 
 #include "vca/config.h"
 #include "vca/event.h"
+#include "vca/heat_map.h"
 #include "vca/messages.h"
 #include "vca/track.h"
 
@@ -17,8 +18,8 @@ namespace {
 template <typename Record>
 std::optional<Record> read_record(std::span<const std::uint8_t> bytes) {
     if (bytes.size() != sizeof(Record)) return std::nullopt;
-    Record record;
-    std::memcpy(&record, bytes.data(), sizeof record);
+    std::optional<Record> record(std::in_place);
+    std::memcpy(&*record, bytes.data(), sizeof(Record));
     return record;
 }
 
@@ -42,6 +43,28 @@ Payload to_payload(const DET_SHOW_MSG_S& m) {
     return DetectionsShown{stamp_of(m.frame_flag), boxes_of(m.real_objs, m.real_num),
                            boxes_of(m.depth_objs, m.depth_num),
                            boxes_of(m.merge_objs, m.merge_num)};
+}
+
+Payload shown_tracks(const SHOW_MSG_S& m, bool detected) {
+    return TracksShown{
+        stamp_of(m.frame_flag), detected, {m.objs, m.objs + std::clamp(m.num, 0, VCA_SHOW_MAX)}};
+}
+
+Payload to_payload(const RGN_MSG_S& m) {
+    RegionsReported report{
+        stamp_of(m.frame_flag),
+        {m.persons, m.persons + std::min<std::uint32_t>(m.num, VCA_RGN_PERSON_MAX)},
+        {}};
+    std::copy(std::begin(m.peopleCnt), std::end(m.peopleCnt), report.inside.begin());
+    return report;
+}
+
+Payload to_payload(const HEAT_MAP_MSG_S& m) {
+    HeatMapReported report;
+    std::copy(std::begin(m.request), std::end(m.request), report.request.begin());
+    report.motion.assign(&m.motion[0][0], &m.motion[0][0] + VCA_HEAT_ROWS * VCA_HEAT_COLS);
+    report.dwell_ms.assign(&m.dwell[0][0], &m.dwell[0][0] + VCA_HEAT_ROWS * VCA_HEAT_COLS);
+    return report;
 }
 
 template <typename Record>
@@ -68,6 +91,16 @@ Payload decode_message(int id, std::span<const std::uint8_t> bytes) {
             return decode_as<GROUP_COUNT_MSG_S>(bytes);
         case VCA_MSG_DETECTIONS:
             return decode_as<DET_SHOW_MSG_S>(bytes);
+        case VCA_MSG_REGIONS:
+            return decode_as<RGN_MSG_S>(bytes);
+        case VCA_MSG_HEAT_MAP:
+            return decode_as<HEAT_MAP_MSG_S>(bytes);
+        case VCA_MSG_TRACKS:
+        case VCA_MSG_DETECTED_TRACKS:
+            if (const auto m = read_record<SHOW_MSG_S>(bytes)) {
+                return shown_tracks(*m, id == VCA_MSG_DETECTED_TRACKS);
+            }
+            break;
         case VCA_MSG_TRACK_BORN:
             return decode_notice<TrackAppeared>(bytes);
         case VCA_MSG_TRACK_REMOVED:

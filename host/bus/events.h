@@ -1,6 +1,7 @@
 // Messages of the library to the host, decoded from their wire layout into typed events.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -9,6 +10,8 @@
 #include <vector>
 
 #include "vca/detect.h"
+#include "vca/display.h"
+#include "vca/region.h"
 
 namespace host {
 
@@ -61,13 +64,36 @@ struct TrackRemoved {
     int foot_y = 0;
 };
 
+// The tracks of one frame, to be drawn over the picture: message 6069, or 6090 with the trails of
+// the detected boxes.
+struct TracksShown {
+    std::uint64_t frame_stamp = 0;
+    bool detected = false;  // message 6090
+    std::vector<SHOW_OBJ_S> tracks;
+};
+
+// The people of one frame with their stay in every region, and the number of people in each.
+struct RegionsReported {
+    std::uint64_t frame_stamp = 0;
+    std::vector<RGN_PERSON_S> people;  // obj.reserved0 is the track id
+    std::array<int, VCA_RGN_NUM> inside{};
+};
+
+// The heat maps since the last request, row by row, 240 columns x 135 rows.
+struct HeatMapReported {
+    std::array<std::uint8_t, 24> request{};
+    std::vector<std::int32_t> motion;  // passages
+    std::vector<std::int32_t> dwell_ms;
+};
+
 // A message whose number is not known or whose length is not that of its number.
 struct UnknownMessage {
     std::size_t length = 0;
 };
 
 using Payload = std::variant<PersonCounted, GroupCounted, InstallHeight, ConfigRequest,
-                             DetectionsShown, TrackAppeared, TrackRemoved, UnknownMessage>;
+                             DetectionsShown, TrackAppeared, TrackRemoved, TracksShown,
+                             RegionsReported, HeatMapReported, UnknownMessage>;
 
 struct Event {
     int id = 0;                      // message number

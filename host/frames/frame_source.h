@@ -49,12 +49,21 @@ struct CountingLine {
     bool flip = false;                     // swaps directions 1 and 2
 };
 
+// A counting region in picture coordinates.
+struct CountingRegion {
+    std::string name;
+    std::vector<PicturePoint> points;  // polygon of at least 3 points
+};
+
 // A person who is really there.
 struct TruePerson {
     int id = 0;
     PixelBox box;  // head and shoulders
     double height_mm = 0.0;
-    bool clear = false;  // well inside the picture and mostly unhidden: has to be found
+    bool clear = false;    // well inside the picture and mostly unhidden: has to be found
+    PicturePoint place;    // floor point, or head top when positions are at head height
+    bool in_view = false;  // the head top is inside the picture
+    bool staff = false;    // wears the staff vest
 };
 
 // A crossing that really happened.
@@ -80,7 +89,8 @@ struct SourceInfo {
     double frames_per_second = 15.0;
     double duration_s = 0.0;  // 0 when not known
     CameraModel camera;
-    std::vector<CountingLine> lines;  // the source's own, in picture coordinates
+    std::vector<CountingLine> lines;      // the source's own, in picture coordinates
+    std::vector<CountingRegion> regions;  // likewise
     bool group_counting = false;
     bool crowded = false;  // too dense to be counted without errors
     bool has_truth = false;

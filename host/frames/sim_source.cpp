@@ -192,8 +192,15 @@ class SimSource final : public FrameSource {
                                 box.x + box.w <= sim::kColourWidth - kBorder_px &&
                                 box.y + box.h <= sim::kColourHeight - kBorder_px;
             if (box.w <= 0 || box.h <= 0) continue;
-            frame.people.push_back({person.id, box, person.height_mm,
-                                    person.in_view && inside && person.visible >= kMostlySeen});
+            const sim::Pixel place =
+                simulator_.info().camera.project(person.x_m, person.y_m, plane_m_);
+            frame.people.push_back({person.id,
+                                    box,
+                                    person.height_mm,
+                                    person.in_view && inside && person.visible >= kMostlySeen,
+                                    {place.u, place.v},
+                                    person.in_view,
+                                    false});
         }
         frame.crossings.clear();
         for (std::size_t i = 0; i < counted_.size(); ++i) {

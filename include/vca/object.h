@@ -1,5 +1,5 @@
-/* The update of one track by its detection: height, head and foot boxes, static false detections.
- * C++ only. */
+/* The update of one track by its detection: height, attributes, head and foot boxes, static false
+ * detections. C++ only. */
 #ifndef VCA_OBJECT_H
 #define VCA_OBJECT_H
 
@@ -37,6 +37,18 @@ VCA_API void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample, int32_t 
 
 /* Keeps the flag that marks heights outside the configured target range. */
 VCA_API void dev_obj_height_chk_exceed(TRACKER_RSLT_S* trk);
+
+/* Samples and decides a track's gender and staff flag on the crop that the host's models judge.
+ * `realImage` is the frame's colour image, whose size bounds the crop; `objectCount` is the number
+ * of detections of the frame, which slows the sampling of a busy scene. */
+VCA_API void vca_obj_deal_human_attr(TRACKER_RSLT_S* trk, const VCA_IMAGE_S* realImage,
+                                     int32_t objectCount);
+
+/* Votes over the samples of a track; does nothing without any. */
+VCA_API void vca_obj_update_human_attr(TRACKER_RSLT_S* trk);
+
+/* Prints the newest sample of a track and what was decided, while the attribute switch is on. */
+VCA_API void vca_obj_print_attr_info(const TRACKER_RSLT_S* trk, const HUMAN_ATTR_S* sample);
 
 VCA_EXTERN_C_END
 

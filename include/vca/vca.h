@@ -1,5 +1,5 @@
 /* The whole public interface of libvca. Needs C++20; C callers include the headers they need, all
- * but track.h, object.h and event.h, which hold std::vector. */
+ * but track.h, object.h, event.h, region.h, heat_map.h and display.h, which hold std::vector. */
 #ifndef VCA_VCA_H
 #define VCA_VCA_H
 
@@ -7,12 +7,15 @@
 #include "vca/debug.h"
 #include "vca/depth.h"
 #include "vca/detect.h"
+#include "vca/display.h"
 #include "vca/event.h"
 #include "vca/frame.h"
+#include "vca/heat_map.h"
 #include "vca/image.h"
 #include "vca/messages.h"
 #include "vca/object.h"
 #include "vca/platform.h"
+#include "vca/region.h"
 #include "vca/track.h"
 
 #endif
