@@ -7,6 +7,7 @@
 
 #include "host/app/recorder.h"
 #include "host/app/run_result.h"
+#include "host/inference/attribute_model.h"
 
 namespace host {
 
@@ -16,6 +17,7 @@ struct RunPlan {
     std::unique_ptr<FrameSource> source;
     std::vector<CountingLine> lines;  // in picture coordinates
     std::string output;               // folder of the results
+    AttributeModels attributes{};
 };
 
 // Opens the source and settles lines and height. Throws InputError.

@@ -27,7 +27,9 @@ struct RunOptions {
     std::string height_place = "--height";  // where the height was given
     std::string detect_place = "--detect";
     DetectMode detect = DetectMode::kDepth;
-    int target_min_mm = 800;  // people outside this range of heights are not counted
+    std::string gender = "none";  // none, or an ONNX file
+    std::string staff = "none";   // none, vest, or an ONNX file
+    int target_min_mm = 800;      // people outside this range of heights are not counted
     int target_max_mm = 2200;
     std::optional<bool> group_counting;  // not set: as the source suggests
     int group_min = 2;                   // members of a group that is reported
