@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/app/command_line.h"
+#include "host/app/event_file.h"
 #include "host/app/output_folder.h"
 #include "host/app/picture.h"
 #include "host/app/progress.h"
@@ -20,6 +21,8 @@ constexpr int kExitWrongInput = 2;
 
 constexpr const char* kLog = "library.log";
 constexpr const char* kEvents = "events.jsonl";
+constexpr const char* kRegions = "regions.csv";
+constexpr const char* kStays = "stays.csv";
 constexpr const char* kSummary = "summary.json";
 constexpr const char* kPicture = "picture.png";
 
@@ -58,10 +61,12 @@ double expected_frames(const host::RunPlan& plan) {
     return frames;
 }
 
-host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out) {
+// Without room for the events there will be no results, so a failed write ends the run.
+host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out, host::EventFile& events) {
     host::ProgressLine line(out, expected_frames(plan), plan.source->info().frames_per_second);
     host::RunHooks hooks;
-    hooks.stop = [] { return stop_requested != 0; };
+    hooks.stop = [&events] { return stop_requested != 0 || events.failed(); };
+    hooks.listeners.on_event = [&events](const host::Event& event) { events.write(event); };
     if (!plan.options.quiet) {
         hooks.on_progress = [&line](const host::Progress& progress) { line.show(progress); };
     }
@@ -73,12 +78,15 @@ host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out) {
 int run_command(const host::RunOptions& options) {
     host::RunPlan plan = host::prepare_run(options);
     catch_interrupts();
-    host::OutputFolder folder(plan.output, {kLog, kEvents, kSummary, kPicture});
+    host::OutputFolder folder(plan.output, {kLog, kEvents, kSummary, kRegions, kStays, kPicture});
     host::StandardOutput output(folder.temporary(kLog));
-    const host::RunResult result = run_with_progress(plan, output.host());
+    host::EventFile events(folder.temporary(kEvents));
+    const host::RunResult result = run_with_progress(plan, output.host(), events);
     output.restore();
-    host::write_events(result, folder.temporary(kEvents));
+    events.finish();
     host::write_summary(result, folder.temporary(kSummary));
+    host::write_regions_csv(result, folder.temporary(kRegions));
+    host::write_stays_csv(result, folder.temporary(kStays));
     host::write_picture(result, folder.temporary(kPicture));
     folder.commit();
     host::write_text(output.host(),

@@ -14,16 +14,19 @@ namespace host {
 struct RunPlan {
     RunOptions options;
     std::unique_ptr<FrameSource> source;
-    std::vector<CountingLine> lines;  // in picture coordinates
-    std::string output;               // folder of the results
+    std::vector<CountingLine> lines;      // in picture coordinates
+    std::vector<CountingRegion> regions;  // likewise
+    std::vector<std::vector<PicturePoint>> exclusions;
+    std::string output;  // folder of the results
 };
 
-// Opens the source and settles lines and height. Throws InputError.
+// Opens the source and settles lines, regions and height. Throws InputError.
 RunPlan prepare_run(const RunOptions& options);
 
 struct RunHooks {
     std::function<bool()> stop;                        // asked before every frame
     std::function<void(const Progress&)> on_progress;  // after every frame made
+    Listeners listeners;                               // not told of a trial to measure the height
 };
 
 // Runs the library over the source. It prints to standard output meanwhile. Throws InputError when

@@ -90,7 +90,16 @@ void check_options(const RunOptions& options) {
         throw InputError("there are " + std::to_string(options.lines.size()) +
                          " counting lines; at most 4 can be counted");
     }
+    if (options.regions.size() > kMaxRegions) {
+        throw InputError("there are " + std::to_string(options.regions.size()) +
+                         " counting regions; at most 4 can be counted");
+    }
+    if (options.exclusions.size() > kMaxExclusions) {
+        throw InputError("there are " + std::to_string(options.exclusions.size()) +
+                         " exclusion areas; at most 4 are possible");
+    }
     check_names_differ(options.lines);
+    check_names_differ(options.regions);
     check_target_range(options.target_min_mm, options.target_max_mm,
                        "the range of counted heights");
     check_group_range(options.group_min, options.group_max, "the size of groups");
