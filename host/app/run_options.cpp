@@ -85,6 +85,10 @@ const char* detect_mode_name(DetectMode mode) {
     return "depth";
 }
 
+bool uses_staff_model(const RunOptions& options) {
+    return options.staff != "none";
+}
+
 void check_options(const RunOptions& options) {
     if (options.lines.size() > kMaxLines) {
         throw InputError("there are " + std::to_string(options.lines.size()) +
