@@ -41,6 +41,8 @@ region), library.log (what the analysis library prints) and picture.png.
 struct Overrides {
     std::string height;
     std::string detect;
+    std::string gender;
+    std::string staff;
     std::string seed;
     std::string fps;
     std::string seconds;
@@ -238,6 +240,13 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
     run.add_option("--detect", given.detect, "Images that people are looked for in [depth]")
         ->type_name("both|colour|depth")
         ->group("Counting");
+    run.add_option("--gender", given.gender, "Network that tells men from women [none]")
+        ->type_name("none|FILE.onnx")
+        ->group("Counting");
+    run.add_option("--staff", given.staff,
+                   "What tells staff from visitors: high-visibility vests or a network [none]")
+        ->type_name("none|vest|FILE.onnx")
+        ->group("Counting");
     run.add_flag("--foot", given.foot, "Count by the point on the floor (default)")
         ->group("Counting");
     run.add_flag("--box", given.box, "Count by the middle of head and shoulders")
@@ -245,7 +254,7 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
     run.add_option("--config", given.config_file,
                    "TOML file with [[line]] tables (name, points, uturn, area, flip), [[region]] "
                    "tables (name, points), [[exclude]] tables (points), height_mm, "
-                   "target_height_mm, [group] (enabled, min, max), detect, position")
+                   "target_height_mm, [group] (enabled, min, max), detect, gender, staff, position")
         ->type_name("FILE")
         ->group("Counting");
     run.add_option("--output", options.output, "Folder for the results [out/<name>]")
@@ -324,6 +333,8 @@ void apply_overrides(const Overrides& given, RunOptions& options) {
         options.detect = parse_detect_mode(given.detect, "--detect");
         options.detect_place = "--detect";
     }
+    if (!given.gender.empty()) options.gender = given.gender;
+    if (!given.staff.empty()) options.staff = given.staff;
     if (given.foot) options.source.foot_point = true;
     if (given.box) options.source.foot_point = false;
     if (!given.lines.empty()) {

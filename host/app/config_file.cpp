@@ -19,7 +19,7 @@ class Reader {
     void read(const toml::table& root) {
         for_each_key(root,
                      {"line", "region", "exclude", "height_mm", "target_height_mm", "group",
-                      "detect", "position"},
+                      "detect", "gender", "staff", "position"},
                      [this](std::string_view key, const toml::node& node) {
                          if (key == "line") {
                              for_each_table(node, "lines are written as [[line]] tables",
@@ -41,6 +41,8 @@ class Reader {
                              options_.detect_place = place(node, key);
                              options_.detect = parse_detect_mode(text(node), options_.detect_place);
                          }
+                         if (key == "gender") options_.gender = model(node, key);
+                         if (key == "staff") options_.staff = model(node, key);
                          if (key == "position") read_position(node);
                      });
     }
@@ -71,6 +73,14 @@ class Reader {
     std::string text(const toml::node& node) const {
         if (!node.is_string()) throw InputError(place(node, "a text in quotes is needed here"));
         return *node.value<std::string>();
+    }
+
+    std::string model(const toml::node& node, std::string_view key) const {
+        std::string name = text(node);
+        if (name.empty()) {
+            throw InputError(place(node, key) + " is empty; write none or the path of a network");
+        }
+        return name;
     }
 
     bool flag(const toml::node& node) const {

@@ -173,6 +173,8 @@ VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
     config.cscdMapSize[3] = kColourHeight;
     config.ShowHistoryBox = 1;
     config.DetectModel = static_cast<std::int32_t>(options.detect);
+    config.GenderRecognize = options.gender == kNoModel ? 0 : 1;
+    config.StaffDetection = options.staff == kNoModel ? 0 : 1;
     for (std::size_t i = 0; i < plan.lines.size(); ++i) {
         config.line[i] = to_config_line(plan.lines[i]);
     }
@@ -190,6 +192,7 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     SessionSetup setup;
     setup.config = to_config(plan, height_mm);
     setup.camera = plan.source->info().camera;
+    setup.attributes = &plan.attributes;
     return setup;
 }
 
@@ -299,6 +302,7 @@ RunPlan prepare_run(const RunOptions& options) {
             "the camera's height is not known; give it with --height MM or have it "
             "measured with --height auto");
     }
+    plan.attributes = open_attribute_models(options.gender, options.staff);
     if (plan.output.empty()) plan.output = "out/" + info.name;
     return plan;
 }

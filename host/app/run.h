@@ -7,6 +7,7 @@
 
 #include "host/app/recorder.h"
 #include "host/app/run_result.h"
+#include "host/inference/attribute_model.h"
 
 namespace host {
 
@@ -18,6 +19,7 @@ struct RunPlan {
     std::vector<CountingRegion> regions;  // likewise
     std::vector<std::vector<PicturePoint>> exclusions;
     std::string output;  // folder of the results
+    AttributeModels attributes{};
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.

@@ -17,6 +17,12 @@ std::string plain(double value) {
     return out.str();
 }
 
+void check_no_model(const std::string& model, const std::string& attribute) {
+    if (model == "none") return;
+    throw InputError("the " + attribute + " model is \"" + model +
+                     "\"; a depth recording has no colour, so it must be none");
+}
+
 }  // namespace
 
 std::optional<double> to_number(const std::string& text) {
@@ -86,7 +92,7 @@ const char* detect_mode_name(DetectMode mode) {
 }
 
 bool uses_staff_model(const RunOptions& options) {
-    return options.staff != "none";
+    return options.staff != kNoModel;
 }
 
 void check_options(const RunOptions& options) {
@@ -110,6 +116,10 @@ void check_options(const RunOptions& options) {
     if (options.source.source == "depth-folder" && options.detect != DetectMode::kDepth) {
         throw InputError(options.detect_place + " is \"" + detect_mode_name(options.detect) +
                          "\"; a depth recording has no colour, so it must be depth");
+    }
+    if (options.source.source == "depth-folder") {
+        check_no_model(options.gender, "gender");
+        check_no_model(options.staff, "staff");
     }
 }
 

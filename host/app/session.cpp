@@ -80,7 +80,8 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
                         &pool_,
                         [this](int, const std::vector<Detection>&, std::int64_t elapsed_ns) {
                             recorder_.add_detection(elapsed_ns);
-                        }});
+                        },
+                        setup_.attributes});
     set_tracker_observer([this](int, const std::vector<IOU_TRK_OBJ_S>& objects,
                                 const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
         recorder_.add_tracking(objects, result, tracker_enlargement(), elapsed);

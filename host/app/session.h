@@ -9,6 +9,7 @@
 #include "host/app/recorder.h"
 #include "host/bus/bus.h"
 #include "host/frames/frame_source.h"
+#include "host/inference/attribute_model.h"
 #include "host/platform/frame_pool.h"
 #include "vca/config.h"
 
@@ -16,7 +17,8 @@ namespace host {
 
 struct SessionSetup {
     VCA_ALGO_CFG_S config{};
-    CameraModel camera;  // its height is that of config
+    CameraModel camera;                           // its height is that of config
+    const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
 };
 
 class Session {
