@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "host/app/command_line.h"
 #include "host/app/event_file.h"
+#include "host/app/heat_picture.h"
 #include "host/app/output_folder.h"
 #include "host/app/picture.h"
 #include "host/app/progress.h"
@@ -25,6 +27,9 @@ constexpr const char* kRegions = "regions.csv";
 constexpr const char* kStays = "stays.csv";
 constexpr const char* kSummary = "summary.json";
 constexpr const char* kPicture = "picture.png";
+constexpr const char* kHeatDwell = "heat_dwell.png";
+constexpr const char* kHeatMotion = "heat_motion.png";
+constexpr const char* kLive = "live.mp4";
 
 volatile std::sig_atomic_t stop_requested = 0;
 
@@ -62,11 +67,13 @@ double expected_frames(const host::RunPlan& plan) {
 }
 
 // Without room for the events there will be no results, so a failed write ends the run.
-host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out, host::EventFile& events) {
+host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out, host::EventFile& events,
+                                  const std::string& live_path) {
     host::ProgressLine line(out, expected_frames(plan), plan.source->info().frames_per_second);
     host::RunHooks hooks;
     hooks.stop = [&events] { return stop_requested != 0 || events.failed(); };
-    hooks.listeners.on_event = [&events](const host::Event& event) { events.write(event); };
+    hooks.on_event = [&events](const host::Event& event) { events.write(event); };
+    hooks.live_path = live_path;
     if (!plan.options.quiet) {
         hooks.on_progress = [&line](const host::Progress& progress) { line.show(progress); };
     }
@@ -75,19 +82,28 @@ host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out, host::Eve
     return result;
 }
 
+std::vector<std::string> names_of_results(const host::RunOptions& options) {
+    std::vector<std::string> names{kLog,   kEvents,  kSummary,   kRegions,
+                                   kStays, kPicture, kHeatDwell, kHeatMotion};
+    if (options.live) names.emplace_back(kLive);
+    return names;
+}
+
 int run_command(const host::RunOptions& options) {
     host::RunPlan plan = host::prepare_run(options);
     catch_interrupts();
-    host::OutputFolder folder(plan.output, {kLog, kEvents, kSummary, kRegions, kStays, kPicture});
+    host::OutputFolder folder(plan.output, names_of_results(options));
     host::StandardOutput output(folder.temporary(kLog));
     host::EventFile events(folder.temporary(kEvents));
-    const host::RunResult result = run_with_progress(plan, output.host(), events);
+    const host::RunResult result =
+        run_with_progress(plan, output.host(), events, options.live ? folder.temporary(kLive) : "");
     output.restore();
     events.finish();
     host::write_summary(result, folder.temporary(kSummary));
     host::write_regions_csv(result, folder.temporary(kRegions));
     host::write_stays_csv(result, folder.temporary(kStays));
     host::write_picture(result, folder.temporary(kPicture));
+    host::write_heat_pictures(result, folder.temporary(kHeatDwell), folder.temporary(kHeatMotion));
     folder.commit();
     host::write_text(output.host(),
                      host::summary_text(result) + "  results in           " + plan.output + "\n");

@@ -27,7 +27,7 @@ struct Progress {
 struct Listeners {
     std::function<void(const Event&)> on_event;  // bus thread
     // Thread of the analysis, after the pass; the planes are valid during the call.
-    std::function<void(std::int64_t number, const FramePlanes& planes)> on_frame;
+    std::function<void(const FrameStamp&, const FramePlanes&)> on_frame;
 };
 
 class Recorder {

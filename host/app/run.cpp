@@ -5,7 +5,11 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <utility>
 
+#include "host/app/live_video.h"
 #include "host/app/session.h"
 #include "host/inference/detector.h"
 
@@ -258,6 +262,59 @@ class Limit {
     std::int64_t made_ = 0;
 };
 
+// Lets the live video wait for the session's messages. The video outlives the session, whose
+// threads feed it, and waits for nothing once the session is going to end.
+class MessageGate {
+  public:
+    void settle() {
+        const std::lock_guard lock(mutex_);
+        if (session_ != nullptr) session_->settle_messages();
+    }
+    void open(Session* session) {
+        const std::lock_guard lock(mutex_);
+        session_ = session;
+    }
+    void close() { open(nullptr); }
+
+  private:
+    std::mutex mutex_;
+    Session* session_ = nullptr;
+};
+
+class OpenGate {
+  public:
+    OpenGate(MessageGate& gate, Session& session) : gate_(gate) { gate_.open(&session); }
+    ~OpenGate() { gate_.close(); }
+    OpenGate(const OpenGate&) = delete;
+    OpenGate& operator=(const OpenGate&) = delete;
+
+  private:
+    MessageGate& gate_;
+};
+
+std::unique_ptr<LiveVideo> start_live_video(const RunPlan& plan, const RunHooks& hooks,
+                                            MessageGate& gate) {
+    if (hooks.live_path.empty()) return nullptr;
+    const SourceInfo& info = plan.source->info();
+    return std::make_unique<LiveVideo>(LiveVideo::Setup{
+        hooks.live_path, info.frames_per_second, {info.name, plan.lines, plan.regions}, [&gate] {
+            gate.settle();
+        }});
+}
+
+Listeners listeners_of(const RunHooks& hooks, LiveVideo* live) {
+    Listeners listeners{hooks.on_event, {}};
+    if (live == nullptr) return listeners;
+    listeners.on_event = [&hooks, live](const Event& event) {
+        if (hooks.on_event) hooks.on_event(event);
+        live->add_event(event);
+    };
+    listeners.on_frame = [live](const FrameStamp& stamp, const FramePlanes& planes) {
+        live->add_picture(stamp.frame_number, stamp.time_s, planes);
+    };
+    return listeners;
+}
+
 // What ended the feeding of frames.
 enum class End { kStopped, kLimit, kSource };
 
@@ -323,15 +380,19 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
         result.install_height_mm =
             plan.options.source.height_mm.value_or(result.source.camera.height_mm.value_or(0.0));
     }
-    Recorder recorder(hooks.listeners);
+    MessageGate gate;
+    const std::unique_ptr<LiveVideo> live = start_live_video(plan, hooks, gate);
+    Recorder recorder(listeners_of(hooks, live.get()));
     recorder.set_snapshot_from(default_snapshot_s(result.source));
     Session session(to_setup(plan, result.install_height_mm), recorder);
+    const OpenGate open_gate(gate, session);
     if (plan.options.show_detected) session.show_detected(true);
     Limit limit(plan.options);
     double time_s = 0.0;
     End end = End::kStopped;
     const std::int64_t last = session.feed(
         [&](SourceFrame& frame) {
+            if (live) live->wait_for_room();
             if (!plan.source->next(frame)) {
                 end = End::kSource;
                 return false;
@@ -352,6 +413,7 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
         feed_closing_frames(session, last, time_s, result.source.frames_per_second);
     }
     result.heat = session.request_heat_map();
+    if (live) live->close();
     session.close(result);
     recorder.move_into(result);
     if (end == End::kSource) {

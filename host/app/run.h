@@ -28,7 +28,8 @@ RunPlan prepare_run(const RunOptions& options);
 struct RunHooks {
     std::function<bool()> stop;                        // asked before every frame
     std::function<void(const Progress&)> on_progress;  // after every frame made
-    Listeners listeners;                               // not told of a trial to measure the height
+    std::function<void(const Event&)> on_event;        // on the bus thread
+    std::string live_path;                             // where the live video goes; empty: none
 };
 
 // Runs the library over the source. It prints to standard output meanwhile. Throws InputError when

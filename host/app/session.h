@@ -36,6 +36,9 @@ class Session {
     std::int64_t feed(const std::function<bool(SourceFrame&)>& next,
                       const std::function<bool()>& stop);
 
+    // Waits until every message sent so far has been delivered; not on the bus thread.
+    void settle_messages() { bus_->wait_idle(); }
+
     // Asks for the distance to the floor; the answer comes with the next frame.
     void request_install_height();
     // The last answer in mm; 0 before the first.
