@@ -5,6 +5,8 @@
 #include <cmath>
 #include <sstream>
 
+#include "host/inference/attribute_model.h"
+
 namespace host {
 namespace {
 
