@@ -44,6 +44,11 @@ struct CountingLine {
     std::vector<Point> uturn_area;  // polygon around the line; empty when there is none
 };
 
+struct CountingRegion {
+    std::string name;
+    std::vector<Point> points;  // polygon on the floor, at least three points
+};
+
 struct SceneInfo {
     std::string name;
     std::string description;  // one line
@@ -51,8 +56,9 @@ struct SceneInfo {
     double fps = 15.0;
     double duration_s = 60.0;
     std::vector<CountingLine> lines;
-    double line_height_m = 1.6;   // project the lines to pixels at this height, about head height
-    bool crowded = false;         // too dense for counting without errors
+    std::vector<CountingRegion> regions;
+    double line_height_m = 1.6;  // project lines and regions to pixels at this height, about heads'
+    bool crowded = false;        // too dense for counting without errors
     bool group_counting = false;  // a host should count groups in this scene
 };
 
