@@ -12,8 +12,8 @@ namespace {
 constexpr int kSide = kCropSide_px / 2;
 constexpr int kNeutral = 128;  // chroma of grey; also the luma of the bars
 
-// Both must be reached. On simulated crops from 3 to 6 m 97 % of those with a vest have 0.004 of
-// stripes, and of 680 of people in plain yellow or orange none has more than 0.003.
+// Both must be reached. Of 1479 simulated crops with a vest, under cameras from 3 to 6 m, 97.6 %
+// do; of 681 crops of people in plain yellow or orange none does.
 constexpr float kLeastFluorescent = 0.06f;
 constexpr float kLeastStripes = 0.004f;
 
@@ -24,7 +24,8 @@ constexpr int kWidestEdge = 6;
 constexpr int kBrighterThanFloor = 6;  // grey levels
 
 // Outside are the bars and what lies beyond the crop.
-enum class Kind : std::uint8_t { kOutside, kOther, kFluorescent, kLight, kFloor };
+// Light may be a stripe; wide is what is light too but wider than one.
+enum class Kind : std::uint8_t { kOutside, kOther, kFluorescent, kLight, kWide };
 
 struct Cell {
     int y = 0;
@@ -69,7 +70,7 @@ class Grid {
                 ++picture_;
             }
         }
-        find_floor();
+        forget_wide_areas();
         forget_gaps();
     }
 
@@ -86,32 +87,54 @@ class Grid {
         return static_cast<std::size_t>(row * kSide + column);
     }
 
-    // Light cells with nothing but light around them, farther than a stripe is wide, are floor.
-    void find_floor() {
-        std::vector<std::size_t> floor;
+    // Light cells with nothing but light around them, farther than a stripe is wide, are floor or
+    // grey hair, and so is the light rim around them.
+    void forget_wide_areas() {
+        constexpr int kRim = 10;
+        std::vector<std::size_t> reached;
         for (int row = 0; row < kSide; ++row) {
             for (int column = 0; column < kSide; ++column) {
-                if (is_wide(column, row)) floor.push_back(index(column, row));
+                if (is_wide(column, row)) reached.push_back(index(column, row));
             }
         }
-        for (const std::size_t i : floor)
-            kinds_[i] = Kind::kFloor;
+        for (const std::size_t i : reached)
+            kinds_[i] = Kind::kWide;
+        for (int step = 0; step < kRim; ++step)
+            reached = spread(reached);
+    }
+
+    // Light cells beside the given ones, which join the wide area.
+    std::vector<std::size_t> spread(const std::vector<std::size_t>& from) {
+        std::vector<std::size_t> reached;
+        for (const std::size_t i : from) {
+            const int column = static_cast<int>(i) % kSide;
+            const int row = static_cast<int>(i) / kSide;
+            for (int beside = 0; beside < 9; ++beside) {
+                const int x = column + beside % 3 - 1;
+                const int y = row + beside / 3 - 1;
+                if (at(x, y) != Kind::kLight) continue;
+                reached.push_back(index(x, y));
+                kinds_[reached.back()] = Kind::kWide;
+            }
+        }
+        return reached;
     }
 
     // A floor that shows between arm and trunk has cloth on both sides like a stripe. The stripes
-    // reflect more light than any floor but a white one, and the floor in a gap is rather shaded.
+    // reflect more light than any floor but a white one, and a gap lies rather in the shade, so
+    // light cells that are no brighter than the wide areas are none.
     void forget_gaps() {
         std::int64_t sum = 0;
         std::int64_t count = 0;
         for (std::size_t i = 0; i < kinds_.size(); ++i) {
-            if (kinds_[i] != Kind::kFloor) continue;
+            if (kinds_[i] != Kind::kWide) continue;
             sum += luma_[i];
             ++count;
         }
         if (count == 0) return;
         const auto least = static_cast<int>(sum / count) + kBrighterThanFloor;
         for (std::size_t i = 0; i < kinds_.size(); ++i) {
-            if (kinds_[i] == Kind::kLight && luma_[i] < least) kinds_[i] = Kind::kFloor;
+            if (kinds_[i] == Kind::kLight && luma_[i] < least) kinds_[i] = Kind::kWide;
         }
     }
 
@@ -140,7 +163,7 @@ int cells_to_cloth(const Grid& grid, int column, int row, int step_x, int step_y
     for (int distance = 1; distance <= kWidestStripe; ++distance) {
         const Kind kind = grid.at(column + distance * step_x, row + distance * step_y);
         if (kind == Kind::kFluorescent) return distance;
-        if (kind == Kind::kOutside || kind == Kind::kFloor) break;
+        if (kind == Kind::kOutside || kind == Kind::kWide) break;
         if (kind == Kind::kOther && ++edge > kWidestEdge) break;
     }
     return kWidestStripe + 1;
