@@ -43,6 +43,11 @@ class Painter {
         cv::rectangle(picture_, {110, 120}, {135, 176}, colour, cv::FILLED);
         return *this;
     }
+    // Floor in the crook of an arm, with no way to the floor around.
+    Painter& gap(const cv::Scalar& floor) {
+        cv::ellipse(picture_, {60, 132}, {26, 9}, 0, 0, 360, floor, cv::FILLED);
+        return *this;
+    }
     Painter& bag(const cv::Scalar& colour) {
         cv::rectangle(picture_, {150, 130}, {210, 190}, colour, cv::FILLED);
         return *this;
@@ -111,6 +116,13 @@ TEST(VestDetector, FloorBetweenArmAndTrunkIsNoStripe) {
         expect_visitor(Painter(kGreyFloor).trunk(shirt).arm(shirt).head(kDark).answer());
         expect_visitor(
             Painter(kGreyFloor).trunk(shirt).arm(shirt).head(kDark).letterboxed().answer());
+    }
+}
+
+TEST(VestDetector, FloorInTheCrookOfAnArmIsNoStripe) {
+    for (const int grey : {116, 122, 126, 130, 140, 160, 178}) {
+        const cv::Scalar floor = test::rgb(grey, grey, grey);
+        expect_visitor(Painter(floor).trunk(kShirtYellow).gap(floor).head(kDark).answer());
     }
 }
 
