@@ -115,6 +115,9 @@ int tq_task_join(TQ_TASK_S*) {
 int tq_task_set_name(const char*) {
     return 0;
 }
+int tq_system(const char*) {
+    return 0;
+}
 int sock_request_register(const SOCK_REQUEST_S*, int) {
     return 0;
 }
@@ -147,6 +150,15 @@ const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E) {
 }
 int vca_nn_detection(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
     return -1;
+}
+int vca_nn_classification(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
+    return -1;
+}
+int vca_image_crop_letter(const VCA_IMAGE_S*, const VCA_RGN_S*, VCA_IMAGE_S*) {
+    return 0;
+}
+int vca_save_yuv_image(const VCA_IMAGE_S*, const char*) {
+    return 0;
 }
 int vca_create_image(VCA_IMAGE_S*, int, int, int) {
     return -1;
