@@ -132,7 +132,7 @@ TEST_F(RegionScenario, WalkingOutFreezesOnTheEdgeAndThenClears) {
         const auto sent = report(k);
         ASSERT_EQ(sent->num, 1u) << k;
         const RGN_STAY_S& stay = sent->persons[0].rgn[0];
-        EXPECT_EQ(std::pair<int, int>(stay.inRgn, stay.stayTime), stays[k]) << k;
+        EXPECT_EQ(std::pair(int{stay.inRgn}, stay.stayTime), stays[k]) << k;
         EXPECT_EQ(sent->peopleCnt[0], stays[k].first) << k;
     }
 }
