@@ -91,7 +91,9 @@ std::unique_ptr<RGN_MSG_S> one_person(int frame, Point at, int32_t stay_ms) {
     msg->num = 1;
     msg->persons[0].obj = test::track_box(at);
     msg->persons[0].obj.reserved0 = 1;  // the id
-    msg->persons[0].rgn[0] = {1, stay_ms};
+    // Field by field: the padding between them stays zero.
+    msg->persons[0].rgn[0].inRgn = 1;
+    msg->persons[0].rgn[0].stayTime = stay_ms;
     msg->peopleCnt[0] = 1;
     return msg;
 }
