@@ -436,7 +436,8 @@ TEST_F(MainTaskMessages, CallsOfAPassInOrder) {
     test::apply_config(cfg_);
     int32_t on = 1;
     vca_set_draw_exclusion_alive(0, &on);
-    person_.on_read = [] { host().deliver_locked(VCA_MSG_INSTALL_HEIGHT, nullptr); };
+    // Called directly: the first pass may come before the handlers are registered.
+    person_.on_read = [] { vca_install_height_request(0, nullptr); };
     host().push({person_, person_});
     test::start_library();
     ASSERT_TRUE(host().run({}));
