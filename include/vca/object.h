@@ -13,8 +13,8 @@ VCA_EXTERN_C_BEGIN
 VCA_API void vca_set_track_obj_info(TRACKER_RSLT_S* trk, const IOU_TRK_OBJ_S* rec,
                                     const DET_OBJECTS_S* dets, bool cascadePass);
 
-/* Measures height and derives head box, foot point and foot box of a track's current box;
- * `objectCount` is the number of detections of the frame. */
+/* Measures height and attributes of a track's current box and derives head box, foot point and foot
+ * box; `objectCount` is the number of detections of the frame. */
 VCA_API void vca_check_person_info_local(TRACKER_RSLT_S* trk, int32_t objectCount);
 
 /* Static false detection and motion; `prevPos` is the position box before this update. */

@@ -57,10 +57,26 @@ struct HEAT_GRID_S {
     }
     HEAT_GRID_S& operator=(const HEAT_GRID_S& other) noexcept {
         if (this == &other) return *this;
-        for (int32_t y = y0; y < y1; ++y)
-            std::fill(cell[y] + x0, cell[y] + x1, 0);
+        clear();
         copy_cells(other);
         return *this;
+    }
+
+    /* Sets every cell to zero. */
+    void clear() noexcept {
+        for (int32_t y = y0; y < y1; ++y)
+            std::fill(cell[y] + x0, cell[y] + x1, 0);
+        x0 = y0 = x1 = y1 = 0;
+    }
+
+    /* Widens the rectangle to hold [left, right) x [top, bottom), which lies inside the grid and is
+     * not empty. */
+    void cover(int32_t left, int32_t top, int32_t right, int32_t bottom) noexcept {
+        const bool empty = x1 <= x0 || y1 <= y0;
+        x0 = empty ? left : std::min(x0, left);
+        y0 = empty ? top : std::min(y0, top);
+        x1 = empty ? right : std::max(x1, right);
+        y1 = empty ? bottom : std::max(y1, bottom);
     }
 
   private:

@@ -6,8 +6,11 @@
 #include "frame/numeric.h"
 #include "vca/config.h"
 #include "vca/depth.h"
+#include "vca/display.h"
 #include "vca/event.h"
+#include "vca/heat_map.h"
 #include "vca/messages.h"
+#include "vca/region.h"
 #include "vca/track.h"
 
 using vca::debug_on;
@@ -70,15 +73,24 @@ void track(TaskState& task, const PassClock& tm) {
     if (tm.log)
         VCA_LOG_AS(kLogName, "Tm: vca obj-%d tracking(%ld)=%ld", task.merged_rslt.objects.num,
                    static_cast<long>(task.local_tracks.size()), elapsed_ms(tm.start_ms));
+    if (flag_get(vca::frame_state().show_detection) != 0)
+        vca_local_dev_sync_detect_obj_show(task.local_tracks);
 }
 
 // Counting happens on stand-alone devices and masters; a slave leaves it to its master.
 void count(TaskState& task, const PassClock& tm) {
     constexpr int32_t kSlave = 2;
     if (vca_dev_get_work_mode() == kSlave) return;
-    vca_event_counting_line_uturn_proc(task.local_tracks);
+    std::vector<TRACKER_RSLT_S>& tracks = task.local_tracks;
+    vca_local_dev_sync_tracking_info_show(tracks);
+    if (tm.log) VCA_LOG_AS(kLogName, "Tm: sync_tracking_info=%ld", elapsed_ms(tm.start_ms));
+    vca_event_counting_line_uturn_proc(tracks);
+    vca_event_counting_region_stay_proc(tracks);
+    vca_event_heat_map_dwell_and_motion(tracks);
     if (tm.log) VCA_LOG_AS(kLogName, "Tm: procese event=%ld", elapsed_ms(tm.start_ms));
     vca_event_counting_refresh_line_result();
+    vca_event_counting_refresh_rgn_result(tracks);
+    vca_event_heat_map_refresh_total_result(tracks);
     if (tm.log) VCA_LOG_AS(kLogName, "Tm: procese message=%ld", elapsed_ms(tm.start_ms));
 }
 

@@ -4,12 +4,15 @@
 #include "frame/frame_state.h"
 #include "frame/log.h"
 #include "vca/config.h"
+#include "vca/heat_map.h"
 #include "vca/messages.h"
 
 namespace {
 
 const SOCK_REQUEST_S kHandlers[] = {
     {VCA_MSG_CONFIG, 0, vca_algo_set_cfg_params, 0},
+    {VCA_MSG_HEAT_RESET, 0, vca_heat_map_reset_rslt, 0},
+    {VCA_MSG_HEAT_MAP, 0, vca_heat_map_update_rslt, 0},
     {VCA_MSG_SHOW_DETECTION, 0, vca_set_draw_exclusion_alive, 0},
     {VCA_MSG_INSTALL_HEIGHT, 0, vca_install_height_request, 0},
 };

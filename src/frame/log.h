@@ -15,9 +15,15 @@ enum DebugSwitch {
     kDbgDetection = 8,
     kDbgTracking = 9,
     kDbgObjectInfo = 10,
+    kDbgAttr = 11,
+    kDbgAttrTest = 12,
     kDbgHeight = 14,
     kDbgLineGroup = 17,
-    kDbgDepthMap = 21
+    kDbgRegion = 18,
+    kDbgHeatMap = 19,
+    kDbgDepthMap = 21,
+    kDbgSaveHead = 22,
+    kDbgSaveOne = 24
 };
 
 inline bool debug_on(DebugSwitch s) {

@@ -17,6 +17,14 @@ constexpr int32_t to_i32(Float v) {
     return static_cast<int32_t>(v);
 }
 
+// The same for u32: what is below 0 becomes 0.
+constexpr uint32_t to_u32(float v) {
+    constexpr float kEnd = 4294967296.0f;
+    if (!(v > 0.0f)) return 0;
+    if (v >= kEnd) return std::numeric_limits<uint32_t>::max();
+    return static_cast<uint32_t>(v);
+}
+
 constexpr int32_t wrap_add(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }

@@ -152,6 +152,7 @@ void vca_check_person_info_local(TRACKER_RSLT_S* trk, int32_t objectCount) {
     dev_obj_height_chk_exceed(trk);
     trk->curObj.height = trk->height;
     if (log) VCA_LOG("attribution_local 111=%ld", elapsed_ms(start_ms));
+    vca_obj_deal_human_attr(trk, &vca::frame_state().ctrl.real_img, objectCount);
     if (log) VCA_LOG("attribution_local 222=%ld", elapsed_ms(start_ms));
     set_head_box(*trk);
     set_foot_box(*trk);

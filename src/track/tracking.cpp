@@ -7,6 +7,7 @@
 #include "frame/numeric.h"
 #include "track/motion.h"
 #include "vca/event.h"
+#include "vca/heat_map.h"
 #include "vca/object.h"
 
 namespace {
@@ -108,6 +109,7 @@ void settle_events(TRACKER_RSLT_S& trk) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     for (int line = 0; line < VCA_LINE_NUM; ++line)
         if (cfg.LineEn[line] != 0) settle_line(trk, line);
+    if (cfg.HtmpEn != 0) vca_trker_heat_map_update_result(&trk);
     if (cfg.ShowHistoryBox != 0) vca_trk_obj_send_history(&trk, false);
 }
 

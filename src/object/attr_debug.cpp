@@ -1,0 +1,109 @@
+#include "object/attr_debug.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "frame/frame_state.h"
+#include "frame/log.h"
+
+namespace {
+
+constexpr char kLogName[] = "vca_obj_deal_human_attr";
+
+constexpr char kTestFolder[] = "/opt/app/algo/ai/head";
+constexpr char kCropFolder[] = "/opt/app/algo/hd/";
+constexpr char kFrameFolder[] = "/opt/app/algo/";
+constexpr uint32_t kTestCall = 10;
+
+struct AttrDebugState {
+    uint32_t test_calls = 0;  // since the library was loaded
+};
+
+AttrDebugState state;
+
+// The files of the folder, in the order of their names; false when there is no such folder.
+bool list_files(const char* folder, std::vector<std::string>& files) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::directory_iterator entry(folder, error);
+    if (error) return false;
+    for (; entry != fs::directory_iterator(); entry.increment(error)) {
+        std::error_code unknown;
+        if (!entry->is_directory(unknown)) files.push_back(entry->path().string());
+        if (error) break;
+    }
+    std::sort(files.begin(), files.end());
+    return true;
+}
+
+// Fills an NV12 image with a file's bytes, rows without padding; a short file leaves the rest.
+bool read_image(const char* path, const VCA_IMAGE_S& image) {
+    std::FILE* file = std::fopen(path, "rb");
+    if (file == nullptr) return false;
+    auto* row = reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(image.plane_addr));
+    const uint32_t rows = image.height + image.height / 2;
+    for (uint32_t y = 0; y < rows && std::fread(row, 1, image.width, file) == image.width; ++y)
+        row += image.stride;
+    std::fclose(file);
+    return true;
+}
+
+void classify_file(int index, const char* path, const VCA_IMAGE_S& image) {
+    VCA_LOG_AS(kLogName, "read[%d] %s to test!", index, path);
+    if (!read_image(path, image)) {
+        VCA_LOG_AS(kLogName, "open file %s fail!", path);
+        return;
+    }
+    VCA_NN_RESULT_S unused;  // room for a host that writes too much
+    vca_nn_classification(vca::frame_state().ctrl.attr_model, &image, &unused);
+}
+
+void save_crop(const TRACKER_RSLT_S& trk) {
+    char path[160];
+    std::snprintf(path, sizeof(path), "%strk_%d-age_%d-gender_%d_%.2f-staff_%d-224x224.nv12",
+                  kCropFolder, trk.trackId, trk.age, trk.genderKeep,
+                  static_cast<double>(trk.genderMaxProb), trk.staffKeep);
+    vca_save_yuv_image(&trk.attrImg, path);
+    VCA_LOG_AS(kLogName, "Save-%s", path);
+}
+
+// The switch goes off with its file, so that each touch of the file captures one frame.
+void save_frame(const TRACKER_RSLT_S& trk) {
+    const VCA_CTRL_S& ctrl = vca::frame_state().ctrl;
+    const std::string stem =
+        kFrameFolder + std::to_string(ctrl.frame_flag) + "-trk_" + std::to_string(trk.trackId);
+    const std::string real = stem + "-real-960x544";
+    const std::string depth = stem + "-depth-480x256";
+    const std::string head = stem + "-head-224x224";
+    vca_save_yuv_image(&ctrl.real_img, real.c_str());
+    vca_save_yuv_image(&ctrl.depth_img, depth.c_str());
+    vca_save_yuv_image(&trk.attrImg, head.c_str());
+    VCA_LOG_AS(kLogName, "Save ONE: %s %s %s", real.c_str(), depth.c_str(), head.c_str());
+    auto& entry = reinterpret_cast<LOG_DBG_S*>(vca_get_logs_dbg())[vca::kDbgSaveOne];
+    tq_system((std::string("rm ") + entry.path).c_str());
+    vca::flag_set<uint8_t>(entry.on, 0);
+}
+
+}  // namespace
+
+void vca::test_attribute_model() {
+    if (state.test_calls++ != kTestCall) return;
+    std::vector<std::string> files;
+    if (!list_files(kTestFolder, files)) {
+        VCA_LOG_AS(kLogName, "Folder doesn't Exist!");
+        return;
+    }
+    VCA_IMAGE_S image{};
+    vca_create_image(&image, VCA_IMAGE_NV12, working_width(VCA_SIZE_CROP),
+                     working_height(VCA_SIZE_CROP));
+    for (size_t i = 0; i < files.size() && image.plane_addr != 0; ++i)
+        classify_file(static_cast<int>(i), files[i].c_str(), image);
+    vca_destroy_image(&image);
+}
+
+void vca::capture_images(const TRACKER_RSLT_S& trk) {
+    if (debug_on(kDbgSaveHead) && trk.age % 2 == 0) save_crop(trk);
+    if (debug_on(kDbgSaveOne)) save_frame(trk);
+}
