@@ -75,8 +75,7 @@ struct Display : testing::TestWithParam<Kind> {
     }
 
     // Points in the order in which they are to be sent.
-    static void put_trail(BytePayload& want, size_t index,
-                          const std::vector<TRK_POINT_S>& trail) {
+    static void put_trail(BytePayload& want, size_t index, const std::vector<TRK_POINT_S>& trail) {
         const size_t at = entry_at(index);
         want.u16(at + 22, static_cast<uint16_t>(trail.size()));
         for (size_t i = 0; i < trail.size(); ++i) {
@@ -109,7 +108,7 @@ struct Display : testing::TestWithParam<Kind> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Messages, Display, testing::ValuesIn(kKinds),
-                         [](const auto& info) { return std::to_string(info.param.id); });
+                         [](const auto& kind) { return std::to_string(kind.param.id); });
 
 // ---- Who is shown ----
 
@@ -211,9 +210,8 @@ TEST_P(Display, TrailsEndAtThirtyPoints) {
         (GetParam().id == kDetected ? trk.trailSmooth : trk.objTrail) = points(5, -700);
         show();
         // the first 30 in list order, or the last 30 from the last one backwards
-        auto sent = GetParam().id == kDetected
-                        ? std::vector<TRK_POINT_S>(all.rbegin(), all.rend())
-                        : all;
+        auto sent =
+            GetParam().id == kDetected ? std::vector<TRK_POINT_S>(all.rbegin(), all.rend()) : all;
         sent.resize(static_cast<size_t>(std::min(count, 30)));
         BytePayload want = empty_payload(1);
         put_box(want, 0, 1, {101, 201, 40, 50});
@@ -286,8 +284,7 @@ TEST_P(Display, GenderIsTheDecidedOne) {
     trk.curObj.gender = 1;
     for (const int gender : {INT32_MIN, -1, 0, 1, 2, 3, 257, 258, INT32_MAX}) {
         trk.genderKeep = gender;
-        EXPECT_EQ(number_at<int32_t>(entry_of(trk), 268),
-                  gender == 1 || gender == 2 ? gender : 0);
+        EXPECT_EQ(number_at<int32_t>(entry_of(trk), 268), gender == 1 || gender == 2 ? gender : 0);
     }
 }
 
@@ -310,7 +307,7 @@ TEST_P(Display, CrossDistanceIsDoubled) {
 
 struct DisplayCapacity : Display {};
 INSTANTIATE_TEST_SUITE_P(Messages, DisplayCapacity, testing::ValuesIn(kKinds),
-                         [](const auto& info) { return std::to_string(info.param.id); });
+                         [](const auto& kind) { return std::to_string(kind.param.id); });
 
 TEST_P(DisplayCapacity, FirstNinetyTracksAreSent) {
     for (const int count : {89, 90, 91, 100, 128, 200}) {

@@ -50,10 +50,10 @@ TEST(HeatEligibility, LossAgeAndSizeDecide) {
     const struct {
         int lost, age, w, h;
         bool takes_part;
-    } rows[] = {
-        {0, 2, 11, 11, true},  {0, 1, 11, 11, false}, {0, 0, 11, 11, false}, {0, -3, 11, 11, false},
-        {1, 9, 11, 11, false}, {4, 9, 80, 80, false}, {0, 9, 10, 11, false}, {0, 9, 11, 10, false},
-        {0, 9, 500, 11, true}, {0, 9, 11, 500, true}, {-1, 9, 80, 80, false}};
+    } rows[] = {{0, 2, 11, 11, true},   {0, 1, 11, 11, false}, {0, 0, 11, 11, false},
+                {0, -3, 11, 11, false}, {1, 9, 11, 11, false}, {4, 9, 80, 80, false},
+                {0, 9, 10, 11, false},  {0, 9, 11, 10, false}, {0, 9, 500, 11, true},
+                {0, 9, 11, 500, true},  {-1, 9, 80, 80, false}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message()
                      << row.lost << ' ' << row.age << ' ' << row.w << 'x' << row.h);
@@ -302,9 +302,10 @@ TEST_F(HeatMap, FifteenPixelsAreAMovement) {
     const struct {
         int dx, dy;
         bool moves;
-    } rows[] = {{0, 0, false}, {14, 0, false},  {15, 0, true},    {16, 0, true},   {-15, 0, true},
-                {0, 14, false}, {0, -14, false}, {0, 15, true},    {9, 12, true},   {10, 11, false},
-                {11, 10, false}, {12, 9, true},  {-10, -12, true}, {-9, -11, false}};
+    } rows[] = {{0, 0, false},    {14, 0, false},  {15, 0, true},   {16, 0, true},
+                {-15, 0, true},   {0, 14, false},  {0, -14, false}, {0, 15, true},
+                {9, 12, true},    {10, 11, false}, {11, 10, false}, {12, 9, true},
+                {-10, -12, true}, {-9, -11, false}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.dx << ' ' << row.dy);
         tracks.clear();
@@ -385,9 +386,9 @@ struct HeatRadius : HeatMap {
 TEST_F(HeatRadius, FollowsTheImageWidthInWholeSteps) {
     const struct {
         int width, radius;
-    } rows[] = {{960, 4},  {1120, 4},  {1121, 2},  {1680, 2}, {1681, 1}, {3360, 1}, {3361, 0},
-                {9999, 0}, {480, 9},   {640, 6},   {672, 6},  {673, 5},  {100, 44}, {0, 0},
-                {20, 224}, {1, 4480}};
+    } rows[] = {{960, 4},  {1120, 4}, {1121, 2}, {1680, 2}, {1681, 1}, {3360, 1},
+                {3361, 0}, {9999, 0}, {480, 9},  {640, 6},  {672, 6},  {673, 5},
+                {100, 44}, {0, 0},    {20, 224}, {1, 4480}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.width);
         EXPECT_EQ(cells(row.width, 960, 0), disc_cells(row.radius));
@@ -400,22 +401,21 @@ TEST_F(HeatRadius, MasterScalesItToTheMap) {
     const struct {
         int width, map_width, radius;
     } rows[] = {
-        {960, 960, 4},    // 4.5
-        {960, 854, 4},    // 4.997
-        {960, 853, 5},    // 5.002
-        {960, 1097, 4},   // 4.0005
-        {960, 1098, 3},   // 3.997
-        {960, 1920, 2},   // 2.5
-        {960, 2560, 2},   // 2.0
-        {960, 2561, 1},   // 1.999
-        {960, 7680, 1},   // 1.0
-        {960, 7681, 1},   // 0.9999, at least 1
-        {960, 100000, 1},
-        {960, 480, 8},    // 8.5
-        {960, 3, 1280},   // everything
-        {0, 960, 1},      // 0.5, at least 1
-        {3361, 960, 1},   // radius 0 before it is scaled
-        {640, 960, 4},    // 6 * 0.6667 + 0.5 = 4.5
+        {960, 960, 4},                    // 4.5
+        {960, 854, 4},                    // 4.997
+        {960, 853, 5},                    // 5.002
+        {960, 1097, 4},                   // 4.0005
+        {960, 1098, 3},                   // 3.997
+        {960, 1920, 2},                   // 2.5
+        {960, 2560, 2},                   // 2.0
+        {960, 2561, 1},                   // 1.999
+        {960, 7680, 1},                   // 1.0
+        {960, 7681, 1},                   // 0.9999, at least 1
+        {960, 100000, 1}, {960, 480, 8},  // 8.5
+        {960, 3, 1280},                   // everything
+        {0, 960, 1},                      // 0.5, at least 1
+        {3361, 960, 1},                   // radius 0 before it is scaled
+        {640, 960, 4},                    // 6 * 0.6667 + 0.5 = 4.5
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.width << " / " << row.map_width);
@@ -438,9 +438,9 @@ TEST_F(HeatMap, PointsAreMovedIntoTheMapAndClamped) {
         int col, row;
     } rows[] = {
         {340, 186, 120, 67},  // (240, 136): 136 * 135 / 272 = 67.5
-        {100, 50, 0, 0},     {101, 51, 0, 0},     {102, 53, 1, 1},   {99, 49, 0, 0},
-        {-500, -500, 0, 0},  {579, 321, 239, 134}, {580, 322, 239, 134},
-        {5000, 5000, 239, 134}, {5000, -5000, 239, 0}, {-5000, 5000, 0, 134},
+        {100, 50, 0, 0},       {101, 51, 0, 0},       {102, 53, 1, 1},      {99, 49, 0, 0},
+        {-500, -500, 0, 0},    {579, 321, 239, 134},  {580, 322, 239, 134}, {5000, 5000, 239, 134},
+        {5000, -5000, 239, 0}, {-5000, 5000, 0, 134},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.x << ' ' << row.y);

@@ -63,9 +63,8 @@ inline Grids total_grids() {
 inline std::string difference(const Grid& got, const Grid& want) {
     for (size_t i = 0; i < want.size(); ++i) {
         if (got[i] == want[i]) continue;
-        return "row " + std::to_string(i / kHeatCols) + " column " +
-               std::to_string(i % kHeatCols) + ": " + std::to_string(got[i]) + " instead of " +
-               std::to_string(want[i]);
+        return "row " + std::to_string(i / kHeatCols) + " column " + std::to_string(i % kHeatCols) +
+               ": " + std::to_string(got[i]) + " instead of " + std::to_string(want[i]);
     }
     return "";
 }
@@ -149,8 +148,8 @@ class HeatModel {
         const VCA_DEV_CFG_S& config = cfg();
         int64_t r = config.srcImgWidth == 0 ? 0 : 3360 / config.srcImgWidth * 4 / 3;
         if (config.devWorkMode == 1) {
-            const float ratio = static_cast<float>(config.srcImgWidth) /
-                                static_cast<float>(config.cscdMapSize[2]);
+            const float ratio =
+                static_cast<float>(config.srcImgWidth) / static_cast<float>(config.cscdMapSize[2]);
             const float scaled = ratio * static_cast<float>(r) + 0.5f;
             r = scaled >= 2147483648.0f ? 2147483647 : scaled >= 1.0f ? int64_t(scaled) : 1;
         }
@@ -185,8 +184,8 @@ class HeatModel {
 
     static int32_t to_cell(int32_t p, int32_t origin, int32_t size, int cells) {
         if (size == 0) return 0;
-        const int32_t local = std::min(std::max(wrap32(int64_t{p} - origin), 0),
-                                       wrap32(int64_t{size} - 1));
+        const int32_t local =
+            std::min(std::max(wrap32(int64_t{p} - origin), 0), wrap32(int64_t{size} - 1));
         return wrap32(int64_t{wrap32(int64_t{local} * cells)} / int64_t{size});
     }
 

@@ -42,9 +42,7 @@ struct HeatTotal : fix::HeatFixture {
 
     void refresh() { EXPECT_EQ(vca_event_heat_map_refresh_total_result(tracks), 0); }
 
-    static void expect_total(const Grids& want) {
-        EXPECT_EQ(difference(total_grids(), want), "");
-    }
+    static void expect_total(const Grids& want) { EXPECT_EQ(difference(total_grids(), want), ""); }
 
     static void expect_cleared(const TRACKER_RSLT_S& trk) {
         EXPECT_EQ(difference(grids_of(trk), Grids{}), "");
@@ -272,8 +270,7 @@ TEST_F(HeatMessages, AccessorClearsTheTotal) {
 
 TEST_F(HeatMessages, ResetClearsTheTotalAndSaysSo) {
     fold(add_with_cells());
-    const auto lines =
-        fix::lines_of(fix::output_of([] { vca_heat_map_reset_rslt(0, nullptr); }));
+    const auto lines = fix::lines_of(fix::output_of([] { vca_heat_map_reset_rslt(0, nullptr); }));
     ASSERT_THAT(lines, SizeIs(1));
     EXPECT_EQ(lines[0].text, "reset_heat_map rslt");
     EXPECT_EQ(lines[0].function, "vca_heat_map_reset_rslt");
@@ -394,8 +391,7 @@ TEST_F(HeatTotal, TimingSwitchLogsTheTimeOfEveryFold) {
     EXPECT_THAT(fix::printed_by([&] { fold(trk); }), ElementsAre("log: Tm: htmp rslt=0"));
     int64_t now_us = 0;
     vca_set_time_source(ticking_clock, &now_us);
-    std::vector<fix::Line> lines =
-        fix::lines_of(fix::output_of([&] { fold(trk); }));
+    std::vector<fix::Line> lines = fix::lines_of(fix::output_of([&] { fold(trk); }));
     ASSERT_THAT(lines, SizeIs(1));
     EXPECT_EQ(lines[0].text, "Tm: htmp rslt=7");
     EXPECT_EQ(lines[0].function, "vca_trker_heat_map_update_result");
