@@ -84,7 +84,7 @@ struct HeatRandom : fix::HeatFixture {
     int64_t measured_ms = 0;
 
     // How much of the interesting ground a scene has covered.
-    int contributions = 0, movements = 0, folds = 0, drops = 0;
+    int contributions = 0, movements = 0, folds = 0, drops = 0, totals = 0;
 
     int pick(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); }
     bool one_in(int n) { return pick(1, n) == 1; }
@@ -250,6 +250,7 @@ struct HeatRandom : fix::HeatFixture {
             }
             if (frame % 20 == 19) {
                 ASSERT_EQ(difference(fix::total_grids(), total), "") << frame;
+                totals += difference(total, Grids{}) != "" ? 1 : 0;
             }
             compare_tracks();
         }
@@ -260,13 +261,13 @@ struct HeatSeeds : HeatRandom, testing::WithParamInterface<unsigned> {};
 
 TEST_P(HeatSeeds, GridsAndTotalEqualTheirPlainForm) {
     rng.seed(GetParam());
-    run(800);
+    run(300);
     ASSERT_FALSE(HasFatalFailure());
-    EXPECT_GT(contributions, 200);
-    EXPECT_GT(movements, 80);
-    EXPECT_GT(folds, 20);
-    EXPECT_GT(drops, 10);
-    EXPECT_NE(difference(total, Grids{}), "");
+    EXPECT_GT(contributions, 150);
+    EXPECT_GT(movements, 60);
+    EXPECT_GT(folds, 10);
+    EXPECT_GT(drops, 5);
+    EXPECT_GT(totals, 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, HeatSeeds, testing::Values(1u, 2u, 3u, 4u));

@@ -350,6 +350,14 @@ TEST_F(HeatMessages, HostReachesThemThroughTheHandlerTable) {
     test::stop_library();
 }
 
+TEST_F(HeatMessages, TakeNoLock) {
+    fold(add_with_cells());
+    ask();
+    vca_heat_map_reset_rslt(0, nullptr);
+    EXPECT_EQ(test::host().locks(), 0);
+    EXPECT_EQ(test::host().count_calls("tq_"), test::host().count_calls("tq_sock_send_msg"));
+}
+
 TEST_F(HeatMessages, TotalSurvivesARestart) {
     fold(add_with_cells());
     const Grids total = total_grids();

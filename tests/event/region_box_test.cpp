@@ -183,11 +183,10 @@ void plain_stage(TRACKER_RSLT_S& trk, int32_t step_ms) {
         }
         const DET_OBJ_S box = cscd_map_box_to_mask(*vca_trk_obj_get_event_box(&trk, true));
         int count = 0;
-        for (int row = 0; row < VCA_MASK_ROWS; ++row)
-            for (int col = 0; col < VCA_MASK_COLS; ++col)
-                if (row >= box.y && row < box.y + box.h && col >= box.x && col < box.x + box.w &&
-                    cfg.rgnMask[r].mask[row][col] != 0)
-                    ++count;
+        for (int row = box.y; row < box.y + box.h; ++row)
+            for (int col = box.x; col < box.x + box.w; ++col)
+                if (row >= 0 && row <= 180 && col >= 0 && col <= 319)
+                    count += cfg.rgnMask[r].mask[row][col] != 0;
         if (vca_trk_obj_in_mask(&trk, cfg.rgnMask[r].mask)) {
             rgn.inRgn = 1;
             rgn.stayTime += step_ms;
