@@ -49,8 +49,8 @@ class LiveView {
 
   private:
     struct LineCount {
-        std::array<int, 2> people{};
-        std::array<double, 2> last_s{-1e9, -1e9};  // time of the last one
+        std::array<int, 2> people{};   // in directions 1 and 2
+        std::int64_t last_frame = -1;  // -1: nobody yet
     };
 
     class Painter;
