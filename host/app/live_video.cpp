@@ -201,7 +201,8 @@ void LiveVideo::draw(const Picture& picture) {
         }
     }
     const double time_s = static_cast<double>(picture.frame_number) / setup_.frames_per_second;
-    encoder_->write(view_.draw(to_colour(picture.colour_nv12), picture.frame_number, time_s));
+    view_.draw(to_colour(picture.colour_nv12), picture.frame_number, time_s, drawn_);
+    encoder_->write(drawn_);
     ++written_;
 }
 

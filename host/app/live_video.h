@@ -71,7 +71,9 @@ class LiveVideo {
     void check_file() const;
 
     Setup setup_;
-    LiveView view_;  // only touched by the video's thread
+    // Only touched by the video's thread.
+    LiveView view_;
+    cv::Mat drawn_;
     std::unique_ptr<Encoder> encoder_;
     std::int64_t written_ = 0;
 

@@ -344,8 +344,10 @@ int LiveView::counted(std::size_t line, int direction) const {
     return counts_.at(line).people.at(static_cast<std::size_t>(direction - 1));
 }
 
-cv::Mat LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double time_s) const {
-    cv::Mat picture(kLivePicture, CV_8UC3, kDark);
+void LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double time_s,
+                    cv::Mat& picture) const {
+    picture.create(kLivePicture, CV_8UC3);
+    picture.rowRange(kLiveCamera.height, picture.rows).setTo(kDark);
     cv::Mat view = picture(kLiveCamera);
     if (camera.empty()) {
         view.setTo(cv::Scalar(58, 52, 48));
@@ -358,7 +360,7 @@ cv::Mat LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double 
     put_text(picture, shortened(to_ascii(scene_.title), 32), {12, row}, 0.5, kWhite);
     put_text(picture, clock_text(time_s), {360, row}, 0.5, kPale);
     put_text(picture, "people: " + std::to_string(painter.people()), {450, row}, 0.5, kPale);
-    if (scene_.lines.empty()) return picture;
+    if (scene_.lines.empty()) return;
     int totals[2] = {0, 0};
     for (const LineCount& count : counts_) {
         totals[0] += count.people[0];
@@ -368,7 +370,6 @@ cv::Mat LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double 
              "counted in direction 1: " + std::to_string(totals[0]) +
                  "   2: " + std::to_string(totals[1]),
              {620, row}, 0.5, kPale);
-    return picture;
 }
 
 }  // namespace host

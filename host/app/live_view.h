@@ -41,8 +41,9 @@ class LiveView {
     void add_event(const Event& event);
 
     // The picture of one frame: its own messages' people and regions, and all counts so far.
-    // `camera` is a 960 x 544 colour picture or empty.
-    cv::Mat draw(const cv::Mat& camera, std::int64_t frame_number, double time_s) const;
+    // `camera` is a 960 x 544 colour picture or empty; the memory of `picture` is used again.
+    void draw(const cv::Mat& camera, std::int64_t frame_number, double time_s,
+              cv::Mat& picture) const;
 
     // People counted at a line; direction 1 or 2.
     int counted(std::size_t line, int direction) const;
