@@ -21,9 +21,13 @@ struct LinePlace {
 
 struct RunOptions {
     SourceOptions source;
-    bool measure_height = false;            // ask the library for the distance to the floor
-    std::vector<CountingLine> lines;        // in the user's coordinates; empty: the source's own
-    std::vector<LinePlace> line_places;     // of each line
+    bool measure_height = false;             // ask the library for the distance to the floor
+    std::vector<CountingLine> lines;         // in the user's coordinates; empty: the source's own
+    std::vector<LinePlace> line_places;      // of each line
+    std::vector<CountingRegion> regions;     // in the user's coordinates; empty: the source's own
+    std::vector<std::string> region_places;  // of each region, as messages name it
+    std::vector<std::vector<PicturePoint>> exclusions;  // people detected there are not followed
+    std::vector<std::string> exclusion_places;
     std::string height_place = "--height";  // where the height was given
     std::string detect_place = "--detect";
     DetectMode detect = DetectMode::kDepth;
@@ -34,7 +38,9 @@ struct RunOptions {
     int group_max = 6;
     std::optional<double> seconds;  // end of the run in scene time
     std::optional<std::int64_t> frames;
-    std::string output;  // folder of the results; empty: out/<name of the source>
+    std::string output;          // folder of the results; empty: out/<name of the source>
+    bool show_detected = false;  // have the library send the trails of the detected boxes too
+    bool live = true;            // write the live video
     bool quiet = false;
 };
 

@@ -61,7 +61,8 @@ struct Timing {
 struct RunResult {
     SourceInfo source;
     RunOptions options;
-    std::vector<CountingLine> lines;  // in picture coordinates
+    std::vector<CountingLine> lines;      // in picture coordinates
+    std::vector<CountingRegion> regions;  // likewise
     double install_height_mm = 0.0;
     bool height_measured = false;
     std::vector<std::string> warnings;  // of the source, one sentence each
@@ -69,6 +70,7 @@ struct RunResult {
 
     std::vector<FrameRecord> frames;
     std::vector<Event> events;
+    std::optional<HeatMapReported> heat;  // of the whole run; none when the library was not asked
     std::vector<Crossing> crossings;
     std::vector<TrueCrossing> true_crossings;
     Snapshot snapshot;
