@@ -31,7 +31,9 @@ struct RunOptions {
     std::string height_place = "--height";  // where the height was given
     std::string detect_place = "--detect";
     DetectMode detect = DetectMode::kDepth;
-    int target_min_mm = 800;  // people outside this range of heights are not counted
+    std::string gender = "none";  // none, or an ONNX file
+    std::string staff = "none";   // none, vest, or an ONNX file
+    int target_min_mm = 800;      // people outside this range of heights are not counted
     int target_max_mm = 2200;
     std::optional<bool> group_counting;  // not set: as the source suggests
     int group_min = 2;                   // members of a group that is reported
@@ -62,6 +64,9 @@ const char* detect_mode_name(DetectMode mode);
 
 // Sets in `options` what the file says. Throws InputError that names file and line.
 void read_config_file(const std::string& path, RunOptions& options);
+
+// Whether the analysis is to tell staff from visitors.
+bool uses_staff_model(const RunOptions& options);
 
 // Everything that can be said without opening the source. Throws InputError.
 void check_options(const RunOptions& options);
