@@ -65,7 +65,7 @@ TEST_F(Models, WriteTheirAnswersAndNothingBeyond) {
     use(network("gender.onnx"), network("staff.onnx"));
     EXPECT_NE(ctrl_.attr_model, ctrl_.staff_model);
     test::Nv12Image crop(224, 224);
-    crop.paint(cv::Mat(224, 224, CV_8UC3, test::rgb(220, 210, 40)));
+    crop.paint(cv::Mat(224, 224, CV_8UC3, test::rgb(220, 180, 40)));
     Answer gender;
     ASSERT_EQ(vca_nn_classification(ctrl_.attr_model, crop.record(), gender.bytes.data()), 0);
     EXPECT_EQ(gender.untouched_from(), 16u);
