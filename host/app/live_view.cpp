@@ -268,11 +268,14 @@ class LiveView::Painter {
         const std::vector<cv::Point> trail = trail_of(track);
         cv::polylines(image_, trail, false, kDark, 5, cv::LINE_AA);
         cv::polylines(image_, trail, false, colour, 3, cv::LINE_AA);
+        const cv::Rect box = box_of(track);
         if (!trail.empty()) {
+            // The way is that of the feet when people are counted by where they stand.
+            const cv::Point middle(box.x + box.width / 2, box.y + box.height / 2);
+            cv::line(image_, middle, trail.front(), colour, 1, cv::LINE_AA);
             cv::circle(image_, trail.front(), 5, kDark, cv::FILLED, cv::LINE_AA);
             cv::circle(image_, trail.front(), 4, colour, cv::FILLED, cv::LINE_AA);
         }
-        const cv::Rect box = box_of(track);
         cv::rectangle(image_, box, kDark, 4, cv::LINE_AA);
         cv::rectangle(image_, box, track.staff == 1 ? kLiveStaffColour : colour, 2, cv::LINE_AA);
         places_.take(box);
