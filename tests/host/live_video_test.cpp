@@ -206,7 +206,7 @@ TEST_F(LiveVideoFile, ADiskThatBecomesFullIsAnErrorAtTheEnd) {
     limit.rlim_cur = 20000;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     host::FramePlanes planes = grey_planes();
-    for (int n = 0; n < 8; ++n) {
+    for (unsigned n = 0; n < 8; ++n) {
         for (std::size_t i = 0; i < planes.colour_nv12.size(); ++i)
             planes.colour_nv12[i] = static_cast<std::uint8_t>((i * 2654435761u + n * 977u) >> 13);
         video.add_picture(n, planes);
