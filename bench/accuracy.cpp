@@ -45,7 +45,7 @@ std::string run_here(const Case& one) {
     dup2(null, STDOUT_FILENO);
     close(null);
     host::RunPlan plan = host::prepare_run(one.options);
-    return one.report(host::run(plan, {[] { return false; }, {}}));
+    return one.report(host::run(plan, {}));
 }
 
 std::string run_in_child(const Case& one) {
@@ -388,16 +388,17 @@ int main(int argc, char** argv) {
         for (const std::string& scene : sim::scene_names())
             std::printf("%s", seeds_row(scene, 2, 6).c_str());
     }
-    std::printf("%s", kRegionHead);
+    std::string region_rows;
     std::string staff_rows;
     for (const Case& one : staff_cases()) {
         if (!wanted(one)) continue;
         const std::string rows = run_in_child(one);
         const std::size_t parted = std::min(rows.find('\f'), rows.size());
-        std::printf("%s", rows.substr(0, parted).c_str());
+        region_rows += rows.substr(0, parted);
         if (parted < rows.size()) staff_rows += rows.substr(parted + 1);
     }
-    std::printf("%s%s", kStaffHead, staff_rows.c_str());
+    if (!region_rows.empty()) std::printf("%s%s", kRegionHead, region_rows.c_str());
+    if (!staff_rows.empty()) std::printf("%s%s", kStaffHead, staff_rows.c_str());
     const Case recording = recording_case(data);
     if (wanted(recording)) std::printf("\n%s", run_in_child(recording).c_str());
     return 0;

@@ -143,6 +143,7 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
                              "undelivered_messages", "refused_messages"}) {
         EXPECT_EQ(run["left_over"][left], 0) << left;
     }
+    EXPECT_EQ(run["regions"].size(), 2u);  // the scene's own
     EXPECT_GT(run["detection"]["recall"], 0.95);
     EXPECT_LT(run["heights"]["error_size_median_mm"], 40.0);
 
