@@ -220,7 +220,8 @@ TEST_F(Program, EventsAreWrittenWhileItRuns) {
 // A limit on the size of files stands for a full disk.
 TEST_F(Program, AFullDiskEndsTheRunWithoutResults) {
     const int status =
-        std::system(("cd '" + work_.string() + "' && exec >out.txt 2>err.txt && trap '' XFSZ && ulimit -f 16 && '" +
+        std::system(("cd '" + work_.string() +
+                     "' && exec >out.txt 2>err.txt && trap '' XFSZ && ulimit -f 16 && '" +
                      VCA_PROGRAM + "' run --quiet --no-live --scene doorway --output result")
                         .c_str());
     EXPECT_EQ(WEXITSTATUS(status), 1);
