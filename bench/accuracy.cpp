@@ -117,21 +117,22 @@ host::RunOptions scene_options(const std::string& scene) {
 // ---- The scenes' regions, the time spent in them, the heat map ----
 
 constexpr char kRegionHead[] =
-    "\n| case | regions | people per region, measured / true | error of the number of people, mean "
+    "\n| case | regions | people per region: reported, inside, true | error of the number of "
+    "people: reported, inside "
     "| stays, compared / missed | error of the time, median / 95 % | heat map / true |\n"
     "|---|---|---|---|---|---|---|\n";
 
 std::string region_row(const std::string& name, const host::RunResult& r) {
     const host::RegionStats& stats = r.region_stats;
-    double people = 0.0;
-    double true_people = 0.0;
-    for (const host::Occupancy& o : stats.regions) {
-        people += o.mean / static_cast<double>(stats.regions.size());
-        true_people += o.true_mean / static_cast<double>(stats.regions.size());
-    }
+    const auto mean = [&stats](double host::Occupancy::*figure) {
+        return host::mean_of_regions(stats, figure);
+    };
     const double heat_s = r.heat ? host::heat_seconds(*r.heat) : 0.0;
-    return format("| %s | %zu | %.2f / %.2f | %.2f |", name.c_str(), stats.regions.size(), people,
-                  true_people, host::mean_occupancy_error(stats)) +
+    return format("| %s | %zu | %.2f, %.2f, %.2f | %.2f, %.2f |", name.c_str(),
+                  stats.regions.size(), mean(&host::Occupancy::mean),
+                  mean(&host::Occupancy::inside_mean), mean(&host::Occupancy::true_mean),
+                  mean(&host::Occupancy::mean_abs_error),
+                  mean(&host::Occupancy::inside_abs_error)) +
            format(" %zu / %d of %d | %.2f / %.2f s |", stats.stay_error_sizes_s.size(),
                   stats.true_long_stays_missed, stats.true_long_stays,
                   host::quantile(stats.stay_error_sizes_s, 0.5),

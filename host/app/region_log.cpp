@@ -4,7 +4,7 @@
 namespace host {
 
 void RegionLog::add(std::int64_t frame, double time_s, const RegionsReported& report) {
-    counts_.push_back({frame, report.inside});
+    counts_.push_back({frame, report.inside, {}});
     for (const RGN_PERSON_S& person : report.people)
         add_person(frame, time_s, person);
 }
@@ -25,6 +25,9 @@ void RegionLog::add_person(std::int64_t frame, double time_s, const RGN_PERSON_S
         if (open == open_.end()) {
             open = open_.emplace(key, Open{stays_.size(), 0}).first;
             stays_.push_back({track, region, frame, frame, time_s, 0.0, {}, {}});
+        }
+        if (state.stayTime > open->second.stay_ms) {
+            ++counts_.back().inside[static_cast<std::size_t>(region)];
         }
         open->second.stay_ms = state.stayTime;
         RegionStay& stay = stays_[open->second.stay];

@@ -27,7 +27,8 @@ struct RegionStay {
 // People in each region on one frame.
 struct RegionCount {
     std::int64_t frame = 0;
-    std::array<int, VCA_RGN_NUM> people{};
+    std::array<int, VCA_RGN_NUM> people{};  // as reported, with those still on the edge
+    std::array<int, VCA_RGN_NUM> inside{};  // of these, whose time ran on since the last report
 };
 
 class RegionLog {

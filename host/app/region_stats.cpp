@@ -95,6 +95,7 @@ std::map<std::int64_t, RegionCount> counts_by_frame(const RunResult& result) {
 struct SecondSum {
     int frames = 0;
     std::vector<double> people;
+    std::vector<double> inside;
     std::vector<double> true_people;
 };
 
@@ -112,16 +113,21 @@ void measure_occupancy(const RunResult& result, const Truth& truth, RegionStats&
         SecondSum& second = seconds[static_cast<std::int64_t>(std::floor(frame.time_s))];
         ++second.frames;
         second.people.resize(regions);
+        second.inside.resize(regions);
         second.true_people.resize(regions);
         for (std::size_t r = 0; r < regions; ++r) {
             const int people = found == counts.end() ? 0 : found->second.people[r];
+            const int inside = found == counts.end() ? 0 : found->second.inside[r];
             Occupancy& o = stats.regions[r];
             o.mean += people;
             o.peak = std::max(o.peak, people);
             o.true_mean += true_people[r];
             o.true_peak = std::max(o.true_peak, true_people[r]);
             o.mean_abs_error += std::abs(people - true_people[r]);
+            o.inside_mean += inside;
+            o.inside_abs_error += std::abs(inside - true_people[r]);
             second.people[r] += people;
+            second.inside[r] += inside;
             second.true_people[r] += true_people[r];
         }
     }
@@ -130,11 +136,13 @@ void measure_occupancy(const RunResult& result, const Truth& truth, RegionStats&
         o.mean /= frames;
         o.true_mean /= frames;
         o.mean_abs_error /= frames;
+        o.inside_mean /= frames;
+        o.inside_abs_error /= frames;
     }
     for (const auto& [number, sum] : seconds)
         for (std::size_t r = 0; r < regions; ++r)
             stats.seconds.push_back({number, static_cast<int>(r), sum.people[r] / sum.frames,
-                                     sum.true_people[r] / sum.frames});
+                                     sum.inside[r] / sum.frames, sum.true_people[r] / sum.frames});
 }
 
 // A reported stay may bridge moments on the region's edge that part the true one, so it is compared
@@ -277,10 +285,10 @@ RegionStats measure_regions(const RunResult& result, const Identities& identitie
     return stats;
 }
 
-double mean_occupancy_error(const RegionStats& stats) {
+double mean_of_regions(const RegionStats& stats, double Occupancy::*figure) {
     double sum = 0.0;
     for (const Occupancy& o : stats.regions)
-        sum += o.mean_abs_error;
+        sum += o.*figure;
     return stats.regions.empty() ? 0.0 : sum / static_cast<double>(stats.regions.size());
 }
 
@@ -292,10 +300,10 @@ double heat_seconds(const HeatMapReported& heat) {
 
 void write_regions_csv(const RunResult& result, const std::string& path) {
     std::ofstream out(path);
-    out << "second,region,people,true_people\n";
+    out << "second,region,people,inside,true_people\n";
     for (const RegionSecond& second : result.region_stats.seconds) {
         out << second.second << ',' << region_name(result, second.region) << ',' << second.people
-            << ',';
+            << ',' << second.inside << ',';
         if (result.source.has_truth) out << second.true_people;
         out << '\n';
     }

@@ -46,8 +46,10 @@ struct Occupancy {
     int peak = 0;
     double true_mean = 0.0;
     int true_peak = 0;
-    double mean_abs_error = 0.0;  // of the number of people on a frame
-    int stays = 0;                // reported
+    double mean_abs_error = 0.0;    // of the number of people on a frame
+    double inside_mean = 0.0;       // the same for those whose time is running, which leaves out
+    double inside_abs_error = 0.0;  // those who have stepped out and are still on the edge
+    int stays = 0;                  // reported
 };
 
 // People in one region during one second, mean of its frames.
@@ -55,6 +57,7 @@ struct RegionSecond {
     std::int64_t second = 0;
     int region = 0;
     double people = 0.0;
+    double inside = 0.0;  // whose time is running
     double true_people = 0.0;
 };
 
@@ -85,8 +88,8 @@ struct RegionStats {
 
 RegionStats measure_regions(const RunResult& result, const Identities& identities);
 
-// Mean of the regions' errors; 0 without regions.
-double mean_occupancy_error(const RegionStats& stats);
+// Mean of one figure over the regions; 0 without regions.
+double mean_of_regions(const RegionStats& stats, double Occupancy::*figure);
 
 // Person-seconds in a heat map: the milliseconds of all cells over the cells that each contribution
 // is added to.

@@ -50,14 +50,15 @@ void print_counts(std::string& out, const RunResult& result) {
 void print_regions(std::string& out, const RunResult& result) {
     if (result.regions.empty()) return;
     const bool with_truth = result.source.has_truth;
-    print(out, "\n  %-20s %8s %8s", "region", "people", "peak");
-    print(out, "%s%8s\n", with_truth ? " true people true peak    error " : " ", "stays");
+    print(out, "\n  %-20s %8s %8s %8s", "region", "people", "inside", "peak");
+    print(out, "%s%8s\n", with_truth ? "     true     peak    error  (inside) " : " ", "stays");
     for (std::size_t i = 0; i < result.regions.size(); ++i) {
         const Occupancy& o = result.region_stats.regions[i];
         out += "  " + fitted(result.regions[i].name, kNameWidth);
-        print(out, " %8.2f %8d", o.mean, o.peak);
+        print(out, " %8.2f %8.2f %8d", o.mean, o.inside_mean, o.peak);
         if (with_truth) {
-            print(out, " %11.2f %9d %8.2f", o.true_mean, o.true_peak, o.mean_abs_error);
+            print(out, " %8.2f %8d %8.2f %9.2f", o.true_mean, o.true_peak, o.mean_abs_error,
+                  o.inside_abs_error);
         }
         print(out, " %8d\n", o.stays);
     }

@@ -132,11 +132,13 @@ Json regions_json(const RunResult& result) {
         entry["points"] = points_json(result.regions[i].points);
         entry["people_mean"] = occupancy.mean;
         entry["people_peak"] = occupancy.peak;
+        entry["inside_mean"] = occupancy.inside_mean;
         entry["stays"] = occupancy.stays;
         if (result.source.has_truth) {
             entry["true_mean"] = occupancy.true_mean;
             entry["true_peak"] = occupancy.true_peak;
             entry["mean_abs_error"] = occupancy.mean_abs_error;
+            entry["inside_mean_abs_error"] = occupancy.inside_abs_error;
         }
         list.push_back(std::move(entry));
     }

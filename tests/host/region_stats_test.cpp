@@ -52,6 +52,23 @@ TEST(RegionLog, JoinsReportsToStays) {
     EXPECT_EQ(log.counts()[3].people[0], 0);
 }
 
+TEST(RegionLog, InsideAreThoseWhoseTimeRuns) {
+    host::RegionLog log;
+    log.add(10, 1.0, report(7, 1, 100));
+    log.add(11, 1.1, report(7, 1, 200));
+    log.add(12, 1.2, report(7, 1, 200));
+    log.add(13, 1.3, report(7, 1, 300));
+    log.add(14, 1.4, report(7, 0, 0));
+    std::vector<int> people;
+    std::vector<int> inside;
+    for (const host::RegionCount& count : log.counts()) {
+        people.push_back(count.people[0]);
+        inside.push_back(count.inside[0]);
+    }
+    EXPECT_THAT(people, ElementsAre(1, 1, 1, 1, 0));
+    EXPECT_THAT(inside, ElementsAre(1, 1, 0, 1, 0));
+}
+
 TEST(RegionLog, ATrackThatWasNotReportedGoesOnUnlessItsTimeStartedAgain) {
     host::RegionLog log;
     log.add(1, 0.1, report(7, 1, 100));
@@ -119,12 +136,27 @@ TEST_F(OnePerson, OccupancyIsComparedFrameByFrame) {
     EXPECT_EQ(o.peak, 1);
     EXPECT_EQ(o.true_peak, 1);
     EXPECT_EQ(o.stays, 1);
-    EXPECT_DOUBLE_EQ(host::mean_occupancy_error(result_.region_stats), 4.0 / 30.0);
+    EXPECT_DOUBLE_EQ(host::mean_of_regions(result_.region_stats, &host::Occupancy::mean_abs_error),
+                     4.0 / 30.0);
     ASSERT_EQ(result_.region_stats.seconds.size(), 3u);
     EXPECT_DOUBLE_EQ(result_.region_stats.seconds[0].people, 0.2);
     EXPECT_DOUBLE_EQ(result_.region_stats.seconds[0].true_people, 0.5);
     EXPECT_DOUBLE_EQ(result_.region_stats.seconds[2].people, 0.6);
     EXPECT_DOUBLE_EQ(result_.region_stats.seconds[2].true_people, 0.5);
+}
+
+TEST_F(OnePerson, WhoIsOnTheEdgeIsReportedButNotInside) {
+    report_inside(5, 24);
+    for (int i = 25; i < 30; ++i)
+        result_.region_log.add(i, i / 10.0, report(8, 1, 0));  // time stands still
+    host::evaluate(result_);
+    const host::Occupancy& o = result_.region_stats.regions.at(0);
+    EXPECT_DOUBLE_EQ(o.mean, 25.0 / 30.0);
+    EXPECT_DOUBLE_EQ(o.mean_abs_error, 5.0 / 30.0);
+    EXPECT_DOUBLE_EQ(o.inside_mean, 20.0 / 30.0);
+    EXPECT_DOUBLE_EQ(o.inside_abs_error, 0.0);
+    EXPECT_DOUBLE_EQ(result_.region_stats.seconds[2].people, 1.0);
+    EXPECT_DOUBLE_EQ(result_.region_stats.seconds[2].inside, 0.5);
 }
 
 TEST_F(OnePerson, StaysAreComparedWithThePersonUnderTheTrack) {
@@ -226,12 +258,12 @@ TEST(Report, ShowsRegionsHeatAndStaffWhereTheyAreKnown) {
     result.options.staff = "vest";
     host::evaluate(result);
     EXPECT_THAT(host::summary_text(result), HasSubstr("till"));
-    EXPECT_THAT(host::summary_text(result), Not(HasSubstr("true people")));
+    EXPECT_THAT(host::summary_text(result), Not(HasSubstr("(inside)")));
     EXPECT_THAT(host::summary_text(result), HasSubstr("heat map             3 s\n"));
     EXPECT_THAT(host::summary_text(result), HasSubstr("0 of 0 counted\n"));
     result.source.has_truth = true;
     host::evaluate(result);
-    EXPECT_THAT(host::summary_text(result), HasSubstr("true people"));
+    EXPECT_THAT(host::summary_text(result), HasSubstr("(inside)"));
     EXPECT_THAT(host::summary_text(result), HasSubstr("3 s of 0 s in view"));
 }
 
@@ -253,10 +285,10 @@ TEST_F(Csv, HoldsEachSecondAndEachStay) {
     host::evaluate(result_);
     host::write_regions_csv(result_, path_);
     EXPECT_EQ(text(),
-              "second,region,people,true_people\n"
-              "0,\"till, \"\"left\"\"\",0.2,0.5\n"
-              "1,\"till, \"\"left\"\"\",1,1\n"
-              "2,\"till, \"\"left\"\"\",0.6,0.5\n");
+              "second,region,people,inside,true_people\n"
+              "0,\"till, \"\"left\"\"\",0.2,0.2,0.5\n"
+              "1,\"till, \"\"left\"\"\",1,1,1\n"
+              "2,\"till, \"\"left\"\"\",0.6,0.6,0.5\n");
     host::write_stays_csv(result_, path_);
     EXPECT_EQ(text(),
               "track,region,entered_s,stay_s,person,true_stay_s\n"
@@ -270,7 +302,9 @@ TEST_F(Csv, LeavesTheTruthEmptyWhereThereIsNone) {
     report_inside(8, 9);
     host::evaluate(result_);
     host::write_regions_csv(result_, path_);
-    EXPECT_EQ(text(), "second,region,people,true_people\n0,till,0.2,\n1,till,0,\n2,till,0,\n");
+    EXPECT_EQ(
+        text(),
+        "second,region,people,inside,true_people\n0,till,0.2,0.2,\n1,till,0,0,\n2,till,0,0,\n");
     host::write_stays_csv(result_, path_);
     EXPECT_EQ(text(), "track,region,entered_s,stay_s,person,true_stay_s\n7,till,0.8,0.2,,\n");
 }
