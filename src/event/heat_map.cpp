@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "detect/box.h"
 #include "frame/frame_state.h"
@@ -44,7 +45,9 @@ struct CellRect {
 
 struct HeatState {
     HEAT_MAP_S total{};
-    CellRect total_rect;  // only cells of the total inside it may be nonzero
+    // Only cells of the total inside it may be nonzero. It never shrinks: a host that delivers a
+    // reset while a track is folded then still leaves no cell outside it.
+    CellRect total_rect;
     int32_t passes = 0;
     int32_t last_measure_ms = 0;
 };
@@ -149,16 +152,20 @@ void add_track(TRACKER_RSLT_S& trk, const DET_OBJ_S& box, int32_t step_ms, int32
     trk.firstBox = box;
 }
 
+void cover_total(const HEAT_GRID_S& grid) {
+    if (grid.x1 <= grid.x0) return;
+    CellRect& rect = state.total_rect;
+    const bool empty = rect.x1 <= rect.x0;
+    rect = {empty ? grid.x0 : std::min(rect.x0, grid.x0),
+            empty ? grid.y0 : std::min(rect.y0, grid.y0), std::max(rect.x1, grid.x1),
+            std::max(rect.y1, grid.y1)};
+}
+
 void fold(const HEAT_GRID_S& from, Cells& to) {
+    cover_total(from);
     for (int32_t y = from.y0; y < from.y1; ++y)
         for (int32_t x = from.x0; x < from.x1; ++x)
             to[y][x] = wrap_add(to[y][x], from.cell[y][x]);
-    if (from.x1 <= from.x0) return;
-    CellRect& rect = state.total_rect;
-    const bool empty = rect.x1 <= rect.x0;
-    rect = {empty ? from.x0 : std::min(rect.x0, from.x0),
-            empty ? from.y0 : std::min(rect.y0, from.y0), std::max(rect.x1, from.x1),
-            std::max(rect.y1, from.y1)};
 }
 
 }  // namespace
@@ -218,7 +225,6 @@ void vca_dev_reset_heat_map_rslt(void) {
         for (int32_t x = rect.x0; x < rect.x1; ++x)
             state.total.dwell[y][x] = state.total.motion[y][x] = 0;
     }
-    state.total_rect = {};
 }
 
 void vca_heat_map_reset_rslt(int, void*) {
@@ -229,7 +235,8 @@ void vca_heat_map_reset_rslt(int, void*) {
 void vca_heat_map_update_rslt(int, void* payload) {
     if (payload == nullptr) return;
     // Too large for the stack of a host's message thread.
-    const auto reply = std::make_unique<HEAT_MAP_MSG_S>();
+    const std::unique_ptr<HEAT_MAP_MSG_S> reply(new (std::nothrow) HEAT_MAP_MSG_S);
+    if (!reply) return;
     std::memcpy(reply->request, payload, sizeof(reply->request));
     std::memcpy(reply->motion, state.total.motion, sizeof(reply->motion));
     std::memcpy(reply->dwell, state.total.dwell, sizeof(reply->dwell));

@@ -1,6 +1,7 @@
 // Counting regions: who is inside each of them and for how long, and the report to the host.
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "frame/frame_state.h"
 #include "frame/log.h"
@@ -114,7 +115,8 @@ int vca_event_counting_region_stay_proc(std::vector<TRACKER_RSLT_S>& tracks) {
 }
 
 int vca_event_counting_refresh_rgn_result(std::vector<TRACKER_RSLT_S>& tracks) {
-    RGN_MSG_S msg{};
+    RGN_MSG_S msg;
+    std::memset(&msg, 0, sizeof(msg));  // padding bytes too: they are sent
     vca::copy_frame_stamp(msg.frame_flag);
     bool anybody = false;
     for (TRACKER_RSLT_S& trk : tracks) {

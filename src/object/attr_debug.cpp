@@ -18,7 +18,8 @@ constexpr char kFrameFolder[] = "/opt/app/algo/";
 constexpr uint32_t kTestCall = 10;
 
 struct AttrDebugState {
-    uint32_t test_calls = 0;  // since the library was loaded
+    uint32_t test_calls = 0;   // since the library was loaded
+    bool frame_saved = false;  // since the switch went on
 };
 
 AttrDebugState state;
@@ -38,12 +39,13 @@ bool list_files(const char* folder, std::vector<std::string>& files) {
     return true;
 }
 
-// Fills an NV12 image with a file's bytes, rows without padding; a short file leaves the rest.
+// Fills an NV12 image, if there is one, with a file's bytes, rows without padding; a short file
+// leaves the rest. False when the file cannot be opened.
 bool read_image(const char* path, const VCA_IMAGE_S& image) {
     std::FILE* file = std::fopen(path, "rb");
     if (file == nullptr) return false;
     auto* row = reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(image.plane_addr));
-    const uint32_t rows = image.height + image.height / 2;
+    const uint32_t rows = row == nullptr ? 0 : image.height + image.height / 2;
     for (uint32_t y = 0; y < rows && std::fread(row, 1, image.width, file) == image.width; ++y)
         row += image.stride;
     std::fclose(file);
@@ -56,6 +58,7 @@ void classify_file(int index, const char* path, const VCA_IMAGE_S& image) {
         VCA_LOG_AS(kLogName, "open file %s fail!", path);
         return;
     }
+    if (image.plane_addr == 0) return;
     VCA_NN_RESULT_S unused;  // room for a host that writes too much
     vca_nn_classification(vca::frame_state().ctrl.attr_model, &image, &unused);
 }
@@ -69,7 +72,6 @@ void save_crop(const TRACKER_RSLT_S& trk) {
     VCA_LOG_AS(kLogName, "Save-%s", path);
 }
 
-// The switch goes off with its file, so that each touch of the file captures one frame.
 void save_frame(const TRACKER_RSLT_S& trk) {
     const VCA_CTRL_S& ctrl = vca::frame_state().ctrl;
     const std::string stem =
@@ -81,9 +83,8 @@ void save_frame(const TRACKER_RSLT_S& trk) {
     vca_save_yuv_image(&ctrl.depth_img, depth.c_str());
     vca_save_yuv_image(&trk.attrImg, head.c_str());
     VCA_LOG_AS(kLogName, "Save ONE: %s %s %s", real.c_str(), depth.c_str(), head.c_str());
-    auto& entry = reinterpret_cast<LOG_DBG_S*>(vca_get_logs_dbg())[vca::kDbgSaveOne];
-    tq_system((std::string("rm ") + entry.path).c_str());
-    vca::flag_set<uint8_t>(entry.on, 0);
+    const auto* table = reinterpret_cast<const LOG_DBG_S*>(vca_get_logs_dbg());
+    tq_system((std::string("rm ") + table[vca::kDbgSaveOne].path).c_str());
 }
 
 }  // namespace
@@ -98,12 +99,15 @@ void vca::test_attribute_model() {
     VCA_IMAGE_S image{};
     vca_create_image(&image, VCA_IMAGE_NV12, working_width(VCA_SIZE_CROP),
                      working_height(VCA_SIZE_CROP));
-    for (size_t i = 0; i < files.size() && image.plane_addr != 0; ++i)
+    for (size_t i = 0; i < files.size(); ++i)
         classify_file(static_cast<int>(i), files[i].c_str(), image);
     vca_destroy_image(&image);
 }
 
 void vca::capture_images(const TRACKER_RSLT_S& trk) {
     if (debug_on(kDbgSaveHead) && trk.age % 2 == 0) save_crop(trk);
-    if (debug_on(kDbgSaveOne)) save_frame(trk);
+    // One frame for each touch of the flag file: removed, it switches off at the next look at it.
+    const bool save_one = debug_on(kDbgSaveOne);
+    if (save_one && !state.frame_saved) save_frame(trk);
+    state.frame_saved = save_one;
 }

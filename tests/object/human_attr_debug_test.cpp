@@ -412,7 +412,10 @@ TEST_F(Capture, OneFrameForEachTouchOfTheFile) {
     }
     EXPECT_THAT(host().saved_images(), SizeIs(3));
     EXPECT_EQ(host().count_calls("tq_system"), 1);
-    attr::set_switch(attr::kSwSaveOne, true);  // the file was touched again
+    attr::set_switch(attr::kSwSaveOne, false);  // the file was seen gone
+    update();
+    EXPECT_THAT(host().saved_images(), SizeIs(3));
+    attr::set_switch(attr::kSwSaveOne, true);  // and was touched again
     update();
     EXPECT_THAT(host().saved_images(), SizeIs(6));
     EXPECT_EQ(host().count_calls("tq_system"), 2);
@@ -437,6 +440,8 @@ TEST_F(Capture, ComesAfterTheVoteAndChangesNothing) {
     EXPECT_EQ(trk->staffKeep, plain->staffKeep);
     EXPECT_EQ(trk->staffConf, plain->staffConf);
     EXPECT_EQ(trk->attrSamples.size(), plain->attrSamples.size());
+    attr::set_switch(attr::kSwSaveOne, false);
+    update();
     attr::set_switch(attr::kSwAttr, true);
     attr::set_switch(attr::kSwSaveOne, true);
     trk->age = 30;

@@ -168,6 +168,7 @@ TEST(AttributeScenario, TouchedFileSavesTheImagesOfOneFrame) {
                             [](const auto& body) { return body.starts_with("Save ONE: "); }),
               2);
     EXPECT_EQ(test::count_log(out.text(), "open /tmp/save-one!"), 2);
+    EXPECT_EQ(test::count_log(out.text(), "close /tmp/save-one!"), 2);
 }
 
 TEST(AttributeScenario, CropsAreSavedWhileTheFileIsThere) {
