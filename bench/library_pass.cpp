@@ -45,12 +45,11 @@ struct Library {
     std::vector<TRACKER_RSLT_S> tracks;
     DET_OBJECTS_S no_depth{};
 
-    Library() {
+    explicit Library(VCA_ALGO_CFG_S cfg) {
         VCA_CTRL_S* ctrl = vca_get_pCtrl_param();
         vca_data_init(ctrl);
         vca_trker_init(ctrl);
         vca_depth_algo_init();
-        VCA_ALGO_CFG_S cfg = bench::counting_config();
         vca_algo_set_cfg_params(0, &cfg);
     }
     ~Library() {
@@ -66,7 +65,10 @@ struct StageTimes {
     Clock::duration depth{};
     Clock::duration merge{};
     Clock::duration track{};
-    Clock::duration count{};
+    Clock::duration lines{};
+    Clock::duration regions{};
+    Clock::duration heat{};
+    Clock::duration display{};
 };
 
 void run_pass(Library& library, const bench::CrowdFrame& frame, StageTimes& times) {
@@ -78,20 +80,34 @@ void run_pass(Library& library, const bench::CrowdFrame& frame, StageTimes& time
     const auto t2 = Clock::now();
     vca_obj_proc_tracking(&library.merged, library.tracks, 0, false);
     const auto t3 = Clock::now();
-    vca_event_counting_line_uturn_proc(library.tracks);
-    vca_event_counting_refresh_line_result();
+    vca_local_dev_sync_tracking_info_show(library.tracks);
     const auto t4 = Clock::now();
+    vca_event_counting_line_uturn_proc(library.tracks);
+    const auto t5 = Clock::now();
+    vca_event_counting_region_stay_proc(library.tracks);
+    const auto t6 = Clock::now();
+    vca_event_heat_map_dwell_and_motion(library.tracks);
+    const auto t7 = Clock::now();
+    vca_event_counting_refresh_line_result();
+    const auto t8 = Clock::now();
+    vca_event_counting_refresh_rgn_result(library.tracks);
+    const auto t9 = Clock::now();
+    vca_event_heat_map_refresh_total_result(library.tracks);
+    const auto t10 = Clock::now();
     vca_feed_frm_cnt_add(1);
     times.depth += t1 - t0;
     times.merge += t2 - t1;
     times.track += t3 - t2;
-    times.count += t4 - t3;
+    times.display += t4 - t3;
+    times.lines += t5 - t4 + t8 - t7;
+    times.regions += t6 - t5 + t9 - t8;
+    times.heat += t7 - t6 + t10 - t9;
 }
 
-void counting_pass(benchmark::State& state) {
+void measure_pass(benchmark::State& state, const VCA_ALGO_CFG_S& cfg) {
     const auto crowd = bench::make_crowd(static_cast<int>(state.range(0)), kFrames);
     Muted muted;
-    Library library;
+    Library library(cfg);
     StageTimes warm_up;
     for (const auto& frame : crowd)
         run_pass(library, frame, warm_up);
@@ -106,11 +122,23 @@ void counting_pass(benchmark::State& state) {
     state.counters["depth_us"] = per_pass(times.depth);
     state.counters["merge_us"] = per_pass(times.merge);
     state.counters["track_us"] = per_pass(times.track);
-    state.counters["count_us"] = per_pass(times.count);
-    state.counters["messages"] = static_cast<double>(bench::messages_sent());
+    state.counters["display_us"] = per_pass(times.display);
+    state.counters["lines_us"] = per_pass(times.lines);
+    state.counters["regions_us"] = per_pass(times.regions);
+    state.counters["heat_us"] = per_pass(times.heat);
+}
+
+// The stages that are switched off are called as well: they are part of every pass.
+void counting_pass(benchmark::State& state) {
+    measure_pass(state, bench::counting_config());
+}
+
+void everything_pass(benchmark::State& state) {
+    measure_pass(state, bench::everything_config());
 }
 
 BENCHMARK(counting_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
+BENCHMARK(everything_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

@@ -14,7 +14,6 @@ constexpr uint16_t kHeadMm = 1300;
 
 struct QuietHost {
     IOU_TRK_RSLT_S targets{};
-    int64_t messages = 0;
 };
 
 QuietHost host;
@@ -88,8 +87,27 @@ VCA_ALGO_CFG_S bench::counting_config() {
     return cfg;
 }
 
-int64_t bench::messages_sent() {
-    return host.messages;
+VCA_ALGO_CFG_S bench::everything_config() {
+    VCA_ALGO_CFG_S cfg = counting_config();
+    cfg.GenderRecognize = 1;
+    cfg.StaffDetection = 1;
+    cfg.HtmpEn = 1;
+    cfg.RgnEn = 1;
+    for (int region = 0; region < VCA_RGN_NUM; ++region) {
+        VCA_CFG_RGN_S& rgn = cfg.rgn[region];
+        const int32_t x = 40 + 220 * region;
+        rgn.used = rgn.en_a = 1;
+        rgn.pt[0] = point(x, 60);
+        rgn.pt[1] = point(x + 260, 80);
+        rgn.pt[2] = point(x + 240, 480);
+        rgn.pt[3] = point(x + 20, 460);
+    }
+    cfg.ExclTotalEn = 1;
+    cfg.excl[0].pt[0] = point(920, 500);
+    cfg.excl[0].pt[1] = point(950, 500);
+    cfg.excl[0].pt[2] = point(950, 530);
+    cfg.ShowHistoryBox = 1;
+    return cfg;
 }
 
 extern "C" {
@@ -123,7 +141,6 @@ int sock_request_unregister(const SOCK_REQUEST_S*, int) {
 }
 
 int tq_sock_send_msg(int, int, void*, int) {
-    ++host.messages;
     return 0;
 }
 
@@ -148,7 +165,19 @@ const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E) {
 int vca_nn_detection(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
     return -1;
 }
+int vca_nn_classification(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
+    return -1;
+}
 int vca_create_image(VCA_IMAGE_S*, int, int, int) {
+    return -1;
+}
+int vca_image_crop_letter(const VCA_IMAGE_S*, const VCA_RGN_S*, VCA_IMAGE_S*) {
+    return -1;
+}
+int vca_save_yuv_image(const VCA_IMAGE_S*, const char*) {
+    return -1;
+}
+int tq_system(const char*) {
     return -1;
 }
 int vca_destroy_image(VCA_IMAGE_S*) {

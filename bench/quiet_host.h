@@ -20,7 +20,7 @@ std::vector<CrowdFrame> make_crowd(int people, int frames);
 // Four counting lines over the whole picture, group counting on, counted by the foot point.
 VCA_ALGO_CFG_S counting_config();
 
-// Messages the library has sent since the start.
-int64_t messages_sent();
+// The same with four counting regions, an exclusion region, attributes and heat maps.
+VCA_ALGO_CFG_S everything_config();
 
 }  // namespace bench
