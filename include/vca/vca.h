@@ -1,8 +1,10 @@
 /* The whole public interface of libvca. Needs C++20; C callers include the headers they need, all
- * but track.h, object.h, event.h, region.h, heat_map.h and display.h, which hold std::vector. */
+ * but track.h, object.h, event.h, region.h, heat_map.h,
+ * display.h and cascade.h, which hold std::vector. */
 #ifndef VCA_VCA_H
 #define VCA_VCA_H
 
+#include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/debug.h"
 #include "vca/depth.h"

@@ -4,6 +4,7 @@
 #include "frame/frame_state.h"
 #include "frame/log.h"
 #include "frame/numeric.h"
+#include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/depth.h"
 #include "vca/display.h"
@@ -32,7 +33,9 @@ struct TaskState {
     VCA_NN_RESULT_S real_rslt{};
     VCA_NN_RESULT_S depth_rslt{};
     VCA_NN_RESULT_S merged_rslt{};
-    std::vector<TRACKER_RSLT_S> local_tracks;
+    VCA_NN_RESULT_S master_rslt{};              // a master's objects of all devices
+    std::vector<TRACKER_RSLT_S> local_tracks;   // of this device
+    std::vector<TRACKER_RSLT_S> merged_tracks;  // a master's, of all devices; without images
 };
 
 // When the pass started and whether its timing lines are on.
@@ -77,11 +80,17 @@ void track(TaskState& task, const PassClock& tm) {
         vca_local_dev_sync_detect_obj_show(task.local_tracks);
 }
 
-// Counting happens on stand-alone devices and masters; a slave leaves it to its master.
-void count(TaskState& task, const PassClock& tm) {
-    constexpr int32_t kSlave = 2;
-    if (vca_dev_get_work_mode() == kSlave) return;
-    std::vector<TRACKER_RSLT_S>& tracks = task.local_tracks;
+// A master tracks once more, the merged people of all devices.
+void merge_devices(TaskState& task, const PassClock& tm) {
+    dev_cascade_local_master_merge_slave_obj(&task.master_rslt, task.local_tracks);
+    if (tm.log) VCA_LOG_AS(kLogName, "Tm: master_merge_slave=%ld", elapsed_ms(tm.start_ms));
+    vca_obj_proc_tracking(&task.master_rslt, task.merged_tracks, task.ctrl.trk_merged, true);
+    if (tm.log)
+        VCA_LOG_AS(kLogName, "Tm: merge(%d) tracking(%ld)=%ld", task.master_rslt.objects.num,
+                   static_cast<long>(task.merged_tracks.size()), elapsed_ms(tm.start_ms));
+}
+
+void count(std::vector<TRACKER_RSLT_S>& tracks, const PassClock& tm) {
     vca_local_dev_sync_tracking_info_show(tracks);
     if (tm.log) VCA_LOG_AS(kLogName, "Tm: sync_tracking_info=%ld", elapsed_ms(tm.start_ms));
     vca_event_counting_line_uturn_proc(tracks);
@@ -92,6 +101,19 @@ void count(TaskState& task, const PassClock& tm) {
     vca_event_counting_refresh_rgn_result(tracks);
     vca_event_heat_map_refresh_total_result(tracks);
     if (tm.log) VCA_LOG_AS(kLogName, "Tm: procese message=%ld", elapsed_ms(tm.start_ms));
+}
+
+// Counting happens on stand-alone devices and masters; a slave leaves it to its master.
+void report(TaskState& task, const PassClock& tm) {
+    constexpr int32_t kMaster = 1;
+    constexpr int32_t kSlave = 2;
+    const int32_t mode = vca_dev_get_work_mode();
+    if (mode == kSlave) {
+        dev_cascade_slave_send_track_to_master(task.local_tracks);
+        return;
+    }
+    if (mode == kMaster) merge_devices(task, tm);
+    count(mode == kMaster ? task.merged_tracks : task.local_tracks, tm);
 }
 
 // Within 12 frames of a measurement the measured value is sent again.
@@ -136,7 +158,7 @@ void run_pass(TaskState& task) {
     vca_update_depth_map(vca::raw_depth(task.ctrl));
     detect(task, tm);
     track(task, tm);
-    count(task, tm);
+    report(task, tm);
     answer_install_height(task);
     vca_data_put_real_depth(&task.ctrl);
     tq_mutex_unlock(&state.algo_mutex);

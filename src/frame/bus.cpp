@@ -3,6 +3,7 @@
 
 #include "frame/frame_state.h"
 #include "frame/log.h"
+#include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/heat_map.h"
 #include "vca/messages.h"
@@ -15,6 +16,9 @@ const SOCK_REQUEST_S kHandlers[] = {
     {VCA_MSG_HEAT_MAP, 0, vca_heat_map_update_rslt, 0},
     {VCA_MSG_SHOW_DETECTION, 0, vca_set_draw_exclusion_alive, 0},
     {VCA_MSG_INSTALL_HEIGHT, 0, vca_install_height_request, 0},
+    {VCA_MSG_SLAVE_TRACKS, 0, dev_cscd_master_recive_slave_track, 0},
+    {VCA_MSG_ASK_FRAME_COUNT, 0, dev_cscd_master_send_frm_cnt_to_slave, 0},
+    {VCA_MSG_FRAME_COUNT, 0, dev_cscd_slave_recive_master_frm_cnt, 0},
 };
 
 }  // namespace

@@ -12,6 +12,7 @@ namespace vca {
 enum DebugSwitch {
     kDbgVca = 0,
     kDbgTiming = 1,
+    kDbgCascade = 3,
     kDbgDetection = 8,
     kDbgTracking = 9,
     kDbgObjectInfo = 10,

@@ -1,0 +1,2 @@
+// placeholder purpose
+#include <gtest/gtest.h>
