@@ -188,7 +188,7 @@ void MasterBridge::take_request(std::string_view device) {
     bool known = false;
     {
         const std::lock_guard lock(mutex_);
-        known = gate_.index_of(device).has_value();
+        known = gate_.index_of(device).has_value() || gate_.refuse(device);
         if (known) ++requests_;
     }
     if (!known) return refuse(device, refusal_text(Verdict::kUnknownDevice, 0));

@@ -102,13 +102,23 @@ struct MqttClient::Callbacks {
             self.refusal_ = mosquitto_reason_string(code);
             return;
         }
-        for (const std::string& pattern : self.subscriptions_) {
-            mosquitto_subscribe(client, nullptr, pattern.c_str(), 1);
-        }
-        self.refusal_.clear();
-        self.outage_reported_ = false;
-        self.connected_ = true;
-        if (self.hooks_.on_connection) self.hooks_.on_connection(true, "");
+        if (self.subscriptions_.empty()) return self.report_connection();
+        std::vector<char*> patterns;
+        for (std::string& pattern : self.subscriptions_)
+            patterns.push_back(pattern.data());
+        mosquitto_subscribe_multiple(client, nullptr, static_cast<int>(patterns.size()),
+                                     patterns.data(), 1, 0, nullptr);
+    }
+
+    static void on_subscribe(mosquitto* client, void* self_ptr, int, int count, const int* granted,
+                             const mosquitto_property*) {
+        constexpr int kFirstRefusal = 128;
+        auto& self = *static_cast<MqttClient*>(self_ptr);
+        const bool refused = std::any_of(granted, granted + count,
+                                         [](int quality) { return quality >= kFirstRefusal; });
+        if (!refused) return self.report_connection();
+        self.refusal_ = "the broker refuses a subscription";
+        mosquitto_disconnect(client);
     }
 
     static void on_message(mosquitto*, void* self_ptr, const mosquitto_message* message,
@@ -152,6 +162,7 @@ MqttClient::MqttClient(MqttSettings settings, std::vector<std::string> subscript
             "leave a last will under " + will.topic);
     }
     mosquitto_connect_v5_callback_set(client_.get(), Callbacks::on_connect);
+    mosquitto_subscribe_v5_callback_set(client_.get(), Callbacks::on_subscribe);
     mosquitto_message_v5_callback_set(client_.get(), Callbacks::on_message);
     try {
         thread_ = std::thread([this] { work(); });
@@ -223,6 +234,13 @@ bool MqttClient::pause(double seconds) {
     stop_changed_.wait_for(lock, std::chrono::duration<double>(seconds),
                            [this] { return stopping_; });
     return !stopping_;
+}
+
+void MqttClient::report_connection() {
+    refusal_.clear();
+    outage_reported_ = false;
+    connected_ = true;
+    if (hooks_.on_connection) hooks_.on_connection(true, "");
 }
 
 void MqttClient::report_outage(int error) {

@@ -63,8 +63,9 @@ class MqttClient {
     // Both are called on the client's own thread and may publish.
     struct Hooks {
         std::function<void(const MqttMessage&)> on_message;
-        // True after every connect, when the subscriptions are under way; false, with the reason,
-        // once at the beginning of every outage, also when the broker is away from the start.
+        // True after every connect, when the broker has confirmed the subscriptions; false, with
+        // the reason, once at the beginning of every outage, also when the broker is away from the
+        // start.
         std::function<void(bool connected, const std::string& reason)> on_connection;
     };
 
@@ -78,6 +79,7 @@ class MqttClient {
 
     // Queues a copy for the broker. False, and nothing is kept, while there is no connection.
     bool publish(const MqttSend& message) noexcept;
+    // Connected, and subscribed.
     bool connected() const { return connected_; }
     // Sends what is queued, says goodbye (so that there is no last will) and ends the thread. No
     // hook is called afterwards. Not to be called from a hook.
@@ -93,6 +95,7 @@ class MqttClient {
     void say_goodbye();
     // Waits before the next attempt; false when the client is being stopped.
     bool pause(double seconds);
+    void report_connection();
     void report_outage(int error);
     std::string outage_text(int error) const;
 

@@ -171,7 +171,7 @@ class LinkTest : public ::testing::Test {
         settings.name = "middle";
         settings.broker = broker_settings();
         settings.slaves = {{"left", kLeft}, {"right", 0}};
-        settings.gate = {15, 15, 1.0};
+        settings.gate = gate_;
         settings.heartbeat_s = 0.1;
         return settings;
     }
@@ -238,6 +238,8 @@ class LinkTest : public ::testing::Test {
 
     Folder folder_;
     int port_;
+    // Wide limits, because the frames of these tests come much faster than those of a camera.
+    host::GateSettings gate_{500, 500, 1.0};
     std::unique_ptr<host::BrokerProcess> broker_;
     MasterLibrary master_;
     SlaveLibrary slave_;

@@ -42,6 +42,7 @@ TEST_F(LinkTest, TracksArriveMappedAndOnTheMastersClock) {
     const host::DelaySummary delay = master_.bridge->stats().slaves[0].delay;
     EXPECT_EQ(delay.count, 1);
     EXPECT_GT(delay.median_ms, 0.0);
+    slave_.bus->wait_idle();
     EXPECT_EQ(slave_.bridge->stats().sent, 1);
 }
 
@@ -108,22 +109,25 @@ TEST_F(LinkTest, ABrokerThatIsAwayStopsNobodyAndTheSlaveIsTakenBack) {
     start_master();
     start_slave();
     ASSERT_TRUE(frames_until([&] { return master_.left().counters.delivered > 20; }));
+    const host::DeviceCounters reached = master_.left().counters;
+    const int missing = master_.reports.count("the device left is missing");
+    const int back = master_.reports.count("left is back after");
     broker_->stop();
     ASSERT_TRUE(frames_until([&] { return master_.left().missing; }));
     const std::int32_t frame_without = master_.frame_count;
     master_.bus->wait_idle();
     EXPECT_EQ(master_.last().msg.count, 0);  // the library no longer holds the slave's people
     EXPECT_EQ(master_.last().slave_idx, static_cast<std::uint32_t>(kLeft));
-    EXPECT_EQ(master_.left().counters.cleared, 1);
-    EXPECT_EQ(master_.reports.count("the device left is missing"), 1);
+    EXPECT_EQ(master_.left().counters.cleared, reached.cleared + 1);
+    EXPECT_TRUE(eventually(
+        [&] { return master_.reports.count("the device left is missing") == missing + 1; }));
     EXPECT_EQ(master_.reports.count("no connection to the broker at 127.0.0.1:"), 1);
     ASSERT_TRUE(frames_until([&] { return master_.frame_count > frame_without + 500; }));
     const std::int64_t before = master_.left().counters.delivered;
     start_broker();
     ASSERT_TRUE(frames_until([&] { return master_.left().counters.delivered > before + 20; }));
-    ASSERT_TRUE(frames_until([&] { return master_.reports.count("left is back after") == 1; }));
-    EXPECT_FALSE(master_.left().missing);
-    EXPECT_EQ(master_.left().counters.stale_periods, 1);
+    ASSERT_TRUE(frames_until([&] { return master_.reports.count("left is back after") > back; }));
+    EXPECT_TRUE(frames_until([&] { return !master_.left().missing; }));
     EXPECT_EQ(master_.last().msg.count, 1);
     EXPECT_GT(slave_.bridge->stats().disconnected, 0);
     EXPECT_EQ(slave_.reports.count("connected to the broker"), 2);
@@ -182,6 +186,7 @@ TEST_F(LinkTest, ARestartedMasterTakesTheSlaveOnItsNewClock) {
 }
 
 TEST_F(LinkTest, RepeatedDisorderedAndOldMessagesAreDroppedAndCounted) {
+    gate_ = {15, 15, 1.0};
     start_broker();
     master_.frame_count = 1000;
     start_master();
@@ -243,7 +248,8 @@ TEST_F(LinkTest, GarbageOfAnyLengthIsRefusedAndTheLinkGoesOn) {
     raw.send("vca/hall/left/tracks", host::bytes_of(packet(0, 1000, 1)));  // of another device
     raw.send("vca/hall/left/tracks", host::bytes_of(packet(15, 1000, 1)));
     raw.send("vca/hall/left/tracks", host::bytes_of(packet(kLeft, 1000, 1000)));
-    ASSERT_TRUE(eventually([&] { return master_.left().counters.refused == 34; }));
+    ASSERT_TRUE(eventually([&] { return master_.left().counters.refused == 34; }))
+        << master_.left().counters.refused;
     EXPECT_EQ(master_.left().counters.received, 34);
     EXPECT_EQ(master_.reports.count("is refused"), 1);
     EXPECT_EQ(master_.received(), 0u);
