@@ -74,7 +74,7 @@ void write_configuration(const std::string& path, int port) {
          << "allow_anonymous true\n"
          << "persistence false\n"
          << "set_tcp_nodelay true\n"
-         << "message_size_limit 65536\n"
+         << "max_packet_size 65536\n"
          << "max_queued_messages 200\n"
          << "log_dest stderr\n";
     file.close();
