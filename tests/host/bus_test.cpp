@@ -124,11 +124,11 @@ TEST_F(BusTest, TheLinksMessagesHaveTheirSizes) {
     Bus bus({});
     bus.add_handlers(table, 3);
     const std::vector<std::uint8_t> bytes(7000);
-    for (const std::size_t length : {0, 4, 6136, 6143, 6145})
+    for (const std::size_t length : {0u, 4u, 6136u, 6143u, 6145u})
         bus.send_to_library(VCA_MSG_SLAVE_TRACKS, bytes.data(), length);
-    for (const std::size_t length : {0, 3, 5, 6144})
+    for (const std::size_t length : {0u, 3u, 5u, 6144u})
         bus.send_to_library(VCA_MSG_FRAME_COUNT, bytes.data(), length);
-    for (const std::size_t length : {1, 4, 6144})
+    for (const std::size_t length : {1u, 4u, 6144u})
         bus.send_to_library(VCA_MSG_ASK_FRAME_COUNT, bytes.data(), length);
     bus.wait_idle();
     EXPECT_EQ(received().first_argument, 0);

@@ -289,7 +289,7 @@ TEST_F(LinkTest, ASlaveTakesOnlyFrameCounts) {
     RawClient raw(broker_settings(), {});
     ASSERT_TRUE(eventually([&] { return slave_.bridge->stats().connected; }));
     const std::vector<std::uint8_t> bytes(100, 1);
-    for (const std::size_t length : {0, 1, 3, 5, 100})
+    for (const std::size_t length : {0u, 1u, 3u, 5u, 100u})
         raw.send("vca/hall/frame-count", {bytes.data(), length});
     ASSERT_TRUE(eventually([&] { return slave_.bridge->stats().refused == 5; }));
     EXPECT_FALSE(slave_.bridge->stats().synchronised);
