@@ -99,7 +99,7 @@ TEST_F(BusTest, RefusesMessagesOfTheWrongSize) {
     Bus bus({});
     bus.add_handlers(table, 3);
     const std::vector<std::uint8_t> bytes(2000);
-    for (const std::size_t length : {0, 4, 1915, 1917, 2000})
+    for (const std::size_t length : {0u, 4u, 1915u, 1917u, 2000u})
         bus.send_to_library(VCA_MSG_CONFIG, bytes.data(), length);
     bus.send_to_library(VCA_MSG_INSTALL_HEIGHT, bytes.data(), 4);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, bytes.data(), 1);
