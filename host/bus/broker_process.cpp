@@ -13,6 +13,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <random>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -25,6 +26,12 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds kStartTime{10};
 constexpr std::chrono::seconds kEndTime{5};
 constexpr std::chrono::milliseconds kPoll{10};
+
+// Below the ports that the system gives to outgoing connections, which would otherwise take the
+// broker's port while it is away; a client that calls it could even be connected to itself.
+constexpr int kFirstPort = 20000;
+constexpr int kLastPort = 32000;
+constexpr int kPortAttempts = 100;
 
 // Debian keeps the broker where only the administrator's search path looks.
 constexpr const char* kPlaces[] = {"/usr/sbin/mosquitto", "/usr/local/sbin/mosquitto",
@@ -156,15 +163,17 @@ void BrokerProcess::stop() {
 }
 
 int free_loopback_port() {
-    const Socket socket;
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    if (bind(socket.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        getsockname(socket.fd(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        throw std::runtime_error("no loopback port is free: " +
-                                 std::generic_category().message(errno));
+    std::random_device random;
+    std::uniform_int_distribution<int> any_port(kFirstPort, kLastPort);
+    for (int attempt = 0; attempt < kPortAttempts; ++attempt) {
+        const int port = any_port(random);
+        const Socket socket;
+        const sockaddr_in address = loopback(port);
+        if (bind(socket.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+            return port;
+        }
     }
-    return ntohs(address.sin_port);
+    throw std::runtime_error("no loopback port is free for the MQTT broker");
 }
 
 }  // namespace host

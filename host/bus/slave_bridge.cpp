@@ -1,7 +1,7 @@
 // Numbering, sending and synchronisation of a slave.
 #include "host/bus/slave_bridge.h"
 
-#include <cstring>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <stdexcept>

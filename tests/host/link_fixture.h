@@ -165,6 +165,12 @@ class LinkTest : public ::testing::Test {
         return settings;
     }
 
+    host::MqttSettings named_broker(const std::string& id) const {
+        host::MqttSettings settings = broker_settings();
+        settings.client_id = id;
+        return settings;
+    }
+
     host::MasterSettings master_settings() const {
         host::MasterSettings settings;
         settings.site = kSite;
