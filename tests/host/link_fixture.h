@@ -219,15 +219,18 @@ class LinkTest : public ::testing::Test {
         slave_ready_ = true;
     }
 
-    // The order that a host keeps: link, bus, and then what its listener used.
+    // The order that a host keeps: the link, what is still queued, the bus, and then what its
+    // listener used.
     void stop_master() {
         if (master_.bridge) master_.bridge->stop();
+        if (master_.bus) master_.bus->wait_idle();
         master_.bus.reset();
         master_ready_ = false;
         master_.bridge.reset();
     }
     void stop_slave() {
         if (slave_.bridge) slave_.bridge->stop();
+        if (slave_.bus) slave_.bus->wait_idle();
         slave_.bus.reset();
         slave_ready_ = false;
         slave_.bridge.reset();

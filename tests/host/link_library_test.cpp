@@ -12,6 +12,7 @@ class LinkLibraryTest : public LinkTest {
         if (master_.bridge) master_.bridge->stop();
         if (slave_.bridge) slave_.bridge->stop();
         if (!bus_) return;
+        bus_->wait_idle();
         vca_algo_uninit();
         vca_base_uninit();
         host::set_bus(nullptr);
@@ -40,9 +41,8 @@ class LinkLibraryTest : public LinkTest {
         host::set_model_settings(models);
         vca_base_init();
         vca_algo_init();
-        ASSERT_TRUE(eventually([&] {
-            return vca_dev_get_work_mode() == work_mode && vca_dev_get_install_height() == 3500;
-        }));
+        bus_->wait_idle();  // the configuration is applied
+        ASSERT_EQ(vca_dev_get_work_mode(), work_mode);
     }
 
     // What the library would merge now, the master itself seeing nobody.
