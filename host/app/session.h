@@ -4,10 +4,12 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "host/app/recorder.h"
 #include "host/bus/bus.h"
 #include "host/frames/frame_source.h"
+#include "host/inference/attribute_model.h"
 #include "host/platform/frame_pool.h"
 #include "vca/config.h"
 
@@ -15,7 +17,8 @@ namespace host {
 
 struct SessionSetup {
     VCA_ALGO_CFG_S config{};
-    CameraModel camera;  // its height is that of config
+    CameraModel camera;                           // its height is that of config
+    const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
 };
 
 class Session {
@@ -38,10 +41,16 @@ class Session {
     // The last answer in mm; 0 before the first.
     int install_height_mm() const { return install_height_mm_; }
 
+    // Has the trails of the detected boxes sent with every frame, or no longer.
+    void show_detected(bool on);
+    // The heat map since the last request; nothing when the library does not answer.
+    std::optional<HeatMapReported> request_heat_map();
+
     // Stops the library and gives what is left over; at most once.
     void close(RunResult& result);
 
   private:
+    void begin_pass(std::int64_t number);
     void shut_down();
     void disconnect();
 
@@ -49,8 +58,10 @@ class Session {
     Recorder& recorder_;
     FramePool pool_;
     std::unique_ptr<Bus> bus_;
+    std::int64_t pass_ = -1;  // frame of the last pass; only touched by the analysis
     std::atomic<std::int64_t> clock_us_{0};
     std::atomic<int> install_height_mm_{0};
+    std::optional<HeatMapReported> heat_map_;  // the bus thread's until the bus is idle
     bool running_ = false;
 };
 

@@ -87,6 +87,24 @@ TEST_F(BusTest, DropsAndCountsMessagesWithoutHandler) {
     EXPECT_EQ(bus.undelivered(), 2);
 }
 
+TEST_F(BusTest, CallsComeInTheirTurn) {
+    std::vector<int> seen;
+    Bus::Hooks hooks;
+    hooks.on_event = [&seen](const Event& event) { seen.push_back(event.id); };
+    Bus bus(std::move(hooks));
+    for (int i = 1; i <= 20; ++i) {
+        bus.queue_from_library(1000 + i, nullptr, 0);
+        bus.call([&seen, i] { seen.push_back(i); });
+    }
+    bus.wait_idle();
+    ASSERT_EQ(seen.size(), 40u);
+    for (int i = 1; i <= 20; ++i) {
+        EXPECT_EQ(seen[static_cast<std::size_t>(2 * i - 2)], 1000 + i);
+        EXPECT_EQ(seen[static_cast<std::size_t>(2 * i - 1)], i);
+    }
+    EXPECT_EQ(bus.undelivered(), 0);
+}
+
 void count_call(int, void*) {
     ++received().first_argument;
 }
@@ -94,25 +112,32 @@ void count_call(int, void*) {
 TEST_F(BusTest, RefusesMessagesOfTheWrongSize) {
     const SOCK_REQUEST_S table[] = {{VCA_MSG_CONFIG, 0, count_call, 0},
                                     {VCA_MSG_INSTALL_HEIGHT, 0, count_call, 0},
+                                    {VCA_MSG_HEAT_MAP, 0, count_call, 0},
+                                    {VCA_MSG_HEAT_RESET, 0, count_call, 0},
                                     {VCA_MSG_SHOW_DETECTION, 0, count_call, 0}};
     received().first_argument = 0;
     Bus bus({});
-    bus.add_handlers(table, 3);
+    bus.add_handlers(table, 5);
     const std::vector<std::uint8_t> bytes(2000);
     for (const std::size_t length : {0u, 4u, 1915u, 1917u, 2000u})
         bus.send_to_library(VCA_MSG_CONFIG, bytes.data(), length);
     bus.send_to_library(VCA_MSG_INSTALL_HEIGHT, bytes.data(), 4);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, bytes.data(), 1);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, nullptr, 4);
+    for (const std::size_t length : {0u, 23u, 25u})
+        bus.send_to_library(VCA_MSG_HEAT_MAP, bytes.data(), length);
+    bus.send_to_library(VCA_MSG_HEAT_RESET, bytes.data(), 24);
     bus.wait_idle();
     EXPECT_EQ(received().first_argument, 0);
-    EXPECT_EQ(bus.refused(), 8);
+    EXPECT_EQ(bus.refused(), 12);
     bus.send_to_library(VCA_MSG_CONFIG, bytes.data(), 1916);
     bus.send_to_library(VCA_MSG_INSTALL_HEIGHT, nullptr, 0);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, bytes.data(), 4);
+    bus.send_to_library(VCA_MSG_HEAT_MAP, bytes.data(), 24);
+    bus.send_to_library(VCA_MSG_HEAT_RESET, nullptr, 0);
     bus.wait_idle();
-    EXPECT_EQ(received().first_argument, 3);
-    EXPECT_EQ(bus.refused(), 8);
+    EXPECT_EQ(received().first_argument, 5);
+    EXPECT_EQ(bus.refused(), 12);
     EXPECT_EQ(bus.undelivered(), 0);
 }
 
