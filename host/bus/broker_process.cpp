@@ -74,11 +74,13 @@ bool answers(int port) {
 }
 
 // Only the machine itself can connect, so nobody has to prove who he is. The limits keep a client
-// that does not read, or sends nonsense, from filling the memory.
+// that does not read, or sends nonsense, from filling the memory. An administrator's broker would
+// change its user, upon which the system forgets that it is to end with its parent.
 void write_configuration(const std::string& path, int port) {
     std::ofstream file(path);
     file << "listener " << port << " 127.0.0.1\n"
          << "allow_anonymous true\n"
+         << "user root\n"
          << "persistence false\n"
          << "set_tcp_nodelay true\n"
          << "max_packet_size 65536\n"

@@ -1,6 +1,10 @@
 // The MQTT connection: settings, outages, properties and its end.
 #include "host/bus/mqtt_client.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <stdexcept>
 
 #include "link_fixture.h"
@@ -145,6 +149,24 @@ TEST(BrokerProcessTest, StartsAndStopsByItsProcessId) {
     EXPECT_NE(kill(pid, 0), 0);
     EXPECT_EQ(broker.process_id(), -1);
     broker.stop();
+}
+
+TEST(BrokerProcessTest, EndsWithAKilledParent) {
+    const Folder folder;
+    const int port = host::free_loopback_port();
+    const pid_t parent = fork();
+    ASSERT_GE(parent, 0);
+    if (parent == 0) {
+        const host::BrokerProcess broker(folder.path(), port);
+        while (true)
+            pause();
+    }
+    const MqttClient client(settings_for(port), {}, {}, {});
+    const bool up = eventually([&] { return client.connected(); });
+    kill(parent, SIGKILL);
+    waitpid(parent, nullptr, 0);
+    ASSERT_TRUE(up);
+    EXPECT_TRUE(eventually([&] { return !client.connected(); }));
 }
 
 TEST(BrokerProcessTest, ATakenPortAndAFolderThatIsNotThereAreTold) {
