@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/heat_map.h"
 #include "vca/messages.h"
@@ -28,10 +29,14 @@ std::optional<std::size_t> size_to_library(int id) {
             return sizeof(VCA_ALGO_CFG_S);
         case VCA_MSG_INSTALL_HEIGHT:
         case VCA_MSG_HEAT_RESET:
+        case VCA_MSG_ASK_FRAME_COUNT:
             return 0;
         case VCA_MSG_HEAT_MAP:
             return VCA_HEAT_REQUEST_BYTES;
+        case VCA_MSG_SLAVE_TRACKS:
+            return sizeof(MASTER_MSG_S);
         case VCA_MSG_SHOW_DETECTION:
+        case VCA_MSG_FRAME_COUNT:
             return sizeof(std::int32_t);
         default:
             return std::nullopt;
@@ -147,7 +152,7 @@ void Bus::deliver(Message& message) {
     if (!message.to_library) {
         if (hooks_.on_event) {
             hooks_.on_event({message.id, message.stamp.frame_number, message.stamp.time_s,
-                             decode_message(message.id, message.bytes)});
+                             decode_message(message.id, message.bytes), message.stamp.feed_count});
         }
         return;
     }

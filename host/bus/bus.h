@@ -20,6 +20,7 @@ namespace host {
 struct FrameStamp {
     std::int64_t frame_number = -1;
     double time_s = 0.0;
+    std::int32_t feed_count = 0;  // the library's feed frame counter
 };
 
 class Bus {

@@ -56,6 +56,12 @@ Json person_json(const RGN_PERSON_S& p) {
             {"stay_ms", std::move(stay_ms)}};
 }
 
+Json slave_track_json(const SLAVE_TRACK_S& t) {
+    return {{"track", t.track_id},    {"class", t.class_id},         {"score", t.score},
+            {"height_mm", t.height},  {"gender", t.gender},          {"staff", t.staff},
+            {"centre", {t.cx, t.cy}}, {"foot", {t.foot_x, t.foot_y}}};
+}
+
 struct Fields {
     Json& out;
 
@@ -98,6 +104,15 @@ struct Fields {
         out["dwell_ms"] = std::accumulate(e.dwell_ms.begin(), e.dwell_ms.end(), std::int64_t{0});
         out["motion"] = std::accumulate(e.motion.begin(), e.motion.end(), std::int64_t{0});
     }
+    void operator()(const SlaveTracks& e) const {
+        const SLAVE_MSG_S& m = *e.message;
+        Json list = Json::array();
+        for (int i = 0; i < std::clamp(m.count, 0, VCA_SLAVE_TRACK_MAX); ++i)
+            list.push_back(slave_track_json(m.tracks[i]));
+        out["master_frame"] = m.frame;
+        out["tracks"] = std::move(list);
+    }
+    void operator()(const FrameCount& e) const { out["frame_count"] = e.frame_count; }
     void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
 
     template <typename Notice>
@@ -121,6 +136,8 @@ struct Name {
     }
     const char* operator()(const RegionsReported&) const { return "regions"; }
     const char* operator()(const HeatMapReported&) const { return "heat_map"; }
+    const char* operator()(const SlaveTracks&) const { return "slave_tracks"; }
+    const char* operator()(const FrameCount&) const { return "frame_count"; }
     const char* operator()(const UnknownMessage&) const { return "unknown"; }
 };
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 
+#include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/event.h"
 #include "vca/heat_map.h"
@@ -59,6 +60,10 @@ Payload to_payload(const RGN_MSG_S& m) {
     return report;
 }
 
+Payload to_payload(const SLAVE_MSG_S& m) {
+    return SlaveTracks{std::make_shared<const SLAVE_MSG_S>(m)};
+}
+
 Payload to_payload(const HEAT_MAP_MSG_S& m) {
     HeatMapReported report;
     std::copy(std::begin(m.request), std::end(m.request), report.request.begin());
@@ -95,6 +100,13 @@ Payload decode_message(int id, std::span<const std::uint8_t> bytes) {
             return decode_as<RGN_MSG_S>(bytes);
         case VCA_MSG_HEAT_MAP:
             return decode_as<HEAT_MAP_MSG_S>(bytes);
+        case VCA_MSG_SLAVE_TRACKS:
+            return decode_as<SLAVE_MSG_S>(bytes);
+        case VCA_MSG_FRAME_COUNT:
+            if (const auto frame_count = read_record<std::int32_t>(bytes)) {
+                return FrameCount{*frame_count};
+            }
+            break;
         case VCA_MSG_TRACKS:
         case VCA_MSG_DETECTED_TRACKS:
             if (const auto m = read_record<SHOW_MSG_S>(bytes)) {

@@ -4,11 +4,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "vca/cascade.h"
 #include "vca/detect.h"
 #include "vca/display.h"
 #include "vca/region.h"
@@ -86,20 +88,32 @@ struct HeatMapReported {
     std::vector<std::int32_t> dwell_ms;
 };
 
+// A slave's tracks for its master. Shared because the record is much larger than other events.
+struct SlaveTracks {
+    std::shared_ptr<const SLAVE_MSG_S> message;  // never null
+};
+
+// A master's feed frame counter, asked for by a slave.
+struct FrameCount {
+    int frame_count = 0;
+};
+
 // A message whose number is not known or whose length is not that of its number.
 struct UnknownMessage {
     std::size_t length = 0;
 };
 
-using Payload = std::variant<PersonCounted, GroupCounted, InstallHeight, ConfigRequest,
-                             DetectionsShown, TrackAppeared, TrackRemoved, TracksShown,
-                             RegionsReported, HeatMapReported, UnknownMessage>;
+using Payload =
+    std::variant<PersonCounted, GroupCounted, InstallHeight, ConfigRequest, DetectionsShown,
+                 TrackAppeared, TrackRemoved, TracksShown, RegionsReported, HeatMapReported,
+                 SlaveTracks, FrameCount, UnknownMessage>;
 
 struct Event {
     int id = 0;                      // message number
     std::int64_t frame_number = -1;  // frame in work when it was sent; -1 when there was none
     double time_s = 0.0;             // scene time of that frame
     Payload payload;
+    std::int32_t feed_count = 0;  // the library's feed frame counter when it was sent
 };
 
 // Decodes the bytes of message `id`; never fails, an unfit message becomes UnknownMessage.

@@ -141,6 +141,31 @@ TEST_F(BusTest, RefusesMessagesOfTheWrongSize) {
     EXPECT_EQ(bus.undelivered(), 0);
 }
 
+TEST_F(BusTest, TheLinksMessagesHaveTheirSizes) {
+    const SOCK_REQUEST_S table[] = {{VCA_MSG_SLAVE_TRACKS, 0, count_call, 0},
+                                    {VCA_MSG_FRAME_COUNT, 0, count_call, 0},
+                                    {VCA_MSG_ASK_FRAME_COUNT, 0, count_call, 0}};
+    received().first_argument = 0;
+    Bus bus({});
+    bus.add_handlers(table, 3);
+    const std::vector<std::uint8_t> bytes(7000);
+    for (const std::size_t length : {0u, 4u, 6136u, 6143u, 6145u})
+        bus.send_to_library(VCA_MSG_SLAVE_TRACKS, bytes.data(), length);
+    for (const std::size_t length : {0u, 3u, 5u, 6144u})
+        bus.send_to_library(VCA_MSG_FRAME_COUNT, bytes.data(), length);
+    for (const std::size_t length : {1u, 4u, 6144u})
+        bus.send_to_library(VCA_MSG_ASK_FRAME_COUNT, bytes.data(), length);
+    bus.wait_idle();
+    EXPECT_EQ(received().first_argument, 0);
+    EXPECT_EQ(bus.refused(), 12);
+    bus.send_to_library(VCA_MSG_SLAVE_TRACKS, bytes.data(), 6144);
+    bus.send_to_library(VCA_MSG_FRAME_COUNT, bytes.data(), 4);
+    bus.send_to_library(VCA_MSG_ASK_FRAME_COUNT, nullptr, 0);
+    bus.wait_idle();
+    EXPECT_EQ(received().first_argument, 3);
+    EXPECT_EQ(bus.refused(), 12);
+}
+
 TEST_F(BusTest, NoHandlerRunsAfterRemoval) {
     Bus bus({});
     bus.add_handlers(kTable, 2);
@@ -208,7 +233,7 @@ TEST_F(BusTest, CopiesThePayloadAndStampsTheMessage) {
     std::vector<Event> events;
     Bus bus({{},
              [] {
-                 return host::FrameStamp{12, 0.8};
+                 return host::FrameStamp{12, 0.8, 345};
              },
              [&events](const Event& event) { events.push_back(event); }});
     int height_mm = 3100;
@@ -219,6 +244,7 @@ TEST_F(BusTest, CopiesThePayloadAndStampsTheMessage) {
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0].id, 6077);
     EXPECT_EQ(events[0].frame_number, 12);
+    EXPECT_EQ(events[0].feed_count, 345);
     EXPECT_DOUBLE_EQ(events[0].time_s, 0.8);
     EXPECT_EQ(std::get<host::InstallHeight>(events[0].payload).height_mm, 3100);
     EXPECT_EQ(std::get<host::UnknownMessage>(events[1].payload).length, 0u);

@@ -109,6 +109,25 @@ TEST(Decode, TrackNotices) {
     EXPECT_EQ(std::get<host::TrackRemoved>(bytes.decode(6088)).foot_y, 5);
 }
 
+TEST(Decode, SlaveTracksKeepEveryByte) {
+    Bytes bytes(6136);
+    bytes.put<std::uint32_t>(0, 5).put<std::uint32_t>(8, 4321).put<std::int32_t>(12, 90);
+    bytes.put<std::uint32_t>(16 + 4, 11).put<std::int32_t>(16 + 89 * 68 + 44, -77);
+    bytes.put<std::uint8_t>(6135, 9);
+    const auto e = std::get<host::SlaveTracks>(bytes.decode(6085));
+    EXPECT_EQ(e.message->frame_flag[0], 5u);
+    EXPECT_EQ(e.message->frame, 4321u);
+    EXPECT_EQ(e.message->count, 90);
+    EXPECT_EQ(e.message->tracks[0].track_id, 11u);
+    EXPECT_EQ(e.message->tracks[89].foot_y, -77);
+    EXPECT_EQ(e.message->tracks[89].reserved2[4], 9u << 24);
+}
+
+TEST(Decode, FrameCount) {
+    const Payload payload = Bytes(4).put<std::int32_t>(0, -8).decode(6083);
+    EXPECT_EQ(std::get<host::FrameCount>(payload).frame_count, -8);
+}
+
 TEST(Decode, TracksShown) {
     Bytes bytes(27016);
     bytes.put<std::uint32_t>(0, 6).put<std::int32_t>(12, 2);
@@ -169,8 +188,9 @@ TEST(Decode, HeatMapReported) {
 }
 
 TEST(Decode, WrongLengthsAndNumbersAreUnknown) {
-    for (const int id : {6045, 6077, 6078, 6080, 6086, 6087, 6088, 0, -1, 6069, 6070, 6081, 6090}) {
-        for (const std::size_t length : {0u, 1u, 3u, 19u, 103u, 105u, 5783u, 8049u}) {
+    for (const int id :
+         {6045, 6077, 6078, 6080, 6083, 6085, 6086, 6087, 6088, 0, -1, 6069, 6070, 6081, 6090}) {
+        for (const std::size_t length : {0u, 1u, 3u, 19u, 103u, 105u, 5783u, 6144u, 8049u}) {
             const Payload payload = Bytes(length).decode(id);
             ASSERT_TRUE(std::holds_alternative<host::UnknownMessage>(payload)) << id;
             EXPECT_EQ(std::get<host::UnknownMessage>(payload).length, length);
@@ -208,12 +228,32 @@ TEST(EventJson, NamesEveryMessage) {
     EXPECT_EQ(json_of(6087, host::TrackAppeared{4, 1, 2, 3, 4})["centre"][1], 2);
     EXPECT_EQ(json_of(6088, host::TrackRemoved{4, 1, 2, 3, 5})["foot"][1], 5);
     EXPECT_EQ(json_of(6090, host::UnknownMessage{12})["length"], 12);
+    EXPECT_EQ(json_of(6083, host::FrameCount{77})["frame_count"], 77);
     host::DetectionsShown shown;
     shown.depth.resize(2);
     const nlohmann::json json = json_of(6086, shown);
     EXPECT_EQ(json["depth"].size(), 2u);
     EXPECT_EQ(json["colour"].size(), 0u);
     EXPECT_EQ(json["message"], "detections");
+}
+
+TEST(EventJson, SlaveTracksListsOnlyTheTracksItHolds) {
+    Bytes bytes(6136);
+    bytes.put<std::uint32_t>(8, 4321).put<std::int32_t>(12, 2).put<std::uint32_t>(16 + 4, 11);
+    bytes.put<float>(16 + 24, 1700.0f).put<std::int32_t>(16 + 68 + 40, 30);
+    bytes.put<std::int32_t>(16 + 68 + 36, 20);
+    const nlohmann::json json = json_of(6085, bytes.decode(6085));
+    EXPECT_EQ(json["message"], "slave_tracks");
+    EXPECT_EQ(json["master_frame"], 4321);
+    ASSERT_EQ(json["tracks"].size(), 2u);
+    EXPECT_EQ(json["tracks"][0]["track"], 11);
+    EXPECT_EQ(json["tracks"][0]["height_mm"], 1700.0);
+    EXPECT_EQ(json["tracks"][1]["foot"][0], 30);
+    EXPECT_EQ(json["tracks"][1]["centre"][1], 20);
+    for (const std::int32_t count : {-5, 1 << 30}) {
+        bytes.put<std::int32_t>(12, count);
+        EXPECT_EQ(json_of(6085, bytes.decode(6085))["tracks"].size(), count < 0 ? 0u : 90u);
+    }
 }
 
 TEST(EventJson, ShowsTracksWithTheirTrails) {
