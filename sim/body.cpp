@@ -46,6 +46,15 @@ class Builder {
                                                  frame_.axes(tilt), radii, material));
     }
 
+    // The part of an ellipsoid's surface within 'half' of its centre along one of its axes.
+    void band(const Vec3& c, const Vec3& radii, std::size_t axis, float half, int material) {
+        const std::array<Vec3, 3> axes = frame_.axes();
+        Quadric q = make_ellipsoid(camera_, frame_.at(c[0], c[1], c[2]), axes, radii, material);
+        q.axis = axes[axis];
+        q.half_length = half;
+        model_.quadrics.push_back(q);
+    }
+
     void ball(const Vec3& c, float radius, int material) {
         model_.quadrics.push_back(
             make_sphere(camera_, frame_.at(c[0], c[1], c[2]), radius, material));
@@ -105,6 +114,21 @@ bool is_dark(Rgb c) {
     return c.r + c.g + c.b < 130;
 }
 
+// The surfaces of the trunk. The first two are between neck and shoulders.
+struct Trunk {
+    Vec3 centre;
+    Vec3 radii;
+};
+
+std::array<Trunk, 3> trunk_of(const Sizes& s) {
+    const double k = s.scale;
+    return {
+        Trunk{v3(-s.back, 0, s.shoulder + 0.015 * k),
+              v3(0.085 * k, 0.80 * s.half_width, 0.085 * k)},
+        Trunk{v3(-s.back, 0, s.shoulder - 0.085 * k), v3(0.115 * k, 1.02 * s.half_width, 0.12 * k)},
+        Trunk{v3(-s.back, 0, 0.66 * s.height), v3(0.12 * k, 0.92 * s.half_width, 0.24 * k)}};
+}
+
 // Children's heads are nearly as large as adults'.
 double head_scale(const Sizes& s) {
     return 0.55 + 0.45 * s.scale;
@@ -136,10 +160,41 @@ void add_shoulders(Builder& b, const Sizes& s, int skin, int top) {
     b.ball(left, f(0.062 * k), top);
     b.ball(right, f(0.062 * k), top);
     // The slope from neck to shoulders, and the chest below it.
-    b.ellipsoid(v3(-s.back, 0, s.shoulder + 0.015 * k),
-                v3(0.085 * k, 0.80 * s.half_width, 0.085 * k), top);
-    b.ellipsoid(v3(-s.back, 0, s.shoulder - 0.085 * k),
-                v3(0.115 * k, 1.02 * s.half_width, 0.12 * k), top);
+    const std::array<Trunk, 3> trunk = trunk_of(s);
+    b.ellipsoid(trunk[0].centre, trunk[0].radii, top);
+    b.ellipsoid(trunk[1].centre, trunk[1].radii, top);
+}
+
+// A stripe on a surface of the trunk, across or up (axis 1 or 2) from its middle. The ellipse that
+// is cut out there has the other radii times sqrt(1 - (offset / radius)^2).
+void add_stripe(Builder& b, const Trunk& trunk, std::size_t axis, double offset, int material) {
+    constexpr double kHalfWidth_m = 0.025;
+    constexpr double kLift_m = 0.006;  // above the cloth, also where the surface curves
+    const double part = offset / trunk.radii[axis];
+    if (part <= -1.0 || part >= 1.0) return;
+    const double shrink = std::sqrt(1.0 - part * part);
+    Vec3 centre = trunk.centre;
+    centre[axis] += f(offset);
+    Vec3 radii;
+    for (std::size_t i = 0; i < 3; ++i)
+        radii[i] = f(trunk.radii[i] * shrink + kLift_m);
+    radii[axis] = 0.15f;  // hardly curved within the width
+    b.band(centre, radii, axis, f(kHalfWidth_m), material);
+}
+
+// Two stripes over the shoulders, down to the waist in front and behind, and two round the body.
+void add_reflective_stripes(Builder& b, const Sizes& s) {
+    const int grey = b.material({204, 207, 209});
+    const std::array<Trunk, 3> trunk = trunk_of(s);
+    const Trunk shoulders{v3(-s.back, 0, s.shoulder), v3(0.060 * s.scale, 1.0, 0.060 * s.scale)};
+    for (const double side : {-1.0, 1.0}) {
+        const double across = side * 0.66 * s.half_width;
+        add_stripe(b, shoulders, 1, across, grey);
+        for (const Trunk& part : trunk)
+            add_stripe(b, part, 1, across, grey);
+    }
+    add_stripe(b, trunk[2], 2, 0.04 * s.scale, grey);
+    add_stripe(b, trunk[2], 2, -0.09 * s.scale, grey);
 }
 
 struct Arm {
@@ -282,6 +337,16 @@ Rgb pick(Rng& rng, std::initializer_list<Rgb> choice) {
 
 }  // namespace
 
+void put_on_vest(Rng& rng, Look& look) {
+    look.vest = rng.chance(0.65) ? Vest::kYellow : Vest::kOrange;
+    look.vest_colour =
+        look.vest == Vest::kYellow ? pick(rng, {{212, 236, 44}}) : pick(rng, {{238, 104, 32}});
+}
+
+Rgb random_vivid_top(Rng& rng) {
+    return pick(rng, {{226, 196, 44}, {232, 222, 84}, {214, 108, 40}, {226, 138, 58}});
+}
+
 double random_adult_height(Rng& rng) {
     return clamp(1.70 + 0.09 * rng.normal(), 1.50, 1.95);
 }
@@ -326,13 +391,14 @@ Outline add_person(const Camera& camera, const Pose& pose, Model& model) {
     const int top = b.material(look.top);
     const int trousers = b.material(look.trousers);
     const int shoes = b.material(look.shoes);
+    const int trunk = look.vest == Vest::kNone ? top : b.material(look.vest_colour);
     const Arm left = arm_of(s, pose, -1.0);
     const Arm right = arm_of(s, pose, 1.0);
 
     Outline outline;
     outline.first = b.quadric_count();
     add_head(b, s, look, skin, hair);
-    add_shoulders(b, s, skin, top);
+    add_shoulders(b, s, skin, trunk);
     outline.box = b.quadric(outline.first).rect;
     for (std::size_t i = outline.first; i < b.quadric_count(); ++i) {
         outline.box = unite(outline.box, b.quadric(i).rect);
@@ -351,7 +417,8 @@ Outline add_person(const Camera& camera, const Pose& pose, Model& model) {
     add_forearm(b, s, left, look.short_sleeves ? skin : top, skin);
     add_forearm(b, s, right, look.short_sleeves ? skin : top, skin);
     const double k = s.scale;
-    b.ellipsoid(v3(-s.back, 0, 0.66 * s.height), v3(0.12 * k, 0.92 * s.half_width, 0.24 * k), top);
+    b.ellipsoid(trunk_of(s)[2].centre, trunk_of(s)[2].radii, trunk);
+    if (look.vest != Vest::kNone) add_reflective_stripes(b, s);
     b.ellipsoid(v3(-s.back, 0, 0.53 * s.height), v3(0.115 * k, 0.165 * k, 0.12 * k), trousers);
     add_leg(b, s, pose, -1.0, trousers, shoes);
     add_leg(b, s, pose, 1.0, trousers, shoes);

@@ -22,12 +22,17 @@ struct Material {
     bool swallows_infrared = false;  // black hair: the depth sensor gets little light back
 };
 
+// Staff wear one over their top: fluorescent, sleeveless, with grey reflective stripes.
+enum class Vest { kNone, kYellow, kOrange };
+
 enum class Load { kNone, kHandbag, kBackpack, kSuitcase, kTrolley, kCart };
 
 struct Look {
     double height_m = 1.7;
     double girth = 1.0;  // 1: shoulder width 0.26 of the height
     Rgb skin, hair, top, trousers, shoes, load;
+    Vest vest = Vest::kNone;
+    Rgb vest_colour;  // of the cloth, as washed and worn
     bool short_sleeves = false;
     bool long_hair = false;
     bool bald = false;
@@ -60,6 +65,12 @@ struct Outline {
 };
 
 Look random_look(Rng& rng, double height_m);
+
+// Dresses a person as one of the staff.
+void put_on_vest(Rng& rng, Look& look);
+
+// A yellow or orange top, as visitors wear them: without stripes.
+Rgb random_vivid_top(Rng& rng);
 
 // Adults N(1.70, 0.09) m within 1.50 to 1.95.
 double random_adult_height(Rng& rng);

@@ -29,6 +29,7 @@ PersonTruth truth_of(const Camera& camera, const Pose& pose, const Outline& outl
     t.head_v = head.v;
     t.box = clipped(outline.box);
     t.in_view = in_image(head);
+    t.staff = pose.look.vest != Vest::kNone;
     return t;
 }
 

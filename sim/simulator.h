@@ -22,6 +22,7 @@ struct PersonTruth {
     double head_v = 0.0;
     Box box;                // head and shoulders in perspective, hidden parts included, clipped
     bool in_view = false;   // the head top is inside the image
+    bool staff = false;     // wears the staff vest
     double visible = -1.0;  // share of the head-and-shoulder pixels inside the image that nothing
                             // hides, 0 to 1; -1 when the frame was not rendered
 };

@@ -195,6 +195,20 @@ class Walkers : public World {
     }
 
     void make_individual(Walker& w) {
+        // No number is drawn for a share of nobody: scenes without staff stay as they are.
+        if (plan_.staff > 0.0 && rng_.chance(plan_.staff)) {
+            put_on_vest(rng_, w.pose.look);
+        } else {
+            if (plan_.vivid_tops > 0.0 && rng_.chance(plan_.vivid_tops)) {
+                w.pose.look.top = random_vivid_top(rng_);
+            }
+            give_load(w);
+            if (w.pushes()) return;
+        }
+        give_pause(w);
+    }
+
+    void give_load(Walker& w) {
         const double kind = rng_.uniform();
         if (kind < plan_.trolleys) {
             w.pose.load = rng_.chance(0.7) ? Load::kTrolley : Load::kCart;
@@ -209,6 +223,9 @@ class Walkers : public World {
             constexpr Load kBags[] = {Load::kHandbag, Load::kBackpack, Load::kSuitcase};
             w.pose.load = kBags[rng_.below(3)];
         }
+    }
+
+    void give_pause(Walker& w) {
         if (rng_.chance(plan_.uturns)) {
             w.turns = true;
             w.stop_at = w.goal * rng_.uniform(-0.35, 0.45);

@@ -24,6 +24,8 @@ struct WalkerPlan {
     double stops = 0.0;           // share of single arrivals who stand still for a while
     double trolleys = 0.0;        // share of single arrivals with a trolley or cart
     double bags = 0.2;            // share of single arrivals with a bag, backpack or suitcase
+    double staff = 0.0;           // share of single arrivals who wear the staff vest; no bags
+    double vivid_tops = 0.0;      // share of the other single arrivals in a yellow or orange top
     double warm_up_s = 0.0;       // walked before the first frame
     double arrivals_end_s = std::numeric_limits<double>::infinity();  // after the first frame
 };

@@ -20,6 +20,7 @@ Examples:
   vca run --trajectories corridor.txt --height 6000
   vca run --folder rec --line "256,0 256,423" --height auto
   vca run --line "100,272 860,272" --uturn "60,150 900,150 900,400 60,400"
+  vca run --region "300,150 660,150 660,400 300,400" --name till
   vca scenes                                what the built-in scenes show
 )";
 
@@ -28,17 +29,20 @@ constexpr const char* kRunFooter = R"(
 
 A counting line counts in two directions: direction 1 is that of a walker who comes to the left of
 the line as seen when looking along it on the picture from its first point to its last.
---uturn, --flip and --name belong to the --line before them.
+--uturn, --flip and --name belong to the --line before them, --name also to a --region.
 Points are pixels of the 960 x 544 picture, for a recording pixels of its own images.
 
 In the output folder: events.jsonl (every message of the analysis), summary.json (all counts and
-measurements), library.log (what the analysis library prints) and picture.png.
+measurements), regions.csv (people in each region, second by second), stays.csv (each stay in a
+region), library.log (what the analysis library prints) and picture.png.
 )";
 
 // Options that are stored apart, because they win over the configuration file whatever the order.
 struct Overrides {
     std::string height;
     std::string detect;
+    std::string gender;
+    std::string staff;
     std::string seed;
     std::string fps;
     std::string seconds;
@@ -49,7 +53,12 @@ struct Overrides {
     std::string camera_at;
     std::vector<CountingLine> lines;
     std::vector<LinePlace> line_places;
-    std::set<std::string> of_line;  // options already given for the last line
+    std::vector<CountingRegion> regions;
+    std::vector<std::string> region_places;
+    std::vector<std::vector<PicturePoint>> exclusions;
+    std::vector<std::string> exclusion_places;
+    bool of_region = false;         // a region came after the last line
+    std::set<std::string> of_last;  // options already given for the last line or region
 };
 
 // Options that only some of the sources understand; the first source of each is named first.
@@ -71,14 +80,16 @@ const std::vector<SourceOption>& source_options() {
     return list;
 }
 
+void check_once_for(Overrides& given, const std::string& option, const std::string& place) {
+    if (given.of_last.insert(option).second) return;
+    throw InputError(option + " is given twice for " + place + "; each takes it once");
+}
+
 CountingLine& line_before(Overrides& given, const std::string& option) {
-    if (given.lines.empty()) {
+    if (given.lines.empty() || given.of_region) {
         throw InputError(option + " belongs to a counting line; write it after its --line");
     }
-    if (!given.of_line.insert(option).second) {
-        throw InputError(option + " is given twice for " + given.line_places.back().line +
-                         "; each line takes it once");
-    }
+    check_once_for(given, option, given.line_places.back().line);
     return given.lines.back();
 }
 
@@ -90,13 +101,40 @@ void add_line(Overrides& given, const std::string& text) {
     check_line_points(line.points, place);
     given.lines.push_back(std::move(line));
     given.line_places.push_back({place, ""});
-    given.of_line.clear();
+    given.of_region = false;
+    given.of_last.clear();
+}
+
+void add_region(Overrides& given, const std::string& text) {
+    CountingRegion region;
+    const std::string place = "--region \"" + text + "\"";
+    region.name = "region " + std::to_string(given.regions.size() + 1);
+    region.points = parse_points(text, place);
+    check_region_points(region.points, place);
+    given.regions.push_back(std::move(region));
+    given.region_places.push_back(place);
+    given.of_region = true;
+    given.of_last.clear();
+}
+
+void add_exclusion(Overrides& given, const std::string& text) {
+    const std::string place = "--exclude \"" + text + "\"";
+    std::vector<PicturePoint> area = parse_points(text, place);
+    check_exclusion_points(area, place);
+    given.exclusions.push_back(std::move(area));
+    given.exclusion_places.push_back(place);
 }
 
 void add_name(Overrides& given, const std::string& text) {
-    CountingLine& line = line_before(given, "--name");
-    check_line_name(text, "--name of " + given.line_places.back().line);
-    line.name = text;
+    if (given.lines.empty() && given.regions.empty()) {
+        throw InputError(
+            "--name belongs to a counting line or region; write it after its --line or --region");
+    }
+    const std::string place =
+        given.of_region ? given.region_places.back() : given.line_places.back().line;
+    check_once_for(given, "--name", place);
+    check_name(text, "--name of " + place);
+    (given.of_region ? given.regions.back().name : given.lines.back().name) = text;
 }
 
 void add_uturn(Overrides& given, const std::string& text) {
@@ -119,7 +157,7 @@ void add_line_options(CLI::App& run, Overrides& given) {
         ->group("Counting");
     run.add_option_function<std::string>(
            "--name", [&given](const std::string& text) { add_name(given, text); },
-           "Name of the line")
+           "Name of the line or region")
         ->type_name("TEXT")
         ->trigger_on_parse()
         ->group("Counting");
@@ -133,6 +171,18 @@ void add_line_options(CLI::App& run, Overrides& given) {
     run.add_flag_callback(
            "--flip", [&given] { line_before(given, "--flip").flip = true; },
            "Swap directions 1 and 2 of the line")
+        ->trigger_on_parse()
+        ->group("Counting");
+    run.add_option_function<std::string>(
+           "--region", [&given](const std::string& text) { add_region(given, text); },
+           "Region in which people and their stay are counted, 3 to 10 points; up to 4 regions")
+        ->type_name("\"X,Y X,Y X,Y ...\"")
+        ->trigger_on_parse()
+        ->group("Counting");
+    run.add_option_function<std::string>(
+           "--exclude", [&given](const std::string& text) { add_exclusion(given, text); },
+           "Area of 3 to 10 points in which nobody is followed; up to 4 areas")
+        ->type_name("\"X,Y X,Y X,Y ...\"")
         ->trigger_on_parse()
         ->group("Counting");
 }
@@ -190,18 +240,30 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
     run.add_option("--detect", given.detect, "Images that people are looked for in [depth]")
         ->type_name("both|colour|depth")
         ->group("Counting");
+    run.add_option("--gender", given.gender, "Network that tells men from women [none]")
+        ->type_name("none|FILE.onnx")
+        ->group("Counting");
+    run.add_option("--staff", given.staff,
+                   "What tells staff from visitors: high-visibility vests or a network [none]")
+        ->type_name("none|vest|FILE.onnx")
+        ->group("Counting");
     run.add_flag("--foot", given.foot, "Count by the point on the floor (default)")
         ->group("Counting");
     run.add_flag("--box", given.box, "Count by the middle of head and shoulders")
         ->group("Counting");
     run.add_option("--config", given.config_file,
-                   "TOML file with [[line]] tables (name, points, uturn, area, flip), height_mm, "
-                   "target_height_mm, [group] (enabled, min, max), detect, position")
+                   "TOML file with [[line]] tables (name, points, uturn, area, flip), [[region]] "
+                   "tables (name, points), [[exclude]] tables (points), height_mm, "
+                   "target_height_mm, [group] (enabled, min, max), detect, gender, staff, position")
         ->type_name("FILE")
         ->group("Counting");
     run.add_option("--output", options.output, "Folder for the results [out/<name>]")
         ->type_name("DIR")
         ->group("Output");
+    run.add_flag("--show-detected", options.show_detected,
+                 "Have the analysis also send the trails of the boxes as detected")
+        ->group("Output");
+    run.add_flag("!--no-live", options.live, "Leave out the live video")->group("Output");
     run.add_flag("--quiet", options.quiet, "Print only the summary")->group("Output");
     run.footer(kRunFooter);
 }
@@ -271,11 +333,21 @@ void apply_overrides(const Overrides& given, RunOptions& options) {
         options.detect = parse_detect_mode(given.detect, "--detect");
         options.detect_place = "--detect";
     }
+    if (!given.gender.empty()) options.gender = given.gender;
+    if (!given.staff.empty()) options.staff = given.staff;
     if (given.foot) options.source.foot_point = true;
     if (given.box) options.source.foot_point = false;
     if (!given.lines.empty()) {
         options.lines = given.lines;
         options.line_places = given.line_places;
+    }
+    if (!given.regions.empty()) {
+        options.regions = given.regions;
+        options.region_places = given.region_places;
+    }
+    if (!given.exclusions.empty()) {
+        options.exclusions = given.exclusions;
+        options.exclusion_places = given.exclusion_places;
     }
     if (!given.camera_at.empty()) {
         const std::vector<PicturePoint> at = parse_points(given.camera_at, "--camera-at");
@@ -285,8 +357,8 @@ void apply_overrides(const Overrides& given, RunOptions& options) {
     apply_numbers(given, options);
 }
 
-// No option may be given twice or with nothing in it; those of a counting line, which may repeat,
-// are checked as they come.
+// No option may be given twice or with nothing in it; those of lines and regions, which may
+// repeat, are checked as they come.
 void check_each_given_once(const CLI::App& run) {
     for (const CLI::Option* option : run.get_options()) {
         if (option->count() == 0 || option->get_trigger_on_parse()) continue;

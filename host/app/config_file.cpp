@@ -17,9 +17,23 @@ class Reader {
     Reader(std::string path, RunOptions& options) : path_(std::move(path)), options_(options) {}
 
     void read(const toml::table& root) {
-        for_each_key(root, {"line", "height_mm", "target_height_mm", "group", "detect", "position"},
+        for_each_key(root,
+                     {"line", "region", "exclude", "height_mm", "target_height_mm", "group",
+                      "detect", "gender", "staff", "position"},
                      [this](std::string_view key, const toml::node& node) {
-                         if (key == "line") read_lines(node);
+                         if (key == "line") {
+                             for_each_table(node, "lines are written as [[line]] tables",
+                                            [this](const toml::table& t) { read_line(t); });
+                         }
+                         if (key == "region") {
+                             for_each_table(node, "regions are written as [[region]] tables",
+                                            [this](const toml::table& t) { read_region(t); });
+                         }
+                         if (key == "exclude") {
+                             for_each_table(node,
+                                            "exclusion areas are written as [[exclude]] tables",
+                                            [this](const toml::table& t) { read_exclusion(t); });
+                         }
                          if (key == "height_mm") read_height(node);
                          if (key == "target_height_mm") read_target(node);
                          if (key == "group") read_group(node);
@@ -27,6 +41,8 @@ class Reader {
                              options_.detect_place = place(node, key);
                              options_.detect = parse_detect_mode(text(node), options_.detect_place);
                          }
+                         if (key == "gender") options_.gender = model(node, key);
+                         if (key == "staff") options_.staff = model(node, key);
                          if (key == "position") read_position(node);
                      });
     }
@@ -57,6 +73,14 @@ class Reader {
     std::string text(const toml::node& node) const {
         if (!node.is_string()) throw InputError(place(node, "a text in quotes is needed here"));
         return *node.value<std::string>();
+    }
+
+    std::string model(const toml::node& node, std::string_view key) const {
+        std::string name = text(node);
+        if (name.empty()) {
+            throw InputError(place(node, key) + " is empty; write none or the path of a network");
+        }
+        return name;
     }
 
     bool flag(const toml::node& node) const {
@@ -103,13 +127,14 @@ class Reader {
         return list;
     }
 
-    void read_lines(const toml::node& node) {
+    void for_each_table(const toml::node& node, const char* needed,
+                        const std::function<void(const toml::table&)>& read_table) const {
         const toml::array* array = node.as_array();
         if (array == nullptr || !array->is_array_of_tables()) {
-            throw InputError(place(node, "lines are written as [[line]] tables"));
+            throw InputError(place(node, needed));
         }
         for (const toml::node& item : *array)
-            read_line(*item.as_table());
+            read_table(*item.as_table());
     }
 
     void read_line(const toml::table& table) {
@@ -123,7 +148,7 @@ class Reader {
                      [&](std::string_view key, const toml::node& node) {
                          if (key == "name") {
                              line.name = text(node);
-                             check_line_name(line.name, place(node, "the name"));
+                             check_name(line.name, place(node, "the name"));
                          }
                          if (key == "points") {
                              line.points = points(node);
@@ -144,6 +169,43 @@ class Reader {
         if (!line.uturn_area.empty()) check_area_on_line(line.uturn_area, line.points, at.area);
         options_.lines.push_back(std::move(line));
         options_.line_places.push_back(std::move(at));
+    }
+
+    void read_region(const toml::table& table) {
+        if (options_.regions.size() == kMaxRegions) {
+            throw InputError(place(table, "this is counting region 5; at most 4 can be counted"));
+        }
+        CountingRegion region;
+        std::string at = place(table, "the region");
+        region.name = "region " + std::to_string(options_.regions.size() + 1);
+        for_each_key(table, {"name", "points"}, [&](std::string_view key, const toml::node& node) {
+            if (key == "name") {
+                region.name = text(node);
+                check_name(region.name, place(node, "the name"));
+            }
+            if (key == "points") {
+                region.points = points(node);
+                at = place(node, "the region");
+            }
+        });
+        check_region_points(region.points, at);
+        options_.regions.push_back(std::move(region));
+        options_.region_places.push_back(std::move(at));
+    }
+
+    void read_exclusion(const toml::table& table) {
+        if (options_.exclusions.size() == kMaxExclusions) {
+            throw InputError(place(table, "this is exclusion area 5; at most 4 are possible"));
+        }
+        std::vector<PicturePoint> area;
+        std::string at = place(table, "the exclusion area");
+        for_each_key(table, {"points"}, [&](std::string_view, const toml::node& node) {
+            area = points(node);
+            at = place(node, "the exclusion area");
+        });
+        check_exclusion_points(area, at);
+        options_.exclusions.push_back(std::move(area));
+        options_.exclusion_places.push_back(std::move(at));
     }
 
     void read_height(const toml::node& node) {

@@ -9,34 +9,6 @@
 namespace host {
 namespace {
 
-// Which person each track lay on, frame by frame.
-class Identities {
-  public:
-    void add_frame(std::int64_t frame, const std::map<int, int>& track_of_person,
-                   const std::vector<TruePerson>& people) {
-        for (const TruePerson& person : people) {
-            heights_mm_[person.id] = person.height_mm;
-            const auto found = track_of_person.find(person.id);
-            if (found != track_of_person.end()) on_[found->second][frame] = person.id;
-        }
-    }
-
-    // The person under a track at a frame, or at the last frame before it with anybody under it.
-    std::optional<int> person_of(int track, std::int64_t frame) const {
-        const auto found = on_.find(track);
-        if (found == on_.end()) return std::nullopt;
-        const auto after = found->second.upper_bound(frame);
-        if (after == found->second.begin()) return std::nullopt;
-        return std::prev(after)->second;
-    }
-
-    double height_mm(int person) const { return heights_mm_.at(person); }
-
-  private:
-    std::map<int, std::map<std::int64_t, int>> on_;
-    std::map<int, double> heights_mm_;
-};
-
 Identities score_frames(RunResult& result) {
     DetectionMeter detection;
     TrackingMeter tracking;
@@ -63,8 +35,14 @@ void list_crossings(RunResult& result, const Identities& identities) {
     for (const Event& event : result.events) {
         const auto* counted = std::get_if<PersonCounted>(&event.payload);
         if (counted == nullptr) continue;
-        Crossing crossing{event.frame_number, event.time_s,        counted->track_id, counted->line,
-                          counted->direction, counted->box.height, std::nullopt,      std::nullopt};
+        Crossing crossing;
+        crossing.frame = event.frame_number;
+        crossing.time_s = event.time_s;
+        crossing.track = counted->track_id;
+        crossing.line = counted->line;
+        crossing.direction = counted->direction;
+        crossing.height_mm = counted->box.height;
+        crossing.staff = counted->box.staff == 1;
         crossing.person = identities.person_of(counted->track_id, event.frame_number);
         if (crossing.person) {
             crossing.true_height_mm = identities.height_mm(*crossing.person);
@@ -130,8 +108,13 @@ std::int64_t RunResult::source_frames() const {
 }
 
 void evaluate(RunResult& result) {
-    list_crossings(result, score_frames(result));
+    const Identities identities = score_frames(result);
+    list_crossings(result, identities);
+    result.staff_counted =
+        static_cast<int>(std::count_if(result.crossings.begin(), result.crossings.end(),
+                                       [](const Crossing& c) { return c.staff; }));
     count_directions(result);
+    result.region_stats = measure_regions(result, identities);
     measure_times(result);
 }
 

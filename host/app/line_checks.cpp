@@ -1,4 +1,4 @@
-// Geometry and spelling of what a user gives for a counting line.
+// Geometry and spelling of the lines and polygons that a user gives.
 #include "host/app/line_checks.h"
 
 #include <algorithm>
@@ -33,11 +33,6 @@ std::vector<double> cuts_at(const std::vector<PicturePoint>& polygon, double y) 
     return xs;
 }
 
-bool inside(const std::vector<PicturePoint>& polygon, const PicturePoint& p) {
-    const std::vector<double> xs = cuts_at(polygon, p.y);
-    return std::count_if(xs.begin(), xs.end(), [&p](double x) { return x <= p.x; }) % 2 == 1;
-}
-
 // Twice the signed area of the triangle a b c.
 double turn(const PicturePoint& a, const PicturePoint& b, const PicturePoint& c) {
     return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
@@ -58,6 +53,18 @@ bool segments_meet(const PicturePoint& a, const PicturePoint& b, const PicturePo
 
 std::string count_text(std::size_t points) {
     return " has " + std::to_string(points) + (points == 1 ? " point" : " points");
+}
+
+template <typename Named>
+void check_differ(const std::vector<Named>& list, const char* plural) {
+    for (std::size_t i = 1; i < list.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            if (list[i].name != list[j].name) continue;
+            throw InputError(std::string("the counting ") + plural + " " + std::to_string(j + 1) +
+                             " and " + std::to_string(i + 1) + " are both called \"" +
+                             list[i].name + "\"; give each a name of its own");
+        }
+    }
 }
 
 // The next character of UTF-8 text; moves `at` behind it, and gives -1 for what is none.
@@ -103,20 +110,41 @@ void check_line_points(const std::vector<PicturePoint>& points, const std::strin
     }
 }
 
-void check_area_points(const std::vector<PicturePoint>& points, const std::string& place) {
+void check_polygon(const std::vector<PicturePoint>& points, const std::string& place,
+                   const std::string& what) {
     if (points.size() < 3 || points.size() > kMaxAreaPoints) {
-        throw InputError(place + count_text(points.size()) + "; a U-turn area needs 3 to 10");
+        throw InputError(place + count_text(points.size()) + "; " + what + " needs 3 to 10");
+    }
+    for (const PicturePoint& point : points) {
+        const auto same = std::count_if(points.begin(), points.end(), [&](const PicturePoint& p) {
+            return same_point(p, point);
+        });
+        if (same < 3) continue;
+        throw InputError(place + " has " + std::to_string(same) + " points at " +
+                         point_text(point) + "; corners must lie at different places");
     }
     if (area_px2(points) < kSmallestArea_px2) {
-        throw InputError(place + " encloses nothing; the corners of a U-turn area must not lie " +
-                         "on one straight line");
+        throw InputError(place + " encloses nothing; the corners of " + what +
+                         " must not lie on one straight line");
     }
+}
+
+void check_area_points(const std::vector<PicturePoint>& points, const std::string& place) {
+    check_polygon(points, place, "a U-turn area");
+}
+
+void check_region_points(const std::vector<PicturePoint>& points, const std::string& place) {
+    check_polygon(points, place, "a counting region");
+}
+
+void check_exclusion_points(const std::vector<PicturePoint>& points, const std::string& place) {
+    check_polygon(points, place, "an exclusion area");
 }
 
 void check_area_on_line(const std::vector<PicturePoint>& area,
                         const std::vector<PicturePoint>& line, const std::string& place) {
     bool touches = std::any_of(line.begin(), line.end(),
-                               [&area](const PicturePoint& p) { return inside(area, p); });
+                               [&area](const PicturePoint& p) { return is_inside(area, p); });
     for (std::size_t i = 1; i < line.size(); ++i) {
         for_each_edge(area, [&](const PicturePoint& a, const PicturePoint& b) {
             touches = touches || segments_meet(line[i - 1], line[i], a, b);
@@ -129,9 +157,9 @@ void check_area_on_line(const std::vector<PicturePoint>& area,
     }
 }
 
-void check_line_name(const std::string& name, const std::string& place) {
+void check_name(const std::string& name, const std::string& place) {
     if (name.empty()) {
-        throw InputError(place + " is empty; leave it out or name the line");
+        throw InputError(place + " is empty; leave it out or write a name");
     }
     for (std::size_t at = 0; at < name.size();) {
         const std::int32_t code = next_character(name, at);
@@ -145,14 +173,11 @@ void check_line_name(const std::string& name, const std::string& place) {
 }
 
 void check_names_differ(const std::vector<CountingLine>& lines) {
-    for (std::size_t i = 1; i < lines.size(); ++i) {
-        for (std::size_t j = 0; j < i; ++j) {
-            if (lines[i].name != lines[j].name) continue;
-            throw InputError("the counting lines " + std::to_string(j + 1) + " and " +
-                             std::to_string(i + 1) + " are both called \"" + lines[i].name +
-                             "\"; give each a name of its own");
-        }
-    }
+    check_differ(lines, "lines");
+}
+
+void check_names_differ(const std::vector<CountingRegion>& regions) {
+    check_differ(regions, "regions");
 }
 
 double area_px2(const std::vector<PicturePoint>& polygon) {
@@ -168,6 +193,12 @@ double area_px2(const std::vector<PicturePoint>& polygon) {
             sum += (xs[i] - xs[i - 1]) * step;
     }
     return sum;
+}
+
+bool is_inside(const std::vector<PicturePoint>& polygon, const PicturePoint& point) {
+    const std::vector<double> xs = cuts_at(polygon, point.y);
+    return std::count_if(xs.begin(), xs.end(), [&point](double x) { return x <= point.x; }) % 2 ==
+           1;
 }
 
 }  // namespace host

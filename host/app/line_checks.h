@@ -1,4 +1,4 @@
-// What a counting line, its U-turn area and its name must be like.
+// What counting lines, U-turn areas, counting regions, exclusion areas and names must be like.
 #pragma once
 
 #include <cstddef>
@@ -12,22 +12,33 @@ namespace host {
 inline constexpr std::size_t kMaxLines = 4;
 inline constexpr std::size_t kMaxLinePoints = 5;
 inline constexpr std::size_t kMaxAreaPoints = 10;
+inline constexpr std::size_t kMaxRegions = 4;
+inline constexpr std::size_t kMaxExclusions = 4;
 
 // "x,y" as a person would write it.
 std::string point_text(const PicturePoint& point);
 
 // Each check throws an InputError that begins with `place`.
 void check_line_points(const std::vector<PicturePoint>& points, const std::string& place);
+// `what` is the polygon with its article, such as "a U-turn area".
+void check_polygon(const std::vector<PicturePoint>& points, const std::string& place,
+                   const std::string& what);
 void check_area_points(const std::vector<PicturePoint>& points, const std::string& place);
+void check_region_points(const std::vector<PicturePoint>& points, const std::string& place);
+void check_exclusion_points(const std::vector<PicturePoint>& points, const std::string& place);
 void check_area_on_line(const std::vector<PicturePoint>& area,
                         const std::vector<PicturePoint>& line, const std::string& place);
 
 // Names are shown to people and written to JSON: UTF-8, not empty, no control characters.
-void check_line_name(const std::string& name, const std::string& place);
-// Throws InputError when two lines have the same name.
+void check_name(const std::string& name, const std::string& place);
+// Throw InputError when two lines or two regions have the same name.
 void check_names_differ(const std::vector<CountingLine>& lines);
+void check_names_differ(const std::vector<CountingRegion>& regions);
 
 // Square pixels inside a polygon, by the even-odd rule.
 double area_px2(const std::vector<PicturePoint>& polygon);
+
+// Whether a point lies in a polygon, by the even-odd rule.
+bool is_inside(const std::vector<PicturePoint>& polygon, const PicturePoint& point);
 
 }  // namespace host

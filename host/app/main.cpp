@@ -3,8 +3,11 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "host/app/command_line.h"
+#include "host/app/event_file.h"
+#include "host/app/heat_picture.h"
 #include "host/app/output_folder.h"
 #include "host/app/picture.h"
 #include "host/app/progress.h"
@@ -20,8 +23,13 @@ constexpr int kExitWrongInput = 2;
 
 constexpr const char* kLog = "library.log";
 constexpr const char* kEvents = "events.jsonl";
+constexpr const char* kRegions = "regions.csv";
+constexpr const char* kStays = "stays.csv";
 constexpr const char* kSummary = "summary.json";
 constexpr const char* kPicture = "picture.png";
+constexpr const char* kHeatDwell = "heat_dwell.png";
+constexpr const char* kHeatMotion = "heat_motion.png";
+constexpr const char* kLive = "live.mp4";
 
 volatile std::sig_atomic_t stop_requested = 0;
 
@@ -58,10 +66,14 @@ double expected_frames(const host::RunPlan& plan) {
     return frames;
 }
 
-host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out) {
+// Without room for the events there will be no results, so a failed write ends the run.
+host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out, host::EventFile& events,
+                                  const std::string& live_path) {
     host::ProgressLine line(out, expected_frames(plan), plan.source->info().frames_per_second);
     host::RunHooks hooks;
-    hooks.stop = [] { return stop_requested != 0; };
+    hooks.stop = [&events] { return stop_requested != 0 || events.failed(); };
+    hooks.on_event = [&events](const host::Event& event) { events.write(event); };
+    hooks.live_path = live_path;
     if (!plan.options.quiet) {
         hooks.on_progress = [&line](const host::Progress& progress) { line.show(progress); };
     }
@@ -70,16 +82,28 @@ host::RunResult run_with_progress(host::RunPlan& plan, std::FILE* out) {
     return result;
 }
 
+std::vector<std::string> names_of_results(const host::RunOptions& options) {
+    std::vector<std::string> names{kLog,   kEvents,  kSummary,   kRegions,
+                                   kStays, kPicture, kHeatDwell, kHeatMotion};
+    if (options.live) names.emplace_back(kLive);
+    return names;
+}
+
 int run_command(const host::RunOptions& options) {
     host::RunPlan plan = host::prepare_run(options);
     catch_interrupts();
-    host::OutputFolder folder(plan.output, {kLog, kEvents, kSummary, kPicture});
+    host::OutputFolder folder(plan.output, names_of_results(options));
     host::StandardOutput output(folder.temporary(kLog));
-    const host::RunResult result = run_with_progress(plan, output.host());
+    host::EventFile events(folder.temporary(kEvents));
+    const host::RunResult result =
+        run_with_progress(plan, output.host(), events, options.live ? folder.temporary(kLive) : "");
     output.restore();
-    host::write_events(result, folder.temporary(kEvents));
+    events.finish();
     host::write_summary(result, folder.temporary(kSummary));
+    host::write_regions_csv(result, folder.temporary(kRegions));
+    host::write_stays_csv(result, folder.temporary(kStays));
     host::write_picture(result, folder.temporary(kPicture));
+    host::write_heat_pictures(result, folder.temporary(kHeatDwell), folder.temporary(kHeatMotion));
     folder.commit();
     host::write_text(output.host(),
                      host::summary_text(result) + "  results in           " + plan.output + "\n");

@@ -64,9 +64,10 @@ void Recorder::add_tracking(const std::vector<IOU_TRK_OBJ_S>& objects, const IOU
     }
 }
 
-void Recorder::end_pass(std::int64_t /*number*/, const FramePlanes& planes) {
+void Recorder::end_pass(std::int64_t number, const FramePlanes& planes) {
     current_.pass_ms = to_ms(std::chrono::steady_clock::now() - pass_start_);
     consider_snapshot(planes);
+    if (listeners_.on_frame) listeners_.on_frame({number, current_.time_s}, planes);
     const std::lock_guard lock(mutex_);
     if (!current_.blank) {
         ++progress_.frames;
@@ -87,9 +88,22 @@ void Recorder::consider_snapshot(const FramePlanes& planes) {
 }
 
 void Recorder::add_event(const Event& event) {
+    if (listeners_.on_event) listeners_.on_event(event);
     const std::lock_guard lock(mutex_);
-    events_.push_back(event);
+    keep(event);
+}
+
+// Messages that come with every frame are condensed, the rare ones kept as they are.
+void Recorder::keep(const Event& event) {
+    if (const auto* report = std::get_if<RegionsReported>(&event.payload)) {
+        region_log_.add(event.frame_number, event.time_s, *report);
+    }
+    if (const auto* shown = std::get_if<TracksShown>(&event.payload); shown && !shown->detected) {
+        add_shown(event.time_s, *shown, shown_tracks_);
+    }
+    if (std::holds_alternative<GroupCounted>(event.payload)) events_.push_back(event);
     if (const auto* counted = std::get_if<PersonCounted>(&event.payload)) {
+        events_.push_back(event);
         if (counted->direction == 1 || counted->direction == 2) {
             ++progress_.counted[static_cast<std::size_t>(counted->direction - 1)];
         }
@@ -110,6 +124,8 @@ void Recorder::move_into(RunResult& result) {
     const std::lock_guard lock(mutex_);
     result.frames = std::move(done_);
     result.events = std::move(events_);
+    result.region_log = std::move(region_log_);
+    result.shown_tracks = std::move(shown_tracks_);
     result.true_crossings = std::move(true_crossings_);
     result.snapshot = std::move(snapshot_);
 }

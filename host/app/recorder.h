@@ -3,8 +3,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "host/app/run_result.h"
@@ -21,8 +23,17 @@ struct Progress {
     std::array<int, 2> counted{};  // all lines, directions 1 and 2
 };
 
+// What else hears of a run while it goes on.
+struct Listeners {
+    std::function<void(const Event&)> on_event;  // bus thread
+    // Thread of the analysis, after the pass; the planes are valid during the call.
+    std::function<void(const FrameStamp&, const FramePlanes&)> on_frame;
+};
+
 class Recorder {
   public:
+    explicit Recorder(Listeners listeners = {}) : listeners_(std::move(listeners)) {}
+
     // Producing thread, before the frame is queued.
     void add_frame(FrameRecord frame, std::vector<TrueCrossing> crossings);
 
@@ -47,12 +58,16 @@ class Recorder {
 
   private:
     void consider_snapshot(const FramePlanes& planes);
+    void keep(const Event& event);
 
+    const Listeners listeners_;
     mutable std::mutex mutex_;
     std::map<std::int64_t, FrameRecord> waiting_;
     std::vector<FrameRecord> done_;
     std::vector<TrueCrossing> true_crossings_;
     std::vector<Event> events_;
+    RegionLog region_log_;
+    ShownTracks shown_tracks_;
     Progress progress_;
     FrameStamp stamp_;
 

@@ -47,6 +47,48 @@ void print_counts(std::string& out, const RunResult& result) {
     print_count(out, "", "2", result.totals[1], with_truth);
 }
 
+void print_regions(std::string& out, const RunResult& result) {
+    if (result.regions.empty()) return;
+    const bool with_truth = result.source.has_truth;
+    print(out, "\n  %-20s %8s %8s", "region", "people", "peak");
+    print(out, "%s%8s\n", with_truth ? " true people true peak    error " : " ", "stays");
+    for (std::size_t i = 0; i < result.regions.size(); ++i) {
+        const Occupancy& o = result.region_stats.regions[i];
+        out += "  " + fitted(result.regions[i].name, kNameWidth);
+        print(out, " %8.2f %8d", o.mean, o.peak);
+        if (with_truth) {
+            print(out, " %11.2f %9d %8.2f", o.true_mean, o.true_peak, o.mean_abs_error);
+        }
+        print(out, " %8d\n", o.stays);
+    }
+}
+
+void print_places(std::string& out, const RunResult& result) {
+    const RegionStats& stats = result.region_stats;
+    if (!stats.stay_error_sizes_s.empty()) {
+        print(out, "  time in regions      size of error: median %.2f s, 95 %% below %.2f s; ",
+              quantile(stats.stay_error_sizes_s, 0.5), quantile(stats.stay_error_sizes_s, 0.95));
+        print(out, "%d of %d stays not seen\n", stats.true_long_stays_missed,
+              stats.true_long_stays);
+    }
+    if (!result.heat) return;
+    print(out, "  heat map             %.0f s", heat_seconds(*result.heat));
+    if (result.source.has_truth) print(out, " of %.0f s in view", stats.true_view_s);
+    out += "\n";
+}
+
+void print_staff(std::string& out, const RunResult& result) {
+    if (!uses_staff_model(result.options)) return;
+    print(out, "  staff                %d of %zu counted", result.staff_counted,
+          result.crossings.size());
+    if (const auto& score = result.region_stats.staff) {
+        print(out, "; %d tracks: precision %.2f %%, recall %.2f %%, accuracy %.2f %%",
+              score->tracks(), score->precision() * 100.0, score->recall() * 100.0,
+              score->accuracy() * 100.0);
+    }
+    out += "\n";
+}
+
 void print_groups(std::string& out, const RunResult& result) {
     int groups = 0;
     int members = 0;
@@ -103,10 +145,13 @@ std::string summary_text(const RunResult& result) {
           detect_mode_name(result.options.detect),
           result.interrupted ? ", ended early by the user" : "");
     print_counts(out, result);
+    print_regions(out, result);
     out += "\n";
     for (const std::string& warning : result.warnings)
         out += "  warning: " + warning + "\n";
     print_groups(out, result);
+    print_staff(out, result);
+    print_places(out, result);
     print_quality(out, result);
     print_times(out, result);
     return out;

@@ -5,7 +5,11 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <utility>
 
+#include "host/app/live_video.h"
 #include "host/app/session.h"
 #include "host/inference/detector.h"
 
@@ -71,6 +75,54 @@ std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSou
     return lines;
 }
 
+// Maps a polygon of the user to the picture; `place` names where it was given.
+std::vector<PicturePoint> settle_polygon(const std::vector<PicturePoint>& points,
+                                         const std::string& place, const std::string& what,
+                                         const FrameSource& source) {
+    check_inside(points, source.info(), place);
+    std::vector<PicturePoint> mapped = map_points(source, points);
+    check_polygon(mapped, place + kOnThePicture, what);
+    return mapped;
+}
+
+std::vector<CountingRegion> settle_regions(const RunOptions& options, const FrameSource& source) {
+    if (options.regions.empty()) return source.info().regions;
+    std::vector<CountingRegion> regions = options.regions;
+    for (std::size_t i = 0; i < regions.size(); ++i) {
+        const std::string place = i < options.region_places.size()
+                                      ? options.region_places[i]
+                                      : "the region \"" + regions[i].name + "\"";
+        regions[i].points = settle_polygon(regions[i].points, place, "a counting region", source);
+    }
+    return regions;
+}
+
+std::vector<std::vector<PicturePoint>> settle_exclusions(const RunOptions& options,
+                                                         const FrameSource& source) {
+    std::vector<std::vector<PicturePoint>> areas;
+    for (std::size_t i = 0; i < options.exclusions.size(); ++i) {
+        const std::string place = i < options.exclusion_places.size()
+                                      ? options.exclusion_places[i]
+                                      : "exclusion area " + std::to_string(i + 1);
+        areas.push_back(settle_polygon(options.exclusions[i], place, "an exclusion area", source));
+    }
+    return areas;
+}
+
+// People whose middle lies in an exclusion area are left alone by the analysis, so the truth it is
+// measured against has to leave them out too: they need not be found and count in no region.
+void leave_out_excluded(const RunPlan& plan, std::vector<TruePerson>& people) {
+    for (TruePerson& person : people) {
+        const PicturePoint middle{person.box.x + person.box.w / 2.0,
+                                  person.box.y + person.box.h / 2.0};
+        for (const std::vector<PicturePoint>& area : plan.exclusions) {
+            if (!is_inside(area, middle)) continue;
+            person.clear = false;
+            person.in_view = false;
+        }
+    }
+}
+
 POINT12 to_config_point(const PicturePoint& p) {
     POINT12 point{};
     point.en = 1;
@@ -93,6 +145,24 @@ VCA_CFG_LINE_S to_config_line(const CountingLine& line) {
     return config;
 }
 
+VCA_CFG_RGN_S to_config_region(const CountingRegion& region) {
+    VCA_CFG_RGN_S config{};
+    config.used = 1;
+    config.en_a = 1;
+    for (std::size_t i = 0; i < region.points.size(); ++i)
+        config.pt[i] = to_config_point(region.points[i]);
+    return config;
+}
+
+VCA_CFG_EXCL_S to_config_exclusion(const std::vector<PicturePoint>& area) {
+    constexpr std::uint32_t kDropDetections = 0;
+    VCA_CFG_EXCL_S config{};
+    config.type = kDropDetections;
+    for (std::size_t i = 0; i < area.size(); ++i)
+        config.pt[i] = to_config_point(area[i]);
+    return config;
+}
+
 VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
     const RunOptions& options = plan.options;
     VCA_ALGO_CFG_S config{};
@@ -107,9 +177,18 @@ VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
     config.cscdMapSize[3] = kColourHeight;
     config.ShowHistoryBox = 1;
     config.DetectModel = static_cast<std::int32_t>(options.detect);
+    config.GenderRecognize = options.gender == kNoModel ? 0 : 1;
+    config.StaffDetection = options.staff == kNoModel ? 0 : 1;
     for (std::size_t i = 0; i < plan.lines.size(); ++i) {
         config.line[i] = to_config_line(plan.lines[i]);
     }
+    config.HtmpEn = 1;
+    config.RgnEn = plan.regions.empty() ? 0 : 1;
+    for (std::size_t i = 0; i < plan.regions.size(); ++i)
+        config.rgn[i] = to_config_region(plan.regions[i]);
+    config.ExclTotalEn = plan.exclusions.empty() ? 0 : 1;
+    for (std::size_t i = 0; i < plan.exclusions.size(); ++i)
+        config.excl[i] = to_config_exclusion(plan.exclusions[i]);
     return config;
 }
 
@@ -117,6 +196,7 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     SessionSetup setup;
     setup.config = to_config(plan, height_mm);
     setup.camera = plan.source->info().camera;
+    setup.attributes = &plan.attributes;
     return setup;
 }
 
@@ -148,7 +228,9 @@ double floor_distance_mm(const std::vector<double>& measured) {
 // Lets the library measure its distance to the floor several times, spread over the source, which
 // is opened for this alone.
 double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop) {
-    RunPlan trial{plan.options, open_source(plan.options.source), {}, ""};
+    RunPlan trial;
+    trial.options = plan.options;
+    trial.source = open_source(plan.options.source);
     Recorder unused;
     Session session(to_setup(trial, kUnmeasuredHeight_mm), unused);
     std::vector<double> measured;
@@ -180,6 +262,59 @@ class Limit {
     std::int64_t made_ = 0;
 };
 
+// Lets the live video wait for the session's messages. The video outlives the session, whose
+// threads feed it, and waits for nothing once the session is going to end.
+class MessageGate {
+  public:
+    void settle() {
+        const std::lock_guard lock(mutex_);
+        if (session_ != nullptr) session_->settle_messages();
+    }
+    void open(Session* session) {
+        const std::lock_guard lock(mutex_);
+        session_ = session;
+    }
+    void close() { open(nullptr); }
+
+  private:
+    std::mutex mutex_;
+    Session* session_ = nullptr;
+};
+
+class OpenGate {
+  public:
+    OpenGate(MessageGate& gate, Session& session) : gate_(gate) { gate_.open(&session); }
+    ~OpenGate() { gate_.close(); }
+    OpenGate(const OpenGate&) = delete;
+    OpenGate& operator=(const OpenGate&) = delete;
+
+  private:
+    MessageGate& gate_;
+};
+
+std::unique_ptr<LiveVideo> start_live_video(const RunPlan& plan, const RunHooks& hooks,
+                                            MessageGate& gate) {
+    if (hooks.live_path.empty()) return nullptr;
+    const SourceInfo& info = plan.source->info();
+    return std::make_unique<LiveVideo>(LiveVideo::Setup{
+        hooks.live_path, info.frames_per_second, {info.name, plan.lines, plan.regions}, [&gate] {
+            gate.settle();
+        }});
+}
+
+Listeners listeners_of(const RunHooks& hooks, LiveVideo* live) {
+    Listeners listeners{hooks.on_event, {}};
+    if (live == nullptr) return listeners;
+    listeners.on_event = [&hooks, live](const Event& event) {
+        if (hooks.on_event) hooks.on_event(event);
+        live->add_event(event);
+    };
+    listeners.on_frame = [live](const FrameStamp& stamp, const FramePlanes& planes) {
+        live->add_picture(stamp.frame_number, stamp.time_s, planes);
+    };
+    return listeners;
+}
+
 // What ended the feeding of frames.
 enum class End { kStopped, kLimit, kSource };
 
@@ -205,7 +340,10 @@ void feed_closing_frames(Session& session, std::int64_t last, double time_s, dou
 
 RunPlan prepare_run(const RunOptions& options) {
     check_options(options);
-    RunPlan plan{options, open_source(options.source), {}, options.output};
+    RunPlan plan;
+    plan.options = options;
+    plan.source = open_source(options.source);
+    plan.output = options.output;
     const SourceInfo& info = plan.source->info();
     if (options.source.height_mm && info.kind == "scene") {
         throw InputError(options.height_place + " goes with walks and recordings; the scene \"" +
@@ -213,12 +351,15 @@ RunPlan prepare_run(const RunOptions& options) {
                          std::to_string(std::lround(info.camera.height_mm.value_or(0.0))) + " mm");
     }
     plan.lines = settle_lines(options, *plan.source);
+    plan.regions = settle_regions(options, *plan.source);
+    plan.exclusions = settle_exclusions(options, *plan.source);
     plan.source->count_truth(plan.lines);
     if (!options.measure_height && !options.source.height_mm && !info.camera.height_mm) {
         throw InputError(
             "the camera's height is not known; give it with --height MM or have it "
             "measured with --height auto");
     }
+    plan.attributes = open_attribute_models(options.gender, options.staff);
     if (plan.output.empty()) plan.output = "out/" + info.name;
     return plan;
 }
@@ -230,6 +371,7 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     result.source = plan.source->info();
     result.options = plan.options;
     result.lines = plan.lines;
+    result.regions = plan.regions;
     result.warnings = plan.source->warnings();
     result.height_measured = plan.options.measure_height;
     if (plan.options.measure_height) {
@@ -238,14 +380,19 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
         result.install_height_mm =
             plan.options.source.height_mm.value_or(result.source.camera.height_mm.value_or(0.0));
     }
-    Recorder recorder;
+    MessageGate gate;
+    const std::unique_ptr<LiveVideo> live = start_live_video(plan, hooks, gate);
+    Recorder recorder(listeners_of(hooks, live.get()));
     recorder.set_snapshot_from(default_snapshot_s(result.source));
     Session session(to_setup(plan, result.install_height_mm), recorder);
+    const OpenGate open_gate(gate, session);
+    if (plan.options.show_detected) session.show_detected(true);
     Limit limit(plan.options);
     double time_s = 0.0;
     End end = End::kStopped;
     const std::int64_t last = session.feed(
         [&](SourceFrame& frame) {
+            if (live) live->wait_for_room();
             if (!plan.source->next(frame)) {
                 end = End::kSource;
                 return false;
@@ -254,6 +401,7 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
                 end = End::kLimit;
                 return false;
             }
+            leave_out_excluded(plan, frame.people);
             time_s = frame.time_s;
             if (hooks.on_progress) hooks.on_progress(recorder.progress());
             return true;
@@ -264,6 +412,8 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
     if (end == End::kSource) {
         feed_closing_frames(session, last, time_s, result.source.frames_per_second);
     }
+    result.heat = session.request_heat_map();
+    if (live) live->close();
     session.close(result);
     recorder.move_into(result);
     if (end == End::kSource) {

@@ -7,6 +7,7 @@
 
 #include "host/app/recorder.h"
 #include "host/app/run_result.h"
+#include "host/inference/attribute_model.h"
 
 namespace host {
 
@@ -14,16 +15,21 @@ namespace host {
 struct RunPlan {
     RunOptions options;
     std::unique_ptr<FrameSource> source;
-    std::vector<CountingLine> lines;  // in picture coordinates
-    std::string output;               // folder of the results
+    std::vector<CountingLine> lines;      // in picture coordinates
+    std::vector<CountingRegion> regions;  // likewise
+    std::vector<std::vector<PicturePoint>> exclusions;
+    std::string output;  // folder of the results
+    AttributeModels attributes{};
 };
 
-// Opens the source and settles lines and height. Throws InputError.
+// Opens the source and settles lines, regions and height. Throws InputError.
 RunPlan prepare_run(const RunOptions& options);
 
 struct RunHooks {
     std::function<bool()> stop;                        // asked before every frame
     std::function<void(const Progress&)> on_progress;  // after every frame made
+    std::function<void(const Event&)> on_event;        // on the bus thread
+    std::string live_path;                             // where the live video goes; empty: none
 };
 
 // Runs the library over the source. It prints to standard output meanwhile. Throws InputError when

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <sstream>
 
+#include "host/inference/attribute_model.h"
+
 namespace host {
 namespace {
 
@@ -15,6 +17,12 @@ std::string plain(double value) {
     std::ostringstream out;
     out << value;
     return out.str();
+}
+
+void check_no_model(const std::string& model, const std::string& attribute) {
+    if (model == "none") return;
+    throw InputError("the " + attribute + " model is \"" + model +
+                     "\"; a depth recording has no colour, so it must be none");
 }
 
 }  // namespace
@@ -85,18 +93,35 @@ const char* detect_mode_name(DetectMode mode) {
     return "depth";
 }
 
+bool uses_staff_model(const RunOptions& options) {
+    return options.staff != kNoModel;
+}
+
 void check_options(const RunOptions& options) {
     if (options.lines.size() > kMaxLines) {
         throw InputError("there are " + std::to_string(options.lines.size()) +
                          " counting lines; at most 4 can be counted");
     }
+    if (options.regions.size() > kMaxRegions) {
+        throw InputError("there are " + std::to_string(options.regions.size()) +
+                         " counting regions; at most 4 can be counted");
+    }
+    if (options.exclusions.size() > kMaxExclusions) {
+        throw InputError("there are " + std::to_string(options.exclusions.size()) +
+                         " exclusion areas; at most 4 are possible");
+    }
     check_names_differ(options.lines);
+    check_names_differ(options.regions);
     check_target_range(options.target_min_mm, options.target_max_mm,
                        "the range of counted heights");
     check_group_range(options.group_min, options.group_max, "the size of groups");
     if (options.source.source == "depth-folder" && options.detect != DetectMode::kDepth) {
         throw InputError(options.detect_place + " is \"" + detect_mode_name(options.detect) +
                          "\"; a depth recording has no colour, so it must be depth");
+    }
+    if (options.source.source == "depth-folder") {
+        check_no_model(options.gender, "gender");
+        check_no_model(options.staff, "staff");
     }
 }
 

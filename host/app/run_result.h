@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/app/metrics.h"
+#include "host/app/region_stats.h"
 #include "host/app/run_options.h"
 #include "host/bus/events.h"
 
@@ -35,6 +36,7 @@ struct Crossing {
     int line = 0;
     int direction = 0;
     double height_mm = 0.0;
+    bool staff = false;         // as the analysis had decided by then
     std::optional<int> person;  // who it truly was, when the track lay on somebody
     std::optional<double> true_height_mm;
 };
@@ -61,14 +63,18 @@ struct Timing {
 struct RunResult {
     SourceInfo source;
     RunOptions options;
-    std::vector<CountingLine> lines;  // in picture coordinates
+    std::vector<CountingLine> lines;      // in picture coordinates
+    std::vector<CountingRegion> regions;  // likewise
     double install_height_mm = 0.0;
     bool height_measured = false;
     std::vector<std::string> warnings;  // of the source, one sentence each
     bool interrupted = false;
 
     std::vector<FrameRecord> frames;
-    std::vector<Event> events;
+    std::vector<Event> events;  // people and groups counted
+    RegionLog region_log;
+    ShownTracks shown_tracks;
+    std::optional<HeatMapReported> heat;  // of the whole run; none when there was no answer
     std::vector<Crossing> crossings;
     std::vector<TrueCrossing> true_crossings;
     Snapshot snapshot;
@@ -77,6 +83,8 @@ struct RunResult {
     std::array<DirectionCount, 2> totals{};             // all lines
     DetectionScore detection;
     TrackingScore tracking;
+    int staff_counted = 0;  // of the crossings
+    RegionStats region_stats;
     int tracks = 0;                             // different ids reported
     std::vector<double> height_errors_mm;       // measured minus true, of counted persons
     std::vector<double> height_error_sizes_mm;  // the same without sign

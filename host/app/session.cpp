@@ -1,10 +1,13 @@
 // Wiring of pool, bus, models, tracker and clock to the library.
 #include "host/app/session.h"
 
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "host/inference/models.h"
 #include "host/platform/images.h"
@@ -29,6 +32,10 @@ std::int64_t read_clock(void* ctx) {
     throw std::runtime_error("cannot start the thread of the " + of +
                              "; free some memory or raise the limit of threads");
 }
+
+// Tells the answer to our request from one that somebody else asked for.
+constexpr std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest{
+    'v', 'c', 'a', ' ', 'r', 'u', 'n', ' ', 'h', 'e', 'a', 't', ' ', 'm', 'a', 'p'};
 
 // Factor by which the library enlarges boxes for the tracker.
 double tracker_enlargement() {
@@ -56,6 +63,9 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
         if (const auto* height = std::get_if<InstallHeight>(&event.payload)) {
             install_height_mm_ = height->height_mm;
         }
+        if (const auto* heat = std::get_if<HeatMapReported>(&event.payload)) {
+            if (heat->request == kHeatRequest) heat_map_ = *heat;
+        }
     };
     try {
         bus_ = std::make_unique<Bus>(
@@ -70,7 +80,8 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
                         &pool_,
                         [this](int, const std::vector<Detection>&, std::int64_t elapsed_ns) {
                             recorder_.add_detection(elapsed_ns);
-                        }});
+                        },
+                        setup_.attributes});
     set_tracker_observer([this](int, const std::vector<IOU_TRK_OBJ_S>& objects,
                                 const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
         recorder_.add_tracking(objects, result, tracker_enlargement(), elapsed);
@@ -122,6 +133,18 @@ void Session::close(RunResult& result) {
 void Session::request_install_height() {
     bus_->send_to_library(VCA_MSG_INSTALL_HEIGHT, nullptr, 0);
     bus_->wait_idle();
+}
+
+void Session::show_detected(bool on) {
+    const std::int32_t value = on ? 1 : 0;
+    bus_->send_to_library(VCA_MSG_SHOW_DETECTION, &value, sizeof value);
+    bus_->wait_idle();
+}
+
+std::optional<HeatMapReported> Session::request_heat_map() {
+    bus_->send_to_library(VCA_MSG_HEAT_MAP, kHeatRequest.data(), kHeatRequest.size());
+    bus_->wait_idle();
+    return std::exchange(heat_map_, std::nullopt);
 }
 
 std::int64_t Session::feed(const std::function<bool(SourceFrame&)>& next,

@@ -4,10 +4,12 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "host/app/recorder.h"
 #include "host/bus/bus.h"
 #include "host/frames/frame_source.h"
+#include "host/inference/attribute_model.h"
 #include "host/platform/frame_pool.h"
 #include "vca/config.h"
 
@@ -15,7 +17,8 @@ namespace host {
 
 struct SessionSetup {
     VCA_ALGO_CFG_S config{};
-    CameraModel camera;  // its height is that of config
+    CameraModel camera;                           // its height is that of config
+    const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
 };
 
 class Session {
@@ -33,10 +36,18 @@ class Session {
     std::int64_t feed(const std::function<bool(SourceFrame&)>& next,
                       const std::function<bool()>& stop);
 
+    // Waits until every message sent so far has been delivered; not on the bus thread.
+    void settle_messages() { bus_->wait_idle(); }
+
     // Asks for the distance to the floor; the answer comes with the next frame.
     void request_install_height();
     // The last answer in mm; 0 before the first.
     int install_height_mm() const { return install_height_mm_; }
+
+    // Has the trails of the detected boxes sent with every frame, or no longer.
+    void show_detected(bool on);
+    // The heat map since the last request; nothing when the library does not answer.
+    std::optional<HeatMapReported> request_heat_map();
 
     // Stops the library and gives what is left over; at most once.
     void close(RunResult& result);
@@ -51,6 +62,7 @@ class Session {
     std::unique_ptr<Bus> bus_;
     std::atomic<std::int64_t> clock_us_{0};
     std::atomic<int> install_height_mm_{0};
+    std::optional<HeatMapReported> heat_map_;  // the bus thread's until the bus is idle
     bool running_ = false;
 };
 

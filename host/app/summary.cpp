@@ -1,4 +1,4 @@
-// events.jsonl and summary.json.
+// Layout of summary.json.
 #include "host/app/summary.h"
 
 #include <cmath>
@@ -91,6 +91,7 @@ Json crossings_json(const RunResult& result) {
         entry["line"] = c.line;
         entry["direction"] = c.direction;
         entry["height_mm"] = c.height_mm;
+        entry["staff"] = c.staff;
         if (c.person) entry["person"] = *c.person;
         if (c.true_height_mm) entry["true_height_mm"] = rounded(*c.true_height_mm, 0.1);
         list.push_back(std::move(entry));
@@ -120,6 +121,49 @@ Json groups_json(const RunResult& result) {
         }
     }
     return list;
+}
+
+Json regions_json(const RunResult& result) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < result.regions.size(); ++i) {
+        const Occupancy& occupancy = result.region_stats.regions[i];
+        Json entry;
+        entry["name"] = result.regions[i].name;
+        entry["points"] = points_json(result.regions[i].points);
+        entry["people_mean"] = occupancy.mean;
+        entry["people_peak"] = occupancy.peak;
+        entry["stays"] = occupancy.stays;
+        if (result.source.has_truth) {
+            entry["true_mean"] = occupancy.true_mean;
+            entry["true_peak"] = occupancy.true_peak;
+            entry["mean_abs_error"] = occupancy.mean_abs_error;
+        }
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
+Json stay_time_json(const RegionStats& stats) {
+    return {{"compared", stats.stay_error_sizes_s.size()},
+            {"error_median_s", quantile(stats.stay_errors_s, 0.5)},
+            {"error_size_median_s", quantile(stats.stay_error_sizes_s, 0.5)},
+            {"error_size_p95_s", quantile(stats.stay_error_sizes_s, 0.95)},
+            {"true_stays_of_a_second", stats.true_long_stays},
+            {"not_reported", stats.true_long_stays_missed}};
+}
+
+Json heat_map_json(const RunResult& result) {
+    Json out;
+    out["seconds"] = heat_seconds(*result.heat);
+    if (result.source.has_truth) out["true_seconds"] = result.region_stats.true_view_s;
+    return out;
+}
+
+Json staff_json(const StaffScore& score) {
+    return {{"tracks", score.tracks()},           {"right_staff", score.right_staff},
+            {"wrong_staff", score.wrong_staff},   {"missed", score.missed},
+            {"right_others", score.right_others}, {"precision", score.precision()},
+            {"recall", score.recall()},           {"accuracy", score.accuracy()}};
 }
 
 Json heights_json(const RunResult& result) {
@@ -177,18 +221,20 @@ Json times_json(const RunResult& result) {
 
 }  // namespace
 
-void write_events(const RunResult& result, const std::string& path) {
-    std::ofstream out(path);
-    for (const Event& event : result.events)
-        out << to_json_line(event) << '\n';
-    finish(out, path);
-}
-
 void write_summary(const RunResult& result, const std::string& path) {
     Json root;
     root["run"] = run_json(result);
     root["lines"] = lines_json(result);
     root["totals"] = totals_json(result);
+    root["regions"] = regions_json(result);
+    if (result.source.has_truth && !result.regions.empty()) {
+        root["stay_time"] = stay_time_json(result.region_stats);
+    }
+    if (result.heat) root["heat_map"] = heat_map_json(result);
+    if (uses_staff_model(result.options)) {
+        root["totals"]["staff"] = result.staff_counted;
+        if (result.region_stats.staff) root["staff"] = staff_json(*result.region_stats.staff);
+    }
     root["heights"] = heights_json(result);
     if (result.source.has_truth) root["detection"] = detection_json(result.detection);
     root["tracking"] = tracking_json(result);

@@ -1,4 +1,4 @@
-// The files with a run's results.
+// summary.json: everything that a run measured.
 #pragma once
 
 #include <string>
@@ -7,8 +7,7 @@
 
 namespace host {
 
-// Throws std::runtime_error when a file cannot be written.
-void write_events(const RunResult& result, const std::string& path);
+// Throws std::runtime_error when the file cannot be written.
 void write_summary(const RunResult& result, const std::string& path);
 
 }  // namespace host

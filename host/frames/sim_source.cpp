@@ -200,7 +200,7 @@ class SimSource final : public FrameSource {
                                     person.in_view && inside && person.visible >= kMostlySeen,
                                     {place.u, place.v},
                                     person.in_view,
-                                    false});
+                                    person.staff});
         }
         frame.crossings.clear();
         for (std::size_t i = 0; i < counted_.size(); ++i) {

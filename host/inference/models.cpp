@@ -1,9 +1,13 @@
-// Loading of the detectors and the translation between their boxes and the library's records.
+// Loading of the detectors and the translation between the models' answers and the library's
+// records.
 #include "host/inference/models.h"
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <cstring>
 #include <opencv2/core.hpp>
+#include <optional>
 
 #include "host/inference/colour_detector.h"
 #include "host/inference/depth_detector.h"
@@ -88,6 +92,51 @@ void fill_result(const std::vector<Detection>& found, float least_score, DET_OBJ
     }
 }
 
+// What the attribute models write for the library.
+struct StaffRecord {
+    std::int32_t staff;
+    float score;
+};
+static_assert(sizeof(StaffRecord) == 8);
+
+struct GenderRecord {
+    std::int32_t best;
+    float male;
+    float female;
+    std::uint32_t unused;
+};
+static_assert(sizeof(GenderRecord) == 16);
+
+std::optional<CropView> crop_view(const VCA_IMAGE_S* image) {
+    if (image == nullptr || image->type != VCA_IMAGE_NV12 || image->plane_addr == 0 ||
+        image->width != kCropSide_px || image->height != kCropSide_px ||
+        image->stride < image->width) {
+        return std::nullopt;
+    }
+    const auto* luma = reinterpret_cast<const std::uint8_t*>(image->plane_addr);
+    return CropView{luma, luma + std::size_t{image->stride} * image->height, image->stride};
+}
+
+int run_staff_model(Models& m, const VCA_IMAGE_S* image, void* result) {
+    const std::optional<CropView> crop = crop_view(image);
+    if (m.settings.attributes == nullptr || !m.settings.attributes->staff || !crop) return -1;
+    const std::optional<StaffAnswer> answer = m.settings.attributes->staff->detect(*crop);
+    if (!answer) return -1;
+    const StaffRecord record{answer->staff ? 1 : 0, answer->score};
+    std::memcpy(result, &record, sizeof record);
+    return 0;
+}
+
+int run_gender_model(Models& m, const VCA_IMAGE_S* image, void* result) {
+    const std::optional<CropView> crop = crop_view(image);
+    if (m.settings.attributes == nullptr || !m.settings.attributes->gender || !crop) return -1;
+    const std::optional<GenderAnswer> answer = m.settings.attributes->gender->classify(*crop);
+    if (!answer) return -1;
+    const GenderRecord record{answer->best, answer->male, answer->female, 0};
+    std::memcpy(result, &record, sizeof record);
+    return 0;
+}
+
 void describe(VCA_IMAGE_S& image, int type, int width, int height, int bytes_per_pixel) {
     image.type = type;
     image.width = static_cast<std::uint32_t>(width);
@@ -150,8 +199,9 @@ const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E model) {
 
 int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) {
     Models& m = models();
-    const bool known = model == kColourModel || model == kDepthModel;
-    if (!known || image == nullptr || result == nullptr || !m.depth) return -1;
+    if (image == nullptr || result == nullptr || !m.depth) return -1;
+    if (model == kStaffModel) return run_staff_model(m, image, result);
+    if (model != kColourModel && model != kDepthModel) return -1;
     const auto start = std::chrono::steady_clock::now();
     const std::vector<Detection>& found = run_model(m, model, *image);
     fill_result(found, m.least_score, static_cast<VCA_NN_RESULT_S*>(result)->objects);
@@ -160,9 +210,10 @@ int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* resu
     return 0;
 }
 
-int vca_nn_classification(NN_MODEL_TYPE_E /*model*/, const VCA_IMAGE_S* /*image*/,
-                          void* /*result*/) {
-    return -1;  // the host has no classifier
+int vca_nn_classification(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) {
+    Models& m = models();
+    if (model != kAttributeModel || result == nullptr || !m.depth) return -1;
+    return run_gender_model(m, image, result);
 }
 
 }  // extern "C"

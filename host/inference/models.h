@@ -1,5 +1,5 @@
-// The host's models behind the inference functions of the library: a detector on the colour image
-// and one on the depth image.
+// The host's models behind the inference functions of the library: a detector on the colour image,
+// one on the depth image, and the models of a person's attributes.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "host/inference/attribute_model.h"
 #include "host/inference/detector.h"
 #include "host/platform/frame_pool.h"
 
@@ -37,6 +38,7 @@ struct ModelSettings {
     // Told about every detection run on the thread that ran it.
     std::function<void(int model, const std::vector<Detection>&, std::int64_t elapsed_ns)>
         on_detection;
+    const AttributeModels* attributes = nullptr;  // null: none; used on the analysis thread
 };
 
 // Sets what the models work with; they are built when the library loads them. Call it while the

@@ -94,25 +94,32 @@ void count_call(int, void*) {
 TEST_F(BusTest, RefusesMessagesOfTheWrongSize) {
     const SOCK_REQUEST_S table[] = {{VCA_MSG_CONFIG, 0, count_call, 0},
                                     {VCA_MSG_INSTALL_HEIGHT, 0, count_call, 0},
+                                    {VCA_MSG_HEAT_MAP, 0, count_call, 0},
+                                    {VCA_MSG_HEAT_RESET, 0, count_call, 0},
                                     {VCA_MSG_SHOW_DETECTION, 0, count_call, 0}};
     received().first_argument = 0;
     Bus bus({});
-    bus.add_handlers(table, 3);
+    bus.add_handlers(table, 5);
     const std::vector<std::uint8_t> bytes(2000);
     for (const std::size_t length : {0, 4, 1915, 1917, 2000})
         bus.send_to_library(VCA_MSG_CONFIG, bytes.data(), length);
     bus.send_to_library(VCA_MSG_INSTALL_HEIGHT, bytes.data(), 4);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, bytes.data(), 1);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, nullptr, 4);
+    for (const std::size_t length : {0, 23, 25})
+        bus.send_to_library(VCA_MSG_HEAT_MAP, bytes.data(), length);
+    bus.send_to_library(VCA_MSG_HEAT_RESET, bytes.data(), 24);
     bus.wait_idle();
     EXPECT_EQ(received().first_argument, 0);
-    EXPECT_EQ(bus.refused(), 8);
+    EXPECT_EQ(bus.refused(), 12);
     bus.send_to_library(VCA_MSG_CONFIG, bytes.data(), 1916);
     bus.send_to_library(VCA_MSG_INSTALL_HEIGHT, nullptr, 0);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, bytes.data(), 4);
+    bus.send_to_library(VCA_MSG_HEAT_MAP, bytes.data(), 24);
+    bus.send_to_library(VCA_MSG_HEAT_RESET, nullptr, 0);
     bus.wait_idle();
-    EXPECT_EQ(received().first_argument, 3);
-    EXPECT_EQ(bus.refused(), 8);
+    EXPECT_EQ(received().first_argument, 5);
+    EXPECT_EQ(bus.refused(), 12);
     EXPECT_EQ(bus.undelivered(), 0);
 }
 

@@ -109,8 +109,67 @@ TEST(Decode, TrackNotices) {
     EXPECT_EQ(std::get<host::TrackRemoved>(bytes.decode(6088)).foot_y, 5);
 }
 
+TEST(Decode, TracksShown) {
+    Bytes bytes(27016);
+    bytes.put<std::uint32_t>(0, 6).put<std::int32_t>(12, 2);
+    const std::size_t second = 16 + 300;
+    bytes.put<std::uint32_t>(second, 41).put<std::int32_t>(second + 4, 300);
+    bytes.put<std::int32_t>(second + 16, 80).put<std::uint8_t>(second + 20, 1);
+    bytes.put<std::uint16_t>(second + 22, 1).put<std::int32_t>(second + 28, 222);
+    bytes.put<std::uint32_t>(second + 264, 1734).put<std::int32_t>(second + 268, 2);
+    bytes.put<std::int32_t>(second + 272, 1);
+    const auto e = std::get<host::TracksShown>(bytes.decode(6069));
+    EXPECT_EQ(e.frame_stamp, 6u);
+    EXPECT_FALSE(e.detected);
+    ASSERT_EQ(e.tracks.size(), 2u);
+    EXPECT_EQ(e.tracks[1].trackId, 41u);
+    EXPECT_EQ(e.tracks[1].x, 300);
+    EXPECT_EQ(e.tracks[1].h, 80);
+    EXPECT_EQ(e.tracks[1].trail[0].y, 222);
+    EXPECT_EQ(e.tracks[1].height, 1734u);
+    EXPECT_EQ(e.tracks[1].gender, 2);
+    EXPECT_EQ(e.tracks[1].staff, 1);
+    EXPECT_TRUE(std::get<host::TracksShown>(bytes.decode(6090)).detected);
+    bytes.put<std::int32_t>(12, 91);
+    EXPECT_EQ(std::get<host::TracksShown>(bytes.decode(6069)).tracks.size(), 90u);
+    bytes.put<std::int32_t>(12, -1);
+    EXPECT_TRUE(std::get<host::TracksShown>(bytes.decode(6069)).tracks.empty());
+}
+
+TEST(Decode, RegionsReported) {
+    Bytes bytes(8672);
+    bytes.put<std::uint32_t>(4, 1).put<std::uint32_t>(8, 2);
+    const std::size_t second = 12 + 96;
+    bytes.put<std::int32_t>(second, 17).put<std::int32_t>(second + 12, 400);
+    bytes.put<std::uint8_t>(second + 64 + 8, 1).put<std::int32_t>(second + 68 + 8, 2600);
+    bytes.put<std::int32_t>(8652 + 4, 1);
+    const auto e = std::get<host::RegionsReported>(bytes.decode(6070));
+    EXPECT_EQ(e.frame_stamp, std::uint64_t{1} << 32);
+    ASSERT_EQ(e.people.size(), 2u);
+    EXPECT_EQ(e.people[1].obj.reserved0, 17u);
+    EXPECT_EQ(e.people[1].obj.x, 400);
+    EXPECT_EQ(e.people[1].rgn[1].inRgn, 1);
+    EXPECT_EQ(e.people[1].rgn[1].stayTime, 2600);
+    EXPECT_EQ(e.inside, (std::array<int, 4>{0, 1, 0, 0}));
+    bytes.put<std::uint32_t>(8, 0xFFFFFFFFu);
+    EXPECT_EQ(std::get<host::RegionsReported>(bytes.decode(6070)).people.size(), 90u);
+}
+
+TEST(Decode, HeatMapReported) {
+    Bytes bytes(259224);
+    bytes.put<std::uint8_t>(23, 9);
+    bytes.put<std::int32_t>(24 + 4 * 241, 5);         // motion, row 1, column 1
+    bytes.put<std::int32_t>(129624 + 4 * 32399, 77);  // dwell, the last cell
+    const auto e = std::get<host::HeatMapReported>(bytes.decode(6081));
+    EXPECT_EQ(e.request[23], 9);
+    ASSERT_EQ(e.motion.size(), 32400u);
+    ASSERT_EQ(e.dwell_ms.size(), 32400u);
+    EXPECT_EQ(e.motion[241], 5);
+    EXPECT_EQ(e.dwell_ms[32399], 77);
+}
+
 TEST(Decode, WrongLengthsAndNumbersAreUnknown) {
-    for (const int id : {6045, 6077, 6078, 6080, 6086, 6087, 6088, 0, -1, 6069}) {
+    for (const int id : {6045, 6077, 6078, 6080, 6086, 6087, 6088, 0, -1, 6069, 6070, 6081, 6090}) {
         for (const std::size_t length : {0u, 1u, 3u, 19u, 103u, 105u, 5783u, 8049u}) {
             const Payload payload = Bytes(length).decode(id);
             ASSERT_TRUE(std::holds_alternative<host::UnknownMessage>(payload)) << id;
@@ -155,6 +214,49 @@ TEST(EventJson, NamesEveryMessage) {
     EXPECT_EQ(json["depth"].size(), 2u);
     EXPECT_EQ(json["colour"].size(), 0u);
     EXPECT_EQ(json["message"], "detections");
+}
+
+TEST(EventJson, ShowsTracksWithTheirTrails) {
+    host::TracksShown shown;
+    shown.tracks.resize(1);
+    SHOW_OBJ_S& track = shown.tracks[0];
+    track.trackId = 3;
+    track.w = 70;
+    track.height = 1700;
+    track.staff = 1;
+    track.trailNum = 2;
+    track.trail[1] = {8, 9};
+    const nlohmann::json json = json_of(6069, shown);
+    EXPECT_EQ(json["message"], "tracks");
+    EXPECT_EQ(json["tracks"][0]["track"], 3);
+    EXPECT_EQ(json["tracks"][0]["w"], 70);
+    EXPECT_EQ(json["tracks"][0]["height_mm"], 1700);
+    EXPECT_EQ(json["tracks"][0]["staff"], 1);
+    EXPECT_EQ(json["tracks"][0]["trail"], nlohmann::json::parse("[[0,0],[8,9]]"));
+    track.trailNum = 65535;
+    EXPECT_EQ(json_of(6069, shown)["tracks"][0]["trail"].size(), 30u);
+    shown.detected = true;
+    EXPECT_EQ(json_of(6090, shown)["message"], "detected_tracks");
+}
+
+TEST(EventJson, ShowsRegionsAndTheSumsOfTheHeatMap) {
+    host::RegionsReported regions;
+    regions.inside = {1, 0, 2, 0};
+    regions.people.resize(1);
+    regions.people[0].obj.reserved0 = 12;
+    regions.people[0].rgn[2] = {1, 1500};
+    const nlohmann::json json = json_of(6070, regions);
+    EXPECT_EQ(json["message"], "regions");
+    EXPECT_EQ(json["inside"], nlohmann::json::parse("[1,0,2,0]"));
+    EXPECT_EQ(json["people"][0]["track"], 12);
+    EXPECT_EQ(json["people"][0]["inside"], nlohmann::json::parse("[0,0,1,0]"));
+    EXPECT_EQ(json["people"][0]["stay_ms"][2], 1500);
+    host::HeatMapReported heat;
+    heat.dwell_ms = {2000000000, 2000000000};
+    heat.motion = {3, 4};
+    EXPECT_EQ(json_of(6081, heat)["message"], "heat_map");
+    EXPECT_EQ(json_of(6081, heat)["dwell_ms"], 4000000000);
+    EXPECT_EQ(json_of(6081, heat)["motion"], 7);
 }
 
 }  // namespace

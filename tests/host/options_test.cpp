@@ -66,6 +66,60 @@ TEST(CommandLine, LineOptionsBelongToTheLineBefore) {
     EXPECT_TRUE(options.lines[2].uturn_area.empty());
 }
 
+TEST(CommandLine, RegionsAndExclusionAreasStandBesideLines) {
+    const host::RunOptions options =
+        run_options({"--region", "1,1 9,1 9,9", "--line", "1,2 3,4", "--flip", "--name", "door",
+                     "--region", "10,10 90,10 90,90 10,90", "--name", "till", "--exclude",
+                     "0,0 5,0 5,5", "--exclude", "50,50 55,50 55,55"});
+    ASSERT_EQ(options.regions.size(), 2u);
+    EXPECT_EQ(options.regions[0].name, "region 1");
+    EXPECT_EQ(options.regions[0].points.size(), 3u);
+    EXPECT_EQ(options.regions[1].name, "till");
+    EXPECT_EQ(options.regions[1].points[2].x, 90.0);
+    EXPECT_EQ(options.lines.at(0).name, "door");
+    EXPECT_TRUE(options.lines[0].flip);
+    ASSERT_EQ(options.exclusions.size(), 2u);
+    EXPECT_EQ(options.exclusions[1][2].y, 55.0);
+}
+
+TEST(CommandLine, ChoosesWhatIsWritten) {
+    EXPECT_TRUE(run_options({}).live);
+    EXPECT_FALSE(run_options({}).show_detected);
+    EXPECT_FALSE(run_options({"--no-live"}).live);
+    EXPECT_TRUE(run_options({"--show-detected"}).show_detected);
+}
+
+TEST(CommandLine, SaysWhatIsWrongWithRegionsAndExclusionAreas) {
+    EXPECT_THAT(error_of({"--region", "1,1 9,9"}),
+                AllOf(HasSubstr("--region \"1,1 9,9\" has 2 points"), HasSubstr("3 to 10")));
+    EXPECT_THAT(error_of({"--region", "1,1 9,1 9,9 8,9 7,9 6,9 5,9 4,9 3,9 2,9 1,9"}),
+                HasSubstr("11 points"));
+    EXPECT_THAT(error_of({"--region", "1,1 5,5 9,9"}), HasSubstr("encloses nothing"));
+    EXPECT_THAT(error_of({"--region", "1,1 9,1 1,1 9,9 1.2,1"}), HasSubstr("3 points at 1,1"));
+    EXPECT_THAT(error_of({"--region", "1,1 9,1 x,9"}), HasSubstr("\"x,9\" is not a point"));
+    EXPECT_THAT(error_of({"--exclude", "1,1 9,9"}), HasSubstr("an exclusion area needs 3 to 10"));
+    EXPECT_THAT(error_of({"--exclude", "1,1 5,5 9,9"}), HasSubstr("encloses nothing"));
+    const char* area = "1,1 9,1 9,9";
+    EXPECT_THAT(error_of({"--region", area, "--region", area, "--region", area, "--region", area,
+                          "--region", area}),
+                AllOf(HasSubstr("5 counting regions"), HasSubstr("at most 4")));
+    EXPECT_THAT(error_of({"--exclude", area, "--exclude", area, "--exclude", area, "--exclude",
+                          area, "--exclude", area}),
+                AllOf(HasSubstr("5 exclusion areas"), HasSubstr("at most 4")));
+    EXPECT_THAT(error_of({"--region", area, "--name", "a", "--region", area, "--name", "a"}),
+                HasSubstr("regions 1 and 2 are both called \"a\""));
+    EXPECT_EQ(error_of({"--line", "1,1 9,9", "--name", "a", "--region", area, "--name", "a"}), "");
+    EXPECT_THAT(error_of({"--region", area, "--name", "a", "--name", "b"}), HasSubstr("twice"));
+    EXPECT_THAT(error_of({"--region", area, "--name", ""}), HasSubstr("is empty"));
+    EXPECT_THAT(error_of({"--name", "a"}), HasSubstr("after its --line or --region"));
+    for (const std::vector<const char*>& option :
+         {std::vector{"--flip"}, std::vector{"--uturn", "none"}}) {
+        std::vector<const char*> words{"--line", "1,1 9,9", "--region", area};
+        words.insert(words.end(), option.begin(), option.end());
+        EXPECT_THAT(error_of(words), HasSubstr("belongs to a counting line"));
+    }
+}
+
 TEST(CommandLine, ReadsNumbersAndChoices) {
     const host::RunOptions options =
         run_options({"--source",    "walks",    "--trajectories", "a.txt",  "--height",  "5200",
@@ -251,11 +305,24 @@ area = [[0, 0], [50, 0], [0, 50]]
 flip = true
 [[line]]
 points = [[1, 2], [3, 4], [5, 6]]
+[[region]]
+name = "till"
+points = [[10, 20], [30, 20], [30, 40]]
+[[region]]
+points = [[1, 2], [3, 4], [1, 6]]
+[[exclude]]
+points = [[0, 0], [9, 0], [9, 9], [0, 9]]
 [group]
 enabled = true
 min = 3
 max = 5
 )");
+    ASSERT_EQ(options.regions.size(), 2u);
+    EXPECT_EQ(options.regions[0].name, "till");
+    EXPECT_EQ(options.regions[0].points[2].y, 40.0);
+    EXPECT_EQ(options.regions[1].name, "region 2");
+    ASSERT_EQ(options.exclusions.size(), 1u);
+    EXPECT_EQ(options.exclusions[0].size(), 4u);
     EXPECT_EQ(*options.source.height_mm, 3500.0);
     EXPECT_EQ(options.target_min_mm, 1000);
     EXPECT_EQ(options.target_max_mm, 2000);
@@ -313,6 +380,24 @@ TEST_F(ConfigFile, NamesThePlaceOfValuesThatDoNotFit) {
     for (int i = 0; i < 5; ++i)
         five += "[[line]]\npoints = [[1, 2], [3, 4]]\n";
     EXPECT_THAT(error_in(five), at(9, "at most 4"));
+    EXPECT_THAT(error_in("[[region]]\nname = \"a\"\npoints = [[1, 2], [3, 4]]"),
+                at(3, "the region has 2 points"));
+    EXPECT_THAT(error_in("[[region]]\nname = \"a\""), at(1, "the region has 0 points"));
+    EXPECT_THAT(error_in("[[region]]\n\nname = \"\""), at(3, "is empty"));
+    EXPECT_THAT(error_in("[[region]]\nflip = true"), at(2, "name, points"));
+    EXPECT_THAT(error_in("region = 3"), at(1, "[[region]]"));
+    EXPECT_THAT(error_in("[[exclude]]\npoints = [[1, 1], [2, 2], [3, 3]]"),
+                at(2, "encloses nothing"));
+    EXPECT_THAT(error_in("[[exclude]]\nname = \"x\""), at(2, "known are points"));
+    EXPECT_THAT(error_in("exclude = [1]"), at(1, "[[exclude]]"));
+    std::string five_regions;
+    std::string five_areas;
+    for (int i = 0; i < 5; ++i) {
+        five_regions += "[[region]]\npoints = [[1, 2], [3, 4], [1, 9]]\n";
+        five_areas += "[[exclude]]\npoints = [[1, 2], [3, 4], [1, 9]]\n";
+    }
+    EXPECT_THAT(error_in(five_regions), at(9, "counting region 5; at most 4"));
+    EXPECT_THAT(error_in(five_areas), at(9, "exclusion area 5; at most 4"));
     std::ofstream(path_) << "\ndetect = \"both\"\n";
     EXPECT_THAT(error_of({"--folder", "x", "--config", path_.c_str()}), at(2, "must be depth"));
 }
@@ -336,9 +421,16 @@ TEST_F(ConfigFile, ThatCannotBeReadIsNamed) {
 
 TEST_F(ConfigFile, TheCommandLineWins) {
     std::ofstream(path_) << "height_mm = 3500\ndetect = \"both\"\n"
-                            "[[line]]\npoints = [[1, 2], [3, 4]]\n";
-    const host::RunOptions options = run_options(
-        {"--height", "auto", "--line", "5,6 7,8", "--config", path_.c_str(), "--detect", "depth"});
+                            "[[line]]\npoints = [[1, 2], [3, 4]]\n"
+                            "[[region]]\npoints = [[1, 2], [3, 4], [1, 9]]\n"
+                            "[[exclude]]\npoints = [[1, 2], [3, 4], [1, 9]]\n";
+    const host::RunOptions options =
+        run_options({"--height", "auto", "--line", "5,6 7,8", "--config", path_.c_str(), "--detect",
+                     "depth", "--region", "5,5 7,5 7,7"});
+    ASSERT_EQ(options.regions.size(), 1u);
+    EXPECT_EQ(options.regions[0].points[0].x, 5.0);
+    ASSERT_EQ(options.exclusions.size(), 1u);  // the command line says nothing about it
+    EXPECT_EQ(options.exclusions[0][1].y, 4.0);
     EXPECT_TRUE(options.measure_height);
     EXPECT_FALSE(options.source.height_mm);
     EXPECT_EQ(options.detect, host::DetectMode::kDepth);

@@ -123,8 +123,10 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
     for (const auto& entry : fs::directory_iterator(work_ / "result")) {
         names.push_back(entry.path().filename().string());
     }
-    EXPECT_THAT(names, ::testing::UnorderedElementsAre("events.jsonl", "summary.json",
-                                                       "library.log", "picture.png"));
+    EXPECT_THAT(names,
+                ::testing::UnorderedElementsAre("events.jsonl", "summary.json", "regions.csv",
+                                                "stays.csv", "library.log", "picture.png",
+                                                "heat_dwell.png", "heat_motion.png", "live.mp4"));
     EXPECT_THAT(read_file(work_ / "result/library.log"), HasSubstr("vca_algo uninit 111"));
     EXPECT_THAT(read_file(work_ / "result/picture.png"), ::testing::StartsWith("\x89PNG"));
 
@@ -148,6 +150,81 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
     EXPECT_EQ(events.at(0)["message"], "config_request");
     EXPECT_EQ(count_messages(events, "person_counted"), counted);
     EXPECT_EQ(count_messages(events, "unknown"), 0);
+}
+
+TEST_F(Program, MeasuresRegionsAndTheHeatMap) {
+    const Outcome outcome =
+        vca("run --quiet --no-live --scene shop --seconds 12 --output result "
+            "--region '0,0 480,0 480,543 0,543' --name left "
+            "--region '480,0 959,0 959,543 480,543' --name 'right, all'");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("left"), HasSubstr("true people"),
+                                   HasSubstr("time in regions"), HasSubstr("heat map")));
+    EXPECT_FALSE(fs::exists(work_ / "result/live.mp4"));
+    const nlohmann::json run = summary("result");
+    ASSERT_EQ(run["regions"].size(), 2u);
+    EXPECT_EQ(run["regions"][1]["name"], "right, all");
+    double people = 0.0;
+    for (const nlohmann::json& region : run["regions"]) {
+        people += region["people_mean"].get<double>();
+        EXPECT_LT(region["mean_abs_error"].get<double>(), 0.25);
+    }
+    EXPECT_GT(people, 0.3);
+    EXPECT_LT(run["stay_time"]["error_size_median_s"], 0.5);
+    const std::string table = read_file(work_ / "result/regions.csv");
+    EXPECT_THAT(table, HasSubstr("\n11,\"right, all\","));
+    EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 1 + 2 * 12);
+    const std::string stays = read_file(work_ / "result/stays.csv");
+    EXPECT_GT(std::count(stays.begin(), stays.end(), '\n'), 2);
+
+    const auto events = json_lines(read_file(work_ / "result/events.jsonl"));
+    EXPECT_EQ(count_messages(events, "heat_map"), 1);
+    EXPECT_EQ(events.back()["message"], "heat_map");
+    EXPECT_GT(events.back()["dwell_ms"], 0);
+    EXPECT_GT(count_messages(events, "regions"), 50);
+    EXPECT_GT(count_messages(events, "tracks"), 50);
+    EXPECT_EQ(count_messages(events, "detected_tracks"), 0);
+}
+
+TEST_F(Program, FollowsNobodyInAnExclusionArea) {
+    const std::string run = "run --quiet --no-live --scene doorway --seconds 7 --output ";
+    ASSERT_EQ(vca(run + "all").status, 0);
+    ASSERT_EQ(vca(run + "none --exclude '0,0 959,0 959,543 0,543'").status, 0);
+    EXPECT_GT(summary("all")["tracking"]["tracks"], 0);
+    EXPECT_EQ(summary("none")["tracking"]["tracks"], 0);
+    EXPECT_EQ(summary("none")["detection"]["true_boxes"], 0);
+}
+
+TEST_F(Program, ShowsTheDetectedTracksWhenAsked) {
+    ASSERT_EQ(vca("run --quiet --no-live --scene doorway --seconds 7 --show-detected "
+                  "--output result")
+                  .status,
+              0);
+    const auto events = json_lines(read_file(work_ / "result/events.jsonl"));
+    EXPECT_GT(count_messages(events, "detected_tracks"), 20);
+    EXPECT_EQ(count_messages(events, "detected_tracks"), count_messages(events, "tracks"));
+}
+
+TEST_F(Program, EventsAreWrittenWhileItRuns) {
+    const pid_t child = start("run --scene crowd --no-live --output result");
+    for (int i = 0; i < 500 && fs::file_size(work_ / "result/events.jsonl.part") == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_GT(fs::file_size(work_ / "result/events.jsonl.part"), 0u);
+    EXPECT_FALSE(fs::exists(work_ / "result/summary.json"));
+    ::kill(child, SIGINT);
+    EXPECT_EQ(end_of(child), 0) << read_file(work_ / "err.txt");
+    EXPECT_GT(json_lines(read_file(work_ / "result/events.jsonl")).size(), 1u);
+}
+
+// A limit on the size of files stands for a full disk.
+TEST_F(Program, AFullDiskEndsTheRunWithoutResults) {
+    const int status =
+        std::system(("cd '" + work_.string() + "' && exec >out.txt 2>err.txt && ulimit -f 16 && '" +
+                     VCA_PROGRAM + "' run --quiet --no-live --scene doorway --output result")
+                        .c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_THAT(read_file(work_ / "err.txt"), HasSubstr("cannot write"));
+    EXPECT_FALSE(fs::exists(work_ / "result"));
 }
 
 TEST_F(Program, OnlyTheEndOfTheSourceEndsTheTracks) {
@@ -322,6 +399,12 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     write("outside.toml", "[[line]]\npoints = [[1, 1], [970, 9]]\n");
     expect_refused("--config outside.toml",
                    AllOf(HasSubstr("outside.toml"), HasSubstr("line 2"), HasSubstr("970,9")));
+    expect_refused("--region '5,6 970,6 9,9'", AllOf(HasSubstr("--region \"5,6 970,6 9,9\""),
+                                                     HasSubstr("970,6"), HasSubstr("959,543")));
+    expect_refused("--exclude '5,6 90,6 9,600'", AllOf(HasSubstr("9,600"), HasSubstr("959,543")));
+    write("region.toml", "[[region]]\npoints = [[1, 1], [970, 9], [9, 9]]\n");
+    expect_refused("--config region.toml",
+                   AllOf(HasSubstr("line 2: the region has the point"), HasSubstr("970,9")));
     fs::create_directory_symlink("loop", work_ / "loop");
     expect_refused("--config loop", HasSubstr("\"loop\""));
 }

@@ -1,0 +1,104 @@
+// Translucent marks, placing of labels, PNG files.
+#include "host/app/overlay.h"
+
+#include <algorithm>
+#include <climits>
+#include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <stdexcept>
+
+namespace host {
+namespace {
+
+cv::Rect bounds(const cv::Mat& image) {
+    return {0, 0, image.cols, image.rows};
+}
+
+void draw_dashes(cv::Mat& image, const cv::Point& from, const cv::Point& to,
+                 const cv::Scalar& colour, int thickness) {
+    constexpr double kDash = 6.0;  // pixels
+    const cv::Point2d way = to - from;
+    const double length = cv::norm(way);
+    for (double at = 0.0; at < length; at += 2.0 * kDash) {
+        const double end = std::min(at + kDash, length);
+        cv::line(image, cv::Point2d(from) + way * (at / length),
+                 cv::Point2d(from) + way * (end / length), colour, thickness, cv::LINE_AA);
+    }
+}
+
+}  // namespace
+
+void shade(cv::Mat& image, const cv::Rect& area, const cv::Scalar& colour, double weight) {
+    const cv::Rect inside = area & bounds(image);
+    if (inside.empty()) return;
+    cv::Mat part = image(inside);
+    cv::addWeighted(part, 1.0 - weight, cv::Mat(part.size(), part.type(), colour), weight, 0.0,
+                    part);
+}
+
+void shade_polygon(cv::Mat& image, const std::vector<cv::Point>& polygon, const cv::Scalar& colour,
+                   double weight) {
+    const cv::Rect area = cv::boundingRect(polygon) & bounds(image);
+    if (area.empty()) return;
+    cv::Mat mask = cv::Mat::zeros(area.size(), CV_8UC1);
+    cv::fillPoly(mask, std::vector<std::vector<cv::Point>>{polygon}, cv::Scalar(255), cv::LINE_8, 0,
+                 -area.tl());
+    cv::Mat part = image(area);
+    cv::Mat mixed;
+    cv::addWeighted(part, 1.0 - weight, cv::Mat(part.size(), part.type(), colour), weight, 0.0,
+                    mixed);
+    mixed.copyTo(part, mask);
+}
+
+void draw_dashed(cv::Mat& image, const cv::Rect& box, const cv::Scalar& colour, int thickness) {
+    const cv::Point top_right(box.x + box.width, box.y);
+    const cv::Point bottom_left(box.x, box.y + box.height);
+    draw_dashes(image, box.tl(), top_right, colour, thickness);
+    draw_dashes(image, top_right, box.br(), colour, thickness);
+    draw_dashes(image, box.br(), bottom_left, colour, thickness);
+    draw_dashes(image, bottom_left, box.tl(), colour, thickness);
+}
+
+cv::Rect FreePlaces::take_best(const cv::Size& extent, const std::vector<cv::Point>& places) {
+    cv::Rect best;
+    int least = INT_MAX;
+    for (const cv::Point& place : places) {
+        const cv::Rect area = moved_inside(place, extent);
+        const int covered = covered_pixels(area);
+        if (covered >= least) continue;
+        least = covered;
+        best = area;
+    }
+    take(best);
+    return best;
+}
+
+cv::Rect FreePlaces::moved_inside(const cv::Point& corner, const cv::Size& extent) const {
+    const int right = picture_.width - extent.width;
+    const int bottom = picture_.height - extent.height;
+    return {
+        cv::Point(std::max(std::min(corner.x, right), 0), std::max(std::min(corner.y, bottom), 0)),
+        extent};
+}
+
+int FreePlaces::covered_pixels(const cv::Rect& area) const {
+    int sum = 0;
+    for (const cv::Rect& other : taken_)
+        sum += (area & other).area();
+    return sum;
+}
+
+void write_png(const cv::Mat& picture, const std::string& path) {
+    std::vector<unsigned char> bytes;
+    if (!cv::imencode(".png", picture, bytes)) {
+        throw std::runtime_error("cannot encode \"" + path + "\" as PNG");
+    }
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+    out.flush();
+    if (!out) throw std::runtime_error("cannot write \"" + path + "\"");
+}
+
+}  // namespace host
