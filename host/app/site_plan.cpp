@@ -191,7 +191,7 @@ void FloorPlan::draw_directions(std::size_t index) {
             shortened(to_ascii(line.name), 20) + " / " + std::to_string(direction);
         const cv::Size half = text_size(text, kText, 1) / 2 + cv::Size(10, 9);
         const double ahead = std::abs(across.x) * half.width + std::abs(across.y) * half.height;
-        put_label(text, tip + across * ahead, kWhite, line_colour(index));
+        put_label(text, tip + across * (ahead + 8.0), kWhite, line_colour(index));
     }
 }
 
@@ -207,7 +207,7 @@ void FloorPlan::draw_cameras() {
         cv::circle(image_, middle, 6, device_colour(i), cv::FILLED, cv::LINE_AA);
         take_along(middle, middle + right * 30.0);
         const std::string role = device.master ? "master" : "slave " + std::to_string(device.index);
-        put_label(device.name + " (" + role + ")", middle + cv::Point2d(0.0, -22.0), kWhite,
+        put_label(device.name + " (" + role + ")", middle + cv::Point2d(0.0, -26.0), kWhite,
                   device_colour(i));
     }
 }
@@ -231,7 +231,8 @@ void FloorPlan::put_label(const std::string& utf8, const cv::Point2d& middle, co
     std::vector<cv::Point> tried;
     for (const int down : {0, 1, -1, 2, -2})
         for (const int aside : {0, 1, -1})
-            tried.push_back(corner + cv::Point(aside * extent.width, down * (extent.height + 2)));
+            tried.push_back(corner +
+                            cv::Point(aside * (extent.width / 2 + 10), down * extent.height));
     const cv::Rect place = places_.take_best(extent, tried);
     shade(image_, place, paper, 0.85);
     put_text(image_, text, place.tl() + cv::Point(6, 5), kText, ink);
