@@ -84,8 +84,8 @@ FloorPlan::FloorPlan(const Site& site, const cv::Size& most) : site_(site), plac
     top_m_ = extent.top;
     scale_ = std::min(most.width / (extent.right - extent.left),
                       most.height / (extent.bottom - extent.top));
-    const cv::Size size(static_cast<int>(std::ceil((extent.right - extent.left) * scale_)),
-                        static_cast<int>(std::ceil((extent.bottom - extent.top) * scale_)));
+    const cv::Size size(static_cast<int>((extent.right - extent.left) * scale_),
+                        static_cast<int>((extent.bottom - extent.top) * scale_));
     step_m_ = grid_step_m(scale_);
     image_ = cv::Mat(size, CV_8UC3, kFloor);
     places_ = FreePlaces(size);
