@@ -12,7 +12,6 @@ namespace {
 
 constexpr double kCentreU = kColourWidth / 2.0;
 constexpr double kCentreV = kColourHeight / 2.0;
-constexpr double kMostOfHeight = 0.9;  // nobody reaches nearer to the lens
 
 struct Turn {
     double c;
@@ -32,13 +31,6 @@ int whole(double value) {
     constexpr double kMost = kFarthestPixel;
     if (std::isnan(value)) return 0;
     return static_cast<int>(std::lround(std::clamp(value, -kMost, kMost)));
-}
-
-// Height over the floor of the plane in which a person's box is seen; a height that is no number
-// is none.
-double head_plane_m(const SiteDevice& device, float height_mm) {
-    if (!(height_mm > 0.0f)) return 0.0;
-    return std::min(static_cast<double>(height_mm), kMostOfHeight * device.height_mm) / 1000.0;
 }
 
 using Polygon = std::vector<SitePoint>;
@@ -127,22 +119,16 @@ PicturePoint to_master(const Site& site, const SitePoint& point) {
 void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg) {
     const SiteDevice* device = find_slave(site, slave);
     if (device == nullptr) return;
-    const auto mapped = [&](std::int32_t x, std::int32_t y, double plane_m) {
+    const auto map = [&](std::int32_t& x, std::int32_t& y) {
         const PicturePoint pixel{static_cast<double>(x), static_cast<double>(y)};
-        return whole_pixel(to_master(site, to_site(*device, pixel, plane_m)));
+        const POINT_POS_S mapped = whole_pixel(to_master(site, to_site(*device, pixel, 0.0)));
+        x = mapped.x;
+        y = mapped.y;
     };
     const int count = std::clamp(msg.count, 0, VCA_SLAVE_TRACK_MAX);
     for (int i = 0; i < count; ++i) {
-        SLAVE_TRACK_S& track = msg.tracks[i];
-        const POINT_POS_S foot = mapped(track.foot_x, track.foot_y, 0.0);
-        // The library counts by the centre where it does not trust the foot point. At its own
-        // height the head of somebody 6 m away would lie metres beyond the feet in the master's
-        // picture, on the far side of lines that were never crossed; on the plan it is above them.
-        const POINT_POS_S centre = mapped(track.cx, track.cy, head_plane_m(*device, track.height));
-        track.foot_x = foot.x;
-        track.foot_y = foot.y;
-        track.cx = centre.x;
-        track.cy = centre.y;
+        map(msg.tracks[i].foot_x, msg.tracks[i].foot_y);
+        map(msg.tracks[i].cx, msg.tracks[i].cy);
     }
 }
 
