@@ -4,6 +4,8 @@
 // that left and right turns look the same in metres and in pixels. The camera looks straight down.
 #pragma once
 
+#include "sim/maths.h"
+
 namespace sim {
 
 inline constexpr int kColourWidth = 960;
@@ -53,6 +55,32 @@ struct Camera {
         return {kCentreU * scale, kCentreV * scale};
     }
 };
+
+// Where a camera hangs over a site that several cameras watch. The site has its own floor metres,
+// x to the right and y down on a plan as seen from above.
+struct CameraPlace {
+    double height_m = 4.0;
+    double x_m = 0.0;  // the floor point below the camera
+    double y_m = 0.0;
+    double turn_deg = 0.0;  // of the image's x axis, from the site's x axis towards its y axis
+};
+
+// A direction of the site in the axes of the camera, and a place in the camera's world.
+inline Point direction_to_camera(const CameraPlace& place, const Point& d) {
+    const double c = cosine(place.turn_deg * kPi / 180.0);
+    const double s = sine(place.turn_deg * kPi / 180.0);
+    return {c * d.x_m + s * d.y_m, c * d.y_m - s * d.x_m};
+}
+
+inline Point to_camera(const CameraPlace& place, const Point& site) {
+    return direction_to_camera(place, {site.x_m - place.x_m, site.y_m - place.y_m});
+}
+
+inline Point to_site(const CameraPlace& place, const Point& p) {
+    const double c = cosine(place.turn_deg * kPi / 180.0);
+    const double s = sine(place.turn_deg * kPi / 180.0);
+    return {place.x_m + c * p.x_m - s * p.y_m, place.y_m + c * p.y_m + s * p.x_m};
+}
 
 // True where a colour pixel position lies inside the image.
 inline bool in_image(const Pixel& p) {

@@ -21,6 +21,10 @@ CountingLine across_line(const char* name, double half_m) {
     return {name, {{-half_m, 0.0}, {half_m, 0.0}}, {}};
 }
 
+CountingRegion rectangle(const char* name, const Point& low, const Point& high) {
+    return {name, {low, {high.x_m, low.y_m}, high, {low.x_m, high.y_m}}};
+}
+
 Scene doorway() {
     Scene s;
     s.info = {"doorway",
@@ -29,6 +33,8 @@ Scene doorway() {
               15.0,
               75.0,
               {across_line("door", 1.0)},
+              {rectangle("inside", {-1.0, -0.65}, {1.0, -0.1}),
+               rectangle("outside", {-1.0, 0.1}, {1.0, 0.65})},
               1.6,
               false,
               false};
@@ -47,6 +53,8 @@ Scene entrance() {
               15.0,
               70.0,
               {across_line("entrance", 1.85)},
+              {rectangle("inside", {-1.8, -1.05}, {1.8, -0.2}),
+               rectangle("outside", {-1.8, 0.2}, {1.8, 1.05})},
               1.6,
               false,
               false};
@@ -69,6 +77,7 @@ Scene uturn() {
               15.0,
               90.0,
               {line},
+              {{"gate", line.uturn_area}},
               1.6,
               false,
               false};
@@ -88,6 +97,7 @@ Scene groups() {
               15.0,
               90.0,
               {across_line("entrance", 1.85)},
+              {rectangle("lobby", {-1.8, -1.05}, {1.8, -0.2})},
               1.6,
               false,
               true};
@@ -109,6 +119,8 @@ Scene shop() {
               15.0,
               90.0,
               {{"aisle", {{0.0, -1.1}, {0.0, 1.1}}, {}}},
+              {rectangle("shelf", {-1.7, -1.15}, {-0.3, -0.2}),
+               rectangle("offers", {0.3, 0.2}, {1.7, 1.15})},
               1.6,
               false,
               false};
@@ -132,6 +144,17 @@ Scene crowd() {
               15.0,
               60.0,
               {across_line("passage", 2.9)},
+              {rectangle("left", {-2.9, -1.5}, {-1.2, 1.5}),
+               rectangle("right", {1.2, -1.5}, {2.9, 1.5}),
+               {"middle",
+                {{-0.5, -1.2},
+                 {0.5, -1.2},
+                 {1.1, -0.5},
+                 {1.1, 0.5},
+                 {0.5, 1.2},
+                 {-0.5, 1.2},
+                 {-1.1, 0.5},
+                 {-1.1, -0.5}}}},
               1.6,
               true,
               false};
@@ -144,10 +167,41 @@ Scene crowd() {
     return s;
 }
 
+// The exhibits stand well between the doors' lines, so that nobody who looks sways over a line.
+Scene gallery() {
+    Scene s;
+    s.info = {"gallery",
+              "A museum room, visitors who stop at exhibits, staff in vests, camera at 4.2 m",
+              camera_at(4.2),
+              15.0,
+              120.0,
+              {{"left door", {{-1.2, -1.15}, {-1.2, 1.15}}, {}},
+               {"right door", {{1.2, -1.15}, {1.2, 1.15}}, {}}},
+              {rectangle("painting", {-1.05, -1.2}, {-0.05, -0.35}),
+               rectangle("showcase", {0.05, -1.2}, {1.05, -0.35}),
+               rectangle("statue", {-0.5, 0.35}, {0.5, 1.2})},
+              1.6,
+              false,
+              false};
+    s.plan.along_x = true;
+    s.plan.half_length_m = 4.4;
+    s.plan.half_width_m = 1.05;
+    s.plan.arrivals_per_s = 0.3;
+    s.plan.max_people = 6;
+    s.plan.stops = 0.75;
+    s.plan.stop_least_s = 4.0;
+    s.plan.stop_most_s = 12.0;
+    s.plan.stop_places = {{-0.55, -0.8}, {0.55, -0.8}, {0.0, 0.8}};
+    s.plan.returns = 0.2;
+    s.plan.staff = 0.25;
+    s.plan.vivid_tops = 0.25;
+    return s;
+}
+
 // Nobody arrives towards the end, so that no way over a line is cut short.
 constexpr double kClearing_s = 10.0;
 
-constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd};
+constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd, gallery};
 
 Scene find_scene(const std::string& name) {
     std::string known;

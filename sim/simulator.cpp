@@ -33,6 +33,18 @@ PersonTruth truth_of(const Camera& camera, const Pose& pose, const Outline& outl
     return t;
 }
 
+// The pose in the world of a camera that hangs somewhere over the site.
+Pose as_seen(const CameraPlace& place, const Pose& pose) {
+    Pose seen = pose;
+    const Point at = to_camera(place, {pose.x_m, pose.y_m});
+    const Point direction = direction_to_camera(place, {pose.dir_x, pose.dir_y});
+    seen.x_m = at.x_m;
+    seen.y_m = at.y_m;
+    seen.dir_x = direction.x_m;
+    seen.dir_y = direction.y_m;
+    return seen;
+}
+
 bool leaves_trace(const PersonTruth& t) {
     return t.box.w > 0 && t.box.h > 0;
 }
@@ -62,6 +74,11 @@ bool Simulator::produce(Frame& frame, bool images) {
     frame.time_s = static_cast<double>(frame.index) / info_.fps;
     std::vector<Pose> people;
     world_->step(people);
+    std::vector<Point> on_site;
+    for (Pose& pose : people) {
+        on_site.push_back({pose.x_m, pose.y_m});
+        if (info_.place) pose = as_seen(*info_.place, pose);
+    }
 
     Model model;
     model.materials.push_back({});
@@ -75,7 +92,8 @@ bool Simulator::produce(Frame& frame, bool images) {
     frame.truth.clear();
     for (std::size_t i = 0; i < people.size(); ++i) {
         PersonTruth t = truth_of(info_.camera, people[i], outlines[i]);
-        if (!leaves_trace(t)) continue;
+        t.site = on_site[i];
+        if (!leaves_trace(t) && !info_.place) continue;
         if (images) t.visible = renderer_->visible_share(model, outlines[i]);
         frame.truth.push_back(t);
     }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ struct PersonTruth {
     int id = 0;        // from 1, never used twice in a scene; the file's id for trajectories
     double x_m = 0.0;  // floor position straight below the head
     double y_m = 0.0;
+    Point site;              // the same in the metres of the site; x_m, y_m where there is none
     double height_mm = 0.0;  // head top above the floor
     double head_u = 0.0;     // projected head top, colour pixels
     double head_v = 0.0;
@@ -35,13 +37,19 @@ struct Frame {
     std::vector<std::uint8_t> depth_nv12;  // 480 x 256 x 3/2: luma 235 (at the camera) to 16 (10 %
                                            // below the floor, or missing), chroma 128
     std::vector<std::uint16_t> raw_mm;     // 480 x 256, distance along the optical axis, 0 missing
-    std::vector<PersonTruth> truth;        // people with any chance of being seen, sorted by id
+    std::vector<PersonTruth> truth;        // people with any chance of being seen, sorted by id;
+                                           // in the view of a site everyone who is there
 };
 
 struct CountingLine {
     std::string name;
     std::vector<Point> points;      // polyline on the floor, at least two points
     std::vector<Point> uturn_area;  // polygon around the line; empty when there is none
+};
+
+struct CountingRegion {
+    std::string name;
+    std::vector<Point> points;  // polygon on the floor, at least three points
 };
 
 struct SceneInfo {
@@ -51,9 +59,11 @@ struct SceneInfo {
     double fps = 15.0;
     double duration_s = 60.0;
     std::vector<CountingLine> lines;
-    double line_height_m = 1.6;   // project the lines to pixels at this height, about head height
-    bool crowded = false;         // too dense for counting without errors
-    bool group_counting = false;  // a host should count groups in this scene
+    std::vector<CountingRegion> regions;
+    double line_height_m = 1.6;  // project lines and regions to pixels at this height, about heads'
+    bool crowded = false;        // too dense for counting without errors
+    bool group_counting = false;         // a host should count groups in this scene
+    std::optional<CameraPlace> place{};  // in the view of a site: where the camera hangs
 };
 
 // Names of the built-in scenes.
@@ -97,7 +107,7 @@ class Simulator {
     bool produce(Frame& frame, bool images);
 
     SceneInfo info_;
-    std::uint64_t seed_;
+    std::uint64_t seed_;  // of floor and noise
     std::unique_ptr<World> world_;
     std::unique_ptr<Renderer> renderer_;  // made at the first rendered frame
     std::int64_t next_index_ = 0;
@@ -106,6 +116,15 @@ class Simulator {
 
 // A built-in scene. Throws std::invalid_argument like scene_info().
 Simulator make_scene(const std::string& name, std::uint64_t seed = 1);
+
+// Names of the built-in sites: places for several cameras.
+std::vector<std::string> site_names();
+
+// What one camera sees of a site. The people and their ways depend on site and seed alone, floor
+// and sensor noise also on the camera. A line runs below the camera from one long side of the site
+// towards the other; lines and regions are in the camera's own world. Throws std::invalid_argument
+// that lists the known sites, or when the camera hangs lower than 2.2 m or higher than 15 m.
+Simulator make_site_view(const std::string& site, std::uint64_t seed, const CameraPlace& place);
 
 // People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::runtime_error
 // that names file and line when the file cannot be read, std::invalid_argument for an impossible

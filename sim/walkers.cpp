@@ -31,12 +31,15 @@ struct Walker {
     double face_along = 0.0;  // unit vector
     double face_across = 0.0;
     double sway_phase = 0.0;
-    int group = 0;            // id of the group's first walker
-    double slot_along = 0.0;  // place in the group, relative to the first walker
-    double stop_at = 0.0;     // place of a stop or a turn
-    double wait_s = 0.0;      // time to stand there
-    bool stops = false;       // still to come
-    bool turns = false;       // still to come
+    int group = 0;             // id of the group's first walker
+    double slot_along = 0.0;   // place in the group, relative to the first walker
+    double stop_at = 0.0;      // place of a stop or a turn
+    double wait_s = 0.0;       // time to stand there
+    bool stops = false;        // still to come
+    bool turns = false;        // still to come
+    bool waits = false;        // has come to the place of the stop or turn
+    double look_across = 0.0;  // -1 or 1: side to which a stop's place draws the eyes; else 0
+    double lane_after = 0.0;   // across, wanted after a stop at such a place
     bool pushes() const { return pose.load == Load::kTrolley || pose.load == Load::kCart; }
 };
 
@@ -233,8 +236,21 @@ class Walkers : public World {
         } else if (rng_.chance(plan_.stops)) {
             w.stops = true;
             w.stop_at = rng_.uniform(-0.45, 0.45) * plan_.half_length_m;
-            w.wait_s = rng_.uniform(1.0, 4.0);
+            w.wait_s = rng_.uniform(plan_.stop_least_s, plan_.stop_most_s);
+            if (!plan_.stop_places.empty()) choose_place(w);
         }
+    }
+
+    void choose_place(Walker& w) {
+        constexpr double kSpreadAlong_m = 0.3;
+        constexpr double kSpreadAcross_m = 0.1;
+        const int places = static_cast<int>(plan_.stop_places.size());
+        const StopPlace& place = plan_.stop_places[static_cast<std::size_t>(rng_.below(places))];
+        w.lane_after = w.lane;
+        w.stop_at = place.along + rng_.uniform(-kSpreadAlong_m, kSpreadAlong_m);
+        w.lane = place.across + rng_.uniform(-kSpreadAcross_m, kSpreadAcross_m);
+        w.look_across = place.across < 0.0 ? -1.0 : 1.0;
+        w.turns = rng_.chance(plan_.returns);
     }
 
     // Steering.
@@ -244,8 +260,9 @@ class Walkers : public World {
         if (w.stops || w.turns) {
             const double left = (w.stop_at - w.along) * w.goal;
             if (left < 0.5) want_along = w.goal * std::max(left, 0.0) * w.speed * 2.0;
-            if (left < 0.05) {
-                want_across = 0.0;
+            w.waits = left < 0.05;
+            if (w.waits) {
+                if (w.look_across == 0.0) want_across = 0.0;
                 w.wait_s -= dt;
                 if (w.wait_s <= 0.0) go_on(w);
             }
@@ -270,8 +287,10 @@ class Walkers : public World {
 
     static void go_on(Walker& w) {
         if (w.turns) w.goal = -w.goal;
+        if (w.look_across != 0.0) w.lane = w.lane_after;
         w.turns = false;
         w.stops = false;
+        w.waits = false;
     }
 
     void follow(const Walker& w, double& want_along) const {
@@ -364,7 +383,11 @@ class Walkers : public World {
         w.v_along = (w.along - before.along) / dt;
         w.v_across = (w.across - before.across) / dt;
         const double speed = std::sqrt(w.v_along * w.v_along + w.v_across * w.v_across);
-        if (speed > 0.15) turn_body(w, w.v_along / speed, w.v_across / speed, dt);
+        if (w.waits && w.look_across != 0.0) {
+            turn_body(w, 0.0, w.look_across, dt);
+        } else if (speed > 0.15) {
+            turn_body(w, w.v_along / speed, w.v_across / speed, dt);
+        }
         const double walk = std::min(speed, 1.6);
         w.pose.stride += clamp(walk / 1.3 - w.pose.stride, -3.0 * dt, 3.0 * dt);
         // A pair of steps is about 0.83 of the body height at full stride, shorter when slow.

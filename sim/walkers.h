@@ -4,10 +4,17 @@
 
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include "sim/world.h"
 
 namespace sim {
+
+// Something to look at, on the side of the passage that it is nearer to: where people stand.
+struct StopPlace {
+    double along = 0.0;
+    double across = 0.0;
+};
 
 // Lengths along the passage run from -half_length_m to half_length_m, across from -half_width_m
 // to half_width_m; the middle is below the camera.
@@ -22,11 +29,15 @@ struct WalkerPlan {
     double groups_in_file = 0.2;  // share of these that walk one behind the other
     double uturns = 0.0;          // share of single arrivals who turn back near the middle
     double stops = 0.0;           // share of single arrivals who stand still for a while
-    double trolleys = 0.0;        // share of single arrivals with a trolley or cart
-    double bags = 0.2;            // share of single arrivals with a bag, backpack or suitcase
-    double staff = 0.0;           // share of single arrivals who wear the staff vest; no bags
-    double vivid_tops = 0.0;      // share of the other single arrivals in a yellow or orange top
-    double warm_up_s = 0.0;       // walked before the first frame
+    double stop_least_s = 1.0;
+    double stop_most_s = 4.0;
+    std::vector<StopPlace> stop_places;  // empty: people stop somewhere on their way
+    double returns = 0.0;                // share of those at stop_places who go back from there
+    double trolleys = 0.0;               // share of single arrivals with a trolley or cart
+    double bags = 0.2;        // share of single arrivals with a bag, backpack or suitcase
+    double staff = 0.0;       // share of single arrivals who wear the staff vest; no bags
+    double vivid_tops = 0.0;  // share of the other single arrivals in a yellow or orange top
+    double warm_up_s = 0.0;   // walked before the first frame
     double arrivals_end_s = std::numeric_limits<double>::infinity();  // after the first frame
 };
 

@@ -186,9 +186,10 @@ std::string scenes_text() {
     std::string out;
     for (const std::string& name : sim::scene_names()) {
         const sim::SceneInfo info = sim::scene_info(name);
-        print(out, "  %-10s %s; %.0f s at %.0f frames/s, %zu %s%s\n", name.c_str(),
+        print(out, "  %-10s %s; %.0f s at %.0f frames/s, %zu %s, %zu %s%s\n", name.c_str(),
               info.description.c_str(), info.duration_s, info.fps, info.lines.size(),
-              info.lines.size() == 1 ? "line" : "lines",
+              info.lines.size() == 1 ? "line" : "lines", info.regions.size(),
+              info.regions.size() == 1 ? "region" : "regions",
               info.crowded ? ", too dense to count without errors" : "");
     }
     return out;

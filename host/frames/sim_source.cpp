@@ -33,6 +33,8 @@ class SimSource final : public FrameSource {
         info_.camera = depth_camera(scene.camera);
         for (const sim::CountingLine& line : scene.lines)
             info_.lines.push_back(to_pixels(line));
+        for (const sim::CountingRegion& region : scene.regions)
+            info_.regions.push_back({region.name, to_pixels(region.points)});
         info_.group_counting = scene.group_counting;
         info_.crowded = scene.crowded;
         info_.has_truth = true;

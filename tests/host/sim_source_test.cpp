@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "tests/support/unique_path.h"
 
@@ -189,7 +190,7 @@ TEST_F(Walk, WhatIsWrongWithAFileNamesTheOption) {
 
 // The scenes' own lines are where people are seen on both sides.
 TEST(Scene, OwnLinesNeedNoWarning) {
-    for (const char* name : {"doorway", "entrance", "uturn"}) {
+    for (const char* name : {"doorway", "entrance", "uturn", "gallery"}) {
         host::SourceOptions options;
         options.scene = name;
         const auto source = host::open_source(options);
@@ -210,6 +211,55 @@ TEST(Scene, LinesAreWhereTheyAreSeen) {
     // From 3 m, what is 1.6 m up appears farther from the middle by 3 / 1.4.
     EXPECT_NEAR((at_head.x - 480.0) / (on_floor.x - 480.0), 3.0 / 1.4, 1e-9);
     EXPECT_NEAR(on_floor.y, 272.0, 1e-9);
+}
+
+// Floor or head height, a region's corners lie where people who stand there have their place.
+TEST(Scene, RegionsAreWhereTheirPeopleAre) {
+    for (const bool foot_point : {true, false}) {
+        host::SourceOptions options;
+        options.scene = "gallery";
+        options.foot_point = foot_point;
+        const auto source = host::open_source(options);
+        const auto& regions = source->info().regions;
+        ASSERT_EQ(regions.size(), 3u);
+        EXPECT_EQ(regions[0].name, "painting");
+        ASSERT_EQ(regions[0].points.size(), 4u);
+        // 514.737 px of focal length over 4.2 m, or 2.6 m to the plane of the heads; the corner is
+        // 1.05 m left of the camera and 1.2 m up the picture.
+        const double scale = 514.737 / (foot_point ? 4.2 : 2.6);
+        EXPECT_NEAR(regions[0].points[0].x, 480.0 - 1.05 * scale, 1e-9);
+        EXPECT_NEAR(regions[0].points[0].y, 272.0 - 1.2 * scale, 1e-9);
+        EXPECT_NEAR(regions[0].points[2].x, 480.0 - 0.05 * scale, 1e-9);
+        EXPECT_NEAR(regions[0].points[2].y, 272.0 - 0.35 * scale, 1e-9);
+    }
+}
+
+TEST(Scene, TruthSaysWhoIsStaff) {
+    const auto staff_of = [](const char* scene) {
+        host::SourceOptions options;
+        options.scene = scene;
+        const auto source = host::open_source(options);
+        std::map<int, bool> staff;
+        SourceFrame frame;
+        for (int i = 0; i < 40; ++i) {
+            source->skip(14);
+            if (!source->next(frame)) break;
+            for (const host::TruePerson& person : frame.people) {
+                const auto [entry, fresh] = staff.try_emplace(person.id, person.staff);
+                EXPECT_EQ(entry->second, person.staff);
+            }
+        }
+        int count = 0;
+        for (const auto& [id, is_staff] : staff)
+            count += is_staff ? 1 : 0;
+        return std::pair(count, static_cast<int>(staff.size()));
+    };
+    const auto [gallery_staff, gallery_people] = staff_of("gallery");
+    EXPECT_GE(gallery_staff, 1);
+    EXPECT_LT(gallery_staff, gallery_people);
+    const auto [shop_staff, shop_people] = staff_of("shop");
+    EXPECT_EQ(shop_staff, 0);
+    EXPECT_GE(shop_people, 5);
 }
 
 TEST(Scene, SameSeedSameFrames) {

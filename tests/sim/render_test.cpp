@@ -8,6 +8,7 @@
 
 #include "sim/simulator.h"
 #include "tests/sim/fixed_world.h"
+#include "tests/sim/frame_hash.h"
 
 namespace {
 
@@ -19,23 +20,8 @@ using sim::PersonTruth;
 using sim::Pose;
 using sim::Simulator;
 using sim_test::fixed_scene;
+using sim_test::hash_of;
 using sim_test::standing;
-
-// FNV-1a over all bytes of the four images.
-std::uint64_t hash_of(const Frame& frame, std::uint64_t hash = 0xCBF29CE484222325ULL) {
-    const auto add = [&hash](std::uint64_t byte) { hash = (hash ^ byte) * 0x100000001B3ULL; };
-    for (const std::uint8_t byte : frame.bgr)
-        add(byte);
-    for (const std::uint8_t byte : frame.nv12)
-        add(byte);
-    for (const std::uint8_t byte : frame.depth_nv12)
-        add(byte);
-    for (const std::uint16_t mm : frame.raw_mm) {
-        add(mm & 255U);
-        add(mm >> 8);
-    }
-    return hash;
-}
 
 std::uint64_t hash_of_scene(const std::string& name, std::uint64_t seed) {
     Simulator simulator = sim::make_scene(name, seed);
