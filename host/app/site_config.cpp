@@ -101,6 +101,7 @@ void set_line(const CountingLine& line, VCA_CFG_LINE_S& config) {
 }
 
 void set_region(const std::vector<PicturePoint>& points, VCA_CFG_RGN_S& config) {
+    if (points.empty()) return;
     config.used = 1;
     config.en_a = 1;
     std::transform(points.begin(), points.end(), config.pt, to_config_point);
@@ -128,6 +129,22 @@ std::vector<CountingLine> own_lines(const Site& site, const SiteDevice& device) 
         lines.push_back(as_seen(device, line, part));
     }
     return lines;
+}
+
+std::vector<CountingRegion> master_regions(const Site& site) {
+    std::vector<CountingRegion> regions;
+    for (const SiteRegion& region : site.regions)
+        regions.push_back({region.name, on_floor(master_of(site), region.points)});
+    return regions;
+}
+
+std::vector<CountingRegion> own_regions(const Site& site, const SiteDevice& device) {
+    std::vector<CountingRegion> regions;
+    for (const SiteRegion& region : site.regions) {
+        regions.push_back({region.name, {}});
+        if (sees_floor(device, region)) regions.back().points = on_floor(device, region.points);
+    }
+    return regions;
 }
 
 VCA_ALGO_CFG_S device_config(const Site& site, const SiteDevice& device, SiteRole role) {
@@ -158,12 +175,11 @@ VCA_ALGO_CFG_S device_config(const Site& site, const SiteDevice& device, SiteRol
     const std::vector<CountingLine> lines = alone ? own_lines(site, device) : master_lines(site);
     for (std::size_t i = 0; i < lines.size(); ++i)
         set_line(lines[i], config.line[i]);
-    for (std::size_t i = 0; i < site.regions.size(); ++i) {
-        const SiteRegion& region = site.regions[i];
-        if (alone && !sees_floor(device, region)) continue;
-        config.RgnEn = 1;
-        set_region(on_floor(device, region.points), config.rgn[i]);
-    }
+    const std::vector<CountingRegion> regions =
+        alone ? own_regions(site, device) : master_regions(site);
+    config.RgnEn = regions.empty() ? 0 : 1;
+    for (std::size_t i = 0; i < regions.size(); ++i)
+        set_region(regions[i].points, config.rgn[i]);
     return config;
 }
 

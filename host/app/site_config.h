@@ -18,6 +18,11 @@ std::vector<CountingLine> master_lines(const Site& site);
 // points of a line that it does not see, or less than 0.5 m of, are empty.
 std::vector<CountingLine> own_lines(const Site& site, const SiteDevice& device);
 
+// The regions likewise; a camera alone has those of whose floor it sees every corner, the points of
+// the others are empty.
+std::vector<CountingRegion> master_regions(const Site& site);
+std::vector<CountingRegion> own_regions(const Site& site, const SiteDevice& device);
+
 // A master gets the lines and regions of the site in its own picture's pixels, a slave none: it
 // only follows people. A camera alone gets its own parts of them.
 VCA_ALGO_CFG_S device_config(const Site& site, const SiteDevice& device, SiteRole role);

@@ -46,6 +46,7 @@ class SiteSource final : public FrameSource {
         info_.camera = {device.focal_px * kAcross, device.focal_px * kDown, sim::kCentreU * kAcross,
                         sim::kCentreV * kDown, device.height_mm};
         info_.lines = device.master ? master_lines(site) : own_lines(site, device);
+        info_.regions = device.master ? master_regions(site) : own_regions(site, device);
         info_.group_counting = site.group_counting;
         info_.has_colour = true;
         simulator_.leave_out_bgr();

@@ -93,6 +93,12 @@ TEST(SiteConfig, ACameraAloneCountsWhatItSees) {
     const VCA_ALGO_CFG_S other = host::device_config(site, site.devices[0], SiteRole::kAlone);
     EXPECT_EQ(other.line[0].pt[0].en, 1);
     EXPECT_EQ(other.cscdMapSize[2], 960);
+    EXPECT_EQ(other.rgn[0].used, 1);
+    host::Site apart = with_lines();
+    apart.regions[0].points[2].x_m = 7.0;
+    EXPECT_EQ(host::device_config(apart, apart.devices[0], SiteRole::kAlone).rgn[0].used, 0);
+    EXPECT_EQ(host::own_regions(apart, apart.devices[0]).at(0).name, "desk");
+    EXPECT_EQ(host::master_regions(apart).at(0).points.size(), 4u);
 }
 
 std::vector<host::PicturePoint> own_points(std::vector<host::SitePoint> points) {
