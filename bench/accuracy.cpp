@@ -24,6 +24,7 @@
 #include "host/app/run.h"
 #include "host/frames/depth_folder.h"
 #include "host/inference/depth_detector.h"
+#include "sim/simulator.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ std::string run_here(const Case& one) {
     dup2(null, STDOUT_FILENO);
     close(null);
     host::RunPlan plan = host::prepare_run(one.options);
-    return one.report(host::run(plan, {[] { return false; }, {}}));
+    return one.report(host::run(plan, {}));
 }
 
 std::string run_in_child(const Case& one) {
@@ -106,13 +107,52 @@ constexpr char kTruthHead[] =
     "| "
     "IDF1 | height error, median / 95 % |\n|---|---|---|---|---|---|---|---|\n";
 
-constexpr const char* kScenes[] = {"doorway", "entrance", "uturn", "groups", "shop", "crowd"};
-
 host::RunOptions scene_options(const std::string& scene) {
     host::RunOptions options;
     options.source.source = "scene";
     options.source.scene = scene;
     return options;
+}
+
+// ---- The scenes' regions, the time spent in them, the heat map ----
+
+constexpr char kRegionHead[] =
+    "\n| case | regions | people per region, measured / true | error of the number of people, mean "
+    "| stays, compared / missed | error of the time, median / 95 % | heat map / true |\n"
+    "|---|---|---|---|---|---|---|\n";
+
+std::string region_row(const std::string& name, const host::RunResult& r) {
+    const host::RegionStats& stats = r.region_stats;
+    double people = 0.0;
+    double true_people = 0.0;
+    for (const host::Occupancy& o : stats.regions) {
+        people += o.mean / static_cast<double>(stats.regions.size());
+        true_people += o.true_mean / static_cast<double>(stats.regions.size());
+    }
+    const double heat_s = r.heat ? host::heat_seconds(*r.heat) : 0.0;
+    return format("| %s | %zu | %.2f / %.2f | %.2f |", name.c_str(), stats.regions.size(), people,
+                  true_people, host::mean_occupancy_error(stats)) +
+           format(" %zu / %d of %d | %.2f / %.2f s |", stats.stay_error_sizes_s.size(),
+                  stats.true_long_stays_missed, stats.true_long_stays,
+                  host::quantile(stats.stay_error_sizes_s, 0.5),
+                  host::quantile(stats.stay_error_sizes_s, 0.95)) +
+           format(" %.0f / %.0f s (%.0f %%) |\n", heat_s, stats.true_view_s,
+                  stats.true_view_s > 0.0 ? 100.0 * heat_s / stats.true_view_s : 0.0);
+}
+
+// ---- Staff: the decision on each track against what the person wears ----
+
+constexpr char kStaffHead[] =
+    "\n| case | tracks of 2 s or more | of staff | precision | recall | accuracy |\n"
+    "|---|---|---|---|---|---|\n";
+
+// Nothing for a scene without staff.
+std::string staff_row(const std::string& name, const host::RunResult& r) {
+    if (!r.region_stats.staff) return "";
+    const host::StaffScore& score = *r.region_stats.staff;
+    return format("| %s | %d | %d | %.1f %% | %.1f %% | %.1f %% |\n", name.c_str(), score.tracks(),
+                  score.right_staff + score.missed, 100 * score.precision(), 100 * score.recall(),
+                  100 * score.accuracy());
 }
 
 // ---- The scenes once more with other people: counts alone ----
@@ -276,7 +316,7 @@ Case truth_case(const std::string& name, host::RunOptions options) {
 
 std::vector<Case> truth_cases(const fs::path& data) {
     std::vector<Case> cases;
-    for (const char* scene : kScenes)
+    for (const std::string& scene : sim::scene_names())
         cases.push_back(truth_case(scene, scene_options(scene)));
     const fs::path walks = data / "trajectories";
     cases.push_back(
@@ -296,13 +336,25 @@ std::vector<Case> truth_cases(const fs::path& data) {
 std::vector<Case> detector_cases() {
     std::vector<Case> cases;
     for (const host::DetectMode mode : {host::DetectMode::kColour, host::DetectMode::kBoth})
-        for (const char* scene : kScenes) {
+        for (const std::string& scene : sim::scene_names()) {
             host::RunOptions options = scene_options(scene);
             options.detect = mode;
-            const std::string name =
-                std::string(scene) + ", --detect " + host::detect_mode_name(mode);
+            const std::string name = scene + ", --detect " + host::detect_mode_name(mode);
             cases.push_back(truth_case(name, options));
         }
+    return cases;
+}
+
+// The scenes with the vest detector: a row about places and one about staff, parted by a form feed.
+std::vector<Case> staff_cases() {
+    std::vector<Case> cases;
+    for (const std::string& scene : sim::scene_names()) {
+        host::RunOptions options = scene_options(scene);
+        options.staff = "vest";
+        cases.push_back({scene + ", --staff vest", options, [scene](const host::RunResult& r) {
+                             return region_row(scene, r) + '\f' + staff_row(scene, r);
+                         }});
+    }
     return cases;
 }
 
@@ -333,9 +385,20 @@ int main(int argc, char** argv) {
         if (wanted(one)) std::printf("%s", run_in_child(one).c_str());
     if (names.empty()) {
         std::printf("%s", kSeedsHead);
-        for (const char* scene : kScenes)
+        for (const std::string& scene : sim::scene_names())
             std::printf("%s", seeds_row(scene, 2, 6).c_str());
     }
+    std::string region_rows;
+    std::string staff_rows;
+    for (const Case& one : staff_cases()) {
+        if (!wanted(one)) continue;
+        const std::string rows = run_in_child(one);
+        const std::size_t parted = std::min(rows.find('\f'), rows.size());
+        region_rows += rows.substr(0, parted);
+        if (parted < rows.size()) staff_rows += rows.substr(parted + 1);
+    }
+    if (!region_rows.empty()) std::printf("%s%s", kRegionHead, region_rows.c_str());
+    if (!staff_rows.empty()) std::printf("%s%s", kStaffHead, staff_rows.c_str());
     const Case recording = recording_case(data);
     if (wanted(recording)) std::printf("\n%s", run_in_child(recording).c_str());
     return 0;

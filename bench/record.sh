@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs all benchmarks and writes their results below the marker line of bench/README.md.
-# Arguments go to bench_accuracy, for example --data DIR. Takes about fifteen minutes.
+# Arguments go to bench_accuracy, for example --data DIR. Takes about twenty minutes.
 set -eu
 cd "$(dirname "$0")/.."
 cmake --preset release >/dev/null

@@ -81,6 +81,12 @@ def main():
     save("open_batch.onnx", open_batch)
     not_finite = network(GENDER, GENDER_WEIGHTS, [float("nan"), 0.0, 0.0])
     save("not_finite.onnx", not_finite)
+    # Old files list the constants among the inputs.
+    listed = network(GENDER, *gender)
+    for constant in listed.graph.initializer:
+        listed.graph.input.append(
+            helper.make_tensor_value_info(constant.name, TensorProto.FLOAT, constant.dims))
+    save("listed_constants.onnx", listed)
     whole = (folder / "gender.onnx").read_bytes()
     (folder / "truncated.onnx").write_bytes(whole[:len(whole) // 2])
 

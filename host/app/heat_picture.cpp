@@ -67,8 +67,10 @@ cv::Mat to_units(const std::vector<std::int32_t>& cells, HeatKind kind) {
 }
 
 void blend_heat(cv::Mat image, const cv::Mat& values, const HeatScale& scale) {
+    // The rim of a disc of cells would show as a jagged edge.
     cv::Mat smooth;
-    cv::resize(values, smooth, image.size(), 0, 0, cv::INTER_CUBIC);
+    cv::GaussianBlur(values, smooth, cv::Size(5, 5), 0.9, 0.9, cv::BORDER_REPLICATE);
+    cv::resize(smooth, smooth, image.size(), 0, 0, cv::INTER_LINEAR);
     for (int y = 0; y < image.rows; ++y) {
         const auto* value = smooth.ptr<float>(y);
         auto* pixel = image.ptr<cv::Vec3b>(y);

@@ -34,8 +34,8 @@ std::string tick_text(double value);
 cv::Scalar heat_colour(double share);
 
 // Draws `cells` (240 x 135 over the whole floor, row by row, milliseconds or passages) over the
-// floor, a 960 x 544 colour picture or nothing. Around cells with 0 the floor shows unchanged,
-// greyed as everywhere.
+// floor, a 960 x 544 colour picture or nothing. Where all cells within 3 are 0 the floor shows
+// as it is but grey.
 cv::Mat draw_heat(const cv::Mat& floor, const std::vector<std::int32_t>& cells, HeatKind kind);
 
 // Writes both maps of a run as PNG. Without maps, pictures of an empty floor. Throws

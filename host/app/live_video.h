@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,18 +17,14 @@
 namespace host {
 
 // Draws and encodes on a thread of its own. Every frame is drawn with all of its own messages and
-// none of a later frame, however the threads run: the messages of a frame are queued on the bus
-// before its successor's picture is added, so a frame waits for that, lets the bus deliver what is
-// queued, and is drawn with what has come by then.
+// none of a later frame, however the threads run: it waits until end_frame() says that they have
+// come.
 class LiveVideo {
   public:
     struct Setup {
         std::string path;  // any name; the file is an MP4
         double frames_per_second = 15.0;
         LiveScene scene;
-        // Returns when every message queued so far was given to add_event(); called on the video's
-        // thread after the first picture was added.
-        std::function<void()> settle_messages;
     };
 
     // Throws std::runtime_error when the file or the thread cannot be made.
@@ -39,12 +34,16 @@ class LiveVideo {
     LiveVideo(const LiveVideo&) = delete;
     LiveVideo& operator=(const LiveVideo&) = delete;
 
-    // Thread of the analysis, at the end of each pass; copies the colour picture and never waits.
-    // Frames fed after the end of the source are left out.
-    void add_picture(std::int64_t frame_number, double time_s, const FramePlanes& planes);
+    // Thread of the analysis, at the end of each pass, with rising numbers; copies the colour
+    // picture and never waits. Frames fed after the end of the source are left out.
+    void add_picture(std::int64_t frame_number, const FramePlanes& planes);
 
     // Bus thread; never waits for drawing.
     void add_event(const Event& event);
+
+    // Bus thread, when everything that was sent up to the end of this frame's pass was given to
+    // add_event().
+    void end_frame(std::int64_t frame_number);
 
     // Thread that makes the frames, before each one: waits while many pictures are still to be
     // drawn. The analysis must not wait for that itself, because it holds the lock that the
@@ -61,7 +60,6 @@ class LiveVideo {
   private:
     struct Picture {
         std::int64_t frame_number = 0;
-        double time_s = 0.0;
         std::vector<std::uint8_t> colour_nv12;
     };
     class Encoder;
@@ -73,7 +71,9 @@ class LiveVideo {
     void check_file() const;
 
     Setup setup_;
-    LiveView view_;  // only touched by the video's thread
+    // Only touched by the video's thread.
+    LiveView view_;
+    cv::Mat drawn_;
     std::unique_ptr<Encoder> encoder_;
     std::int64_t written_ = 0;
 
@@ -82,6 +82,7 @@ class LiveVideo {
     std::deque<Picture> pictures_;
     std::deque<Event> events_;
     std::vector<std::vector<std::uint8_t>> spare_;  // memory of pictures that were drawn
+    std::int64_t ended_ = -1;                       // the last frame whose messages are all there
     bool closing_ = false;
     std::exception_ptr error_;
     std::thread thread_;

@@ -20,7 +20,7 @@ const cv::Scalar kDark(28, 24, 20);
 const cv::Scalar kPale(225, 222, 218);
 constexpr double kTextSize = 0.42;
 constexpr int kRowHeight = 18;
-constexpr double kFlash_s = 0.6;  // a line is bright for so long after a crossing
+constexpr int kFlashFrames = 9;  // a line is bright for so long after a crossing
 
 // What is drawn with a number from a message must not leave the range of OpenCV's fixed-point
 // coordinates.
@@ -148,10 +148,10 @@ cv::Scalar live_region_colour(std::size_t region) {
 // Draws one picture.
 class LiveView::Painter {
   public:
-    Painter(const LiveView& view, cv::Mat image, std::int64_t frame, double time_s)
+    Painter(const LiveView& view, cv::Mat image, std::int64_t frame)
         : view_(view),
           image_(image),
-          time_s_(time_s),
+          frame_(frame),
           tracks_(of_frame<TracksShown>(view.tracks_, frame)),
           detected_(of_frame<TracksShown>(view.detected_, frame)),
           regions_(of_frame<RegionsReported>(view.regions_, frame)),
@@ -166,9 +166,13 @@ class LiveView::Painter {
             for (const SHOW_OBJ_S& track : detected_->tracks)
                 draw_detected(track);
         }
+        if (tracks_ != nullptr) {
+            for (const SHOW_OBJ_S& track : tracks_->tracks)
+                draw_person(track);
+        }
+        for (const Sign& sign : signs_)
+            draw_sign(sign);
         if (tracks_ == nullptr) return;
-        for (const SHOW_OBJ_S& track : tracks_->tracks)
-            draw_person(track);
         for (const SHOW_OBJ_S& track : tracks_->tracks)
             label_person(track);
     }
@@ -176,6 +180,15 @@ class LiveView::Painter {
     std::size_t people() const { return tracks_ == nullptr ? 0 : tracks_->tracks.size(); }
 
   private:
+    // A label of a region or a line: people's labels keep off it, and it is drawn over people.
+    struct Sign {
+        cv::Point corner;
+        std::vector<ChipRow> rows;
+        cv::Point base;  // of the arrow; same as the tip for none
+        cv::Point tip;
+        cv::Scalar colour;
+    };
+
     void draw_region(std::size_t r) {
         const CountingRegion& region = view_.scene_.regions[r];
         const std::vector<cv::Point> points = to_pixels(region.points);
@@ -190,13 +203,11 @@ class LiveView::Painter {
               0.9}}};
         const cv::Rect around = cv::boundingRect(points);
         const cv::Size extent = extent_of(rows);
-        draw_rows(image_,
-                  places_
-                      .take_best(extent, {around.tl() + cv::Point(4, 4),
-                                          {around.br().x - extent.width - 4, around.y + 4},
-                                          {around.x + 4, around.br().y - extent.height - 4}})
-                      .tl(),
-                  rows);
+        const cv::Rect place =
+            places_.take_best(extent, {around.tl() + cv::Point(4, 4),
+                                       {around.br().x - extent.width - 4, around.y + 4},
+                                       {around.x + 4, around.br().y - extent.height - 4}});
+        signs_.push_back({place.tl(), rows, {}, {}, colour});
     }
 
     void draw_line(std::size_t index) {
@@ -204,8 +215,7 @@ class LiveView::Painter {
         const std::vector<cv::Point> points = to_pixels(line.points);
         const LineCount& count = view_.counts_[index % view_.counts_.size()];
         const cv::Scalar colour = line_colour(index);
-        const double since_s = time_s_ - std::max(count.last_s[0], count.last_s[1]);
-        const bool flash = since_s < kFlash_s;
+        const bool flash = count.last_frame >= 0 && frame_ - count.last_frame < kFlashFrames;
         cv::polylines(image_, points, false, kWhite, flash ? 9 : 5, cv::LINE_AA);
         cv::polylines(image_, points, false, colour, flash ? 5 : 3, cv::LINE_AA);
         const auto [start, end] = longest_piece(points);
@@ -217,27 +227,31 @@ class LiveView::Painter {
         for (std::size_t d = 0; d < 2; ++d) {
             const bool to_left = (d == 0) != line.flip;
             const cv::Point2d base = cv::Point2d(start) + along * (d == 0 ? 0.08 : 0.92);
-            draw_count(base, to_left ? left : -left, colour,
-                       std::to_string(d + 1) + ": " + std::to_string(count.people[d]));
+            place_count(base, to_left ? left : -left, colour,
+                        std::to_string(d + 1) + ": " + std::to_string(count.people[d]));
         }
     }
 
     // An arrow from the line and, beyond its tip, how many went there.
-    void draw_count(const cv::Point2d& base, const cv::Point2d& ahead, const cv::Scalar& colour,
-                    const std::string& text) {
-        const cv::Point2d tip = base + ahead * 30.0;
-        cv::arrowedLine(image_, base, tip, kWhite, 6, cv::LINE_AA, 0, 0.35);
-        cv::arrowedLine(image_, base, tip, colour, 3, cv::LINE_AA, 0, 0.35);
+    void place_count(const cv::Point2d& base, const cv::Point2d& ahead, const cv::Scalar& colour,
+                     const std::string& text) {
         const std::vector<ChipRow> rows{{{text, colour, kWhite, 0.9}}};
         const cv::Size extent = extent_of(rows);
+        const cv::Point2d tip = base + ahead * 30.0;
         const double reach =
             4.0 + 0.5 * (std::abs(ahead.x) * extent.width + std::abs(ahead.y) * extent.height);
         const cv::Point middle = tip + ahead * reach;
-        draw_rows(
-            image_,
-            places_.take_best(extent, {middle - cv::Point(extent.width / 2, extent.height / 2)})
-                .tl(),
-            rows);
+        const cv::Rect place =
+            places_.take_best(extent, {middle - cv::Point(extent.width / 2, extent.height / 2)});
+        signs_.push_back({place.tl(), rows, base, tip, colour});
+    }
+
+    void draw_sign(const Sign& sign) {
+        if (sign.base != sign.tip) {
+            cv::arrowedLine(image_, sign.base, sign.tip, kWhite, 6, cv::LINE_AA, 0, 0.35);
+            cv::arrowedLine(image_, sign.base, sign.tip, sign.colour, 3, cv::LINE_AA, 0, 0.35);
+        }
+        draw_rows(image_, sign.corner, sign.rows);
     }
 
     // The detector's own box, dim and dashed around the track's, with dots where it was.
@@ -254,11 +268,14 @@ class LiveView::Painter {
         const std::vector<cv::Point> trail = trail_of(track);
         cv::polylines(image_, trail, false, kDark, 5, cv::LINE_AA);
         cv::polylines(image_, trail, false, colour, 3, cv::LINE_AA);
+        const cv::Rect box = box_of(track);
         if (!trail.empty()) {
+            // The way is that of the feet when people are counted by where they stand.
+            const cv::Point middle(box.x + box.width / 2, box.y + box.height / 2);
+            cv::line(image_, middle, trail.front(), colour, 1, cv::LINE_AA);
             cv::circle(image_, trail.front(), 5, kDark, cv::FILLED, cv::LINE_AA);
             cv::circle(image_, trail.front(), 4, colour, cv::FILLED, cv::LINE_AA);
         }
-        const cv::Rect box = box_of(track);
         cv::rectangle(image_, box, kDark, 4, cv::LINE_AA);
         cv::rectangle(image_, box, track.staff == 1 ? kLiveStaffColour : colour, 2, cv::LINE_AA);
         places_.take(box);
@@ -303,11 +320,12 @@ class LiveView::Painter {
 
     const LiveView& view_;
     cv::Mat image_;
-    double time_s_;
+    std::int64_t frame_;
     const TracksShown* tracks_;
     const TracksShown* detected_;
     const RegionsReported* regions_;
     FreePlaces places_;
+    std::vector<Sign> signs_;
 };
 
 void LiveView::add_event(const Event& event) {
@@ -320,9 +338,8 @@ void LiveView::add_event(const Event& event) {
                            (counted->direction == 1 || counted->direction == 2);
         if (!known) return;
         LineCount& count = counts_[static_cast<std::size_t>(counted->line)];
-        const auto direction = static_cast<std::size_t>(counted->direction - 1);
-        ++count.people[direction];
-        count.last_s[direction] = event.time_s;
+        ++count.people[static_cast<std::size_t>(counted->direction - 1)];
+        count.last_frame = event.frame_number;
     }
 }
 
@@ -330,21 +347,23 @@ int LiveView::counted(std::size_t line, int direction) const {
     return counts_.at(line).people.at(static_cast<std::size_t>(direction - 1));
 }
 
-cv::Mat LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double time_s) const {
-    cv::Mat picture(kLivePicture, CV_8UC3, kDark);
+void LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double time_s,
+                    cv::Mat& picture) const {
+    picture.create(kLivePicture, CV_8UC3);
+    picture.rowRange(kLiveCamera.height, picture.rows).setTo(kDark);
     cv::Mat view = picture(kLiveCamera);
     if (camera.empty()) {
         view.setTo(cv::Scalar(58, 52, 48));
     } else {
         camera.copyTo(view);
     }
-    Painter painter(*this, view, frame_number, time_s);
+    Painter painter(*this, view, frame_number);
     painter.draw();
     const int row = kLiveCamera.height + 10;
     put_text(picture, shortened(to_ascii(scene_.title), 32), {12, row}, 0.5, kWhite);
     put_text(picture, clock_text(time_s), {360, row}, 0.5, kPale);
     put_text(picture, "people: " + std::to_string(painter.people()), {450, row}, 0.5, kPale);
-    if (scene_.lines.empty()) return picture;
+    if (scene_.lines.empty()) return;
     int totals[2] = {0, 0};
     for (const LineCount& count : counts_) {
         totals[0] += count.people[0];
@@ -354,7 +373,6 @@ cv::Mat LiveView::draw(const cv::Mat& camera, std::int64_t frame_number, double 
              "counted in direction 1: " + std::to_string(totals[0]) +
                  "   2: " + std::to_string(totals[1]),
              {620, row}, 0.5, kPale);
-    return picture;
 }
 
 }  // namespace host

@@ -41,16 +41,17 @@ class LiveView {
     void add_event(const Event& event);
 
     // The picture of one frame: its own messages' people and regions, and all counts so far.
-    // `camera` is a 960 x 544 colour picture or empty.
-    cv::Mat draw(const cv::Mat& camera, std::int64_t frame_number, double time_s) const;
+    // `camera` is a 960 x 544 colour picture or empty; the memory of `picture` is used again.
+    void draw(const cv::Mat& camera, std::int64_t frame_number, double time_s,
+              cv::Mat& picture) const;
 
     // People counted at a line; direction 1 or 2.
     int counted(std::size_t line, int direction) const;
 
   private:
     struct LineCount {
-        std::array<int, 2> people{};
-        std::array<double, 2> last_s{-1e9, -1e9};  // time of the last one
+        std::array<int, 2> people{};   // in directions 1 and 2
+        std::int64_t last_frame = -1;  // -1: nobody yet
     };
 
     class Painter;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -15,6 +16,19 @@ cv::Rect bounds(const cv::Mat& image) {
     return {0, 0, image.cols, image.rows};
 }
 
+// pixel' = (1 - weight) * pixel + weight * colour, for every value of a pixel's channels.
+cv::Mat mixing_table(const cv::Scalar& colour, double weight) {
+    cv::Mat table(1, 256, CV_8UC3);
+    auto* entry = table.ptr<cv::Vec3b>(0);
+    for (int value = 0; value < 256; ++value) {
+        for (int c = 0; c < 3; ++c) {
+            entry[value][c] =
+                cv::saturate_cast<std::uint8_t>((1.0 - weight) * value + weight * colour[c]);
+        }
+    }
+    return table;
+}
+
 void draw_dashes(cv::Mat& image, const cv::Point& from, const cv::Point& to,
                  const cv::Scalar& colour, int thickness) {
     constexpr double kDash = 6.0;  // pixels
@@ -23,7 +37,7 @@ void draw_dashes(cv::Mat& image, const cv::Point& from, const cv::Point& to,
     for (double at = 0.0; at < length; at += 2.0 * kDash) {
         const double end = std::min(at + kDash, length);
         cv::line(image, cv::Point2d(from) + way * (at / length),
-                 cv::Point2d(from) + way * (end / length), colour, thickness, cv::LINE_AA);
+                 cv::Point2d(from) + way * (end / length), colour, thickness);
     }
 }
 
@@ -33,8 +47,7 @@ void shade(cv::Mat& image, const cv::Rect& area, const cv::Scalar& colour, doubl
     const cv::Rect inside = area & bounds(image);
     if (inside.empty()) return;
     cv::Mat part = image(inside);
-    cv::addWeighted(part, 1.0 - weight, cv::Mat(part.size(), part.type(), colour), weight, 0.0,
-                    part);
+    cv::LUT(part, mixing_table(colour, weight), part);
 }
 
 void shade_polygon(cv::Mat& image, const std::vector<cv::Point>& polygon, const cv::Scalar& colour,
@@ -46,8 +59,7 @@ void shade_polygon(cv::Mat& image, const std::vector<cv::Point>& polygon, const 
                  -area.tl());
     cv::Mat part = image(area);
     cv::Mat mixed;
-    cv::addWeighted(part, 1.0 - weight, cv::Mat(part.size(), part.type(), colour), weight, 0.0,
-                    mixed);
+    cv::LUT(part, mixing_table(colour, weight), mixed);
     mixed.copyTo(part, mask);
 }
 

@@ -67,7 +67,7 @@ void Recorder::add_tracking(const std::vector<IOU_TRK_OBJ_S>& objects, const IOU
 void Recorder::end_pass(std::int64_t number, const FramePlanes& planes) {
     current_.pass_ms = to_ms(std::chrono::steady_clock::now() - pass_start_);
     consider_snapshot(planes);
-    if (listeners_.on_frame) listeners_.on_frame({number, current_.time_s}, planes);
+    if (listeners_.on_frame) listeners_.on_frame(number, planes);
     const std::lock_guard lock(mutex_);
     if (!current_.blank) {
         ++progress_.frames;
@@ -91,6 +91,10 @@ void Recorder::add_event(const Event& event) {
     if (listeners_.on_event) listeners_.on_event(event);
     const std::lock_guard lock(mutex_);
     keep(event);
+}
+
+void Recorder::end_messages(std::int64_t number) {
+    if (listeners_.on_messages_end) listeners_.on_messages_end(number);
 }
 
 // Messages that come with every frame are condensed, the rare ones kept as they are.

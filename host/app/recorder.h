@@ -27,7 +27,9 @@ struct Progress {
 struct Listeners {
     std::function<void(const Event&)> on_event;  // bus thread
     // Thread of the analysis, after the pass; the planes are valid during the call.
-    std::function<void(const FrameStamp&, const FramePlanes&)> on_frame;
+    std::function<void(std::int64_t number, const FramePlanes& planes)> on_frame;
+    // Bus thread, after all events of this frame.
+    std::function<void(std::int64_t number)> on_messages_end;
 };
 
 class Recorder {
@@ -46,6 +48,7 @@ class Recorder {
 
     // Bus thread.
     void add_event(const Event& event);
+    void end_messages(std::int64_t number);
 
     // Any thread.
     Progress progress() const;

@@ -6,8 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
-#include <mutex>
-#include <utility>
 
 #include "host/app/live_video.h"
 #include "host/app/session.h"
@@ -262,56 +260,24 @@ class Limit {
     std::int64_t made_ = 0;
 };
 
-// Lets the live video wait for the session's messages. The video outlives the session, whose
-// threads feed it, and waits for nothing once the session is going to end.
-class MessageGate {
-  public:
-    void settle() {
-        const std::lock_guard lock(mutex_);
-        if (session_ != nullptr) session_->settle_messages();
-    }
-    void open(Session* session) {
-        const std::lock_guard lock(mutex_);
-        session_ = session;
-    }
-    void close() { open(nullptr); }
-
-  private:
-    std::mutex mutex_;
-    Session* session_ = nullptr;
-};
-
-class OpenGate {
-  public:
-    OpenGate(MessageGate& gate, Session& session) : gate_(gate) { gate_.open(&session); }
-    ~OpenGate() { gate_.close(); }
-    OpenGate(const OpenGate&) = delete;
-    OpenGate& operator=(const OpenGate&) = delete;
-
-  private:
-    MessageGate& gate_;
-};
-
-std::unique_ptr<LiveVideo> start_live_video(const RunPlan& plan, const RunHooks& hooks,
-                                            MessageGate& gate) {
+std::unique_ptr<LiveVideo> start_live_video(const RunPlan& plan, const RunHooks& hooks) {
     if (hooks.live_path.empty()) return nullptr;
     const SourceInfo& info = plan.source->info();
     return std::make_unique<LiveVideo>(LiveVideo::Setup{
-        hooks.live_path, info.frames_per_second, {info.name, plan.lines, plan.regions}, [&gate] {
-            gate.settle();
-        }});
+        hooks.live_path, info.frames_per_second, {info.name, plan.lines, plan.regions}});
 }
 
 Listeners listeners_of(const RunHooks& hooks, LiveVideo* live) {
-    Listeners listeners{hooks.on_event, {}};
-    if (live == nullptr) return listeners;
+    Listeners listeners;
     listeners.on_event = [&hooks, live](const Event& event) {
         if (hooks.on_event) hooks.on_event(event);
-        live->add_event(event);
+        if (live != nullptr) live->add_event(event);
     };
-    listeners.on_frame = [live](const FrameStamp& stamp, const FramePlanes& planes) {
-        live->add_picture(stamp.frame_number, stamp.time_s, planes);
+    if (live == nullptr) return listeners;
+    listeners.on_frame = [live](std::int64_t number, const FramePlanes& planes) {
+        live->add_picture(number, planes);
     };
+    listeners.on_messages_end = [live](std::int64_t number) { live->end_frame(number); };
     return listeners;
 }
 
@@ -380,12 +346,11 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
         result.install_height_mm =
             plan.options.source.height_mm.value_or(result.source.camera.height_mm.value_or(0.0));
     }
-    MessageGate gate;
-    const std::unique_ptr<LiveVideo> live = start_live_video(plan, hooks, gate);
+    // Outlives the session, whose threads feed it.
+    const std::unique_ptr<LiveVideo> live = start_live_video(plan, hooks);
     Recorder recorder(listeners_of(hooks, live.get()));
     recorder.set_snapshot_from(default_snapshot_s(result.source));
     Session session(to_setup(plan, result.install_height_mm), recorder);
-    const OpenGate open_gate(gate, session);
     if (plan.options.show_detected) session.show_detected(true);
     Limit limit(plan.options);
     double time_s = 0.0;

@@ -47,11 +47,7 @@ double tracker_enlargement() {
 Session::Session(const SessionSetup& setup, Recorder& recorder)
     : setup_(setup), recorder_(recorder), pool_(kPoolSlots) {
     clock_us_ = kClockStart_us;
-    pool_.on_hand_out = [this](std::int64_t number) {
-        recorder_.begin_pass(number);
-        clock_us_ = kClockStart_us +
-                    static_cast<std::int64_t>(recorder_.current_frame().time_s * 1e6 + 0.5);
-    };
+    pool_.on_hand_out = [this](std::int64_t number) { begin_pass(number); };
     pool_.on_give_back = [this](std::int64_t number, const FramePlanes& planes) {
         recorder_.end_pass(number, planes);
     };
@@ -98,6 +94,17 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
     }
     running_ = true;
     bus_->wait_idle();
+}
+
+// The library may send until the very end of a pass, after it has given the frame back, so only the
+// next pass shows that the messages of a frame are complete.
+void Session::begin_pass(std::int64_t number) {
+    if (const std::int64_t before = std::exchange(pass_, number); before >= 0) {
+        bus_->call([this, before] { recorder_.end_messages(before); });
+    }
+    recorder_.begin_pass(number);
+    clock_us_ =
+        kClockStart_us + static_cast<std::int64_t>(recorder_.current_frame().time_s * 1e6 + 0.5);
 }
 
 Session::~Session() {

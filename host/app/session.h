@@ -36,9 +36,6 @@ class Session {
     std::int64_t feed(const std::function<bool(SourceFrame&)>& next,
                       const std::function<bool()>& stop);
 
-    // Waits until every message sent so far has been delivered; not on the bus thread.
-    void settle_messages() { bus_->wait_idle(); }
-
     // Asks for the distance to the floor; the answer comes with the next frame.
     void request_install_height();
     // The last answer in mm; 0 before the first.
@@ -53,6 +50,7 @@ class Session {
     void close(RunResult& result);
 
   private:
+    void begin_pass(std::int64_t number);
     void shut_down();
     void disconnect();
 
@@ -60,6 +58,7 @@ class Session {
     Recorder& recorder_;
     FramePool pool_;
     std::unique_ptr<Bus> bus_;
+    std::int64_t pass_ = -1;  // frame of the last pass; only touched by the analysis
     std::atomic<std::int64_t> clock_us_{0};
     std::atomic<int> install_height_mm_{0};
     std::optional<HeatMapReported> heat_map_;  // the bus thread's until the bus is idle

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 #include "vca/config.h"
 #include "vca/heat_map.h"
@@ -72,7 +73,13 @@ void Bus::send_to_library(int id, const void* payload, std::size_t length) {
         ++refused_;
         return;
     }
-    queue_.push_back({true, id, {}, copy_bytes(payload, length)});
+    queue_.push_back({true, id, {}, copy_bytes(payload, length), {}});
+    queue_changed_.notify_all();
+}
+
+void Bus::call(std::function<void()> function) {
+    const std::lock_guard lock(queue_mutex_);
+    queue_.push_back({false, 0, {}, {}, std::move(function)});
     queue_changed_.notify_all();
 }
 
@@ -80,7 +87,7 @@ int Bus::queue_from_library(int id, const void* payload, int length) {
     if (length < 0 || (payload == nullptr && length > 0)) return -1;
     const FrameStamp stamp = hooks_.stamp ? hooks_.stamp() : FrameStamp{};
     const std::lock_guard lock(queue_mutex_);
-    queue_.push_back({false, id, stamp, copy_bytes(payload, static_cast<std::size_t>(length))});
+    queue_.push_back({false, id, stamp, copy_bytes(payload, static_cast<std::size_t>(length)), {}});
     queue_changed_.notify_all();
     return 0;
 }
@@ -133,6 +140,10 @@ void Bus::work() {
 }
 
 void Bus::deliver(Message& message) {
+    if (message.call) {
+        message.call();
+        return;
+    }
     if (!message.to_library) {
         if (hooks_.on_event) {
             hooks_.on_event({message.id, message.stamp.frame_number, message.stamp.time_s,

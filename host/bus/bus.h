@@ -41,6 +41,8 @@ class Bus {
     // Queues a copy of a message for the library's handler of this number; it is dropped when its
     // size is wrong, or no handler is registered at the time of delivery.
     void send_to_library(int id, const void* payload, std::size_t length);
+    // Queues a call that the bus thread makes when everything queued before was dealt with.
+    void call(std::function<void()> function);
     // Waits until everything queued so far, and what it brought about, was dealt with. Not to be
     // called on the bus thread.
     void wait_idle();
@@ -61,6 +63,7 @@ class Bus {
         int id = 0;
         FrameStamp stamp;
         std::vector<std::uint8_t> bytes;
+        std::function<void()> call;  // in place of a message
     };
 
     void work();

@@ -61,7 +61,7 @@ struct TruePerson {
     PixelBox box;  // head and shoulders
     double height_mm = 0.0;
     bool clear = false;    // well inside the picture and mostly unhidden: has to be found
-    PicturePoint place;    // floor point, or head top when positions are at head height
+    PicturePoint place{};  // floor point, or head top when positions are at head height
     bool in_view = false;  // the head top is inside the picture
     bool staff = false;    // wears the staff vest
 };

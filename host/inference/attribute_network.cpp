@@ -93,7 +93,9 @@ std::vector<std::uint8_t> read_file(const Form& form, const std::string& path) {
 
 std::string tensor_text(const OnnxTensor& tensor) {
     const char* type = tensor.element_type == kOnnxFloat ? " floats" : " values that are no floats";
-    return "\"" + one_line(tensor.name) + "\" of " + shape_text(tensor.shape) + type;
+    std::string text = one_line(tensor.name);
+    text.insert(0, 1, '"');
+    return text + "\" of " + shape_text(tensor.shape) + type;
 }
 
 std::string tensors_text(const std::string& role, const std::vector<OnnxTensor>& tensors) {

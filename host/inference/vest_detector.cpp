@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <vector>
 
 namespace host {
 namespace {
@@ -11,16 +12,21 @@ namespace {
 constexpr int kSide = kCropSide_px / 2;
 constexpr int kNeutral = 128;  // chroma of grey; also the luma of the bars
 
-// Both must be reached; found on simulated crops, see the tests for how far off the others are.
-constexpr float kLeastFluorescent = 0.08f;
-constexpr float kLeastStripes = 0.006f;
+// Both must be reached. Of 1479 simulated crops with a vest, under cameras from 3 to 6 m, 97.9 %
+// do; of 681 crops of people in plain yellow or orange one does.
+constexpr float kLeastFluorescent = 0.06f;
+constexpr float kLeastStripes = 0.004f;
 
 // A stripe is 50 mm wide and a crop about 500 mm, so a stripe is about 11 cells wide.
 constexpr int kWidestStripe = 18;
-// Cells between a stripe and the cloth that show a mixture of both.
-constexpr int kWidestEdge = 3;
+// Cells between a stripe and the cloth that show a mixture of both; most under a high camera.
+constexpr int kWidestEdge = 6;
+constexpr int kBrighterThanFloor = 6;  // grey levels
+constexpr int kDarkestStripe = 126;    // luma; a floor is told from far below that
 
-enum class Kind : std::uint8_t { kOther, kFluorescent, kLight };
+// Outside are the bars and what lies beyond the crop.
+// Light may be a stripe; wide is what is light too but wider than one.
+enum class Kind : std::uint8_t { kOutside, kOther, kFluorescent, kLight, kWide };
 
 struct Cell {
     int y = 0;
@@ -37,8 +43,8 @@ Cell cell_at(const CropView& crop, int column, int row) {
     return {(top[0] + top[1] + below[0] + below[1] + 2) / 4, chroma[0], chroma[1]};
 }
 
-// Yellow to orange has little blue, so U is low in proportion to the brightness, and never more
-// red (V) than orange has.
+// Fluorescent yellow to orange has little blue, so U is low in proportion to the brightness; V says
+// how far it is on the way to red.
 Kind kind_of(const Cell& cell) {
     constexpr int kBlack = 16;
     const int bright = cell.y - kBlack;
@@ -48,7 +54,7 @@ Kind kind_of(const Cell& cell) {
         10 * red >= -3 * little_blue) {
         return Kind::kFluorescent;
     }
-    if (bright >= 110 && std::abs(little_blue) <= 16 && std::abs(red) <= 16) return Kind::kLight;
+    if (bright >= 85 && std::abs(little_blue) <= 16 && std::abs(red) <= 16) return Kind::kLight;
     return Kind::kOther;
 }
 
@@ -58,19 +64,23 @@ class Grid {
         for (int row = 0; row < kSide; ++row) {
             for (int column = 0; column < kSide; ++column) {
                 const Cell cell = cell_at(crop, column, row);
+                // A stray cell of the picture with just this colour does no harm.
+                if (cell.y == kNeutral && cell.u == kNeutral && cell.v == kNeutral) continue;
                 kinds_[index(column, row)] = kind_of(cell);
-                const bool bar = cell.y == kNeutral && cell.u == kNeutral && cell.v == kNeutral;
-                picture_ += bar ? 0 : 1;
+                luma_[index(column, row)] = cell.y;
+                ++picture_;
             }
         }
+        forget_wide_areas();
+        forget_gaps();
     }
 
     Kind at(int column, int row) const {
         const bool inside = column >= 0 && row >= 0 && column < kSide && row < kSide;
-        return inside ? kinds_[index(column, row)] : Kind::kOther;
+        return inside ? kinds_[index(column, row)] : Kind::kOutside;
     }
 
-    // Cells that show the picture; a stray grey one among them is no bar but does no harm.
+    // Cells that are no bars.
     int picture() const { return picture_; }
 
   private:
@@ -78,7 +88,74 @@ class Grid {
         return static_cast<std::size_t>(row * kSide + column);
     }
 
+    // Light cells with nothing but light around them, farther than a stripe is wide, are floor or
+    // grey hair, and so is the light rim around them.
+    void forget_wide_areas() {
+        constexpr int kRim = 10;
+        std::vector<std::size_t> reached;
+        for (int row = 0; row < kSide; ++row) {
+            for (int column = 0; column < kSide; ++column) {
+                if (is_wide(column, row)) reached.push_back(index(column, row));
+            }
+        }
+        for (const std::size_t i : reached)
+            kinds_[i] = Kind::kWide;
+        for (int step = 0; step < kRim; ++step)
+            reached = spread(reached);
+    }
+
+    // Light cells beside the given ones, which join the wide area.
+    std::vector<std::size_t> spread(const std::vector<std::size_t>& from) {
+        std::vector<std::size_t> reached;
+        for (const std::size_t i : from) {
+            const int column = static_cast<int>(i) % kSide;
+            const int row = static_cast<int>(i) / kSide;
+            for (int beside = 0; beside < 9; ++beside) {
+                const int x = column + beside % 3 - 1;
+                const int y = row + beside / 3 - 1;
+                if (at(x, y) != Kind::kLight) continue;
+                reached.push_back(index(x, y));
+                kinds_[reached.back()] = Kind::kWide;
+            }
+        }
+        return reached;
+    }
+
+    // A floor that shows between arm and trunk has cloth on both sides like a stripe. The stripes
+    // reflect more light than any floor but a white one, and a gap lies rather in the shade, so
+    // light cells that are no brighter than the wide areas are none.
+    void forget_gaps() {
+        std::int64_t sum = 0;
+        std::int64_t count = 0;
+        for (std::size_t i = 0; i < kinds_.size(); ++i) {
+            if (kinds_[i] != Kind::kWide) continue;
+            sum += luma_[i];
+            ++count;
+        }
+        int least = kDarkestStripe;
+        if (count > 0) {
+            least = std::max(least, static_cast<int>(sum / count) + kBrighterThanFloor);
+        }
+        for (std::size_t i = 0; i < kinds_.size(); ++i) {
+            if (kinds_[i] == Kind::kLight && luma_[i] < least) kinds_[i] = Kind::kWide;
+        }
+    }
+
+    // Whether the square around a cell holds light only, as far as it lies in the picture.
+    bool is_wide(int column, int row) const {
+        constexpr int kReach = 7;
+        if (at(column, row) != Kind::kLight) return false;
+        for (int y = row - kReach; y <= row + kReach; ++y) {
+            for (int x = column - kReach; x <= column + kReach; ++x) {
+                const Kind kind = at(x, y);
+                if (kind != Kind::kLight && kind != Kind::kOutside) return false;
+            }
+        }
+        return true;
+    }
+
     std::array<Kind, std::size_t{kSide} * kSide> kinds_{};
+    std::array<int, std::size_t{kSide} * kSide> luma_{};
     int picture_ = 0;
 };
 
@@ -89,6 +166,7 @@ int cells_to_cloth(const Grid& grid, int column, int row, int step_x, int step_y
     for (int distance = 1; distance <= kWidestStripe; ++distance) {
         const Kind kind = grid.at(column + distance * step_x, row + distance * step_y);
         if (kind == Kind::kFluorescent) return distance;
+        if (kind == Kind::kOutside || kind == Kind::kWide) break;
         if (kind == Kind::kOther && ++edge > kWidestEdge) break;
     }
     return kWidestStripe + 1;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 
 #include "tests/support/log_lines.h"
 #include "tests/support/scripted_host.h"
@@ -31,13 +32,17 @@ Frame frame_with_requests(int count) {
 TEST(Bus, HandlerTableRowsInOrder) {
     test::start_library();
     const auto rows = host().handler_table();
-    ASSERT_EQ(rows.size(), 3u);
+    ASSERT_EQ(rows.size(), 5u);
     EXPECT_EQ(rows[0].id, 6078);
     EXPECT_EQ(rows[0].handler, &vca_algo_set_cfg_params);
-    EXPECT_EQ(rows[1].id, 6089);
-    EXPECT_EQ(rows[1].handler, &vca_set_draw_exclusion_alive);
-    EXPECT_EQ(rows[2].id, 6077);
-    EXPECT_EQ(rows[2].handler, &vca_install_height_request);
+    EXPECT_EQ(rows[1].id, 6082);
+    EXPECT_EQ(rows[1].handler, &vca_heat_map_reset_rslt);
+    EXPECT_EQ(rows[2].id, 6081);
+    EXPECT_EQ(rows[2].handler, &vca_heat_map_update_rslt);
+    EXPECT_EQ(rows[3].id, 6089);
+    EXPECT_EQ(rows[3].handler, &vca_set_draw_exclusion_alive);
+    EXPECT_EQ(rows[4].id, 6077);
+    EXPECT_EQ(rows[4].handler, &vca_install_height_request);
     for (const auto& row : rows) {
         EXPECT_EQ(row.zero0, 0u);
         EXPECT_EQ(row.zero1, 0u);
@@ -67,8 +72,68 @@ TEST(Bus, HandlersTakeNoLock) {
     int32_t on = 1;
     host().deliver(VCA_MSG_SHOW_DETECTION, &on);
     host().deliver(VCA_MSG_INSTALL_HEIGHT, nullptr);
+    host().deliver(VCA_MSG_HEAT_RESET, nullptr);
     EXPECT_THAT(host().call_texts(false), IsEmpty());
+    const uint8_t request[VCA_HEAT_REQUEST_BYTES] = {};
+    host().deliver(VCA_MSG_HEAT_MAP, request);
+    EXPECT_THAT(host().call_texts(false), ElementsAre("tq_sock_send_msg(1,6081,259224)"));
     test::stop_library();
+}
+
+TEST(Bus, HeatMapIsAnsweredAtOnceOnTheHostsThread) {
+    test::start_library();
+    uint8_t request[VCA_HEAT_REQUEST_BYTES];
+    for (size_t i = 0; i < sizeof(request); ++i)
+        request[i] = static_cast<uint8_t>(200 + i);
+    ASSERT_TRUE(host().deliver(VCA_MSG_HEAT_MAP, request));
+    const auto answers = host().messages(VCA_MSG_HEAT_MAP);
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(answers[0].channel, 1);
+    EXPECT_FALSE(answers[0].on_task);
+    ASSERT_EQ(answers[0].bytes.size(), 259224u);
+    for (size_t i = 0; i < answers[0].bytes.size(); ++i)
+        ASSERT_EQ(answers[0].bytes[i], i < 24 ? 200 + i : 0) << i;
+    test::stop_library();
+}
+
+// Puts 77 ms and 5 passages into cells of the total, as a track that ends does.
+void heat_the_total() {
+    const auto trk = std::make_unique<TRACKER_RSLT_S>();
+    trk->heatDwell.cell[3][4] = 77;
+    trk->heatDwell.cover(4, 3, 5, 4);
+    trk->heatMotion.cell[134][239] = 5;
+    trk->heatMotion.cover(239, 134, 240, 135);
+    vca_trker_heat_map_update_result(trk.get());
+    ASSERT_EQ(vca_dev_get_heat_map_rslt()->dwell[3][4], 77);
+    ASSERT_EQ(vca_dev_get_heat_map_rslt()->motion[134][239], 5);
+}
+
+TEST(Bus, HeatMapRequestWithoutPayloadIsIgnored) {
+    heat_the_total();
+    test::StdoutCapture out;
+    vca_heat_map_update_rslt(0, nullptr);
+    EXPECT_THAT(host().messages(VCA_MSG_HEAT_MAP), IsEmpty());
+    EXPECT_EQ(vca_dev_get_heat_map_rslt()->dwell[3][4], 77);
+    EXPECT_EQ(vca_dev_get_heat_map_rslt()->motion[134][239], 5);
+    EXPECT_EQ(out.text(), "");
+}
+
+TEST(Bus, HeatMapResetReadsNoPayload) {
+    for (void* payload : {static_cast<void*>(nullptr), reinterpret_cast<void*>(uintptr_t{8})}) {
+        heat_the_total();
+        test::StdoutCapture out;
+        vca_heat_map_reset_rslt(9, payload);
+        EXPECT_EQ(vca_dev_get_heat_map_rslt()->dwell[3][4], 0);
+        EXPECT_EQ(vca_dev_get_heat_map_rslt()->motion[134][239], 0);
+        EXPECT_THAT(test::log_bodies(out.text()), ElementsAre("reset_heat_map rslt"));
+    }
+    EXPECT_THAT(host().messages(VCA_MSG_HEAT_MAP), IsEmpty());
+}
+
+TEST(Bus, DetectionDisplaySwitchWithoutPayloadIsIgnored) {
+    test::StdoutCapture out;
+    vca_set_draw_exclusion_alive(0, nullptr);
+    EXPECT_EQ(out.text(), "");
 }
 
 TEST(Bus, HeightRequestWithoutBaseStageIsIgnored) {

@@ -166,12 +166,11 @@ TEST(MainTask, FailedAcquisitionNeitherFeedsTheFloorMapNorAnswers) {
     test::stop_library();
 }
 
-// The stages that a later version adds may log between these; the rest stays in this order.
 std::vector<std::string> timing_bodies(const std::string& output) {
     std::vector<std::string> bodies;
     for (const auto& line : test::parse_log(output)) {
-        const bool timing = line.body.starts_with("Tm: ") || line.body.starts_with("\nTm: ");
-        if (timing && !line.body.starts_with("Tm: sync_tracking_info")) bodies.push_back(line.body);
+        if (line.body.starts_with("Tm: ") || line.body.starts_with("\nTm: "))
+            bodies.push_back(line.body);
     }
     return bodies;
 }
@@ -181,7 +180,8 @@ class MainTaskTiming : public testing::Test {
     MainTaskTiming() {
         host().use_clock(50'000'000);
         host().on_detection = [](NN_MODEL_TYPE_E model, auto, auto) {
-            host().advance_clock(model == test::kColourModel ? 7'000 : 20'000);
+            if (model == test::kColourModel) host().advance_clock(7'000);
+            if (model == test::kDepthModel) host().advance_clock(20'000);
         };
     }
 
@@ -205,6 +205,7 @@ TEST_F(MainTaskTiming, FirstPassAndEveryTwelfth) {
                                                "Tm: detection-2 real rgb=12",
                                                "Tm: detection-1 depth rgb=32",
                                                "Tm: vca obj-3 tracking(3)=32",
+                                               "Tm: sync_tracking_info=32",
                                                "Tm: procese event=32",
                                                "Tm: procese message=32",
                                                "Tm: Loop=32"};
@@ -232,8 +233,8 @@ TEST_F(MainTaskTiming, ColourOnlyLogsNoDepthDetection) {
     ASSERT_TRUE(host().run({}));
     EXPECT_THAT(timing_bodies(out.text()),
                 ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
-                            "Tm: vca obj-2 tracking(2)=12", "Tm: procese event=12",
-                            "Tm: procese message=12", "Tm: Loop=12"));
+                            "Tm: vca obj-2 tracking(2)=12", "Tm: sync_tracking_info=12",
+                            "Tm: procese event=12", "Tm: procese message=12", "Tm: Loop=12"));
     test::stop_library();
 }
 
@@ -260,9 +261,34 @@ TEST_F(MainTaskTiming, SlaveLogsNoEventStages) {
     host().push({frame_of_five_ms()});
     test::start_library();
     ASSERT_TRUE(host().run({}));
-    EXPECT_EQ(test::count_log(out.text(), "Tm: procese event=32"), 0);
-    EXPECT_EQ(test::count_log(out.text(), "Tm: procese message=32"), 0);
-    EXPECT_EQ(test::count_log(out.text(), "Tm: Loop=32"), 1);
+    EXPECT_THAT(
+        timing_bodies(out.text()),
+        ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
+                    "Tm: detection-1 depth rgb=32", "Tm: vca obj-3 tracking(3)=32", "Tm: Loop=32"));
+    test::stop_library();
+}
+
+TEST_F(MainTaskTiming, StagesAreMeasuredWhereTheyEnd) {
+    test::FlagFile flag("/tmp/vca-tm");
+    auto cfg = test::plain_config();
+    test::set_region(cfg, 0, {{0, 0}, {959, 0}, {959, 543}, {0, 543}});
+    test::apply_config(cfg);
+    int32_t on = 1;
+    vca_set_draw_exclusion_alive(0, &on);
+    host().on_call = [](const std::string& call) {
+        if (call.starts_with("tq_sock_send_msg(1,6090,")) host().advance_clock(1'000);
+        if (call.starts_with("tq_sock_send_msg(1,6069,")) host().advance_clock(2'000);
+        if (call.starts_with("tq_sock_send_msg(1,6070,")) host().advance_clock(4'000);
+    };
+    test::StdoutCapture out;
+    host().push({frame_of_five_ms()});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    EXPECT_THAT(timing_bodies(out.text()),
+                ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
+                            "Tm: detection-1 depth rgb=32", "Tm: vca obj-3 tracking(3)=32",
+                            "Tm: sync_tracking_info=35", "Tm: procese event=35",
+                            "Tm: procese message=39", "Tm: Loop=39"));
     test::stop_library();
 }
 
@@ -378,6 +404,118 @@ TEST(MainTask, TrackListReleaseGoesFrontToBack) {
     EXPECT_THAT(host().destroyed_handles(), ElementsAre(1, 2, 3));
     EXPECT_EQ(vca_trk_obj_list_release(list), 0);
     EXPECT_EQ(host().images_destroyed(), 3);
+}
+
+// One person in a region, with everything on that a pass can send without a crossing.
+class MainTaskMessages : public testing::Test {
+  protected:
+    MainTaskMessages() {
+        test::set_region(cfg_, 0, {{0, 0}, {959, 0}, {959, 543}, {0, 543}});
+        cfg_.HtmpEn = 1;
+        person_.colour = {{1, 300, 200, 80, 80, 1, 0.9f}};
+    }
+
+    static std::vector<int> sent_in(int frame) {
+        std::vector<int> ids;
+        for (const auto& message : host().messages()) {
+            if (!message.on_task || message.frame != frame) continue;
+            ids.push_back(message.id);
+        }
+        return ids;
+    }
+
+    static void show_detection(int32_t value) {
+        ASSERT_TRUE(host().deliver(VCA_MSG_SHOW_DETECTION, &value));
+    }
+
+    VCA_ALGO_CFG_S cfg_ = test::plain_config();
+    Frame person_;
+};
+
+TEST_F(MainTaskMessages, CallsOfAPassInOrder) {
+    test::apply_config(cfg_);
+    int32_t on = 1;
+    vca_set_draw_exclusion_alive(0, &on);
+    // Called directly: the first pass may come before the handlers are registered.
+    person_.on_read = [] { vca_install_height_request(0, nullptr); };
+    host().push({person_, person_});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    test::stop_library();
+    EXPECT_THAT(pass_calls(0),
+                ElementsAreArray(with_release(
+                    {"vca_nn_detection(101,real_img)", "vca_nn_detection(102,depth_img)",
+                     "ioutracker_objects_reset(0)", "ioutracker_add_object(0,0)",
+                     "ioutracker_update(0)", "vca_create_image(2,224,224)",
+                     "vca_image_crop_letter(294,194,92,92)", "vca_nn_classification(103)",
+                     "tq_sock_send_msg(1,6090,27016)", "tq_sock_send_msg(1,6069,27016)",
+                     "tq_sock_send_msg(1,6070,8672)", "tq_sock_send_msg(1,6077,4)"})));
+    const auto second = pass_calls(1);
+    ASSERT_EQ(second.size(), 17u);
+    EXPECT_EQ(second[5], "vca_nn_detection(104,other)");
+}
+
+TEST_F(MainTaskMessages, DetectedTracksAreShownWhileSwitchedOn) {
+    test::start_library(cfg_);
+    ASSERT_TRUE(host().run({person_}));
+    EXPECT_THAT(sent_in(0), ElementsAre(6069, 6070)) << "off at load time";
+    show_detection(1);
+    ASSERT_TRUE(host().run({person_, person_}));
+    EXPECT_THAT(sent_in(1), ElementsAre(6090, 6069, 6070));
+    EXPECT_THAT(sent_in(2), ElementsAre(6090, 6069, 6070));
+    for (const int32_t off : {2, 0, -1}) {
+        show_detection(off);
+        ASSERT_TRUE(host().run({person_}));
+        EXPECT_THAT(sent_in(host().frames_read() - 1), ElementsAre(6069, 6070)) << off;
+        show_detection(1);
+        ASSERT_TRUE(host().run({person_}));
+        EXPECT_THAT(sent_in(host().frames_read() - 1), ElementsAre(6090, 6069, 6070));
+    }
+    test::stop_library();
+}
+
+TEST_F(MainTaskMessages, NothingIsShownBeforeTheFirstPerson) {
+    test::start_library(cfg_);
+    show_detection(1);
+    ASSERT_TRUE(host().run({Frame{}, Frame{}, person_, Frame{}}));
+    EXPECT_THAT(sent_in(0), IsEmpty());
+    EXPECT_THAT(sent_in(1), IsEmpty());
+    EXPECT_THAT(sent_in(2), ElementsAre(6090, 6069, 6070));
+    EXPECT_THAT(sent_in(3), ElementsAre(6090, 6069, 6070)) << "a lost track is still shown";
+    // Lost for more than four passes it is gone; the displays go on, the report ends once empty.
+    ASSERT_TRUE(host().run(std::vector<Frame>(6)));
+    EXPECT_THAT(sent_in(6), ElementsAre(6090, 6069, 6070));
+    EXPECT_THAT(sent_in(7), ElementsAre(6090, 6069, 6070)) << "the empty report";
+    EXPECT_THAT(sent_in(8), ElementsAre(6090, 6069));
+    test::stop_library();
+}
+
+TEST_F(MainTaskMessages, SlaveSendsNeitherTracksNorRegions) {
+    cfg_.devWorkMode = 2;
+    test::start_library(cfg_);
+    ASSERT_TRUE(host().run(std::vector<Frame>(3, person_)));
+    EXPECT_THAT(host().messages(VCA_MSG_TRACKS), IsEmpty());
+    EXPECT_THAT(host().messages(VCA_MSG_REGIONS), IsEmpty());
+    show_detection(1);
+    ASSERT_TRUE(host().run({person_}));
+    EXPECT_THAT(host().messages(VCA_MSG_TRACKS), IsEmpty());
+    EXPECT_THAT(host().messages(VCA_MSG_REGIONS), IsEmpty());
+    EXPECT_EQ(host().messages(VCA_MSG_DETECTED_TRACKS).size(), 1u);
+    test::stop_library();
+    // Nor does a slave heat its map.
+    const HEAT_MAP_S zero{};
+    EXPECT_EQ(std::memcmp(vca_dev_get_heat_map_rslt(), &zero, sizeof(zero)), 0);
+}
+
+TEST_F(MainTaskMessages, FailedAcquisitionShowsNothing) {
+    test::start_library(cfg_);
+    show_detection(1);
+    ASSERT_TRUE(host().run({person_}));
+    host().clear_messages();
+    person_.has_depth = false;
+    ASSERT_TRUE(host().run({person_, person_}));
+    EXPECT_THAT(host().messages(), IsEmpty());
+    test::stop_library();
 }
 
 TEST(MainTask, SlavePassRunsTrackingButSettlesNoEvents) {

@@ -87,6 +87,24 @@ TEST_F(BusTest, DropsAndCountsMessagesWithoutHandler) {
     EXPECT_EQ(bus.undelivered(), 2);
 }
 
+TEST_F(BusTest, CallsComeInTheirTurn) {
+    std::vector<int> seen;
+    Bus::Hooks hooks;
+    hooks.on_event = [&seen](const Event& event) { seen.push_back(event.id); };
+    Bus bus(std::move(hooks));
+    for (int i = 1; i <= 20; ++i) {
+        bus.queue_from_library(1000 + i, nullptr, 0);
+        bus.call([&seen, i] { seen.push_back(i); });
+    }
+    bus.wait_idle();
+    ASSERT_EQ(seen.size(), 40u);
+    for (int i = 1; i <= 20; ++i) {
+        EXPECT_EQ(seen[static_cast<std::size_t>(2 * i - 2)], 1000 + i);
+        EXPECT_EQ(seen[static_cast<std::size_t>(2 * i - 1)], i);
+    }
+    EXPECT_EQ(bus.undelivered(), 0);
+}
+
 void count_call(int, void*) {
     ++received().first_argument;
 }
@@ -101,12 +119,12 @@ TEST_F(BusTest, RefusesMessagesOfTheWrongSize) {
     Bus bus({});
     bus.add_handlers(table, 5);
     const std::vector<std::uint8_t> bytes(2000);
-    for (const std::size_t length : {0, 4, 1915, 1917, 2000})
+    for (const std::size_t length : {0u, 4u, 1915u, 1917u, 2000u})
         bus.send_to_library(VCA_MSG_CONFIG, bytes.data(), length);
     bus.send_to_library(VCA_MSG_INSTALL_HEIGHT, bytes.data(), 4);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, bytes.data(), 1);
     bus.send_to_library(VCA_MSG_SHOW_DETECTION, nullptr, 4);
-    for (const std::size_t length : {0, 23, 25})
+    for (const std::size_t length : {0u, 23u, 25u})
         bus.send_to_library(VCA_MSG_HEAT_MAP, bytes.data(), length);
     bus.send_to_library(VCA_MSG_HEAT_RESET, bytes.data(), 24);
     bus.wait_idle();

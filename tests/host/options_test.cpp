@@ -268,6 +268,19 @@ TEST(CommandLine, HelpAndVersionAreTexts) {
     EXPECT_THROW(parse({"walk"}), host::InputError);
 }
 
+TEST(CommandLine, ChoosesTheAttributeModels) {
+    EXPECT_EQ(run_options({}).gender, "none");
+    EXPECT_EQ(run_options({}).staff, "none");
+    const host::RunOptions options = run_options({"--gender", "g.onnx", "--staff", "vest"});
+    EXPECT_EQ(options.gender, "g.onnx");
+    EXPECT_EQ(options.staff, "vest");
+    EXPECT_THAT(error_of({"--folder", "x", "--staff", "vest"}),
+                AllOf(HasSubstr("staff model is \"vest\""), HasSubstr("must be none")));
+    EXPECT_THAT(error_of({"--folder", "x", "--gender", "g.onnx"}), HasSubstr("gender model"));
+    EXPECT_EQ(error_of({"--folder", "x", "--staff", "none"}), "");
+    EXPECT_THAT(error_of({"--staff", ""}), HasSubstr("--staff is empty"));
+}
+
 class ConfigFile : public ::testing::Test {
   protected:
     host::RunOptions read(const std::string& text) {
@@ -400,6 +413,17 @@ TEST_F(ConfigFile, NamesThePlaceOfValuesThatDoNotFit) {
     EXPECT_THAT(error_in(five_areas), at(9, "exclusion area 5; at most 4"));
     std::ofstream(path_) << "\ndetect = \"both\"\n";
     EXPECT_THAT(error_of({"--folder", "x", "--config", path_.c_str()}), at(2, "must be depth"));
+}
+
+TEST_F(ConfigFile, ChoosesTheAttributeModels) {
+    const host::RunOptions options = read("gender = \"g.onnx\"\nstaff = \"vest\"\n");
+    EXPECT_EQ(options.gender, "g.onnx");
+    EXPECT_EQ(options.staff, "vest");
+    EXPECT_THAT(error_in("\nstaff = \"\"\n"),
+                AllOf(HasSubstr("line 2"), HasSubstr("staff is empty")));
+    EXPECT_THAT(error_in("gender = 1\n"), HasSubstr("a text in quotes"));
+    std::ofstream(path_) << "staff = \"vest\"\n";
+    EXPECT_EQ(run_options({"--config", path_.c_str(), "--staff", "none"}).staff, "none");
 }
 
 TEST_F(ConfigFile, ThatCannotBeReadIsNamed) {

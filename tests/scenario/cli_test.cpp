@@ -143,6 +143,7 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
                              "undelivered_messages", "refused_messages"}) {
         EXPECT_EQ(run["left_over"][left], 0) << left;
     }
+    EXPECT_EQ(run["regions"].size(), 2u);  // the scene's own
     EXPECT_GT(run["detection"]["recall"], 0.95);
     EXPECT_LT(run["heights"]["error_size_median_mm"], 40.0);
 
@@ -219,7 +220,8 @@ TEST_F(Program, EventsAreWrittenWhileItRuns) {
 // A limit on the size of files stands for a full disk.
 TEST_F(Program, AFullDiskEndsTheRunWithoutResults) {
     const int status =
-        std::system(("cd '" + work_.string() + "' && exec >out.txt 2>err.txt && ulimit -f 16 && '" +
+        std::system(("cd '" + work_.string() +
+                     "' && exec >out.txt 2>err.txt && trap '' XFSZ && ulimit -f 16 && '" +
                      VCA_PROGRAM + "' run --quiet --no-live --scene doorway --output result")
                         .c_str());
     EXPECT_EQ(WEXITSTATUS(status), 1);
@@ -385,6 +387,9 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused("--line '5,6 970,6'", HasSubstr("959,543"));
     expect_refused("--height -3", HasSubstr("-3"));
     expect_refused("--config none.toml", HasSubstr("none.toml"));
+    expect_refused("--staff vests", AllOf(HasSubstr("\"vests\""), HasSubstr("vest or none")));
+    write("words.onnx", "no network");
+    expect_refused("--gender words.onnx", HasSubstr("not a whole ONNX file"));
     write("key.toml", "hieght = 3\n");
     expect_refused("--config key.toml", AllOf(HasSubstr("key.toml"), HasSubstr("line 1")));
     const std::string line = " --line '1,1 9,9'";

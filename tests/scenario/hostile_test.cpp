@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <random>
 
 #include "tests/scenario/scene.h"
@@ -29,7 +30,12 @@ VCA_ALGO_CFG_S busy_config() {
     test::set_uturn(cfg, 1, {{100, 100}, {800, 100}, {800, 500}});
     test::set_exclusion(cfg, 0, 0, {{900, 0}, {959, 0}, {959, 60}});
     test::set_exclusion(cfg, 1, 1, {{0, 0}, {60, 0}, {60, 60}});
+    test::set_region(cfg, 0, {{100, 100}, {800, 100}, {800, 500}, {100, 500}});
+    test::set_region(cfg, 3, {{0, 0}, {959, 543}, {0, 543}});
     cfg.GroupEn = 1;
+    cfg.HtmpEn = 1;
+    cfg.GenderRecognize = 1;
+    cfg.StaffDetection = 1;
     cfg.ShowDetectBox = 1;
     cfg.ShowHistoryBox = 1;
     return cfg;
@@ -49,11 +55,12 @@ void expect_counting_goes_on() {
 }
 
 void expect_catalogue_lengths() {
-    const std::map<int, size_t> lengths = {{6045, 104},  {6077, 4},  {6078, 8048}, {6080, 24},
-                                           {6086, 5784}, {6087, 20}, {6088, 20}};
+    const std::map<int, size_t> lengths = {
+        {6045, 104},    {6069, 27016}, {6070, 8672}, {6077, 4},  {6078, 8048}, {6080, 24},
+        {6081, 259224}, {6086, 5784},  {6087, 20},   {6088, 20}, {6090, 27016}};
     for (const auto& message : host().messages()) {
         const auto it = lengths.find(message.id);
-        if (it == lengths.end()) continue;
+        ASSERT_NE(it, lengths.end()) << message.id;
         EXPECT_EQ(message.bytes.size(), it->second) << message.id;
         EXPECT_EQ(message.channel, 1);
     }
@@ -63,7 +70,11 @@ class HostileHost : public testing::Test {
   protected:
     HostileHost() {
         host().record_task_calls = false;
+        host().gender_answer = test::GenderAnswer{1, 0.75f, 0.125f};
+        host().staff_answer = test::StaffAnswer{1, 0.5f};
         test::start_library(busy_config());
+        int32_t on = 1;
+        host().deliver(VCA_MSG_SHOW_DETECTION, &on);
     }
 
     ~HostileHost() override {
@@ -254,11 +265,59 @@ TEST_F(HostileHost, ImageSizesOutOfRange) {
             ctrl->img_size[3] = {std::min(w, 480u), std::min(w, 256u)};
             ctrl->raw_img.width = std::min(w, 480u);
             ctrl->raw_img.height = std::min(w, 256u);
+            ctrl->real_img.width = ctrl->real_img.height = w;
             host().deliver_locked(VCA_MSG_INSTALL_HEIGHT, nullptr);
         };
         ASSERT_TRUE(host().run(frames)) << w;
     }
     vca_base_init();
+    expect_counting_goes_on();
+}
+
+TEST_F(HostileHost, AttributeAnswersOutOfRange) {
+    // Whole detection results where a few bytes are wanted, wild numbers in them.
+    const auto write_whole = [&](NN_MODEL_TYPE_E model, const VCA_IMAGE_S*, void* result) {
+        if (model == test::kColourModel || model == test::kDepthModel) return;
+        std::vector<int32_t> words(sizeof(VCA_NN_RESULT_S) / 4);
+        for (auto& word : words)
+            word = below(2) == 0 ? wild() : 1;
+        std::memcpy(result, words.data(), sizeof(VCA_NN_RESULT_S));
+    };
+    host().on_detection = write_whole;
+    host().on_classification = write_whole;
+    ASSERT_TRUE(host().run(walk({{}, {.id = 2, .from = {300, 400}, .step = {3, -9}}}, 60)));
+    host().on_detection = nullptr;
+    host().on_classification = nullptr;
+    expect_catalogue_lengths();
+    for (const auto& message : host().messages(VCA_MSG_TRACKS)) {
+        const auto shown = std::make_unique<SHOW_MSG_S>(message.as<SHOW_MSG_S>());
+        for (int i = 0; i < shown->num; ++i) {
+            EXPECT_THAT(shown->objs[i].gender, testing::AnyOf(0, 1, 2));
+            EXPECT_THAT(shown->objs[i].staff, testing::AnyOf(0, 1));
+        }
+    }
+    expect_counting_goes_on();
+}
+
+TEST_F(HostileHost, HeatMapRequestsInTheMiddleOfEverything) {
+    host().on_detection = [&](NN_MODEL_TYPE_E model, const VCA_IMAGE_S*, void* result) {
+        if (model == test::kStaffModel) return;
+        auto& rslt = *static_cast<VCA_NN_RESULT_S*>(result);
+        wild_boxes(rslt);
+        rslt.objects.num = 30;
+    };
+    std::vector<Frame> frames(60);
+    for (auto& frame : frames)
+        frame.on_read = [] {
+            uint8_t request[VCA_HEAT_REQUEST_BYTES] = {1, 2, 3};
+            host().deliver_locked(VCA_MSG_HEAT_MAP, request);
+            host().deliver_locked(VCA_MSG_HEAT_MAP, nullptr);
+            host().deliver_locked(VCA_MSG_HEAT_RESET, nullptr);
+        };
+    ASSERT_TRUE(host().run(frames));
+    EXPECT_EQ(host().messages(VCA_MSG_HEAT_MAP).size(), 60u);
+    host().on_detection = nullptr;
+    expect_catalogue_lengths();
     expect_counting_goes_on();
 }
 

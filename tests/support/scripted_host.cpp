@@ -156,9 +156,21 @@ std::vector<std::string> Host::errors() const {
     return errors_;
 }
 
+std::vector<AttrCall> Host::attr_calls() const {
+    std::lock_guard lock(mutex_);
+    return attr_calls_;
+}
+
+std::vector<SavedImage> Host::saved_images() const {
+    std::lock_guard lock(mutex_);
+    return saved_;
+}
+
 void Host::clear_calls() {
     std::lock_guard lock(mutex_);
     calls_.clear();
+    attr_calls_.clear();
+    saved_.clear();
 }
 
 void Host::clear_messages() {

@@ -63,6 +63,33 @@ struct Person {
     float score = 0.9f;
 };
 
+// What the attribute classifier and the staff detector answer.
+struct GenderAnswer {
+    int32_t gender = 0;
+    float prob_male = 0, prob_female = 0;
+};
+struct StaffAnswer {
+    int32_t staff = 0;
+    float score = 0;
+};
+
+// One step of the attribute stage: a crop, or a run of one of its two models.
+struct AttrCall {
+    enum Kind { kCrop, kGender, kStaff } kind = kCrop;
+    VCA_IMAGE_S image{};          // the crop, or the judged image, as it was then
+    VCA_RGN_S rgn{};              // crops only
+    const void* src = nullptr;    // crops only
+    const void* dst = nullptr;    // the image record handed over
+    std::vector<uint8_t> pixels;  // of an image of this host, with Host::record_pixels
+};
+
+// An image the library has saved.
+struct SavedImage {
+    const VCA_IMAGE_S* image;
+    VCA_IMAGE_S record;  // as it was then
+    std::string path;
+};
+
 // One scripted frame set.
 struct Frame {
     std::vector<Person> colour;                              // detections of the colour model
@@ -83,6 +110,13 @@ class Host {
     uint16_t floor_mm = 3000;
     uint32_t raw_width = kRawWidth, raw_height = kRawHeight;  // written by vca_mem_init
     std::map<NN_MODEL_TYPE_E, NN_MODEL_CFG_S> model_cfg;      // absent: null
+    // The attribute models' answers, first in first out, and what follows them; without an answer
+    // the call fails and writes nothing.
+    std::deque<GenderAnswer> gender_answers;
+    std::deque<StaffAnswer> staff_answers;
+    std::optional<GenderAnswer> gender_answer;
+    std::optional<StaffAnswer> staff_answer;
+    std::function<int(const std::string& command)> on_system;
     // Called after the scripted result was written; may overwrite it.
     std::function<void(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*)> on_detection;
     std::function<void(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*)> on_classification;
@@ -92,6 +126,7 @@ class Host {
     std::function<void()> on_idle_read;        // avs_read_all_ive with no scripted frame left
     std::function<void(const std::string& call)> on_call;  // every call, before it takes effect
     bool record_task_calls = true;
+    bool record_pixels = false;
     int64_t clock_step_us = 0;  // added to the clock with every scripted frame set
 
     // Tracker results played before anything else, first in first out, per instance.
@@ -140,6 +175,8 @@ class Host {
     size_t images_alive() const;
     size_t blocks_held() const;
     size_t mappings_held() const;
+    std::vector<AttrCall> attr_calls() const;
+    std::vector<SavedImage> saved_images() const;
     AVS_IVE_ALL_S last_set() const;  // the set handed out last
     int frames_read() const;         // scripted frame sets handed out
 
@@ -159,6 +196,8 @@ class Host {
     std::vector<Call> calls_;
     std::vector<Message> messages_;
     std::vector<std::string> errors_;
+    std::vector<AttrCall> attr_calls_;
+    std::vector<SavedImage> saved_;
     std::deque<Frame> frames_;
     std::optional<Frame> current_;
     std::vector<Person> persons_;

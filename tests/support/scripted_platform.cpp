@@ -172,6 +172,32 @@ struct HostAccess {
         return host().images_.erase(img.host_handle) == 1;
     }
 
+    // The pixels of an image that this host has created; the library's own records have none.
+    static std::vector<uint8_t> pixels_of(const VCA_IMAGE_S& img) {
+        const auto it = host().images_.find(img.host_handle);
+        const bool wanted = host().record_pixels && it != host().images_.end();
+        return wanted ? it->second.bytes : std::vector<uint8_t>();
+    }
+
+    static void add_attr_call(AttrCall::Kind kind, const VCA_IMAGE_S& image, const VCA_RGN_S& rgn,
+                              const void* src) {
+        std::lock_guard lock(mutex());
+        host().attr_calls_.push_back({kind, image, rgn, src, &image, pixels_of(image)});
+    }
+
+    static void add_saved(const VCA_IMAGE_S* image, const char* path) {
+        std::lock_guard lock(mutex());
+        host().saved_.push_back({image, *image, path});
+    }
+
+    template <class Answer>
+    static std::optional<Answer> take(std::deque<Answer>& queue, std::optional<Answer> after) {
+        if (queue.empty()) return after;
+        const Answer answer = queue.front();
+        queue.pop_front();
+        return answer;
+    }
+
     static const NN_MODEL_CFG_S* model_config(NN_MODEL_TYPE_E model) {
         auto it = host().model_cfg.find(model);
         return it == host().model_cfg.end() ? nullptr : &it->second;
@@ -240,6 +266,28 @@ IOU_TRK_RSLT_S track(const std::vector<IOU_TRK_OBJ_S>& added) {
     }
     return result;
 }
+
+// Eight bytes, and no more, as the platform header has it.
+int judge_staff(const VCA_IMAGE_S& image, void* result) {
+    HostAccess::add_attr_call(AttrCall::kStaff, image, {}, nullptr);
+    const auto answer = HostAccess::take(host().staff_answers, host().staff_answer);
+    if (!answer) return -1;
+    std::memcpy(result, &*answer, sizeof(StaffAnswer));
+    return 0;
+}
+
+// Sixteen bytes; the last four have no meaning.
+int judge_gender(const VCA_IMAGE_S& image, void* result) {
+    HostAccess::add_attr_call(AttrCall::kGender, image, {}, nullptr);
+    const auto answer = HostAccess::take(host().gender_answers, host().gender_answer);
+    if (!answer) return -1;
+    const uint32_t filler = 0x5A5A5A5Au;
+    std::memcpy(result, &*answer, sizeof(GenderAnswer));
+    std::memcpy(static_cast<uint8_t*>(result) + sizeof(GenderAnswer), &filler, sizeof(filler));
+    return 0;
+}
+
+static_assert(sizeof(GenderAnswer) == 12 && sizeof(StaffAnswer) == 8);
 
 std::mutex* mutex_in(TQ_MUTEX_S* record) {
     return std::launder(reinterpret_cast<std::mutex*>(record->opaque));
@@ -316,7 +364,7 @@ int tq_task_set_name(const char* name) {
 
 int tq_system(const char* command) {
     note("tq_system(%s)", command);
-    return 0;
+    return host().on_system ? host().on_system(command) : 0;
 }
 
 int sock_request_register(const SOCK_REQUEST_S* table, int count) {
@@ -393,14 +441,17 @@ int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* resu
         test::write_detections(HostAccess::detections(model),
                                *static_cast<VCA_NN_RESULT_S*>(result));
     }
+    int status = 0;
+    if (model == test::kStaffModel) status = test::judge_staff(*image, result);
     if (host().on_detection) host().on_detection(model, image, result);
-    return 0;
+    return status;
 }
 
 int vca_nn_classification(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) {
     note("vca_nn_classification(%d)", model);
+    const int status = test::judge_gender(*image, result);
     if (host().on_classification) host().on_classification(model, image, result);
-    return 0;
+    return status;
 }
 
 int vca_create_image(VCA_IMAGE_S* img, int type, int width, int height) {
@@ -417,11 +468,13 @@ int vca_destroy_image(VCA_IMAGE_S* img) {
 
 int vca_image_crop_letter(const VCA_IMAGE_S* src, const VCA_RGN_S* rgn, VCA_IMAGE_S* dst) {
     note("vca_image_crop_letter(%d,%d,%d,%d)", rgn->x, rgn->y, rgn->width, rgn->height);
-    return src == nullptr || dst == nullptr ? -1 : 0;
+    HostAccess::add_attr_call(test::AttrCall::kCrop, *dst, *rgn, src);
+    return 0;
 }
 
 int vca_save_yuv_image(const VCA_IMAGE_S* img, const char* path) {
     note("vca_save_yuv_image(%ux%u,%s)", img->width, img->height, path);
+    HostAccess::add_saved(img, path);
     return 0;
 }
 

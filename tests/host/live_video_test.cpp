@@ -1,0 +1,219 @@
+// The live video: read back, every frame shows its own messages, whatever the threads do.
+#include "host/app/live_video.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/support/unique_path.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The box of frame n stands at its own column, so that a mixed-up frame shows.
+int column_of(std::int64_t frame) {
+    return 40 + static_cast<int>(frame % 16) * 50;
+}
+
+host::Event tracks_of(std::int64_t frame) {
+    SHOW_OBJ_S track{};
+    track.trackId = static_cast<std::uint32_t>(frame);
+    track.x = column_of(frame);
+    track.y = 200;
+    track.w = 60;
+    track.h = 120;
+    track.class_id = 1;
+    return {6069, frame, 0.0, host::TracksShown{0, false, {track}}};
+}
+
+host::FramePlanes grey_planes(std::uint8_t luma = 90) {
+    host::FramePlanes planes;
+    planes.colour_nv12.assign(std::size_t{960} * 544 * 3 / 2, 128);
+    std::fill_n(planes.colour_nv12.begin(), 960 * 544, luma);
+    return planes;
+}
+
+// Column at which a green box begins; -1 without one. Lossy coding leaves no exact colours.
+int seen_column(const cv::Mat& picture) {
+    const cv::Mat rows = picture.rowRange(215, 305);
+    cv::Mat green;
+    cv::inRange(rows, cv::Scalar(40, 160, 30), cv::Scalar(160, 255, 150), green);
+    const cv::Rect box = cv::boundingRect(green);
+    return box.area() == 0 ? -1 : box.x;
+}
+
+class LiveVideoFile : public ::testing::Test {
+  protected:
+    void TearDown() override { std::filesystem::remove(path_); }
+
+    host::LiveVideo::Setup setup(double frames_per_second = 15.0) const {
+        return {path_, frames_per_second, {"test", {}, {}}};
+    }
+
+    std::vector<cv::Mat> read_back() const {
+        cv::VideoCapture file(path_, cv::CAP_FFMPEG);
+        EXPECT_TRUE(file.isOpened());
+        std::vector<cv::Mat> pictures;
+        for (cv::Mat picture; file.read(picture);)
+            pictures.push_back(picture.clone());
+        return pictures;
+    }
+
+    // With the ending of a result under work.
+    std::string path_ = test::unique_path("vca-live-video", ".mp4.part").string();
+};
+
+TEST_F(LiveVideoFile, HasEveryFrameWithItsOwnPeople) {
+    constexpr std::int64_t kFrames = 48;
+    host::LiveVideo video(setup());
+    std::atomic<std::int64_t> passes{0};
+    // The bus delivers late, and several frames at once.
+    std::thread bus([&] {
+        for (std::int64_t n = 0; n < kFrames; ++n) {
+            while (passes <= n)
+                std::this_thread::yield();
+            if (n % 7 == 0) std::this_thread::sleep_for(5ms);
+            video.add_event(tracks_of(n));
+            video.end_frame(n);
+        }
+    });
+    const host::FramePlanes planes = grey_planes();
+    for (std::int64_t n = 0; n < kFrames; ++n) {
+        video.wait_for_room();
+        if (n % 11 == 0) std::this_thread::sleep_for(10ms);
+        video.add_picture(n, planes);
+        ++passes;
+    }
+    bus.join();
+    video.close();
+    EXPECT_EQ(video.frames(), kFrames);
+    const std::vector<cv::Mat> pictures = read_back();
+    ASSERT_EQ(pictures.size(), static_cast<std::size_t>(kFrames));
+    for (std::int64_t n = 0; n < kFrames; ++n) {
+        EXPECT_NEAR(seen_column(pictures[static_cast<std::size_t>(n)]), column_of(n), 3) << n;
+    }
+}
+
+TEST_F(LiveVideoFile, TheNextFramesMessagesDoNotShowEarly) {
+    host::LiveVideo video(setup());
+    const host::FramePlanes planes = grey_planes();
+    video.add_event(tracks_of(0));
+    video.add_event(tracks_of(1));
+    video.add_event(tracks_of(2));
+    for (std::int64_t n = 0; n < 4; ++n)
+        video.add_picture(n, planes);
+    video.end_frame(3);  // nobody in the last one
+    video.close();
+    const std::vector<cv::Mat> pictures = read_back();
+    ASSERT_EQ(pictures.size(), 4u);
+    for (std::int64_t n = 0; n < 3; ++n)
+        EXPECT_NEAR(seen_column(pictures[static_cast<std::size_t>(n)]), column_of(n), 3) << n;
+    EXPECT_EQ(seen_column(pictures[3]), -1);
+}
+
+TEST_F(LiveVideoFile, HasTheSourcesRateAndTheCamerasPictures) {
+    for (const double rate : {15.0, 7.5, 29.97}) {
+        host::LiveVideo video(setup(rate));
+        for (int n = 0; n < 6; ++n)
+            video.add_picture(n, grey_planes(static_cast<std::uint8_t>(40 + 30 * n)));
+        video.close();
+        cv::VideoCapture file(path_, cv::CAP_FFMPEG);
+        ASSERT_TRUE(file.isOpened());
+        EXPECT_NEAR(file.get(cv::CAP_PROP_FPS), rate, 0.01);
+        EXPECT_EQ(file.get(cv::CAP_PROP_FRAME_WIDTH), host::kLivePicture.width);
+        EXPECT_EQ(file.get(cv::CAP_PROP_FRAME_HEIGHT), host::kLivePicture.height);
+        EXPECT_EQ(file.get(cv::CAP_PROP_FRAME_COUNT), 6);
+        const std::vector<cv::Mat> pictures = read_back();
+        ASSERT_EQ(pictures.size(), 6u);
+        // Video range of luma: 1.164 * (Y - 16).
+        EXPECT_NEAR(pictures.front().at<cv::Vec3b>(300, 500)[1], 28, 5);
+        EXPECT_NEAR(pictures.back().at<cv::Vec3b>(300, 500)[1], 203, 5);
+    }
+}
+
+TEST_F(LiveVideoFile, FramesFedAfterTheEndAreLeftOut) {
+    host::LiveVideo video(setup());
+    video.add_picture(0, grey_planes());
+    host::FramePlanes blank = grey_planes();
+    blank.blank = true;
+    video.add_picture(1, blank);
+    video.end_frame(1);
+    video.close();
+    EXPECT_EQ(video.frames(), 1);
+}
+
+TEST_F(LiveVideoFile, WithoutFramesThereIsOnePlainPicture) {
+    host::LiveVideo video(setup());
+    video.close();
+    EXPECT_EQ(read_back().size(), 1u);
+}
+
+TEST_F(LiveVideoFile, WaitsForRoomUntilPicturesAreDrawn) {
+    host::LiveVideo video(setup());
+    const host::FramePlanes planes = grey_planes();
+    constexpr std::int64_t kMany = 12;
+    for (std::int64_t n = 0; n < kMany; ++n) {
+        video.wait_for_room();
+        video.add_picture(n, planes);
+    }
+    std::atomic<bool> has_room{false};
+    std::thread producer([&] {
+        video.wait_for_room();
+        has_room = true;
+    });
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(has_room);
+    video.end_frame(0);
+    producer.join();
+    EXPECT_TRUE(has_room);
+    video.close();
+    EXPECT_EQ(video.frames(), kMany);
+}
+
+TEST_F(LiveVideoFile, IsGivenUpWithoutClose) {
+    {
+        host::LiveVideo video(setup());
+        for (int n = 0; n < 5; ++n)
+            video.add_picture(n, grey_planes());
+    }
+    SUCCEED();  // came to an end
+}
+
+TEST(LiveVideo, AFolderThatIsNotThereIsAnError) {
+    EXPECT_THROW(host::LiveVideo({"/nonexistent/live.mp4", 15.0, {}}), std::runtime_error);
+}
+
+TEST(LiveVideo, ADeviceWithoutRoomIsAnError) {
+    EXPECT_THROW(host::LiveVideo({"/dev/full", 15.0, {}}), std::runtime_error);
+}
+
+// A limit on the size of files stands for a disk that becomes full.
+TEST_F(LiveVideoFile, ADiskThatBecomesFullIsAnErrorAtTheEnd) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlim_t before = limit.rlim_cur;
+    host::LiveVideo video(setup());
+    limit.rlim_cur = 20000;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    host::FramePlanes planes = grey_planes();
+    for (unsigned n = 0; n < 8; ++n) {
+        for (std::size_t i = 0; i < planes.colour_nv12.size(); ++i)
+            planes.colour_nv12[i] = static_cast<std::uint8_t>((i * 2654435761u + n * 977u) >> 13);
+        video.add_picture(n, planes);
+    }
+    EXPECT_THROW(video.close(), std::runtime_error);
+    limit.rlim_cur = before;
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+}
+
+}  // namespace
