@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the host program and runs it: people walk under a simulated camera and are counted.
-# Arguments go to `vca run`; see ./run.sh --help.
+# Arguments go to `vca run`; see ./run.sh --help. "./run.sh site" runs three cameras that count as one.
 set -eu
 cd "$(dirname "$0")"
 . scripts/packages.sh
@@ -13,4 +13,8 @@ cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build/run.lo
     cat build/run.log >&2
     exit 1
 }
+if [ "${1-}" = site ]; then
+    shift
+    exec build/release/host/vca run --site host/examples/hall.toml "$@"
+fi
 exec build/release/host/vca run "$@"

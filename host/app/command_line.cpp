@@ -21,7 +21,9 @@ Examples:
   vca run --folder rec --line "256,0 256,423" --height auto
   vca run --line "100,272 860,272" --uturn "60,150 900,150 900,400 60,400"
   vca run --region "300,150 660,150 660,400 300,400" --name till
+  vca run --site host/examples/hall.toml    several cameras that count as one
   vca scenes                                what the built-in scenes show
+  vca site check host/examples/hall.toml    whether a site file is sound, and a plan of its floor
 )";
 
 constexpr const char* kRunFooter = R"(
@@ -29,6 +31,9 @@ constexpr const char* kRunFooter = R"(
 
 A counting line counts in two directions: direction 1 is that of a walker who comes to the left of
 the line as seen when looking along it on the picture from its first point to its last.
+--site FILE alone runs a whole simulated site on this machine: a broker, and a process for each camera.
+With --device NAME it is one camera of the site, on a machine of its own.
+
 --uturn, --flip and --name belong to the --line before them, --name also to a --region.
 Points are pixels of the 960 x 544 picture, for a recording pixels of its own images.
 
@@ -51,6 +56,8 @@ struct Overrides {
     bool box = false;
     std::string config_file;
     std::string camera_at;
+    std::string broker;
+    std::string start_at;
     std::vector<CountingLine> lines;
     std::vector<LinePlace> line_places;
     std::vector<CountingRegion> regions;
@@ -234,6 +241,26 @@ void add_source_options(CLI::App& run, RunOptions& options, Overrides& given) {
         ->group(kGroup);
 }
 
+void add_site_options(CLI::App& run, SiteOptions& site, Overrides& given) {
+    const char* kGroup = "Several cameras";
+    run.add_option("--site", site.file, "Site of several cameras that count as one")
+        ->type_name("FILE")
+        ->group(kGroup);
+    run.add_option("--device", site.device, "Run this one camera of the site")
+        ->type_name("NAME")
+        ->group(kGroup);
+    run.add_option("--broker", given.broker, "MQTT broker of the device [as the file says]")
+        ->type_name("HOST:PORT")
+        ->group(kGroup);
+    run.add_option("--start-at", given.start_at,
+                   "Moment of the scene's beginning in milliseconds since 1970 [now]")
+        ->type_name("MS")
+        ->group(kGroup);
+    run.add_flag("--alone", site.alone,
+                 "Have the device count by itself, without broker and as fast as it can")
+        ->group(kGroup);
+}
+
 void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
     add_source_options(run, options, given);
     add_line_options(run, given);
@@ -266,6 +293,12 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
     run.add_flag("!--no-live", options.live, "Leave out the live video")->group("Output");
     run.add_flag("--quiet", options.quiet, "Print only the summary")->group("Output");
     run.footer(kRunFooter);
+}
+
+void add_check_options(CLI::App& check, SiteOptions& site) {
+    check.add_option("FILE", site.file, "The site file")->required()->type_name("");
+    check.add_option("--output", site.output, "Folder for site_plan.png [that of the site file]")
+        ->type_name("DIR");
 }
 
 double height_from(const std::string& text) {
@@ -378,6 +411,48 @@ bool is_given(const CLI::App& run, const char* option) {
     return run.get_option(option)->count() > 0;
 }
 
+// A site file says where its cameras are and what they count; only these go with it.
+void check_goes_with_site(const CLI::App& run) {
+    static const std::set<std::string> kFit{"--help",     "--site",  "--device",  "--broker",
+                                            "--start-at", "--alone", "--seconds", "--frames",
+                                            "--output",   "--quiet"};
+    for (const CLI::Option* option : run.get_options()) {
+        const std::string name = option->get_name();
+        if (option->count() == 0 || kFit.count(name) > 0) continue;
+        throw InputError(name +
+                         " does not go with --site; the site file says what is seen and "
+                         "counted");
+    }
+    for (const char* option : {"--broker", "--start-at", "--alone"}) {
+        if (!is_given(run, option) || is_given(run, "--device")) continue;
+        throw InputError(std::string(option) + " belongs to --device; a whole site " +
+                         "starts its cameras and their broker itself");
+    }
+    for (const char* option : {"--broker", "--start-at"}) {
+        if (!is_given(run, option) || !is_given(run, "--alone")) continue;
+        throw InputError(std::string(option) + " and --alone exclude each other; give one of them");
+    }
+}
+
+void check_needs_site(const CLI::App& run) {
+    for (const char* option : {"--device", "--broker", "--start-at", "--alone"}) {
+        if (!is_given(run, option)) continue;
+        throw InputError(std::string(option) + " belongs to --site; name the site's file too");
+    }
+}
+
+SiteOptions settle_site(const CLI::App& run, const Overrides& given, const RunOptions& limits,
+                        SiteOptions site) {
+    check_goes_with_site(run);
+    if (!given.broker.empty()) site.broker = parse_broker(given.broker);
+    if (!given.start_at.empty()) site.start_at_ms = parse_start_at(given.start_at);
+    site.seconds = limits.seconds;
+    site.frames = limits.frames;
+    site.output = limits.output;
+    site.quiet = limits.quiet;
+    return site;
+}
+
 void settle_source(const CLI::App& run, RunOptions& options) {
     std::string& source = options.source.source;
     if (!is_given(run, "--source")) {
@@ -422,24 +497,50 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     // Repeated options are collected first, to be refused with a sentence of our own.
     run->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     add_run_options(*run, result.run, given);
+    add_site_options(*run, result.site, given);
     CLI::App* scenes = app.add_subcommand("scenes", "List the built-in scenes");
+    CLI::App* site = app.add_subcommand("site", "Sites of several cameras");
+    site->require_subcommand(1);
+    CLI::App* check = site->add_subcommand(
+        "check", "Say whether a site file is sound, and draw a plan of its floor");
+    check->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    add_check_options(*check, result.site);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        CLI::App* const asked = run->parsed() ? run : scenes->parsed() ? scenes : nullptr;
-        result.text = asked != nullptr ? asked->help(app.get_name()) : app.help();
+        CLI::App* asked = nullptr;
+        for (CLI::App* command : {run, scenes, site, check}) {
+            if (command->parsed()) asked = command;
+        }
+        const std::string name = asked == check ? "vca site" : app.get_name();
+        result.text = asked != nullptr ? asked->help(name) : app.help();
         return result;
     } catch (const CLI::ParseError& e) {
-        throw InputError(sentence_of(e) + "; see vca " + (run->parsed() ? "run " : "") + "--help");
+        throw InputError(sentence_of(e) + "; see vca " +
+                         (run->parsed()     ? "run "
+                          : check->parsed() ? "site check "
+                          : site->parsed()  ? "site "
+                                            : "") +
+                         "--help");
     }
     if (version) {
         result.text = version_text();
     } else if (run->parsed()) {
         result.command = Command::kRun;
         check_each_given_once(*run);
+        if (is_given(*run, "--site")) {
+            apply_numbers(given, result.run);
+            result.site = settle_site(*run, given, result.run, result.site);
+            result.command = result.site.device.empty() ? Command::kSite : Command::kSiteDevice;
+            return result;
+        }
+        check_needs_site(*run);
         settle_source(*run, result.run);
         apply_overrides(given, result.run);
         check_options(result.run);
+    } else if (check->parsed()) {
+        result.command = Command::kSiteCheck;
+        check_each_given_once(*check);
     } else if (scenes->parsed()) {
         result.command = Command::kScenes;
     } else {

@@ -4,14 +4,16 @@
 #include <string>
 
 #include "host/app/run_options.h"
+#include "host/app/site_options.h"
 
 namespace host {
 
-enum class Command { kRun, kScenes, kText };
+enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kSiteCheck };
 
 struct CommandLine {
     Command command = Command::kText;
     RunOptions run;
+    SiteOptions site;  // of the last three commands
     std::string text;  // help or version, when that was asked for
 };
 

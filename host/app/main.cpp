@@ -13,6 +13,8 @@
 #include "host/app/progress.h"
 #include "host/app/report.h"
 #include "host/app/run.h"
+#include "host/app/site_device.h"
+#include "host/app/site_run.h"
 #include "host/app/summary.h"
 
 namespace {
@@ -42,6 +44,10 @@ void on_interrupt(int number) {
     host::remove_unfinished_output();
     std::signal(number, SIG_DFL);
     std::raise(number);
+}
+
+bool stop_was_requested() {
+    return stop_requested != 0;
 }
 
 void catch_interrupts() {
@@ -127,6 +133,16 @@ int main(int argc, char** argv) {
                 return run_command(command.run);
             case host::Command::kScenes:
                 host::write_text(stdout, host::scenes_text());
+                return kExitOk;
+            case host::Command::kSite:
+                catch_interrupts();
+                return host::run_site(command.site, stop_was_requested);
+            case host::Command::kSiteDevice:
+                catch_interrupts();
+                return host::run_site_device(command.site, stop_was_requested);
+            case host::Command::kSiteCheck:
+                host::write_text(stdout,
+                                 host::check_site_command(command.site.file, command.site.output));
                 return kExitOk;
             case host::Command::kText:
                 host::write_text(stdout, command.text);

@@ -8,6 +8,9 @@
 namespace host {
 namespace {
 
+// The first of the tracker's instances.
+constexpr int kOwnCamera = 0;
+
 double to_ms(std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
 }
@@ -39,7 +42,7 @@ void Recorder::begin_pass(std::int64_t number) {
             waiting_.erase(found);
         }
         current_.number = number;
-        stamp_ = {number, current_.time_s};
+        stamp_ = {number, current_.time_s, 0};
     }
     pass_start_ = std::chrono::steady_clock::now();
 }
@@ -48,9 +51,11 @@ void Recorder::add_detection(std::int64_t elapsed_ns) {
     current_.detection_ms += to_ms(std::chrono::nanoseconds(elapsed_ns));
 }
 
-void Recorder::add_tracking(const std::vector<IOU_TRK_OBJ_S>& objects, const IOU_TRK_RSLT_S& result,
-                            double enlarged, std::chrono::nanoseconds elapsed) {
+void Recorder::add_tracking(int inst, const std::vector<IOU_TRK_OBJ_S>& objects,
+                            const IOU_TRK_RSLT_S& result, double enlarged,
+                            std::chrono::nanoseconds elapsed) {
     current_.tracker_ms += to_ms(elapsed);
+    if (inst != kOwnCamera) return;
     std::map<int, PixelBox> box_of_index;
     for (const IOU_TRK_OBJ_S& object : objects) {
         const PixelBox box = as_detected(object, enlarged);

@@ -42,8 +42,12 @@ class Recorder {
     // Thread of the analysis.
     void begin_pass(std::int64_t number);
     void add_detection(std::int64_t elapsed_ns);
-    void add_tracking(const std::vector<IOU_TRK_OBJ_S>& objects, const IOU_TRK_RSLT_S& result,
-                      double enlarged, std::chrono::nanoseconds elapsed);
+    // A master tracks twice with every frame: instance 0 follows what its own camera sees, instance
+    // 1 the merged people of all devices. Detections and tracks are those of the own camera on
+    // every device; the time is that of both.
+    void add_tracking(int inst, const std::vector<IOU_TRK_OBJ_S>& objects,
+                      const IOU_TRK_RSLT_S& result, double enlarged,
+                      std::chrono::nanoseconds elapsed);
     void end_pass(std::int64_t number, const FramePlanes& planes);
 
     // Bus thread.

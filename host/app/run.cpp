@@ -192,9 +192,10 @@ VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
 
 SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     SessionSetup setup;
-    setup.config = to_config(plan, height_mm);
+    setup.config = plan.config ? *plan.config : to_config(plan, height_mm);
     setup.camera = plan.source->info().camera;
     setup.attributes = &plan.attributes;
+    setup.link = plan.link;
     return setup;
 }
 
@@ -284,7 +285,8 @@ Listeners listeners_of(const RunHooks& hooks, LiveVideo* live) {
 // What ended the feeding of frames.
 enum class End { kStopped, kLimit, kSource };
 
-void feed_closing_frames(Session& session, std::int64_t last, double time_s, double fps) {
+void feed_closing_frames(Session& session, std::int64_t last, double time_s, double fps,
+                         const RunHooks& hooks) {
     int left = kClosingFrames;
     session.feed(
         [&](SourceFrame& frame) {
@@ -299,7 +301,8 @@ void feed_closing_frames(Session& session, std::int64_t last, double time_s, dou
             frame.crossings.clear();
             return true;
         },
-        [] { return false; });
+        // By the wall clock they take a while, which a user may want to cut short.
+        [&hooks] { return hooks.wait_for && hooks.stop && hooks.stop(); }, hooks.wait_for);
 }
 
 }  // namespace
@@ -371,12 +374,13 @@ RunResult run(RunPlan& plan, const RunHooks& hooks) {
             if (hooks.on_progress) hooks.on_progress(recorder.progress());
             return true;
         },
-        stop);
+        stop, hooks.wait_for);
     result.interrupted = end == End::kStopped;
     // Only the end of the source is an end for the people in it too.
     if (end == End::kSource) {
-        feed_closing_frames(session, last, time_s, result.source.frames_per_second);
+        feed_closing_frames(session, last, time_s, result.source.frames_per_second, hooks);
     }
+    if (hooks.before_leaving) hooks.before_leaving();
     result.heat = session.request_heat_map();
     if (live) live->close();
     session.close(result);

@@ -3,11 +3,14 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "host/app/device_link.h"
 #include "host/app/recorder.h"
 #include "host/app/run_result.h"
 #include "host/inference/attribute_model.h"
+#include "vca/config.h"
 
 namespace host {
 
@@ -20,6 +23,8 @@ struct RunPlan {
     std::vector<std::vector<PicturePoint>> exclusions;
     std::string output;  // folder of the results
     AttributeModels attributes{};
+    std::optional<VCA_ALGO_CFG_S> config{};  // of a device of a site; none: made from the options
+    std::optional<LinkSetup> link{};
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.
@@ -29,7 +34,10 @@ struct RunHooks {
     std::function<bool()> stop;                        // asked before every frame
     std::function<void(const Progress&)> on_progress;  // after every frame made
     std::function<void(const Event&)> on_event;        // on the bus thread
-    std::string live_path;                             // where the live video goes; empty: none
+    // Returns at the moment of a frame; null: frames go as fast as the analysis takes them.
+    std::function<void(double time_s)> wait_for;
+    std::function<void()> before_leaving;  // after the last frame, before the library is stopped
+    std::string live_path;                 // where the live video goes; empty: none
 };
 
 // Runs the library over the source. It prints to standard output meanwhile. Throws InputError when

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/app/link_figures.h"
 #include "host/app/metrics.h"
 #include "host/app/region_stats.h"
 #include "host/app/run_options.h"
@@ -96,6 +97,9 @@ struct RunResult {
     Timing pass;
     double wall_s = 0.0;
     double scene_s = 0.0;
+
+    std::optional<LinkFigures> link;  // of a device of a site
+    std::optional<PaceFigures> pace;  // of a run by the wall clock
 
     LoanCounts loans;
     int images_left = 0;

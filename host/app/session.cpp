@@ -53,6 +53,7 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
     };
     const auto on_event = [this](const Event& event) {
         recorder_.add_event(event);
+        if (DeviceLink* const link = listener_) link->on_event(event);
         if (std::holds_alternative<ConfigRequest>(event.payload)) {
             bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);
         }
@@ -66,7 +67,7 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
     try {
         bus_ = std::make_unique<Bus>(
             Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
-                       [this] { return recorder_.current_frame(); }, on_event});
+                       [this] { return stamp(); }, on_event});
     } catch (const std::system_error&) {
         throw_no_thread("message bus");
     }
@@ -78,9 +79,9 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
                             recorder_.add_detection(elapsed_ns);
                         },
                         setup_.attributes});
-    set_tracker_observer([this](int, const std::vector<IOU_TRK_OBJ_S>& objects,
+    set_tracker_observer([this](int inst, const std::vector<IOU_TRK_OBJ_S>& objects,
                                 const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
-        recorder_.add_tracking(objects, result, tracker_enlargement(), elapsed);
+        recorder_.add_tracking(inst, objects, result, tracker_enlargement(), elapsed);
     });
     set_frame_pool(&pool_);
     set_bus(bus_.get());
@@ -94,6 +95,25 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
     }
     running_ = true;
     bus_->wait_idle();
+    if (setup_.link) start_link();
+}
+
+FrameStamp Session::stamp() const {
+    FrameStamp stamp = recorder_.current_frame();
+    stamp.feed_count = vca_feed_frm_cnt_get();
+    return stamp;
+}
+
+void Session::start_link() {
+    LinkSetup setup = *setup_.link;
+    setup.frame_in_work = [this] { return recorder_.current_frame().frame_number; };
+    try {
+        link_ = make_device_link(*bus_, setup);
+    } catch (...) {
+        shut_down();
+        throw;
+    }
+    listener_ = link_.get();
 }
 
 // The library may send until the very end of a pass, after it has given the frame back, so only the
@@ -114,6 +134,7 @@ Session::~Session() {
 void Session::shut_down() {
     if (!running_) return;
     running_ = false;
+    if (link_) link_->stop();
     vca_algo_uninit();
     vca_base_uninit();
     bus_->wait_idle();
@@ -135,6 +156,7 @@ void Session::close(RunResult& result) {
     result.images_left = live_images();
     result.undelivered_messages = bus_->undelivered();
     result.refused_messages = bus_->refused();
+    if (link_) result.link = link_->figures();
 }
 
 void Session::request_install_height() {
@@ -155,7 +177,8 @@ std::optional<HeatMapReported> Session::request_heat_map() {
 }
 
 std::int64_t Session::feed(const std::function<bool(SourceFrame&)>& next,
-                           const std::function<bool()>& stop) {
+                           const std::function<bool()>& stop,
+                           const std::function<void(double)>& wait_for) {
     std::int64_t last = -1;
     SourceFrame frame;
     while (!stop()) {
@@ -179,6 +202,7 @@ std::int64_t Session::feed(const std::function<bool(SourceFrame&)>& next,
         record.people = frame.people;
         record.simulation_ms = elapsed.count();
         recorder_.add_frame(std::move(record), frame.crossings);
+        if (wait_for) wait_for(frame.time_s);
         pool_.submit(slot, frame.number);
     }
     pool_.wait_drained();

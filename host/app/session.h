@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "host/app/device_link.h"
 #include "host/app/recorder.h"
 #include "host/bus/bus.h"
 #include "host/frames/frame_source.h"
@@ -19,6 +20,7 @@ struct SessionSetup {
     VCA_ALGO_CFG_S config{};
     CameraModel camera;                           // its height is that of config
     const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
+    std::optional<LinkSetup> link;                // of a device of a site
 };
 
 class Session {
@@ -32,9 +34,11 @@ class Session {
 
     // Feeds frames until `next` has none left or `stop` turns true, and waits for the analysis to
     // finish them. The calling thread makes frames ahead of the analysis, as far as the pool
-    // reaches; none is dropped. Returns the number of the last frame fed, -1 without any.
+    // reaches, and hands each over when `wait_for` its scene time returns; none is dropped. Returns
+    // the number of the last frame fed, -1 without any.
     std::int64_t feed(const std::function<bool(SourceFrame&)>& next,
-                      const std::function<bool()>& stop);
+                      const std::function<bool()>& stop,
+                      const std::function<void(double time_s)>& wait_for = {});
 
     // Asks for the distance to the floor; the answer comes with the next frame.
     void request_install_height();
@@ -51,12 +55,17 @@ class Session {
 
   private:
     void begin_pass(std::int64_t number);
+    void start_link();
+    FrameStamp stamp() const;
     void shut_down();
     void disconnect();
 
     SessionSetup setup_;
     Recorder& recorder_;
     FramePool pool_;
+    // What the bus still holds for the link is dealt with before the link goes.
+    std::unique_ptr<DeviceLink> link_;
+    std::atomic<DeviceLink*> listener_{nullptr};  // the link as the bus thread knows it
     std::unique_ptr<Bus> bus_;
     std::int64_t pass_ = -1;  // frame of the last pass; only touched by the analysis
     std::atomic<std::int64_t> clock_us_{0};

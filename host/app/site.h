@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,7 @@ struct Site {
     double frames_per_second = 15.0;
     std::string scene = "hall";  // simulated sites only
     std::uint64_t seed = 1;
+    std::optional<double> seconds;  // of the scene; none: all of it
     DetectMode detect = DetectMode::kDepth;
     int target_min_mm = 800;  // people outside this range of heights are not counted
     int target_max_mm = 2200;

@@ -168,6 +168,7 @@ class SiteReader {
         constexpr int kMostSeed = std::numeric_limits<int>::max();
         for_each_key(table_of(node, "a simulated site is set in a [scene] table"),
                      {{"name", [this](const auto& n) { site_.scene = plain_name(n, "scene"); }},
+                      {"seconds", [this](const auto& n) { site_.seconds = number(n, 0.1, 1e6); }},
                       {"seed", [this](const auto& n) {
                            site_.seed = static_cast<std::uint64_t>(whole(n, 0, kMostSeed));
                        }}});

@@ -221,6 +221,43 @@ Json times_json(const RunResult& result) {
     return out;
 }
 
+Json delay_json(const DelaySummary& delay) {
+    return {{"messages", delay.count},
+            {"median_ms", rounded(delay.median_ms, 0.01)},
+            {"p99_ms", rounded(delay.p99_ms, 0.01)},
+            {"greatest_ms", rounded(delay.greatest_ms, 0.01)}};
+}
+
+Json link_json(const LinkFigures& link) {
+    if (!link.master) {
+        return {{"role", "slave"},
+                {"sent", link.sent},
+                {"withheld", link.withheld},
+                {"disconnected", link.disconnected},
+                {"frame_counts", link.answers}};
+    }
+    Json slaves = Json::array();
+    for (const HeardDevice& slave : link.slaves) {
+        const DeviceCounters& c = slave.counters;
+        slaves.push_back({{"name", slave.name},
+                          {"received", c.received},
+                          {"delivered", c.delivered},
+                          {"late", c.late},
+                          {"foreign_clock", c.foreign_clock},
+                          {"repeated", c.repeated},
+                          {"out_of_order", c.out_of_order},
+                          {"refused", c.refused},
+                          {"stale_periods", c.stale_periods},
+                          {"cleared", c.cleared},
+                          {"delivery", delay_json(slave.delivery)},
+                          {"counting", delay_json(slave.counting)}});
+    }
+    return {{"role", "master"},
+            {"requests", link.requests},
+            {"unknown", link.unknown},
+            {"slaves", std::move(slaves)}};
+}
+
 }  // namespace
 
 void write_summary(const RunResult& result, const std::string& path) {
@@ -243,6 +280,12 @@ void write_summary(const RunResult& result, const std::string& path) {
     root["ms_per_frame"] = times_json(result);
     root["wall_seconds"] = result.wall_s;
     root["times_real_time"] = result.wall_s > 0.0 ? result.scene_s / result.wall_s : 0.0;
+    if (result.pace) {
+        root["pace"] = {{"frames", result.pace->frames},
+                        {"late", result.pace->late},
+                        {"most_late_ms", rounded(result.pace->most_late_ms, 0.1)}};
+    }
+    if (result.link) root["link"] = link_json(*result.link);
     root["left_over"] = {{"blocks", result.loans.blocks},
                          {"mappings", result.loans.mappings},
                          {"images", result.images_left},

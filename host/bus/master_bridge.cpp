@@ -111,6 +111,7 @@ void MasterBridge::on_connection(bool connected, const std::string& reason) {
 }
 
 void MasterBridge::on_event(const Event& event) {
+    if (std::holds_alternative<TracksShown>(event.payload)) return end_pass(event.frame_number);
     const auto* count = std::get_if<FrameCount>(&event.payload);
     if (count == nullptr) return;
     // Neither confirmed nor retained: a count that had to wait would be a wrong count.
@@ -151,6 +152,29 @@ void MasterBridge::deliver(MASTER_MSG_S& packet, const MqttMessage& source) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), sent_us);
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) return;
     extra_of(slave).delay.add(static_cast<double>(wall_clock_us() - sent_us) / 1000.0);
+    await_count(slave, sent_us);
+}
+
+// The library takes the message between two passes, when frame_in_work() is that of the pass
+// before.
+void MasterBridge::await_count(int slave, std::int64_t sent_us) {
+    if (!hooks_.frame_in_work) return;
+    bus_.call([this, slave, sent_us] {
+        uncounted_.push_back({slave, sent_us, hooks_.frame_in_work()});
+    });
+}
+
+// The merged scene of a frame is sent in the pass that counts it.
+void MasterBridge::end_pass(std::int64_t frame) {
+    if (uncounted_.empty()) return;
+    const std::int64_t now_us = wall_clock_us();
+    const std::lock_guard lock(mutex_);
+    std::erase_if(uncounted_, [&](const Uncounted& message) {
+        if (frame <= message.frame) return false;
+        extra_of(message.slave)
+            .counting.add(static_cast<double>(now_us - message.sent_us) / 1000.0);
+        return true;
+    });
 }
 
 void MasterBridge::refuse(std::string_view device, const std::string& why) {
@@ -252,7 +276,8 @@ MasterStats MasterBridge::stats() const {
     MasterStats stats{connected_, gate_.unknown(), requests_, {}};
     for (DeviceState& state : gate_.states()) {
         const Extra& extra = extras_[static_cast<std::size_t>(state.device.index)];
-        stats.slaves.push_back({std::move(state), extra.delay.summary(), extra.frames_per_second});
+        stats.slaves.push_back({std::move(state), extra.delay.summary(), extra.counting.summary(),
+                                extra.frames_per_second});
     }
     return stats;
 }

@@ -34,11 +34,15 @@ struct MasterHooks {
     std::function<void(int slave, SLAVE_MSG_S& message)> map;
     // One sentence about the connection or a device, for a person; called on the link's threads.
     std::function<void(const std::string&)> report;
+    // The frame of the library's last pass, or of the one it is in; any thread. Null: how long a
+    // message takes until it is counted is not measured.
+    std::function<std::int64_t()> frame_in_work;
 };
 
 struct SlaveView {
     DeviceState state;
     DelaySummary delay;              // from the slave's sending to the hand-over to the library
+    DelaySummary counting;           // to the end of the first pass that had the message
     double frames_per_second = 0.0;  // by the slave's last status
 };
 
@@ -68,11 +72,21 @@ class MasterBridge {
     // Beside the gate's own record of a device.
     struct Extra {
         DelaySamples delay;
+        DelaySamples counting;
         double frames_per_second = 0.0;
+    };
+
+    // A message that waits for the end of a pass with it.
+    struct Uncounted {
+        int slave = 0;
+        std::int64_t sent_us = 0;
+        std::int64_t frame = 0;  // the last pass without it
     };
 
     void on_connection(bool connected, const std::string& reason);
     void on_message(const MqttMessage& message);
+    void await_count(int slave, std::int64_t sent_us);
+    void end_pass(std::int64_t frame);
     void take_tracks(std::string_view device, const MqttMessage& message);
     void take_status(std::string_view device, const MqttMessage& message);
     void take_request(std::string_view device);
@@ -97,6 +111,7 @@ class MasterBridge {
     std::int64_t requests_ = 0;
     double next_heartbeat_s_ = 0.0;
     FrameRate frame_rate_;
+    std::vector<Uncounted> uncounted_;       // only touched by the bus thread
     std::set<std::string> refused_devices_;  // only touched by the client's thread
 
     MqttClient client_;

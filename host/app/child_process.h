@@ -1,0 +1,42 @@
+// This program once more, as a child whose output is read.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+class ChildProcess {
+  public:
+    // Starts the program with these arguments. It ends with the calling thread at the latest, but
+    // does not hear the terminal's Ctrl-C: that is passed on by ask_to_end(). Throws
+    // std::runtime_error.
+    explicit ChildProcess(const std::vector<std::string>& arguments);
+    // Ends it.
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    // Standard output and error, never blocking; -1 after their end.
+    int output() const { return output_; }
+    // The lines that have come; the last one may be without its end when the output has ended.
+    std::vector<std::string> read_lines();
+
+    void ask_to_end();
+    // The status of waitpid() once the process has ended.
+    std::optional<int> end_status();
+
+  private:
+    pid_t pid_ = -1;
+    int output_ = -1;
+    std::string unfinished_;  // line
+    std::optional<int> status_;
+};
+
+// "exit status 1" or "signal 9".
+std::string end_text(int status);
+
+}  // namespace host

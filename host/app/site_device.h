@@ -1,0 +1,14 @@
+// One camera of a site: a process of its own, linked with the others or counting alone.
+#pragma once
+
+#include <functional>
+
+#include "host/app/site_options.h"
+
+namespace host {
+
+// Runs the device and writes its folder. Gives the program's exit status; throws InputError and
+// std::runtime_error like a run.
+int run_site_device(const SiteOptions& options, const std::function<bool()>& stop);
+
+}  // namespace host

@@ -1,0 +1,183 @@
+// Sequence of a site run.
+#include "host/app/site_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+
+#include "host/app/output_folder.h"
+#include "host/app/site.h"
+#include "host/app/site_check.h"
+#include "host/app/site_plan.h"
+#include "host/app/site_processes.h"
+#include "host/app/site_results.h"
+#include "host/app/site_scene.h"
+#include "host/bus/broker_process.h"
+
+namespace host {
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kEvents = "events.jsonl";
+constexpr const char* kSummary = "summary.json";
+constexpr const char* kPicture = "site_picture.png";
+constexpr const char* kPlan = "site_plan.png";
+constexpr const char* kAlone = "alone";
+
+// A slave that connects before its master asks for the frame count again after 2 s; by then all
+// are ready.
+constexpr std::chrono::milliseconds kStartDelay{3000};
+
+// Two cameras alone keep the two cores of a small machine busy.
+constexpr std::size_t kAloneAtOnce = 2;
+
+std::int64_t start_moment_ms() {
+    const auto start = std::chrono::system_clock::now() + kStartDelay;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(start.time_since_epoch()).count();
+}
+
+std::string folder_of(const fs::path& output, const SiteDevice& device) {
+    return (output / device.name).string();
+}
+
+void add_limits(const SiteOptions& options, std::vector<std::string>& arguments) {
+    if (options.frames) {
+        arguments.insert(arguments.end(), {"--frames", std::to_string(*options.frames)});
+    }
+    if (options.seconds) {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.17g", *options.seconds);
+        arguments.insert(arguments.end(), {"--seconds", text});
+    }
+}
+
+// What an earlier run left must not pass for the results of a device that dies.
+void forget_results(const fs::path& folder) {
+    std::error_code error;
+    for (const char* name : {kEvents, kSummary})
+        fs::remove(folder / name, error);
+}
+
+std::vector<ProcessEnd> run_together(const Site& site, const SiteOptions& options,
+                                     const fs::path& output, const std::function<bool()>& stop) {
+    BrokerProcess broker(output.string(), free_loopback_port());
+    const std::string address = "127.0.0.1:" + std::to_string(broker.port());
+    const std::string start = std::to_string(start_moment_ms());
+    ProcessRun run{{}, site.devices.size(), stop, stdout, options.quiet};
+    for (const SiteDevice& device : site.devices) {
+        forget_results(folder_of(output, device));
+        std::vector<std::string> arguments{"run",
+                                           "--site",
+                                           options.file,
+                                           "--device",
+                                           device.name,
+                                           "--broker",
+                                           address,
+                                           "--start-at",
+                                           start,
+                                           "--output",
+                                           folder_of(output, device)};
+        add_limits(options, arguments);
+        run.plans.push_back({device.name, std::move(arguments)});
+    }
+    return run_processes(run);
+}
+
+std::vector<ProcessEnd> run_alone(const Site& site, const SiteOptions& options,
+                                  const fs::path& output, std::int64_t frames,
+                                  const std::function<bool()>& stop) {
+    ProcessRun run{{}, kAloneAtOnce, stop, stdout, options.quiet};
+    for (const SiteDevice& device : site.devices) {
+        const std::string folder = folder_of(output, device) + "/" + kAlone;
+        forget_results(folder);
+        run.plans.push_back({device.name + " alone",
+                             {"run", "--site", options.file, "--device", device.name, "--alone",
+                              "--frames", std::to_string(frames), "--output", folder}});
+    }
+    return run_processes(run);
+}
+
+bool ended_well(const std::vector<ProcessEnd>& ends, const std::string& name) {
+    return std::any_of(ends.begin(), ends.end(),
+                       [&](const ProcessEnd& end) { return end.name == name && end.status == 0; });
+}
+
+void check_simulated(const Site& site) {
+    for (const SiteDevice& device : site.devices)
+        open_site_source(site, device);
+}
+
+std::vector<DeviceAccount> read_accounts(const Site& site, const fs::path& output,
+                                         const std::vector<ProcessEnd>& ends) {
+    std::vector<DeviceAccount> accounts;
+    for (const SiteDevice& device : site.devices) {
+        if (ended_well(ends, device.name))
+            accounts.push_back(read_account(folder_of(output, device), device.name));
+    }
+    return accounts;
+}
+
+void say(const SiteOptions& options, const std::string& text) {
+    if (!options.quiet) write_text(stdout, text);
+}
+
+// The counts of every camera by itself; none of those whose run did not end well.
+void compare_alone(const Site& site, const SiteOptions& options, const fs::path& output,
+                   const std::function<bool()>& stop, SiteResult& result) {
+    const auto frames = static_cast<std::int64_t>(result.frames.size());
+    if (frames == 0 || stop()) return;
+    say(options, "every camera once more by itself, over the same frames:\n");
+    const std::vector<ProcessEnd> ends = run_alone(site, options, output, frames, stop);
+    if (stop()) return;
+    for (const SiteDevice& device : site.devices) {
+        if (!ended_well(ends, device.name + " " + kAlone)) continue;
+        result.alone.push_back(
+            read_alone_counts(site, device, folder_of(output, device) + "/" + kAlone));
+    }
+}
+
+}  // namespace
+
+int run_site(const SiteOptions& options, const std::function<bool()>& stop) {
+    const Site site = read_site_file(options.file);
+    check_simulated(site);
+    const std::string path = options.output.empty() ? "out/" + site.name : options.output;
+    OutputFolder folder(path, {kEvents, kSummary, kPicture, kPlan});
+    const std::vector<ProcessEnd> ends = run_together(site, options, folder.path(), stop);
+    const SiteDevice& master = master_of(site);
+    if (!ended_well(ends, master.name)) {
+        throw std::runtime_error("the master \"" + master.name +
+                                 "\" did not come to its end, so there are no results of the site");
+    }
+    const std::vector<DeviceAccount> accounts = read_accounts(site, folder.path(), ends);
+    const auto own = std::find_if(accounts.begin(), accounts.end(),
+                                  [&](const DeviceAccount& a) { return a.name == master.name; });
+    fs::copy_file(fs::path(folder_of(folder.path(), master)) / kEvents, folder.temporary(kEvents),
+                  fs::copy_options::overwrite_existing);
+    SiteResult result = evaluate_site(site, folder.temporary(kEvents), own->frames);
+    compare_alone(site, options, folder.path(), stop, result);
+    write_site_summary(site, result, accounts, folder.temporary(kSummary));
+    write_site_picture(site, result, folder.temporary(kPicture));
+    write_site_plan(site, folder.temporary(kPlan));
+    folder.commit();
+    write_text(stdout, "\nsite " + site.name + ", " + std::to_string(result.frames.size()) +
+                           " frames\n" + site_table(site, result) + link_text(accounts) +
+                           "  results in " + path + "\n");
+    return accounts.size() == site.devices.size() ? 0 : 1;
+}
+
+std::string check_site_command(const std::string& file, const std::string& output) {
+    if (output.empty()) {
+        return check_site_file(file, (fs::path(file).parent_path() / kPlan).string());
+    }
+    const std::string text = check_site_file(file, "");
+    OutputFolder folder(output, {kPlan});
+    write_site_plan(read_site_file(file), folder.temporary(kPlan));
+    folder.commit();
+    return text + "  plan in " + (fs::path(output) / kPlan).string() + "\n";
+}
+
+}  // namespace host
