@@ -53,11 +53,11 @@ class Console {
         const auto now = steady_clock::now();
         if (quiet_ || now - last_ < kProgressEvery) return;
         const double passed_s = std::chrono::duration<double>(now - last_).count();
+        const bool waited = last_frames_ == 0;  // for the common beginning
         const auto frames = static_cast<double>(progress.frames - last_frames_);
-        const bool first = last_ == steady_clock::time_point{};
         last_ = now;
         last_frames_ = progress.frames;
-        if (first) return;
+        if (waited) return;
         const std::lock_guard lock(mutex_);
         std::fprintf(out_, "%s %7.1f s  %5.1f frames/s", terminal_ ? "\r\033[K" : "",
                      progress.time_s, frames / passed_s);

@@ -1,0 +1,262 @@
+// A site of three cameras as a user runs it: results, Ctrl-C, the loss of a camera, wrong input.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/unique_path.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string read_file(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// The limit only ends a test that has failed.
+bool eventually(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+// Processes whose command line holds a text: here always the path of the test's own folder.
+std::vector<pid_t> processes_with(const std::string& text) {
+    std::vector<pid_t> found;
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        const std::string name = entry.path().filename().string();
+        if (!std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; }))
+            continue;
+        const pid_t pid = static_cast<pid_t>(std::stol(name));
+        const std::string line = read_file(entry.path() / "cmdline");
+        if (pid != ::getpid() && line.find(text) != std::string::npos) found.push_back(pid);
+    }
+    return found;
+}
+
+class SiteRun : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        // Only read by a program that was built with the thread sanitizer.
+        ::setenv("TSAN_OPTIONS", "suppressions=" VCA_TSAN_SUPPRESSIONS, 0);
+        work_ = test::unique_path("site-run", "");
+        fs::create_directories(work_);
+    }
+    void TearDown() override { fs::remove_all(work_); }
+
+    std::string command(const std::string& arguments) const {
+        return "cd '" + work_.string() + "' && exec >out.txt 2>err.txt '" + VCA_PROGRAM + "' " +
+               arguments;
+    }
+    Outcome vca(const std::string& arguments) const {
+        const int status = std::system(command(arguments).c_str());
+        return {WEXITSTATUS(status), out(), read_file(work_ / "err.txt")};
+    }
+    std::string out() const { return read_file(work_ / "out.txt"); }
+
+    // The results go below the test's folder, by which its processes are known.
+    std::string site(const std::string& more) const {
+        return std::string("run --site ") + VCA_EXAMPLES + "/hall.toml --output '" +
+               result().string() + "' " + more;
+    }
+    fs::path result() const { return work_ / "result"; }
+
+    // Starts the site and returns when all its devices are at work.
+    pid_t start(const std::string& more) const {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::execl("/bin/sh", "sh", "-c", command(site(more)).c_str(), nullptr);
+            ::_exit(127);
+        }
+        EXPECT_TRUE(eventually([this] {
+            const std::string text = out();
+            return text.find("  middle ") != text.npos && text.find("  west ") != text.npos &&
+                   text.find("  east ") != text.npos;
+        }));
+        return child;
+    }
+    static int end_of(pid_t child) {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // The process of one device of the site that was started.
+    pid_t device(const std::string& name) const {
+        const std::vector<pid_t> found = processes_with((result() / name).string());
+        EXPECT_EQ(found.size(), 1u);
+        return found.empty() ? -1 : found.front();
+    }
+    Json json(const fs::path& path) const { return Json::parse(read_file(path)); }
+
+    void expect_refused(const std::string& arguments, const ::testing::Matcher<std::string>& text) {
+        const Outcome outcome = vca(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_THAT(outcome.err, text) << arguments;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        EXPECT_EQ(outcome.out, "") << arguments;
+        EXPECT_FALSE(fs::exists(work_ / "out")) << arguments;
+    }
+
+    fs::path work_;
+};
+
+TEST_F(SiteRun, EndsWithTheTableAndTheFilesOfTheSite) {
+    const Outcome outcome = vca(site("--seconds 5"));
+    ASSERT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out,
+                AllOf(HasSubstr("merged"), HasSubstr("seam"), HasSubstr("seen by two cameras"),
+                      HasSubstr("messages of"), HasSubstr("site hall, 75 frames")));
+    for (const char* name : {"events.jsonl", "summary.json", "site_picture.png", "site_plan.png",
+                             "middle/library.log", "west/events.jsonl", "east/alone/summary.json"})
+        EXPECT_TRUE(fs::exists(result() / name)) << name;
+    EXPECT_EQ(read_file(result() / "events.jsonl"), read_file(result() / "middle/events.jsonl"));
+
+    const Json site_summary = json(result() / "summary.json");
+    EXPECT_EQ(site_summary["frames"], 75);
+    EXPECT_EQ(site_summary["alone"].size(), 3u);
+    EXPECT_GT(site_summary["seen_by_two"]["people"], 0);
+    EXPECT_GT(site_summary["seen_by_two"]["one_object"], 0);
+    const Json master = json(result() / "middle/summary.json");
+    ASSERT_EQ(master["link"]["slaves"].size(), 2u);
+    for (const Json& slave : master["link"]["slaves"]) {
+        EXPECT_GT(slave["delivered"], 0);
+        EXPECT_GT(slave["counting"]["messages"], 0);
+        EXPECT_GE(slave["counting"]["median_ms"], slave["delivery"]["median_ms"]);
+    }
+    for (const char* name : {"middle", "west", "east"}) {
+        const Json summary = json(result() / name / "summary.json");
+        EXPECT_EQ(summary["run"]["frames"], 75) << name;
+        EXPECT_EQ(summary["pace"]["frames"], 75) << name;
+        EXPECT_EQ(summary["left_over"]["undelivered_messages"], 0) << name;
+        // By the wall clock, not as fast as it goes.
+        EXPECT_GT(summary["wall_seconds"], 4.8) << name;
+    }
+    EXPECT_EQ(json(result() / "west/summary.json")["lines"].size(), 0u);  // its master counts
+    EXPECT_TRUE(processes_with(result().string()).empty());
+}
+
+// The tracks of a device's own camera, not once more those of the merged scene.
+TEST_F(SiteRun, AMastersTracksAreThoseOfItsCamera) {
+    const Outcome outcome = vca(site("--seconds 5"));
+    ASSERT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    const Json together = json(result() / "middle/summary.json");
+    const Json alone = json(result() / "middle/alone/summary.json");
+    EXPECT_EQ(together["tracking"]["tracks"], alone["tracking"]["tracks"]);
+    EXPECT_GT(together["tracking"]["tracks"], 0);
+}
+
+TEST_F(SiteRun, CtrlCEndsAllProcessesAndKeepsTheResults) {
+    const pid_t child = start("");
+    EXPECT_EQ(processes_with(result().string()).size(), 5u);  // with the broker
+    ::kill(child, SIGINT);
+    EXPECT_EQ(end_of(child), 0) << out() << read_file(work_ / "err.txt");
+    EXPECT_TRUE(processes_with(result().string()).empty());
+    EXPECT_THAT(out(), AllOf(HasSubstr("merged"), Not(HasSubstr("by itself"))));
+    EXPECT_LT(json(result() / "summary.json")["frames"], 900);
+    EXPECT_TRUE(json(result() / "west/summary.json")["run"]["interrupted"]);
+}
+
+TEST_F(SiteRun, NothingIsLeftOfASiteThatIsKilled) {
+    const pid_t child = start("");
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(end_of(child), -1);
+    EXPECT_TRUE(eventually([this] { return processes_with(result().string()).empty(); }));
+}
+
+TEST_F(SiteRun, AKilledSlaveIsReportedAndTheOthersGoOn) {
+    const pid_t child = start("--seconds 12");
+    const auto before = read_file(result() / "middle/events.jsonl.part").size();
+    ::kill(device("west"), SIGKILL);
+    EXPECT_EQ(end_of(child), 1);
+    EXPECT_THAT(out(), AllOf(HasSubstr("west: ended with signal 9; the others go on"),
+                             HasSubstr("middle: the device west is missing"),
+                             HasSubstr("the people last seen by west are taken out"),
+                             HasSubstr("site hall, 180 frames")));
+    EXPECT_GT(read_file(result() / "events.jsonl").size(), before);
+    const Json slaves = json(result() / "middle/summary.json")["link"]["slaves"];
+    EXPECT_EQ(slaves[0]["name"], "west");
+    EXPECT_EQ(slaves[0]["stale_periods"], 1);
+    EXPECT_EQ(slaves[1]["stale_periods"], 0);
+    EXPECT_FALSE(fs::exists(result() / "west/summary.json"));
+}
+
+TEST_F(SiteRun, ADeviceRunsWithoutItsBroker) {
+    // Nobody listens on a port of the system's own.
+    const Outcome outcome = vca(site("--device west --broker 127.0.0.1:1 --frames 20"));
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("127.0.0.1:1"));
+    const Json summary = json(result() / "summary.json");
+    EXPECT_EQ(summary["run"]["frames"], 20);
+    EXPECT_EQ(summary["link"]["sent"], 0);
+}
+
+TEST_F(SiteRun, CheckDrawsThePlan) {
+    const Outcome outcome =
+        vca(std::string("site check ") + VCA_EXAMPLES + "/hall.toml --output plans");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("site hall"), HasSubstr("middle, master"),
+                                   HasSubstr("plan in plans/site_plan.png")));
+    EXPECT_THAT(read_file(work_ / "plans/site_plan.png"), ::testing::StartsWith("\x89PNG"));
+    fs::copy_file(fs::path(VCA_EXAMPLES) / "hall.toml", work_ / "mine.toml");
+    EXPECT_THAT(vca("site check mine.toml").out, HasSubstr("plan in site_plan.png"));
+    EXPECT_TRUE(fs::exists(work_ / "site_plan.png"));
+}
+
+TEST_F(SiteRun, RefusesWhatDoesNotGoTogether) {
+    const std::string hall = std::string("run --site ") + VCA_EXAMPLES + "/hall.toml ";
+    for (const char* option :
+         {"--scene entrance", "--seed 2", "--source scene", "--height 3000", "--box",
+          "--line \"10,10 90,90\"", "--detect both", "--no-live", "--config a.toml"}) {
+        const std::string name = std::string(option).substr(0, std::string(option).find(' '));
+        expect_refused(hall + option, AllOf(HasSubstr(name), HasSubstr("does not go with --site")));
+    }
+    for (const char* option : {"--broker a:1", "--start-at 1", "--alone"})
+        expect_refused(hall + option, HasSubstr("belongs to --device"));
+    for (const char* option : {"--device west", "--broker a:1", "--start-at 1", "--alone"})
+        expect_refused(std::string("run ") + option, HasSubstr("belongs to --site"));
+    expect_refused(hall + "--device west --alone --broker a:1", HasSubstr("exclude each other"));
+    expect_refused(hall + "--device nobody",
+                   AllOf(HasSubstr("no device \"nobody\""), HasSubstr("middle, west, east")));
+    for (const char* broker : {"host", "host:", ":1883", "host:0", "host:70000", "host:1x"})
+        expect_refused(hall + "--device west --broker " + broker, HasSubstr("host and port"));
+    expect_refused(hall + "--device west --start-at soon", HasSubstr("milliseconds since 1970"));
+    expect_refused(hall + "--device west --start-at 1000", HasSubstr("within the last minute"));
+    expect_refused(hall + "--seconds 0", HasSubstr("above 0"));
+    expect_refused(hall + "--device west --device east", HasSubstr("2 times"));
+    expect_refused("run --site ''", HasSubstr("--site is empty"));
+    expect_refused("run --site nowhere.toml", HasSubstr("no site file"));
+    expect_refused("site check nowhere.toml", HasSubstr("no site file"));
+    expect_refused("site check", HasSubstr("vca site check --help"));
+    expect_refused("site", HasSubstr("vca site --help"));
+}
+
+}  // namespace
