@@ -102,7 +102,8 @@ RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& o
     plan.options.target_min_mm = site.target_min_mm;
     plan.options.target_max_mm = site.target_max_mm;
     plan.options.frames = options.frames;
-    plan.options.seconds = options.seconds ? options.seconds : site.seconds;
+    plan.options.seconds = options.seconds;
+    if (!options.seconds && !options.frames) plan.options.seconds = site.seconds;
     plan.source = open_site_source(site, device);
     plan.config = device_config(site, device, role);
     if (options.alone) {

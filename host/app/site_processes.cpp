@@ -17,6 +17,7 @@ using std::chrono::steady_clock;
 
 constexpr int kPoll_ms = 50;
 constexpr std::chrono::seconds kLinesEvery{5};
+constexpr std::chrono::seconds kPatience{10};
 
 // One line for each process: on a terminal they stay at the bottom and are written anew, elsewhere
 // they come every few seconds.
@@ -29,21 +30,20 @@ class Display {
             width_ = std::max(width_, plan.name.size());
         }
         lines_.resize(names_.size());
+        active_.resize(names_.size());
     }
 
     void take(std::size_t process, const std::string& line) {
         if (line.empty()) return;
         if (line.front() != ' ') return say(process, line);
         lines_[process] = line;
-        if (!quiet_ && terminal_) draw();
-        if (quiet_ || terminal_ || steady_clock::now() < next_) return;
-        // Those of one round come together.
-        if (process + 1 < lines_.size() && !lines_[process + 1].empty()) return;
-        next_ = steady_clock::now() + kLinesEvery;
-        for (std::size_t i = 0; i < lines_.size(); ++i) {
-            if (!lines_[i].empty()) std::fprintf(out_, "%s\n", text(i).c_str());
-        }
-        std::fflush(out_);
+        if (quiet_) return;
+        terminal_ ? draw() : print_round();
+    }
+
+    void begin(std::size_t process) {
+        active_[process] = true;
+        patience_ = steady_clock::now() + kPatience;
     }
 
     void say(std::size_t process, const std::string& sentence) {
@@ -53,7 +53,8 @@ class Display {
         draw();
     }
 
-    void forget(std::size_t process) {
+    void end(std::size_t process) {
+        active_[process] = false;
         lines_[process].clear();
         draw();
     }
@@ -66,6 +67,20 @@ class Display {
   private:
     std::string text(std::size_t i) const {
         return "  " + names_[i] + std::string(width_ - names_[i].size(), ' ') + lines_[i];
+    }
+
+    // Those of one round come together, also the first ones, unless somebody has none for long.
+    void print_round() {
+        const auto now = steady_clock::now();
+        bool complete = true;
+        for (std::size_t i = 0; i < lines_.size(); ++i)
+            complete = complete && (!active_[i] || !lines_[i].empty());
+        if (now < next_ || (!complete && now < patience_)) return;
+        next_ = now + kLinesEvery;
+        for (std::size_t i = 0; i < lines_.size(); ++i) {
+            if (!lines_[i].empty()) std::fprintf(out_, "%s\n", text(i).c_str());
+        }
+        std::fflush(out_);
     }
 
     void erase() {
@@ -93,8 +108,10 @@ class Display {
     std::size_t width_ = 0;
     std::vector<std::string> names_;
     std::vector<std::string> lines_;
+    std::vector<bool> active_;
     int drawn_ = 0;
     steady_clock::time_point next_{};
+    steady_clock::time_point patience_{};
 };
 
 class Watch {
@@ -125,6 +142,7 @@ class Watch {
     void start_some() {
         while (!asked_ && started_ < run_.plans.size() && running() < run_.most_at_once) {
             children_[started_] = std::make_unique<ChildProcess>(run_.plans[started_].arguments);
+            display_.begin(started_);
             ++started_;
         }
     }
@@ -156,9 +174,10 @@ class Watch {
         ended_[i] = status;
         if (*status != 0) {
             const bool last = running() == 0;
-            display_.say(i, "ended with " + end_text(*status) + (last ? "" : "; the others go on"));
+            display_.say(i, "ended with " + end_text(*status) +
+                                (last || asked_ ? "" : "; the others go on"));
         }
-        display_.forget(i);
+        display_.end(i);
     }
 
     std::vector<ProcessEnd> ends_in_order() const {

@@ -19,6 +19,9 @@ using Json = nlohmann::ordered_json;
 constexpr std::size_t kMostRefusals = 32;
 constexpr std::size_t kLongestShownName = 64;
 
+// Messages that wait for a pass that shows somebody: far more than come between two passes.
+constexpr std::size_t kMostUncounted = 1024;
+
 MasterSettings checked(MasterSettings settings) {
     if (!(settings.heartbeat_s > 0.0)) {
         throw std::invalid_argument("the time between two heartbeats must be above 0 s");
@@ -160,6 +163,7 @@ void MasterBridge::deliver(MASTER_MSG_S& packet, const MqttMessage& source) {
 void MasterBridge::await_count(int slave, std::int64_t sent_us) {
     if (!hooks_.frame_in_work) return;
     bus_.call([this, slave, sent_us] {
+        if (uncounted_.size() >= kMostUncounted) return;
         uncounted_.push_back({slave, sent_us, hooks_.frame_in_work()});
     });
 }

@@ -160,18 +160,12 @@ TEST_F(SiteRun, EndsWithTheTableAndTheFilesOfTheSite) {
         // By the wall clock, not as fast as it goes.
         EXPECT_GT(summary["wall_seconds"], 4.8) << name;
     }
+    // The tracks of the master's own camera, not once more those of the merged scene.
+    const Json alone = json(result() / "middle/alone/summary.json");
+    EXPECT_EQ(master["tracking"]["tracks"], alone["tracking"]["tracks"]);
+    EXPECT_GT(master["tracking"]["tracks"], 0);
     EXPECT_EQ(json(result() / "west/summary.json")["lines"].size(), 0u);  // its master counts
     EXPECT_TRUE(processes_with(result().string()).empty());
-}
-
-// The tracks of a device's own camera, not once more those of the merged scene.
-TEST_F(SiteRun, AMastersTracksAreThoseOfItsCamera) {
-    const Outcome outcome = vca(site("--seconds 5"));
-    ASSERT_EQ(outcome.status, 0) << outcome.out << outcome.err;
-    const Json together = json(result() / "middle/summary.json");
-    const Json alone = json(result() / "middle/alone/summary.json");
-    EXPECT_EQ(together["tracking"]["tracks"], alone["tracking"]["tracks"]);
-    EXPECT_GT(together["tracking"]["tracks"], 0);
 }
 
 TEST_F(SiteRun, CtrlCEndsAllProcessesAndKeepsTheResults) {
@@ -193,19 +187,19 @@ TEST_F(SiteRun, NothingIsLeftOfASiteThatIsKilled) {
 }
 
 TEST_F(SiteRun, AKilledSlaveIsReportedAndTheOthersGoOn) {
-    const pid_t child = start("--seconds 12");
+    const pid_t child = start("--seconds 9");
     const auto before = read_file(result() / "middle/events.jsonl.part").size();
     ::kill(device("west"), SIGKILL);
     EXPECT_EQ(end_of(child), 1);
     EXPECT_THAT(out(), AllOf(HasSubstr("west: ended with signal 9; the others go on"),
                              HasSubstr("middle: the device west is missing"),
-                             HasSubstr("the people last seen by west are taken out"),
-                             HasSubstr("site hall, 180 frames")));
+                             HasSubstr("the people last seen by the device west are"),
+                             HasSubstr("site hall, 135 frames")));
     EXPECT_GT(read_file(result() / "events.jsonl").size(), before);
     const Json slaves = json(result() / "middle/summary.json")["link"]["slaves"];
     EXPECT_EQ(slaves[0]["name"], "west");
-    EXPECT_EQ(slaves[0]["stale_periods"], 1);
-    EXPECT_EQ(slaves[1]["stale_periods"], 0);
+    EXPECT_GE(slaves[0]["stale_periods"], 1);
+    EXPECT_GT(slaves[1]["received"], slaves[0]["received"]);
     EXPECT_FALSE(fs::exists(result() / "west/summary.json"));
 }
 
