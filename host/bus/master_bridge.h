@@ -36,7 +36,7 @@ struct MasterHooks {
     std::function<void(const std::string&)> report;
     // The frame of the library's last pass, or of the one it is in; any thread. Null: how long a
     // message takes until it is counted is not measured.
-    std::function<std::int64_t()> frame_in_work;
+    std::function<std::int64_t()> frame_in_work{};
 };
 
 struct SlaveView {
