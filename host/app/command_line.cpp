@@ -39,8 +39,12 @@ Points are pixels of the 960 x 544 picture, for a recording pixels of its own im
 
 In the output folder: events.jsonl (every message of the analysis), summary.json (all counts and
 measurements), regions.csv (people in each region, second by second), stays.csv (each stay in a
-region), library.log (what the analysis library prints) and picture.png.
+region), heat_dwell.png and heat_motion.png, live.mp4 (what a customer's screen would show),
+library.log (what the analysis library prints) and picture.png.
 )";
+
+// What the options that belong to the one before them follow.
+enum class Given { kNothing, kLine, kRegion, kExclusion };
 
 // Options that are stored apart, because they win over the configuration file whatever the order.
 struct Overrides {
@@ -64,7 +68,7 @@ struct Overrides {
     std::vector<std::string> region_places;
     std::vector<std::vector<PicturePoint>> exclusions;
     std::vector<std::string> exclusion_places;
-    bool of_region = false;         // a region came after the last line
+    Given last = Given::kNothing;
     std::set<std::string> of_last;  // options already given for the last line or region
 };
 
@@ -93,7 +97,7 @@ void check_once_for(Overrides& given, const std::string& option, const std::stri
 }
 
 CountingLine& line_before(Overrides& given, const std::string& option) {
-    if (given.lines.empty() || given.of_region) {
+    if (given.last != Given::kLine) {
         throw InputError(option + " belongs to a counting line; write it after its --line");
     }
     check_once_for(given, option, given.line_places.back().line);
@@ -108,7 +112,7 @@ void add_line(Overrides& given, const std::string& text) {
     check_line_points(line.points, place);
     given.lines.push_back(std::move(line));
     given.line_places.push_back({place, ""});
-    given.of_region = false;
+    given.last = Given::kLine;
     given.of_last.clear();
 }
 
@@ -120,7 +124,7 @@ void add_region(Overrides& given, const std::string& text) {
     check_region_points(region.points, place);
     given.regions.push_back(std::move(region));
     given.region_places.push_back(place);
-    given.of_region = true;
+    given.last = Given::kRegion;
     given.of_last.clear();
 }
 
@@ -130,18 +134,19 @@ void add_exclusion(Overrides& given, const std::string& text) {
     check_exclusion_points(area, place);
     given.exclusions.push_back(std::move(area));
     given.exclusion_places.push_back(place);
+    given.last = Given::kExclusion;
 }
 
 void add_name(Overrides& given, const std::string& text) {
-    if (given.lines.empty() && given.regions.empty()) {
+    if (given.last != Given::kLine && given.last != Given::kRegion) {
         throw InputError(
             "--name belongs to a counting line or region; write it after its --line or --region");
     }
-    const std::string place =
-        given.of_region ? given.region_places.back() : given.line_places.back().line;
+    const bool of_line = given.last == Given::kLine;
+    const std::string place = of_line ? given.line_places.back().line : given.region_places.back();
     check_once_for(given, "--name", place);
     check_name(text, "--name of " + place);
-    (given.of_region ? given.regions.back().name : given.lines.back().name) = text;
+    (of_line ? given.lines.back().name : given.regions.back().name) = text;
 }
 
 void add_uturn(Overrides& given, const std::string& text) {
@@ -289,9 +294,15 @@ void add_run_options(CLI::App& run, RunOptions& options, Overrides& given) {
         ->group("Output");
     run.add_flag("--show-detected", options.show_detected,
                  "Have the analysis also send the trails of the boxes as detected")
+        ->disable_flag_override()
         ->group("Output");
-    run.add_flag("!--no-live", options.live, "Leave out the live video")->group("Output");
-    run.add_flag("--quiet", options.quiet, "Print only the summary")->group("Output");
+    run.add_flag_callback(
+           "--no-live", [&options] { options.live = false; }, "Leave out the live video")
+        ->disable_flag_override()
+        ->group("Output");
+    run.add_flag("--quiet", options.quiet, "Print only the summary")
+        ->disable_flag_override()
+        ->group("Output");
     run.footer(kRunFooter);
 }
 

@@ -113,11 +113,11 @@ void draw_title(cv::Mat image, const cv::Mat& values, const HeatScale& scale, He
                                {20, 16}, 0.8, kWhite, 2);
     std::string text = dwell ? "nobody stayed" : "nobody walked";
     if (scale.most > 0.0 && dwell) {
-        text = "longest on one spot " + tick_text(scale.most) + " seconds; in all about " +
-               tick_text(cv::sum(values)[0] / kCellsOfPerson) + " seconds of people's time";
+        text = "longest on one spot " + tick_text(scale.most) + " seconds, " +
+               tick_text(cv::sum(values)[0] / kCellsOfPerson) +
+               " in all, as the map counts them: in steps, on every third update";
     } else if (scale.most > 0.0) {
-        text = "most on one spot " + tick_text(scale.most) + " passages; in all " +
-               tick_text(cv::sum(values)[0]) + " on the spots of a 240 x 135 grid";
+        text = "most on one spot " + tick_text(scale.most) + " passages";
     }
     put_text(image, text, {20, below + 14}, 0.6, cv::Scalar(205, 200, 195));
 }

@@ -124,8 +124,8 @@ void check_polygon(const std::vector<PicturePoint>& points, const std::string& p
                          point_text(point) + "; corners must lie at different places");
     }
     if (area_px2(points) < kSmallestArea_px2) {
-        throw InputError(place + " encloses nothing; the corners of " + what +
-                         " must not lie on one straight line");
+        throw InputError(place + " encloses nothing or less than a pixel; the corners of " + what +
+                         " must lie apart and not on one straight line");
     }
 }
 
@@ -158,7 +158,7 @@ void check_area_on_line(const std::vector<PicturePoint>& area,
 }
 
 void check_name(const std::string& name, const std::string& place) {
-    if (name.empty()) {
+    if (name.find_first_not_of(' ') == std::string::npos) {
         throw InputError(place + " is empty; leave it out or write a name");
     }
     for (std::size_t at = 0; at < name.size();) {

@@ -1,9 +1,6 @@
 // Queue, drawing thread and encoder of the live video.
 #include "host/app/live_video.h"
 
-#include <unistd.h>
-
-#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <opencv2/imgproc.hpp>
@@ -25,13 +22,10 @@ constexpr std::size_t kMostWaiting = 12;
 // ending: it is given a link of the right name that is gone again once the file is open.
 class NamedLink {
   public:
-    explicit NamedLink(const std::string& target) {
-        static std::atomic<int> number{0};
-        link_ = fs::temp_directory_path() / ("vca-live-" + std::to_string(::getpid()) + "-" +
-                                             std::to_string(number++) + ".mp4");
+    explicit NamedLink(const std::string& target) : link_(target + ".link.mp4") {
         std::error_code error;
         fs::remove(link_, error);
-        fs::create_symlink(fs::absolute(target), link_);
+        fs::create_symlink(fs::path(target).filename(), link_);
     }
     ~NamedLink() {
         std::error_code error;

@@ -61,6 +61,12 @@ void catch_interrupts() {
     }
 }
 
+// Once the results get their names they are kept.
+void ignore_interrupts() {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(number, SIG_IGN);
+}
+
 double expected_frames(const host::RunPlan& plan) {
     const host::SourceInfo& info = plan.source->info();
     double frames = info.duration_s * info.frames_per_second;
@@ -110,6 +116,7 @@ int run_command(const host::RunOptions& options) {
     host::write_stays_csv(result, folder.temporary(kStays));
     host::write_picture(result, folder.temporary(kPicture));
     host::write_heat_pictures(result, folder.temporary(kHeatDwell), folder.temporary(kHeatMotion));
+    ignore_interrupts();
     folder.commit();
     host::write_text(output.host(),
                      host::summary_text(result) + "  results in           " + plan.output + "\n");
@@ -126,6 +133,8 @@ int main(int argc, char** argv) {
     host::open_missing_standard_files();
     // A reader that goes away shows as a failed write, after which the results are still kept.
     std::signal(SIGPIPE, SIG_IGN);
+    // A limit of the file size shows as a failed write too.
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         const host::CommandLine command = host::parse_command_line(argc, argv);
         switch (command.command) {

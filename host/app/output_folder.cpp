@@ -2,6 +2,7 @@
 #include "host/app/output_folder.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <array>
@@ -54,6 +55,17 @@ bool can_write_into(const fs::path& folder) {
 
 }  // namespace
 
+FolderLock::~FolderLock() {
+    if (file_ >= 0) ::close(file_);
+}
+
+// The lock goes with the process, however it ends. Where a file system knows no locks there is
+// none.
+bool FolderLock::take(const std::string& folder) {
+    file_ = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return file_ < 0 || ::flock(file_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
 OutputFolder::OutputFolder(const std::string& path, std::vector<std::string> names)
     : path_(path), names_(std::move(names)) {
     std::error_code error;
@@ -69,6 +81,10 @@ OutputFolder::OutputFolder(const std::string& path, std::vector<std::string> nam
     if (!fs::is_directory(whole, error) || !can_write_into(path_)) {
         remove_made_folders();
         refuse(path_);
+    }
+    if (!lock_.take(path_.string())) {
+        throw InputError("another run is writing into the output folder \"" + path_.string() +
+                         "\"; name another one with --output");
     }
     check_names();
     remember_for_emergency();

@@ -9,10 +9,25 @@
 
 namespace host {
 
+// Keeps other runs out of a folder for its lifetime.
+class FolderLock {
+  public:
+    FolderLock() = default;
+    ~FolderLock();
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+    // False when another one holds the folder.
+    bool take(const std::string& folder);
+
+  private:
+    int file_ = -1;
+};
+
 class OutputFolder {
   public:
-    // Makes the folder and finds out whether files of these names can be written. Throws
-    // InputError.
+    // Makes the folder, keeps other runs out of it, and finds out whether files of these names can
+    // be written. Throws InputError.
     OutputFolder(const std::string& path, std::vector<std::string> names);
     // Without commit() removes what was written, and the folders that were made.
     ~OutputFolder();
@@ -35,6 +50,7 @@ class OutputFolder {
     std::vector<std::filesystem::path> made_;  // folders, innermost first
     std::vector<std::string> names_;
     std::deque<std::string> emergency_paths_;
+    FolderLock lock_;
     bool committed_ = false;
 };
 

@@ -73,8 +73,8 @@ void print_places(std::string& out, const RunResult& result) {
               stats.true_long_stays);
     }
     if (!result.heat) return;
-    print(out, "  heat map             %.0f s", heat_seconds(*result.heat));
-    if (result.source.has_truth) print(out, " of %.0f s in view", stats.true_view_s);
+    print(out, "  heat map             %.0f s as the map counts them", heat_seconds(*result.heat));
+    if (result.source.has_truth) print(out, "; people were in view for %.0f s", stats.true_view_s);
     out += "\n";
 }
 

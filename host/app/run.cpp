@@ -242,6 +242,7 @@ double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop)
         measured.push_back(session.install_height_mm());
         trial.source->skip(frames_between(trial.source->info()));
     }
+    if (stop()) throw std::runtime_error("stopped before the installation height was measured");
     return checked_height_mm(floor_distance_mm(measured), "the measured installation height");
 }
 

@@ -42,6 +42,8 @@ Json run_json(const RunResult& result) {
     run["install_height_mm"] = result.install_height_mm;
     run["height_measured"] = result.height_measured;
     run["detect"] = detect_mode_name(result.options.detect);
+    run["gender_model"] = result.options.gender;
+    run["staff_model"] = result.options.staff;
     run["position"] = result.options.source.foot_point ? "foot" : "box";
     run["interrupted"] = result.interrupted;
     run["warnings"] = result.warnings;

@@ -22,8 +22,10 @@ std::string version_text() {
            sources +
            "\n"
            "detection:  depth colour both\n"
-           "counting:   lines, groups, U-turn filter\n"
-           "output:     events.jsonl summary.json library.log picture.png\n"
+           "counting:   lines, groups, U-turn filter, regions, heat maps, exclusion areas\n"
+           "attributes: gender (network), staff (vest, network)\n"
+           "output:     events.jsonl summary.json regions.csv stays.csv heat_dwell.png\n"
+           "            heat_motion.png live.mp4 library.log picture.png\n"
            "OpenCV " CV_VERSION "\n";
 }
 

@@ -52,6 +52,8 @@ Json person_json(const RGN_PERSON_S& p) {
     }
     return {{"track", static_cast<std::int32_t>(p.obj.reserved0)},
             {"box", box_json(p.obj)},
+            {"gender", p.obj.gender},
+            {"staff", p.obj.staff},
             {"inside", std::move(inside)},
             {"stay_ms", std::move(stay_ms)}};
 }
@@ -70,6 +72,8 @@ struct Fields {
         out["line"] = e.line;
         out["direction"] = e.direction;
         out["height_mm"] = e.box.height;
+        out["gender"] = e.box.gender;
+        out["staff"] = e.box.staff;
         out["box"] = box_json(e.box);
     }
     void operator()(const GroupCounted& e) const {

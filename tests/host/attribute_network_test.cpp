@@ -144,7 +144,7 @@ TEST(NetworkFile, ARefusalSaysWhatTheFileHasAndWhatIsNeeded) {
     EXPECT_THAT(gender_error(network("misdeclared.onnx")), HasSubstr("answers with 4 numbers"));
     EXPECT_THAT(gender_error(network("unknown_layer.onnx")),
                 AllOf(HasSubstr("cannot be run"), HasSubstr("NoSuchLayer")));
-    EXPECT_THAT(gender_error(network("truncated.onnx")), HasSubstr("not a whole ONNX file"));
+    EXPECT_THAT(gender_error(network("truncated.onnx")), HasSubstr("no ONNX file, or not a whole one"));
 }
 
 TEST(NetworkFile, WhatIsNoFileIsRefused) {
@@ -154,7 +154,7 @@ TEST(NetworkFile, WhatIsNoFileIsRefused) {
     EXPECT_THAT(gender_error("/dev/zero"), HasSubstr("cannot be read"));
     const auto path = test::unique_path("vca-network-test", ".onnx");
     std::ofstream(path).close();
-    EXPECT_THAT(gender_error(path.string()), HasSubstr("not a whole ONNX file"));
+    EXPECT_THAT(gender_error(path.string()), HasSubstr("no ONNX file, or not a whole one"));
     std::filesystem::remove(path);
     EXPECT_THROW(host::open_staff_network("visitors"), host::InputError);
 }

@@ -209,6 +209,8 @@ TEST(EventJson, CarriesTheCommonFieldsAndThoseOfTheMessage) {
     counted.direction = 2;
     counted.box.height = 1650.0f;
     counted.box.w = 70;
+    counted.box.gender = 2;
+    counted.box.staff = 1;
     const nlohmann::json json = json_of(6045, counted);
     EXPECT_EQ(json["message"], "person_counted");
     EXPECT_EQ(json["id"], 6045);
@@ -219,6 +221,8 @@ TEST(EventJson, CarriesTheCommonFieldsAndThoseOfTheMessage) {
     EXPECT_EQ(json["direction"], 2);
     EXPECT_EQ(json["height_mm"], 1650.0);
     EXPECT_EQ(json["box"]["w"], 70);
+    EXPECT_EQ(json["gender"], 2);
+    EXPECT_EQ(json["staff"], 1);
 }
 
 TEST(EventJson, NamesEveryMessage) {

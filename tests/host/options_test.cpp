@@ -87,6 +87,8 @@ TEST(CommandLine, ChoosesWhatIsWritten) {
     EXPECT_FALSE(run_options({}).show_detected);
     EXPECT_FALSE(run_options({"--no-live"}).live);
     EXPECT_TRUE(run_options({"--show-detected"}).show_detected);
+    EXPECT_NE(error_of({"--no-live=false"}), "");
+    EXPECT_NE(error_of({"--show-detected=7"}), "");
 }
 
 TEST(CommandLine, SaysWhatIsWrongWithRegionsAndExclusionAreas) {
@@ -111,6 +113,11 @@ TEST(CommandLine, SaysWhatIsWrongWithRegionsAndExclusionAreas) {
     EXPECT_EQ(error_of({"--line", "1,1 9,9", "--name", "a", "--region", area, "--name", "a"}), "");
     EXPECT_THAT(error_of({"--region", area, "--name", "a", "--name", "b"}), HasSubstr("twice"));
     EXPECT_THAT(error_of({"--region", area, "--name", ""}), HasSubstr("is empty"));
+    EXPECT_THAT(error_of({"--region", area, "--name", "  "}), HasSubstr("is empty"));
+    EXPECT_THAT(error_of({"--region", area, "--exclude", area, "--name", "a"}),
+                HasSubstr("after its --line or --region"));
+    EXPECT_THAT(error_of({"--line", "1,1 9,9", "--region", area, "--flip"}),
+                HasSubstr("after its --line"));
     EXPECT_THAT(error_of({"--name", "a"}), HasSubstr("after its --line or --region"));
     for (const std::vector<const char*>& option :
          {std::vector{"--flip"}, std::vector{"--uturn", "none"}}) {

@@ -58,6 +58,16 @@ TEST_F(Output, AnExistingFolderKeepsWhatItHolds) {
     EXPECT_FALSE(fs::exists(base_ / "x.json.part"));
 }
 
+TEST_F(Output, OneRunAtATimeWritesIntoAFolder) {
+    {
+        const host::OutputFolder first(base_.string(), {"x.json"});
+        write(first.temporary("x.json"));
+        EXPECT_THROW(host::OutputFolder(base_.string(), {"x.json"}), host::InputError);
+        EXPECT_TRUE(fs::exists(first.temporary("x.json")));
+    }
+    EXPECT_NO_THROW(host::OutputFolder(base_.string(), {"x.json"}));
+}
+
 TEST_F(Output, AMissingFileStopsTheCommitBeforeAnyName) {
     {
         host::OutputFolder folder(base_.string(), {"x.json", "never-written.json"});

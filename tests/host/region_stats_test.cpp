@@ -259,12 +259,14 @@ TEST(Report, ShowsRegionsHeatAndStaffWhereTheyAreKnown) {
     host::evaluate(result);
     EXPECT_THAT(host::summary_text(result), HasSubstr("till"));
     EXPECT_THAT(host::summary_text(result), Not(HasSubstr("(inside)")));
-    EXPECT_THAT(host::summary_text(result), HasSubstr("heat map             3 s\n"));
+    EXPECT_THAT(host::summary_text(result),
+                HasSubstr("heat map             3 s as the map counts them\n"));
     EXPECT_THAT(host::summary_text(result), HasSubstr("0 of 0 counted\n"));
     result.source.has_truth = true;
     host::evaluate(result);
     EXPECT_THAT(host::summary_text(result), HasSubstr("(inside)"));
-    EXPECT_THAT(host::summary_text(result), HasSubstr("3 s of 0 s in view"));
+    EXPECT_THAT(host::summary_text(result),
+                HasSubstr("3 s as the map counts them; people were in view for 0 s"));
 }
 
 class Csv : public OnePerson {

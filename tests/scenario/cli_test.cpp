@@ -389,7 +389,7 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused("--config none.toml", HasSubstr("none.toml"));
     expect_refused("--staff vests", AllOf(HasSubstr("\"vests\""), HasSubstr("vest or none")));
     write("words.onnx", "no network");
-    expect_refused("--gender words.onnx", HasSubstr("not a whole ONNX file"));
+    expect_refused("--gender words.onnx", HasSubstr("no ONNX file, or not a whole one"));
     write("key.toml", "hieght = 3\n");
     expect_refused("--config key.toml", AllOf(HasSubstr("key.toml"), HasSubstr("line 1")));
     const std::string line = " --line '1,1 9,9'";
