@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
+#include <thread>
 
 #include "tests/support/log_lines.h"
 #include "tests/support/scripted_host.h"
@@ -191,6 +193,37 @@ TEST(MainTask, IdleWithoutBaseStageDropsTheTracks) {
     test::stop_library();
     EXPECT_EQ(host().images_alive(), 0u);
     EXPECT_THAT(host().errors(), IsEmpty());
+}
+
+TEST(MainTask, IdlePassesAreNotCounted) {
+    // On the calling thread: one pass, then an idle one.
+    host().use_clock(1'000'000);
+    vca_base_init();
+    TQ_MUTEX_S* algo = static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex());
+    tq_mutex_init(algo);
+    VCA_CTRL_S* ctrl = vca_get_pCtrl_param();
+    ctrl->algo_running = 1;
+    Frame frame;
+    frame.on_read = [ctrl] {
+        host().advance_clock(17'000);
+        ctrl->algo_running = 0;
+    };
+    host().push({frame});
+    vca_algo_main_task(nullptr);
+    EXPECT_EQ(vca_get_algo_loop_tm(), 17);
+    ctrl->base_ready = 0;
+    test::StdoutCapture out;
+    ctrl->algo_running = 1;
+    std::thread stopper([ctrl] {
+        avs_mdelay(100);
+        std::atomic_ref(ctrl->algo_running) = uint8_t{0};
+    });
+    vca_algo_main_task(nullptr);
+    stopper.join();
+    EXPECT_GE(test::count_log(out.text(), "Algo module is initializing..."), 1);
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 1);
+    EXPECT_EQ(vca_get_algo_loop_tm(), 17);
+    tq_mutex_uninit(algo);
 }
 
 TEST(MainTask, TracksAreReleasedAtTheEnd) {
