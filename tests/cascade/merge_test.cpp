@@ -515,6 +515,7 @@ TEST_F(Merge, HalvesAreTruncatedTowardZero) {
                 {-400, -405, -432},
                 // single precision: 2^24 + 1 is not a number there
                 {16777216 + 30, 16777216 + 31, 16777216},
+                {16777217 + 30, 16777217 + 30, 16777216},
                 {-16777216 + 30, -16777216 + 29, -16777216}};
     for (const auto& row : rows) {
         tracks.clear();

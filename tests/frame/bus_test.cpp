@@ -32,7 +32,7 @@ Frame frame_with_requests(int count) {
 TEST(Bus, HandlerTableRowsInOrder) {
     test::start_library();
     const auto rows = host().handler_table();
-    ASSERT_EQ(rows.size(), 5u);
+    ASSERT_EQ(rows.size(), 8u);
     EXPECT_EQ(rows[0].id, 6078);
     EXPECT_EQ(rows[0].handler, &vca_algo_set_cfg_params);
     EXPECT_EQ(rows[1].id, 6082);
@@ -43,6 +43,12 @@ TEST(Bus, HandlerTableRowsInOrder) {
     EXPECT_EQ(rows[3].handler, &vca_set_draw_exclusion_alive);
     EXPECT_EQ(rows[4].id, 6077);
     EXPECT_EQ(rows[4].handler, &vca_install_height_request);
+    EXPECT_EQ(rows[5].id, 6085);
+    EXPECT_EQ(rows[5].handler, &dev_cscd_master_recive_slave_track);
+    EXPECT_EQ(rows[6].id, 6084);
+    EXPECT_EQ(rows[6].handler, &dev_cscd_master_send_frm_cnt_to_slave);
+    EXPECT_EQ(rows[7].id, 6083);
+    EXPECT_EQ(rows[7].handler, &dev_cscd_slave_recive_master_frm_cnt);
     for (const auto& row : rows) {
         EXPECT_EQ(row.zero0, 0u);
         EXPECT_EQ(row.zero1, 0u);
@@ -73,10 +79,17 @@ TEST(Bus, HandlersTakeNoLock) {
     host().deliver(VCA_MSG_SHOW_DETECTION, &on);
     host().deliver(VCA_MSG_INSTALL_HEIGHT, nullptr);
     host().deliver(VCA_MSG_HEAT_RESET, nullptr);
+    const auto slave_tracks = std::make_unique<MASTER_MSG_S>();
+    host().deliver(VCA_MSG_SLAVE_TRACKS, slave_tracks.get());
+    int32_t count = 5;
+    host().deliver(VCA_MSG_FRAME_COUNT, &count);
     EXPECT_THAT(host().call_texts(false), IsEmpty());
     const uint8_t request[VCA_HEAT_REQUEST_BYTES] = {};
     host().deliver(VCA_MSG_HEAT_MAP, request);
     EXPECT_THAT(host().call_texts(false), ElementsAre("tq_sock_send_msg(1,6081,259224)"));
+    host().clear_calls();
+    host().deliver(VCA_MSG_ASK_FRAME_COUNT, nullptr);
+    EXPECT_THAT(host().call_texts(false), ElementsAre("tq_sock_send_msg(1,6083,4)"));
     test::stop_library();
 }
 

@@ -125,7 +125,7 @@ TEST(Lifecycle, AlgoInitCallsTheHostInOrder) {
                     "ioutracker_set_conf_thresh(0,0.200000003,0.5)", "ioutracker_init(1,12,4)",
                     "ioutracker_set_conf_thresh(1,0.200000003,0.5)",
                     "vca_trker_init: vca_trker_init=0", "tq_mutex_unlock(algo)",
-                    "tq_task_create_join(main_task,null)", "sock_request_register(5)",
+                    "tq_task_create_join(main_task,null)", "sock_request_register(8)",
                     "tq_sock_send_msg(1,6078,8048)", "vca_algo_init: vca_algo init 111"));
     EXPECT_EQ(vca_get_pCtrl_param()->algo_running, 1);
     vca_algo_uninit();
@@ -172,7 +172,7 @@ TEST(Lifecycle, AlgoUninitCallsTheHostInOrder) {
     test::StdoutCapture out;
     EXPECT_EQ(vca_algo_uninit(), 0);
     EXPECT_THAT(timeline(out.text()),
-                ElementsAre("vca_algo_uninit: vca_algo uninit 000", "sock_request_unregister(5)",
+                ElementsAre("vca_algo_uninit: vca_algo uninit 000", "sock_request_unregister(8)",
                             "algo_common_uninit: algo_common_uninit 000", "tq_task_join",
                             "tq_mutex_lock(algo)", "ioutracker_uninit(1)", "ioutracker_uninit(0)",
                             "tq_mutex_unlock(algo)", "tq_mutex_uninit(algo)",

@@ -1,11 +1,11 @@
-// The analysis task: the calls of a pass in order, its timing logs, idling, failures and the end.
+// The analysis task: the calls of a pass in order, idling, failures and the end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <atomic>
 #include <future>
+#include <thread>
 
-#include "tests/support/flag_file.h"
 #include "tests/support/log_lines.h"
 #include "tests/support/scripted_host.h"
 #include "tests/support/stdout_capture.h"
@@ -166,141 +166,6 @@ TEST(MainTask, FailedAcquisitionNeitherFeedsTheFloorMapNorAnswers) {
     test::stop_library();
 }
 
-std::vector<std::string> timing_bodies(const std::string& output) {
-    std::vector<std::string> bodies;
-    for (const auto& line : test::parse_log(output)) {
-        if (line.body.starts_with("Tm: ") || line.body.starts_with("\nTm: "))
-            bodies.push_back(line.body);
-    }
-    return bodies;
-}
-
-class MainTaskTiming : public testing::Test {
-  protected:
-    MainTaskTiming() {
-        host().use_clock(50'000'000);
-        host().on_detection = [](NN_MODEL_TYPE_E model, auto, auto) {
-            if (model == test::kColourModel) host().advance_clock(7'000);
-            if (model == test::kDepthModel) host().advance_clock(20'000);
-        };
-    }
-
-    static Frame frame_of_five_ms() {
-        Frame frame;
-        frame.colour = {{1, 300, 200, 80, 80, 1, 0.9f}, {2, 500, 200, 80, 80, 1, 0.9f}};
-        frame.depth = {{3, 700, 200, 80, 80, 1, 0.9f}};
-        frame.on_read = [] { host().advance_clock(5'000); };
-        return frame;
-    }
-};
-
-TEST_F(MainTaskTiming, FirstPassAndEveryTwelfth) {
-    test::FlagFile flag("/tmp/vca-tm");
-    test::apply_config(test::plain_config());
-    test::StdoutCapture out;
-    host().push({frame_of_five_ms()});
-    test::start_library();
-    ASSERT_TRUE(host().run({}));
-    const std::vector<std::string> expected = {"\nTm: data_update_real_depth=5 H=3000",
-                                               "Tm: detection-2 real rgb=12",
-                                               "Tm: detection-1 depth rgb=32",
-                                               "Tm: vca obj-3 tracking(3)=32",
-                                               "Tm: sync_tracking_info=32",
-                                               "Tm: procese event=32",
-                                               "Tm: procese message=32",
-                                               "Tm: Loop=32"};
-    EXPECT_THAT(timing_bodies(out.text()), ElementsAreArray(expected));
-    out.clear();
-    ASSERT_TRUE(host().run(std::vector<Frame>(11, frame_of_five_ms())));  // counts 1 to 11
-    EXPECT_THAT(timing_bodies(out.text()), IsEmpty());
-    ASSERT_TRUE(host().run({frame_of_five_ms()}));  // count 12
-    EXPECT_THAT(timing_bodies(out.text()), ElementsAreArray(expected));
-    for (const auto& line : test::parse_log(out.text())) {
-        if (line.body.find("Tm: ") == std::string::npos) continue;
-        EXPECT_EQ(line.function, "vca_algo_main_task") << line.body;
-    }
-    test::stop_library();
-}
-
-TEST_F(MainTaskTiming, ColourOnlyLogsNoDepthDetection) {
-    test::FlagFile flag("/tmp/vca-tm");
-    auto cfg = test::plain_config();
-    cfg.DetectModel = 1;
-    test::apply_config(cfg);
-    test::StdoutCapture out;
-    host().push({frame_of_five_ms()});
-    test::start_library();
-    ASSERT_TRUE(host().run({}));
-    EXPECT_THAT(timing_bodies(out.text()),
-                ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
-                            "Tm: vca obj-2 tracking(2)=12", "Tm: sync_tracking_info=12",
-                            "Tm: procese event=12", "Tm: procese message=12", "Tm: Loop=12"));
-    test::stop_library();
-}
-
-TEST_F(MainTaskTiming, NegativeMultiplesOfTwelveCount) {
-    test::FlagFile flag("/tmp/vca-tm");
-    test::apply_config(test::plain_config());
-    vca_feed_frm_cnt_set(-24);
-    test::StdoutCapture out;
-    host().push(std::vector<Frame>(3));
-    test::start_library();
-    ASSERT_TRUE(host().run({}));
-    const auto bodies = timing_bodies(out.text());
-    EXPECT_EQ(std::count(bodies.begin(), bodies.end(), "Tm: Loop=27"), 1);
-    EXPECT_EQ(vca_feed_frm_cnt_get(), -21);
-    test::stop_library();
-}
-
-TEST_F(MainTaskTiming, SlaveLogsNoEventStages) {
-    test::FlagFile flag("/tmp/vca-tm");
-    auto cfg = test::plain_config();
-    cfg.devWorkMode = 2;
-    test::apply_config(cfg);
-    test::StdoutCapture out;
-    host().push({frame_of_five_ms()});
-    test::start_library();
-    ASSERT_TRUE(host().run({}));
-    EXPECT_THAT(
-        timing_bodies(out.text()),
-        ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
-                    "Tm: detection-1 depth rgb=32", "Tm: vca obj-3 tracking(3)=32", "Tm: Loop=32"));
-    test::stop_library();
-}
-
-TEST_F(MainTaskTiming, StagesAreMeasuredWhereTheyEnd) {
-    test::FlagFile flag("/tmp/vca-tm");
-    auto cfg = test::plain_config();
-    test::set_region(cfg, 0, {{0, 0}, {959, 0}, {959, 543}, {0, 543}});
-    test::apply_config(cfg);
-    int32_t on = 1;
-    vca_set_draw_exclusion_alive(0, &on);
-    host().on_call = [](const std::string& call) {
-        if (call.starts_with("tq_sock_send_msg(1,6090,")) host().advance_clock(1'000);
-        if (call.starts_with("tq_sock_send_msg(1,6069,")) host().advance_clock(2'000);
-        if (call.starts_with("tq_sock_send_msg(1,6070,")) host().advance_clock(4'000);
-    };
-    test::StdoutCapture out;
-    host().push({frame_of_five_ms()});
-    test::start_library();
-    ASSERT_TRUE(host().run({}));
-    EXPECT_THAT(timing_bodies(out.text()),
-                ElementsAre("\nTm: data_update_real_depth=5 H=3000", "Tm: detection-2 real rgb=12",
-                            "Tm: detection-1 depth rgb=32", "Tm: vca obj-3 tracking(3)=32",
-                            "Tm: sync_tracking_info=35", "Tm: procese event=35",
-                            "Tm: procese message=39", "Tm: Loop=39"));
-    test::stop_library();
-}
-
-TEST_F(MainTaskTiming, NothingWithoutTheSwitch) {
-    std::remove("/tmp/vca-tm");
-    test::StdoutCapture out;
-    test::start_library();
-    ASSERT_TRUE(host().run(std::vector<Frame>(13, frame_of_five_ms())));
-    EXPECT_THAT(timing_bodies(out.text()), IsEmpty());
-    test::stop_library();
-}
-
 TEST(MainTask, IdleWithoutBaseStageDropsTheTracks) {
     test::start_library(test::plain_config());
     Frame frame;
@@ -328,6 +193,37 @@ TEST(MainTask, IdleWithoutBaseStageDropsTheTracks) {
     test::stop_library();
     EXPECT_EQ(host().images_alive(), 0u);
     EXPECT_THAT(host().errors(), IsEmpty());
+}
+
+TEST(MainTask, IdlePassesAreNotCounted) {
+    // On the calling thread: one pass, then an idle one.
+    host().use_clock(1'000'000);
+    vca_base_init();
+    TQ_MUTEX_S* algo = static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex());
+    tq_mutex_init(algo);
+    VCA_CTRL_S* ctrl = vca_get_pCtrl_param();
+    ctrl->algo_running = 1;
+    Frame frame;
+    frame.on_read = [ctrl] {
+        host().advance_clock(17'000);
+        ctrl->algo_running = 0;
+    };
+    host().push({frame});
+    vca_algo_main_task(nullptr);
+    EXPECT_EQ(vca_get_algo_loop_tm(), 17);
+    ctrl->base_ready = 0;
+    test::StdoutCapture out;
+    ctrl->algo_running = 1;
+    std::thread stopper([ctrl] {
+        avs_mdelay(100);
+        std::atomic_ref(ctrl->algo_running) = uint8_t{0};
+    });
+    vca_algo_main_task(nullptr);
+    stopper.join();
+    EXPECT_GE(test::count_log(out.text(), "Algo module is initializing..."), 1);
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 1);
+    EXPECT_EQ(vca_get_algo_loop_tm(), 17);
+    tq_mutex_uninit(algo);
 }
 
 TEST(MainTask, TracksAreReleasedAtTheEnd) {
@@ -453,6 +349,48 @@ TEST_F(MainTaskMessages, CallsOfAPassInOrder) {
     const auto second = pass_calls(1);
     ASSERT_EQ(second.size(), 17u);
     EXPECT_EQ(second[5], "vca_nn_detection(104,other)");
+}
+
+TEST_F(MainTaskMessages, CallsOfAMastersPassInOrder) {
+    cfg_.devWorkMode = 1;
+    test::apply_config(cfg_);
+    int32_t on = 1;
+    vca_set_draw_exclusion_alive(0, &on);
+    person_.on_read = [] { vca_install_height_request(0, nullptr); };
+    host().push({person_});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    test::stop_library();
+    EXPECT_THAT(
+        pass_calls(0),
+        ElementsAreArray(with_release(
+            {"vca_nn_detection(101,real_img)", "vca_nn_detection(102,depth_img)",
+             "ioutracker_objects_reset(0)", "ioutracker_add_object(0,0)", "ioutracker_update(0)",
+             "vca_create_image(2,224,224)", "vca_image_crop_letter(294,194,92,92)",
+             "vca_nn_classification(103)", "tq_sock_send_msg(1,6090,27016)",
+             "ioutracker_objects_reset(1)", "ioutracker_add_object(1,0)", "ioutracker_update(1)",
+             "tq_sock_send_msg(1,6069,27016)", "tq_sock_send_msg(1,6070,8672)",
+             "tq_sock_send_msg(1,6077,4)"})));
+}
+
+TEST_F(MainTaskMessages, CallsOfASlavesPassInOrder) {
+    cfg_.devWorkMode = 2;
+    test::apply_config(cfg_);
+    int32_t on = 1;
+    vca_set_draw_exclusion_alive(0, &on);
+    person_.on_read = [] { vca_install_height_request(0, nullptr); };
+    host().push({person_});
+    test::start_library();
+    ASSERT_TRUE(host().run({}));
+    test::stop_library();
+    EXPECT_THAT(
+        pass_calls(0),
+        ElementsAreArray(with_release(
+            {"vca_nn_detection(101,real_img)", "vca_nn_detection(102,depth_img)",
+             "ioutracker_objects_reset(0)", "ioutracker_add_object(0,0)", "ioutracker_update(0)",
+             "vca_create_image(2,224,224)", "vca_image_crop_letter(294,194,92,92)",
+             "vca_nn_classification(103)", "tq_sock_send_msg(1,6090,27016)",
+             "tq_sock_send_msg(1,6085,6136)", "tq_sock_send_msg(1,6077,4)"})));
 }
 
 TEST_F(MainTaskMessages, DetectedTracksAreShownWhileSwitchedOn) {

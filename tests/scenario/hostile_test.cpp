@@ -55,9 +55,10 @@ void expect_counting_goes_on() {
 }
 
 void expect_catalogue_lengths() {
-    const std::map<int, size_t> lengths = {
-        {6045, 104},    {6069, 27016}, {6070, 8672}, {6077, 4},  {6078, 8048}, {6080, 24},
-        {6081, 259224}, {6086, 5784},  {6087, 20},   {6088, 20}, {6090, 27016}};
+    const std::map<int, size_t> lengths = {{6045, 104},  {6069, 27016}, {6070, 8672},   {6077, 4},
+                                           {6078, 8048}, {6080, 24},    {6081, 259224}, {6083, 4},
+                                           {6085, 6136}, {6086, 5784},  {6087, 20},     {6088, 20},
+                                           {6090, 27016}};
     for (const auto& message : host().messages()) {
         const auto it = lengths.find(message.id);
         ASSERT_NE(it, lengths.end()) << message.id;

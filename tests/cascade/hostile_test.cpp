@@ -1,2 +1,0 @@
-// placeholder purpose
-#include <gtest/gtest.h>
