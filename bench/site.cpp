@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/site_processes.h"
+#include "bench/lockstep.h"
 
 namespace {
 

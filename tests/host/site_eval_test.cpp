@@ -121,6 +121,20 @@ TEST(MergeMeter, NeighboursWithAnObjectEachAreNoDuplicates) {
     EXPECT_EQ(score.duplicate_frames, 0);
 }
 
+TEST(MergeMeter, AnObjectOnceTakenForTheNeighboursGoesBack) {
+    // Two people abreast with their objects 0.3 m to the same side. At first only one of them is in
+    // view, and only the other's object is there.
+    Scene scene;
+    scene.frames(3, {person(1, 2.0, 0.0), person(2, 2.0, 0.6, 0)}, {{52, {2.0, 0.3}}});
+    scene.frames(20, {person(1, 2.0, 0.0), person(2, 2.0, 0.6)},
+                 {{51, {2.0, -0.3}}, {52, {2.0, 0.3}}});
+    const host::MergeScore score = scene.score();
+    EXPECT_EQ(score.one_object, 43);
+    EXPECT_EQ(score.several_objects, 0);
+    EXPECT_EQ(score.duplicate_frames, 0);
+    EXPECT_EQ(score.id_changes, 1);
+}
+
 TEST(MergeMeter, TwoPeopleInOneObjectIsOneMissing) {
     Scene scene;
     scene.frames(20, {person(1, 2.0, 0.0), person(2, 2.4, 0.0)}, {{50, {2.2, 0.0}}});

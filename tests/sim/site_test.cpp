@@ -239,7 +239,7 @@ TEST(Site, WhatCannotBeIsSaid) {
         }
         return "no error";
     };
-    EXPECT_EQ(error("garden", 4.0), "unknown site \"garden\"; known sites: hall");
+    EXPECT_EQ(error("garden", 4.0), "unknown site \"garden\"; known sites: hall, station");
     EXPECT_EQ(error("hall", 2.2), "no error");
     EXPECT_EQ(error("hall", 15.0), "no error");
     EXPECT_THAT(error("hall", 2.1), testing::HasSubstr("2.2 to 15 m"));

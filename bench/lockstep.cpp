@@ -1,5 +1,5 @@
 // Processes of a site and the pipes between them.
-#include "bench/site_processes.h"
+#include "bench/lockstep.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
