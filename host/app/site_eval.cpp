@@ -111,10 +111,12 @@ double MergeScore::duplicate_share() const {
 
 // The track of each person, as its place in the list; -1 for none. Objects lie up to 0.3 m beside
 // their people, all in a row to the same side, and people walk 0.6 m apart: whoever would keep the
-// object of the frame before at any price could keep the neighbour's for good.
+// object of the frame before at any price could keep the neighbour's for good. So giving one more
+// person an object comes first, keeping it second.
 std::vector<int> MergeMeter::assign(const SiteFrame& frame,
                                     const std::vector<SitePoint>& places) const {
-    constexpr double kKept_m = 0.3;  // so much farther may the object of the frame before be
+    constexpr double kKept_m = 0.3;      // so much farther may the object of the frame before be
+    constexpr double kOneMore_m = 10.0;  // beyond what distances can add up to in a crowd
     Assignment pairs;
     pairs.reset(static_cast<int>(frame.people.size()), static_cast<int>(places.size()));
     for (std::size_t i = 0; i < frame.people.size(); ++i) {
@@ -125,7 +127,7 @@ std::vector<int> MergeMeter::assign(const SiteFrame& frame,
             if (away_m >= kReach_m) continue;
             const bool kept = before != track_of_.end() && before->second == frame.tracks[k].id;
             pairs.set(static_cast<int>(i), static_cast<int>(k),
-                      static_cast<float>(kReach_m - away_m + (kept ? kKept_m : 0.0)));
+                      static_cast<float>(kOneMore_m - away_m + (kept ? kKept_m : 0.0)));
         }
     }
     return pairs.solve();

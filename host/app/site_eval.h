@@ -58,8 +58,8 @@ struct MergeScore {
 };
 
 // Decides frame by frame whose object each track is: objects are assigned to people within reach so
-// that the distances are least, those of the frame before being preferred; an object left over
-// within reach of somebody is that person's second one.
+// that as many as possible have one and, of these ways, the distances are least, those of the frame
+// before being preferred; an object left over within reach of somebody is that person's second one.
 class MergeMeter {
   public:
     explicit MergeMeter(const Site& site) : site_(site) {}
