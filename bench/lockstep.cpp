@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -346,7 +347,7 @@ void wait_for(const std::vector<Child>& children) {
     if (!failed.empty()) throw std::runtime_error("ended abnormally:" + failed);
 }
 
-// All ends that a process does not use are closed in it, so that a dead neighbour is noticed. The
+// Nobody but the master keeps a read end of the slaves' reports, so that they notice its death. The
 // lists are of the parent; in a child they are its own copies.
 struct Family {
     std::vector<Child> children;

@@ -6,6 +6,7 @@
 // NAME is that of a file of host/examples without its ending. The master uses what its slaves sent
 // N frames before, 1 unless given.
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
