@@ -137,8 +137,76 @@ void everything_pass(benchmark::State& state) {
     measure_pass(state, bench::everything_config());
 }
 
+// What slaves in a row report: everyone stands where two neighbours see him, `people` in view of
+// each, with a few pixels between what the two make of it.
+MASTER_MSG_S report_of_slave(int slave, int people) {
+    MASTER_MSG_S report{};
+    report.slave_idx = static_cast<uint32_t>(slave);
+    report.msg.count = people;
+    for (int k = 0; k < people; ++k) {
+        const int person = slave * (people / 2) + k;
+        SLAVE_TRACK_S& track = report.msg.tracks[k];
+        track.track_id = static_cast<uint32_t>(k + 1);
+        track.score = 0.9f;
+        track.height = 1700.0f;
+        track.foot_x = track.cx = 100 * person + (7 * slave + 3 * k) % 9 - 4;
+        track.foot_y = track.cy = 272 + 100 * (person % 3 - 1) + (5 * slave + k) % 9 - 4;
+    }
+    return report;
+}
+
+// A master's work on what 15 slaves send; it sees nobody itself.
+void measure_master(benchmark::State& state, int people_of_slave) {
+    VCA_ALGO_CFG_S cfg = bench::counting_config();
+    cfg.devWorkMode = 1;
+    cfg.InstallHeight = 6000;
+    Muted muted;
+    Library library(cfg);
+    std::vector<TRACKER_RSLT_S> own;
+    StageTimes times;
+    const auto pass = [&] {
+        for (int slave = 0; slave < VCA_SLAVE_MAX; ++slave) {
+            MASTER_MSG_S report = report_of_slave(slave, people_of_slave);
+            dev_cscd_master_recive_slave_track(0, &report);
+        }
+        const auto t0 = Clock::now();
+        dev_cascade_local_master_merge_slave_obj(&library.merged, own);
+        const auto t1 = Clock::now();
+        vca_obj_proc_tracking(&library.merged, library.tracks, vca_get_pCtrl_param()->trk_merged,
+                              true);
+        const auto t2 = Clock::now();
+        vca_feed_frm_cnt_add(1);
+        times.merge += t1 - t0;
+        times.track += t2 - t1;
+        return std::chrono::duration<double>(t2 - t0).count();
+    };
+    for (int i = 0; i < kFrames; ++i)
+        pass();
+    times = {};
+    for (auto _ : state)
+        state.SetIterationTime(pass());
+    const auto per_pass = [&](Clock::duration total) {
+        const double us = std::chrono::duration<double, std::micro>(total).count();
+        return us / static_cast<double>(state.iterations());
+    };
+    state.counters["merge_us"] = per_pass(times.merge);
+    state.counters["track_us"] = per_pass(times.track);
+    state.counters["objects"] = library.merged.objects.num;
+}
+
+void merge_120(benchmark::State& state) {
+    measure_master(state, 8);
+}
+
+// 90 people each are offered, 128 of all are taken.
+void merge_15_x_90(benchmark::State& state) {
+    measure_master(state, 90);
+}
+
 BENCHMARK(counting_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
 BENCHMARK(everything_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
+BENCHMARK(merge_120)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(merge_15_x_90)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

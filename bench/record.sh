@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Runs all benchmarks and writes their results below the marker line of bench/README.md.
-# Arguments go to bench_accuracy, for example --data DIR. Takes about twenty minutes.
+# Arguments go to bench_accuracy, for example --data DIR. Takes about half an hour.
 set -eu
 cd "$(dirname "$0")/.."
 cmake --preset release >/dev/null
-cmake --build --preset release --target bench_accuracy bench_pass >/dev/null
+cmake --build --preset release --target bench_accuracy bench_site bench_pass >/dev/null
 readme=bench/README.md
 marker='<!-- results -->'
 new=$(mktemp)
@@ -19,6 +19,9 @@ sed "/^$marker\$/q" "$readme" >"$new"
     echo '## Accuracy (`build/release/bench/bench_accuracy`)'
     echo
     build/release/bench/bench_accuracy "$@"
+    echo
+    echo '## Several cameras (`build/release/bench/bench_site`)'
+    build/release/bench/bench_site
     echo
     echo '## Time of one frame pass of the library (`build/release/bench/bench_pass`)'
     echo

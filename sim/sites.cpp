@@ -60,7 +60,27 @@ Site hall() {
     return s;
 }
 
-constexpr std::array kSites = {hall};
+// As full as the walkers can pass one another, until some 200 people have come through.
+Site station() {
+    Site s{
+        "station",  "A passage of 16 x 8 m that a crowd of some 200 people walks through both ways",
+        {8.0, 4.0}, 15.0,
+        88.0,       {},
+        {}};
+    s.plan.along_x = true;
+    s.plan.half_length_m = 8.0;
+    s.plan.half_width_m = 3.6;
+    s.plan.arrivals_per_s = 5.0;
+    s.plan.max_people = 54;
+    s.plan.groups = 0.08;
+    s.plan.stops = 0.15;
+    s.plan.staff = 0.03;
+    s.plan.vivid_tops = 0.1;
+    s.plan.arrivals_end_s = s.duration_s - 20.0;  // the way through the crowd takes that long
+    return s;
+}
+
+constexpr std::array kSites = {hall, station};
 
 Site find_site(const std::string& name) {
     std::string known;

@@ -57,9 +57,9 @@ struct MergeScore {
     double duplicate_share() const;
 };
 
-// Decides frame by frame whose object each track is. A person keeps the object of the frame before
-// while it is within reach, the others are assigned so that the distances are least; an object left
-// over within reach of somebody is that person's second one.
+// Decides frame by frame whose object each track is: objects are assigned to people within reach so
+// that as many as possible have one and, of these ways, the distances are least, those of the frame
+// before being preferred; an object left over within reach of somebody is that person's second one.
 class MergeMeter {
   public:
     explicit MergeMeter(const Site& site) : site_(site) {}

@@ -33,6 +33,33 @@ int whole(double value) {
     return static_cast<int>(std::lround(std::clamp(value, -kMost, kMost)));
 }
 
+// From the top of the head down to the middle of the box around head and shoulders; measured on the
+// detector: 0.27 to 0.29 m, wherever in the picture.
+constexpr double kMiddleBelowHead_m = 0.28;
+
+// The reported height of a person, or a typical one where it cannot be true.
+double person_height_m(float height_mm, double lowest_lens_m) {
+    constexpr double kLeast_m = 0.5;
+    const double height_m = static_cast<double>(height_mm) / 1000.0;
+    return std::min(height_m >= kLeast_m ? height_m : kHead_m, 0.7 * lowest_lens_m);
+}
+
+// Where the master would find the foot point of somebody who stands at a place. It draws the middle
+// of the box towards the picture's centre by the height of the head, which is a little too much:
+// foot = centre + (1 - head / lens) * (middle - centre), middle seen at 1 / (1 - middle / lens).
+// Beyond its view the difference stays what it is at the view's edge.
+PicturePoint foot_of_master(const Site& site, const SitePoint& at, double height_m) {
+    const double lens_m = master_of(site).height_mm / 1000.0;
+    const double reach = 1.0 - (height_m - kMiddleBelowHead_m) / lens_m;
+    const double change = (1.0 - height_m / lens_m) / reach - 1.0;
+    const double u = reach * kCentreU;
+    const double v = reach * kCentreV;
+    PicturePoint p = to_master(site, at);
+    p.x += change * std::clamp(p.x - kCentreU, -u, u);
+    p.y += change * std::clamp(p.y - kCentreV, -v, v);
+    return p;
+}
+
 using Polygon = std::vector<SitePoint>;
 
 double cross(const SitePoint& a, const SitePoint& b, const SitePoint& p) {
@@ -119,16 +146,19 @@ PicturePoint to_master(const Site& site, const SitePoint& point) {
 void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg) {
     const SiteDevice* device = find_slave(site, slave);
     if (device == nullptr) return;
-    const auto map = [&](std::int32_t& x, std::int32_t& y) {
-        const PicturePoint pixel{static_cast<double>(x), static_cast<double>(y)};
-        const POINT_POS_S mapped = whole_pixel(to_master(site, to_site(*device, pixel, 0.0)));
-        x = mapped.x;
-        y = mapped.y;
-    };
+    const double lowest_lens_m = std::min(device->height_mm, master_of(site).height_mm) / 1000.0;
     const int count = std::clamp(msg.count, 0, VCA_SLAVE_TRACK_MAX);
     for (int i = 0; i < count; ++i) {
-        map(msg.tracks[i].foot_x, msg.tracks[i].foot_y);
-        map(msg.tracks[i].cx, msg.tracks[i].cy);
+        SLAVE_TRACK_S& track = msg.tracks[i];
+        const PicturePoint middle{static_cast<double>(track.cx), static_cast<double>(track.cy)};
+        const double height_m = person_height_m(track.height, lowest_lens_m);
+        const SitePoint at = to_site(*device, middle, height_m - kMiddleBelowHead_m);
+        const POINT_POS_S foot = whole_pixel(foot_of_master(site, at, height_m));
+        const POINT_POS_S centre = whole_pixel(to_master(site, to_site(*device, middle, 0.0)));
+        track.foot_x = foot.x;
+        track.foot_y = foot.y;
+        track.cx = centre.x;
+        track.cy = centre.y;
     }
 }
 

@@ -42,15 +42,21 @@ POINT_POS_S whole_pixel(const PicturePoint& p);
 // A place on the floor in the master's picture.
 PicturePoint to_master(const Site& site, const SitePoint& point);
 
-// Brings the tracks of a slave's message into the master's picture, foot points and centres alike
-// as pixels of the floor. Any bytes are taken: the count is brought into range first.
+// Brings the tracks of a slave's message into the master's picture. Any bytes are taken: the count
+// is brought into range first.
 //
-// A centre is seen at head height and lies outside of the feet as seen from the camera, and so it
-// does on the floor. The library counts by centres where it does not trust a foot point; this way
-// somebody under the slave keeps to the right side of a line below it, and in the middle between
-// two cameras the centres of both average out over the feet. Projected at head height into the
-// master's picture, somebody 6 m away from the master would be moved metres, over lines never
-// crossed.
+// A device finds feet too near to the centre of its own picture, because it draws the middle of
+// head and shoulders inwards by the height of the head: at 6 m by 6 % of the distance, more where
+// it adds to the height. Between two cameras the same feet would be up to half a metre apart, next
+// to those of somebody else, and the wrong ones would be merged. So a slave's foot point is found
+// anew from the box's middle and the height, and put where the master's own would be; beyond the
+// master's view it is as far from the floor's pixel as at the edge of the view.
+//
+// A centre becomes a pixel of the floor. It lies outside of the feet as seen from the camera. The
+// library counts by centres where it does not trust a foot point; this way somebody under the slave
+// keeps to the right side of a line below it, and in the middle between two cameras the centres of
+// both average out over the feet. Projected at head height into the master's picture, somebody 6 m
+// away from the master would be moved metres, over lines never crossed.
 void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg);
 
 // x, y, width, height of the rectangle in the master's picture that holds what all devices see of

@@ -21,6 +21,11 @@ struct Candidates {
     int32_t num = 0;
     DET_OBJ_S centre[VCA_DET_MAX];
     DET_OBJ_S match[VCA_DET_MAX];
+    // Edges of the match boxes, close together for the search.
+    int32_t left[VCA_DET_MAX];
+    int32_t right[VCA_DET_MAX];
+    int32_t top[VCA_DET_MAX];
+    int32_t bottom[VCA_DET_MAX];
 
     bool is_merged(int32_t i) const { return match[i].reserved3 != 0; }
     uint32_t device(int32_t i) const { return match[i].aux0; }
@@ -98,6 +103,25 @@ void collect_slaves(int32_t size, Candidates& found) {
     }
 }
 
+void note_edges(Candidates& found) {
+    for (int32_t i = 0; i < found.num; ++i) {
+        const DET_OBJ_S& box = found.match[i];
+        found.left[i] = box.x;
+        found.right[i] = vca::wrap_add(box.x, box.w);
+        found.top[i] = box.y;
+        found.bottom[i] = vca::wrap_add(box.y, box.h);
+    }
+}
+
+// Whether the match boxes have an intersection above 0 pixels at all, which few pairs have. The
+// same wrapping sums as in the IoU, so that coordinates of any size give the same answer.
+bool meet(const Candidates& found, int32_t i, int32_t j) {
+    const int32_t right = std::min(found.right[i], found.right[j]);
+    const int32_t bottom = std::min(found.bottom[i], found.bottom[j]);
+    return vca::wrap_sub(right, std::max(found.left[i], found.left[j])) > 0 &&
+           vca::wrap_sub(bottom, std::max(found.top[i], found.top[j])) > 0;
+}
+
 // All pairs that may merge, the best first and equal ones in the order of the candidates. Taken one
 // after the other, leaving out those with a merged member, they are what a search for the best pair
 // of the unmerged would find time and again.
@@ -105,7 +129,7 @@ void list_pairs(const Candidates& found, std::vector<Pair>& pairs) {
     pairs.clear();
     for (int32_t i = 0; i < found.num; ++i) {
         for (int32_t j = i + 1; j < found.num; ++j) {
-            if (found.device(i) == found.device(j)) continue;
+            if (!meet(found, i, j) || found.device(i) == found.device(j)) continue;
             const float iou = vca_rgn_calc_IoU(&found.match[i], &found.match[j]);
             if (iou > kIoUMin) pairs.push_back({iou, i, j});
         }
@@ -151,7 +175,7 @@ std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, int32_t
     best.fill(-1);
     best_iou.fill(kIoUMin);
     for (int32_t i = 0; i < found.num; ++i) {
-        if (found.is_merged(i)) continue;
+        if (!meet(found, first, i) || found.is_merged(i)) continue;
         const float iou = vca_rgn_calc_IoU(&found.match[first], &found.match[i]);
         const uint32_t device = found.device(i);
         if (!(iou > best_iou[device])) continue;
@@ -189,6 +213,7 @@ int dev_cascade_local_master_merge_slave_obj(VCA_NN_RESULT_S* result,
         dev_bbox_adjust_rect(&found.match[i], size);
         dev_bbox_adjust_rect(&found.centre[i], size);
     }
+    note_edges(found);
     list_pairs(found, state.pairs);
     for (const Pair& pair : state.pairs)
         if (!found.is_merged(pair.first) && !found.is_merged(pair.second))

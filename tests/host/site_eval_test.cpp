@@ -121,6 +121,38 @@ TEST(MergeMeter, NeighboursWithAnObjectEachAreNoDuplicates) {
     EXPECT_EQ(score.duplicate_frames, 0);
 }
 
+TEST(MergeMeter, AnObjectOnceTakenForTheNeighboursGoesBack) {
+    // Two people abreast with their objects 0.3 m to the same side. At first only one of them is in
+    // view, and only the other's object is there.
+    Scene scene;
+    scene.frames(3, {person(1, 2.0, 0.0), person(2, 2.0, 0.6, 0)}, {{52, {2.0, 0.3}}});
+    scene.frames(20, {person(1, 2.0, 0.0), person(2, 2.0, 0.6)},
+                 {{51, {2.0, -0.3}}, {52, {2.0, 0.3}}});
+    const host::MergeScore score = scene.score();
+    EXPECT_EQ(score.one_object, 43);
+    EXPECT_EQ(score.several_objects, 0);
+    EXPECT_EQ(score.duplicate_frames, 0);
+    EXPECT_EQ(score.id_changes, 1);
+}
+
+TEST(MergeMeter, ARowWithAnObjectEachHasNoDuplicates) {
+    // Four abreast, their objects 0.3 m to the same side; the last person's comes late.
+    Scene scene;
+    const std::vector<host::SitePerson> row = {person(1, 2.0, 0.0), person(2, 2.0, 0.6),
+                                               person(3, 2.0, 1.2), person(4, 2.0, 1.8)};
+    scene.frames(3, row, {{50, {2.0, 0.3}}, {51, {2.0, 0.9}}, {52, {2.0, 1.5}}});
+    scene.frames(20, row, {{50, {2.0, 0.3}}, {51, {2.0, 0.9}}, {52, {2.0, 1.5}}, {53, {2.0, 2.1}}});
+    const host::MergeScore score = scene.score();
+    EXPECT_EQ(score.duplicate_frames, 0);
+    EXPECT_EQ(score.no_object, 3);
+    EXPECT_EQ(score.one_object, 89);
+    // A fifth object is one too many wherever it is.
+    scene.frames(
+        10, row,
+        {{50, {2.0, 0.3}}, {51, {2.0, 0.9}}, {52, {2.0, 1.5}}, {53, {2.0, 2.1}}, {54, {2.0, 1.0}}});
+    EXPECT_EQ(scene.score().duplicate_frames, 10);
+}
+
 TEST(MergeMeter, TwoPeopleInOneObjectIsOneMissing) {
     Scene scene;
     scene.frames(20, {person(1, 2.0, 0.0), person(2, 2.4, 0.0)}, {{50, {2.2, 0.0}}});

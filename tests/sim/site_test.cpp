@@ -190,6 +190,35 @@ TEST(Site, PeopleUseTheWholeFloorAndKeepApart) {
     EXPECT_GE(staff.size(), 4u);
 }
 
+TEST(Site, TheStationIsACrowdOfTwoHundred) {
+    for (const std::uint64_t seed : {1, 2, 3}) {
+        Simulator view = sim::make_site_view("station", seed, kPlaces[0]);
+        std::set<int> people;
+        double most = 0.0;
+        double closest = std::numeric_limits<double>::infinity();
+        Frame frame;
+        while (view.next_truth(frame)) {
+            double inside = 0.0;
+            for (const PersonTruth& t : frame.truth) {
+                people.insert(t.id);
+                if (std::abs(t.site.x_m) < 8.0) inside += 1.0;
+                for (const PersonTruth& other : frame.truth) {
+                    if (other.id <= t.id) continue;
+                    closest = std::min(closest, std::hypot(t.site.x_m - other.site.x_m,
+                                                           t.site.y_m - other.site.y_m));
+                }
+            }
+            most = std::max(most, inside);
+        }
+        EXPECT_TRUE(frame.truth.empty());  // everybody has come through
+        EXPECT_GE(people.size(), 190u);
+        EXPECT_LE(people.size(), 220u);
+        EXPECT_GE(most / (16.0 * 8.0), 0.35);
+        EXPECT_LE(most / (16.0 * 8.0), 0.5);
+        EXPECT_GE(closest, 0.4);
+    }
+}
+
 TEST(Site, LineAndRegionsOfAViewAreInIt) {
     std::set<std::string> regions;
     for (const double x : {-8.0, -5.5, -1.5, 2.0, 6.0}) {
@@ -230,7 +259,7 @@ TEST(Site, CrossingsDoNotDependOnTheTurn) {
 }
 
 TEST(Site, WhatCannotBeIsSaid) {
-    EXPECT_THAT(sim::site_names(), testing::ElementsAre("hall"));
+    EXPECT_THAT(sim::site_names(), testing::ElementsAre("hall", "station"));
     const auto error = [](const std::string& site, double height_m) -> std::string {
         try {
             sim::make_site_view(site, 1, {height_m, 0.0, 0.0, 0.0});
@@ -239,7 +268,7 @@ TEST(Site, WhatCannotBeIsSaid) {
         }
         return "no error";
     };
-    EXPECT_EQ(error("garden", 4.0), "unknown site \"garden\"; known sites: hall");
+    EXPECT_EQ(error("garden", 4.0), "unknown site \"garden\"; known sites: hall, station");
     EXPECT_EQ(error("hall", 2.2), "no error");
     EXPECT_EQ(error("hall", 15.0), "no error");
     EXPECT_THAT(error("hall", 2.1), testing::HasSubstr("2.2 to 15 m"));
