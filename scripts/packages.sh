@@ -2,7 +2,8 @@
 # missing, and nothing else.
 
 vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
-    libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev libopencv-videoio-dev libopencv-dnn-dev
+    libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev
+    libopencv-videoio-dev libopencv-dnn-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx"
