@@ -4,12 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <stdexcept>
 #include <string_view>
 
+#include "host/app/overlay.h"
 #include "host/app/picture_parts.h"
 
 namespace host {
@@ -121,15 +119,7 @@ void write_picture(const RunResult& result, const std::string& path) {
     draw_title(picture(cv::Rect(0, 0, picture.cols, kTitleHeight)), result);
     draw_view(picture(cv::Rect(0, kTitleHeight, kViewWidth, kViewHeight)), result);
     draw_panel(picture(cv::Rect(kViewWidth, kTitleHeight, kPanelWidth, kViewHeight)), result);
-    std::vector<unsigned char> bytes;
-    if (!cv::imencode(".png", picture, bytes)) {
-        throw std::runtime_error("cannot encode \"" + path + "\" as PNG");
-    }
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-    out.flush();
-    if (!out) throw std::runtime_error("cannot write \"" + path + "\"");
+    write_png(picture, path);
 }
 
 }  // namespace host

@@ -139,7 +139,8 @@ class Network {
         const std::vector<std::uint8_t> bytes = read_file(form, path);
         const std::optional<OnnxOutline> outline = read_onnx_outline(bytes);
         if (!outline) {
-            refuse(form, path, "is no ONNX file, or not a whole one; name one that was saved completely");
+            refuse(form, path,
+                   "is no ONNX file, or not a whole one; name one that was saved completely");
         }
         check_outline(form, path, *outline);
         // One thread, so that sums are formed in the same order in every run.

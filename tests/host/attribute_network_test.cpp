@@ -144,7 +144,8 @@ TEST(NetworkFile, ARefusalSaysWhatTheFileHasAndWhatIsNeeded) {
     EXPECT_THAT(gender_error(network("misdeclared.onnx")), HasSubstr("answers with 4 numbers"));
     EXPECT_THAT(gender_error(network("unknown_layer.onnx")),
                 AllOf(HasSubstr("cannot be run"), HasSubstr("NoSuchLayer")));
-    EXPECT_THAT(gender_error(network("truncated.onnx")), HasSubstr("no ONNX file, or not a whole one"));
+    EXPECT_THAT(gender_error(network("truncated.onnx")),
+                HasSubstr("no ONNX file, or not a whole one"));
 }
 
 TEST(NetworkFile, WhatIsNoFileIsRefused) {

@@ -43,7 +43,9 @@ inline bool eventually(const std::function<bool()>& condition) {
 class Folder {
   public:
     Folder() {
-        std::string name = (std::filesystem::temp_directory_path() / "vca-link-XXXXXX").string();
+        constexpr std::size_t kMarks = 6;  // letters X that mkdtemp replaces
+        std::string name = (std::filesystem::temp_directory_path() / "vca-link-").string() +
+                           std::string(kMarks, 'X');
         if (mkdtemp(name.data()) != nullptr) path_ = name;
     }
     ~Folder() { std::filesystem::remove_all(path_); }
