@@ -28,7 +28,7 @@
 #endif
 #endif
 #ifdef SOAK_SANITIZED
-#include <sanitizer/allocator_interface.h>
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);  // gcc ships no header for it
 #endif
 
 namespace {
