@@ -102,6 +102,7 @@ TEST_F(TrackerFault, ANewIdOnEveryFrame) {
     EXPECT_EQ(host().images_created(), 120);
     EXPECT_EQ(most_images, 10u) << "two people, each a record for five frames";
     EXPECT_THAT(host().messages(VCA_MSG_TRACK_BORN), SizeIs(120));
+    EXPECT_THAT(counts(), testing::IsEmpty());
     expect_recovered_tracker();
     EXPECT_EQ(host().images_created(), 121);
 }
