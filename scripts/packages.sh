@@ -7,6 +7,7 @@ vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx"
+vca_fuzz_packages="clang llvm libclang-rt-14-dev"
 
 install_missing_packages() {
     local missing="" package

@@ -99,6 +99,9 @@ const char* mosquitto_reason_string(int) {
 mosquitto* mosquitto_new(const char*, bool, void* owner) {
     auto* client = new mosquitto;
     client->owner = owner;
+    const std::lock_guard lock(broker().mutex);
+    broker().stage = Stage::kAway;
+    broker().waiting.clear();
     return client;
 }
 void mosquitto_destroy(mosquitto* client) {
@@ -166,6 +169,7 @@ int mosquitto_loop(mosquitto* client, int, int) {
         client->on_subscribe(client, client->owner, 0, client->patterns, granted.data(), nullptr);
         return MOSQ_ERR_SUCCESS;
     }
+    if (b.stage == Stage::kAway) return MOSQ_ERR_NO_CONN;
     b.changed.wait(lock, [&b] { return b.stage == Stage::kLeaving || !b.waiting.empty(); });
     if (b.waiting.empty()) {
         b.stage = Stage::kAway;
