@@ -9,6 +9,7 @@ vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils abigail-tools python3-onnx"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
+vca_fuzz_packages="clang llvm libclang-rt-14-dev"
 
 install_missing_packages() {
     local missing="" package
