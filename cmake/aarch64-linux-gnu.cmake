@@ -5,6 +5,8 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+# GCC remarks on an ABI change of its version 10 at every call that passes a record of two doubles.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 # CMake tries out the compiler in projects of their own, which read this file again.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES VCA_SYSROOT)
 if(VCA_SYSROOT)

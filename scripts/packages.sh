@@ -1,12 +1,16 @@
-# Sourced by run.sh and test.sh: installs the Debian packages that the project needs and that are
-# missing, and nothing else.
+# Sourced by run.sh, test.sh and scripts/package.sh: installs the Debian packages that the project
+# needs and that are missing, and nothing else.
 
 vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev
     libopencv-videoio-dev libopencv-dnn-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
-vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx"
+vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx
+    dpkg-dev file"
+# What scripts/package.sh needs besides vca_packages: for every processor, and for arm64.
+vca_deb_packages="dpkg-dev file"
+vca_cross_packages="g++-aarch64-linux-gnu mmdebstrap qemu-user"
 
 install_missing_packages() {
     local missing="" package
