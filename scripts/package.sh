@@ -18,11 +18,11 @@ arm64) triplet=aarch64-linux-gnu ;;
     ;;
 esac
 # shellcheck disable=SC2086
-install_missing_packages $vca_packages $vca_deb_packages
+install_missing_packages $vca_packages $vca_package_packages
 toolchain=()
 if [ "$arch" != "$native" ]; then
     # shellcheck disable=SC2086
-    install_missing_packages $vca_cross_packages
+    install_missing_packages $vca_target_packages $vca_sysroot_packages
     scripts/sysroot.sh "$arch"
     toolchain=("--toolchain=$PWD/cmake/$triplet.cmake" "-DVCA_SYSROOT=$PWD/build/sysroot-$arch")
 fi

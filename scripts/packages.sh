@@ -6,11 +6,13 @@ vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-videoio-dev libopencv-dnn-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
-vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx
+vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils abigail-tools python3-onnx
     dpkg-dev file"
-# What scripts/package.sh needs besides vca_packages: for every processor, and for arm64.
-vca_deb_packages="dpkg-dev file"
-vca_cross_packages="g++-aarch64-linux-gnu mmdebstrap qemu-user"
+# To build for the camera's processor and to run that here.
+vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
+# To make Debian packages, and to fetch the libraries of another processor's system.
+vca_package_packages="dpkg-dev file"
+vca_sysroot_packages="mmdebstrap"
 
 install_missing_packages() {
     local missing="" package
