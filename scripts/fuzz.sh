@@ -11,7 +11,7 @@ if [ $# -ne 2 ]; then
     exit 2
 fi
 # shellcheck disable=SC2086
-install_missing_packages $vca_packages $vca_test_packages $vca_fuzz_packages
+install_missing_packages $vca_packages $vca_test_packages $vca_clang_packages
 name=$1
 seconds=$2
 cmake --preset fuzz >/dev/null
