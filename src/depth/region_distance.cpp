@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "config/mask_cells.h"
 #include "depth/depth_state.h"
 #include "frame/frame_state.h"
 #include "frame/log.h"
@@ -36,14 +37,29 @@ bool any_depth_mask(const VCA_DEV_CFG_S& cfg) {
     return false;
 }
 
+// The mask cell of a pixel, along one axis.
+int32_t cell_of(int pixel, int32_t cells, int length) {
+    return vca::to_i32(static_cast<float>(pixel) * static_cast<float>(cells) /
+                       static_cast<float>(length));
+}
+
 bool is_masked(const VCA_DEV_CFG_S& cfg, int x, int y, Size image) {
-    const int px =
-        vca::to_i32(static_cast<float>(x) * VCA_MASK_COLS / static_cast<float>(image.width));
-    const int py =
-        vca::to_i32(static_cast<float>(y) * VCA_MASK_ROWS / static_cast<float>(image.height));
-    if (px < 0 || px >= VCA_MASK_COLS || py < 0 || py >= VCA_MASK_ROWS) return false;
+    const POINT_POS_S cell = {cell_of(x, VCA_MASK_COLS, image.width),
+                              cell_of(y, VCA_MASK_ROWS, image.height)};
     for (int r = 0; r < VCA_EXCL_NUM; ++r)
-        if (masks_depth(cfg, r) && cfg.exclMask[r].mask[py][px] != 0) return true;
+        if (masks_depth(cfg, r) && vca::is_set(cfg.exclMask[r].mask, cell)) return true;
+    return false;
+}
+
+// Whether any pixel of the rectangle can be masked: most people stand clear of every mask, and
+// their pixels need no look-up each.
+bool touches_mask(const VCA_DEV_CFG_S& cfg, Rect rect, Size image) {
+    const vca::CellRect cells = {cell_of(rect.x0, VCA_MASK_COLS, image.width),
+                                 cell_of(rect.y0, VCA_MASK_ROWS, image.height),
+                                 cell_of(rect.x1 - 1, VCA_MASK_COLS, image.width) + 1,
+                                 cell_of(rect.y1 - 1, VCA_MASK_ROWS, image.height) + 1};
+    for (int r = 0; r < VCA_EXCL_NUM; ++r)
+        if (masks_depth(cfg, r) && vca::any_set(cfg.exclMask[r].mask, cells)) return true;
     return false;
 }
 
@@ -82,11 +98,12 @@ const uint16_t* row_at(const uint16_t* depth, int y, Size image) {
 
 void gather_masked(const uint16_t* depth, Rect rect, Size image, Samples& samples) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    const bool touched = touches_mask(cfg, rect, image);
     int gathered = 0;
     for (int y = rect.y0; y < rect.y1; ++y) {
         const uint16_t* row = row_at(depth, y, image);
         for (int x = rect.x0; x < rect.x1; ++x) {
-            if (is_masked(cfg, x, y, image)) continue;
+            if (touched && is_masked(cfg, x, y, image)) continue;
             if (gathered == VCA_DEPTH_SAMPLE_MAX) return;
             ++gathered;
             samples.take(row[x]);
