@@ -16,17 +16,8 @@ using bench::StagedPass;
 
 constexpr int kWarmUpFrames = 2 * bench::kStayFrames;
 
-using Step = void (StagedPass::*)();
+using Step = StagedPass::Stage;
 using FloorOf = void (StagedPass::*)(Floor&) const;
-
-constexpr Step kStages[] = {&StagedPass::update_depth_map,
-                            &StagedPass::merge_detections,
-                            &StagedPass::track,
-                            &StagedPass::show_tracks,
-                            &StagedPass::count_lines,
-                            &StagedPass::count_regions,
-                            &StagedPass::heat,
-                            &StagedPass::finish};
 
 struct Times {
     std::vector<double> step_us;
@@ -68,7 +59,7 @@ void measure_stage(benchmark::State& state, Step step, FloorOf floor_of, const c
     const int frames = kWarmUpFrames + static_cast<int>(state.max_iterations);
     for (int frame = 0; frame < frames; ++frame) {
         pass.advance();
-        for (const Step stage : kStages) {
+        for (const Step stage : StagedPass::kStages) {
             const bool timed = stage == step && frame >= kWarmUpFrames;
             if (timed && frame % 2 != 0)
                 time_floor(times, floor, [&](Floor& f) { (pass.*floor_of)(f); });
@@ -122,7 +113,7 @@ void height_estimate(benchmark::State& state) {
     StagedPass pass(bench::kPeopleMax);
     for (int frame = 0; frame < bench::kWalkFrames; ++frame) {
         pass.advance();
-        for (const Step stage : kStages)
+        for (const Step stage : StagedPass::kStages)
             (pass.*stage)();
     }
     std::vector<TRACKER_RSLT_S> tracks = pass.tracks();
@@ -304,7 +295,7 @@ void measure_turn(benchmark::State& state, Turn turn, const char* label) {
     const int frames = kWarmUpFrames + static_cast<int>(state.max_iterations);
     for (int frame = 0; frame < frames; ++frame) {
         pass.advance();
-        for (const Step stage : kStages) {
+        for (const Step stage : StagedPass::kStages) {
             const int born = bench::messages_sent(VCA_MSG_TRACK_BORN);
             const int removed = bench::messages_sent(VCA_MSG_TRACK_REMOVED);
             const double us = time_us([&] { (pass.*stage)(); });

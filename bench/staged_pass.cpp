@@ -33,6 +33,15 @@ void copy_disc(const HEAT_GRID_S& grid, const DET_OBJ_S& box, bench::Floor& floo
 
 }  // namespace
 
+const bench::StagedPass::Stage bench::StagedPass::kStages[8] = {&StagedPass::update_depth_map,
+                                                                &StagedPass::merge_detections,
+                                                                &StagedPass::track,
+                                                                &StagedPass::show_tracks,
+                                                                &StagedPass::count_lines,
+                                                                &StagedPass::count_regions,
+                                                                &StagedPass::heat,
+                                                                &StagedPass::finish};
+
 bench::StagedPass::StagedPass(int people) : crowd_(people, WorkMode::kAlone) {
     show_frame(crowd_, 0);
     vca_base_init();

@@ -37,6 +37,10 @@ class StagedPass {
 
     const std::vector<TRACKER_RSLT_S>& tracks() const { return tracks_; }
 
+    // All stages in the order of a pass.
+    using Stage = void (StagedPass::*)();
+    static const Stage kStages[8];
+
   private:
     Crowd crowd_;
     int frame_ = -1;
