@@ -6,7 +6,9 @@ vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-videoio-dev libopencv-dnn-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
-vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx"
+vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils abigail-tools python3-onnx"
+# To build for the camera's processor and to run that here.
+vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 
 install_missing_packages() {
     local missing="" package
