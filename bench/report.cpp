@@ -66,8 +66,13 @@ void bench::TableReporter::print_parts() const {
     for (const Row& row : rows_) {
         if (!begins_with(row.name, "part/")) continue;
         const auto& v = row.values;
-        std::printf("| %s | %.0f | %.2f µs | %.2f µs | %.1f |\n", row.label.c_str(), v.at("bytes"),
-                    v.at("step_us"), v.at("floor_us"), v.at("step_us") / v.at("floor_us"));
+        const double step_us = v.at("step_us");
+        const double floor_us = v.at("floor_us");
+        if (floor_us > 0.0)
+            std::printf("| %s | %.0f | %.2f µs | %.2f µs | %.1f |\n", row.label.c_str(),
+                        v.at("bytes"), step_us, floor_us, step_us / floor_us);
+        else
+            std::printf("| %s | - | %.2f µs | - | - |\n", row.label.c_str(), step_us);
     }
 }
 
