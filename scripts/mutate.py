@@ -2,6 +2,7 @@
 """Breaks the library in many small ways, one at a time, and counts how often the tests notice.
 
   scripts/mutate.py                    300 breaks chosen by seed 1, from all of src/
+  scripts/mutate.py --near             the same, but only with the tests of the same folder
   scripts/mutate.py --again survived   the survivors of the last run once more, against new tests
   scripts/mutate.py --report           what is known so far, without running anything
 
@@ -21,6 +22,7 @@ import re
 import resource
 import shlex
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -36,6 +38,7 @@ TIMES = BUILD / "case_times.json"
 NOT_LIBRARY_TESTS = {"abi", "support", "host", "sim", "install", "fuzz"}
 NO_CODE = {"src/platform/platform.h"}  # only declarations, shared with the host
 MEMORY_LIMIT = 4 << 30
+COUNTED = ("noticed", "survived", "not noticed nearby")
 
 
 def private_tmp():
@@ -76,29 +79,45 @@ class Library:
             if path.suffix in (".cpp", ".h") and name not in NO_CODE:
                 self.sources[name] = path.read_text()
         shutil.rmtree(SCRATCH, ignore_errors=True)
-        (SCRATCH / "lib").mkdir(parents=True)
+        for folder in ("lib", "objects", "originals"):
+            (SCRATCH / folder).mkdir(parents=True)
         self.compiler = next(iter(self.commands.values()))[0]
-        self.original = {name: SCRATCH / "objects" / (name[4:].replace("/", "_") + ".o")
-                         for name in self.commands}
-        (SCRATCH / "objects").mkdir()
-        for name, target in self.original.items():
-            if not self.compile(name, target):
-                sys.exit(f"{name} does not compile")
-        self.users = self.header_users()
+        self.objects = {name: BUILD / self.commands[name][self.commands[name].index("-o") + 1]
+                        for name in self.commands}
+        self.precompile()
+        self.users = None
+
+    # The standard library's headers are most of what the compiler reads.
+    def precompile(self):
+        used = sorted({m for text in self.sources.values()
+                       for m in re.findall(r"^#include (<\w+>)", text, re.M)})
+        self.prefix = SCRATCH / "standard.h"
+        self.prefix.write_text("".join(f"#include {name}\n" for name in used))
+        subprocess.run([self.compiler, *self.flags(next(iter(self.commands))), "-x", "c++-header",
+                        self.prefix, "-o", f"{self.prefix}.gch"], check=True, cwd=BUILD)
+
+    def flags(self, name):
+        command = self.commands[name]
+        return [f for k, f in enumerate(command[1:-1], 1)
+                if f not in ("-o", "-c") and command[k - 1] != "-o"] + ["-w"]
 
     # Compiled from the overlay, which holds the broken file, at the same place each time.
     def compile(self, name, target, text=None):
         copy = OVERLAY / name[4:]
         copy.parent.mkdir(parents=True, exist_ok=True)
         copy.write_text(self.sources[name] if text is None else text)
-        command = self.commands[name]
-        flags = [f for k, f in enumerate(command[1:-1], 1)
-                 if f not in ("-o", "-c") and command[k - 1] != "-o"]
         done = subprocess.run(
-            [self.compiler, f"-I{OVERLAY}", *flags, "-w", f"-frandom-seed={name}", "-c", copy, "-o",
-             target], cwd=BUILD, capture_output=True)
+            [self.compiler, f"-I{OVERLAY}", "-include", self.prefix, *self.flags(name),
+             f"-frandom-seed={name}", "-c", copy, "-o", target], cwd=BUILD, capture_output=True)
         copy.unlink()
         return done.returncode == 0
+
+    def original(self, name):
+        """The object of the unbroken file, compiled as the broken ones are."""
+        target = SCRATCH / "originals" / (name[4:].replace("/", "_") + ".o")
+        if not target.exists() and not self.compile(name, target):
+            sys.exit(f"{name} does not compile")
+        return target
 
     def header_users(self):
         users = collections.defaultdict(list)
@@ -115,31 +134,36 @@ class Library:
     def break_it(self, mutant):
         """Links the broken library. Returns "broken", "same code" or "does not compile"."""
         text = mutant.apply(self.sources[mutant.file])
-        objects = dict(self.original)
         if mutant.file.endswith(".cpp"):
             recompiled = {mutant.file: text}
         else:
-            header = OVERLAY / mutant.file[4:]
+            self.users = self.users or self.header_users()
+            recompiled = {name: None for name in self.users[mutant.file]}
+        originals = {name: self.original(name) for name in recompiled}
+        header = OVERLAY / mutant.file[4:]
+        if mutant.file.endswith(".h"):
             header.parent.mkdir(parents=True, exist_ok=True)
             header.write_text(text)
-            recompiled = {name: None for name in self.users[mutant.file]}
+        objects = dict(self.objects)
         changed = False
         try:
             for name, source in recompiled.items():
-                target = SCRATCH / "objects" / "broken_" / self.original[name].name
-                target.parent.mkdir(exist_ok=True)
-                if not self.compile(name, target, source):
+                objects[name] = SCRATCH / "objects" / originals[name].name
+                if not self.compile(name, objects[name], source):
                     return "does not compile"
-                changed |= target.read_bytes() != self.original[name].read_bytes()
-                objects[name] = target
+                changed |= objects[name].read_bytes() != originals[name].read_bytes()
         finally:
-            (OVERLAY / mutant.file[4:]).unlink(missing_ok=True)
+            header.unlink(missing_ok=True)
         if not changed:
             return "same code"
-        done = subprocess.run([self.compiler, "-shared", "-Wl,-soname,libvca.so.1", "-o",
-                               SCRATCH / "lib" / "libvca.so.1", *objects.values()],
+        done = subprocess.run([self.compiler, "-shared", "-Wl,-soname,libvca.so.1", *self.linker(),
+                               "-o", SCRATCH / "lib" / "libvca.so.1", *objects.values()],
                               capture_output=True)
         return "broken" if done.returncode == 0 else "does not compile"
+
+    # The quicker linker, where there is one.
+    def linker(self):
+        return ["-fuse-ld=gold"] if shutil.which("ld.gold") else []
 
 
 class Tests:
@@ -165,13 +189,13 @@ class Tests:
         self.noticed_for = collections.defaultdict(collections.Counter)
 
     def run(self, case, library):
-        """True if the case passes."""
+        """"passes", "fails" or "hangs"."""
         folder, program = self.cases[case]
-        usual = self.times.get(case, 30)
+        usual_s = self.times.get(case, 30)
 
         def limits():
-            cpu = 3 + int(5 * usual)
-            resource.setrlimit(resource.RLIMIT_CPU, (cpu, cpu + 1))
+            cpu_s = 3 + int(2 * usual_s)
+            resource.setrlimit(resource.RLIMIT_CPU, (cpu_s, cpu_s))
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT))
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
@@ -180,11 +204,14 @@ class Tests:
                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                  cwd=program.parent, start_new_session=True, preexec_fn=limits)
         try:
-            return child.wait(timeout=20 + 20 * usual) == 0
+            status = child.wait(timeout=20 + 10 * usual_s)
         except subprocess.TimeoutExpired:
             child.kill()
             child.wait()
-            return False
+            return "fails"
+        if status in (-signal.SIGXCPU, -signal.SIGKILL):
+            return "hangs"
+        return "passes" if status == 0 else "fails"
 
     def measure(self):
         """Every case on the library as it is: they must all pass. Remembers how long they take."""
@@ -193,32 +220,33 @@ class Tests:
             if case in self.times:
                 continue
             start = time.monotonic()
-            if not self.run(case, library):
+            if self.run(case, library) != "passes":
                 sys.exit(f"{case} fails on the library as it is")
             self.times[case] = round(time.monotonic() - start, 3)
         TIMES.write_text(json.dumps(self.times))
 
     # Most likely first: cases that noticed other breaks of the same file lead their group.
-    def order(self, mutant):
+    def order(self, mutant, near):
         folder, stem = mutant.file.split("/")[1], pathlib.Path(mutant.file).stem
 
         def rank(case):
             of, program = self.cases[case]
-            group = [folder, "golden", "scenario"].index(of) if of in (
-                folder, "golden", "scenario") else 3
+            groups = [folder, "golden", "scenario"]
+            group = groups.index(of) if of in groups else len(groups)
             return (group, -self.noticed_for[mutant.file][case],
                     stem not in program.name, self.times[case])
 
-        return sorted(self.cases, key=rank)
+        return sorted((c for c in self.cases if not near or self.cases[c][0] == folder), key=rank)
 
-    def first_to_notice(self, mutant, library):
+    def first_to_notice(self, mutant, library, near):
         """The first case that fails twice, and one outside the golden run if that was the first."""
         golden = None
-        for case in self.order(mutant):
+        for case in self.order(mutant, near):
             is_golden = self.cases[case][0] == "golden"
             if golden and is_golden:
                 continue
-            if self.run(case, library) or self.run(case, library):
+            end = self.run(case, library)
+            if end == "passes" or end == "fails" and self.run(case, library) == "passes":
                 continue
             if not is_golden:
                 self.noticed_for[mutant.file][case] += 1
@@ -243,12 +271,13 @@ def describe(mutant):
             for field in ("file", "line", "kind", "start", "end", "before", "after")}
 
 
-def try_mutant(mutant, library, tests):
+def try_mutant(mutant, library, tests, near):
     state = library.break_it(mutant)
     row = describe(mutant) | {"result": state}
     if state == "broken":
-        first, other = tests.first_to_notice(mutant, SCRATCH / "lib")
-        row["result"] = "noticed" if first else "survived"
+        first, other = tests.first_to_notice(mutant, SCRATCH / "lib", near)
+        missed = "not noticed nearby" if near else "survived"
+        row["result"] = "noticed" if first else missed
         row["by"] = first or ""
         row["only_golden"] = bool(first) and other is None
     with RESULTS.open("a") as out:
@@ -267,11 +296,11 @@ def line_of(row):
 
 
 def report(rows):
-    counted = [r for r in rows if r["result"] in ("noticed", "survived")]
+    counted = [r for r in rows if r["result"] in COUNTED]
     noticed = [r for r in counted if r["result"] == "noticed"]
     (BUILD / "mutants.tsv").write_text("".join(line_of(r) + "\n" for r in rows))
     for r in counted:
-        if r["result"] == "survived":
+        if r["result"] != "noticed":
             print(line_of(r))
     by_kind = collections.Counter(r["kind"] for r in counted)
     print("kinds: " + ", ".join(f"{k} {n}" for k, n in by_kind.most_common()))
@@ -288,6 +317,7 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--count", type=int, default=300)
     parser.add_argument("--again", metavar="RESULT", help="repeat those with this result")
+    parser.add_argument("--near", action="store_true", help="only the tests of the same folder")
     parser.add_argument("--report", action="store_true")
     options = parser.parse_args()
     if not options.report:
@@ -318,10 +348,10 @@ def main():
         if row is None and options.report:
             break
         if row is None or row["result"] == options.again:
-            row = try_mutant(mutant, library, tests)
+            row = try_mutant(mutant, library, tests, options.near)
             print(line_of(row), flush=True)
         rows.append(row)
-        counted += row["result"] in ("noticed", "survived")
+        counted += row["result"] in COUNTED
     report(rows)
 
 
