@@ -391,6 +391,17 @@ TEST_F(Capture, NameHoldsTheDecisionOfThisUpdate) {
     EXPECT_THAT(host().saved_images()[0].path, HasSubstr("-staff_1"));
 }
 
+TEST_F(Capture, CropIsNamedBeforeTheAttributesArePrinted) {
+    attr::set_switch(attr::kSwSaveHd, true);
+    attr::set_switch(attr::kSwAttr, true);
+    const auto printed = fix::printed_by([&] { update(); });
+    ASSERT_GE(printed.size(), 3u);
+    const auto last = printed.end();
+    EXPECT_THAT(last[-3], StartsWith("log: Save-"));
+    EXPECT_THAT(last[-2], StartsWith("log: Obj[5]"));
+    EXPECT_THAT(last[-1], StartsWith("log: Trk[5]"));
+}
+
 TEST_F(Capture, WildNumbersFitIntoTheName) {
     attr::set_switch(attr::kSwSaveHd, true);
     attr::set_switch(attr::kSwSaveOne, true);
