@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-install_missing_packages $vca_packages $vca_test_packages clang
+install_missing_packages $vca_packages $vca_test_packages $vca_clang_packages
 [ $# -gt 0 ] || set -- gcc-release clang-debug clang-release
 for variant in "$@"; do
     case $variant in
