@@ -309,15 +309,9 @@ void measure_turn(benchmark::State& state, Turn turn, const char* label) {
             times.step_us.push_back(us);
             time_floor(times, floor, [&](Floor& f) {
                 const auto& tracks = pass.tracks();
-                if (turn == Turn::kBirth) {
-                    f.copy_record(tracks.back());
-                    return;
-                }
-                for (const TRACKER_RSLT_S& trk : tracks) {
-                    f.copy_record(trk);
-                    f.copy_grid(trk.heatDwell);
-                    f.copy_grid(trk.heatMotion);
-                }
+                const size_t first = turn == Turn::kBirth ? tracks.size() - 1 : 0;
+                for (size_t i = first; i < tracks.size(); ++i)
+                    f.copy_record(tracks[i]);
             });
         }
     }
