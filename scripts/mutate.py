@@ -317,6 +317,8 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--count", type=int, default=300)
     parser.add_argument("--again", metavar="RESULT", help="repeat those with this result")
+    parser.add_argument("--only", metavar="FILE:LINE", action="append", default=[],
+                        help="repeat no others than at this place")
     parser.add_argument("--near", action="store_true", help="only the tests of the same folder")
     parser.add_argument("--report", action="store_true")
     options = parser.parse_args()
@@ -347,7 +349,10 @@ def main():
         row = known.get(key(describe(mutant)))
         if row is None and options.report:
             break
-        if row is None or row["result"] == options.again:
+        here = f"{mutant.file}:{mutant.line}"
+        again = row is not None and row["result"] == options.again and (
+            not options.only or here in options.only)
+        if row is None or again:
             row = try_mutant(mutant, library, tests, options.near)
             print(line_of(row), flush=True)
         rows.append(row)

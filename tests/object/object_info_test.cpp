@@ -57,6 +57,22 @@ TEST_F(Info, CurrentBoxTakesTheListedFieldsOnly) {
     EXPECT_TRUE(fix::same(trk->curObj, want));
 }
 
+// A list that claims more than it can hold: what lies behind it is no detection.
+TEST_F(Info, DetectionsBehindTheListAreLeftAlone) {
+    IOU_TRK_OBJ_S rec{};
+    rec.id = 5;
+    for (const int32_t num : {VCA_DET_MAX + 1, 1000, INT_MAX}) {
+        dets->num = num;
+        rec.det_idx = VCA_DET_MAX;
+        vca_set_track_obj_info(trk.get(), &rec, dets.get(), false);
+        EXPECT_EQ(trk->trackId, 0) << num;
+        EXPECT_EQ(trk->age, 0) << num;
+    }
+    rec.det_idx = VCA_DET_MAX - 1;
+    vca_set_track_obj_info(trk.get(), &rec, dets.get(), false);
+    EXPECT_EQ(trk->trackId, 5);
+}
+
 TEST_F(Info, IdAgeAndLoss) {
     trk->lostCnt = 3;
     update(box(100, 100, 50, 50), false, 5);
