@@ -24,5 +24,10 @@ for more in "tests/fuzz/regressions/$name" "build/fuzz/corpus/$name"; do
 done
 LLVM_PROFILE_FILE="$build/$name.profraw" nice "$build/tests/fuzz/$name" $inputs 2>/dev/null
 llvm-profdata merge -o "$build/$name.profdata" "$build/$name.profraw"
-llvm-cov report "$build/tests/fuzz/$name" -object "$build/src/libvca.so" \
-    -instr-profile "$build/$name.profdata" -show-functions=false "$@"
+# Paths in the program are relative to its build folder.
+folders=""
+for folder in "$@"; do folders="$folders ../../$folder"; done
+cd "$build"
+objects=tests/fuzz/$name
+if [ "$name" = fuzz_handlers ] || [ "$name" = fuzz_pass ]; then objects="src/libvca.so"; fi
+llvm-cov report "$objects" -instr-profile "$name.profdata" -show-functions=false $folders

@@ -527,6 +527,15 @@ TEST_F(Exchange, FrameCountIsAnswered) {
         }
 }
 
+TEST_F(Exchange, FrameCountIsLoggedBeforeItIsSent) {
+    test::host().on_call = [](const std::string& call) {
+        if (call.starts_with("tq_sock_send_msg")) std::printf("sent\n");
+    };
+    EXPECT_THAT(fix::printed_by([] { dev_cscd_master_send_frm_cnt_to_slave(0, nullptr); }),
+                ElementsAre("log: master_get_frm_cnt=0", "plain: sent"));
+    test::host().on_call = nullptr;
+}
+
 TEST_F(Exchange, FrameCountRequestReadsNoPayload) {
     vca_feed_frm_cnt_set(12);
     dev_cscd_master_send_frm_cnt_to_slave(0, reinterpret_cast<void*>(uintptr_t{8}));

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <functional>
+#include <memory>
 
 #include "tests/support/log_lines.h"
 #include "tests/support/scripted_host.h"
@@ -273,6 +274,13 @@ TEST(ConfigFields, HostileMessageStaysInBounds) {
         EXPECT_EQ(record().DetectModel, 0);
         EXPECT_EQ(record().StandAloneTrkMd, 2);
     }
+}
+
+TEST(ConfigFields, NothingIsNoMessage) {
+    apply(test::plain_config());
+    const auto before = std::make_unique<VCA_DEV_CFG_S>(record());
+    vca_algo_set_cfg_params(0, nullptr);
+    EXPECT_EQ(std::memcmp(&record(), before.get(), sizeof(VCA_DEV_CFG_S)), 0);
 }
 
 }  // namespace

@@ -362,4 +362,32 @@ TEST_F(DepthMap, DumpTimesTheUpdate) {
     EXPECT_EQ(test::count_log(out.text(), "Tm: data_update_depth_map=0"), 1);
 }
 
+// An image of another size; everything reads the control block's.
+void resize(uint32_t width, uint32_t height) {
+    vca_get_pCtrl_param()->img_size[VCA_SIZE_DEPTH] = {width, height};
+}
+
+TEST_F(DepthMap, ImageWithoutAPixelForEveryCellTeachesNothing) {
+    for (const auto& [width, height] : {std::pair{480u, 7u}, {7u, 256u}, {0u, 0u}}) {
+        resize(width, height);
+        update(DepthImage(3000), 30);
+        EXPECT_EQ(valid_cells(), Cells{});
+    }
+}
+
+// What is left over on the right and below, less than half a cell, belongs to no cell of the map.
+TEST_F(DepthMap, RemainderBeyondTheEighthCellIsLeftOut) {
+    for (const auto& [width, height] : {std::pair{63u, 62u}, {62u, 63u}}) {
+        dev_depth_map_reset();
+        resize(width, height);
+        update(DepthImage(3000), 25);
+        const Cells cells = valid_cells();
+        EXPECT_FALSE(cells.empty());
+        for (const auto& [row, col] : cells) {
+            EXPECT_LT(row, 8);
+            EXPECT_LT(col, 8);
+        }
+    }
+}
+
 }  // namespace

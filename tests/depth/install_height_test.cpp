@@ -111,4 +111,8 @@ TEST(InstallHeight, SumIsFormedInSinglePrecisionRowByRow) {
               static_cast<int32_t>(sum / 600.0f));
 }
 
+TEST(InstallHeight, WithoutAnImageSaturates) {
+    EXPECT_EQ(depth_calc_install_height_by_raw_dist16(nullptr, 480, 256), INT_MAX);
+}
+
 }  // namespace

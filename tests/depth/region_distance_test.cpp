@@ -409,4 +409,10 @@ TEST_F(RegionDistance, RandomRectanglesAgreeWithThePlainForm) {
     }
 }
 
+TEST_F(RegionDistance, WithoutAnImageItIsTheInstallationHeight) {
+    cfg().InstallHeight = 3210;
+    EXPECT_EQ(depth16_calc_rgn_distance(nullptr, 10, 10, 50, 50, false), 3210.0f);
+    EXPECT_EQ(depth16_calc_rgn_distance(nullptr, 10, 10, 50, 50, true), 3210.0f);
+}
+
 }  // namespace

@@ -2,7 +2,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include "tests/event/heat_model.h"
+
+namespace {
+
+bool out_of_memory = false;
+
+}  // namespace
+
+// What the library asks for memory it can do without.
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return out_of_memory ? nullptr : ::operator new(size);
+}
 
 namespace {
 
@@ -425,6 +438,17 @@ TEST_F(HeatTotal, OtherSwitchesPrintNothing) {
                   refresh();
               }),
               "");
+}
+
+TEST_F(HeatTotal, WithoutMemoryForAReplyTheTotalStays) {
+    fold(add_with_cells());
+    const Grids total = total_grids();
+    const uint8_t request[64] = {};
+    out_of_memory = true;
+    fix::output_of([&] { vca_heat_map_update_rslt(0, const_cast<uint8_t*>(request)); });
+    out_of_memory = false;
+    EXPECT_THAT(take_messages(), IsEmpty());
+    expect_total(total);
 }
 
 }  // namespace

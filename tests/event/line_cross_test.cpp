@@ -443,4 +443,20 @@ TEST_F(Cross, RandomWalksAgreeWithThePlainRule) {
     EXPECT_GT(events, 1000u);
 }
 
+TEST_F(Cross, LinesAndSegmentsThatDoNotExistAreLeftAlone) {
+    for (int l = 0; l < VCA_LINE_NUM; ++l)
+        fix::set_line(l, {{100, kLineY}, {860, kLineY}});
+    Walker walker({480, 280});
+    walker.move_to({481, 250});
+    const TRACKER_RSLT_S before = walker.trk();
+    for (const auto& [line, seg] : {std::pair{-1, 0}, {VCA_LINE_NUM, 0}, {0, -1}, {0, VCA_SEG_NUM}})
+        EXPECT_EQ(fix::output_of([&] {
+                      EXPECT_EQ(vca_line_check_crossing_state(&walker.trk(), line, seg), 0);
+                  }),
+                  "");
+    EXPECT_TRUE(fix::same(walker.trk().segPrev, before.segPrev));
+    EXPECT_TRUE(fix::same(walker.trk().LastState, before.LastState));
+    EXPECT_THAT(take_counted(), IsEmpty());
+}
+
 }  // namespace

@@ -375,4 +375,15 @@ TEST_F(Area, RandomWalksAgreeWithThePlainRule) {
     EXPECT_GT(events, 1000u);
 }
 
+TEST_F(Stage, LinesThatDoNotExistAreNotSettled) {
+    Walker walker({480, 300});
+    std::fill(std::begin(walker.trk().IsCrossed), std::end(walker.trk().IsCrossed), 1);
+    for (const int line : {-1, VCA_LINE_NUM})
+        EXPECT_EQ(fix::output_of([&] {
+                      EXPECT_EQ(vca_rgn_uturn_check_obj_line_cross(&walker.trk(), line), 0);
+                  }),
+                  "");
+    EXPECT_THAT(take_counted(), IsEmpty());
+}
+
 }  // namespace

@@ -117,6 +117,13 @@ TEST(DebugSwitches, SwitchThatAgreesWithItsFileIsNotAnnounced) {
     EXPECT_EQ(out.text(), "");
 }
 
+TEST(DebugSwitches, WithoutATableNothingIsLookedAt) {
+    test::StdoutCapture out;
+    avs_log_debug_update_status(nullptr, 3);
+    avs_log_debug_update_status(nullptr, 3);
+    EXPECT_EQ(out.text(), "");
+}
+
 TEST(DebugSwitches, DirectoryCountsAsAFile) {
     // The test is existence only.
     LOG_DBG_S switches[1] = {entry("/tmp")};

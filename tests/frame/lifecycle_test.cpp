@@ -20,6 +20,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 const std::set<std::string> kLifecycleFunctions = {"vca_base_init",      "vca_base_uninit",
                                                    "vca_algo_init",      "vca_algo_uninit",
@@ -196,6 +197,27 @@ TEST(Lifecycle, RunningFlagIsClearedBeforeTheJoin) {
     vca_algo_uninit();
     EXPECT_EQ(at_unregister, 1);
     EXPECT_EQ(at_join, 0);
+}
+
+// While the mutex is being set up or taken down, the base functions do without it.
+TEST(Lifecycle, MutexIsUsedOnlyOnceItIsThereAndNoLonger) {
+    vca_base_init();
+    std::vector<std::string> seen;
+    bool in_base = false;
+    host().on_call = [&](const std::string& call) {
+        if (in_base) seen.push_back(call);
+        if (!call.starts_with("tq_mutex_init") && !call.starts_with("tq_mutex_uninit")) return;
+        in_base = true;
+        vca_base_uninit();
+        vca_base_init();
+        in_base = false;
+    };
+    vca_algo_init();
+    host().wait_idle_reads(1);
+    vca_algo_uninit();
+    host().on_call = nullptr;
+    EXPECT_THAT(seen, SizeIs(10));
+    EXPECT_THAT(seen, Each(testing::Not(testing::StartsWith("tq_mutex"))));
 }
 
 TEST(Lifecycle, BaseFunctionsLockWhileTheMutexExists) {

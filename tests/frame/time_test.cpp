@@ -73,6 +73,20 @@ TEST(TimeSource, MonotonicTimeInSecondsOrMilliseconds) {
     EXPECT_EQ(avs_get_monotonictime(-1), 12'345'678);
 }
 
+TEST(TimeSource, BeforeTheEpochTheFractionStaysPositive) {
+    vca_set_time_source(fixed_source, nullptr);
+    source_us = -1;  // -1 s and 999999 us
+    EXPECT_EQ(avs_get_timestamp(), 0);
+    EXPECT_EQ(avs_get_time(), 4'294'967'295u);
+    EXPECT_EQ(avs_get_monotonictime(1), -1);
+    EXPECT_EQ(avs_get_monotonictime(0), -1);
+    source_us = -501;
+    EXPECT_EQ(avs_get_timestamp(), -1);
+    source_us = -2'000'000;
+    EXPECT_EQ(avs_get_timestamp(), -2000);
+    EXPECT_EQ(avs_get_monotonictime(1), -2);
+}
+
 TEST(TimeSource, ContextIsHandedThrough) {
     int64_t own = 7'000'000;
     source_us = 1;

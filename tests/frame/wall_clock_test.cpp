@@ -20,6 +20,8 @@ namespace {
 std::atomic<bool> pinned{false};
 std::atomic<bool> broken{false};
 std::atomic<int64_t> pinned_us{0};
+std::atomic<bool> awake{false};  // sleeping only writes down for how long
+timespec slept{};
 
 // Three and a half hours east of Greenwich, so that minutes differ from UTC too. Set before any
 // other code of the process looks at the time zone.
@@ -49,6 +51,12 @@ int gettimeofday(timeval* tv, void*) noexcept {
     if (clock_gettime(CLOCK_REALTIME, &ts) != 0) return -1;
     tv->tv_sec = ts.tv_sec;
     tv->tv_usec = ts.tv_nsec / 1000;
+    return 0;
+}
+
+int nanosleep(const timespec* span, timespec* left) {
+    if (!awake) return static_cast<int>(syscall(SYS_nanosleep, span, left));
+    slept = *span;
     return 0;
 }
 
@@ -152,6 +160,28 @@ TEST(WallClock, UnreadableClockGivesTimeZero) {
     const uint32_t time = avs_get_time();
     broken = false;
     EXPECT_EQ(time, 0u);
+}
+
+TEST(WallClock, DelayIsTheSpanInSecondsAndNanoseconds) {
+    const struct {
+        int ms;
+        time_t sec;
+        long ns;
+    } rows[] = {{0, 0, 0},
+                {1, 0, 1'000'000},
+                {999, 0, 999'000'000},
+                {1000, 1, 0},
+                {1001, 1, 1'000'000},
+                {1999, 1, 999'000'000},
+                {12345, 12, 345'000'000}};
+    awake = true;
+    for (const auto& row : rows) {
+        slept = {-1, -1};
+        avs_mdelay(row.ms);
+        EXPECT_EQ(slept.tv_sec, row.sec) << row.ms;
+        EXPECT_EQ(slept.tv_nsec, row.ns) << row.ms;
+    }
+    awake = false;
 }
 
 TEST(DailyWindow, BoundsAreOpen) {

@@ -12,8 +12,8 @@ using fuzz::Tracker;
 
 // An input costs at most this many passes, and births of targets that never come back: a record
 // holds two heat grids, so births are the dearest thing a script can ask for.
-constexpr int32_t kFramesMax = 160;
-constexpr int32_t kWildTargetsMax = 600;
+constexpr int32_t kFramesMax = 128;
+constexpr int32_t kWildTargetsMax = 250;
 
 constexpr uint16_t kFloorMm = 3000;
 constexpr uint16_t kHeadMm = 1300;
@@ -54,29 +54,51 @@ DET_OBJ_S read_box(ByteReader& in) {
     return box;
 }
 
-// Every count, as many boxes as the input has bytes for, the rest copies of them.
+// How many entries a list claims to have, and how many of them the input describes: few, or a claim
+// of many would eat up the rest of the script.
+struct Claim {
+    int32_t num;
+    int32_t valid;  // entries that exist
+    int32_t described;
+};
+
+Claim read_claim(ByteReader& in, int32_t capacity) {
+    Claim claim{};
+    claim.num = in.flag() ? in.number() : in.below(24);
+    claim.valid = std::clamp(claim.num, 0, capacity);
+    claim.described = std::min(claim.valid, in.below(12));
+    return claim;
+}
+
+// Boxes that the input does not describe follow those that it does at a distance.
 void read_list(ByteReader& in, DET_OBJECTS_S& list) {
-    list.num = in.flag() ? in.number() : in.below(24);
-    const int32_t num = std::clamp(list.num, 0, VCA_DET_MAX);
-    for (int32_t i = 0; i < num; ++i) {
-        list.objs[i] = in.empty() && i > 0 ? list.objs[i / 2] : read_box(in);
-        list.raw_objs[i] = list.objs[i];
-        list.objs[i].x += in.empty() && list.objs[i].x < 900 ? i : 0;
+    const Claim claim = read_claim(in, VCA_DET_MAX);
+    list.num = claim.num;
+    for (int32_t i = 0; i < claim.valid; ++i) {
+        DET_OBJ_S& box = list.objs[i];
+        if (i < claim.described)
+            box = read_box(in);
+        else if (i > 0)
+            box = list.objs[i / 2];
+        if (i >= claim.described && std::abs(box.x / 2) < 2000) box.x += 3 * i;
+        list.raw_objs[i] = box;
     }
 }
 
 int32_t read_targets(ByteReader& in, IOU_TRK_RSLT_S& targets) {
-    targets.num = in.flag() ? in.number() : in.below(12);
-    const int32_t num = std::clamp(targets.num, 0, VCA_TRK_MAX);
-    const bool plain_ids = in.flag();
-    for (int32_t i = 0; i < num; ++i) {
+    const Claim claim = read_claim(in, VCA_TRK_MAX);
+    targets.num = claim.num;
+    for (int32_t i = 0; i < claim.valid; ++i) {
         IOU_TRK_OBJ_S& target = targets.objs[i];
         target = {};
-        target.id = plain_ids || in.empty() ? i : in.number();
-        target.det_idx = in.empty() ? i : in.flag() ? in.number() : in.below(16);
-        target.x = in.empty() ? 0 : in.number();
+        target.id = target.det_idx = i;
+        if (i >= claim.described) continue;
+        const uint8_t how = in.u8();
+        if ((how & 1) != 0) target.id = in.number();
+        target.det_idx = (how & 2) != 0 ? in.number() : in.below(16);
+        if ((how & 4) != 0) target.x = in.number();
     }
-    return num;
+    return claim.valid;
 }
 
 // Overwrites some words and bytes of a record.
@@ -84,7 +106,8 @@ void change(ByteReader& in, uint8_t* record, size_t bytes) {
     for (int32_t n = in.below(24); n > 0 && !in.empty(); --n) {
         const size_t at = in.u16() % (bytes - 3);
         const int32_t value = in.number();
-        std::memcpy(record + (in.flag() ? at : at / 4 * 4), &value, in.flag() ? 4 : 1);
+        const bool whole = in.flag();
+        std::memcpy(record + (whole ? at / 4 * 4 : at), &value, whole ? 4 : 1);
     }
 }
 
@@ -92,10 +115,14 @@ MASTER_MSG_S read_slave(ByteReader& in) {
     MASTER_MSG_S slave{};
     slave.slave_idx = in.flag() ? static_cast<uint32_t>(in.number()) : in.u8() % VCA_SLAVE_MAX;
     slave.msg.frame = static_cast<uint32_t>(in.number());
-    slave.msg.count = in.flag() ? in.number() : in.below(12);
-    const int32_t num = std::clamp(slave.msg.count, 0, VCA_SLAVE_TRACK_MAX);
-    for (int32_t i = 0; i < num && !in.empty(); ++i) {
+    const Claim claim = read_claim(in, VCA_SLAVE_TRACK_MAX);
+    slave.msg.count = claim.num;
+    for (int32_t i = 0; i < claim.valid; ++i) {
         SLAVE_TRACK_S& track = slave.msg.tracks[i];
+        if (i >= claim.described) {
+            if (i > 0) track = slave.msg.tracks[i / 2];
+            continue;
+        }
         track.track_id = static_cast<uint32_t>(in.number());
         track.class_id = static_cast<uint8_t>(in.below(4));
         track.score = in.real();
@@ -108,6 +135,15 @@ MASTER_MSG_S read_slave(ByteReader& in) {
         track.cy = track.foot_y;
     }
     return slave;
+}
+
+// Every view of the clock, which may stand anywhere.
+void read_clocks(int32_t choice) {
+    char text[32];
+    avs_get_time_string(text, static_cast<char>(choice & 3));
+    avs_get_monotonictime(choice);
+    avs_get_time();
+    if (avs_get_localtime() == nullptr) fuzz::fail("no local time");
 }
 
 void fill_payload(int id, ByteReader& in, uint8_t* payload, size_t bytes) {
@@ -363,52 +399,92 @@ void fuzz::PassScript::attributes() {
     answers.attribute_status = in_.below(4) == 3 ? -1 : 0;
 }
 
-// Exported functions that no pass and no handler calls with such arguments.
+// Exported functions that no pass and no handler calls with such arguments. Numbers are drawn one
+// by one, because compilers differ in the order in which they evaluate arguments.
 void fuzz::PassScript::helpers() {
-    const auto list = std::make_unique<DET_OBJECTS_S>();
-    const auto kept = std::make_unique<DET_OBJECTS_S>();
-    const auto cells = std::make_unique<VCA_MASK_S>();
-    POLYGON_S poly{};
-    std::vector<int> numbers(in_.u8() + 1u);
-    const auto& depth = host().depth_mm;
-    const uint16_t* pixels = depth.empty() ? nullptr : depth.data();
-    const auto point = [&] { return POINT_POS_S{in_.pixel(), in_.pixel()}; };
     switch (in_.below(6)) {
         case 0:
-            read_list(in_, *list);
-            vca_nms_proc(list.get(), in_.real(), kept.get());
+            suppress_boxes();
             break;
         case 1:
-            poly.coord = in_.u8();
-            for (int k = 0; k < VCA_POLY_PT_NUM; ++k)
-                poly.x[k] = in_.pixel(), poly.y[k] = in_.pixel();
-            polygon_convert_to_mask(&poly, cells->mask);
+            rasterise();
             break;
         case 2:
-            doLinesIntersect({point(), point()}, {point(), point()});
-            point_to_line_min_dis(point(), point(), point());
-            av_calc_val(in_.number(), in_.number(), in_.real());
-            av_calc_set_val(in_.number(), in_.number(), in_.number(), in_.real());
+            measure_lines();
             break;
         case 3:
-            for (int& number : numbers)
-                number = in_.number();
-            avs_quick_sort(numbers.data(), 0, static_cast<int>(numbers.size()) - 1);
-            if (!std::is_sorted(numbers.begin(), numbers.end())) fail("not sorted");
+            sort_numbers();
             break;
         case 4:
-            depth16_calc_rgn_distance(pixels, in_.number(), in_.number(), in_.number(),
-                                      in_.number(), in_.flag());
-            avs_inquery_customize_wh(in_.number(), in_.number());
+            measure_depth();
             break;
-        default: {
-            TRACKER_RSLT_S trk{};
-            trk.curObj = trk.footBox = read_box(in_);
-            vca_line_check_crossing_state(&trk, in_.number(), in_.number());
-            vca_rgn_uturn_check_obj_line_cross(&trk, in_.number());
-            vca_dev_deal_obj_height(&trk, in_.real(), in_.number());
-            vca_obj_update_human_attr(&trk);
+        default:
+            update_strange_track();
             break;
-        }
     }
+}
+
+void fuzz::PassScript::suppress_boxes() {
+    const auto list = std::make_unique<DET_OBJECTS_S>();
+    const auto kept = std::make_unique<DET_OBJECTS_S>();
+    read_list(in_, *list);
+    vca_nms_proc(list.get(), in_.real(), kept.get());
+}
+
+void fuzz::PassScript::rasterise() {
+    const auto cells = std::make_unique<VCA_MASK_S>();
+    POLYGON_S poly{};
+    poly.coord = in_.u8();
+    for (int k = 0; k < VCA_POLY_PT_NUM; ++k) {
+        poly.x[k] = in_.pixel();
+        poly.y[k] = in_.pixel();
+    }
+    polygon_convert_to_mask(&poly, cells->mask);
+}
+
+void fuzz::PassScript::measure_lines() {
+    POINT_POS_S points[4];
+    for (POINT_POS_S& point : points) {
+        point.x = in_.pixel();
+        point.y = in_.pixel();
+    }
+    doLinesIntersect({points[0], points[1]}, {points[2], points[3]});
+    point_to_line_min_dis(points[0], points[1], points[2]);
+    int32_t ends[3];
+    for (int32_t& end : ends)
+        end = in_.number();
+    const float place = in_.real();
+    av_calc_val(ends[0], ends[1], place);
+    av_calc_set_val(ends[0], ends[1], ends[2], place);
+}
+
+void fuzz::PassScript::sort_numbers() {
+    std::vector<int> numbers(in_.u8() + 1u);
+    for (int& number : numbers)
+        number = in_.number();
+    avs_quick_sort(numbers.data(), 0, static_cast<int>(numbers.size()) - 1);
+    if (!std::is_sorted(numbers.begin(), numbers.end())) fail("not sorted");
+}
+
+void fuzz::PassScript::measure_depth() {
+    const auto& depth = host().depth_mm;
+    int32_t edges[4];
+    for (int32_t& edge : edges)
+        edge = in_.number();
+    depth16_calc_rgn_distance(depth.empty() ? nullptr : depth.data(), edges[0], edges[1], edges[2],
+                              edges[3], in_.flag());
+    const int32_t start_s = in_.number();
+    avs_inquery_customize_wh(start_s, in_.number());
+    read_clocks(in_.number());
+}
+
+void fuzz::PassScript::update_strange_track() {
+    const auto trk = std::make_unique<TRACKER_RSLT_S>();
+    trk->curObj = trk->footBox = read_box(in_);
+    const int32_t line = in_.number();
+    vca_line_check_crossing_state(trk.get(), line, in_.number());
+    vca_rgn_uturn_check_obj_line_cross(trk.get(), in_.number());
+    const float sample_mm = in_.real();
+    vca_dev_deal_obj_height(trk.get(), sample_mm, in_.number());
+    vca_obj_update_human_attr(trk.get());
 }

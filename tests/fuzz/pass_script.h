@@ -62,6 +62,12 @@ class PassScript {
     void faults();
     void attributes();
     void helpers();
+    void suppress_boxes();
+    void rasterise();
+    void measure_lines();
+    void sort_numbers();
+    void measure_depth();
+    void update_strange_track();
 
     ByteReader& in_;
     Crowd crowd_;

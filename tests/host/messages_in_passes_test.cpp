@@ -15,8 +15,8 @@
 
 namespace {
 
-constexpr int kStormFrames = 120;
-constexpr int kQuietFrames = 400;
+constexpr int kStormFrames = 40;
+constexpr int kQuietFrames = 120;
 
 POINT12 to_point(const host::PicturePoint& p) {
     return {1, {}, static_cast<std::int32_t>(p.x), static_cast<std::int32_t>(p.y)};
@@ -194,7 +194,7 @@ TEST_F(MessagesInPasses, AreTakenAndCountingGoesOn) {
     EXPECT_EQ(feed(kQuietFrames), kStormFrames + kQuietFrames - 1);
     EXPECT_GT(true_crossings_, 5);
     // Those on the line when a half ends fall to either side of the cut.
-    EXPECT_NEAR(counted_, true_crossings_, 3);
+    EXPECT_NEAR(counted_, true_crossings_, 2);
     expect_nothing_left();
 }
 

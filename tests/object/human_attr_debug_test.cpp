@@ -290,6 +290,32 @@ TEST_F(TestMode, EmptyFolderIsNoMissingFolder) {
     EXPECT_EQ(judged(), 0u);
 }
 
+TEST_F(TestMode, FilesComeInTheOrderOfTheirNames) {
+    const test::PrivateOpt opt;
+    ASSERT_TRUE(opt.ready()) << "needs root or user namespaces";
+    make_folder();
+    const std::string names[] = {"f", "b", "d", "a", "e", "c", "h", "g"};
+    for (const auto& name : names)
+        make_file(name, 10, 1);
+    calls(10);
+    const auto printed = fix::printed_by([&] { calls(1); });
+    ASSERT_THAT(printed, SizeIs(8));
+    for (size_t i = 0; i < 8; ++i)
+        EXPECT_EQ(printed[i], "log: read[" + std::to_string(i) + "] " + folder.string() + "/" +
+                                  static_cast<char>('a' + i) + " to test!");
+}
+
+TEST_F(TestMode, WithoutAnImageNothingIsClassified) {
+    const test::PrivateOpt opt;
+    ASSERT_TRUE(opt.ready()) << "needs root or user namespaces";
+    make_folder();
+    make_file("a.nv12", kCropBytes, 3);
+    host().image_fails = [](int) { return true; };
+    calls(10);
+    EXPECT_THAT(fix::printed_by([&] { calls(1); }), SizeIs(1));
+    EXPECT_EQ(judged(), 0u);
+}
+
 TEST_F(TestMode, ClassifierThatWritesTooMuchDamagesNothing) {
     const test::PrivateOpt opt;
     ASSERT_TRUE(opt.ready()) << "needs root or user namespaces";
@@ -363,6 +389,17 @@ TEST_F(Capture, NameHoldsTheDecisionOfThisUpdate) {
     update();
     ASSERT_THAT(host().saved_images(), SizeIs(1));
     EXPECT_THAT(host().saved_images()[0].path, HasSubstr("-staff_1"));
+}
+
+TEST_F(Capture, CropIsNamedBeforeTheAttributesArePrinted) {
+    attr::set_switch(attr::kSwSaveHd, true);
+    attr::set_switch(attr::kSwAttr, true);
+    const auto printed = fix::printed_by([&] { update(); });
+    ASSERT_GE(printed.size(), 3u);
+    const auto last = printed.end();
+    EXPECT_THAT(last[-3], StartsWith("log: Save-"));
+    EXPECT_THAT(last[-2], StartsWith("log: Obj[5]"));
+    EXPECT_THAT(last[-1], StartsWith("log: Trk[5]"));
 }
 
 TEST_F(Capture, WildNumbersFitIntoTheName) {

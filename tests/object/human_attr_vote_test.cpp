@@ -222,12 +222,17 @@ TEST_F(StaffVote, OnlyTheNewestFiveCount) {
     } rows[] = {{6, {0, 5}, 1},    {6, {1, 5}, 2},      {20, {14, 15}, 1},
                 {20, {15, 19}, 2}, {20, {0, 1, 14}, 0}, {5, {0, 1}, 2},
                 {2, {0, 1}, 2},    {1, {0}, 1},         {4, {0, 3}, 2}};
-    for (const auto& row : rows) {
-        trk->staffChkCnt = 0;
-        trk->staffKeep = 0;
-        vote(hits_at(row.count, row.places));
-        EXPECT_EQ(trk->staffChkCnt, row.counted) << testing::PrintToString(row.places);
-        EXPECT_EQ(trk->staffKeep, row.counted == 2 ? 1 : 0) << testing::PrintToString(row.places);
+    // at every installation height alike
+    for (const int32_t install_mm : {0, 2000, 3000, 4000, 6000, 9000}) {
+        fix::cfg().InstallHeight = install_mm;
+        for (const auto& row : rows) {
+            trk->staffChkCnt = 0;
+            trk->staffKeep = 0;
+            vote(hits_at(row.count, row.places));
+            const auto places = testing::PrintToString(row.places);
+            EXPECT_EQ(trk->staffChkCnt, row.counted) << places << " at " << install_mm;
+            EXPECT_EQ(trk->staffKeep, row.counted == 2 ? 1 : 0) << places << " at " << install_mm;
+        }
     }
 }
 
