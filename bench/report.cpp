@@ -68,11 +68,12 @@ void bench::TableReporter::print_parts() const {
         const auto& v = row.values;
         const double step_us = v.at("step_us");
         const double floor_us = v.at("floor_us");
-        if (floor_us > 0.0)
+        if (floor_us > 0.0 && step_us > 0.0)
             std::printf("| %s | %.0f | %.2f µs | %.2f µs | %.1f |\n", row.label.c_str(),
                         v.at("bytes"), step_us, floor_us, step_us / floor_us);
         else
-            std::printf("| %s | - | %.2f µs | - | - |\n", row.label.c_str(), step_us);
+            std::printf("| %s | %.0f | %.2f µs | %.2f µs | - |\n", row.label.c_str(), v.at("bytes"),
+                        step_us, floor_us);
     }
 }
 
@@ -86,8 +87,10 @@ void bench::TableReporter::print_goals() const {
     } kGoals[] = {
         {"30 people, everything on", "pass/stand-alone/everything/30", "median_us", 60, " µs"},
         {"its 99.9 % / median", "pass/stand-alone/everything/30", "ratio", 4, ""},
+        {"the same of own time", "pass/stand-alone/everything/30", "cpu_ratio", 4, ""},
         {"100 people, everything on", "pass/stand-alone/everything/100", "median_us", 200, " µs"},
         {"its 99.9 % / median", "pass/stand-alone/everything/100", "ratio", 4, ""},
+        {"the same of own time", "pass/stand-alone/everything/100", "cpu_ratio", 4, ""},
         {"erasing the first of 100 tracks", "part/removal", "step_us", 50, " µs"},
         {"applying a configuration", "part/configuration", "step_us", 2000, " µs"},
     };
