@@ -1,13 +1,37 @@
 #!/usr/bin/env bash
-# Builds everything with warnings as errors and runs all tests but the long ones.
-# Arguments go to ctest, for example ./test.sh -R line.
+# Builds everything with warnings as errors and runs all tests but the long ones, then the library
+# and its tests once more for the camera's processor, under emulation.
+# Arguments go to ctest, for example ./test.sh -R line. VCA_PRESET=asan ./test.sh runs the tests of
+# one preset alone; VCA_REQUIRE_AARCH64=1 makes it a failure where the emulation cannot be installed.
 set -eu
 cd "$(dirname "$0")"
 . scripts/packages.sh
+
+# build_and_test <preset> <error or ignore: what to do when no test is selected> [for ctest ...]
+build_and_test() {
+    local preset=$1 no_tests=$2
+    shift 2
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset"
+    ctest --test-dir "build/$preset" --output-on-failure --no-tests="$no_tests" -j "$(nproc)" \
+        --label-exclude '^long$' "$@"
+}
+
+preset=${VCA_PRESET:-dev}
 # shellcheck disable=SC2086
 install_missing_packages $vca_packages $vca_test_packages
-preset=${VCA_PRESET:-dev}
-cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset"
-exec ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$(nproc)" \
-    --label-exclude '^long$' "$@"
+if [ "$preset" != aarch64 ]; then
+    build_and_test "$preset" error "$@"
+    [ -z "${VCA_PRESET-}" ] || exit 0
+fi
+
+# shellcheck disable=SC2086
+if install_missing_packages $vca_target_packages; then
+    # Arguments may select tests of the host program alone, which is not built for the camera.
+    build_and_test aarch64 ignore "$@"
+elif [ "${VCA_REQUIRE_AARCH64-0}" = 1 ] || [ "$preset" = aarch64 ]; then
+    echo "The aarch64 tests cannot run: compiler or emulator could not be installed." >&2
+    exit 1
+else
+    echo "Skipped: the aarch64 tests, because compiler or emulator could not be installed."
+fi

@@ -1,213 +1,106 @@
-// Time of the library's own work in one frame pass, without inference, by number of people.
-//
-// The stages run in the order of the analysis task. Output goes to bench_pass's standard output
-// stream, so the library's diagnostic lines are sent to /dev/null while the stages run.
+// Time of the library's own work in one frame pass, without inference: from the frame set's
+// handing over to its giving back, by number of people, configuration and work mode.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
+#include <time.h>
 
-#include <chrono>
-#include <cstdio>
+#include <string>
 
+#include "bench/measure.h"
 #include "bench/quiet_host.h"
-#include "vca/vca.h"
+#include "bench/report.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::Crowd;
+using bench::WorkMode;
 
-constexpr int kFrames = 64;
+// Twice the longest stay, so that nobody of the first frame, when all came at once, is left.
+constexpr int kWarmUpFrames = 2 * bench::kStayFrames;
 
-// Sends the library's prints to /dev/null for its lifetime.
-class Muted {
+double thread_cpu_us() {
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return static_cast<double>(ts.tv_sec) * 1e6 + static_cast<double>(ts.tv_nsec) * 1e-3;
+}
+
+// The thread's own time lacks what other processes of the machine took of the pass.
+class PassTimer : public bench::PassObserver {
   public:
-    Muted() {
-        std::fflush(stdout);
-        saved_ = dup(STDOUT_FILENO);
-        const int null = open("/dev/null", O_WRONLY);
-        dup2(null, STDOUT_FILENO);
-        close(null);
+    explicit PassTimer(int frames) {
+        wall_us.reserve(static_cast<size_t>(frames));
+        cpu_us.reserve(static_cast<size_t>(frames));
     }
-    ~Muted() {
-        std::fflush(stdout);
-        dup2(saved_, STDOUT_FILENO);
-        close(saved_);
+
+    void begin() override {
+        inference_us_ = 0.0;
+        cpu_start_us_ = thread_cpu_us();
+        start_ = bench::Clock::now();
     }
-    Muted(const Muted&) = delete;
-    Muted& operator=(const Muted&) = delete;
+    void pause() override { pause_start_ = bench::Clock::now(); }
+    void resume() override {
+        inference_us_ += bench::us_between(pause_start_, bench::Clock::now());
+    }
+    void end() override {
+        const auto end = bench::Clock::now();
+        const double cpu_end_us = thread_cpu_us();
+        if (++passes_ <= kWarmUpFrames) return;
+        wall_us.push_back(bench::us_between(start_, end) - inference_us_);
+        cpu_us.push_back(cpu_end_us - cpu_start_us_ - inference_us_);
+    }
+
+    std::vector<double> wall_us;
+    std::vector<double> cpu_us;
 
   private:
-    int saved_;
+    int passes_ = 0;
+    double inference_us_ = 0.0;
+    double cpu_start_us_ = 0.0;
+    bench::Clock::time_point start_;
+    bench::Clock::time_point pause_start_;
 };
 
-struct Library {
-    VCA_NN_RESULT_S merged{};
-    std::vector<TRACKER_RSLT_S> tracks;
-    DET_OBJECTS_S no_depth{};
-
-    explicit Library(VCA_ALGO_CFG_S cfg) {
-        VCA_CTRL_S* ctrl = vca_get_pCtrl_param();
-        vca_data_init(ctrl);
-        vca_trker_init(ctrl);
-        vca_depth_algo_init();
-        vca_algo_set_cfg_params(0, &cfg);
+void measure_pass(benchmark::State& state, WorkMode mode, bool everything) {
+    const Crowd crowd(static_cast<int>(state.range(0)), mode);
+    const VCA_ALGO_CFG_S cfg = everything ? crowd.everything_config() : crowd.counting_config();
+    const auto frames = static_cast<int>(state.max_iterations);
+    PassTimer timer(frames);
+    {
+        const bench::Muted muted;
+        bench::run_library(crowd, cfg, kWarmUpFrames + frames, timer);
     }
-    ~Library() {
-        vca_trk_obj_list_release(tracks);
-        vca_depth_algo_uninit();
-        vca_trker_uninit(vca_get_pCtrl_param());
-    }
-    Library(const Library&) = delete;
-    Library& operator=(const Library&) = delete;
-};
-
-struct StageTimes {
-    Clock::duration depth{};
-    Clock::duration merge{};
-    Clock::duration track{};
-    Clock::duration lines{};
-    Clock::duration regions{};
-    Clock::duration heat{};
-    Clock::duration display{};
-};
-
-void run_pass(Library& library, const bench::CrowdFrame& frame, StageTimes& times) {
-    vca_get_pCtrl_param()->raw_img.plane_addr = reinterpret_cast<uintptr_t>(frame.depth_mm.data());
-    const auto t0 = Clock::now();
-    vca_update_depth_map(frame.depth_mm.data());
-    const auto t1 = Clock::now();
-    vca_obj_merge_real_depth_rslt(&frame.detections, &library.no_depth, &library.merged.objects);
-    const auto t2 = Clock::now();
-    vca_obj_proc_tracking(&library.merged, library.tracks, 0, false);
-    const auto t3 = Clock::now();
-    vca_local_dev_sync_tracking_info_show(library.tracks);
-    const auto t4 = Clock::now();
-    vca_event_counting_line_uturn_proc(library.tracks);
-    const auto t5 = Clock::now();
-    vca_event_counting_region_stay_proc(library.tracks);
-    const auto t6 = Clock::now();
-    vca_event_heat_map_dwell_and_motion(library.tracks);
-    const auto t7 = Clock::now();
-    vca_event_counting_refresh_line_result();
-    const auto t8 = Clock::now();
-    vca_event_counting_refresh_rgn_result(library.tracks);
-    const auto t9 = Clock::now();
-    vca_event_heat_map_refresh_total_result(library.tracks);
-    const auto t10 = Clock::now();
-    vca_feed_frm_cnt_add(1);
-    times.depth += t1 - t0;
-    times.merge += t2 - t1;
-    times.track += t3 - t2;
-    times.display += t4 - t3;
-    times.lines += t5 - t4 + t8 - t7;
-    times.regions += t6 - t5 + t9 - t8;
-    times.heat += t7 - t6 + t10 - t9;
-}
-
-void measure_pass(benchmark::State& state, const VCA_ALGO_CFG_S& cfg) {
-    const auto crowd = bench::make_crowd(static_cast<int>(state.range(0)), kFrames);
-    Muted muted;
-    Library library(cfg);
-    StageTimes warm_up;
-    for (const auto& frame : crowd)
-        run_pass(library, frame, warm_up);
-    StageTimes times;
-    size_t next = 0;
+    size_t pass = 0;
     for (auto _ : state)
-        run_pass(library, crowd[next++ % crowd.size()], times);
-    const auto per_pass = [&](Clock::duration total) {
-        const double us = std::chrono::duration<double, std::micro>(total).count();
-        return us / static_cast<double>(state.iterations());
-    };
-    state.counters["depth_us"] = per_pass(times.depth);
-    state.counters["merge_us"] = per_pass(times.merge);
-    state.counters["track_us"] = per_pass(times.track);
-    state.counters["display_us"] = per_pass(times.display);
-    state.counters["lines_us"] = per_pass(times.lines);
-    state.counters["regions_us"] = per_pass(times.regions);
-    state.counters["heat_us"] = per_pass(times.heat);
+        state.SetIterationTime(timer.wall_us[pass++] * 1e-6);
+    const double typical_us = bench::median(timer.wall_us);
+    const double slow_us = bench::quantile(timer.wall_us, 0.999);
+    const double slow_cpu_us = bench::quantile(timer.cpu_us, 0.999);
+    state.counters["median_us"] = typical_us;
+    state.counters["p999_us"] = slow_us;
+    state.counters["ratio"] = slow_us / typical_us;
+    state.counters["cpu_p999_us"] = slow_cpu_us;
+    state.counters["cpu_ratio"] = slow_cpu_us / bench::median(timer.cpu_us);
 }
-
-// The stages that are switched off are called as well: they are part of every pass.
-void counting_pass(benchmark::State& state) {
-    measure_pass(state, bench::counting_config());
-}
-
-void everything_pass(benchmark::State& state) {
-    measure_pass(state, bench::everything_config());
-}
-
-// What slaves in a row report: everyone stands where two neighbours see him, `people` in view of
-// each, with a few pixels between what the two make of it.
-MASTER_MSG_S report_of_slave(int slave, int people) {
-    MASTER_MSG_S report{};
-    report.slave_idx = static_cast<uint32_t>(slave);
-    report.msg.count = people;
-    for (int k = 0; k < people; ++k) {
-        const int person = slave * (people / 2) + k;
-        SLAVE_TRACK_S& track = report.msg.tracks[k];
-        track.track_id = static_cast<uint32_t>(k + 1);
-        track.score = 0.9f;
-        track.height = 1700.0f;
-        track.foot_x = track.cx = 100 * person + (7 * slave + 3 * k) % 9 - 4;
-        track.foot_y = track.cy = 272 + 100 * (person % 3 - 1) + (5 * slave + k) % 9 - 4;
-    }
-    return report;
-}
-
-// A master's work on what 15 slaves send; it sees nobody itself.
-void measure_master(benchmark::State& state, int people_of_slave) {
-    VCA_ALGO_CFG_S cfg = bench::counting_config();
-    cfg.devWorkMode = 1;
-    cfg.InstallHeight = 6000;
-    Muted muted;
-    Library library(cfg);
-    std::vector<TRACKER_RSLT_S> own;
-    StageTimes times;
-    const auto pass = [&] {
-        for (int slave = 0; slave < VCA_SLAVE_MAX; ++slave) {
-            MASTER_MSG_S report = report_of_slave(slave, people_of_slave);
-            dev_cscd_master_recive_slave_track(0, &report);
-        }
-        const auto t0 = Clock::now();
-        dev_cascade_local_master_merge_slave_obj(&library.merged, own);
-        const auto t1 = Clock::now();
-        vca_obj_proc_tracking(&library.merged, library.tracks, vca_get_pCtrl_param()->trk_merged,
-                              true);
-        const auto t2 = Clock::now();
-        vca_feed_frm_cnt_add(1);
-        times.merge += t1 - t0;
-        times.track += t2 - t1;
-        return std::chrono::duration<double>(t2 - t0).count();
-    };
-    for (int i = 0; i < kFrames; ++i)
-        pass();
-    times = {};
-    for (auto _ : state)
-        state.SetIterationTime(pass());
-    const auto per_pass = [&](Clock::duration total) {
-        const double us = std::chrono::duration<double, std::micro>(total).count();
-        return us / static_cast<double>(state.iterations());
-    };
-    state.counters["merge_us"] = per_pass(times.merge);
-    state.counters["track_us"] = per_pass(times.track);
-    state.counters["objects"] = library.merged.objects.num;
-}
-
-void merge_120(benchmark::State& state) {
-    measure_master(state, 8);
-}
-
-// 90 people each are offered, 128 of all are taken.
-void merge_15_x_90(benchmark::State& state) {
-    measure_master(state, 90);
-}
-
-BENCHMARK(counting_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
-BENCHMARK(everything_pass)->Arg(1)->Arg(10)->Arg(30)->Arg(100)->Unit(benchmark::kMicrosecond);
-BENCHMARK(merge_120)->UseManualTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(merge_15_x_90)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+void bench::register_passes(int frames) {
+    constexpr struct {
+        const char* name;
+        WorkMode mode;
+    } kModes[] = {{"stand-alone", WorkMode::kAlone},
+                  {"master", WorkMode::kMaster},
+                  {"slave", WorkMode::kSlave}};
+    for (const auto& [name, mode] : kModes) {
+        for (const bool everything : {false, true}) {
+            const std::string title =
+                std::string("pass/") + name + (everything ? "/everything" : "/counting");
+            benchmark::RegisterBenchmark(title.c_str(), measure_pass, mode, everything)
+                ->Arg(1)
+                ->Arg(10)
+                ->Arg(30)
+                ->Arg(100)
+                ->Iterations(frames)
+                ->UseManualTime();
+        }
+    }
+}

@@ -1,116 +1,129 @@
 #include "bench/quiet_host.h"
 
-#include <algorithm>
-#include <cmath>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "vca/messages.h"
 
 namespace {
 
-constexpr int kDepthWidth = 480;
-constexpr int kDepthHeight = 256;
-constexpr int kBoxPx = 44;
-constexpr int kColumns = 14;
-constexpr uint16_t kFloorMm = 3000;
-constexpr uint16_t kHeadMm = 1300;
+constexpr NN_MODEL_TYPE_E kColourModel = 1;
+constexpr NN_MODEL_TYPE_E kDepthModel = 2;
+constexpr int kSlaves = 2;
+constexpr int kDepthShift_px = 3;  // between what the two detectors make of a person
+constexpr uint32_t kRawBlock = 3;  // given back last
 
 struct QuietHost {
+    const bench::Crowd* crowd = nullptr;
+    bench::PassObserver* observer = nullptr;
+    int frame = -1;
+    int frames = 0;
     IOU_TRK_RSLT_S targets{};
+    int sent[VCA_MSG_DETECTED_TRACKS - VCA_MSG_LINE_COUNT + 1] = {};
 };
 
 QuietHost host;
 
-// A triangle wave from 0 to 1 and back over the period, so that the last frame meets the first.
-double to_and_fro(int frame, int period) {
-    const double phase = static_cast<double>(frame % period) / period;
-    return phase < 0.5 ? 2 * phase : 2 - 2 * phase;
+bool is_merged_instance(int inst) {
+    return inst != 0;
 }
 
-DET_OBJ_S walker_box(int person, int frame, int frames) {
-    DET_OBJ_S box{};
-    const int column = person % kColumns;
-    const int row = person / kColumns;
-    box.x = 30 + column * 64;
-    box.y = 24 + row * 60 + static_cast<int>(std::lround(50 * to_and_fro(frame, frames)));
-    box.w = kBoxPx;
-    box.h = kBoxPx;
-    box.area = box.w * box.h;
-    box.class_id = 1;
-    box.score = 0.9f;
-    return box;
+AVS_IVE_FRAME_S mapped_frame(uint32_t block, const void* pixels) {
+    AVS_IVE_FRAME_S frame{};
+    frame.vir_addr = reinterpret_cast<uintptr_t>(pixels);
+    frame.map_size = 480 * 256 * 2;
+    frame.vb_blk = block;
+    return frame;
 }
 
-void draw_head(const DET_OBJ_S& box, std::vector<uint16_t>& depth_mm) {
-    const int x0 = box.x / 2;
-    const int y0 = box.y * kDepthHeight / 544;
-    for (int y = y0; y < std::min(y0 + kBoxPx / 2, kDepthHeight); ++y)
-        for (int x = x0; x < std::min(x0 + kBoxPx / 2, kDepthWidth); ++x)
-            depth_mm[static_cast<size_t>(y * kDepthWidth + x)] = kHeadMm;
+void deliver_reports() {
+    if (host.crowd->mode() != bench::WorkMode::kMaster) return;
+    for (int slave = 0; slave < kSlaves; ++slave) {
+        MASTER_MSG_S report = host.crowd->report_of_slave(slave, host.frame);
+        dev_cscd_master_recive_slave_track(0, &report);
+    }
 }
 
-POINT12 point(int32_t x, int32_t y) {
-    return {1, {}, x, y};
+AVS_IVE_ALL_S next_frame_set() {
+    AVS_IVE_ALL_S set{};
+    set.real.vb_blk = set.depth.vb_blk = set.raw.vb_blk = VCA_VB_NONE;
+    if (++host.frame == host.frames) {
+        vca_get_pCtrl_param()->algo_running = 0;
+        return set;
+    }
+    deliver_reports();
+    const uint16_t* depth = host.crowd->depth_mm(host.frame);
+    set.real = mapped_frame(1, depth);
+    set.depth = mapped_frame(2, depth);
+    set.raw = mapped_frame(kRawBlock, depth);
+    set.flag = static_cast<uint32_t>(host.frame) + 1;
+    return set;
 }
 
 }  // namespace
 
-std::vector<bench::CrowdFrame> bench::make_crowd(int people, int frames) {
-    std::vector<CrowdFrame> crowd(static_cast<size_t>(frames));
-    for (int f = 0; f < frames; ++f) {
-        CrowdFrame& frame = crowd[static_cast<size_t>(f)];
-        frame.depth_mm.assign(kDepthWidth * kDepthHeight, kFloorMm);
-        frame.detections.num = people;
-        for (int i = 0; i < people; ++i) {
-            frame.detections.objs[i] = walker_box(i, f, frames);
-            frame.detections.raw_objs[i] = frame.detections.objs[i];
-            draw_head(frame.detections.objs[i], frame.depth_mm);
-        }
-    }
-    return crowd;
+bench::Muted::Muted() {
+    std::fflush(stdout);
+    saved_ = dup(STDOUT_FILENO);
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDOUT_FILENO);
+    close(null);
 }
 
-VCA_ALGO_CFG_S bench::counting_config() {
-    VCA_ALGO_CFG_S cfg{};
-    cfg.InstallHeight = kFloorMm;
-    cfg.TargetHeightMin = 800;
-    cfg.TargetHeightMax = 2200;
-    cfg.StandAloneTrk = 1;
-    cfg.GroupEn = 1;
-    cfg.GroupObjNumMin = 2;
-    cfg.GroupObjNumMax = 5;
-    cfg.cscdMapSize[2] = 960;
-    cfg.cscdMapSize[3] = 544;
-    for (int line = 0; line < VCA_LINE_NUM; ++line) {
-        const int32_t y = 130 + 90 * line;
-        cfg.line[line].pt[0] = point(20, y);
-        cfg.line[line].pt[1] = point(480, y + 10);
-        cfg.line[line].pt[2] = point(940, y);
-    }
-    return cfg;
+bench::Muted::~Muted() {
+    std::fflush(stdout);
+    dup2(saved_, STDOUT_FILENO);
+    close(saved_);
 }
 
-VCA_ALGO_CFG_S bench::everything_config() {
-    VCA_ALGO_CFG_S cfg = counting_config();
-    cfg.GenderRecognize = 1;
-    cfg.StaffDetection = 1;
-    cfg.HtmpEn = 1;
-    cfg.RgnEn = 1;
-    for (int region = 0; region < VCA_RGN_NUM; ++region) {
-        VCA_CFG_RGN_S& rgn = cfg.rgn[region];
-        const int32_t x = 40 + 220 * region;
-        rgn.used = rgn.en_a = 1;
-        rgn.pt[0] = point(x, 60);
-        rgn.pt[1] = point(x + 260, 80);
-        rgn.pt[2] = point(x + 240, 480);
-        rgn.pt[3] = point(x + 20, 460);
+void bench::run_library(const Crowd& crowd, const VCA_ALGO_CFG_S& cfg, int frames,
+                        PassObserver& observer) {
+    host = {};
+    host.crowd = &crowd;
+    host.observer = &observer;
+    host.frames = frames;
+    vca_base_init();
+    VCA_ALGO_CFG_S message = cfg;
+    vca_algo_set_cfg_params(0, &message);
+    int32_t show_detections = cfg.ShowDetectBox;
+    vca_set_draw_exclusion_alive(0, &show_detections);
+    vca_algo_init();
+    vca_algo_main_task(nullptr);
+    vca_algo_uninit();
+    vca_base_uninit();
+}
+
+int bench::messages_sent(int id) {
+    return host.sent[id - VCA_MSG_LINE_COUNT];
+}
+
+void bench::show_frame(const Crowd& crowd, int frame) {
+    host.crowd = &crowd;
+    host.frame = frame;
+    VCA_IMAGE_S& raw = vca_get_pCtrl_param()->raw_img;
+    raw.plane_addr = reinterpret_cast<uintptr_t>(crowd.depth_mm(frame));
+}
+
+void bench::detect_crowd(const Crowd& crowd, int frame, int shift_px, DET_OBJECTS_S& found) {
+    found.num = 0;
+    const View view = crowd.own_view();
+    for (int place = view.first; place < view.last; ++place) {
+        if (crowd.id_at(place, frame) == 0) continue;
+        DET_OBJ_S& box = found.objs[found.num];
+        box = crowd.box_at(place, frame);
+        box.x += shift_px;
+        found.raw_objs[found.num++] = box;
     }
-    cfg.ExclTotalEn = 1;
-    cfg.excl[0].pt[0] = point(920, 500);
-    cfg.excl[0].pt[1] = point(950, 500);
-    cfg.excl[0].pt[2] = point(950, 530);
-    cfg.ShowHistoryBox = 1;
-    return cfg;
 }
 
 extern "C" {
+
+// The analysis task sleeps after each pass; here the next one follows at once.
+int usleep(useconds_t) {
+    return 0;
+}
 
 int tq_mutex_init(TQ_MUTEX_S*) {
     return 0;
@@ -140,17 +153,24 @@ int sock_request_unregister(const SOCK_REQUEST_S*, int) {
     return 0;
 }
 
-int tq_sock_send_msg(int, int, void*, int) {
+int tq_sock_send_msg(int, int id, void*, int) {
+    ++host.sent[id - VCA_MSG_LINE_COUNT];
     return 0;
 }
 
-int vca_mem_init(VCA_CTRL_S*) {
+int vca_mem_init(VCA_CTRL_S* ctrl) {
+    ctrl->real_img.width = 960;
+    ctrl->real_img.height = 544;
+    ctrl->raw_img.width = 480;
+    ctrl->raw_img.height = 256;
     return 0;
 }
 int vca_mem_uninit(VCA_CTRL_S*) {
     return 0;
 }
-int vca_cvai_init(VCA_CTRL_S*) {
+int vca_cvai_init(VCA_CTRL_S* ctrl) {
+    ctrl->real_model = kColourModel;
+    ctrl->depth_model = kDepthModel;
     return 0;
 }
 int vca_cvai_uninit(VCA_CTRL_S*) {
@@ -162,9 +182,16 @@ int avs_set_conf_thr(int) {
 const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E) {
     return nullptr;
 }
-int vca_nn_detection(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
-    return -1;
+
+int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S*, void* result) {
+    if (model != kColourModel && model != kDepthModel) return -1;
+    host.observer->pause();
+    bench::detect_crowd(*host.crowd, host.frame, model == kColourModel ? 0 : kDepthShift_px,
+                        static_cast<VCA_NN_RESULT_S*>(result)->objects);
+    host.observer->resume();
+    return 0;
 }
+
 int vca_nn_classification(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
     return -1;
 }
@@ -183,12 +210,18 @@ int tq_system(const char*) {
 int vca_destroy_image(VCA_IMAGE_S*) {
     return 0;
 }
+
 AVS_IVE_ALL_S avs_read_all_ive(void) {
-    return {};
+    const AVS_IVE_ALL_S set = next_frame_set();
+    if (set.flag != 0) host.observer->begin();
+    return set;
 }
-int ss_mpi_vb_release_blk(uint32_t) {
+
+int ss_mpi_vb_release_blk(uint32_t block) {
+    if (block == kRawBlock) host.observer->end();
     return 0;
 }
+
 int ss_mpi_sys_munmap(void*, uint32_t) {
     return 0;
 }
@@ -208,11 +241,15 @@ int ioutracker_objects_reset(int) {
     return 0;
 }
 
-int ioutracker_add_object(int, const IOU_TRK_OBJ_S* obj) {
-    if (host.targets.num == VCA_TRK_MAX) return -1;
+int ioutracker_add_object(int inst, const IOU_TRK_OBJ_S* obj) {
+    const POINT_POS_S centre = {obj->x + obj->w / 2, obj->y + obj->h / 2};
+    const int place = is_merged_instance(inst) ? host.crowd->place_of_feet(centre)
+                                               : host.crowd->place_of_box(centre);
+    const int32_t id = host.crowd->id_at(place, host.frame);
+    if (id == 0 || host.targets.num == VCA_TRK_MAX) return 0;
     IOU_TRK_OBJ_S& target = host.targets.objs[host.targets.num++];
     target = *obj;
-    target.id = obj->det_idx + 1;
+    target.id = id;
     return 0;
 }
 

@@ -1,33 +1,79 @@
 #!/usr/bin/env bash
-# Runs all benchmarks and writes their results below the marker line of bench/README.md.
-# Arguments go to bench_accuracy, for example --data DIR. Takes about half an hour.
+# Runs benchmarks and writes their results into bench/README.md.
+#
+# bench/record.sh [accuracy|site|pass|instructions]...: all of them without a name. The first two
+# take about half an hour together; arguments behind "--" go to bench_accuracy, for example
+# "-- --data DIR". "pass" takes five minutes and wants a machine with nothing else to do.
 set -eu
 cd "$(dirname "$0")/.."
-cmake --preset release >/dev/null
-cmake --build --preset release --target bench_accuracy bench_site bench_pass >/dev/null
+sections=()
+while [ $# -gt 0 ] && [ "$1" != -- ]; do
+    sections+=("$1")
+    shift
+done
+[ $# -gt 0 ] && shift
+[ ${#sections[@]} -gt 0 ] || sections=(accuracy site pass instructions)
 readme=bench/README.md
-marker='<!-- results -->'
-new=$(mktemp)
-trap 'rm -f "$new"' EXIT
-sed "/^$marker\$/q" "$readme" >"$new"
-{
+text=$(mktemp)
+trap 'rm -f "$text" "$text.new"' EXIT
+
+build() {
+    cmake --preset release >/dev/null
+    cmake --build --preset release --target "$@" >/dev/null
+}
+
+# heading TITLE: the head of a section and what it was measured on.
+heading() {
+    echo "## $1"
     echo
     echo "Commit $(git rev-parse --short HEAD), $(date -u +%Y-%m-%d)," \
         "$(c++ --version | head -n 1), Release," \
         "$(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -n 1), $(nproc) cores."
     echo
-    echo '## Accuracy (`build/release/bench/bench_accuracy`)'
-    echo
+}
+
+accuracy() {
+    build bench_accuracy
+    heading 'Accuracy (`build/release/bench/bench_accuracy`)'
     build/release/bench/bench_accuracy "$@"
-    echo
-    echo '## Several cameras (`build/release/bench/bench_site`)'
+}
+
+site() {
+    build bench_site
+    heading 'Several cameras (`build/release/bench/bench_site`)'
     build/release/bench/bench_site
-    echo
-    echo '## Time of one frame pass of the library (`build/release/bench/bench_pass`)'
-    echo
-    echo '```'
-    build/release/bench/bench_pass --benchmark_min_time=1 --benchmark_repetitions=5 \
-        --benchmark_report_aggregates_only=true 2>/dev/null | grep -E 'Benchmark|median'
-    echo '```'
-} >>"$new"
-cp "$new" "$readme"
+}
+
+pass() {
+    build bench_pass
+    heading 'Time of one frame pass of the library (`build/release/bench/bench_pass`)'
+    build/release/bench/bench_pass 2>/dev/null
+}
+
+instructions() {
+    heading 'Instructions of one frame pass (`bench/instructions.sh`)'
+    bench/instructions.sh --check
+}
+
+# Puts the text in the place of the section with the same heading, or at the end.
+replace_section() {
+    awk -v file="$text" '
+        function insert(  line) { while ((getline line <file) > 0) print line; done = 1 }
+        BEGIN { getline title <file; close(file); sub(/ \(.*/, "", title) }
+        /^## / { skip = index($0, title) == 1 }
+        skip && !done { insert(); print "" }
+        !skip { print }
+        END { if (!done) { print ""; insert() } }' "$readme" | cat -s >"$text.new"
+    cp "$text.new" "$readme"
+}
+
+for section in "${sections[@]}"; do
+    case $section in
+        accuracy | site | pass | instructions) "$section" "$@" >"$text" ;;
+        *)
+            echo "unknown: $section (accuracy, site, pass, instructions)" >&2
+            exit 1
+            ;;
+    esac
+    replace_section
+done

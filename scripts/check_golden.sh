@@ -2,11 +2,11 @@
 # The golden runs in builds that ./test.sh does not make: optimised with g++, debug and optimised with
 # clang. Each must give the same rows. Arguments choose among them: gcc-release clang-debug
 # clang-release.
-set -eu
+set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-install_missing_packages $vca_packages $vca_test_packages clang
+install_missing_packages $vca_packages $vca_test_packages $vca_clang_packages
 [ $# -gt 0 ] || set -- gcc-release clang-debug clang-release
 for variant in "$@"; do
     case $variant in
@@ -28,7 +28,7 @@ for variant in "$@"; do
     echo "$variant:"
     ctest --test-dir "$build" -R '^Golden\.' --no-tests=error --output-on-failure -V |
         grep -E 'hash|tests passed|Which is|\*\*\*' || {
-        echo "the golden runs of $variant did not run"
+        echo "the golden runs of $variant differ or did not run" >&2
         exit 1
     }
 done

@@ -1,12 +1,20 @@
-# Sourced by run.sh and test.sh: installs the Debian packages that the project needs and that are
-# missing, and nothing else.
+# Sourced by run.sh, test.sh and scripts/package.sh: installs the Debian packages that the project
+# needs and that are missing, and nothing else.
 
 vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev
     libopencv-videoio-dev libopencv-dnn-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
-vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils python3-onnx"
+vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils abigail-tools python3-onnx
+    dpkg-dev file"
+# To build for the camera's processor and to run that here.
+vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
+# For builds with clang, fuzzing among them.
+vca_clang_packages="clang llvm libclang-rt-14-dev"
+# To make Debian packages, and to fetch the libraries of another processor's system.
+vca_package_packages="dpkg-dev file"
+vca_sysroot_packages="mmdebstrap"
 
 install_missing_packages() {
     local missing="" package

@@ -61,6 +61,12 @@ std::string shown_name(std::string_view name) {
     return shown;
 }
 
+// Milliseconds since a device's own clock said `sent_us`. In double precision, because a device may
+// claim any moment at all; real ones, below 2^53 us, are exact.
+double delay_ms(std::int64_t now_us, std::int64_t sent_us) {
+    return (static_cast<double>(now_us) - static_cast<double>(sent_us)) / 1000.0;
+}
+
 std::string seconds_text(double seconds) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f s", seconds);
@@ -154,7 +160,7 @@ void MasterBridge::deliver(MASTER_MSG_S& packet, const MqttMessage& source) {
     std::int64_t sent_us = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), sent_us);
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) return;
-    extra_of(slave).delay.add(static_cast<double>(wall_clock_us() - sent_us) / 1000.0);
+    extra_of(slave).delay.add(delay_ms(wall_clock_us(), sent_us));
     await_count(slave, sent_us);
 }
 
@@ -175,8 +181,7 @@ void MasterBridge::end_pass(std::int64_t frame) {
     const std::lock_guard lock(mutex_);
     std::erase_if(uncounted_, [&](const Uncounted& message) {
         if (frame <= message.frame) return false;
-        extra_of(message.slave)
-            .counting.add(static_cast<double>(now_us - message.sent_us) / 1000.0);
+        extra_of(message.slave).counting.add(delay_ms(now_us, message.sent_us));
         return true;
     });
 }

@@ -3,7 +3,8 @@
 #define VCA_TRACK_H
 
 #include <algorithm>
-#include <cstring>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "vca/config.h"
@@ -44,21 +45,42 @@ VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff_valid, 20);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff, 24);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff_score, 28);
 
+/* Rows and columns of a heat grid as cells[row][column]. The cells have a block of memory of their
+ * own, which a move hands over; before the first one is written there is none and all are zero. */
+struct HEAT_CELLS_S {
+    using Row = int32_t[VCA_HEAT_COLS];
+
+    Row& operator[](int32_t row) {
+        if (!rows_) rows_ = std::make_unique<Row[]>(VCA_HEAT_ROWS);
+        return rows_[static_cast<size_t>(row)];
+    }
+    const Row& operator[](int32_t row) const {
+        static constexpr Row kZero = {};
+        return rows_ ? rows_[static_cast<size_t>(row)] : kZero;
+    }
+
+  private:
+    std::unique_ptr<Row[]> rows_;
+};
+
 /* A heat grid, 240 columns x 135 rows. Only the cells inside the half-open rectangle
- * [x0, x1) x [y0, y1) may be nonzero; copies cost time in proportion to it. */
+ * [x0, x1) x [y0, y1) may be nonzero; copies cost time in proportion to it. One that was moved from
+ * is empty. */
 struct HEAT_GRID_S {
-    int32_t cell[VCA_HEAT_ROWS][VCA_HEAT_COLS];
-    int32_t x0, y0, x1, y1;
+    HEAT_CELLS_S cell;
+    int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;
 
     HEAT_GRID_S() = default;
-    HEAT_GRID_S(const HEAT_GRID_S& other) noexcept : x0(0), y0(0), x1(0), y1(0) {
-        std::memset(cell, 0, sizeof(cell));
-        copy_cells(other);
-    }
-    HEAT_GRID_S& operator=(const HEAT_GRID_S& other) noexcept {
+    HEAT_GRID_S(const HEAT_GRID_S& other) { copy_cells(other); }
+    HEAT_GRID_S& operator=(const HEAT_GRID_S& other) {
         if (this == &other) return *this;
         clear();
         copy_cells(other);
+        return *this;
+    }
+    HEAT_GRID_S(HEAT_GRID_S&& other) noexcept { take(other); }
+    HEAT_GRID_S& operator=(HEAT_GRID_S&& other) noexcept {
+        if (this != &other) take(other);
         return *this;
     }
 
@@ -80,13 +102,21 @@ struct HEAT_GRID_S {
     }
 
   private:
-    void copy_cells(const HEAT_GRID_S& other) noexcept {
+    void copy_cells(const HEAT_GRID_S& other) {
         x0 = other.x0;
         y0 = other.y0;
         x1 = other.x1;
         y1 = other.y1;
         for (int32_t y = y0; y < y1; ++y)
             std::copy(other.cell[y] + x0, other.cell[y] + x1, cell[y] + x0);
+    }
+
+    void take(HEAT_GRID_S& other) noexcept {
+        cell = std::move(other.cell);
+        x0 = std::exchange(other.x0, 0);
+        y0 = std::exchange(other.y0, 0);
+        x1 = std::exchange(other.x1, 0);
+        y1 = std::exchange(other.y1, 0);
     }
 };
 

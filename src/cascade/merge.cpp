@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cascade/slave_table.h"
+#include "detect/box_index.h"
 #include "frame/flag.h"
 #include "frame/log.h"
 #include "frame/numeric.h"
@@ -21,11 +22,6 @@ struct Candidates {
     int32_t num = 0;
     DET_OBJ_S centre[VCA_DET_MAX];
     DET_OBJ_S match[VCA_DET_MAX];
-    // Edges of the match boxes, close together for the search.
-    int32_t left[VCA_DET_MAX];
-    int32_t right[VCA_DET_MAX];
-    int32_t top[VCA_DET_MAX];
-    int32_t bottom[VCA_DET_MAX];
 
     bool is_merged(int32_t i) const { return match[i].reserved3 != 0; }
     uint32_t device(int32_t i) const { return match[i].aux0; }
@@ -103,36 +99,17 @@ void collect_slaves(int32_t size, Candidates& found) {
     }
 }
 
-void note_edges(Candidates& found) {
-    for (int32_t i = 0; i < found.num; ++i) {
-        const DET_OBJ_S& box = found.match[i];
-        found.left[i] = box.x;
-        found.right[i] = vca::wrap_add(box.x, box.w);
-        found.top[i] = box.y;
-        found.bottom[i] = vca::wrap_add(box.y, box.h);
-    }
-}
-
-// Whether the match boxes have an intersection above 0 pixels at all, which few pairs have. The
-// same wrapping sums as in the IoU, so that coordinates of any size give the same answer.
-bool meet(const Candidates& found, int32_t i, int32_t j) {
-    const int32_t right = std::min(found.right[i], found.right[j]);
-    const int32_t bottom = std::min(found.bottom[i], found.bottom[j]);
-    return vca::wrap_sub(right, std::max(found.left[i], found.left[j])) > 0 &&
-           vca::wrap_sub(bottom, std::max(found.top[i], found.top[j])) > 0;
-}
-
 // All pairs that may merge, the best first and equal ones in the order of the candidates. Taken one
 // after the other, leaving out those with a merged member, they are what a search for the best pair
 // of the unmerged would find time and again.
-void list_pairs(const Candidates& found, std::vector<Pair>& pairs) {
+void list_pairs(const Candidates& found, const vca::BoxIndex& index, std::vector<Pair>& pairs) {
     pairs.clear();
     for (int32_t i = 0; i < found.num; ++i) {
-        for (int32_t j = i + 1; j < found.num; ++j) {
-            if (!meet(found, i, j) || found.device(i) == found.device(j)) continue;
+        index.near(found.match[i]).for_each([&](int32_t j) {
+            if (j <= i || found.device(i) == found.device(j)) return;
             const float iou = vca_rgn_calc_IoU(&found.match[i], &found.match[j]);
             if (iou > kIoUMin) pairs.push_back({iou, i, j});
-        }
+        });
     }
     std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) {
         if (a.iou != b.iou) return a.iou > b.iou;
@@ -169,28 +146,30 @@ void fold_candidate(Candidates& found, int32_t i, DET_OBJECTS_S& out) {
 }
 
 // Of every device, the unmerged person who overlaps person `first` best; -1 for none.
-std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, int32_t first) {
+std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, const vca::BoxIndex& index,
+                                                int32_t first) {
     std::array<int32_t, kDeviceNum> best;
     std::array<float, kDeviceNum> best_iou;
     best.fill(-1);
     best_iou.fill(kIoUMin);
-    for (int32_t i = 0; i < found.num; ++i) {
-        if (!meet(found, first, i) || found.is_merged(i)) continue;
+    index.near(found.match[first]).for_each([&](int32_t i) {
+        if (found.is_merged(i)) return;
         const float iou = vca_rgn_calc_IoU(&found.match[first], &found.match[i]);
         const uint32_t device = found.device(i);
-        if (!(iou > best_iou[device])) continue;
+        if (!(iou > best_iou[device])) return;
         best[device] = i;
         best_iou[device] = iou;
-    }
+    });
     return best;
 }
 
 // A group holds at most one person of every device.
-void merge_group(Candidates& found, const Pair& pair, DET_OBJECTS_S& out) {
+void merge_group(Candidates& found, const vca::BoxIndex& index, const Pair& pair,
+                 DET_OBJECTS_S& out) {
     found.set_merged(pair.first);
     add_object(found, pair.first, out);
     fold_candidate(found, pair.second, out);
-    const std::array<int32_t, kDeviceNum> others = best_of_devices(found, pair.first);
+    const std::array<int32_t, kDeviceNum> others = best_of_devices(found, index, pair.first);
     for (uint32_t device = 0; device < kDeviceNum; ++device) {
         const bool in_group =
             device == found.device(pair.first) || device == found.device(pair.second);
@@ -213,11 +192,11 @@ int dev_cascade_local_master_merge_slave_obj(VCA_NN_RESULT_S* result,
         dev_bbox_adjust_rect(&found.match[i], size);
         dev_bbox_adjust_rect(&found.centre[i], size);
     }
-    note_edges(found);
-    list_pairs(found, state.pairs);
+    const vca::BoxIndex index(found.match, found.num);
+    list_pairs(found, index, state.pairs);
     for (const Pair& pair : state.pairs)
         if (!found.is_merged(pair.first) && !found.is_merged(pair.second))
-            merge_group(found, pair, out);
+            merge_group(found, index, pair, out);
     for (int32_t i = 0; i < found.num; ++i) {
         if (found.is_merged(i)) continue;
         found.set_merged(i);

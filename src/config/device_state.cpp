@@ -1,7 +1,8 @@
 #include "config/device_state.h"
 
+#include <atomic>
+
 #include "frame/flag.h"
-#include "frame/numeric.h"
 
 using vca::device_state;
 using vca::flag_get;
@@ -52,6 +53,8 @@ void vca_feed_frm_cnt_set(int32_t count) {
     flag_set(device_state().feed_frame_count, count);
 }
 
+// In one step, because a slave's handler may set the counter meanwhile. Atomic sums wrap.
 void vca_feed_frm_cnt_add(int32_t step) {
-    vca_feed_frm_cnt_set(vca::wrap_add(vca_feed_frm_cnt_get(), step));
+    std::atomic_ref<int32_t>(device_state().feed_frame_count)
+        .fetch_add(step, std::memory_order_relaxed);
 }

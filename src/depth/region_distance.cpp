@@ -1,8 +1,9 @@
 // The distance of a rectangle: a robust mean of its nearest plausible depth samples.
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <numeric>
 
+#include "config/mask_cells.h"
 #include "depth/depth_state.h"
 #include "frame/frame_state.h"
 #include "frame/log.h"
@@ -16,6 +17,7 @@ constexpr char kLogName[] = "depth16_calc_rgn_distance";
 constexpr float kInvalidMm = 1600.0f;
 constexpr uint16_t kLargestImplausible = 99;  // missing or broken measurements
 constexpr int32_t kTallestMm = 2000;          // nothing stands higher above the floor
+constexpr int kNarrowMost = 6;                // samples that a person's distance can come from
 
 struct Rect {
     int x0, y0, x1, y1;  // upper bounds exclusive
@@ -36,26 +38,49 @@ bool any_depth_mask(const VCA_DEV_CFG_S& cfg) {
     return false;
 }
 
+// The mask cell of a pixel, along one axis.
+int32_t cell_of(int pixel, int32_t cells, int length) {
+    return vca::to_i32(static_cast<float>(pixel) * static_cast<float>(cells) /
+                       static_cast<float>(length));
+}
+
 bool is_masked(const VCA_DEV_CFG_S& cfg, int x, int y, Size image) {
-    const int px =
-        vca::to_i32(static_cast<float>(x) * VCA_MASK_COLS / static_cast<float>(image.width));
-    const int py =
-        vca::to_i32(static_cast<float>(y) * VCA_MASK_ROWS / static_cast<float>(image.height));
-    if (px < 0 || px >= VCA_MASK_COLS || py < 0 || py >= VCA_MASK_ROWS) return false;
+    const POINT_POS_S cell = {cell_of(x, VCA_MASK_COLS, image.width),
+                              cell_of(y, VCA_MASK_ROWS, image.height)};
     for (int r = 0; r < VCA_EXCL_NUM; ++r)
-        if (masks_depth(cfg, r) && cfg.exclMask[r].mask[py][px] != 0) return true;
+        if (masks_depth(cfg, r) && vca::is_set(cfg.exclMask[r].mask, cell)) return true;
+    return false;
+}
+
+// Whether any pixel of the rectangle can be masked: most people stand clear of every mask, and
+// their pixels need no look-up each.
+bool touches_mask(const VCA_DEV_CFG_S& cfg, Rect rect, Size image) {
+    const vca::CellRect cells = {cell_of(rect.x0, VCA_MASK_COLS, image.width),
+                                 cell_of(rect.y0, VCA_MASK_ROWS, image.height),
+                                 cell_of(rect.x1 - 1, VCA_MASK_COLS, image.width) + 1,
+                                 cell_of(rect.y1 - 1, VCA_MASK_ROWS, image.height) + 1};
+    for (int r = 0; r < VCA_EXCL_NUM; ++r)
+        if (masks_depth(cfg, r) && vca::any_set(cfg.exclMask[r].mask, cells)) return true;
     return false;
 }
 
 // Samples gathered so far count against the capacity whether they are plausible or not; only the
-// plausible ones are stored.
+// plausible ones are kept.
+int32_t lowest_plausible() {
+    return std::max(vca::wrap_sub(vca_dev_get_install_height(), kTallestMm),
+                    int32_t{kLargestImplausible} + 1);
+}
+
+// All samples of a cell of the floor map.
 class Samples {
   public:
     explicit Samples(uint16_t* buffer) : buffer_(buffer) {}
 
     void take(uint16_t v) {
-        const int32_t lowest = vca::wrap_sub(vca_dev_get_install_height(), kTallestMm);
-        if (v > kLargestImplausible && v >= lowest) buffer_[kept_++] = v;
+        if (v >= lowest_) buffer_[kept_++] = v;
+    }
+    void take(const uint16_t* row, int length) {
+        std::for_each(row, row + length, [this](uint16_t v) { take(v); });
     }
 
     int kept() const { return kept_; }
@@ -65,14 +90,63 @@ class Samples {
     double mean(int lo, int hi) {
         std::nth_element(buffer_, buffer_ + hi - 1, buffer_ + kept_);
         std::sort(buffer_, buffer_ + hi);
-        double sum = 0;
-        for (int i = lo; i < hi; ++i)
-            sum += buffer_[i];
-        return sum / (hi - lo);
+        return mean_of(buffer_ + lo, buffer_ + hi);
+    }
+
+    static double mean_of(const uint16_t* from, const uint16_t* to) {
+        return std::accumulate(from, to, 0.0) / static_cast<double>(to - from);
     }
 
   private:
+    const int32_t lowest_ = lowest_plausible();
     uint16_t* buffer_;
+    int kept_ = 0;
+};
+
+// The few nearest samples of a person, in ascending order. Most rows have none that is nearer,
+// which a processor finds out for many pixels at once.
+class Nearest {
+  public:
+    void take(uint16_t v) {
+        if (v < lowest_) return;
+        ++kept_;
+        if (v < nearest_[kNarrowMost - 1]) insert(v);
+    }
+
+    void take(const uint16_t* row, int length) {
+        if (lowest_ > kFar) return;
+        const auto lowest = static_cast<uint16_t>(lowest_);
+        const uint16_t farthest = nearest_[kNarrowMost - 1];
+        const auto reach = static_cast<uint16_t>(farthest - lowest);
+        uint16_t plausible = 0;  // a row has fewer pixels than it can count
+        uint16_t nearer = 0;
+        for (int i = 0; i < length; ++i) {
+            const auto above = static_cast<uint16_t>(row[i] - lowest);
+            plausible = static_cast<uint16_t>(plausible + (row[i] >= lowest ? 1 : 0));
+            nearer = static_cast<uint16_t>(nearer | (above < reach ? 1 : 0));
+        }
+        if (nearer == 0)
+            kept_ += plausible;
+        else
+            std::for_each(row, row + length, [this](uint16_t v) { take(v); });
+    }
+
+    int kept() const { return kept_; }
+
+    // Mean of the samples lo .. hi - 1, of which there are at most kNarrowMost.
+    double mean(int lo, int hi) const { return Samples::mean_of(nearest_ + lo, nearest_ + hi); }
+
+  private:
+    void insert(uint16_t v) {
+        int k = kNarrowMost - 1;
+        for (; k > 0 && nearest_[k - 1] > v; --k)
+            nearest_[k] = nearest_[k - 1];
+        nearest_[k] = v;
+    }
+
+    static constexpr uint16_t kFar = 0xFFFF;
+    const int32_t lowest_ = lowest_plausible();
+    uint16_t nearest_[kNarrowMost] = {kFar, kFar, kFar, kFar, kFar, kFar};
     int kept_ = 0;
 };
 
@@ -80,27 +154,34 @@ const uint16_t* row_at(const uint16_t* depth, int y, Size image) {
     return depth + static_cast<size_t>(y) * static_cast<size_t>(image.width);
 }
 
-void gather_masked(const uint16_t* depth, Rect rect, Size image, Samples& samples) {
+template <class Kept>
+void gather_masked(const uint16_t* depth, Rect rect, Size image, Kept& samples) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
-    int gathered = 0;
-    for (int y = rect.y0; y < rect.y1; ++y) {
+    const bool touched = touches_mask(cfg, rect, image);
+    const int width = rect.x1 - rect.x0;
+    int room = VCA_DEPTH_SAMPLE_MAX;
+    for (int y = rect.y0; y < rect.y1 && room > 0; ++y) {
         const uint16_t* row = row_at(depth, y, image);
-        for (int x = rect.x0; x < rect.x1; ++x) {
+        if (!touched) {
+            samples.take(row + rect.x0, std::min(width, room));
+            room -= width;
+            continue;
+        }
+        for (int x = rect.x0; x < rect.x1 && room > 0; ++x) {
             if (is_masked(cfg, x, y, image)) continue;
-            if (gathered == VCA_DEPTH_SAMPLE_MAX) return;
-            ++gathered;
+            --room;
             samples.take(row[x]);
         }
     }
 }
 
 // Whole rows only, as many as stay below the capacity.
-void gather_rows(const uint16_t* depth, Rect rect, Size image, Samples& samples) {
+template <class Kept>
+void gather_rows(const uint16_t* depth, Rect rect, Size image, Kept& samples) {
     const int width = rect.x1 - rect.x0;
     const int rows = std::min(rect.y1 - rect.y0, (VCA_DEPTH_SAMPLE_MAX - 1) / width);
     for (int y = rect.y0; y < rect.y0 + rows; ++y) {
-        const uint16_t* row = row_at(depth, y, image);
-        std::for_each(row + rect.x0, row + rect.x1, [&](uint16_t v) { samples.take(v); });
+        samples.take(row_at(depth, y, image) + rect.x0, width);
     }
 }
 
@@ -115,11 +196,36 @@ Run choose_run(bool map_mode) {
     Run run{100, 120, static_cast<float>(av_calc_val(10, 10, ratio)) / 10.0f};
     if (map_mode) return run;
     run.lo = av_calc_val(0, 2, 1.0f - ratio);
-    run.hi = av_calc_val(4, 6, 1.0f - ratio);
+    run.hi = av_calc_val(4, kNarrowMost, 1.0f - ratio);
     if (vca::debug_on(vca::kDbgHeight))
         VCA_LOG_AS(kLogName, "RatioH=%.2f Idx=(%d %d) InsTimes=%.2f", static_cast<double>(ratio),
                    run.lo, run.hi, static_cast<double>(run.scale));
     return run;
+}
+
+template <class Kept>
+float mean_distance(Kept& samples, bool map_mode) {
+    const int n = samples.kept();
+    if (n < 1) return static_cast<float>(vca_dev_get_install_height());
+    const Run run = choose_run(map_mode);
+    const int hi = av_limit_min_max(vca::to_i32(run.scale * static_cast<float>(run.hi)), 1, n);
+    const int lo = av_limit_min_max(vca::to_i32(run.scale * static_cast<float>(run.lo)), 0, hi - 1);
+    return static_cast<float>(std::round(samples.mean(lo, hi) * 100.0) / 100.0);
+}
+
+float cell_distance(const uint16_t* depth, Rect rect, Size image) {
+    Samples samples(vca::depth_state().depthSortBuf);
+    if (depth != nullptr) gather_rows(depth, rect, image, samples);
+    return mean_distance(samples, true);
+}
+
+float person_distance(const uint16_t* depth, Rect rect, Size image) {
+    Nearest samples;
+    if (depth != nullptr && any_depth_mask(*dev_get_config()))
+        gather_masked(depth, rect, image, samples);
+    else if (depth != nullptr)
+        gather_rows(depth, rect, image, samples);
+    return mean_distance(samples, false);
 }
 
 }  // namespace
@@ -136,18 +242,5 @@ float depth16_calc_rgn_distance(const uint16_t* depth, int x0, int y0, int x1, i
         return kInvalidMm;
     }
 
-    Samples samples(vca::depth_state().depthSortBuf);
-    if (depth != nullptr) {
-        if (!mapMode && any_depth_mask(*dev_get_config()))
-            gather_masked(depth, rect, image, samples);
-        else
-            gather_rows(depth, rect, image, samples);
-    }
-    const int n = samples.kept();
-    if (n < 1) return static_cast<float>(vca_dev_get_install_height());
-
-    const Run run = choose_run(mapMode);
-    const int hi = av_limit_min_max(vca::to_i32(run.scale * static_cast<float>(run.hi)), 1, n);
-    const int lo = av_limit_min_max(vca::to_i32(run.scale * static_cast<float>(run.lo)), 0, hi - 1);
-    return static_cast<float>(std::round(samples.mean(lo, hi) * 100.0) / 100.0);
+    return mapMode ? cell_distance(depth, rect, image) : person_distance(depth, rect, image);
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "detect/box.h"
+#include "detect/box_index.h"
 #include "frame/frame_state.h"
 #include "frame/log.h"
 #include "vca/config.h"
@@ -35,10 +36,10 @@ int32_t bounded_num(const DET_OBJECTS_S& list) {
     return std::clamp(list.num, 0, VCA_DET_MAX);
 }
 
-bool is_covered(const DET_OBJ_S& box, const DET_OBJ_S* colour, int32_t num) {
-    return std::any_of(colour, colour + num, [&](const DET_OBJ_S& other) {
-        return vca_rgn_calc_IoU(&box, &other) > kCoveredIoU;
-    });
+// Only boxes that overlap at all have an IoU above 0.
+bool is_covered(const DET_OBJ_S& box, const DET_OBJ_S* colour, const vca::BoxIndex& index) {
+    return index.near(box).any_of(
+        [&](int32_t i) { return vca_rgn_calc_IoU(&box, &colour[i]) > kCoveredIoU; });
 }
 
 bool keeps_off_border(const DET_OBJ_S& box) {
@@ -53,9 +54,10 @@ void join(const DET_OBJECTS_S& real, const DET_OBJECTS_S& depth, BoxList& work) 
     const int32_t colour_num = bounded_num(real);
     std::copy_n(real.objs, colour_num, work.objs);
     work.num = colour_num;
+    const vca::BoxIndex index(work.objs, colour_num);
     for (int32_t i = 0; i < bounded_num(depth) && work.num < VCA_DET_MAX; ++i) {
         const DET_OBJ_S& box = depth.objs[i];
-        if (!is_covered(box, work.objs, colour_num) && keeps_off_border(box)) work.append(box);
+        if (!is_covered(box, work.objs, index) && keeps_off_border(box)) work.append(box);
     }
 }
 

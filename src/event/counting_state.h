@@ -9,8 +9,17 @@ struct CountingState {
     std::vector<DEV_COUNTING_RSLT_S> results;  // counted in this frame
     std::vector<DEV_COUNTING_GROUP_S> groups;  // open, in creation order
     int32_t next_group_id = 0;
+    // Storage between two uses, so that a frame that counts needs none of its own.
+    std::vector<DEV_COUNTING_RSLT_S> spare_results;
+    std::vector<std::vector<DET_OBJ_S>> spare_members;
 };
 
 CountingState& counting_state();
+
+// Leaves the queue empty and without storage.
+void empty_results(CountingState& state);
+
+// Keeps the storage of a group that is closed.
+void retire_members(DEV_COUNTING_GROUP_S& group);
 
 }  // namespace vca

@@ -111,15 +111,17 @@ void heat(HEAT_GRID_S& grid, const Disc& disc, int32_t amount, const Disc* witho
     if (rect.x1 <= rect.x0 || rect.y1 <= rect.y0) return;
     grid.cover(rect.x0, rect.y0, rect.x1, rect.y1);
     for (int32_t y = rect.y0; y < rect.y1; ++y) {
+        int32_t* row = grid.cell[y];
         for (int32_t x = rect.x0; x < rect.x1; ++x) {
             if (!disc.holds({x, y}) || (without != nullptr && without->holds({x, y}))) continue;
-            grid.cell[y][x] = wrap_add(grid.cell[y][x], amount);
+            row[x] = wrap_add(row[x], amount);
         }
     }
 }
 
 // Whole seconds of the dwell grid, or counts, of every fourth column of every eighth row.
-void print_cells(const char* title, const Cells& cells, int32_t unit) {
+template <typename AnyCells>
+void print_cells(const char* title, const AnyCells& cells, int32_t unit) {
     std::printf("%s", title);
     for (int32_t y = 0; y < VCA_HEAT_ROWS; y += 8) {
         for (int32_t x = 0; x < VCA_HEAT_COLS; x += 4)
@@ -128,7 +130,8 @@ void print_cells(const char* title, const Cells& cells, int32_t unit) {
     }
 }
 
-void print_pair(const Cells& dwell, const Cells& motion) {
+template <typename AnyCells>
+void print_pair(const AnyCells& dwell, const AnyCells& motion) {
     print_cells("Htmp Dwell:", dwell, 1000);
     print_cells("Htmp Motion:", motion, 1);
     std::printf("\n");

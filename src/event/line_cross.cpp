@@ -1,5 +1,5 @@
 // The crossing state of one track on one segment of a counting line.
-#include <cmath>
+#include "event/line_cross.h"
 
 #include "detect/box.h"
 #include "event/line_geometry.h"
@@ -13,6 +13,8 @@ using vca::wrap_sub;
 
 namespace {
 
+constexpr char kLogName[] = "vca_line_check_crossing_state";
+
 constexpr int32_t kNegativeSide = 5;
 constexpr int32_t kPositiveSide = 7;
 constexpr int32_t kUturnCrossPx = 5;  // distance that registers a crossing under U-turn filtering
@@ -23,10 +25,9 @@ bool filters_uturns(int line) {
     return cfg.UturnFilter != 0 && cfg.UturnEn[line] != 0;
 }
 
-int32_t segment_length(const LINE_SEG_S& s) {
-    const auto dx = static_cast<double>(wrap_sub(s.end.x, s.start.x));
-    const auto dy = static_cast<double>(wrap_sub(s.end.y, s.start.y));
-    return vca::to_i32(std::sqrt(dx * dx + dy * dy));
+// Shorter than a pixel, as those that are not used are.
+bool is_empty(const LINE_SEG_S& s) {
+    return s.start.x == s.end.x && s.start.y == s.end.y;
 }
 
 bool is_on_extension(POINT_POS_S p, const LINE_SEG_S& s) {
@@ -77,26 +78,29 @@ void tally_for_uturn(TRACKER_RSLT_S& trk, int line, int seg, int32_t cross) {
 
 int vca_line_check_crossing_state(TRACKER_RSLT_S* trk, int line, int seg) {
     if (line < 0 || line >= VCA_LINE_NUM || seg < 0 || seg >= VCA_SEG_NUM) return 0;
-    const DET_OBJ_S cur = *vca_trk_obj_get_event_box(trk, false);
-    const VCA_DEV_CFG_S& cfg = *dev_get_config();
-    if (segment_length(cfg.lineSeg[line][seg]) == 0) return 0;
-    vca_line_point_cross_check(*trk, cur, line, seg);
+    vca::check_crossing_state(*trk, *vca_trk_obj_get_event_box(trk, false), line, seg);
+    return 0;
+}
 
-    const int32_t side = trk->segSide[line][seg];
-    if (side != kNegativeSide && side != kPositiveSide) return 0;
+void vca::check_crossing_state(TRACKER_RSLT_S& trk, const DET_OBJ_S& cur, int line, int seg) {
+    const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    if (is_empty(cfg.lineSeg[line][seg])) return;
+    vca_line_point_cross_check(trk, cur, line, seg);
+
+    const int32_t side = trk.segSide[line][seg];
+    if (side != kNegativeSide && side != kPositiveSide) return;
     const bool flip = cfg.line[line].Flip != 0;
     const int32_t cross = (side == kPositiveSide) != flip ? 1 : 2;
     if (filters_uturns(line)) {
-        tally_for_uturn(*trk, line, seg, cross);
+        tally_for_uturn(trk, line, seg, cross);
     } else {
-        VCA_LOG("line=%d seg=%d cross=%d", line, seg, cross);
-        if (cross != trk->LastState[line]) {
-            VCA_LOG("add_event...");
-            vca_dev_add_counting_line_group(trk, line, cross);
-            trk->LastState[line] = cross;
+        VCA_LOG_AS(kLogName, "line=%d seg=%d cross=%d", line, seg, cross);
+        if (cross != trk.LastState[line]) {
+            VCA_LOG_AS(kLogName, "add_event...");
+            vca_dev_add_counting_line_group(&trk, line, cross);
+            trk.LastState[line] = cross;
         }
     }
-    trk->segSide[line][seg] = 0;
-    trk->segPrev[line][seg] = cur;
-    return 0;
+    trk.segSide[line][seg] = 0;
+    trk.segPrev[line][seg] = cur;
 }

@@ -1,4 +1,6 @@
 // Counted crossings, and the groups of people who cross a line together.
+#include <algorithm>
+
 #include "event/counting_state.h"
 #include "frame/log.h"
 #include "frame/numeric.h"
@@ -61,6 +63,24 @@ void join(DEV_COUNTING_GROUP_S& group, const DEV_COUNTING_RSLT_S& result, bool l
                    static_cast<double>(group.speed), static_cast<double>(result.speed));
 }
 
+// Room for a full group, so that none grows while people join it.
+std::vector<DET_OBJ_S> take_members(vca::CountingState& state) {
+    std::vector<DET_OBJ_S> members;
+    if (!state.spare_members.empty()) {
+        members = std::move(state.spare_members.back());
+        state.spare_members.pop_back();
+    }
+    members.clear();
+    members.reserve(
+        static_cast<size_t>(std::clamp(dev_get_config()->GroupObjNumMax, 1, VCA_TRK_MAX)));
+    return members;
+}
+
+void queue(vca::CountingState& state, const DEV_COUNTING_RSLT_S& result) {
+    if (state.results.empty()) state.results.swap(state.spare_results);
+    state.results.push_back(result);
+}
+
 void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
     vca::CountingState& state = vca::counting_state();
     DEV_COUNTING_GROUP_S group{};
@@ -70,6 +90,7 @@ void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
     group.line = result.line;
     group.event = result.cross == 1 ? kEventDir1 : kEventDir2;
     group.speed = result.speed;
+    group.members = take_members(state);
     group.members.push_back(result.obj);
     if (log)
         VCA_LOG_AS(kLogName, "\tNewGrp[%d]: Event=%d GrpSpd=%.2f ErrMax=%d", group.id, group.event,
@@ -100,6 +121,16 @@ vca::CountingState& vca::counting_state() {
     return state;
 }
 
+void vca::empty_results(CountingState& state) {
+    if (state.results.empty()) return;
+    state.results.clear();
+    state.results.swap(state.spare_results);
+}
+
+void vca::retire_members(DEV_COUNTING_GROUP_S& group) {
+    counting_state().spare_members.push_back(std::move(group.members));
+}
+
 const std::vector<DEV_COUNTING_RSLT_S>* vca_dev_get_counting_results(void) {
     return &vca::counting_state().results;
 }
@@ -118,7 +149,7 @@ int vca_dev_add_counting_line_group(TRACKER_RSLT_S* trk, int line, int cross) {
                                      cross};
     const bool counting = dev_get_counting_enable();
     if (counting) {
-        vca::counting_state().results.push_back(result);
+        queue(vca::counting_state(), result);
         if (dev_get_config()->GroupEn != 0 && result.obj.class_id == kPerson) add_to_groups(result);
     }
     std::printf("$Frm[%d] $bCountingEn=%d Obj[%d] Cls=%d CrossEvt=%d uTurnLine=%d $H=%.2f\n",

@@ -22,7 +22,6 @@ void send_results(std::vector<DEV_COUNTING_RSLT_S>& results) {
         vca::send_record(VCA_MSG_LINE_COUNT, msg);
         VCA_LOG_AS(kLogName, "send_msg obj[%d] line=%d counter", result.id, result.line);
     }
-    std::vector<DEV_COUNTING_RSLT_S>().swap(results);
 }
 
 int32_t member_count(const DEV_COUNTING_GROUP_S& group) {
@@ -76,6 +75,7 @@ void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
         if (log)
             VCA_LOG_AS(kLogName, "Grp[%d] Del: Obj=%d Err=%d", group->id, member_count(*group),
                        group->err);
+        vca::retire_members(*group);
         group = groups.erase(group);
     }
 }
@@ -85,6 +85,7 @@ void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
 int vca_event_counting_refresh_line_result(void) {
     vca::CountingState& state = vca::counting_state();
     send_results(state.results);
+    vca::empty_results(state);
     close_quiet_groups(state.groups);
     return 0;
 }

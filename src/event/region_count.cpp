@@ -3,9 +3,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "config/mask_cells.h"
+#include "detect/box.h"
 #include "frame/frame_state.h"
 #include "frame/log.h"
 #include "frame/numeric.h"
+#include "track/event_box.h"
 #include "vca/messages.h"
 #include "vca/region.h"
 
@@ -29,31 +32,49 @@ bool takes_part(TRACKER_RSLT_S& trk) {
     return vca_check_obj_event_rgn_update(&trk) && trk.heightExceed == 0;
 }
 
-// `box` is in mask cells; what lies beyond the mask does not overlap it.
-bool overlaps(const char (&mask)[VCA_MASK_ROWS][VCA_MASK_COLS], const DET_OBJ_S& box) {
-    const int32_t left = std::clamp(box.x, 0, VCA_MASK_COLS);
-    const int32_t right = std::clamp(wrap_add(box.x, box.w), left, VCA_MASK_COLS);
-    const int32_t top = std::clamp(box.y, 0, VCA_MASK_ROWS);
-    const int32_t bottom = std::clamp(wrap_add(box.y, box.h), top, VCA_MASK_ROWS);
-    for (int32_t row = top; row < bottom; ++row) {
-        const char* cells = mask[row];
-        if (std::any_of(cells + left, cells + right, [](char cell) { return cell != 0; }))
-            return true;
-    }
-    return false;
+// `box` is in mask cells.
+bool overlaps(const vca::MaskCells& mask, const DET_OBJ_S& box) {
+    return vca::any_set(mask, {box.x, box.y, wrap_add(box.x, box.w), wrap_add(box.y, box.h)});
+}
+
+// A track on the mask grid, which all masks share.
+struct Place {
+    DET_OBJ_S box;     // the box it keeps while it is young or lost
+    POINT_POS_S cell;  // centre of its event box
+};
+
+Place place_of(TRACKER_RSLT_S& trk) {
+    const DET_OBJ_S kept = *vca_trk_obj_get_event_box(&trk, true);
+    const DET_OBJ_S now = *vca_trk_obj_get_event_box(&trk, false);
+    const DET_OBJ_S box = cscd_map_box_to_mask(kept);
+    const bool same = now.x == kept.x && now.y == kept.y && now.w == kept.w && now.h == kept.h;
+    return {box, vca::box_center(same ? box : cscd_map_box_to_mask(now))};
 }
 
 // Between the region and its surroundings lies a band, where the person's box still reaches into
 // the region, in which nothing changes: who stands on the edge does not flicker in and out.
-void update_stay(TRACKER_RSLT_S& trk, int region, int32_t step_ms) {
-    const auto& mask = dev_get_config()->rgnMask[region].mask;
-    RGN_STAY_S& stay = trk.rgnStay[region];
-    const DET_OBJ_S box = cscd_map_box_to_mask(*vca_trk_obj_get_event_box(&trk, true));
-    if (vca_trk_obj_in_mask(&trk, mask)) {
+void update_stay(RGN_STAY_S& stay, const Place& place, const VCA_MASK_S& region, int32_t step_ms) {
+    if (vca::is_set(region.mask, place.cell)) {
         stay.inRgn = 1;
         stay.stayTime = wrap_add(stay.stayTime, step_ms);
-    } else if (!overlaps(mask, box)) {
+    } else if (!overlaps(region.mask, place.box)) {
         stay = {};
+    }
+}
+
+void update_stays(TRACKER_RSLT_S& trk, int32_t step_ms) {
+    const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    Place place{};
+    bool known = false;
+    for (int region = 0; region < VCA_RGN_NUM; ++region) {
+        RGN_STAY_S& stay = trk.rgnStay[region];
+        if (cfg.RgnEnable[region] == 0) {
+            stay = {};
+            continue;
+        }
+        if (!known || !vca::event_box_is_settled(trk)) place = place_of(trk);
+        known = true;
+        update_stay(stay, place, cfg.rgnMask[region], step_ms);
     }
 }
 
@@ -102,13 +123,7 @@ int vca_event_counting_region_stay_proc(std::vector<TRACKER_RSLT_S>& tracks) {
             std::fill_n(trk.rgnStay, VCA_RGN_NUM, RGN_STAY_S{});
             continue;
         }
-        if (!takes_part(trk)) continue;
-        for (int region = 0; region < VCA_RGN_NUM; ++region) {
-            if (cfg.RgnEnable[region] == 0)
-                trk.rgnStay[region] = {};
-            else
-                update_stay(trk, region, step_ms);
-        }
+        if (takes_part(trk)) update_stays(trk, step_ms);
     }
     state.last_pass_ms = now_ms;
     return 0;

@@ -1,5 +1,7 @@
 // The line stage of a frame pass, and the filtering of people who turn back on a line.
+#include "event/line_cross.h"
 #include "frame/log.h"
+#include "track/event_box.h"
 #include "vca/event.h"
 
 namespace {
@@ -10,8 +12,12 @@ constexpr int32_t kJustLeft = 5;
 constexpr int32_t kMinSidePx = 10;
 
 void check_segments(TRACKER_RSLT_S& trk, int line) {
-    for (int seg = 0; seg < VCA_SEG_NUM; ++seg)
-        vca_line_check_crossing_state(&trk, line, seg);
+    DET_OBJ_S cur = *vca_trk_obj_get_event_box(&trk, false);
+    for (int seg = 0; seg < VCA_SEG_NUM; ++seg) {
+        if (seg > 0 && !vca::event_box_is_settled(trk))
+            cur = *vca_trk_obj_get_event_box(&trk, false);
+        vca::check_crossing_state(trk, cur, line, seg);
+    }
 }
 
 // Without an area a U-turn line tallies for the whole life of the track.
@@ -61,10 +67,9 @@ int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line) {
 int vca_event_counting_line_uturn_proc(std::vector<TRACKER_RSLT_S>& tracks) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     for (TRACKER_RSLT_S& trk : tracks) {
+        if (!vca_check_obj_event_line_update(&trk) || trk.heightExceed != 0) continue;
         for (int line = 0; line < VCA_LINE_NUM; ++line) {
-            if (!vca_check_obj_event_line_update(&trk) || trk.heightExceed != 0 ||
-                cfg.LineEn[line] == 0)
-                continue;
+            if (cfg.LineEn[line] == 0) continue;
             if (cfg.UturnFilter != 0 && cfg.UturnEn[line] != 0)
                 check_uturn_line(trk, line);
             else

@@ -87,7 +87,8 @@ float mean_of(const std::vector<float>& values) {
 }
 
 void renew_height(TRACKER_RSLT_S& trk) {
-    std::vector<float> trimmed = trk.heightSamples;
+    static std::vector<float> trimmed;  // keeps its storage
+    trimmed = trk.heightSamples;
     trim(trimmed);
     log_values("Prev vTmpH: ", trimmed);
     if (trimmed.empty()) return;

@@ -1,4 +1,5 @@
 // The box that the event stages take for a track's place, and whether it lies in a mask.
+#include "config/mask_cells.h"
 #include "detect/box.h"
 #include "vca/object.h"
 
@@ -34,8 +35,5 @@ DET_OBJ_S* vca_trk_obj_get_event_box(TRACKER_RSLT_S* trk, bool keep) {
 
 bool vca_trk_obj_in_mask(TRACKER_RSLT_S* trk, const char mask[VCA_MASK_ROWS][VCA_MASK_COLS]) {
     const DET_OBJ_S box = cscd_map_box_to_mask(*vca_trk_obj_get_event_box(trk, false));
-    const POINT_POS_S cell = vca::box_center(box);
-    if (cell.y < 0 || cell.y >= VCA_MASK_ROWS || cell.x < 0 || cell.x >= VCA_MASK_COLS)
-        return false;
-    return mask[cell.y][cell.x] != 0;
+    return vca::is_set(*reinterpret_cast<const vca::MaskCells*>(mask), vca::box_center(box));
 }

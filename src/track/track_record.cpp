@@ -1,6 +1,7 @@
 // What a track record owns, and the notices of its appearance and removal.
 #include "detect/box.h"
 #include "frame/frame_state.h"
+#include "track/track_list.h"
 #include "vca/messages.h"
 #include "vca/track.h"
 
@@ -13,6 +14,7 @@ int vca_trk_obj_list_release(std::vector<TRACKER_RSLT_S>& list) {
     for (TRACKER_RSLT_S& trk : list)
         vca_trk_obj_destroy_img(&trk.attrImg);
     list.clear();
+    vca::drop_retired_tracks();
     return 0;
 }
 

@@ -6,6 +6,7 @@
 #include "frame/log.h"
 #include "frame/numeric.h"
 #include "track/motion.h"
+#include "track/track_list.h"
 #include "vca/event.h"
 #include "vca/heat_map.h"
 #include "vca/object.h"
@@ -44,7 +45,7 @@ TRACKER_RSLT_S* find_track(std::vector<TRACKER_RSLT_S>& list, int32_t id) {
 
 void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
                const DET_OBJECTS_S& dets, bool merged) {
-    TRACKER_RSLT_S& trk = list.emplace_back();
+    TRACKER_RSLT_S& trk = vca::append_track(list);
     state.ids.push_back(target.id);
     if (!merged)
         vca_create_image(&trk.attrImg, VCA_IMAGE_NV12, vca::working_width(VCA_SIZE_CROP),
@@ -113,21 +114,28 @@ void settle_events(TRACKER_RSLT_S& trk) {
     if (cfg.ShowHistoryBox != 0) vca_trk_obj_send_history(&trk, false);
 }
 
+void update_record(TRACKER_RSLT_S& trk) {
+    update_counters(trk);
+    vca::update_trail_and_speed(trk);
+    vca::update_smooth_trail(trk);
+    vca::append_object_trail(trk);
+}
+
+// Records that stay move up to where others have left.
 void update_records(std::vector<TRACKER_RSLT_S>& list, bool merged) {
-    for (size_t i = 0; i < list.size();) {
-        TRACKER_RSLT_S& trk = list[i];
-        update_counters(trk);
-        vca::update_trail_and_speed(trk);
-        vca::update_smooth_trail(trk);
-        vca::append_object_trail(trk);
-        if (trk.lostCnt <= kLostMax) {
-            ++i;
+    auto stay = list.begin();
+    for (TRACKER_RSLT_S& trk : list) {
+        update_record(trk);
+        if (trk.lostCnt > kLostMax) {
+            if (is_event_pass(merged)) settle_events(trk);
+            vca_trk_obj_destroy_img(&trk.attrImg);
+            vca::retire_track(trk);
             continue;
         }
-        if (is_event_pass(merged)) settle_events(trk);
-        vca_trk_obj_destroy_img(&trk.attrImg);
-        list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
+        if (&*stay != &trk) *stay = std::move(trk);
+        ++stay;
     }
+    list.erase(stay, list.end());
 }
 
 }  // namespace

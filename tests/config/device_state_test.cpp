@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <latch>
+#include <thread>
 
 #include "tests/support/scripted_host.h"
 
@@ -37,6 +39,22 @@ TEST(DeviceState, FeedFrameCounter) {
     vca_feed_frm_cnt_set(INT_MAX);
     vca_feed_frm_cnt_add(1);
     EXPECT_EQ(vca_feed_frm_cnt_get(), INT_MIN);
+}
+
+// A slave's handler sets the counter while its analysis counts a pass.
+TEST(DeviceState, FeedFrameCounterLosesNothingBetweenThreads) {
+    constexpr int kSteps = 2000000;
+    std::latch both(2);
+    const auto count = [&both](int step) {
+        both.arrive_and_wait();
+        for (int i = 0; i < kSteps; ++i)
+            vca_feed_frm_cnt_add(step);
+    };
+    vca_feed_frm_cnt_set(0);
+    std::thread other(count, 3);
+    count(1);
+    other.join();
+    EXPECT_EQ(vca_feed_frm_cnt_get(), 4 * kSteps);
 }
 
 int32_t group_distance(int mode, int track_mode, int height_mm) {

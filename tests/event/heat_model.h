@@ -30,8 +30,11 @@ inline Grid zero_grid() {
     return Grid(kHeatRows * kHeatCols);
 }
 
-inline Grid grid_of(const int32_t (&cells)[kHeatRows][kHeatCols]) {
-    return {&cells[0][0], &cells[0][0] + kHeatRows * kHeatCols};
+inline Grid grid_of(const HEAT_CELLS_S& cells) {
+    Grid grid;
+    for (int row = 0; row < kHeatRows; ++row)
+        grid.insert(grid.end(), cells[row], cells[row] + kHeatCols);
+    return grid;
 }
 
 struct Grids {

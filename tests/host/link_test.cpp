@@ -260,6 +260,23 @@ TEST_F(LinkTest, GarbageOfAnyLengthIsRefusedAndTheLinkGoesOn) {
     EXPECT_EQ(master_.bus->refused(), 0);
 }
 
+TEST_F(LinkTest, AMessageMayClaimAnyMomentOfSending) {
+    start_broker();
+    master_.frame_count = 1000;
+    start_master();
+    RawClient raw(broker_settings(), {});
+    ASSERT_TRUE(eventually([&] { return master_.bridge->stats().connected; }));
+    const auto delay = [this] { return master_.bridge->stats().slaves[0].delay; };
+    raw.send("vca/hall/left/tracks", host::bytes_of(packet(kLeft, 1000, 1)),
+             {{"sent-us", "-9223372036854775808"}});
+    ASSERT_TRUE(eventually([&] { return delay().count == 1; }));
+    EXPECT_GT(delay().greatest_ms, 9.2e15);
+    raw.send("vca/hall/left/tracks", host::bytes_of(packet(kLeft, 1001, 1)),
+             {{"sent-us", "9223372036854775807"}});
+    ASSERT_TRUE(eventually([&] { return delay().count == 2; }));
+    EXPECT_LT(delay().median_ms, -9.2e15);
+}
+
 TEST_F(LinkTest, UnknownDevicesAreRefusedAndNamedOnce) {
     start_broker();
     master_.frame_count = 1000;

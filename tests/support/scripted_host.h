@@ -96,6 +96,7 @@ struct Frame {
     std::vector<Person> depth;                               // detections of the depth model
     bool has_real = true, has_depth = true, has_raw = true;  // missing frames have no block
     bool mapped = true;                                      // false: blocks without an address
+    bool real_mapped = true, depth_mapped = true, raw_mapped = true;  // with mapped
     bool map_without_block = false;  // missing frames have an address nevertheless
     uint32_t flag = 1;               // trailing word of the set
     std::vector<uint16_t> raw;       // raw depth; empty: every pixel Host::floor_mm
@@ -117,12 +118,16 @@ class Host {
     std::optional<GenderAnswer> gender_answer;
     std::optional<StaffAnswer> staff_answer;
     std::function<int(const std::string& command)> on_system;
+    // Whether a model fails: the call returns -1 and the script writes nothing.
+    std::function<bool(NN_MODEL_TYPE_E)> model_fails;
     // Called after the scripted result was written; may overwrite it.
     std::function<void(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*)> on_detection;
     std::function<void(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*)> on_classification;
     // Takes the place of the built-in tracker when set.
     std::function<IOU_TRK_RSLT_S(int inst, const std::vector<IOU_TRK_OBJ_S>& added)> on_update;
     std::function<bool(int nth)> image_fails;  // whether the nth vca_create_image (from 0) fails
+    std::function<bool(int id)> send_fails;    // whether a message is lost on its way
+    bool crop_fails = false;                   // vca_image_crop_letter returns -1
     std::function<void()> on_idle_read;        // avs_read_all_ive with no scripted frame left
     std::function<void(const std::string& call)> on_call;  // every call, before it takes effect
     bool record_task_calls = true;

@@ -43,19 +43,27 @@ struct HostAccess {
         host().messages_.push_back(std::move(message));
     }
 
-    static AVS_IVE_FRAME_S make_frame(bool present, const Frame& script, const void* pixels,
-                                      uint32_t size, uint64_t word0) {
+    struct Plane {
+        bool present;
+        bool mapped;
+        const void* pixels;
+        uint32_t size;
+    };
+
+    static AVS_IVE_FRAME_S make_frame(const Plane& plane, const Frame& script, uint64_t word0) {
         AVS_IVE_FRAME_S frame{};
         frame.vb_blk = VCA_VB_NONE;
-        if (present) {
+        if (plane.present) {
             frame.word0 = word0;
             frame.vb_blk = host().next_block_++;
             host().blocks_.insert(frame.vb_blk);
         }
-        if (present ? !script.mapped : !script.map_without_block) return frame;
-        frame.vir_addr = reinterpret_cast<uint64_t>(pixels);
-        frame.map_size = size;
-        host().mappings_.insert({frame.vir_addr, size});
+        const bool mapped =
+            plane.present ? script.mapped && plane.mapped : script.map_without_block;
+        if (!mapped) return frame;
+        frame.vir_addr = reinterpret_cast<uint64_t>(plane.pixels);
+        frame.map_size = plane.size;
+        host().mappings_.insert({frame.vir_addr, frame.map_size});
         return frame;
     }
 
@@ -89,9 +97,10 @@ struct HostAccess {
                     h.raw_pixels_.begin());
         AVS_IVE_ALL_S set{};
         const auto word = static_cast<uint64_t>(h.frames_read_) * 16;
-        set.real = make_frame(f.has_real, f, h.image_pixels_.data(), 1001, word + 1);
-        set.depth = make_frame(f.has_depth, f, h.image_pixels_.data() + 8, 1002, word + 2);
-        set.raw = make_frame(f.has_raw, f, h.raw_pixels_.data(), 1003, word + 3);
+        uint8_t* const image = h.image_pixels_.data();
+        set.real = make_frame({f.has_real, f.real_mapped, image, 1001}, f, word + 1);
+        set.depth = make_frame({f.has_depth, f.depth_mapped, image + 8, 1002}, f, word + 2);
+        set.raw = make_frame({f.has_raw, f.raw_mapped, h.raw_pixels_.data(), 1003}, f, word + 3);
         set.flag = f.flag;
         return set;
     }
@@ -384,6 +393,7 @@ int sock_request_unregister(const SOCK_REQUEST_S* table, int count) {
 
 int tq_sock_send_msg(int channel, int id, void* payload, int length) {
     note("tq_sock_send_msg(%d,%d,%d)", channel, id, length);
+    if (host().send_fails && host().send_fails(id)) return -1;
     const auto* bytes = static_cast<const uint8_t*>(payload);
     test::Message message;
     message.channel = channel;
@@ -437,19 +447,21 @@ int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* resu
                        : image == &ctrl->depth_img ? "depth_img"
                                                    : "other";
     note("vca_nn_detection(%d,%s)", model, name);
-    if (model == test::kColourModel || model == test::kDepthModel) {
+    const bool fails = host().model_fails && host().model_fails(model);
+    if (!fails && (model == test::kColourModel || model == test::kDepthModel)) {
         test::write_detections(HostAccess::detections(model),
                                *static_cast<VCA_NN_RESULT_S*>(result));
     }
-    int status = 0;
-    if (model == test::kStaffModel) status = test::judge_staff(*image, result);
+    int status = fails ? -1 : 0;
+    if (!fails && model == test::kStaffModel) status = test::judge_staff(*image, result);
     if (host().on_detection) host().on_detection(model, image, result);
     return status;
 }
 
 int vca_nn_classification(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) {
     note("vca_nn_classification(%d)", model);
-    const int status = test::judge_gender(*image, result);
+    const bool fails = host().model_fails && host().model_fails(model);
+    const int status = fails ? -1 : test::judge_gender(*image, result);
     if (host().on_classification) host().on_classification(model, image, result);
     return status;
 }
@@ -469,7 +481,7 @@ int vca_destroy_image(VCA_IMAGE_S* img) {
 int vca_image_crop_letter(const VCA_IMAGE_S* src, const VCA_RGN_S* rgn, VCA_IMAGE_S* dst) {
     note("vca_image_crop_letter(%d,%d,%d,%d)", rgn->x, rgn->y, rgn->width, rgn->height);
     HostAccess::add_attr_call(test::AttrCall::kCrop, *dst, *rgn, src);
-    return 0;
+    return host().crop_fails ? -1 : 0;
 }
 
 int vca_save_yuv_image(const VCA_IMAGE_S* img, const char* path) {

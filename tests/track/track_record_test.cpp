@@ -41,6 +41,12 @@ void fill(TRACKER_RSLT_S& trk, int n) {
     trk.segPrev[3][3] = fix::patterned(static_cast<uint32_t>(n + 2));
 }
 
+bool same_cells(const HEAT_GRID_S& a, const HEAT_GRID_S& b) {
+    for (int row = 0; row < VCA_HEAT_ROWS; ++row)
+        if (!std::equal(a.cell[row], a.cell[row] + VCA_HEAT_COLS, b.cell[row])) return false;
+    return true;
+}
+
 void expect_filled(const TRACKER_RSLT_S& trk, int n) {
     EXPECT_EQ(trk.trackId, n);
     EXPECT_EQ(trk.age, n + 1);
@@ -75,9 +81,8 @@ TEST(TrackRecord, NewRecordIsZero) {
     EXPECT_EQ(trk->lostCnt, 0);
     EXPECT_TRUE(trk->trail.empty());
     EXPECT_TRUE(fix::same(trk->curObj, DET_OBJ_S{}));
-    const auto zero = std::make_unique<int32_t[]>(VCA_HEAT_ROWS * VCA_HEAT_COLS);
-    EXPECT_EQ(std::memcmp(trk->heatDwell.cell, zero.get(), sizeof(trk->heatDwell.cell)), 0);
-    EXPECT_EQ(std::memcmp(trk->heatMotion.cell, zero.get(), sizeof(trk->heatMotion.cell)), 0);
+    EXPECT_TRUE(same_cells(trk->heatDwell, HEAT_GRID_S()));
+    EXPECT_TRUE(same_cells(trk->heatMotion, HEAT_GRID_S()));
     for (const auto& line : trk->segPrev)
         for (const DET_OBJ_S& obj : line)
             EXPECT_TRUE(fix::same(obj, DET_OBJ_S{}));
@@ -197,7 +202,7 @@ struct HeatGrids : testing::Test {
     }
 
     static void expect_equal_cells(const HEAT_GRID_S& got, const HEAT_GRID_S& want) {
-        ASSERT_EQ(std::memcmp(got.cell, want.cell, sizeof(got.cell)), 0);
+        ASSERT_TRUE(same_cells(got, want));
         bool contained = true;
         for (int y = 0; y < VCA_HEAT_ROWS; ++y)
             for (int x = 0; x < VCA_HEAT_COLS; ++x)
@@ -210,11 +215,8 @@ struct HeatGrids : testing::Test {
 TEST_F(HeatGrids, CopyConstructionEqualsAWholeCopy) {
     for (int i = 0; i < 300; ++i) {
         const auto source = random_grid();
-        // on memory that is not zero
-        alignas(HEAT_GRID_S) static std::byte memory[sizeof(HEAT_GRID_S)];
-        std::memset(memory, 0x5A, sizeof(memory));
-        auto* copy = new (memory) HEAT_GRID_S(*source);
-        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(*copy, *source));
+        const HEAT_GRID_S copy(*source);
+        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(copy, *source));
     }
 }
 
@@ -227,14 +229,31 @@ TEST_F(HeatGrids, AssignmentEqualsAWholeCopy) {
     }
 }
 
+TEST_F(HeatGrids, MoveHandsTheCellsOver) {
+    const auto target = std::make_unique<HEAT_GRID_S>();
+    for (int i = 0; i < 300; ++i) {
+        const auto source = random_grid();
+        const HEAT_GRID_S before(*source);
+        *target = std::move(*source);
+        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(*target, before));
+        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(*source, HEAT_GRID_S()));
+        EXPECT_EQ(source->x1, 0);
+        source->cell[3][4] = 1;
+        EXPECT_EQ(std::as_const(*target).cell[3][4], std::as_const(before).cell[3][4]);
+        const HEAT_GRID_S made(std::move(*target));
+        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(made, before));
+    }
+}
+
 TEST_F(HeatGrids, AssignmentToItselfChangesNothing) {
     for (int i = 0; i < 50; ++i) {
         const auto grid = random_grid();
-        auto whole = std::make_unique<HEAT_GRID_S>();
-        std::memcpy(static_cast<void*>(whole.get()), grid.get(), sizeof(HEAT_GRID_S));
+        const HEAT_GRID_S before(*grid);
         HEAT_GRID_S& same_grid = *grid;
         *grid = same_grid;
-        ASSERT_EQ(std::memcmp(grid.get(), whole.get(), sizeof(HEAT_GRID_S)), 0);
+        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(*grid, before));
+        *grid = std::move(same_grid);
+        ASSERT_NO_FATAL_FAILURE(expect_equal_cells(*grid, before));
     }
 }
 

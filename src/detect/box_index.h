@@ -1,0 +1,76 @@
+// Which boxes of a list may overlap a given one, without a look at each of them.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+#include "vca/detect.h"
+
+namespace vca {
+
+// Numbers of boxes of a list.
+class BoxSet {
+  public:
+    void add(int32_t number) { words_[number / 64] |= uint64_t{1} << (number % 64); }
+
+    BoxSet& operator|=(const BoxSet& other) {
+        for (int k = 0; k < kWords; ++k)
+            words_[k] |= other.words_[k];
+        return *this;
+    }
+    BoxSet& operator&=(const BoxSet& other) {
+        for (int k = 0; k < kWords; ++k)
+            words_[k] &= other.words_[k];
+        return *this;
+    }
+
+    // Calls `is_found` with the numbers in ascending order until it returns true; whether it did.
+    template <typename Predicate>
+    bool any_of(Predicate is_found) const {
+        for (int k = 0; k < kWords; ++k)
+            for (uint64_t rest = words_[k]; rest != 0; rest &= rest - 1)
+                if (is_found(64 * k + std::countr_zero(rest))) return true;
+        return false;
+    }
+
+    // With all numbers in ascending order.
+    template <typename Function>
+    void for_each(Function function) const {
+        any_of([&](int32_t number) {
+            function(number);
+            return false;
+        });
+    }
+
+  private:
+    static constexpr int kWords = VCA_DET_MAX / 64;
+    uint64_t words_[kWords] = {};
+};
+
+// The list's boxes by the columns and rows of cells they reach into. Boxes that overlap by at least
+// a pixel share a cell; a box with coordinates beyond those of any picture is in all cells.
+class BoxIndex {
+  public:
+    // Of at most VCA_DET_MAX boxes.
+    BoxIndex(const DET_OBJ_S* boxes, int32_t num);
+
+    // Every box of the list that overlaps `box`, and perhaps others.
+    BoxSet near(const DET_OBJ_S& box) const;
+
+  private:
+    static constexpr int kCells = 32;
+
+    struct Span {
+        int32_t first;
+        int32_t last;
+    };
+    Span span(int32_t start, int32_t length) const;
+    Span columns_of(const DET_OBJ_S& box) const;
+    Span rows_of(const DET_OBJ_S& box) const;
+
+    int shift_ = 0;  // a cell is 2 to the power of it pixels wide and high
+    BoxSet columns_[kCells];
+    BoxSet rows_[kCells];
+};
+
+}  // namespace vca

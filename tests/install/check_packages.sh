@@ -1,0 +1,157 @@
+#!/usr/bin/env bash
+# check_packages.sh SOURCE PACKAGES ARCH LIBDIR: checks the Debian packages of one processor in the
+# folder PACKAGES, installs them into an empty root, builds the example host against that root
+# through CMake and through pkg-config and runs it, runs the packaged program, and removes the
+# packages again. Another processor's programs run under user-mode emulation, with the libraries of
+# the folder that the packages were built with.
+set -euo pipefail
+source=$1 packages=$2 arch=$3 libdir=$4
+here=$source/tests/install
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+root=$work/root
+version=$(sed -n 's/^project(vca VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
+runtime=$packages/vca_${version}_$arch.deb
+development=$packages/vca-dev_${version}_$arch.deb
+
+compiler=g++ readelf=readelf toolchain=() emulate=() emulate_program=()
+if [ "$arch" != "$(dpkg --print-architecture)" ]; then
+    [ "$arch" = arm64 ] || { echo "no way to run programs of $arch" >&2 && exit 1; }
+    compiler=aarch64-linux-gnu-g++ readelf=aarch64-linux-gnu-readelf
+    toolchain=("-DCMAKE_TOOLCHAIN_FILE=$source/cmake/aarch64-linux-gnu.cmake")
+    emulate=(qemu-aarch64 -L /usr/aarch64-linux-gnu)
+    emulate_program=(qemu-aarch64 -L "$source/build/sysroot-$arch")
+fi
+
+fail() {
+    echo "FAILED: $*" >&2
+    exit 1
+}
+field() { dpkg-deb --field "$1" "$2"; }
+expect() { # expect WHAT GOT WANTED
+    [ "$2" = "$3" ] || fail "$1 is \"$2\" instead of \"$3\""
+}
+
+# The files of a package are those of a list, neither more nor less.
+check_files() { # PACKAGE LIST
+    dpkg-deb --fsys-tarfile "$1" | tar -t | grep -v '/$' |
+        sed 's,^\./,,; s,/vcaTargets-[a-z]*\.,/vcaTargets-CONFIG.,' >"$work/got"
+    sed -e '/^#/d' -e "s,@,$libdir,; s,%,$version," "$2" | LC_ALL=C sort >"$work/wanted"
+    LC_ALL=C sort -o "$work/got" "$work/got"
+    diff "$work/wanted" "$work/got" >&2 || fail "$1 does not hold the files of $2"
+    dpkg-deb --fsys-tarfile "$1" | tar -t -v --numeric-owner | awk '
+        $2 != "0/0" { print "owner: " $0; bad = 1 }
+        /^d/ && $1 != "drwxr-xr-x" { print "mode: " $0; bad = 1 }
+        /^-/ && $1 != ($6 ~ /^\.\/usr\/bin\// ? "-rwxr-xr-x" : "-rw-r--r--") { print "mode: " $0; bad = 1 }
+        END { exit bad }' >&2 || fail "owner or mode in $1"
+}
+
+check_control() {
+    local package
+    for package in "$runtime" "$development"; do
+        expect "version of $package" "$(field "$package" Version)" "$version"
+        expect "architecture of $package" "$(field "$package" Architecture)" "$arch"
+        field "$package" Maintainer | grep -q '^.* <.*@.*>$' || fail "maintainer of $package"
+        [ "$(field "$package" Description | wc -l)" -ge 3 ] || fail "description of $package"
+    done
+    expect "name" "$(field "$runtime" Package)" vca
+    expect "name" "$(field "$development" Package)" vca-dev
+    expect "dependency of vca-dev" "$(field "$development" Depends)" "vca (= $version)"
+    mkdir "$work/control"
+    dpkg-deb --control "$runtime" "$work/control"
+    expect "shlibs" "$(cat "$work/control/shlibs")" "libvca 1 vca (>= $version)"
+    expect "triggers" "$(cat "$work/control/triggers")" "activate-noawait ldconfig"
+    expect "control files" "$(cd "$work/control" && echo *)" "control md5sums shlibs triggers"
+}
+
+needed() { "$readelf" -d "$@" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u; }
+
+# The packages that vca depends on are those that hold the libraries it needs. Debian names them
+# alike on every processor, so this machine knows them.
+check_dependencies() {
+    local name native_triplet
+    native_triplet=$(gcc -print-multiarch)
+    for name in $(needed "$root/usr/bin/vca" "$root/usr/$libdir/libvca.so.1"); do
+        case $name in
+        libvca.so.1 | ld-linux-*) continue ;;
+        esac
+        dpkg-query --search "*/$native_triplet/$name" | sed 's/:.*//'
+    done | sort -u >"$work/wanted"
+    field "$runtime" Depends | tr ',' '\n' | sed 's/^ *\([^ ]*\).*/\1/' | sort -u >"$work/got"
+    diff "$work/wanted" "$work/got" >&2 || fail "vca does not depend on what it needs"
+}
+
+check_programs() {
+    local file
+    for file in "$root/usr/bin/vca" "$root/usr/$libdir/libvca.so.1"; do
+        ! "$readelf" -SW "$file" | grep -q -e '\.symtab' -e '\.debug' || fail "$file is not stripped"
+    done
+    # The search path of a build that can be moved has no place where the loader looks anyway.
+    if [ "$libdir" != lib ]; then
+        ! "$readelf" -d "$root/usr/bin/vca" | grep -q -e RPATH -e RUNPATH || fail "search path in vca"
+    fi
+}
+
+# Only root may unpack with dpkg itself; the other way shows the files, but not the removal.
+install_packages() {
+    mkdir -p "$root/var/lib/dpkg"
+    if [ "$(id -u)" = 0 ]; then
+        dpkg --root="$root" --force-depends --force-architecture --install "$runtime" "$development" \
+            >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2 && fail "installation"; }
+    else
+        dpkg-deb --extract "$runtime" "$root"
+        dpkg-deb --extract "$development" "$root"
+    fi
+}
+
+remove_packages() {
+    if [ "$(id -u)" != 0 ]; then
+        echo "not root: removal is left out"
+        return
+    fi
+    dpkg --root="$root" --force-architecture --purge vca-dev vca >"$work/dpkg.log" 2>&1 ||
+        { cat "$work/dpkg.log" >&2 && fail "removal"; }
+    expect "what removal leaves" "$(cd "$root" && find . -mindepth 1 -path ./var -prune -o -print)" ""
+}
+
+check_example() { # PROGRAM
+    "${emulate[@]}" "$1" >"$work/example.log" || fail "$1 ends with $?"
+    expect "example's count" "$(grep -a -e '^counted' -e '^frame' "$work/example.log")" \
+        "$(cat "$here/example_host.txt")"
+}
+
+check_host() {
+    local prefix=$root/usr
+    cp -r "$prefix/share/doc/vca-dev/examples/host" "$work/host"
+    cd "$work/host"
+    cmake -S . -B by-cmake "${toolchain[@]}" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
+    cmake --build by-cmake >/dev/null
+    check_example by-cmake/example_host
+    # shellcheck disable=SC2046
+    "$compiler" -std=c++20 -rdynamic main.cpp \
+        $(PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig pkg-config --cflags --libs vca) -pthread \
+        -Wl,-rpath,"$prefix/$libdir" -o by-pkg-config
+    check_example ./by-pkg-config
+    cd "$work"
+}
+
+check_program() {
+    local run=(env "LD_LIBRARY_PATH=$root/usr/$libdir" "${emulate_program[@]}" "$root/usr/bin/vca")
+    "${run[@]}" --version >"$work/version.txt" || fail "vca --version ends with $?"
+    grep -q "$version" "$work/version.txt" || fail "vca --version says $(cat "$work/version.txt")"
+    "${run[@]}" run --frames 30 --output "$work/out" >"$work/run.log" ||
+        { cat "$work/run.log" >&2 && fail "vca run"; }
+    grep -q '"frames"' "$work/out/summary.json" || fail "no summary of vca run"
+}
+
+check_control
+check_files "$runtime" "$here/vca.files"
+check_files "$development" "$here/vca-dev.files"
+install_packages
+check_dependencies
+check_programs
+check_host
+check_program
+remove_packages
+echo "packages of $arch: files, dependencies, example host, program and removal are right"
