@@ -209,6 +209,23 @@ TEST_F(Info, HeadBoxSlidesInProportionToThePosition) {
 
 // ---- Foot point and foot box ----
 
+// The sums that it stands for, at every place of the 960 x 544 image.
+TEST_F(Info, HeadBoxAtEveryPosition) {
+    const auto slid = [](int start, int length, int head, int image) {
+        const int reference = start + length / 2 < image / 2 ? start : start + length;
+        const float ratio = static_cast<float>(reference) / static_cast<float>(image);
+        return start + static_cast<int>(static_cast<float>(length - head) * ratio);
+    };
+    for (const int size : {41, 90, 300, 500}) {
+        for (int x = 0; x + size <= 960; ++x) {
+            const int y = std::min(x, 544 - size);
+            fix::output_of([&] { update(box(x, y, size, size)); });
+            ASSERT_EQ(trk->headBox.x, slid(x, size, 40, 960)) << x << ' ' << size;
+            ASSERT_EQ(trk->headBox.y, slid(y, size, 35, 544)) << y << ' ' << size;
+        }
+    }
+}
+
 TEST_F(Info, FootPointUndoesThePerspective) {
     const struct {
         float height;
