@@ -14,7 +14,7 @@ mkdir -p "$folder"
 
 cmake --preset release >/dev/null
 cmake --build --preset release --target count_pass count_plugin >/dev/null
-cmake --preset aarch64 -B "$folder/aarch64" -DCMAKE_BUILD_TYPE=Release -DVCA_BUILD_HOST=OFF \
+cmake --no-warn-unused-cli --preset aarch64 -B "$folder/aarch64" -DCMAKE_BUILD_TYPE=Release -DVCA_BUILD_HOST=OFF \
     -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >/dev/null
 cmake --build "$folder/aarch64" --target vca >/dev/null
 aarch64-linux-gnu-g++ -std=c++20 -O2 -I. -Iinclude -I"$folder/aarch64/include" \
