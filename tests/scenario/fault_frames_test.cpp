@@ -1,5 +1,6 @@
 // Faults of the host's frames, models, images, clock and message queue in the middle of a walk.
 #include <limits>
+#include <ostream>
 
 #include "tests/scenario/fault_fixture.h"
 
@@ -22,6 +23,11 @@ struct PartialSet {
     const char* name;
     void (*damage)(Frame&);
 };
+
+// The names of the cases, which would else show addresses.
+void PrintTo(const PartialSet& set, std::ostream* out) {
+    *out << set.name;
+}
 
 class PartialSets : public test::HostFault, public testing::WithParamInterface<PartialSet> {};
 
@@ -180,6 +186,10 @@ struct Nonsense {
     const char* name;
     void (*write)(int i, DET_OBJ_S& obj);
 };
+
+void PrintTo(const Nonsense& nonsense, std::ostream* out) {
+    *out << nonsense.name;
+}
 
 class NonsenseBoxes : public test::HostFault,
                       public testing::WithParamInterface<std::tuple<Nonsense, bool>> {};

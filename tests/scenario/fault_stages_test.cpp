@@ -108,17 +108,18 @@ TEST_F(TrackerFault, ANewIdOnEveryFrame) {
 }
 
 TEST_F(TrackerFault, OneDetectionUnderManyIds) {
+    constexpr int kIds = 20;
     host().on_update = [](int, const std::vector<IOU_TRK_OBJ_S>& added) {
         IOU_TRK_RSLT_S targets{};
-        for (int i = 0; i < VCA_TRK_MAX && !added.empty(); ++i) {
+        for (int i = 0; i < kIds && !added.empty(); ++i) {
             targets.objs[targets.num] = added[0];
             targets.objs[targets.num++].id = i % 2 == 0 ? i : -i;
         }
         return targets;
     };
     ASSERT_TRUE(run_watched(walk({{}}, 35)));
-    EXPECT_THAT(crossings_of_line_0(), Pair(0, VCA_TRK_MAX)) << "the library takes its word for it";
-    EXPECT_EQ(host().images_created(), VCA_TRK_MAX);
+    EXPECT_THAT(crossings_of_line_0(), Pair(0, kIds)) << "the library takes its word for it";
+    EXPECT_EQ(host().images_created(), kIds);
     expect_recovered_tracker();
 }
 

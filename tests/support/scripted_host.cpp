@@ -10,7 +10,7 @@
 namespace test {
 namespace {
 
-constexpr std::chrono::seconds kPatience(30);
+constexpr std::chrono::seconds kPatience(120);
 
 int64_t read_clock(void* ctx) {
     return static_cast<const Host*>(ctx)->clock();

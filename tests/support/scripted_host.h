@@ -147,7 +147,7 @@ class Host {
 
     // ---- Running ----
     // Hands the frames to the running analysis task and waits until every pass has ended; false
-    // after 30 s.
+    // after two minutes.
     bool run(std::vector<Frame> frames);
     // The same without waiting; also before the library starts.
     void push(std::vector<Frame> frames);
