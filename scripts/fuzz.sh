@@ -23,7 +23,9 @@ inputs=tests/fuzz/seeds/$name
 if [ -d "tests/fuzz/regressions/$name" ]; then
     inputs="$inputs tests/fuzz/regressions/$name"
 fi
+words=""
+if [ -f "tests/fuzz/$name.dict" ]; then words="-dict=tests/fuzz/$name.dict"; fi
 # Freed memory is kept from reuse for a while only, or the large track records would fill it.
 ASAN_OPTIONS=quarantine_size_mb=16:detect_stack_use_after_return=0 \
     nice -n 19 "build/fuzz/tests/fuzz/$name" -max_total_time="$seconds" -max_len=4096 -timeout=20 \
-    -rss_limit_mb=2048 -artifact_prefix="$found/" -print_final_stats=1 "$corpus" $inputs
+    -rss_limit_mb=2048 -artifact_prefix="$found/" -print_final_stats=1 $words "$corpus" $inputs

@@ -24,10 +24,7 @@ for more in "tests/fuzz/regressions/$name" "build/fuzz/corpus/$name"; do
 done
 LLVM_PROFILE_FILE="$build/$name.profraw" nice "$build/tests/fuzz/$name" $inputs 2>/dev/null
 llvm-profdata merge -o "$build/$name.profdata" "$build/$name.profraw"
-# Paths in the program are relative to its build folder.
-folders=""
-for folder in "$@"; do folders="$folders ../../$folder"; done
-cd "$build"
-objects=tests/fuzz/$name
-if [ "$name" = fuzz_handlers ] || [ "$name" = fuzz_pass ]; then objects="src/libvca.so"; fi
-llvm-cov report "$objects" -instr-profile "$name.profdata" -show-functions=false $folders
+objects=$build/tests/fuzz/$name
+if [ "$name" = fuzz_handlers ] || [ "$name" = fuzz_pass ]; then objects=$build/src/libvca.so; fi
+llvm-cov export "$objects" -instr-profile "$build/$name.profdata" -summary-only |
+    python3 scripts/fuzz_coverage.py "$build" "$@"

@@ -9,8 +9,8 @@
 A break is compiled into its one object, linked into a library of its own and put before the test
 programs by LD_LIBRARY_PATH. An object that is the same byte for byte as the original compiled the
 same way changes nothing: it is counted apart. The tests of the folder of the same name run first,
-then the golden run, the whole-pipeline tests and the rest, each case in a process of its own; a
-failure counts only if it fails twice, a case that runs out of its time limit counts as failed.
+then the whole-pipeline tests, the rest and the golden runs, each case in a process of its own; a
+failure counts only if it comes twice, a case that runs out of its time limit counts as failed.
 Everything is kept in build/mutate, and a run that was stopped goes on where it was."""
 
 import argparse
@@ -231,28 +231,20 @@ class Tests:
 
         def rank(case):
             of, program = self.cases[case]
-            groups = [folder, "golden", "scenario"]
-            group = groups.index(of) if of in groups else len(groups)
+            group = 0 if of == folder else {"scenario": 1, "golden": 3}.get(of, 2)
             return (group, -self.noticed_for[mutant.file][case],
                     stem not in program.name, self.times[case])
 
         return sorted((c for c in self.cases if not near or self.cases[c][0] == folder), key=rank)
 
     def first_to_notice(self, mutant, library, near):
-        """The first case that fails twice, and one outside the golden run if that was the first."""
-        golden = None
+        """The first case that fails twice, or None."""
         for case in self.order(mutant, near):
-            is_golden = self.cases[case][0] == "golden"
-            if golden and is_golden:
-                continue
             end = self.run(case, library)
-            if end == "passes" or end == "fails" and self.run(case, library) == "passes":
-                continue
-            if not is_golden:
+            if end == "hangs" or end == "fails" and self.run(case, library) != "passes":
                 self.noticed_for[mutant.file][case] += 1
-                return golden or case, case
-            golden = case
-        return golden, None
+                return case
+        return None
 
 
 def load_results():
@@ -275,11 +267,10 @@ def try_mutant(mutant, library, tests, near):
     state = library.break_it(mutant)
     row = describe(mutant) | {"result": state}
     if state == "broken":
-        first, other = tests.first_to_notice(mutant, SCRATCH / "lib", near)
+        case = tests.first_to_notice(mutant, SCRATCH / "lib", near)
         missed = "not noticed nearby" if near else "survived"
-        row["result"] = "noticed" if first else missed
-        row["by"] = first or ""
-        row["only_golden"] = bool(first) and other is None
+        row["result"] = "noticed" if case else missed
+        row["by"] = case or ""
     with RESULTS.open("a") as out:
         out.write(json.dumps(row) + "\n")
     return row
@@ -307,7 +298,7 @@ def report(rows):
     results = collections.Counter(r["result"] for r in rows)
     print(f"{len(counted)} breaks that change the code, {len(noticed)} noticed "
           f"({100 * len(noticed) / max(1, len(counted)):.1f} %), "
-          f"{sum(r.get('only_golden', False) for r in noticed)} of them by the golden run alone; "
+          f"{sum(r['by'].startswith('golden') for r in noticed)} of them by the golden runs alone; "
           f"beside them {results['same code']} that give the same code and "
           f"{results['does not compile']} that do not compile")
 
@@ -317,6 +308,8 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--count", type=int, default=300)
     parser.add_argument("--again", metavar="RESULT", help="repeat those with this result")
+    parser.add_argument("--only", metavar="FILE:LINE", action="append", default=[],
+                        help="repeat no others than at this place")
     parser.add_argument("--near", action="store_true", help="only the tests of the same folder")
     parser.add_argument("--report", action="store_true")
     options = parser.parse_args()
@@ -338,7 +331,7 @@ def main():
         tests = Tests()
         tests.measure()
         for row in known.values():
-            if row["result"] == "noticed" and not row["by"].startswith("golden"):
+            if row["result"] == "noticed":
                 tests.noticed_for[row["file"]][row["by"]] += 1
     rows, counted = [], 0
     for mutant in mutation_sites.choose(sources, options.seed):
@@ -347,7 +340,10 @@ def main():
         row = known.get(key(describe(mutant)))
         if row is None and options.report:
             break
-        if row is None or row["result"] == options.again:
+        here = f"{mutant.file}:{mutant.line}"
+        again = row is not None and row["result"] == options.again and (
+            not options.only or here in options.only)
+        if row is None or again:
             row = try_mutant(mutant, library, tests, options.near)
             print(line_of(row), flush=True)
         rows.append(row)

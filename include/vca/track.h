@@ -58,6 +58,7 @@ struct HEAT_CELLS_S {
         static constexpr Row kZero = {};
         return rows_ ? rows_[static_cast<size_t>(row)] : kZero;
     }
+    bool has_memory() const noexcept { return rows_ != nullptr; }
 
   private:
     std::unique_ptr<Row[]> rows_;

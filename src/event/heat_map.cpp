@@ -11,6 +11,7 @@
 #include "detect/box.h"
 #include "frame/frame_state.h"
 #include "frame/log.h"
+#include "track/track_list.h"
 #include "vca/messages.h"
 #include "vca/object.h"
 
@@ -109,6 +110,7 @@ CellRect bounds(const Disc& disc) {
 void heat(HEAT_GRID_S& grid, const Disc& disc, int32_t amount, const Disc* without = nullptr) {
     const CellRect rect = bounds(disc);
     if (rect.x1 <= rect.x0 || rect.y1 <= rect.y0) return;
+    vca::provide_cells(grid);
     grid.cover(rect.x0, rect.y0, rect.x1, rect.y1);
     for (int32_t y = rect.y0; y < rect.y1; ++y) {
         int32_t* row = grid.cell[y];

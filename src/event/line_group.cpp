@@ -1,6 +1,4 @@
 // Counted crossings, and the groups of people who cross a line together.
-#include <algorithm>
-
 #include "event/counting_state.h"
 #include "frame/log.h"
 #include "frame/numeric.h"
@@ -14,6 +12,7 @@ constexpr uint8_t kPerson = 1;
 constexpr int32_t kEventDir1 = 3;
 constexpr int32_t kEventDir2 = 4;
 constexpr int32_t kFarthestPx = 960;
+constexpr size_t kSpareMembers = 32;  // closed groups whose memory is kept
 
 // Frames that a group moving at `speed` waits for stragglers: about 1.45 times the frames it takes
 // to walk the largest distance between members, from 10 to 80.
@@ -63,7 +62,7 @@ void join(DEV_COUNTING_GROUP_S& group, const DEV_COUNTING_RSLT_S& result, bool l
                    static_cast<double>(group.speed), static_cast<double>(result.speed));
 }
 
-// Room for a full group, so that none grows while people join it.
+// Room for a usual group, so that few grow while people join them.
 std::vector<DET_OBJ_S> take_members(vca::CountingState& state) {
     std::vector<DET_OBJ_S> members;
     if (!state.spare_members.empty()) {
@@ -71,8 +70,7 @@ std::vector<DET_OBJ_S> take_members(vca::CountingState& state) {
         state.spare_members.pop_back();
     }
     members.clear();
-    members.reserve(
-        static_cast<size_t>(std::clamp(dev_get_config()->GroupObjNumMax, 1, VCA_TRK_MAX)));
+    members.reserve(16);
     return members;
 }
 
@@ -128,7 +126,8 @@ void vca::empty_results(CountingState& state) {
 }
 
 void vca::retire_members(DEV_COUNTING_GROUP_S& group) {
-    counting_state().spare_members.push_back(std::move(group.members));
+    auto& spare = counting_state().spare_members;
+    if (spare.size() < kSpareMembers) spare.push_back(std::move(group.members));
 }
 
 const std::vector<DEV_COUNTING_RSLT_S>* vca_dev_get_counting_results(void) {

@@ -36,6 +36,12 @@ struct TaskState {
     VCA_NN_RESULT_S master_rslt{};              // a master's objects of all devices
     std::vector<TRACKER_RSLT_S> local_tracks;   // of this device
     std::vector<TRACKER_RSLT_S> merged_tracks;  // a master's, of all devices; without images
+
+    // Room for a full picture and some who were just lost.
+    TaskState() {
+        local_tracks.reserve(VCA_DET_MAX);
+        merged_tracks.reserve(VCA_DET_MAX);
+    }
 };
 
 // When the pass started and whether its timing lines are on.

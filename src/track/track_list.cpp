@@ -2,7 +2,29 @@
 
 namespace {
 
-std::vector<TRACKER_RSLT_S> retired;
+// What is kept when a crowd leaves: enough for people who come and go, not for a whole crowd.
+constexpr size_t kSpareRecords = 32;
+constexpr size_t kSpareGrids = 64;
+
+struct Retired {
+    std::vector<TRACKER_RSLT_S> records;  // without their grids
+    std::vector<HEAT_GRID_S> grids;       // empty, with memory for their cells
+};
+
+Retired retired;
+
+// Each list holds one more than its limit before its oldest entry is dropped. Displacements are
+// sampled on every second update and kept for 24 frames.
+void make_room(TRACKER_RSLT_S& trk) {
+    trk.moveFrm.reserve(16);
+    trk.moveDist.reserve(16);
+    trk.trail.reserve(21);
+    trk.trailSmooth.reserve(7);
+    trk.objTrail.reserve(8);
+    trk.heightSamples.reserve(13);
+    trk.heightMeans.reserve(2);
+    trk.attrSamples.reserve(21);
+}
 
 template <typename T>
 std::vector<T> emptied(std::vector<T>& used) {
@@ -10,17 +32,7 @@ std::vector<T> emptied(std::vector<T>& used) {
     return std::move(used);
 }
 
-HEAT_GRID_S emptied(HEAT_GRID_S& used) {
-    used.clear();
-    return std::move(used);
-}
-
-}  // namespace
-
-TRACKER_RSLT_S& vca::append_track(std::vector<TRACKER_RSLT_S>& list) {
-    TRACKER_RSLT_S& trk = list.emplace_back();
-    if (retired.empty()) return trk;
-    TRACKER_RSLT_S& used = retired.back();
+void take_lists(TRACKER_RSLT_S& trk, TRACKER_RSLT_S& used) {
     trk.moveFrm = emptied(used.moveFrm);
     trk.moveDist = emptied(used.moveDist);
     trk.trail = emptied(used.trail);
@@ -28,17 +40,41 @@ TRACKER_RSLT_S& vca::append_track(std::vector<TRACKER_RSLT_S>& list) {
     trk.objTrail = emptied(used.objTrail);
     trk.heightSamples = emptied(used.heightSamples);
     trk.heightMeans = emptied(used.heightMeans);
-    trk.heatDwell = emptied(used.heatDwell);
-    trk.heatMotion = emptied(used.heatMotion);
     trk.attrSamples = emptied(used.attrSamples);
-    retired.pop_back();
+}
+
+void retire_grid(HEAT_GRID_S& grid) {
+    HEAT_GRID_S used = std::move(grid);
+    used.clear();
+    if (used.cell.has_memory() && retired.grids.size() < kSpareGrids)
+        retired.grids.push_back(std::move(used));
+}
+
+}  // namespace
+
+TRACKER_RSLT_S& vca::append_track(std::vector<TRACKER_RSLT_S>& list) {
+    TRACKER_RSLT_S& trk = list.emplace_back();
+    if (retired.records.empty()) {
+        make_room(trk);
+        return trk;
+    }
+    take_lists(trk, retired.records.back());
+    retired.records.pop_back();
     return trk;
 }
 
 void vca::retire_track(TRACKER_RSLT_S& trk) {
-    retired.push_back(std::move(trk));
+    retire_grid(trk.heatDwell);
+    retire_grid(trk.heatMotion);
+    if (retired.records.size() < kSpareRecords) retired.records.push_back(std::move(trk));
+}
+
+void vca::provide_cells(HEAT_GRID_S& grid) {
+    if (grid.cell.has_memory() || retired.grids.empty()) return;
+    grid = std::move(retired.grids.back());
+    retired.grids.pop_back();
 }
 
 void vca::drop_retired_tracks() {
-    std::vector<TRACKER_RSLT_S>().swap(retired);
+    retired = {};
 }

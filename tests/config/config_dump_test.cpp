@@ -144,6 +144,15 @@ TEST(ConfigDump, UnknownExclusionTypeIsLogged) {
     EXPECT_EQ(lines[1].function, "vca_algo_set_exclusion_region");
 }
 
+TEST(ConfigDump, LineStopsBeforeThePointWhoseXIsUnused) {
+    auto cfg = test::plain_config();
+    test::set_line(cfg, 1, {{5, 7}, {8, 9}, {11, 12}, {13, 14}});
+    cfg.line[1].pt[2].en = 0;
+    test::StdoutCapture out;
+    test::apply_config(cfg);
+    EXPECT_THAT(out.text(), HasSubstr("\t[1]   5,  7    8,  9  Flip=0 LineEn=1\n"));
+}
+
 TEST(ConfigDump, PolygonStopsBeforeThePointWhoseXIsUnused) {
     POLYGON_S poly{};
     for (int k = 0; k < 10; ++k) {

@@ -443,20 +443,29 @@ TEST_F(Cross, RandomWalksAgreeWithThePlainRule) {
     EXPECT_GT(events, 1000u);
 }
 
+// The record's bytes where such a segment would lie are given one that the walker crosses.
 TEST_F(Cross, LinesAndSegmentsThatDoNotExistAreLeftAlone) {
-    for (int l = 0; l < VCA_LINE_NUM; ++l)
-        fix::set_line(l, {{100, kLineY}, {860, kLineY}});
-    Walker walker({480, 280});
-    walker.move_to({481, 250});
-    const TRACKER_RSLT_S before = walker.trk();
-    for (const auto& [line, seg] : {std::pair{-1, 0}, {VCA_LINE_NUM, 0}, {0, -1}, {0, VCA_SEG_NUM}})
-        EXPECT_EQ(fix::output_of([&] {
-                      EXPECT_EQ(vca_line_check_crossing_state(&walker.trk(), line, seg), 0);
-                  }),
-                  "");
-    EXPECT_TRUE(fix::same(walker.trk().segPrev, before.segPrev));
-    EXPECT_TRUE(fix::same(walker.trk().LastState, before.LastState));
-    EXPECT_THAT(take_counted(), IsEmpty());
+    const LINE_SEG_S crossed{{100, 200}, {860, 200}};
+    auto* record = reinterpret_cast<uint8_t*>(&fix::cfg());
+    for (const auto& [line, seg] : {std::pair{-1, 0},
+                                    {VCA_LINE_NUM, 0},
+                                    {0, -1},
+                                    {0, VCA_SEG_NUM},
+                                    {VCA_LINE_NUM, VCA_SEG_NUM}}) {
+        const auto place = static_cast<std::ptrdiff_t>(offsetof(VCA_DEV_CFG_S, lineSeg)) +
+                           (line * VCA_SEG_NUM + seg) * std::ptrdiff_t{sizeof(LINE_SEG_S)};
+        std::memcpy(record + place, &crossed, sizeof(crossed));
+        Walker walker({480, 260});
+        for (int y = 260; y >= 140; y -= 5) {
+            walker.move_to({480, y});
+            EXPECT_EQ(fix::output_of([&] {
+                          EXPECT_EQ(vca_line_check_crossing_state(&walker.trk(), line, seg), 0);
+                      }),
+                      "")
+                << line << ' ' << seg;
+        }
+        EXPECT_THAT(take_counted(), IsEmpty());
+    }
 }
 
 }  // namespace

@@ -110,7 +110,8 @@ void read_picture(fuzz::ByteReader& in) {
 class TemporaryFolder {
   public:
     TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "fuzz-XXXXXX").string();
+        std::string name = (std::filesystem::temp_directory_path() / "fuzz-").string();
+        name.append(6, 'X');  // mkdtemp replaces them
         if (mkdtemp(name.data()) == nullptr) std::abort();
         path_ = name;
     }

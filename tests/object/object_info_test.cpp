@@ -57,6 +57,22 @@ TEST_F(Info, CurrentBoxTakesTheListedFieldsOnly) {
     EXPECT_TRUE(fix::same(trk->curObj, want));
 }
 
+// A list that claims more than it can hold: what lies behind it is no detection.
+TEST_F(Info, DetectionsBehindTheListAreLeftAlone) {
+    IOU_TRK_OBJ_S rec{};
+    rec.id = 5;
+    for (const int32_t num : {VCA_DET_MAX + 1, 1000, INT_MAX}) {
+        dets->num = num;
+        rec.det_idx = VCA_DET_MAX;
+        vca_set_track_obj_info(trk.get(), &rec, dets.get(), false);
+        EXPECT_EQ(trk->trackId, 0) << num;
+        EXPECT_EQ(trk->age, 0) << num;
+    }
+    rec.det_idx = VCA_DET_MAX - 1;
+    vca_set_track_obj_info(trk.get(), &rec, dets.get(), false);
+    EXPECT_EQ(trk->trackId, 5);
+}
+
 TEST_F(Info, IdAgeAndLoss) {
     trk->lostCnt = 3;
     update(box(100, 100, 50, 50), false, 5);
@@ -192,6 +208,23 @@ TEST_F(Info, HeadBoxSlidesInProportionToThePosition) {
 }
 
 // ---- Foot point and foot box ----
+
+// The sums that it stands for, at every place of the 960 x 544 image.
+TEST_F(Info, HeadBoxAtEveryPosition) {
+    const auto slid = [](int start, int length, int head, int image) {
+        const int reference = start + length / 2 < image / 2 ? start : start + length;
+        const float ratio = static_cast<float>(reference) / static_cast<float>(image);
+        return start + static_cast<int>(static_cast<float>(length - head) * ratio);
+    };
+    for (const int size : {41, 90, 300, 500}) {
+        for (int x = 0; x + size <= 960; ++x) {
+            const int y = std::min(x, 544 - size);
+            fix::output_of([&] { update(box(x, y, size, size)); });
+            ASSERT_EQ(trk->headBox.x, slid(x, size, 40, 960)) << x << ' ' << size;
+            ASSERT_EQ(trk->headBox.y, slid(y, size, 35, 544)) << y << ' ' << size;
+        }
+    }
+}
 
 TEST_F(Info, FootPointUndoesThePerspective) {
     const struct {
