@@ -310,6 +310,8 @@ def main():
     parser.add_argument("--again", metavar="RESULT", help="repeat those with this result")
     parser.add_argument("--only", metavar="FILE:LINE", action="append", default=[],
                         help="repeat no others than at this place")
+    parser.add_argument("--inside", metavar="FILE", action="append", default=[],
+                        help="break only these files")
     parser.add_argument("--near", action="store_true", help="only the tests of the same folder")
     parser.add_argument("--report", action="store_true")
     options = parser.parse_args()
@@ -333,6 +335,8 @@ def main():
         for row in known.values():
             if row["result"] == "noticed":
                 tests.noticed_for[row["file"]][row["by"]] += 1
+    if options.inside:
+        sources = {name: text for name, text in sources.items() if name in options.inside}
     rows, counted = [], 0
     for mutant in mutation_sites.choose(sources, options.seed):
         if counted == options.count:
