@@ -23,8 +23,11 @@ for variant in "$@"; do
     esac
     build=build/golden-$variant
     cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=$c -DCMAKE_CXX_COMPILER=$cxx \
-        -DCMAKE_BUILD_TYPE=$type -DVCA_WERROR=ON -DVCA_BUILD_HOST=OFF -DVCA_BUILD_BENCH=OFF >/dev/null
-    cmake --build "$build" --target golden_test >/dev/null
+        -DCMAKE_BUILD_TYPE=$type -DVCA_BUILD_HOST=OFF -DVCA_BUILD_BENCH=OFF >/dev/null
+    cmake --build "$build" --target golden_test >"$build/build.log" || {
+        cat "$build/build.log" >&2
+        exit 1
+    }
     echo "$variant:"
     ctest --test-dir "$build" -R '^Golden\.' --no-tests=error --output-on-failure -V |
         grep -E 'hash|tests passed|Which is|\*\*\*' || {
