@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/app/event_file.h"
 #include "host/app/session.h"
 #include "host/app/site_config.h"
 #include "host/app/site_map.h"
@@ -150,6 +151,18 @@ host::SessionSetup setup_of(const host::Site& site, const host::SiteDevice& devi
 
 constexpr auto kNeverStop = [] { return false; };
 
+// Has every event written to DIR/WHO.jsonl too; nothing without a folder.
+std::unique_ptr<host::EventFile> keep_events(const std::string& folder, const std::string& who,
+                                             host::Listeners& listeners) {
+    if (folder.empty()) return nullptr;
+    auto file = std::make_unique<host::EventFile>(folder + "/" + who + ".jsonl");
+    listeners.on_event = [file = file.get(), next = listeners.on_event](const host::Event& event) {
+        file->write(event);
+        next(event);
+    };
+    return file;
+}
+
 // Sends one report for every frame, as soon as the frame's messages are complete.
 class Reporter {
   public:
@@ -178,10 +191,13 @@ class Reporter {
     Report pending_;
 };
 
-void be_slave(const host::Site& site, const host::SiteDevice& device, int fd) {
+void be_slave(const host::Site& site, const host::SiteDevice& device, const std::string& events,
+              int fd) {
     Frames frames(site, device);
     Reporter reporter(fd);
-    host::Recorder recorder(reporter.listeners());
+    host::Listeners listeners = reporter.listeners();
+    const auto file = keep_events(events, device.name, listeners);
+    host::Recorder recorder(listeners);
     host::Session session(setup_of(site, device, host::SiteRole::kTogether, frames), recorder);
     const std::int64_t last = session.feed(
         [&frames](host::SourceFrame& frame) { return frames.next(frame); }, kNeverStop);
@@ -213,11 +229,14 @@ class Notes {
     }
 };
 
-void be_alone(const host::Site& site, const host::SiteDevice& device, int fd) {
+void be_alone(const host::Site& site, const host::SiteDevice& device, const std::string& events,
+              int fd) {
     Frames frames(site, device);
     Notes notes;
+    host::Listeners listeners = notes.listeners();
+    const auto file = keep_events(events, device.name + "-alone", listeners);
     {
-        host::Recorder recorder(notes.listeners());
+        host::Recorder recorder(listeners);
         host::Session session(setup_of(site, device, host::SiteRole::kAlone, frames), recorder);
         session.feed([&frames](host::SourceFrame& frame) { return frames.next(frame); },
                      kNeverStop);
@@ -285,12 +304,15 @@ class Deliverer {
     double lag_frames_ = 0.0;
 };
 
-void be_master(const host::Site& site, std::vector<Slave> slaves, int delay_frames, int fd) {
+void be_master(const host::Site& site, std::vector<Slave> slaves, int delay_frames,
+               const std::string& events, int fd) {
     Frames frames(site, host::master_of(site));
     Notes notes;
     Deliverer deliverer(site, std::move(slaves), delay_frames);
+    host::Listeners listeners = notes.listeners();
+    const auto file = keep_events(events, host::master_of(site).name, listeners);
     {
-        host::Recorder recorder(notes.listeners());
+        host::Recorder recorder(listeners);
         host::Session session(
             setup_of(site, host::master_of(site), host::SiteRole::kTogether, frames), recorder);
         // Frames are fed one by one, so that each pass has ended before the next reports come.
@@ -355,7 +377,7 @@ struct Family {
     End merged{-1};
 };
 
-Family start_all(const host::Site& site, int delay_frames) {
+Family start_all(const host::Site& site, int delay_frames, const std::string& events) {
     Family family;
     std::vector<Slave> slaves;
     std::vector<End> ends;  // the master's, of its slaves' reports
@@ -365,22 +387,22 @@ Family start_all(const host::Site& site, int delay_frames) {
         family.children.push_back(start(device.name, [&] {
             ends.clear();
             pipe.read_end.close_now();
-            be_slave(site, device, pipe.write_end.fd());
+            be_slave(site, device, events, pipe.write_end.fd());
         }));
         slaves.push_back({device.index, pipe.read_end.fd()});
         ends.push_back(std::move(pipe.read_end));
     }
     Pipe merged = make_pipe();
     family.children.push_back(start(host::master_of(site).name, [&] {
-        be_master(site, slaves, delay_frames, merged.write_end.fd());
+        be_master(site, slaves, delay_frames, events, merged.write_end.fd());
     }));
     family.merged = std::move(merged.read_end);
     merged.write_end.close_now();
     ends.clear();
     for (const host::SiteDevice& device : site.devices) {
         Pipe pipe = make_pipe();
-        family.children.push_back(
-            start(device.name + " alone", [&] { be_alone(site, device, pipe.write_end.fd()); }));
+        family.children.push_back(start(
+            device.name + " alone", [&] { be_alone(site, device, events, pipe.write_end.fd()); }));
         family.alone.emplace_back(&device, std::move(pipe.read_end));
     }
     return family;
@@ -484,8 +506,8 @@ void judge(const host::Site& site, const Told& told, SiteRun& run) {
 
 }  // namespace
 
-SiteRun run_site(const host::Site& site, int delay_frames) {
-    Family family = start_all(site, delay_frames);
+SiteRun run_site(const host::Site& site, int delay_frames, const std::string& events) {
+    Family family = start_all(site, delay_frames, events);
     SiteRun run;
     const Told merged = parse(read_text(family.merged.fd()));
     for (const auto& [device, end] : family.alone) {

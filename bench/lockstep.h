@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "host/app/site.h"
 #include "host/app/site_eval.h"
@@ -21,7 +22,8 @@ struct SiteRun {
 };
 
 // Runs all devices together and each alone for comparison. Throws std::runtime_error when a process
-// ends early.
-SiteRun run_site(const host::Site& site, int delay_frames);
+// ends early. Unless `events` is empty, every process writes what its library sent into this
+// folder: DEVICE.jsonl, alone DEVICE-alone.jsonl.
+SiteRun run_site(const host::Site& site, int delay_frames, const std::string& events);
 
 }  // namespace bench

@@ -1,10 +1,11 @@
 // How well a site counts: several cameras as one, each camera alone, and people seen twice. Prints
 // Markdown tables.
 //
-//   bench_site [--delay-frames N] [NAME [SEED ...]]
+//   bench_site [--delay-frames N] [--events DIR] [NAME [SEED ...]]
 //
 // NAME is that of a file of host/examples without its ending. The master uses what its slaves sent
-// N frames before, 1 unless given.
+// N frames before, 1 unless given. DIR, which has to exist, gets the events of every process of the
+// last run.
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -123,7 +124,7 @@ std::string merge_row(const std::string& name, const bench::SiteRun& run) {
 }
 
 // Returns the rows about people seen twice.
-std::string run_case(const Case& one, int delay_frames) {
+std::string run_case(const Case& one, int delay_frames, const std::string& events) {
     host::Site site =
         host::read_site_file(std::string(VCA_PROJECT_DIR) + "/host/examples/" + one.name + ".toml");
     print_count_head(site);
@@ -132,7 +133,7 @@ std::string run_case(const Case& one, int delay_frames) {
     std::string merge_rows;
     for (const std::uint64_t seed : one.seeds) {
         site.seed = seed;
-        const bench::SiteRun run = bench::run_site(site, delay_frames);
+        const bench::SiteRun run = bench::run_site(site, delay_frames, events);
         const std::string name = run_name(one, seed);
         print_count_rows(name, site, run.result, sums);
         std::fflush(stdout);
@@ -147,8 +148,10 @@ std::string run_case(const Case& one, int delay_frames) {
 int main(int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
     int delay_frames = 1;
-    if (words.size() >= 2 && words[0] == "--delay-frames") {
-        delay_frames = std::atoi(words[1].c_str());
+    std::string events;
+    while (words.size() >= 2 && words[0].starts_with("--")) {
+        if (words[0] == "--delay-frames") delay_frames = std::atoi(words[1].c_str());
+        if (words[0] == "--events") events = words[1];
         words.erase(words.begin(), words.begin() + 2);
     }
     std::vector<Case> cases = kCases;
@@ -165,7 +168,7 @@ int main(int argc, char** argv) {
     try {
         std::string merge_rows;
         for (const Case& one : cases)
-            merge_rows += run_case(one, delay_frames);
+            merge_rows += run_case(one, delay_frames, events);
         std::printf("%s%s", kMergeHead, merge_rows.c_str());
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s\n", e.what());
