@@ -235,10 +235,7 @@ HeadScore score_heads(const host::RunOptions& options, const std::map<int, Head>
     constexpr double kNearPx = 20.0;
     constexpr double kEdgePx = 80.0;  // left of it the person hangs over the picture's edge
     const auto source = host::open_source(options.source);
-    const host::CameraModel& camera = source->info().camera;
-    host::DepthDetector detector({static_cast<float>(camera.fx), static_cast<float>(camera.fy),
-                                  static_cast<float>(camera.cx), static_cast<float>(camera.cy),
-                                  static_cast<float>(camera.height_mm.value_or(0.0))});
+    host::DepthDetector detector(source->info().camera);
     const host::RecordingFit fit = host::fit_recording(512, 424);
     HeadScore score;
     host::SourceFrame frame;

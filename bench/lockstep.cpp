@@ -19,12 +19,12 @@
 #include <utility>
 #include <vector>
 
-#include "host/app/event_file.h"
-#include "host/app/session.h"
-#include "host/app/site_config.h"
-#include "host/app/site_map.h"
-#include "host/app/site_scene.h"
-#include "host/inference/detector.h"
+#include "host/base/picture.h"
+#include "host/engine/session.h"
+#include "host/score/site_scene.h"
+#include "host/settings/site_config.h"
+#include "host/settings/site_map.h"
+#include "host/sinks/event_file.h"
 #include "vca/vca.h"
 
 namespace bench {
@@ -120,7 +120,8 @@ void make_blank(host::SourceFrame& frame, std::int64_t number, double fps) {
 class Frames {
   public:
     Frames(const host::Site& site, const host::SiteDevice& device)
-        : fps_(site.frames_per_second), source_(host::open_site_source(site, device)) {}
+        : fps_(site.frames_per_second),
+          source_(host::open_site_view(host::view_setup(site, device))) {}
 
     bool next(host::SourceFrame& frame) {
         if (closing_ == 0 && source_->next(frame)) {

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <string>
 
-#include "host/app/site.h"
-#include "host/app/site_eval.h"
+#include "host/score/site_eval.h"
+#include "host/settings/site.h"
 
 namespace bench {
 

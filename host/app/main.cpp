@@ -5,17 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "host/app/command_line.h"
-#include "host/app/event_file.h"
-#include "host/app/heat_picture.h"
-#include "host/app/output_folder.h"
-#include "host/app/picture.h"
-#include "host/app/progress.h"
-#include "host/app/report.h"
+#include "host/app/check.h"
 #include "host/app/run.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
-#include "host/app/summary.h"
+#include "host/draw/heat_picture.h"
+#include "host/report/output_folder.h"
+#include "host/report/picture.h"
+#include "host/report/progress.h"
+#include "host/report/report.h"
+#include "host/report/summary.h"
+#include "host/settings/command_line.h"
+#include "host/sinks/event_file.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "host/app/live_video.h"
-#include "host/app/session.h"
+#include "host/engine/session.h"
 #include "host/inference/detector.h"
+#include "host/sinks/live_video.h"
 
 namespace host {
 namespace {

@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "host/app/device_link.h"
-#include "host/app/recorder.h"
-#include "host/app/run_result.h"
 #include "host/inference/attribute_model.h"
+#include "host/link/device_link.h"
+#include "host/report/run_result.h"
+#include "host/sinks/recorder.h"
 #include "vca/config.h"
 
 namespace host {

@@ -11,15 +11,15 @@
 #include <mutex>
 #include <thread>
 
-#include "host/app/event_file.h"
-#include "host/app/output_folder.h"
-#include "host/app/pace.h"
-#include "host/app/report.h"
 #include "host/app/run.h"
-#include "host/app/site.h"
-#include "host/app/site_config.h"
-#include "host/app/site_scene.h"
-#include "host/app/summary.h"
+#include "host/engine/pace.h"
+#include "host/report/output_folder.h"
+#include "host/report/report.h"
+#include "host/report/summary.h"
+#include "host/score/site_scene.h"
+#include "host/settings/site.h"
+#include "host/settings/site_config.h"
+#include "host/sinks/event_file.h"
 
 namespace host {
 namespace {
@@ -104,7 +104,7 @@ RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& o
     plan.options.frames = options.frames;
     plan.options.seconds = options.seconds;
     if (!options.seconds && !options.frames) plan.options.seconds = site.seconds;
-    plan.source = open_site_source(site, device);
+    plan.source = open_site_view(view_setup(site, device));
     plan.config = device_config(site, device, role);
     if (options.alone) {
         plan.lines = own_lines(site, device);

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "host/app/site_options.h"
+#include "host/settings/site_options.h"
 
 namespace host {
 

@@ -7,14 +7,16 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "host/app/output_folder.h"
-#include "host/app/site.h"
-#include "host/app/site_check.h"
-#include "host/app/site_plan.h"
 #include "host/app/site_processes.h"
-#include "host/app/site_results.h"
-#include "host/app/site_scene.h"
-#include "host/bus/broker_process.h"
+#include "host/draw/site_plan.h"
+#include "host/net/broker_process.h"
+#include "host/report/output_folder.h"
+#include "host/report/site_picture.h"
+#include "host/report/site_results.h"
+#include "host/score/site_scene.h"
+#include "host/settings/site.h"
+#include "host/settings/site_check.h"
+#include "host/settings/site_config.h"
 
 namespace host {
 namespace fs = std::filesystem;
@@ -107,7 +109,7 @@ bool ended_well(const std::vector<ProcessEnd>& ends, const std::string& name) {
 
 void check_simulated(const Site& site) {
     for (const SiteDevice& device : site.devices)
-        open_site_source(site, device);
+        open_site_view(view_setup(site, device));
 }
 
 std::vector<DeviceAccount> read_accounts(const Site& site, const fs::path& output,
@@ -167,17 +169,6 @@ int run_site(const SiteOptions& options, const std::function<bool()>& stop) {
                            " frames\n" + site_table(site, result) + link_text(accounts) +
                            "  results in " + path + "\n");
     return accounts.size() == site.devices.size() ? 0 : 1;
-}
-
-std::string check_site_command(const std::string& file, const std::string& output) {
-    if (output.empty()) {
-        return check_site_file(file, (fs::path(file).parent_path() / kPlan).string());
-    }
-    const std::string text = check_site_file(file, "");
-    OutputFolder folder(output, {kPlan});
-    write_site_plan(read_site_file(file), folder.temporary(kPlan));
-    folder.commit();
-    return text + "  plan in " + (fs::path(output) / kPlan).string() + "\n";
 }
 
 }  // namespace host

@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <sstream>
 
+#include "host/base/picture.h"
 #include "host/frames/grey_picture.h"
-#include "host/frames/png_file.h"
-#include "host/inference/detector.h"
+#include "host/media/png_file.h"
 
 namespace host {
 namespace {

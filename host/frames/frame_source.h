@@ -4,56 +4,16 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "host/base/camera.h"
+#include "host/base/counting_places.h"
+#include "host/base/input_error.h"
+#include "host/base/picture.h"
 #include "host/platform/frame_pool.h"
 
 namespace host {
-
-// Wrong input of the user; the text is one sentence that names the place and says what is right.
-struct InputError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-// A position in the 960 x 544 picture.
-struct PicturePoint {
-    double x = 0.0;
-    double y = 0.0;
-};
-
-struct PixelBox {
-    int x = 0;
-    int y = 0;
-    int w = 0;
-    int h = 0;
-};
-
-// Pinhole model of the 480 x 256 depth image; the camera looks straight down.
-struct CameraModel {
-    double fx = 0.0;  // depth pixels
-    double fy = 0.0;
-    double cx = 0.0;
-    double cy = 0.0;
-    std::optional<double> height_mm;  // lens above the floor, when it is known
-};
-
-// A counting line in picture coordinates.
-struct CountingLine {
-    std::string name;
-    std::vector<PicturePoint> points;
-    bool uturn_filter = false;             // people who turn back are not counted
-    std::vector<PicturePoint> uturn_area;  // empty: the whole picture
-    bool flip = false;                     // swaps directions 1 and 2
-};
-
-// A counting region in picture coordinates.
-struct CountingRegion {
-    std::string name;
-    std::vector<PicturePoint> points;  // polygon of at least 3 points
-};
 
 // A person who is really there.
 struct TruePerson {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "host/inference/detector.h"
+#include "host/base/picture.h"
 
 namespace host {
 namespace {

@@ -205,15 +205,15 @@ float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& ot
 
 }  // namespace
 
-DepthDetector::DepthDetector(const DepthCamera& camera) : camera_(camera), plan_(camera) {}
+DepthDetector::DepthDetector(const CameraModel& camera) : plan_(camera) {}
 
 const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_mm,
                                                     std::size_t stride_px) {
     // cv::Mat has no read-only view; the image is only read.
     const cv::Mat depth(kDepthHeight, kDepthWidth, CV_16U, const_cast<std::uint16_t*>(depth_mm),
                         stride_px * sizeof(std::uint16_t));
-    const float head_depth_mm = std::max(camera_.height_mm - 1700.0f, 500.0f);
-    const int reach_px = static_cast<int>(kHoleReach_mm * camera_.fx / head_depth_mm);
+    const float head_depth_mm = std::max(plan_.height_mm() - 1700.0f, 500.0f);
+    const int reach_px = static_cast<int>(kHoleReach_mm * plan_.fx() / head_depth_mm);
     fill_holes(depth, reach_px, filled_mm_);
     cv::medianBlur(filled_mm_, clean_mm_, 3);
     plan_.build(clean_mm_);
@@ -249,7 +249,7 @@ void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
     for (auto& list : samples_)
         list.clear();
     const auto* label = labels_.ptr<int>();
-    const float pixel_m2 = 1e-6f / (camera_.fx * camera_.fy);
+    const float pixel_m2 = 1e-6f / (plan_.fx() * plan_.fy());
     for (int v = 0; v < kDepthHeight; ++v) {
         const auto* depth = clean_mm_.ptr<std::uint16_t>(v);
         const auto* raw = raw_mm.ptr<std::uint16_t>(v);
@@ -258,19 +258,19 @@ void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
             if (cells[u] < 0 || label[cells[u]] == 0) continue;
             const auto z_mm = static_cast<float>(depth[u]);
             samples_[static_cast<std::size_t>(label[cells[u]] - 1)].push_back(
-                {plan_.pixel_to_plan(u, v, z_mm), camera_.height_mm - z_mm, z_mm * z_mm * pixel_m2,
+                {plan_.pixel_to_plan(u, v, z_mm), plan_.height_mm() - z_mm, z_mm * z_mm * pixel_m2,
                  raw[u] == 0});
         }
     }
 }
 
 float DepthDetector::border_distance_mm(const HeadShape& shape) const {
-    const float z_mm = camera_.height_mm - shape.top_mm;
-    const float x_px = std::fabs(shape.centre.x_mm) / z_mm * camera_.fx;
-    const float y_px = std::fabs(shape.centre.y_mm) / z_mm * camera_.fy;
-    const float room_x = shape.centre.x_mm < 0.0f ? camera_.cx : kDepthWidth - camera_.cx;
-    const float room_y = shape.centre.y_mm < 0.0f ? camera_.cy : kDepthHeight - camera_.cy;
-    return std::min((room_x - x_px) / camera_.fx, (room_y - y_px) / camera_.fy) * z_mm;
+    const float z_mm = plan_.height_mm() - shape.top_mm;
+    const float x_px = std::fabs(shape.centre.x_mm) / z_mm * plan_.fx();
+    const float y_px = std::fabs(shape.centre.y_mm) / z_mm * plan_.fy();
+    const float room_x = shape.centre.x_mm < 0.0f ? plan_.cx() : kDepthWidth - plan_.cx();
+    const float room_y = shape.centre.y_mm < 0.0f ? plan_.cy() : kDepthHeight - plan_.cy();
+    return std::min((room_x - x_px) / plan_.fx(), (room_y - y_px) / plan_.fy()) * z_mm;
 }
 
 bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) const {
@@ -278,17 +278,17 @@ bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) c
     if (detection.score < 0.3f) return false;
 
     if (border_distance_mm(shape) < kBorder_mm) return false;
-    const float lens_to_top_mm = camera_.height_mm - shape.top_mm;
+    const float lens_to_top_mm = plan_.height_mm() - shape.top_mm;
     const Span across =
         head_span(shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm, shape.top_mm),
                   lens_to_top_mm);
     const Span along =
         head_span(shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm, shape.top_mm),
                   lens_to_top_mm);
-    const float left = across.low * camera_.fx + camera_.cx;
-    const float right = across.high * camera_.fx + camera_.cx;
-    const float upper = along.low * camera_.fy + camera_.cy;
-    const float lower = along.high * camera_.fy + camera_.cy;
+    const float left = across.low * plan_.fx() + plan_.cx();
+    const float right = across.high * plan_.fx() + plan_.cx();
+    const float upper = along.low * plan_.fy() + plan_.cy();
+    const float lower = along.high * plan_.fy() + plan_.cy();
     constexpr float kScaleX = static_cast<float>(kColourWidth) / static_cast<float>(kDepthWidth);
     constexpr float kScaleY = static_cast<float>(kColourHeight) / static_cast<float>(kDepthHeight);
     const int x0 = std::max(static_cast<int>(std::lround(left * kScaleX)), 0);

@@ -37,7 +37,8 @@ struct HeadShape {
 
 class DepthDetector {
   public:
-    explicit DepthDetector(const DepthCamera& camera);
+    // Without the height of the camera nobody is found.
+    explicit DepthDetector(const CameraModel& camera);
 
     // `depth_mm`: 480 x 256 millimetres, 0 where missing, rows `stride_px` values apart; copied.
     // The result is valid until the next call.
@@ -52,7 +53,6 @@ class DepthDetector {
     float border_distance_mm(const HeadShape& shape) const;
     bool to_detection(const HeadShape& shape, Detection& detection) const;
 
-    DepthCamera camera_;
     PlanView plan_;
     PeakFinder finder_;
     cv::Mat filled_mm_;

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "host/inference/overlap.h"
+#include "host/base/overlap.h"
 
 namespace host {
 

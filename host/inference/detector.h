@@ -4,12 +4,10 @@
 #include <cstddef>
 #include <vector>
 
+#include "host/base/picture.h"
+
 namespace host {
 
-inline constexpr int kColourWidth = 960;
-inline constexpr int kColourHeight = 544;
-inline constexpr int kDepthWidth = 480;
-inline constexpr int kDepthHeight = 256;
 inline constexpr std::size_t kMaxDetections = 128;
 inline constexpr int kClassPerson = 1;
 

@@ -31,14 +31,12 @@ Models& models() {
 }
 
 void load_detectors(Models& m) {
-    const ModelCamera& camera = m.settings.camera;
-    m.depth = std::make_unique<DepthDetector>(DepthCamera{
-        static_cast<float>(camera.fx), static_cast<float>(camera.fy), static_cast<float>(camera.cx),
-        static_cast<float>(camera.cy), static_cast<float>(camera.height_mm)});
+    const CameraModel& camera = m.settings.camera;
+    m.depth = std::make_unique<DepthDetector>(camera);
     // The picture is twice as wide as the depth image and shows the same field.
     m.colour =
         std::make_unique<ColourDetector>(static_cast<float>(camera.fx) * kColourWidth / kDepthWidth,
-                                         static_cast<float>(camera.height_mm));
+                                         static_cast<float>(camera.height_mm.value()));
     m.config.trk_conf_lo = kScoreUsable;
     m.config.det_show_thresh = kScoreSure;
 }

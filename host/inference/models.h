@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "host/base/camera.h"
 #include "host/inference/attribute_model.h"
 #include "host/inference/detector.h"
 #include "host/platform/frame_pool.h"
@@ -23,17 +24,8 @@ inline constexpr int kStaffModel = 4;
 inline constexpr float kScoreUsable = 0.3f;
 inline constexpr float kScoreSure = 0.5f;
 
-// What the detectors need to know about the camera, in depth pixels; see CameraModel.
-struct ModelCamera {
-    double fx = 0.0;
-    double fy = 0.0;
-    double cx = 0.0;
-    double cy = 0.0;
-    double height_mm = 0.0;
-};
-
 struct ModelSettings {
-    ModelCamera camera;
+    CameraModel camera;               // with its height
     const FramePool* pool = nullptr;  // finds the millimetres that belong to a depth image
     // Told about every detection run on the thread that ran it.
     std::function<void(int model, const std::vector<Detection>&, std::int64_t elapsed_ns)>

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <vector>
 
-#include "host/inference/detector.h"
+#include "host/base/picture.h"
 
 namespace host {
 
@@ -67,16 +67,20 @@ void fill_holes(const cv::Mat& depth_mm, int reach_px, cv::Mat& filled_mm) {
     }
 }
 
-PlanView::PlanView(const DepthCamera& camera) : camera_(camera) {
+PlanView::PlanView(const CameraModel& camera)
+    : fx_(static_cast<float>(camera.fx)),
+      fy_(static_cast<float>(camera.fy)),
+      cx_(static_cast<float>(camera.cx)),
+      cy_(static_cast<float>(camera.cy)),
+      height_mm_(static_cast<float>(camera.height_mm.value_or(0.0))) {
     // A cell must hold at least one pixel at the lowest surface of interest, or the view is sparse.
-    const float farthest_mm = std::max(camera.height_mm - kLowestSurface_mm, 100.0f);
-    const float pitch_mm = farthest_mm / std::min(camera.fx, camera.fy);
+    const float farthest_mm = std::max(height_mm_ - kLowestSurface_mm, 100.0f);
+    const float pitch_mm = farthest_mm / std::min(fx_, fy_);
     cell_mm_ = std::max(30.0f, 1.3f * pitch_mm);
-    left_mm_ = -camera.cx / camera.fx * farthest_mm;
-    top_mm_ = -camera.cy / camera.fy * farthest_mm;
-    const float right_mm = (static_cast<float>(kDepthWidth) - camera.cx) / camera.fx * farthest_mm;
-    const float bottom_mm =
-        (static_cast<float>(kDepthHeight) - camera.cy) / camera.fy * farthest_mm;
+    left_mm_ = -cx_ / fx_ * farthest_mm;
+    top_mm_ = -cy_ / fy_ * farthest_mm;
+    const float right_mm = (static_cast<float>(kDepthWidth) - cx_) / fx_ * farthest_mm;
+    const float bottom_mm = (static_cast<float>(kDepthHeight) - cy_) / fy_ * farthest_mm;
     const int cols = static_cast<int>((right_mm - left_mm_) / cell_mm_) + 1;
     const int rows = static_cast<int>((bottom_mm - top_mm_) / cell_mm_) + 1;
     surface_mm_.create(rows, cols, CV_32F);
@@ -85,24 +89,23 @@ PlanView::PlanView(const DepthCamera& camera) : camera_(camera) {
 }
 
 PlanPoint PlanView::pixel_to_plan(int u, int v, float depth_mm) const {
-    return {(static_cast<float>(u) + 0.5f - camera_.cx) / camera_.fx * depth_mm,
-            (static_cast<float>(v) + 0.5f - camera_.cy) / camera_.fy * depth_mm};
+    return {(static_cast<float>(u) + 0.5f - cx_) / fx_ * depth_mm,
+            (static_cast<float>(v) + 0.5f - cy_) / fy_ * depth_mm};
 }
 
 void PlanView::build(const cv::Mat& depth_mm) {
     surface_mm_.setTo(0.0f);
     auto* surface = surface_mm_.ptr<float>();
-    const float nearest_mm = std::max(camera_.height_mm - kHighestSurface_mm, 1.0f);
-    const float farthest_mm = camera_.height_mm - kLowestSurface_mm;
+    const float nearest_mm = std::max(height_mm_ - kHighestSurface_mm, 1.0f);
+    const float farthest_mm = height_mm_ - kLowestSurface_mm;
     std::array<float, kDepthWidth> slope;
     for (int u = 0; u < kDepthWidth; ++u) {
-        slope[static_cast<std::size_t>(u)] =
-            (static_cast<float>(u) + 0.5f - camera_.cx) / camera_.fx / cell_mm_;
+        slope[static_cast<std::size_t>(u)] = (static_cast<float>(u) + 0.5f - cx_) / fx_ / cell_mm_;
     }
     for (int v = 0; v < kDepthHeight; ++v) {
         const auto* in = depth_mm.ptr<std::uint16_t>(v);
         auto* cells = cell_of_pixel_.ptr<int>(v);
-        const float row_slope = (static_cast<float>(v) + 0.5f - camera_.cy) / camera_.fy / cell_mm_;
+        const float row_slope = (static_cast<float>(v) + 0.5f - cy_) / fy_ / cell_mm_;
         for (int u = 0; u < kDepthWidth; ++u) {
             const auto z = static_cast<float>(in[u]);
             cells[u] = -1;
@@ -113,7 +116,7 @@ void PlanView::build(const cv::Mat& depth_mm) {
             if (col < 0 || col >= surface_mm_.cols || row < 0 || row >= surface_mm_.rows) continue;
             const int cell = row * surface_mm_.cols + col;
             cells[u] = cell;
-            surface[cell] = std::max(surface[cell], camera_.height_mm - z);
+            surface[cell] = std::max(surface[cell], height_mm_ - z);
         }
     }
     close_gaps();

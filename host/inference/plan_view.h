@@ -6,17 +6,9 @@
 #include <cstdint>
 #include <opencv2/core.hpp>
 
-namespace host {
+#include "host/base/camera.h"
 
-// Pinhole model of the depth image and the camera's place. Depths are distances along the optical
-// axis, which points straight down.
-struct DepthCamera {
-    float fx = 0.0f;  // pixels
-    float fy = 0.0f;
-    float cx = 0.0f;
-    float cy = 0.0f;
-    float height_mm = 0.0f;  // lens above the floor
-};
+namespace host {
 
 struct PlanPoint {
     float x_mm = 0.0f;  // right of the lens axis
@@ -35,7 +27,8 @@ void fill_holes(const cv::Mat& depth_mm, int reach_px, cv::Mat& filled_mm);
 
 class PlanView {
   public:
-    explicit PlanView(const DepthCamera& camera);
+    // Without the height of the camera nobody is found.
+    explicit PlanView(const CameraModel& camera);
 
     // Takes a CV_16U depth image without an alpha: 0 is missing.
     void build(const cv::Mat& depth_mm);
@@ -47,11 +40,21 @@ class PlanView {
 
     float cell_mm() const { return cell_mm_; }
     PlanPoint pixel_to_plan(int u, int v, float depth_mm) const;
+    float fx() const { return fx_; }
+    float fy() const { return fy_; }
+    float cx() const { return cx_; }
+    float cy() const { return cy_; }
+    float height_mm() const { return height_mm_; }
 
   private:
     void close_gaps();
 
-    DepthCamera camera_;
+    // The camera in the precision of the image arithmetic.
+    float fx_ = 0.0f;
+    float fy_ = 0.0f;
+    float cx_ = 0.0f;
+    float cy_ = 0.0f;
+    float height_mm_ = 0.0f;
     float cell_mm_ = 0.0f;
     float left_mm_ = 0.0f;  // outer corner of cell (0, 0)
     float top_mm_ = 0.0f;

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "host/app/site_map.h"
-#include "host/bus/events.h"
-#include "host/bus/master_bridge.h"
-#include "host/bus/slave_bridge.h"
+#include "host/engine/events.h"
+#include "host/link/master_bridge.h"
+#include "host/link/slave_bridge.h"
+#include "host/settings/site_map.h"
 #include "tests/fuzz/byte_reader.h"
 #include "tests/fuzz/fake_mqtt.h"
 #include "vca/event.h"

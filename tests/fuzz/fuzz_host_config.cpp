@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "host/app/command_line.h"
-#include "host/app/site.h"
-#include "host/app/site_check.h"
-#include "host/app/site_config.h"
-#include "host/app/site_map.h"
+#include "host/settings/command_line.h"
+#include "host/settings/site.h"
+#include "host/settings/site_check.h"
+#include "host/settings/site_config.h"
+#include "host/settings/site_map.h"
 #include "tests/fuzz/byte_reader.h"
 #include "tests/fuzz/memory_file.h"
 
@@ -29,7 +29,7 @@ void read_config(std::span<const uint8_t> bytes) {
 void read_site(std::span<const uint8_t> bytes) {
     file().write(bytes);
     const host::Site site = host::read_site_file(file().path());
-    host::check_site_file(file().path(), "");
+    host::describe_site(site);
     for (const host::SiteDevice& device : site.devices) {
         host::device_config(site, device, host::SiteRole::kTogether);
         host::device_config(site, device, host::SiteRole::kAlone);

@@ -11,9 +11,9 @@
 
 #include "host/frames/depth_folder.h"
 #include "host/frames/frame_source.h"
-#include "host/frames/png_file.h"
 #include "host/frames/sim_source.h"
 #include "host/inference/onnx_file.h"
+#include "host/media/png_file.h"
 #include "sim/trajectory.h"
 #include "tests/fuzz/byte_reader.h"
 #include "tests/fuzz/memory_file.h"

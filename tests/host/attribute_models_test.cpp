@@ -8,7 +8,7 @@
 #include <string>
 
 #include "host/app/run.h"
-#include "host/app/session.h"
+#include "host/engine/session.h"
 #include "host/inference/models.h"
 #include "tests/host/crop_image.h"
 #include "vca/vca.h"

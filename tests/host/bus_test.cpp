@@ -1,5 +1,5 @@
 // Order, delivery and clean removal of handlers on the message bus.
-#include "host/bus/bus.h"
+#include "host/engine/bus.h"
 
 #include <gtest/gtest.h>
 

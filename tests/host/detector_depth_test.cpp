@@ -210,7 +210,7 @@ TEST(DepthDetector, RandomImagesDoNoHarm) {
     std::vector<std::uint16_t> image(static_cast<std::size_t>(host::kDepthWidth) *
                                      host::kDepthHeight);
     for (const float height : {0.0f, 500.0f, 3300.0f, 12000.0f}) {
-        host::DepthDetector detector(test_scene::camera_at(height));
+        host::DepthDetector detector(test_scene::camera_at(height).model());
         for (auto& pixel : image)
             pixel = static_cast<std::uint16_t>(random());
         EXPECT_LE(detector.detect(image.data(), host::kDepthWidth).size(), host::kMaxDetections);

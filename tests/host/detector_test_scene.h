@@ -14,7 +14,15 @@ namespace test_scene {
 
 inline constexpr float kFocalColour_px = 515.0f;
 
-inline host::DepthCamera camera_at(float height_mm) {
+// The camera in single precision, as the shapes are.
+struct Lens {
+    float fx, fy, cx, cy;
+    float height_mm;
+
+    host::CameraModel model() const { return {fx, fy, cx, cy, height_mm}; }
+};
+
+inline Lens camera_at(float height_mm) {
     return {kFocalColour_px * 480.0f / 960.0f, kFocalColour_px * 256.0f / 544.0f, 240.0f, 128.0f,
             height_mm};
 }
@@ -112,11 +120,11 @@ class Scene {
     }
 
     const std::vector<host::Detection>& detect() {
-        detector_.emplace_back(camera_);
+        detector_.emplace_back(camera_.model());
         return detector_.back().detect(image_.data(), static_cast<std::size_t>(host::kDepthWidth));
     }
 
-    const host::DepthCamera& camera() const { return camera_; }
+    const Lens& camera() const { return camera_; }
 
   private:
     std::uint16_t& pixel(int u, int v) {
@@ -149,7 +157,7 @@ class Scene {
         return z;
     }
 
-    host::DepthCamera camera_;
+    Lens camera_;
     std::vector<Ellipsoid> ellipsoids_;
     std::vector<Brick> bricks_;
     std::vector<std::uint16_t> image_;

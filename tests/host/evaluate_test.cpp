@@ -1,8 +1,9 @@
 // Counts, heights and times that follow from what was recorded.
 #include <gtest/gtest.h>
 
-#include "host/app/report.h"
-#include "host/app/run_result.h"
+#include "host/base/text.h"
+#include "host/report/report.h"
+#include "host/report/run_result.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Events written line by line, and what happens when the disk is full.
-#include "host/app/event_file.h"
+#include "host/sinks/event_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Decoding of every message from bytes laid out by hand, and its JSON.
-#include "host/bus/events.h"
+#include "host/engine/events.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Pictures of heat maps: where and how warm cells are drawn, the scale, and the files.
-#include "host/app/heat_picture.h"
+#include "host/draw/heat_picture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

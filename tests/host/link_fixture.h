@@ -14,9 +14,9 @@
 #include <thread>
 #include <vector>
 
-#include "host/bus/broker_process.h"
-#include "host/bus/master_bridge.h"
-#include "host/bus/slave_bridge.h"
+#include "host/link/master_bridge.h"
+#include "host/link/slave_bridge.h"
+#include "host/net/broker_process.h"
 #include "vca/messages.h"
 
 namespace link_test {

@@ -4,9 +4,9 @@
 #include <atomic>
 #include <climits>
 
-#include "host/bus/delay_samples.h"
-#include "host/bus/frame_rate.h"
-#include "host/bus/ticker.h"
+#include "host/link/delay_samples.h"
+#include "host/link/frame_rate.h"
+#include "host/net/ticker.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The live video: read back, every frame shows its own messages, whatever the threads do.
-#include "host/app/live_video.h"
+#include "host/sinks/live_video.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,13 +1,12 @@
 // The live picture: every mark of the messages at its place, and nothing of other frames.
-#include "host/app/live_view.h"
+#include "host/draw/live_view.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
-#include "host/app/overlay.h"
-#include "host/app/picture_parts.h"
+#include "host/draw/canvas.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/app/session.h"
+#include "host/engine/session.h"
 #include "vca/vca.h"
 
 namespace {

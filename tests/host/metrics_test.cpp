@@ -1,5 +1,5 @@
 // Detection and tracking scores of cases small enough to work out by hand.
-#include "host/app/metrics.h"
+#include "host/score/metrics.h"
 
 #include <gtest/gtest.h>
 

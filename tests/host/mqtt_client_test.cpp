@@ -1,5 +1,5 @@
 // The MQTT connection: settings, outages, properties and its end.
-#include "host/bus/mqtt_client.h"
+#include "host/net/mqtt_client.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

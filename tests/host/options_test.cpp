@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/app/command_line.h"
+#include "host/settings/command_line.h"
 #include "tests/support/unique_path.h"
 
 namespace {

@@ -12,9 +12,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "host/app/output_folder.h"
-#include "host/app/progress.h"
 #include "host/frames/frame_source.h"
+#include "host/report/output_folder.h"
+#include "host/report/progress.h"
 #include "tests/support/unique_path.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // The picture of a run: text that the font can show, and a colour for each line.
-#include "host/app/picture.h"
+#include "host/report/picture.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
-#include "host/app/picture_parts.h"
+#include "host/draw/canvas.h"
+#include "host/report/picture_parts.h"
 #include "tests/support/unique_path.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // Decoding of 16-bit grey PNG files, and what counts as damage.
-#include "host/frames/png_file.h"
+#include "host/media/png_file.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>

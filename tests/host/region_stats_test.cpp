@@ -1,5 +1,5 @@
 // Occupancy, stays, heat map seconds and staff decisions of cases small enough to work out by hand.
-#include "host/app/region_stats.h"
+#include "host/score/region_stats.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,8 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "host/app/report.h"
-#include "host/app/run_result.h"
+#include "host/report/report.h"
+#include "host/report/run_result.h"
 #include "tests/support/unique_path.h"
 
 namespace {

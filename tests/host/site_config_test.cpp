@@ -1,5 +1,5 @@
 // What the library of each device is told, and that the library takes it as it is meant.
-#include "host/app/site_config.h"
+#include "host/settings/site_config.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "host/app/site_map.h"
+#include "host/settings/site_map.h"
 #include "tests/host/site_fixture.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Objects against people, counts against crossings, and the table of both.
-#include "host/app/site_eval.h"
+#include "host/score/site_eval.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/app/site_map.h"
+#include "host/settings/site_map.h"
 #include "tests/host/site_fixture.h"
 
 namespace {

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/app/site_check.h"
-#include "host/app/site_map.h"
+#include "host/settings/site_check.h"
+#include "host/settings/site_map.h"
 #include "tests/host/site_fixture.h"
 
 namespace {
@@ -307,7 +307,7 @@ TEST(SiteExample, TheHallIsSound) {
         EXPECT_GT(overlap_m, 1.5);
         EXPECT_LT(overlap_m, 2.0);
     }
-    const std::string text = host::check_site_file(VCA_EXAMPLES "/hall.toml", "");
+    const std::string text = host::describe_site(site);
     EXPECT_THAT(text, AllOf(HasSubstr("line \"seam\": 7.4 m, in view of middle 100 %, east 100 %"),
                             HasSubstr("960 x 1026 pixels from 0, -241"),
                             ::testing::Not(HasSubstr("warning"))));

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-#include "host/app/site.h"
+#include "host/settings/site.h"
 #include "tests/support/unique_path.h"
 
 namespace test {

@@ -1,5 +1,5 @@
 // Pixels, metres, and the master's picture.
-#include "host/app/site_map.h"
+#include "host/settings/site_map.h"
 
 #include <gtest/gtest.h>
 

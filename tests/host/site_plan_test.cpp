@@ -1,5 +1,5 @@
 // The plan and the picture of the merged scene.
-#include "host/app/site_plan.h"
+#include "host/draw/site_plan.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,10 +8,11 @@
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
-#include "host/app/picture_parts.h"
-#include "host/app/site_check.h"
-#include "host/app/site_eval.h"
-#include "host/app/site_map.h"
+#include "host/draw/canvas.h"
+#include "host/report/site_picture.h"
+#include "host/score/site_eval.h"
+#include "host/settings/site_check.h"
+#include "host/settings/site_map.h"
 #include "tests/host/site_fixture.h"
 
 namespace {
@@ -97,14 +98,14 @@ TEST(SitePlan, ArrowsPointToWhereTheDirectionsLead) {
     }
 }
 
-TEST(SitePlan, IsWrittenByTheCheck) {
+TEST(SitePlan, IsWritten) {
     const Png png("site-plan");
-    const std::string text = host::check_site_file(kHall, png.path());
-    EXPECT_THAT(text, ::testing::HasSubstr("plan in " + png.path()));
+    const host::Site site = host::read_site_file(kHall);
+    host::write_site_plan(site, png.path());
     const cv::Mat image = png.image();
     ASSERT_FALSE(image.empty());
     EXPECT_GT(image.cols, 1000);
-    EXPECT_THROW(host::check_site_file(kHall, "/nowhere/plan.png"), std::runtime_error);
+    EXPECT_THROW(host::write_site_plan(site, "/nowhere/plan.png"), std::runtime_error);
 }
 
 TEST(SitePlan, ASiteOfAnySizeFits) {

@@ -1,12 +1,13 @@
 // Simulated sites: cameras that show one moment of one floor, and its truth.
-#include "host/app/site_scene.h"
+#include "host/score/site_scene.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "host/app/site_map.h"
+#include "host/settings/site_config.h"
+#include "host/settings/site_map.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ host::Site hall() {
 
 std::string error_of(const host::Site& site) {
     try {
-        host::open_site_source(site, site.devices[1]);
+        host::open_site_view(host::view_setup(site, site.devices[1]));
     } catch (const host::InputError& e) {
         return e.what();
     }
@@ -72,12 +73,10 @@ TEST(SiteScene, HeadsAreWhereTheGeometrySaysInEveryPicture) {
 
 TEST(SiteScene, SourcesGiveFramesWithoutTruth) {
     const host::Site site = hall();
-    const auto source = host::open_site_source(site, site.devices[1]);
+    const auto source = host::open_site_view(host::view_setup(site, site.devices[1]));
     EXPECT_EQ(source->info().name, "west");
     EXPECT_EQ(source->info().camera.height_mm, 6000.0);
     EXPECT_FALSE(source->info().has_truth);
-    EXPECT_EQ(source->info().lines.at(0).points.size(), 0u);  // the seam is out of its view
-    EXPECT_EQ(source->info().lines.at(1).points.size(), 2u);
     host::SourceFrame frame;
     source->skip(3);
     ASSERT_TRUE(source->next(frame));

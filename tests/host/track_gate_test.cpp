@@ -1,5 +1,5 @@
 // Order, age, refusal and silence as the gate judges them, with a clock of the test's own.
-#include "host/bus/track_gate.h"
+#include "host/link/track_gate.h"
 
 #include <gtest/gtest.h>
 

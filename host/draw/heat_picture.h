@@ -1,0 +1,46 @@
+// Pictures of the heat maps: where people stayed, and where they walked.
+#pragma once
+
+#include <cstdint>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "host/report/run_result.h"
+
+namespace host {
+
+enum class HeatKind { kDwell, kMotion };
+
+// Where the floor lies in the picture, enlarged 1.5 times; above it is the title, at its right the
+// scale.
+inline const cv::Rect kHeatFloor(0, 84, 1440, 816);
+inline const cv::Size kHeatPicture(1590, 900);
+
+// Colours belong to the square root of the value's share in the greatest one, so that the ways of
+// people who only pass remain visible beside the places of people who stand.
+struct HeatScale {
+    double most = 0.0;          // seconds, or passages
+    std::vector<double> ticks;  // rising, 0 and `most` included
+
+    // 0 to 1, also for values out of range.
+    double share(double value) const;
+};
+
+HeatScale heat_scale(double most, HeatKind kind);
+// As written beside the scale: "12", "0.4".
+std::string tick_text(double value);
+// Opaque colour of a share.
+cv::Scalar heat_colour(double share);
+
+// Draws `cells` (240 x 135 over the whole floor, row by row, milliseconds or passages) over the
+// floor, a 960 x 544 colour picture or nothing. Where all cells within 3 are 0 the floor shows
+// as it is but grey.
+cv::Mat draw_heat(const cv::Mat& floor, const std::vector<std::int32_t>& cells, HeatKind kind);
+
+// Writes both maps of a run as PNG. Without maps, pictures of an empty floor. Throws
+// std::runtime_error when that fails.
+void write_heat_pictures(const RunResult& result, const std::string& dwell_path,
+                         const std::string& motion_path);
+
+}  // namespace host

@@ -1,0 +1,90 @@
+// The message bus between library and host: one thread that decodes what the library sent and
+// delivers what the host sends, both in the order of queueing.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "host/engine/events.h"
+#include "vca/platform.h"
+
+namespace host {
+
+// The frame in work, asked for whenever the library sends a message.
+struct FrameStamp {
+    std::int64_t frame_number = -1;
+    double time_s = 0.0;
+    std::int32_t feed_count = 0;  // the library's feed frame counter
+};
+
+class Bus {
+  public:
+    struct Hooks {
+        // The mutex to hold while a handler runs; null for none.
+        std::function<TQ_MUTEX_S*()> handler_mutex;
+        // Stamps outgoing messages; called by the sending thread.
+        std::function<FrameStamp()> stamp;
+        // Receives every decoded message, on the bus thread; may call send_to_library().
+        std::function<void(const Event&)> on_event;
+    };
+
+    explicit Bus(Hooks hooks);
+    ~Bus();
+    Bus(const Bus&) = delete;
+    Bus& operator=(const Bus&) = delete;
+
+    // Queues a copy of a message for the library's handler of this number; it is dropped when its
+    // size is wrong, or no handler is registered at the time of delivery.
+    void send_to_library(int id, const void* payload, std::size_t length);
+    // Queues a call that the bus thread makes when everything queued before was dealt with.
+    void call(std::function<void()> function);
+    // Waits until everything queued so far, and what it brought about, was dealt with. Not to be
+    // called on the bus thread.
+    void wait_idle();
+    // Messages for which no handler was registered.
+    int undelivered() const;
+    // Messages that were not delivered because the library defines another size for them: its
+    // handlers read the whole record without asking for the length.
+    int refused() const;
+
+    // What the functions of the platform header do.
+    int queue_from_library(int id, const void* payload, int length);
+    int add_handlers(const SOCK_REQUEST_S* table, int count);
+    int remove_handlers(const SOCK_REQUEST_S* table, int count);
+
+  private:
+    struct Message {
+        bool to_library = false;
+        int id = 0;
+        FrameStamp stamp;
+        std::vector<std::uint8_t> bytes;
+        std::function<void()> call;  // in place of a message
+    };
+
+    void work();
+    void deliver(Message& message);
+
+    Hooks hooks_;
+    mutable std::mutex queue_mutex_;
+    std::condition_variable queue_changed_;
+    std::deque<Message> queue_;
+    bool busy_ = false;
+    bool stopping_ = false;
+    int undelivered_ = 0;
+    int refused_ = 0;
+    // Held while a handler runs, so that remove_handlers() returns only when none does.
+    std::mutex handlers_mutex_;
+    std::map<int, void (*)(int, void*)> handlers_;
+    std::thread thread_;
+};
+
+// The bus behind the platform functions; null for none. Change it only while the library is down.
+void set_bus(Bus* bus);
+
+}  // namespace host

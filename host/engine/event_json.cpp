@@ -1,0 +1,160 @@
+// One JSON object per event: the common fields first, then those of the message.
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <numeric>
+
+#include "host/engine/events.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json box_json(const DET_OBJ_S& box) {
+    return {{"x", box.x},
+            {"y", box.y},
+            {"w", box.w},
+            {"h", box.h},
+            {"class", box.class_id},
+            {"score", box.score},
+            {"height_mm", box.height}};
+}
+
+Json boxes_json(const std::vector<DET_OBJ_S>& boxes) {
+    Json list = Json::array();
+    for (const DET_OBJ_S& box : boxes)
+        list.push_back(box_json(box));
+    return list;
+}
+
+Json shown_json(const SHOW_OBJ_S& t) {
+    Json trail = Json::array();
+    for (int i = 0; i < std::min<int>(t.trailNum, VCA_SHOW_TRAIL_MAX); ++i)
+        trail.push_back({t.trail[i].x, t.trail[i].y});
+    return {{"track", t.trackId},
+            {"x", t.x},
+            {"y", t.y},
+            {"w", t.w},
+            {"h", t.h},
+            {"class", t.class_id},
+            {"height_mm", t.height},
+            {"gender", t.gender},
+            {"staff", t.staff},
+            {"trail", std::move(trail)}};
+}
+
+Json person_json(const RGN_PERSON_S& p) {
+    Json inside = Json::array();
+    Json stay_ms = Json::array();
+    for (const RGN_STAY_S& stay : p.rgn) {
+        inside.push_back(stay.inRgn);
+        stay_ms.push_back(stay.stayTime);
+    }
+    return {{"track", static_cast<std::int32_t>(p.obj.reserved0)},
+            {"box", box_json(p.obj)},
+            {"gender", p.obj.gender},
+            {"staff", p.obj.staff},
+            {"inside", std::move(inside)},
+            {"stay_ms", std::move(stay_ms)}};
+}
+
+Json slave_track_json(const SLAVE_TRACK_S& t) {
+    return {{"track", t.track_id},    {"class", t.class_id},         {"score", t.score},
+            {"height_mm", t.height},  {"gender", t.gender},          {"staff", t.staff},
+            {"centre", {t.cx, t.cy}}, {"foot", {t.foot_x, t.foot_y}}};
+}
+
+struct Fields {
+    Json& out;
+
+    void operator()(const PersonCounted& e) const {
+        out["track"] = e.track_id;
+        out["line"] = e.line;
+        out["direction"] = e.direction;
+        out["height_mm"] = e.box.height;
+        out["gender"] = e.box.gender;
+        out["staff"] = e.box.staff;
+        out["box"] = box_json(e.box);
+    }
+    void operator()(const GroupCounted& e) const {
+        out["members"] = e.members;
+        out["line"] = e.line;
+        out["direction"] = e.direction;
+    }
+    void operator()(const InstallHeight& e) const { out["height_mm"] = e.height_mm; }
+    void operator()(const ConfigRequest&) const {}
+    void operator()(const DetectionsShown& e) const {
+        out["colour"] = boxes_json(e.colour);
+        out["depth"] = boxes_json(e.depth);
+        out["merged"] = boxes_json(e.merged);
+    }
+    void operator()(const TrackAppeared& e) const { place(e.track_id, e); }
+    void operator()(const TrackRemoved& e) const { place(e.track_id, e); }
+    void operator()(const TracksShown& e) const {
+        Json list = Json::array();
+        for (const SHOW_OBJ_S& t : e.tracks)
+            list.push_back(shown_json(t));
+        out["tracks"] = std::move(list);
+    }
+    void operator()(const RegionsReported& e) const {
+        out["inside"] = e.inside;
+        Json list = Json::array();
+        for (const RGN_PERSON_S& p : e.people)
+            list.push_back(person_json(p));
+        out["people"] = std::move(list);
+    }
+    // The grids are written as pictures; here are their sums.
+    void operator()(const HeatMapReported& e) const {
+        out["dwell_ms"] = std::accumulate(e.dwell_ms.begin(), e.dwell_ms.end(), std::int64_t{0});
+        out["motion"] = std::accumulate(e.motion.begin(), e.motion.end(), std::int64_t{0});
+    }
+    void operator()(const SlaveTracks& e) const {
+        const SLAVE_MSG_S& m = *e.message;
+        Json list = Json::array();
+        for (int i = 0; i < std::clamp(m.count, 0, VCA_SLAVE_TRACK_MAX); ++i)
+            list.push_back(slave_track_json(m.tracks[i]));
+        out["master_frame"] = m.frame;
+        out["tracks"] = std::move(list);
+    }
+    void operator()(const FrameCount& e) const { out["frame_count"] = e.frame_count; }
+    void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
+
+    template <typename Notice>
+    void place(int track_id, const Notice& e) const {
+        out["track"] = track_id;
+        out["centre"] = {e.centre_x, e.centre_y};
+        out["foot"] = {e.foot_x, e.foot_y};
+    }
+};
+
+struct Name {
+    const char* operator()(const PersonCounted&) const { return "person_counted"; }
+    const char* operator()(const GroupCounted&) const { return "group_counted"; }
+    const char* operator()(const InstallHeight&) const { return "install_height"; }
+    const char* operator()(const ConfigRequest&) const { return "config_request"; }
+    const char* operator()(const DetectionsShown&) const { return "detections"; }
+    const char* operator()(const TrackAppeared&) const { return "track_appeared"; }
+    const char* operator()(const TrackRemoved&) const { return "track_removed"; }
+    const char* operator()(const TracksShown& e) const {
+        return e.detected ? "detected_tracks" : "tracks";
+    }
+    const char* operator()(const RegionsReported&) const { return "regions"; }
+    const char* operator()(const HeatMapReported&) const { return "heat_map"; }
+    const char* operator()(const SlaveTracks&) const { return "slave_tracks"; }
+    const char* operator()(const FrameCount&) const { return "frame_count"; }
+    const char* operator()(const UnknownMessage&) const { return "unknown"; }
+};
+
+}  // namespace
+
+std::string to_json_line(const Event& event) {
+    Json out;
+    out["message"] = std::visit(Name{}, event.payload);
+    out["id"] = event.id;
+    out["frame"] = event.frame_number;
+    out["time_s"] = event.time_s;
+    std::visit(Fields{out}, event.payload);
+    return out.dump();
+}
+
+}  // namespace host

@@ -1,0 +1,33 @@
+// What one camera sees of a simulated site.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "host/frames/frame_source.h"
+#include "sim/simulator.h"
+
+namespace host {
+
+// A camera over a site of the simulator.
+struct SiteViewSetup {
+    std::string site;   // name of the site
+    std::string name;   // of the camera
+    std::string place;  // where the camera was set, for messages
+    std::string scene;  // one of sim::site_names()
+    std::uint64_t seed = 1;
+    sim::CameraPlace camera;
+    double focal_px = 0.0;           // colour pixels
+    double frames_per_second = 0.0;  // must be the scene's
+};
+
+// The camera of the simulator itself. Throws InputError for a scene that does not exist, a frame
+// rate that is not the scene's, or a camera that it cannot have.
+sim::Simulator open_simulated_view(const SiteViewSetup& setup);
+
+// The frames of one camera without people and crossings: the truth is that of the site. All
+// cameras' frames of one number show the same moment. Throws InputError like open_simulated_view().
+std::unique_ptr<FrameSource> open_site_view(const SiteViewSetup& setup);
+
+}  // namespace host

@@ -1,0 +1,39 @@
+// What a site run leaves behind, made from the folders of its devices.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/app/site_processes.h"
+#include "host/link/link_figures.h"
+#include "host/score/site_eval.h"
+#include "host/settings/site.h"
+
+namespace host {
+
+// A device's own account of its run.
+struct DeviceAccount {
+    std::string name;
+    std::int64_t frames = 0;
+    PaceFigures pace;
+    LinkFigures link;
+};
+
+// Reads summary.json of a device's folder. Throws std::runtime_error when it is not as it should
+// be.
+DeviceAccount read_account(const std::string& folder, const std::string& name);
+
+// Compares the first `frames` frames of the scene with the master's messages in `events_path`.
+SiteResult evaluate_site(const Site& site, const std::string& events_path, std::int64_t frames);
+
+// What a camera counted alone, from summary.json of its folder.
+LineCounts read_alone_counts(const Site& site, const SiteDevice& device, const std::string& folder);
+
+// The table of the link, and what came late.
+std::string link_text(const std::vector<DeviceAccount>& accounts);
+
+// Everything as JSON. Throws std::runtime_error when the file cannot be written.
+void write_site_summary(const Site& site, const SiteResult& result,
+                        const std::vector<DeviceAccount>& accounts, const std::string& path);
+
+}  // namespace host

@@ -1,0 +1,74 @@
+// What a run is asked to do, from the command line and the configuration file.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/frames/frame_source.h"
+#include "host/settings/line_checks.h"
+
+namespace host {
+
+enum class DetectMode { kBoth = 0, kColour = 1, kDepth = 2 };
+
+// How messages name the place where a line and its U-turn area were given.
+struct LinePlace {
+    std::string line;
+    std::string area;
+};
+
+struct RunOptions {
+    SourceOptions source;
+    bool measure_height = false;             // ask the library for the distance to the floor
+    std::vector<CountingLine> lines;         // in the user's coordinates; empty: the source's own
+    std::vector<LinePlace> line_places;      // of each line
+    std::vector<CountingRegion> regions;     // in the user's coordinates; empty: the source's own
+    std::vector<std::string> region_places;  // of each region, as messages name it
+    std::vector<std::vector<PicturePoint>> exclusions;  // people detected there are not followed
+    std::vector<std::string> exclusion_places;
+    std::string height_place = "--height";  // where the height was given
+    std::string detect_place = "--detect";
+    DetectMode detect = DetectMode::kDepth;
+    std::string gender = "none";  // none, or an ONNX file
+    std::string staff = "none";   // none, vest, or an ONNX file
+    int target_min_mm = 800;      // people outside this range of heights are not counted
+    int target_max_mm = 2200;
+    std::optional<bool> group_counting;  // not set: as the source suggests
+    int group_min = 2;                   // members of a group that is reported
+    int group_max = 6;
+    std::optional<double> seconds;  // end of the run in scene time
+    std::optional<std::int64_t> frames;
+    std::string output;          // folder of the results; empty: out/<name of the source>
+    bool show_detected = false;  // have the library send the trails of the detected boxes too
+    bool live = true;            // write the live video
+    bool quiet = false;
+};
+
+// "x,y x,y ..." to points. Throws InputError that begins with `place`.
+std::vector<PicturePoint> parse_points(const std::string& text, const std::string& place);
+
+// A finite decimal number that fills the whole text.
+std::optional<double> to_number(const std::string& text);
+
+// Millimetres of an installation height. Throws InputError outside 1500 to 15000.
+double checked_height_mm(double height_mm, const std::string& place);
+
+// Throw InputError when lowest or fewest is not below highest or most.
+void check_target_range(int lowest_mm, int highest_mm, const std::string& place);
+void check_group_range(int fewest, int most, const std::string& place);
+
+DetectMode parse_detect_mode(const std::string& name, const std::string& place);
+const char* detect_mode_name(DetectMode mode);
+
+// Sets in `options` what the file says. Throws InputError that names file and line.
+void read_config_file(const std::string& path, RunOptions& options);
+
+// Whether the analysis is to tell staff from visitors.
+bool uses_staff_model(const RunOptions& options);
+
+// Everything that can be said without opening the source. Throws InputError.
+void check_options(const RunOptions& options);
+
+}  // namespace host

@@ -1,0 +1,66 @@
+// Where a camera's pixels lie on the floor of a site, and in the picture of the site's master.
+//
+// A pixel (u, v) shows the point (u - 480, v - 272) * (H - h) / f of a plane h above the floor, in
+// the camera's own metres: H is the height of the lens, f the focal length in pixels. The site's
+// metres follow by turning and moving. The master's picture goes on beyond its edges as a plan of
+// the floor, in which what the slaves see has coordinates below 0 or beyond 960 x 544.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "host/settings/site.h"
+#include "vca/cascade.h"
+
+namespace host {
+
+// No mapped coordinate is beyond +-15359: the smallest one that a configuration may hold, and small
+// enough for the library's products of differences to fit 32 bits.
+inline constexpr int kFarthestPixel = 15359;
+
+// `plane_m` is the height over the floor; it must be below the camera.
+SitePoint to_site(const SiteDevice& device, const PicturePoint& pixel, double plane_m);
+PicturePoint to_picture(const SiteDevice& device, const SitePoint& point, double plane_m);
+
+// The height at which people have to be in view; lower where the camera itself hangs low.
+double head_height_m(const SiteDevice& device);
+
+// Whether a point at a height is inside the picture.
+bool sees(const SiteDevice& device, const SitePoint& point, double plane_m);
+
+// Corners of what the camera sees at a height, in the picture's order: upper left, upper right,
+// lower right, lower left.
+std::array<SitePoint, 4> view_outline(const SiteDevice& device, double plane_m);
+
+// Square metres that both cameras see at a height.
+double shared_view_m2(const SiteDevice& a, const SiteDevice& b, double plane_m);
+
+// The nearest whole pixel, halves away from 0, not beyond kFarthestPixel.
+POINT_POS_S whole_pixel(const PicturePoint& p);
+
+// A place on the floor in the master's picture.
+PicturePoint to_master(const Site& site, const SitePoint& point);
+
+// Brings the tracks of a slave's message into the master's picture. Any bytes are taken: the count
+// is brought into range first.
+//
+// A device finds feet too near to the centre of its own picture, because it draws the middle of
+// head and shoulders inwards by the height of the head: at 6 m by 6 % of the distance, more where
+// it adds to the height. Between two cameras the same feet would be up to half a metre apart, next
+// to those of somebody else, and the wrong ones would be merged. So a slave's foot point is found
+// anew from the box's middle and the height, and put where the master's own would be; beyond the
+// master's view it is as far from the floor's pixel as at the edge of the view.
+//
+// A centre becomes a pixel of the floor. It lies outside of the feet as seen from the camera. The
+// library counts by centres where it does not trust a foot point; this way somebody under the slave
+// keeps to the right side of a line below it, and in the middle between two cameras the centres of
+// both average out over the feet. Projected at head height into the master's picture, somebody 6 m
+// away from the master would be moved metres, over lines never crossed.
+void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg);
+
+// x, y, width, height of the rectangle in the master's picture that holds what all devices see of
+// the floor.
+std::array<std::int32_t, 4> master_area(const Site& site);
+
+}  // namespace host
