@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "host/base/result_files.h"
 #include "host/draw/site_plan.h"
 #include "host/report/output_folder.h"
 #include "host/settings/site_check.h"
@@ -10,21 +11,15 @@
 namespace host {
 namespace fs = std::filesystem;
 
-namespace {
-
-constexpr const char* kPlan = "site_plan.png";
-
-}  // namespace
-
 std::string check_site_command(const std::string& file, const std::string& output) {
     const Site site = read_site_file(file);
     const fs::path plan =
-        (output.empty() ? fs::path(file).parent_path() : fs::path(output)) / kPlan;
+        (output.empty() ? fs::path(file).parent_path() : fs::path(output)) / kSitePlanFile;
     if (output.empty()) {
         write_site_plan(site, plan.string());
     } else {
-        OutputFolder folder(output, {kPlan});
-        write_site_plan(site, folder.temporary(kPlan));
+        OutputFolder folder(output, {kSitePlanFile});
+        write_site_plan(site, folder.temporary(kSitePlanFile));
         folder.commit();
     }
     return describe_site(site) + "  plan in " + plan.string() + "\n";

@@ -6,10 +6,13 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+#include <utility>
 
 #include "host/engine/session.h"
-#include "host/inference/detector.h"
-#include "host/sinks/live_video.h"
+#include "host/score/samples.h"
 
 namespace host {
 namespace {
@@ -28,10 +31,6 @@ constexpr double kWidestSpread_mm = 200.0;
 // settles people just past a line and U-turns; a group is reported at the latest 81 frames after
 // its last member joined.
 constexpr int kClosingFrames = 6 + 81;
-
-double default_snapshot_s(const SourceInfo& info) {
-    return info.duration_s > 0.0 ? info.duration_s * 0.3 : 3.0;
-}
 
 void check_inside(const std::vector<PicturePoint>& points, const SourceInfo& info,
                   const std::string& place) {
@@ -195,7 +194,6 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     setup.config = plan.config ? *plan.config : to_config(plan, height_mm);
     setup.camera = plan.source->info().camera;
     setup.attributes = &plan.attributes;
-    setup.link = plan.link;
     return setup;
 }
 
@@ -224,86 +222,142 @@ double floor_distance_mm(const std::vector<double>& measured) {
     return std::round(quantile(measured, 0.8));
 }
 
+// The next frames of a source, so many and no more.
+class FirstFrames final : public FrameFeed {
+  public:
+    FirstFrames(FrameFeed& frames, int left) : frames_(frames), left_(left) {}
+    bool next(SourceFrame& frame) override { return left_-- > 0 && frames_.next(frame); }
+
+  private:
+    FrameFeed& frames_;
+    int left_;
+};
+
 // Lets the library measure its distance to the floor several times, spread over the source, which
 // is opened for this alone.
-double measure_height_mm(const RunPlan& plan, const std::function<bool()>& stop) {
+double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
     trial.source = open_source(plan.options.source);
-    Recorder unused;
-    Session session(to_setup(trial, kUnmeasuredHeight_mm), unused);
+    Session session(to_setup(trial, kUnmeasuredHeight_mm), {});
     std::vector<double> measured;
-    for (int i = 0; i < kMeasurements && !stop(); ++i) {
+    for (int i = 0; i < kMeasurements && !stop; ++i) {
         session.request_install_height();
-        int left = kFramesPerMeasurement;
-        const std::int64_t last = session.feed(
-            [&](SourceFrame& frame) { return left-- > 0 && trial.source->next(frame); }, stop);
-        if (last < 0) break;
+        FirstFrames frames(*trial.source, kFramesPerMeasurement);
+        if (session.feed(frames) < 0) break;
         measured.push_back(session.install_height_mm());
         trial.source->skip(frames_between(trial.source->info()));
     }
-    if (stop()) throw std::runtime_error("stopped before the installation height was measured");
+    if (stop) throw std::runtime_error("stopped before the installation height was measured");
     return checked_height_mm(floor_distance_mm(measured), "the measured installation height");
 }
 
-// How far the options let a run go.
-class Limit {
+// The frames of the source as far as the options let a run go.
+class RunFrames final : public FrameFeed {
   public:
-    explicit Limit(const RunOptions& options)
-        : frames_(options.frames.value_or(INT64_MAX)),
-          seconds_(options.seconds.value_or(INFINITY)) {}
+    // What ended them.
+    enum class End { kStopped, kLimit, kSource };
 
-    // Whether the next frame of the source is still within it.
-    bool admits(const SourceFrame& frame) { return ++made_ <= frames_ && frame.time_s < seconds_; }
+    RunFrames(const RunPlan& plan, const std::atomic<bool>& stop)
+        : plan_(plan),
+          stop_(stop),
+          most_(plan.options.frames.value_or(INT64_MAX)),
+          until_s_(plan.options.seconds.value_or(INFINITY)) {}
+
+    bool next(SourceFrame& frame) override {
+        if (stop_) return false;
+        if (!plan_.source->next(frame)) {
+            end_ = End::kSource;
+            return false;
+        }
+        if (++made_ > most_ || frame.time_s >= until_s_) {
+            end_ = End::kLimit;
+            return false;
+        }
+        leave_out_excluded(plan_, frame.people);
+        time_s_ = frame.time_s;
+        return true;
+    }
+
+    End end() const { return end_; }
+    double time_s() const { return time_s_; }  // of the last frame
 
   private:
-    std::int64_t frames_;
-    double seconds_;
+    const RunPlan& plan_;
+    const std::atomic<bool>& stop_;
+    const std::int64_t most_;
+    const double until_s_;
     std::int64_t made_ = 0;
+    double time_s_ = 0.0;
+    End end_ = End::kStopped;
 };
 
-std::unique_ptr<LiveVideo> start_live_video(const RunPlan& plan, const RunHooks& hooks) {
-    if (hooks.live_path.empty()) return nullptr;
-    const SourceInfo& info = plan.source->info();
-    return std::make_unique<LiveVideo>(LiveVideo::Setup{
-        hooks.live_path, info.frames_per_second, {info.name, plan.lines, plan.regions}});
-}
+// Frames without anything after the end of the source. The first of them carries what the truth
+// makes of those who were still under way.
+class ClosingFrames final : public FrameFeed {
+  public:
+    ClosingFrames(const RunPlan& plan, std::int64_t last, double time_s)
+        : fps_(plan.source->info().frames_per_second),
+          number_(last),
+          time_s_(time_s),
+          crossings_(plan.source->settle_truth()) {}
 
-Listeners listeners_of(const RunHooks& hooks, LiveVideo* live) {
-    Listeners listeners;
-    listeners.on_event = [&hooks, live](const Event& event) {
-        if (hooks.on_event) hooks.on_event(event);
-        if (live != nullptr) live->add_event(event);
-    };
-    if (live == nullptr) return listeners;
-    listeners.on_frame = [live](std::int64_t number, const FramePlanes& planes) {
-        live->add_picture(number, planes);
-    };
-    listeners.on_messages_end = [live](std::int64_t number) { live->end_frame(number); };
-    return listeners;
-}
+    // By the wall clock they take a while, which a user may want to cut short.
+    void end_with(const std::atomic<bool>& stop) { stop_ = &stop; }
 
-// What ended the feeding of frames.
-enum class End { kStopped, kLimit, kSource };
+    bool next(SourceFrame& frame) override {
+        if (left_-- == 0 || (stop_ != nullptr && *stop_)) return false;
+        make_blank(frame);
+        frame.number = ++number_;
+        frame.time_s = time_s_ += 1.0 / fps_;
+        frame.crossings = std::exchange(crossings_, {});
+        return true;
+    }
 
-void feed_closing_frames(Session& session, std::int64_t last, double time_s, double fps,
-                         const RunHooks& hooks) {
-    int left = kClosingFrames;
-    session.feed(
-        [&](SourceFrame& frame) {
-            if (left-- == 0) return false;
-            frame.planes.colour_nv12.assign(kColourWidth * kColourHeight * 3 / 2, 128);
-            frame.planes.depth_nv12.assign(kDepthWidth * kDepthHeight * 3 / 2, 128);
-            frame.planes.raw_mm.assign(kDepthWidth * kDepthHeight, 0);
-            frame.planes.blank = true;
-            frame.number = ++last;
-            frame.time_s = time_s += 1.0 / fps;
-            frame.people.clear();
-            frame.crossings.clear();
-            return true;
-        },
-        // By the wall clock they take a while, which a user may want to cut short.
-        [&hooks] { return hooks.wait_for && hooks.stop && hooks.stop(); }, hooks.wait_for);
+  private:
+    const double fps_;
+    std::int64_t number_;
+    double time_s_;
+    std::vector<TrueCrossing> crossings_;
+    const std::atomic<bool>* stop_ = nullptr;
+    int left_ = kClosingFrames;
+};
+
+// The link of a device of a site, while its library is up.
+class SiteLink {
+  public:
+    SiteLink(Session& session, const LinkSetup& setup)
+        : session_(session), link_(make_device_link(session, setup)) {
+        session_.add_sink(*link_);
+    }
+    ~SiteLink() { session_.remove_sink(*link_); }
+    SiteLink(const SiteLink&) = delete;
+    SiteLink& operator=(const SiteLink&) = delete;
+
+    // All devices of a site end with the same frame. A slave that left at once would be reported as
+    // missing by a master that is still at it.
+    void take_leave() {
+        constexpr std::chrono::milliseconds kFarewell{500};
+        if (!link_->figures().master) std::this_thread::sleep_for(kFarewell);
+        link_->stop();
+    }
+    LinkFigures figures() const { return link_->figures(); }
+
+  private:
+    Session& session_;
+    std::unique_ptr<DeviceLink> link_;
+};
+
+RunFacts facts_of(const RunPlan& plan, double height_mm) {
+    RunFacts facts;
+    facts.source = plan.source->info();
+    facts.options = plan.options;
+    facts.lines = plan.lines;
+    facts.regions = plan.regions;
+    facts.warnings = plan.source->warnings();
+    facts.height_measured = plan.options.measure_height;
+    facts.install_height_mm = height_mm;
+    return facts;
 }
 
 }  // namespace
@@ -334,65 +388,55 @@ RunPlan prepare_run(const RunOptions& options) {
     return plan;
 }
 
-RunResult run(RunPlan& plan, const RunHooks& hooks) {
+ScoreSetup score_setup(const RunPlan& plan) {
+    const SourceInfo& info = plan.source->info();
+    return {plan.lines, plan.regions, info.frames_per_second, info.has_truth};
+}
+
+double snapshot_from_s(const SourceInfo& info) {
+    return info.duration_s > 0.0 ? info.duration_s * 0.3 : 3.0;
+}
+
+RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<bool>& stop) {
     const auto start = std::chrono::steady_clock::now();
-    const auto stop = [&hooks] { return hooks.stop && hooks.stop(); };
-    RunResult result;
-    result.source = plan.source->info();
-    result.options = plan.options;
-    result.lines = plan.lines;
-    result.regions = plan.regions;
-    result.warnings = plan.source->warnings();
-    result.height_measured = plan.options.measure_height;
-    if (plan.options.measure_height) {
-        result.install_height_mm = measure_height_mm(plan, stop);
-    } else {
-        result.install_height_mm =
-            plan.options.source.height_mm.value_or(result.source.camera.height_mm.value_or(0.0));
-    }
-    // Outlives the session, whose threads feed it.
-    const std::unique_ptr<LiveVideo> live = start_live_video(plan, hooks);
-    Recorder recorder(listeners_of(hooks, live.get()));
-    recorder.set_snapshot_from(default_snapshot_s(result.source));
-    Session session(to_setup(plan, result.install_height_mm), recorder);
+    const double height_mm = plan.options.measure_height
+                                 ? measure_height_mm(plan, stop)
+                                 : plan.options.source.height_mm.value_or(
+                                       plan.source->info().camera.height_mm.value_or(0.0));
+    RunFacts facts = facts_of(plan, height_mm);
+    TimingSink timing;
+    std::vector<Sink*> all{&timing};
+    all.insert(all.end(), sinks.begin(), sinks.end());
+    Session session(to_setup(plan, height_mm), all);
+    std::optional<SiteLink> link;
+    if (plan.link) link.emplace(session, *plan.link);
     if (plan.options.show_detected) session.show_detected(true);
-    Limit limit(plan.options);
-    double time_s = 0.0;
-    End end = End::kStopped;
-    const std::int64_t last = session.feed(
-        [&](SourceFrame& frame) {
-            if (live) live->wait_for_room();
-            if (!plan.source->next(frame)) {
-                end = End::kSource;
-                return false;
-            }
-            if (!limit.admits(frame)) {
-                end = End::kLimit;
-                return false;
-            }
-            leave_out_excluded(plan, frame.people);
-            time_s = frame.time_s;
-            if (hooks.on_progress) hooks.on_progress(recorder.progress());
-            return true;
-        },
-        stop, hooks.wait_for);
-    result.interrupted = end == End::kStopped;
+    RunFrames frames(plan, stop);
+    const std::int64_t last = session.feed(frames, plan.pace);
+    facts.interrupted = frames.end() == RunFrames::End::kStopped;
     // Only the end of the source is an end for the people in it too.
-    if (end == End::kSource) {
-        feed_closing_frames(session, last, time_s, result.source.frames_per_second, hooks);
+    if (frames.end() == RunFrames::End::kSource) {
+        ClosingFrames closing(plan, last, frames.time_s());
+        if (plan.pace != nullptr) closing.end_with(stop);
+        session.feed(closing, plan.pace);
     }
-    if (hooks.before_leaving) hooks.before_leaving();
-    result.heat = session.request_heat_map();
-    if (live) live->close();
-    session.close(result);
-    recorder.move_into(result);
-    if (end == End::kSource) {
-        for (const TrueCrossing& c : plan.source->settle_truth())
-            result.true_crossings.push_back(c);
-    }
-    result.wall_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    evaluate(result);
-    return result;
+    if (link) link->take_leave();
+    session.request_heat_map();
+    facts.left = session.close();
+    if (link) facts.link = link->figures();
+    if (plan.pace != nullptr) facts.pace = plan.pace->figures();
+    facts.timings = timing.timings();
+    facts.scene_s = static_cast<double>(facts.timings.frames) / facts.source.frames_per_second;
+    facts.wall_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return facts;
+}
+
+RunOutcome run_for_scores(RunPlan& plan) {
+    const std::atomic<bool> never{false};
+    SnapshotSink evidence(snapshot_from_s(plan.source->info()));
+    ScoreSink scores(score_setup(plan), {});
+    RunFacts facts = run(plan, {&evidence, &scores}, never);
+    return {std::move(facts), evidence.evidence(), scores.scores()};
 }
 
 }  // namespace host

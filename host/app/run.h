@@ -1,15 +1,17 @@
 // A whole run: prepared and checked first, then fed through the library.
 #pragma once
 
-#include <functional>
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/inference/attribute_model.h"
 #include "host/link/device_link.h"
-#include "host/report/run_result.h"
-#include "host/sinks/recorder.h"
+#include "host/report/run_facts.h"
+#include "host/sinks/score_sink.h"
+#include "host/sinks/snapshot_sink.h"
 #include "vca/config.h"
 
 namespace host {
@@ -25,23 +27,28 @@ struct RunPlan {
     AttributeModels attributes{};
     std::optional<VCA_ALGO_CFG_S> config{};  // of a device of a site; none: made from the options
     std::optional<LinkSetup> link{};
+    Pace* pace = nullptr;  // null: frames go as fast as the analysis takes them
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.
 RunPlan prepare_run(const RunOptions& options);
 
-struct RunHooks {
-    std::function<bool()> stop;                        // asked before every frame
-    std::function<void(const Progress&)> on_progress;  // after every frame made
-    std::function<void(const Event&)> on_event;        // on the bus thread
-    // Returns at the moment of a frame; null: frames go as fast as the analysis takes them.
-    std::function<void(double time_s)> wait_for;
-    std::function<void()> before_leaving;  // after the last frame, before the library is stopped
-    std::string live_path;                 // where the live video goes; empty: none
-};
+// What the scores of a run are taken from.
+ScoreSetup score_setup(const RunPlan& plan);
+// Scene time from which on a frame is worth showing.
+double snapshot_from_s(const SourceInfo& info);
 
-// Runs the library over the source. It prints to standard output meanwhile. Throws InputError when
-// a recording cannot be read on.
-RunResult run(RunPlan& plan, const RunHooks& hooks);
+// Runs the library over the source for these sinks, to the end or until `stop` turns true. It
+// prints to standard output meanwhile. Throws InputError when a recording cannot be read on, and
+// what a sink threw.
+RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<bool>& stop);
+
+// A run without files.
+struct RunOutcome {
+    RunFacts facts;
+    Evidence evidence;
+    Scores scores;
+};
+RunOutcome run_for_scores(RunPlan& plan);
 
 }  // namespace host

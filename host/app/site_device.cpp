@@ -1,89 +1,29 @@
 // Run, progress and results of one camera of a site.
 //
-// Standard output holds one line of progress a second, which begins with a blank, and sentences
+// Standard output holds a line of progress a second, which begins with a blank, and sentences
 // about the link, which do not. A site run shows both under the name of the device.
 #include "host/app/site_device.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
-#include <mutex>
-#include <thread>
+#include <string>
 
+#include "host/app/exit_status.h"
 #include "host/app/run.h"
-#include "host/engine/pace.h"
+#include "host/base/progress_display.h"
+#include "host/base/result_files.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
 #include "host/report/summary.h"
-#include "host/score/site_scene.h"
 #include "host/settings/site.h"
 #include "host/settings/site_config.h"
 #include "host/sinks/event_file.h"
+#include "host/sinks/progress_sink.h"
 
 namespace host {
 namespace {
 
-using std::chrono::steady_clock;
-
-constexpr const char* kLog = "library.log";
-constexpr const char* kEvents = "events.jsonl";
-constexpr const char* kSummary = "summary.json";
-
 constexpr std::chrono::seconds kProgressEvery{1};
-
-// All devices of a site end with the same frame. A slave that left at once would be reported as
-// missing by a master that is still at it.
-constexpr std::chrono::milliseconds kFarewell{500};
-
-class Console {
-  public:
-    Console(std::FILE* out, bool quiet, bool counts)
-        : out_(out), terminal_(::isatty(::fileno(out)) == 1), quiet_(quiet), counts_(counts) {}
-
-    // Any thread.
-    void say(const std::string& sentence) {
-        if (quiet_) return;
-        const std::lock_guard lock(mutex_);
-        std::fprintf(out_, "%s%s\n", terminal_ ? "\r\033[K" : "", sentence.c_str());
-        std::fflush(out_);
-    }
-
-    void show(const Progress& progress, const PaceFigures* pace) {
-        const auto now = steady_clock::now();
-        if (quiet_ || now - last_ < kProgressEvery) return;
-        const double passed_s = std::chrono::duration<double>(now - last_).count();
-        const bool waited = last_frames_ == 0;  // for the common beginning
-        const auto frames = static_cast<double>(progress.frames - last_frames_);
-        last_ = now;
-        last_frames_ = progress.frames;
-        if (waited) return;
-        const std::lock_guard lock(mutex_);
-        std::fprintf(out_, "%s %7.1f s  %5.1f frames/s", terminal_ ? "\r\033[K" : "",
-                     progress.time_s, frames / passed_s);
-        if (pace != nullptr) {
-            std::fprintf(out_, "  late %lld", static_cast<long long>(pace->late));
-        }
-        if (counts_)
-            std::fprintf(out_, "  counted %d | %d", progress.counted[0], progress.counted[1]);
-        std::fprintf(out_, "%s", terminal_ ? "" : "\n");
-        std::fflush(out_);
-    }
-
-    void finish() {
-        if (terminal_ && !quiet_) std::fputs("\r\033[K", out_);
-        std::fflush(out_);
-    }
-
-  private:
-    std::FILE* out_;
-    bool terminal_;
-    bool quiet_;
-    bool counts_;
-    std::mutex mutex_;
-    steady_clock::time_point last_{};
-    std::int64_t last_frames_ = 0;
-};
 
 const SiteDevice& device_named(const Site& site, const SiteOptions& options) {
     if (const SiteDevice* device = find_device(site, options.device)) return *device;
@@ -121,13 +61,13 @@ RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& o
 }
 
 LinkSetup link_of(const Site& site, const SiteDevice& device, const SiteOptions& options,
-                  Console& console) {
+                  ProgressDisplay& display) {
     LinkSetup link;
     link.site = &site;
     link.device = device.name;
     link.broker.host = options.broker ? options.broker->host : site.broker_host;
     link.broker.port = options.broker ? options.broker->port : site.broker_port;
-    link.report = [&console](const std::string& sentence) { console.say(sentence); };
+    link.report = [&display](const std::string& sentence) { display.say(0, sentence); };
     return link;
 }
 
@@ -144,42 +84,36 @@ std::string pace_text(const PaceFigures& pace) {
 
 }  // namespace
 
-int run_site_device(const SiteOptions& options, const std::function<bool()>& stop) {
+int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     const Site site = read_site_file(options.file);
     const SiteDevice& device = device_named(site, options);
     RunPlan plan = plan_of(site, device, options);
-    OutputFolder folder(plan.output, {kLog, kEvents, kSummary});
-    StandardOutput output(folder.temporary(kLog));
-    EventFile events(folder.temporary(kEvents));
-    Console console(output.host(), options.quiet, options.alone || device.master);
-    Pace pace(site.frames_per_second, options.start_at_ms);
-
-    RunHooks hooks;
-    hooks.stop = [&] { return stop() || events.failed(); };
-    hooks.on_event = [&](const Event& event) { events.write(event); };
-    hooks.on_progress = [&](const Progress& progress) {
-        console.show(progress, options.alone ? nullptr : &pace.figures());
-    };
+    OutputFolder folder(plan.output, {kLogFile, kEventsFile, kCrossingsFile, kRegionsFile,
+                                      kStaysFile, kSummaryFile});
+    StandardOutput output(folder.temporary(kLogFile));
+    ProgressDisplay display(output.host(), {""}, options.quiet, kProgressEvery);
+    Pace pace(site.frames_per_second, options.start_at_ms, stop);
     if (!options.alone) {
-        plan.link = link_of(site, device, options, console);
-        hooks.wait_for = [&](double time_s) { pace.wait_for(time_s, hooks.stop); };
-        hooks.before_leaving = [&] {
-            if (!device.master) std::this_thread::sleep_for(kFarewell);
-        };
+        plan.link = link_of(site, device, options, display);
+        plan.pace = &pace;
     }
-    RunResult result = run(plan, hooks);
-    if (!options.alone) result.pace = pace.figures();
-    console.finish();
+
+    EventFile events(folder.temporary(kEventsFile));
+    ScoreSink scores(score_setup(plan),
+                     {folder.temporary(kCrossingsFile), "", folder.temporary(kRegionsFile),
+                      folder.temporary(kStaysFile)});
+    ProgressSink progress(display,
+                          {site.frames_per_second, 0.0, options.alone || device.master, plan.pace});
+    const RunFacts facts = run(plan, {&events, &scores, &progress}, stop);
     output.restore();
-    events.finish();
-    write_summary(result, folder.temporary(kSummary));
+    write_summary(facts, scores.scores(), {}, folder.temporary(kSummaryFile));
     folder.commit();
-    if (const std::string slow = pace_text(pace.figures()); !slow.empty()) console.say(slow);
-    if (const std::string left = left_over_text(result); !left.empty()) {
+    if (const std::string slow = pace_text(pace.figures()); !slow.empty()) display.say(0, slow);
+    if (const std::string left = left_over_text(facts.left); !left.empty()) {
         std::fprintf(stderr, "vca: %s\n", left.c_str());
-        return 1;
+        return kExitFailure;
     }
-    return 0;
+    return kExitOk;
 }
 
 }  // namespace host

@@ -1,7 +1,7 @@
 // One camera of a site: a process of its own, linked with the others or counting alone.
 #pragma once
 
-#include <functional>
+#include <atomic>
 
 #include "host/settings/site_options.h"
 
@@ -9,6 +9,6 @@ namespace host {
 
 // Runs the device and writes its folder. Gives the program's exit status; throws InputError and
 // std::runtime_error like a run.
-int run_site_device(const SiteOptions& options, const std::function<bool()>& stop);
+int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop);
 
 }  // namespace host

@@ -1,8 +1,8 @@
 // The processes of a site on this machine: one for each camera, watched until all have ended.
 #pragma once
 
+#include <atomic>
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +21,8 @@ struct ProcessEnd {
 struct ProcessRun {
     std::vector<ProcessPlan> plans;
     std::size_t most_at_once = 0;
-    std::function<bool()> stop;  // asks those that run to end and starts no further ones
+    const std::atomic<bool>* stop =
+        nullptr;  // asks those that run to end and starts no further ones
     std::FILE* out = nullptr;
     bool quiet = false;
 };

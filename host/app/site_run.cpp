@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "host/app/site_processes.h"
+#include "host/base/result_files.h"
 #include "host/draw/site_plan.h"
 #include "host/net/broker_process.h"
 #include "host/report/output_folder.h"
@@ -23,10 +24,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kEvents = "events.jsonl";
-constexpr const char* kSummary = "summary.json";
-constexpr const char* kPicture = "site_picture.png";
-constexpr const char* kPlan = "site_plan.png";
 constexpr const char* kAlone = "alone";
 
 // A slave that connects before its master asks for the frame count again after 2 s; by then all
@@ -59,16 +56,16 @@ void add_limits(const SiteOptions& options, std::vector<std::string>& arguments)
 // What an earlier run left must not pass for the results of a device that dies.
 void forget_results(const fs::path& folder) {
     std::error_code error;
-    for (const char* name : {kEvents, kSummary})
+    for (const char* name : {kEventsFile, kSummaryFile})
         fs::remove(folder / name, error);
 }
 
 std::vector<ProcessEnd> run_together(const Site& site, const SiteOptions& options,
-                                     const fs::path& output, const std::function<bool()>& stop) {
+                                     const fs::path& output, const std::atomic<bool>& stop) {
     BrokerProcess broker(output.string(), free_loopback_port());
     const std::string address = "127.0.0.1:" + std::to_string(broker.port());
     const std::string start = std::to_string(start_moment_ms());
-    ProcessRun run{{}, site.devices.size(), stop, stdout, options.quiet};
+    ProcessRun run{{}, site.devices.size(), &stop, stdout, options.quiet};
     for (const SiteDevice& device : site.devices) {
         forget_results(folder_of(output, device));
         std::vector<std::string> arguments{"run",
@@ -90,8 +87,8 @@ std::vector<ProcessEnd> run_together(const Site& site, const SiteOptions& option
 
 std::vector<ProcessEnd> run_alone(const Site& site, const SiteOptions& options,
                                   const fs::path& output, std::int64_t frames,
-                                  const std::function<bool()>& stop) {
-    ProcessRun run{{}, kAloneAtOnce, stop, stdout, options.quiet};
+                                  const std::atomic<bool>& stop) {
+    ProcessRun run{{}, kAloneAtOnce, &stop, stdout, options.quiet};
     for (const SiteDevice& device : site.devices) {
         const std::string folder = folder_of(output, device) + "/" + kAlone;
         forget_results(folder);
@@ -128,12 +125,12 @@ void say(const SiteOptions& options, const std::string& text) {
 
 // The counts of every camera by itself; none of those whose run did not end well.
 void compare_alone(const Site& site, const SiteOptions& options, const fs::path& output,
-                   const std::function<bool()>& stop, SiteResult& result) {
+                   const std::atomic<bool>& stop, SiteResult& result) {
     const auto frames = static_cast<std::int64_t>(result.frames.size());
-    if (frames == 0 || stop()) return;
+    if (frames == 0 || stop) return;
     say(options, "every camera once more by itself, over the same frames:\n");
     const std::vector<ProcessEnd> ends = run_alone(site, options, output, frames, stop);
-    if (stop()) return;
+    if (stop) return;
     for (const SiteDevice& device : site.devices) {
         if (!ended_well(ends, device.name + " " + kAlone)) continue;
         result.alone.push_back(
@@ -143,11 +140,11 @@ void compare_alone(const Site& site, const SiteOptions& options, const fs::path&
 
 }  // namespace
 
-int run_site(const SiteOptions& options, const std::function<bool()>& stop) {
+int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
     const Site site = read_site_file(options.file);
     check_simulated(site);
     const std::string path = options.output.empty() ? "out/" + site.name : options.output;
-    OutputFolder folder(path, {kEvents, kSummary, kPicture, kPlan});
+    OutputFolder folder(path, {kEventsFile, kSummaryFile, kSitePictureFile, kSitePlanFile});
     const std::vector<ProcessEnd> ends = run_together(site, options, folder.path(), stop);
     const SiteDevice& master = master_of(site);
     if (!ended_well(ends, master.name)) {
@@ -157,13 +154,13 @@ int run_site(const SiteOptions& options, const std::function<bool()>& stop) {
     const std::vector<DeviceAccount> accounts = read_accounts(site, folder.path(), ends);
     const auto own = std::find_if(accounts.begin(), accounts.end(),
                                   [&](const DeviceAccount& a) { return a.name == master.name; });
-    fs::copy_file(fs::path(folder_of(folder.path(), master)) / kEvents, folder.temporary(kEvents),
-                  fs::copy_options::overwrite_existing);
-    SiteResult result = evaluate_site(site, folder.temporary(kEvents), own->frames);
+    fs::copy_file(fs::path(folder_of(folder.path(), master)) / kEventsFile,
+                  folder.temporary(kEventsFile), fs::copy_options::overwrite_existing);
+    SiteResult result = evaluate_site(site, folder.temporary(kEventsFile), own->frames);
     compare_alone(site, options, folder.path(), stop, result);
-    write_site_summary(site, result, accounts, folder.temporary(kSummary));
-    write_site_picture(site, result, folder.temporary(kPicture));
-    write_site_plan(site, folder.temporary(kPlan));
+    write_site_summary(site, result, accounts, folder.temporary(kSummaryFile));
+    write_site_picture(site, result, folder.temporary(kSitePictureFile));
+    write_site_plan(site, folder.temporary(kSitePlanFile));
     folder.commit();
     write_text(stdout, "\nsite " + site.name + ", " + std::to_string(result.frames.size()) +
                            " frames\n" + site_table(site, result) + link_text(accounts) +

@@ -1,7 +1,7 @@
 // A whole simulated site on this machine: a broker and a process for each camera.
 #pragma once
 
-#include <functional>
+#include <atomic>
 
 #include "host/settings/site_options.h"
 
@@ -9,6 +9,6 @@ namespace host {
 
 // Runs the site, then every camera once more alone over the same frames, and writes the folder of
 // the site. Gives the program's exit status; throws InputError and std::runtime_error.
-int run_site(const SiteOptions& options, const std::function<bool()>& stop);
+int run_site(const SiteOptions& options, const std::atomic<bool>& stop);
 
 }  // namespace host

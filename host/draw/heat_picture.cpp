@@ -121,15 +121,6 @@ void draw_title(cv::Mat image, const cv::Mat& values, const HeatScale& scale, He
     put_text(image, text, {20, below + 14}, 0.6, cv::Scalar(205, 200, 195));
 }
 
-cv::Mat floor_picture(const RunResult& result) {
-    if (result.snapshot.colour_nv12.empty()) return {};
-    const cv::Mat nv12(kColourHeight * 3 / 2, kColourWidth, CV_8UC1,
-                       const_cast<std::uint8_t*>(result.snapshot.colour_nv12.data()));
-    cv::Mat colour;
-    cv::cvtColor(nv12, colour, cv::COLOR_YUV2BGR_NV12);
-    return colour;
-}
-
 }  // namespace
 
 double HeatScale::share(double value) const {
@@ -188,17 +179,6 @@ cv::Mat draw_heat(const cv::Mat& floor, const std::vector<std::int32_t>& cells, 
                                 kHeatFloor.height)),
                scale, kind);
     return picture;
-}
-
-void write_heat_pictures(const RunResult& result, const std::string& dwell_path,
-                         const std::string& motion_path) {
-    const std::vector<std::int32_t> nothing(std::size_t{VCA_HEAT_ROWS} * VCA_HEAT_COLS, 0);
-    const cv::Mat floor = floor_picture(result);
-    const bool has = result.heat.has_value();
-    write_png(draw_heat(floor, has ? result.heat->dwell_ms : nothing, HeatKind::kDwell),
-              dwell_path);
-    write_png(draw_heat(floor, has ? result.heat->motion : nothing, HeatKind::kMotion),
-              motion_path);
 }
 
 }  // namespace host

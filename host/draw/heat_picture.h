@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "host/report/run_result.h"
-
 namespace host {
 
 enum class HeatKind { kDwell, kMotion };
@@ -37,10 +35,5 @@ cv::Scalar heat_colour(double share);
 // floor, a 960 x 544 colour picture or nothing. Where all cells within 3 are 0 the floor shows
 // as it is but grey.
 cv::Mat draw_heat(const cv::Mat& floor, const std::vector<std::int32_t>& cells, HeatKind kind);
-
-// Writes both maps of a run as PNG. Without maps, pictures of an empty floor. Throws
-// std::runtime_error when that fails.
-void write_heat_pictures(const RunResult& result, const std::string& dwell_path,
-                         const std::string& motion_path);
 
 }  // namespace host

@@ -27,16 +27,15 @@ int bounded(std::int32_t value) {
     return std::clamp(value, -4000, 4000);
 }
 
-cv::Rect box_of(const SHOW_OBJ_S& track) {
+cv::Rect box_of(const ShownTrack& track) {
     return {bounded(track.x), bounded(track.y), std::max(bounded(track.w), 0),
             std::max(bounded(track.h), 0)};
 }
 
-std::vector<cv::Point> trail_of(const SHOW_OBJ_S& track) {
+std::vector<cv::Point> trail_of(const ShownTrack& track) {
     std::vector<cv::Point> points;
-    const int count = std::min<int>(track.trailNum, VCA_SHOW_TRAIL_MAX);
-    for (int i = 0; i < count; ++i)
-        points.emplace_back(bounded(track.trail[i].x), bounded(track.trail[i].y));
+    for (const POINT_POS_S& p : track.trail)
+        points.emplace_back(bounded(p.x), bounded(p.y));
     return points;
 }
 
@@ -162,17 +161,17 @@ class LiveView::Painter {
         for (std::size_t i = 0; i < view_.scene_.lines.size(); ++i)
             draw_line(i);
         if (detected_ != nullptr) {
-            for (const SHOW_OBJ_S& track : detected_->tracks)
+            for (const ShownTrack& track : detected_->tracks)
                 draw_detected(track);
         }
         if (tracks_ != nullptr) {
-            for (const SHOW_OBJ_S& track : tracks_->tracks)
+            for (const ShownTrack& track : tracks_->tracks)
                 draw_person(track);
         }
         for (const Sign& sign : signs_)
             draw_sign(sign);
         if (tracks_ == nullptr) return;
-        for (const SHOW_OBJ_S& track : tracks_->tracks)
+        for (const ShownTrack& track : tracks_->tracks)
             label_person(track);
     }
 
@@ -254,7 +253,7 @@ class LiveView::Painter {
     }
 
     // The detector's own box, dim and dashed around the track's, with dots where it was.
-    void draw_detected(const SHOW_OBJ_S& track) {
+    void draw_detected(const ShownTrack& track) {
         const cv::Rect box = box_of(track);
         const cv::Scalar colour = live_class_colour(track.class_id) * 0.75;
         draw_dashed(image_, {box.x - 4, box.y - 4, box.width + 8, box.height + 8}, colour, 1);
@@ -262,7 +261,7 @@ class LiveView::Painter {
             cv::circle(image_, p, 2, colour, cv::FILLED, cv::LINE_AA);
     }
 
-    void draw_person(const SHOW_OBJ_S& track) {
+    void draw_person(const ShownTrack& track) {
         const cv::Scalar colour = live_class_colour(track.class_id);
         const std::vector<cv::Point> trail = trail_of(track);
         cv::polylines(image_, trail, false, kDark, 5, cv::LINE_AA);
@@ -280,16 +279,16 @@ class LiveView::Painter {
         places_.take(box);
     }
 
-    void label_person(const SHOW_OBJ_S& track) {
+    void label_person(const ShownTrack& track) {
         std::vector<ChipRow> rows{
-            {{std::to_string(track.trackId), live_class_colour(track.class_id), kDark, 0.9}}};
+            {{std::to_string(track.track), live_class_colour(track.class_id), kDark, 0.9}}};
         Chip height{"", kDark, kWhite, 0.72,
                     track.gender == 1 || track.gender == 2 ? track.gender : 0};
-        if (track.height > 0) height.text = format("%.2f m", track.height / 1000.0);
+        if (track.height_mm > 0) height.text = format("%.2f m", track.height_mm / 1000.0);
         if (!height.text.empty() || height.gender != 0) rows[0].push_back(height);
         ChipRow second;
         if (track.staff == 1) second.push_back({"STAFF", kLiveStaffColour, kDark, 0.95});
-        add_stays(track.trackId, second);
+        add_stays(track.track, second);
         if (!second.empty()) rows.push_back(second);
         const cv::Rect box = box_of(track);
         const cv::Size extent = extent_of(rows);
@@ -304,16 +303,16 @@ class LiveView::Painter {
     }
 
     // How long this person has been inside each region.
-    void add_stays(std::uint32_t track_id, ChipRow& row) const {
+    void add_stays(int track, ChipRow& row) const {
         if (regions_ == nullptr) return;
         const auto person =
             std::find_if(regions_->people.begin(), regions_->people.end(),
-                         [track_id](const RGN_PERSON_S& p) { return p.obj.reserved0 == track_id; });
+                         [track](const RegionPerson& p) { return p.track == track; });
         if (person == regions_->people.end()) return;
         for (std::size_t r = 0; r < VCA_RGN_NUM; ++r) {
-            if (person->rgn[r].inRgn == 0) continue;
-            row.push_back(
-                {clock_text(person->rgn[r].stayTime / 1000.0), live_region_colour(r), kDark, 0.95});
+            if (person->regions[r].inside == 0) continue;
+            row.push_back({clock_text(person->regions[r].stay_ms / 1000.0), live_region_colour(r),
+                           kDark, 0.95});
         }
     }
 

@@ -60,7 +60,7 @@ class HandlerLock {
 
 }  // namespace
 
-Bus::Bus(Hooks hooks) : hooks_(std::move(hooks)), thread_([this] { work(); }) {}
+Bus::Bus(BusClient& client) : client_(client), thread_([this] { work(); }) {}
 
 Bus::~Bus() {
     {
@@ -90,7 +90,7 @@ void Bus::call(std::function<void()> function) {
 
 int Bus::queue_from_library(int id, const void* payload, int length) {
     if (length < 0 || (payload == nullptr && length > 0)) return -1;
-    const FrameStamp stamp = hooks_.stamp ? hooks_.stamp() : FrameStamp{};
+    const FrameStamp stamp = client_.stamp();
     const std::lock_guard lock(queue_mutex_);
     queue_.push_back({false, id, stamp, copy_bytes(payload, static_cast<std::size_t>(length)), {}});
     queue_changed_.notify_all();
@@ -150,10 +150,8 @@ void Bus::deliver(Message& message) {
         return;
     }
     if (!message.to_library) {
-        if (hooks_.on_event) {
-            hooks_.on_event({message.id, message.stamp.frame_number, message.stamp.time_s,
-                             decode_message(message.id, message.bytes), message.stamp.feed_count});
-        }
+        client_.on_event({message.id, message.stamp.frame_number, message.stamp.time_s,
+                          decode_message(message.id, message.bytes), message.stamp.feed_count});
         return;
     }
     const std::lock_guard handlers_lock(handlers_mutex_);
@@ -164,7 +162,7 @@ void Bus::deliver(Message& message) {
         return;
     }
     // Handlers are registered only while the algorithm stage is up, so its mutex exists here.
-    const HandlerLock handler_lock(hooks_.handler_mutex ? hooks_.handler_mutex() : nullptr);
+    const HandlerLock handler_lock(client_.handler_mutex());
     found->second(0, message.bytes.data());
 }
 

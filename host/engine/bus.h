@@ -23,18 +23,21 @@ struct FrameStamp {
     std::int32_t feed_count = 0;  // the library's feed frame counter
 };
 
+// Whom the bus works for.
+class BusClient {
+  public:
+    virtual ~BusClient() = default;
+    // The mutex to hold while a handler of the library runs; null for none.
+    virtual TQ_MUTEX_S* handler_mutex() { return nullptr; }
+    // Stamps outgoing messages; called by the sending thread.
+    virtual FrameStamp stamp() { return {}; }
+    // Every decoded message, on the bus thread; may call send_to_library().
+    virtual void on_event(const Event& event) = 0;
+};
+
 class Bus {
   public:
-    struct Hooks {
-        // The mutex to hold while a handler runs; null for none.
-        std::function<TQ_MUTEX_S*()> handler_mutex;
-        // Stamps outgoing messages; called by the sending thread.
-        std::function<FrameStamp()> stamp;
-        // Receives every decoded message, on the bus thread; may call send_to_library().
-        std::function<void(const Event&)> on_event;
-    };
-
-    explicit Bus(Hooks hooks);
+    explicit Bus(BusClient& client);
     ~Bus();
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
@@ -70,7 +73,7 @@ class Bus {
     void work();
     void deliver(Message& message);
 
-    Hooks hooks_;
+    BusClient& client_;
     mutable std::mutex queue_mutex_;
     std::condition_variable queue_changed_;
     std::deque<Message> queue_;

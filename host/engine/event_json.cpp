@@ -10,52 +10,48 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json box_json(const DET_OBJ_S& box) {
+Json box_json(const ReportedBox& box) {
     return {{"x", box.x},
             {"y", box.y},
             {"w", box.w},
             {"h", box.h},
             {"class", box.class_id},
             {"score", box.score},
-            {"height_mm", box.height}};
+            {"height_mm", box.height_mm}};
 }
 
-Json boxes_json(const std::vector<DET_OBJ_S>& boxes) {
+Json boxes_json(const std::vector<ReportedBox>& boxes) {
     Json list = Json::array();
-    for (const DET_OBJ_S& box : boxes)
+    for (const ReportedBox& box : boxes)
         list.push_back(box_json(box));
     return list;
 }
 
-Json shown_json(const SHOW_OBJ_S& t) {
+Json shown_json(const ShownTrack& t) {
     Json trail = Json::array();
-    for (int i = 0; i < std::min<int>(t.trailNum, VCA_SHOW_TRAIL_MAX); ++i)
-        trail.push_back({t.trail[i].x, t.trail[i].y});
-    return {{"track", t.trackId},
+    for (const POINT_POS_S& p : t.trail)
+        trail.push_back({p.x, p.y});
+    return {{"track", t.track},
             {"x", t.x},
             {"y", t.y},
             {"w", t.w},
             {"h", t.h},
             {"class", t.class_id},
-            {"height_mm", t.height},
+            {"height_mm", t.height_mm},
             {"gender", t.gender},
             {"staff", t.staff},
             {"trail", std::move(trail)}};
 }
 
-Json person_json(const RGN_PERSON_S& p) {
+Json person_json(const RegionPerson& p) {
     Json inside = Json::array();
     Json stay_ms = Json::array();
-    for (const RGN_STAY_S& stay : p.rgn) {
-        inside.push_back(stay.inRgn);
-        stay_ms.push_back(stay.stayTime);
+    for (const RegionState& state : p.regions) {
+        inside.push_back(state.inside);
+        stay_ms.push_back(state.stay_ms);
     }
-    return {{"track", static_cast<std::int32_t>(p.obj.reserved0)},
-            {"box", box_json(p.obj)},
-            {"gender", p.obj.gender},
-            {"staff", p.obj.staff},
-            {"inside", std::move(inside)},
-            {"stay_ms", std::move(stay_ms)}};
+    return {{"track", p.track},     {"box", box_json(p.box)},      {"gender", p.box.gender},
+            {"staff", p.box.staff}, {"inside", std::move(inside)}, {"stay_ms", std::move(stay_ms)}};
 }
 
 Json slave_track_json(const SLAVE_TRACK_S& t) {
@@ -68,10 +64,10 @@ struct Fields {
     Json& out;
 
     void operator()(const PersonCounted& e) const {
-        out["track"] = e.track_id;
+        out["track"] = e.track;
         out["line"] = e.line;
         out["direction"] = e.direction;
-        out["height_mm"] = e.box.height;
+        out["height_mm"] = e.box.height_mm;
         out["gender"] = e.box.gender;
         out["staff"] = e.box.staff;
         out["box"] = box_json(e.box);
@@ -88,18 +84,18 @@ struct Fields {
         out["depth"] = boxes_json(e.depth);
         out["merged"] = boxes_json(e.merged);
     }
-    void operator()(const TrackAppeared& e) const { place(e.track_id, e); }
-    void operator()(const TrackRemoved& e) const { place(e.track_id, e); }
+    void operator()(const TrackAppeared& e) const { place(e.track, e); }
+    void operator()(const TrackRemoved& e) const { place(e.track, e); }
     void operator()(const TracksShown& e) const {
         Json list = Json::array();
-        for (const SHOW_OBJ_S& t : e.tracks)
+        for (const ShownTrack& t : e.tracks)
             list.push_back(shown_json(t));
         out["tracks"] = std::move(list);
     }
     void operator()(const RegionsReported& e) const {
         out["inside"] = e.inside;
         Json list = Json::array();
-        for (const RGN_PERSON_S& p : e.people)
+        for (const RegionPerson& p : e.people)
             list.push_back(person_json(p));
         out["people"] = std::move(list);
     }
@@ -120,8 +116,8 @@ struct Fields {
     void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
 
     template <typename Notice>
-    void place(int track_id, const Notice& e) const {
-        out["track"] = track_id;
+    void place(int track, const Notice& e) const {
+        out["track"] = track;
         out["centre"] = {e.centre_x, e.centre_y};
         out["foot"] = {e.foot_x, e.foot_y};
     }

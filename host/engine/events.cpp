@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <optional>
 
 #include "vca/cascade.h"
@@ -28,12 +29,35 @@ std::uint64_t stamp_of(const std::uint32_t (&words)[2]) {
     return std::uint64_t{words[1]} << 32 | words[0];
 }
 
-std::vector<DET_OBJ_S> boxes_of(const DET_OBJ_S* objs, std::int32_t count) {
-    return {objs, objs + std::clamp(count, 0, VCA_DET_SHOW_MAX)};
+ReportedBox to_box(const DET_OBJ_S& o) {
+    return {o.x, o.y, o.w, o.h, o.class_id, o.score, o.height, o.gender, o.staff};
+}
+
+std::vector<ReportedBox> boxes_of(const DET_OBJ_S* objs, std::int32_t count) {
+    std::vector<ReportedBox> boxes;
+    std::transform(objs, objs + std::clamp(count, 0, VCA_DET_SHOW_MAX), std::back_inserter(boxes),
+                   to_box);
+    return boxes;
+}
+
+ShownTrack to_shown(const SHOW_OBJ_S& o) {
+    const int points = std::min<int>(o.trailNum, VCA_SHOW_TRAIL_MAX);
+    return {static_cast<int>(o.trackId), o.x,      o.y,      o.w,    o.h, o.class_id,
+            {o.trail, o.trail + points}, o.height, o.gender, o.staff};
+}
+
+// The wire carries the number of the track in the first word of its box.
+RegionPerson to_person(const RGN_PERSON_S& p) {
+    RegionPerson person{static_cast<int>(p.obj.reserved0), to_box(p.obj), {}};
+    std::transform(std::begin(p.rgn), std::end(p.rgn), person.regions.begin(),
+                   [](const RGN_STAY_S& stay) {
+                       return RegionState{stay.inRgn, stay.stayTime};
+                   });
+    return person;
 }
 
 Payload to_payload(const LINE_COUNT_MSG_S& m) {
-    return PersonCounted{stamp_of(m.frame_flag), m.trackId, m.obj, m.line, m.cross};
+    return PersonCounted{stamp_of(m.frame_flag), m.trackId, to_box(m.obj), m.line, m.cross};
 }
 
 Payload to_payload(const GROUP_COUNT_MSG_S& m) {
@@ -47,15 +71,16 @@ Payload to_payload(const DET_SHOW_MSG_S& m) {
 }
 
 Payload shown_tracks(const SHOW_MSG_S& m, bool detected) {
-    return TracksShown{
-        stamp_of(m.frame_flag), detected, {m.objs, m.objs + std::clamp(m.num, 0, VCA_SHOW_MAX)}};
+    TracksShown shown{stamp_of(m.frame_flag), detected, {}};
+    std::transform(m.objs, m.objs + std::clamp(m.num, 0, VCA_SHOW_MAX),
+                   std::back_inserter(shown.tracks), to_shown);
+    return shown;
 }
 
 Payload to_payload(const RGN_MSG_S& m) {
-    RegionsReported report{
-        stamp_of(m.frame_flag),
-        {m.persons, m.persons + std::min<std::uint32_t>(m.num, VCA_RGN_PERSON_MAX)},
-        {}};
+    RegionsReported report{stamp_of(m.frame_flag), {}, {}};
+    std::transform(m.persons, m.persons + std::min<std::uint32_t>(m.num, VCA_RGN_PERSON_MAX),
+                   std::back_inserter(report.people), to_person);
     std::copy(std::begin(m.peopleCnt), std::end(m.peopleCnt), report.inside.begin());
     return report;
 }

@@ -17,11 +17,24 @@
 
 namespace host {
 
+// A box in colour-image pixels with what is known about the person in it.
+struct ReportedBox {
+    int x = 0;
+    int y = 0;
+    int w = 0;
+    int h = 0;
+    int class_id = 0;
+    float score = 0.0f;
+    float height_mm = 0.0f;
+    int gender = 0;
+    int staff = 0;
+};
+
 // One person crossed a counting line.
 struct PersonCounted {
     std::uint64_t frame_stamp = 0;
-    int track_id = 0;
-    DET_OBJ_S box{};  // position box at the crossing; its height field is in mm
+    int track = 0;
+    ReportedBox box;  // position box at the crossing
     int line = 0;     // 0 to 3
     int direction = 0;
 };
@@ -45,13 +58,13 @@ struct ConfigRequest {};
 // The detection boxes of one frame.
 struct DetectionsShown {
     std::uint64_t frame_stamp = 0;
-    std::vector<DET_OBJ_S> colour;
-    std::vector<DET_OBJ_S> depth;
-    std::vector<DET_OBJ_S> merged;
+    std::vector<ReportedBox> colour;
+    std::vector<ReportedBox> depth;
+    std::vector<ReportedBox> merged;
 };
 
 struct TrackAppeared {
-    int track_id = 0;
+    int track = 0;
     int centre_x = 0;
     int centre_y = 0;
     int foot_x = 0;
@@ -59,11 +72,25 @@ struct TrackAppeared {
 };
 
 struct TrackRemoved {
-    int track_id = 0;
+    int track = 0;
     int centre_x = 0;
     int centre_y = 0;
     int foot_x = 0;
     int foot_y = 0;
+};
+
+// A track as it is drawn.
+struct ShownTrack {
+    int track = 0;
+    int x = 0;  // box, colour-image pixels
+    int y = 0;
+    int w = 0;
+    int h = 0;
+    int class_id = 0;
+    std::vector<POINT_POS_S> trail;  // the newest place first
+    std::uint32_t height_mm = 0;
+    int gender = 0;
+    int staff = 0;
 };
 
 // The tracks of one frame, to be drawn over the picture: message 6069, or 6090 with the trails of
@@ -71,13 +98,25 @@ struct TrackRemoved {
 struct TracksShown {
     std::uint64_t frame_stamp = 0;
     bool detected = false;  // message 6090
-    std::vector<SHOW_OBJ_S> tracks;
+    std::vector<ShownTrack> tracks;
+};
+
+// A person's stay in one region.
+struct RegionState {
+    int inside = 0;
+    int stay_ms = 0;
+};
+
+struct RegionPerson {
+    int track = 0;
+    ReportedBox box;
+    std::array<RegionState, VCA_RGN_NUM> regions{};
 };
 
 // The people of one frame with their stay in every region, and the number of people in each.
 struct RegionsReported {
     std::uint64_t frame_stamp = 0;
-    std::vector<RGN_PERSON_S> people;  // obj.reserved0 is the track id
+    std::vector<RegionPerson> people;
     std::array<int, VCA_RGN_NUM> inside{};
 };
 

@@ -23,24 +23,28 @@ nanoseconds seconds_of(double value) {
 
 }  // namespace
 
-Pace::Pace(double frames_per_second, std::optional<std::int64_t> start_at_ms)
-    : interval_(seconds_of(1.0 / frames_per_second)) {
+Pace::Pace(double frames_per_second, std::optional<std::int64_t> start_at_ms,
+           const std::atomic<bool>& stop)
+    : interval_(seconds_of(1.0 / frames_per_second)), stop_(stop) {
     if (!start_at_ms) return;
     const auto ahead = milliseconds(*start_at_ms) -
                        duration_cast<milliseconds>(system_clock::now().time_since_epoch());
     start_ = steady_clock::now() + ahead;
 }
 
-void Pace::wait_for(double time_s, const std::function<bool()>& stop) {
+void Pace::wait_for(double time_s) {
     if (!start_) start_ = steady_clock::now();
     const steady_clock::time_point moment = *start_ + seconds_of(time_s);
-    for (auto now = steady_clock::now(); now < moment && !stop(); now = steady_clock::now())
+    for (auto now = steady_clock::now(); now < moment && !stop_; now = steady_clock::now())
         std::this_thread::sleep_for(std::min<nanoseconds>(moment - now, kLongestSleep));
     const nanoseconds late = steady_clock::now() - moment;
-    ++figures_.frames;
-    if (late > interval_) ++figures_.late;
-    figures_.most_late_ms =
-        std::max(figures_.most_late_ms, duration<double, std::milli>(late).count());
+    ++frames_;
+    if (late > interval_) ++late_;
+    most_late_ms_ = std::max(most_late_ms_.load(), duration<double, std::milli>(late).count());
+}
+
+PaceFigures Pace::figures() const {
+    return {frames_, late_, most_late_ms_};
 }
 
 }  // namespace host

@@ -1,29 +1,40 @@
 // Keeps a run to the scene's frame rate by the wall clock.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <optional>
-
-#include "host/link/link_figures.h"
 
 namespace host {
 
+// How well a run kept to the scene's frame rate by the wall clock.
+struct PaceFigures {
+    std::int64_t frames = 0;
+    std::int64_t late = 0;  // handed over more than one frame's time after their moment
+    double most_late_ms = 0.0;
+};
+
 class Pace {
   public:
-    // The moment of scene time 0 in milliseconds since 1970; none: the first wait.
-    Pace(double frames_per_second, std::optional<std::int64_t> start_at_ms);
+    // The moment of scene time 0 in milliseconds since 1970; none: the first wait. `stop` must
+    // outlive the pace.
+    Pace(double frames_per_second, std::optional<std::int64_t> start_at_ms,
+         const std::atomic<bool>& stop);
 
     // Waits for the moment of a frame, less long when `stop` turns true. A frame that comes too
     // late is not held up, so that the run catches up with its scene.
-    void wait_for(double time_s, const std::function<bool()>& stop);
-    const PaceFigures& figures() const { return figures_; }
+    void wait_for(double time_s);
+    // Any thread.
+    PaceFigures figures() const;
 
   private:
     std::chrono::nanoseconds interval_;
     std::optional<std::chrono::steady_clock::time_point> start_;
-    PaceFigures figures_;
+    const std::atomic<bool>& stop_;
+    std::atomic<std::int64_t> frames_{0};
+    std::atomic<std::int64_t> late_{0};
+    std::atomic<double> most_late_ms_{0.0};
 };
 
 }  // namespace host

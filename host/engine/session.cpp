@@ -1,9 +1,8 @@
 // Wiring of pool, bus, models, tracker and clock to the library.
 #include "host/engine/session.h"
 
-#include <array>
-#include <chrono>
-#include <cstdint>
+#include <algorithm>
+#include <cmath>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -12,20 +11,31 @@
 #include "host/inference/models.h"
 #include "host/platform/images.h"
 #include "host/platform/task.h"
-#include "host/tracker/tracker_observer.h"
 #include "vca/vca.h"
 
 namespace host {
+
+const std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest{
+    'v', 'c', 'a', ' ', 'r', 'u', 'n', ' ', 'h', 'e', 'a', 't', ' ', 'm', 'a', 'p'};
+
 namespace {
 
 // Enough frames ahead that neither core waits for a slow frame of the other.
 constexpr int kPoolSlots = 6;
 
-// The library's clock starts at 2026-01-01 00:00 UTC in every run, so that runs repeat exactly.
+// 2026-01-01 00:00 UTC.
 constexpr std::int64_t kClockStart_us = 1767225600LL * 1000000;
+
+// The first of the tracker's instances: a master tracks twice with every frame, instance 0 what its
+// own camera sees and instance 1 the merged people of all devices.
+constexpr int kOwnCamera = 0;
 
 std::int64_t read_clock(void* ctx) {
     return *static_cast<std::atomic<std::int64_t>*>(ctx);
+}
+
+double to_ms(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
 }
 
 [[noreturn]] void throw_no_thread(const std::string& of) {
@@ -33,58 +43,39 @@ std::int64_t read_clock(void* ctx) {
                              "; free some memory or raise the limit of threads");
 }
 
-// Tells the answer to our request from one that somebody else asked for.
-constexpr std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest{
-    'v', 'c', 'a', ' ', 'r', 'u', 'n', ' ', 'h', 'e', 'a', 't', ' ', 'm', 'a', 'p'};
-
 // Factor by which the library enlarges boxes for the tracker.
 double tracker_enlargement() {
     return 1.0 + av_calc_val(28, 33, dev_calc_install_height_ratio()) / 100.0;
 }
 
+// The library enlarges boxes about their centre before it hands them to the tracker, with
+// w' = trunc(w * factor); this is the smallest w that gives w'.
+PixelBox as_detected(const IOU_TRK_OBJ_S& object, double factor) {
+    const int w = static_cast<int>(std::ceil(object.w / factor));
+    const int h = static_cast<int>(std::ceil(object.h / factor));
+    return {object.x + object.w / 2 - w / 2, object.y + object.h / 2 - h / 2, w, h};
+}
+
 }  // namespace
 
-Session::Session(const SessionSetup& setup, Recorder& recorder)
-    : setup_(setup), recorder_(recorder), pool_(kPoolSlots) {
-    clock_us_ = kClockStart_us;
-    pool_.on_hand_out = [this](std::int64_t number) { begin_pass(number); };
-    pool_.on_give_back = [this](std::int64_t number, const FramePlanes& planes) {
-        recorder_.end_pass(number, planes);
-    };
-    const auto on_event = [this](const Event& event) {
-        recorder_.add_event(event);
-        if (DeviceLink* const link = listener_) link->on_event(event);
-        if (std::holds_alternative<ConfigRequest>(event.payload)) {
-            bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);
-        }
-        if (const auto* height = std::get_if<InstallHeight>(&event.payload)) {
-            install_height_mm_ = height->height_mm;
-        }
-        if (const auto* heat = std::get_if<HeatMapReported>(&event.payload)) {
-            if (heat->request == kHeatRequest) heat_map_ = *heat;
-        }
-    };
+Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
+    : setup_(setup), pool_(kPoolSlots), sinks_(std::move(sinks)), clock_us_(kClockStart_us) {
     try {
-        bus_ = std::make_unique<Bus>(
-            Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
-                       [this] { return stamp(); }, on_event});
+        bus_.reset(new Bus(*this));  // as its client, which nobody else can see
     } catch (const std::system_error&) {
         throw_no_thread("message bus");
     }
     CameraModel camera = setup_.camera;
     camera.height_mm = setup_.config.InstallHeight;
-    set_model_settings({camera, &pool_,
-                        [this](int, const std::vector<Detection>&, std::int64_t elapsed_ns) {
-                            recorder_.add_detection(elapsed_ns);
-                        },
-                        setup_.attributes});
-    set_tracker_observer([this](int inst, const std::vector<IOU_TRK_OBJ_S>& objects,
-                                const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
-        recorder_.add_tracking(inst, objects, result, tracker_enlargement(), elapsed);
-    });
+    set_model_settings({camera, &pool_, setup_.attributes});
+    set_pass_observer(this);
     set_frame_pool(&pool_);
     set_bus(bus_.get());
-    vca_set_time_source(read_clock, &clock_us_);
+    if (setup_.clock == ClockKind::kScene) vca_set_time_source(read_clock, &clock_us_);
+    start_library();
+}
+
+void Session::start_library() {
     const int failed_before = failed_task_starts();
     vca_base_init();
     vca_algo_init();
@@ -94,36 +85,6 @@ Session::Session(const SessionSetup& setup, Recorder& recorder)
     }
     running_ = true;
     bus_->wait_idle();
-    if (setup_.link) start_link();
-}
-
-FrameStamp Session::stamp() const {
-    FrameStamp stamp = recorder_.current_frame();
-    stamp.feed_count = vca_feed_frm_cnt_get();
-    return stamp;
-}
-
-void Session::start_link() {
-    LinkSetup setup = *setup_.link;
-    setup.frame_in_work = [this] { return recorder_.current_frame().frame_number; };
-    try {
-        link_ = make_device_link(*bus_, setup);
-    } catch (...) {
-        shut_down();
-        throw;
-    }
-    listener_ = link_.get();
-}
-
-// The library may send until the very end of a pass, after it has given the frame back, so only the
-// next pass shows that the messages of a frame are complete.
-void Session::begin_pass(std::int64_t number) {
-    if (const std::int64_t before = std::exchange(pass_, number); before >= 0) {
-        bus_->call([this, before] { recorder_.end_messages(before); });
-    }
-    recorder_.begin_pass(number);
-    clock_us_ =
-        kClockStart_us + static_cast<std::int64_t>(recorder_.current_frame().time_s * 1e6 + 0.5);
 }
 
 Session::~Session() {
@@ -133,7 +94,6 @@ Session::~Session() {
 void Session::shut_down() {
     if (!running_) return;
     running_ = false;
-    if (link_) link_->stop();
     vca_algo_uninit();
     vca_base_uninit();
     bus_->wait_idle();
@@ -145,18 +105,197 @@ void Session::disconnect() {
     vca_set_time_source(nullptr, nullptr);
     set_bus(nullptr);
     set_frame_pool(nullptr);
-    set_tracker_observer(nullptr);
+    set_pass_observer(nullptr);
     set_model_settings({});
 }
 
-void Session::close(RunResult& result) {
+LeftOver Session::close() {
     shut_down();
-    result.loans = pool_.loans();
-    result.images_left = live_images();
-    result.undelivered_messages = bus_->undelivered();
-    result.refused_messages = bus_->refused();
-    if (link_) result.link = link_->figures();
+    close_report();
+    bus_->wait_idle();
+    for (Sink* const sink : sinks_) {
+        try {
+            sink->finish();
+        } catch (...) {
+            fail(std::current_exception());
+        }
+    }
+    if (error_) std::rethrow_exception(error_);
+    return {pool_.loans(), live_images(), bus_->undelivered(), bus_->refused(), left_out_frames_};
 }
+
+// ---- Frames on their way into the analysis ----
+
+std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
+    std::int64_t last = -1;
+    SourceFrame frame;
+    while (!broken_) {
+        const int slot = pool_.acquire();
+        FramePlanes& planes = pool_.planes(slot);
+        // The source fills the slot's own memory, whose size it finds from the last time.
+        std::swap(frame.planes, planes);
+        const auto start = std::chrono::steady_clock::now();
+        const bool more = frames.next(frame);
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        std::swap(frame.planes, planes);
+        if (!more) {
+            pool_.give_up(slot);
+            break;
+        }
+        last = frame.number;
+        if (pace != nullptr) pace->wait_for(frame.time_s);
+        {
+            const std::lock_guard lock(mutex_);
+            waiting_[last] = {frame.time_s, planes.blank, frame.people, frame.crossings,
+                              to_ms(elapsed)};
+        }
+        submit(slot, last);
+    }
+    pool_.wait_drained();
+    bus_->wait_idle();
+    return last;
+}
+
+void Session::submit(int slot, std::int64_t number) {
+    if (setup_.frames == FramePolicy::kEvery) {
+        pool_.submit(slot, number);
+    } else if (const auto left_out = pool_.submit_newest(slot, number)) {
+        const std::lock_guard lock(mutex_);
+        waiting_.erase(*left_out);
+        ++left_out_frames_;
+    }
+}
+
+// ---- A pass, on the thread of the analysis ----
+
+Session::Notes Session::take_notes(std::int64_t number) {
+    const std::lock_guard lock(mutex_);
+    auto found = waiting_.extract(number);
+    Notes notes = found.empty() ? Notes{} : std::move(found.mapped());
+    stamp_ = {number, notes.time_s, 0};
+    return notes;
+}
+
+void Session::begin_pass(std::int64_t frame_number) {
+    close_report();
+    Notes notes = take_notes(frame_number);
+    report_ = {};
+    report_.number = frame_number;
+    report_.time_s = notes.time_s;
+    report_.blank = notes.blank;
+    report_.source_ms = notes.source_ms;
+    report_open_ = true;
+    clock_us_ = kClockStart_us + static_cast<std::int64_t>(notes.time_s * 1e6 + 0.5);
+    pool_.hold(frame_number);
+    bus_->call([this, frame_number, notes = std::move(notes)] { tell_frame(frame_number, notes); });
+    pass_start_ = std::chrono::steady_clock::now();
+}
+
+void Session::detected(std::chrono::nanoseconds elapsed) {
+    report_.detection_ms += to_ms(elapsed);
+}
+
+// Detections and tracks are those of the own camera on every device; the time is that of both
+// instances.
+void Session::tracked(int instance, const std::vector<IOU_TRK_OBJ_S>& objects,
+                      const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
+    report_.tracker_ms += to_ms(elapsed);
+    if (instance != kOwnCamera) return;
+    const double enlarged = tracker_enlargement();
+    std::map<int, PixelBox> box_of_index;
+    for (const IOU_TRK_OBJ_S& object : objects) {
+        const PixelBox box = as_detected(object, enlarged);
+        box_of_index[object.det_idx] = box;
+        if (object.score >= kScoreSure) report_.detections.push_back(box);
+    }
+    for (int i = 0; i < result.num; ++i) {
+        const IOU_TRK_OBJ_S& target = result.objs[i];
+        const auto box = box_of_index.find(target.det_idx);
+        if (box != box_of_index.end()) report_.tracks.push_back({target.id, box->second});
+    }
+}
+
+void Session::end_pass(std::int64_t) {
+    report_.pass_ms = to_ms(std::chrono::steady_clock::now() - pass_start_);
+}
+
+// The library may send until the very end of a pass, after it has given the frame back, so only the
+// next pass shows that the messages of a frame are complete.
+void Session::close_report() {
+    if (!std::exchange(report_open_, false)) return;
+    bus_->call([this, report = std::move(report_)] {
+        tell([&report](Sink& sink) { sink.end_frame(report); });
+    });
+}
+
+FrameStamp Session::stamp() {
+    FrameStamp stamp;
+    {
+        const std::lock_guard lock(mutex_);
+        stamp = stamp_;
+    }
+    stamp.feed_count = vca_feed_frm_cnt_get();
+    return stamp;
+}
+
+std::int64_t Session::frame_in_work() const {
+    const std::lock_guard lock(mutex_);
+    return stamp_.frame_number;
+}
+
+TQ_MUTEX_S* Session::handler_mutex() {
+    return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex());
+}
+
+// ---- What sinks hear, on the bus thread ----
+
+void Session::tell_frame(std::int64_t number, const Notes& notes) {
+    const FrameView view{number,       notes.time_s,    pool_.held(number),
+                         notes.people, notes.crossings, notes.source_ms};
+    tell([&view](Sink& sink) { sink.on_frame(view); });
+    pool_.let_go(number);
+}
+
+void Session::on_event(const Event& event) {
+    tell([&event](Sink& sink) { sink.on_event(event); });
+    if (std::holds_alternative<ConfigRequest>(event.payload)) {
+        bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);
+    }
+    if (const auto* height = std::get_if<InstallHeight>(&event.payload)) {
+        install_height_mm_ = height->height_mm;
+    }
+}
+
+void Session::tell(const std::function<void(Sink&)>& call) {
+    for (Sink* const sink : sinks_) {
+        try {
+            call(*sink);
+        } catch (...) {
+            fail(std::current_exception());
+            failed_.push_back(sink);
+        }
+    }
+    for (Sink* const sink : failed_)
+        std::erase(sinks_, sink);
+    failed_.clear();
+}
+
+void Session::fail(const std::exception_ptr& error) {
+    if (!error_) error_ = error;
+    broken_ = true;
+}
+
+void Session::add_sink(Sink& sink) {
+    bus_->call([this, &sink] { sinks_.push_back(&sink); });
+    bus_->wait_idle();
+}
+
+void Session::remove_sink(Sink& sink) {
+    bus_->call([this, &sink] { std::erase(sinks_, &sink); });
+    bus_->wait_idle();
+}
+
+// ---- Questions to the library ----
 
 void Session::request_install_height() {
     bus_->send_to_library(VCA_MSG_INSTALL_HEIGHT, nullptr, 0);
@@ -169,44 +308,9 @@ void Session::show_detected(bool on) {
     bus_->wait_idle();
 }
 
-std::optional<HeatMapReported> Session::request_heat_map() {
+void Session::request_heat_map() {
     bus_->send_to_library(VCA_MSG_HEAT_MAP, kHeatRequest.data(), kHeatRequest.size());
     bus_->wait_idle();
-    return std::exchange(heat_map_, std::nullopt);
-}
-
-std::int64_t Session::feed(const std::function<bool(SourceFrame&)>& next,
-                           const std::function<bool()>& stop,
-                           const std::function<void(double)>& wait_for) {
-    std::int64_t last = -1;
-    SourceFrame frame;
-    while (!stop()) {
-        const int slot = pool_.acquire();
-        FramePlanes& planes = pool_.planes(slot);
-        // The source fills the slot's own memory, whose size it finds from the last time.
-        std::swap(frame.planes, planes);
-        const auto start = std::chrono::steady_clock::now();
-        const bool more = next(frame);
-        const std::chrono::duration<double, std::milli> elapsed =
-            std::chrono::steady_clock::now() - start;
-        std::swap(frame.planes, planes);
-        if (!more) {
-            pool_.give_up(slot);
-            break;
-        }
-        FrameRecord record;
-        record.number = last = frame.number;
-        record.time_s = frame.time_s;
-        record.blank = planes.blank;
-        record.people = frame.people;
-        record.simulation_ms = elapsed.count();
-        recorder_.add_frame(std::move(record), frame.crossings);
-        if (wait_for) wait_for(frame.time_s);
-        pool_.submit(slot, frame.number);
-    }
-    pool_.wait_drained();
-    bus_->wait_idle();
-    return last;
 }
 
 }  // namespace host

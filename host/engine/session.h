@@ -1,44 +1,82 @@
 // One life of the library: from start-up with a configuration to shut-down.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <exception>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <vector>
 
 #include "host/engine/bus.h"
+#include "host/engine/pace.h"
+#include "host/engine/sink.h"
 #include "host/frames/frame_source.h"
 #include "host/inference/attribute_model.h"
-#include "host/link/device_link.h"
 #include "host/platform/frame_pool.h"
-#include "host/sinks/recorder.h"
+#include "host/platform/pass_observer.h"
 #include "vca/config.h"
+#include "vca/heat_map.h"
 
 namespace host {
+
+// What the library's clock shows.
+enum class ClockKind {
+    kScene,  // scene time from 2026-01-01 00:00 UTC on, so that runs repeat exactly
+    kWall,   // the system's clocks
+};
+
+// What becomes of frames that come faster than the analysis takes them.
+enum class FramePolicy {
+    kEvery,   // they wait
+    kNewest,  // the newest takes the place of the one that waits
+};
 
 struct SessionSetup {
     VCA_ALGO_CFG_S config{};
     CameraModel camera;                           // its height is that of config
     const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
-    std::optional<LinkSetup> link;                // of a device of a site
+    ClockKind clock = ClockKind::kScene;
+    FramePolicy frames = FramePolicy::kEvery;
 };
 
-class Session {
+// What a session leaves behind; all 0 after a clean one but for what was left out.
+struct LeftOver {
+    LoanCounts loans;
+    int images = 0;
+    int undelivered_messages = 0;
+    int refused_messages = 0;          // to the library, of a wrong size
+    std::int64_t left_out_frames = 0;  // for newer ones
+};
+
+// Marks the answer to request_heat_map() among those that somebody else asked for.
+extern const std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest;
+
+class Session : private BusClient, private PassObserver {
   public:
-    // Starts the library and returns when it has applied the configuration.
-    Session(const SessionSetup& setup, Recorder& recorder);
-    // Stops the library.
-    ~Session();
+    // Starts the library and returns when it has applied the configuration. The sinks must outlive
+    // the session.
+    Session(const SessionSetup& setup, std::vector<Sink*> sinks);
+    // Stops the library; sinks are not finished.
+    ~Session() override;
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Feeds frames until `next` has none left or `stop` turns true, and waits for the analysis to
-    // finish them. The calling thread makes frames ahead of the analysis, as far as the pool
-    // reaches, and hands each over when `wait_for` its scene time returns; none is dropped. Returns
-    // the number of the last frame fed, -1 without any.
-    std::int64_t feed(const std::function<bool(SourceFrame&)>& next,
-                      const std::function<bool()>& stop,
-                      const std::function<void(double time_s)>& wait_for = {});
+    // One more listener, from the next event on, until remove_sink() or the end of the session.
+    void add_sink(Sink& sink);
+    // The sink hears nothing any more, not even finish().
+    void remove_sink(Sink& sink);
+
+    // Feeds frames until there is none left or a sink failed, and waits for the analysis to finish
+    // them. The calling thread makes frames ahead of the analysis, as far as the pool reaches, and
+    // hands each over at its moment when there is a pace. Returns the number of the last frame fed,
+    // -1 without any.
+    std::int64_t feed(FrameFeed& frames, Pace* pace = nullptr);
 
     // Asks for the distance to the floor; the answer comes with the next frame.
     void request_install_height();
@@ -47,30 +85,67 @@ class Session {
 
     // Has the trails of the detected boxes sent with every frame, or no longer.
     void show_detected(bool on);
-    // The heat map since the last request; nothing when the library does not answer.
-    std::optional<HeatMapReported> request_heat_map();
+    // Asks for the heat map since the last request; sinks have heard the answer on return.
+    void request_heat_map();
 
-    // Stops the library and gives what is left over; at most once.
-    void close(RunResult& result);
+    // The frame of the last pass, or of the one in work; any thread.
+    std::int64_t frame_in_work() const;
+    Bus& bus() { return *bus_; }
+
+    // Stops the library, finishes the sinks and gives what is left over; at most once. Throws what
+    // a sink threw first.
+    LeftOver close();
 
   private:
-    void begin_pass(std::int64_t number);
-    void start_link();
-    FrameStamp stamp() const;
+    // What is known of a frame before the analysis takes it up.
+    struct Notes {
+        double time_s = 0.0;
+        bool blank = false;
+        std::vector<TruePerson> people;
+        std::vector<TrueCrossing> crossings;
+        double source_ms = 0.0;
+    };
+
+    TQ_MUTEX_S* handler_mutex() override;
+    FrameStamp stamp() override;
+    void on_event(const Event& event) override;
+
+    void begin_pass(std::int64_t frame_number) override;
+    void detected(std::chrono::nanoseconds elapsed) override;
+    void tracked(int instance, const std::vector<IOU_TRK_OBJ_S>& objects,
+                 const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) override;
+    void end_pass(std::int64_t frame_number) override;
+
+    void start_library();
+    void submit(int slot, std::int64_t number);
+    Notes take_notes(std::int64_t number);
+    void close_report();
+    void tell_frame(std::int64_t number, const Notes& notes);
+    void tell(const std::function<void(Sink&)>& call);
+    void fail(const std::exception_ptr& error);
     void shut_down();
     void disconnect();
 
-    SessionSetup setup_;
-    Recorder& recorder_;
+    const SessionSetup setup_;
     FramePool pool_;
-    // What the bus still holds for the link is dealt with before the link goes.
-    std::unique_ptr<DeviceLink> link_;
-    std::atomic<DeviceLink*> listener_{nullptr};  // the link as the bus thread knows it
     std::unique_ptr<Bus> bus_;
-    std::int64_t pass_ = -1;  // frame of the last pass; only touched by the analysis
-    std::atomic<std::int64_t> clock_us_{0};
+    std::vector<Sink*> sinks_;  // only touched by the bus thread, and by finish() after it
+    std::vector<Sink*> failed_;
+    std::atomic<bool> broken_{false};  // a sink threw
+    std::exception_ptr error_;         // the bus thread's until the bus is idle
+
+    mutable std::mutex mutex_;
+    std::map<std::int64_t, Notes> waiting_;
+    FrameStamp stamp_;
+    std::int64_t left_out_frames_ = 0;
+
+    // Only touched by the analysis while there is one.
+    PassReport report_;
+    bool report_open_ = false;
+    std::chrono::steady_clock::time_point pass_start_;
+
+    std::atomic<std::int64_t> clock_us_;
     std::atomic<int> install_height_mm_{0};
-    std::optional<HeatMapReported> heat_map_;  // the bus thread's until the bus is idle
     bool running_ = false;
 };
 

@@ -37,6 +37,16 @@ constexpr std::array<SourceEntry, 4> kSources{{
 
 }  // namespace
 
+void make_blank(SourceFrame& frame) {
+    constexpr std::uint8_t kGrey = 128;
+    frame.planes.colour_nv12.assign(kColourWidth * kColourHeight * 3 / 2, kGrey);
+    frame.planes.depth_nv12.assign(kDepthWidth * kDepthHeight * 3 / 2, kGrey);
+    frame.planes.raw_mm.assign(kDepthWidth * kDepthHeight, 0);
+    frame.planes.blank = true;
+    frame.people.clear();
+    frame.crossings.clear();
+}
+
 std::vector<std::string> source_names() {
     std::vector<std::string> names;
     for (const SourceEntry& entry : kSources)

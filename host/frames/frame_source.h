@@ -36,7 +36,7 @@ struct TrueCrossing {
 
 struct SourceFrame {
     std::int64_t number = 0;
-    double time_s = 0.0;
+    double time_s = 0.0;  // scene time; nobody computes it from the number
     FramePlanes planes;
     std::vector<TruePerson> people;
     std::vector<TrueCrossing> crossings;
@@ -72,13 +72,17 @@ struct SourceOptions {
     bool foot_point = true;  // positions are on the floor, else at head height
 };
 
-class FrameSource {
+// Frame sets one after the other, with rising numbers and scene times.
+class FrameFeed {
   public:
-    virtual ~FrameSource() = default;
-    const SourceInfo& info() const { return info_; }
-
+    virtual ~FrameFeed() = default;
     // False at the end. Throws InputError when a recording cannot be read.
     virtual bool next(SourceFrame& frame) = 0;
+};
+
+class FrameSource : public FrameFeed {
+  public:
+    const SourceInfo& info() const { return info_; }
 
     // Leaves out frames, or all that are left when there are fewer.
     virtual void skip(std::int64_t frames) {
@@ -104,6 +108,10 @@ class FrameSource {
   protected:
     SourceInfo info_;
 };
+
+// Makes a frame set that shows nothing, fed after the end of a source; its number and time are left
+// to the caller.
+void make_blank(SourceFrame& frame);
 
 // Names of the sources, for messages and help.
 std::vector<std::string> source_names();

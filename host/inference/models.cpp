@@ -11,6 +11,7 @@
 
 #include "host/inference/colour_detector.h"
 #include "host/inference/depth_detector.h"
+#include "host/platform/pass_observer.h"
 #include "vca/detect.h"
 #include "vca/platform.h"
 
@@ -204,7 +205,7 @@ int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* resu
     const std::vector<Detection>& found = run_model(m, model, *image);
     fill_result(found, m.least_score, static_cast<VCA_NN_RESULT_S*>(result)->objects);
     const auto elapsed = std::chrono::steady_clock::now() - start;
-    if (m.settings.on_detection) m.settings.on_detection(model, found, elapsed.count());
+    if (PassObserver* const observer = pass_observer()) observer->detected(elapsed);
     return 0;
 }
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -27,9 +26,6 @@ inline constexpr float kScoreSure = 0.5f;
 struct ModelSettings {
     CameraModel camera;               // with its height
     const FramePool* pool = nullptr;  // finds the millimetres that belong to a depth image
-    // Told about every detection run on the thread that ran it.
-    std::function<void(int model, const std::vector<Detection>&, std::int64_t elapsed_ns)>
-        on_detection;
     const AttributeModels* attributes = nullptr;  // null: none; used on the analysis thread
 };
 

@@ -13,13 +13,13 @@ namespace {
 
 class MasterLink final : public DeviceLink {
   public:
-    MasterLink(Bus& bus, const LinkSetup& setup)
-        : bridge_(bus, settings_of(setup),
+    MasterLink(Session& session, const LinkSetup& setup)
+        : bridge_(session.bus(), settings_of(setup),
                   {vca_feed_frm_cnt_get,
                    [site = setup.site](int slave, SLAVE_MSG_S& message) {
                        map_to_master(*site, slave, message);
                    },
-                   setup.report, setup.frame_in_work}) {}
+                   setup.report, [&session] { return session.frame_in_work(); }}) {}
 
     void on_event(const Event& event) override { bridge_.on_event(event); }
     void stop() override { bridge_.stop(); }
@@ -57,8 +57,8 @@ class MasterLink final : public DeviceLink {
 
 class SlaveLink final : public DeviceLink {
   public:
-    SlaveLink(Bus& bus, const LinkSetup& setup)
-        : bridge_(bus, settings_of(setup), {vca_feed_frm_cnt_get, setup.report}) {}
+    SlaveLink(Session& session, const LinkSetup& setup)
+        : bridge_(session.bus(), settings_of(setup), {vca_feed_frm_cnt_get, setup.report}) {}
 
     void on_event(const Event& event) override { bridge_.on_event(event); }
     void stop() override { bridge_.stop(); }
@@ -87,10 +87,10 @@ class SlaveLink final : public DeviceLink {
 
 }  // namespace
 
-std::unique_ptr<DeviceLink> make_device_link(Bus& bus, const LinkSetup& setup) {
+std::unique_ptr<DeviceLink> make_device_link(Session& session, const LinkSetup& setup) {
     if (find_device(*setup.site, setup.device)->master)
-        return std::make_unique<MasterLink>(bus, setup);
-    return std::make_unique<SlaveLink>(bus, setup);
+        return std::make_unique<MasterLink>(session, setup);
+    return std::make_unique<SlaveLink>(session, setup);
 }
 
 }  // namespace host

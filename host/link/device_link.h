@@ -3,24 +3,19 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
+#include "host/engine/session.h"
 #include "host/link/link_figures.h"
 #include "host/net/mqtt_client.h"
 #include "host/settings/site.h"
 
 namespace host {
 
-class Bus;
-struct Event;
-
-class DeviceLink {
+class DeviceLink : public Sink {
   public:
-    virtual ~DeviceLink() = default;
-    // Bus thread, every event of the library; does not wait.
-    virtual void on_event(const Event& event) = 0;
-    // Takes leave of the site; nothing reaches the library afterwards.
+    // Takes leave of the site; nothing reaches the library afterwards. To be called before the
+    // library is stopped.
     virtual void stop() = 0;
     virtual LinkFigures figures() const = 0;
 };
@@ -31,10 +26,10 @@ struct LinkSetup {
     MqttSettings broker;
     // One sentence for a person, on the link's threads.
     std::function<void(const std::string&)> report;
-    std::function<std::int64_t()> frame_in_work;
 };
 
-// A master's link or a slave's. The library has to be up, and is sent messages until stop().
-std::unique_ptr<DeviceLink> make_device_link(Bus& bus, const LinkSetup& setup);
+// A master's link or a slave's, heard by nobody yet: add it to the session's sinks. The library is
+// sent messages until stop().
+std::unique_ptr<DeviceLink> make_device_link(Session& session, const LinkSetup& setup);
 
 }  // namespace host

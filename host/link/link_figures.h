@@ -31,11 +31,4 @@ struct LinkFigures {
     std::vector<HeardDevice> slaves;
 };
 
-// How well a run kept to the scene's frame rate by the wall clock.
-struct PaceFigures {
-    std::int64_t frames = 0;
-    std::int64_t late = 0;  // handed over more than one frame's time after their moment
-    double most_late_ms = 0.0;
-};
-
 }  // namespace host

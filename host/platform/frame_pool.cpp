@@ -9,6 +9,8 @@
 #include <functional>
 #include <stdexcept>
 
+#include "host/platform/pass_observer.h"
+
 namespace host {
 namespace {
 
@@ -50,6 +52,19 @@ void FramePool::submit(int slot, std::int64_t frame_number) {
     ready_.push_back(slot);
 }
 
+std::optional<std::int64_t> FramePool::submit_newest(int slot, std::int64_t frame_number) {
+    const std::lock_guard lock(mutex_);
+    std::optional<std::int64_t> left_out;
+    if (!ready_.empty()) {
+        left_out = slots_[static_cast<std::size_t>(ready_.front())].frame_number;
+        free_slot(ready_.front());
+        ready_.pop_front();
+    }
+    slots_.at(static_cast<std::size_t>(slot)).frame_number = frame_number;
+    ready_.push_back(slot);
+    return left_out;
+}
+
 void FramePool::give_up(int slot) {
     const std::lock_guard lock(mutex_);
     free_.push_back(slot);
@@ -81,7 +96,7 @@ AVS_IVE_ALL_S FramePool::take() {
         frame_number = slot.frame_number;
         set.flag = static_cast<std::uint32_t>(frame_number + 1);
     }
-    if (on_hand_out) on_hand_out(frame_number);
+    if (PassObserver* const observer = pass_observer()) observer->begin_pass(frame_number);
     return set;
 }
 
@@ -163,15 +178,48 @@ bool FramePool::is_back(const Slot& slot) {
            std::none_of(slot.mapped.begin(), slot.mapped.end(), std::identity{});
 }
 
-// The listener runs before the slot counts as free, so that whoever waits for the pool to drain
-// finds everything about the last set already recorded.
+// The observer hears of it before the slot counts as free, so that whoever waits for the pool to
+// drain finds everything about the last set already recorded.
 void FramePool::recycle(int slot_index) {
     Slot& slot = slots_[static_cast<std::size_t>(slot_index)];
-    if (on_give_back) on_give_back(slot.frame_number, slot.planes);
+    if (PassObserver* const observer = pass_observer()) observer->end_pass(slot.frame_number);
     const std::lock_guard lock(mutex_);
+    slot.returned = true;
+    if (!slot.held) free_slot(slot_index);
+}
+
+void FramePool::free_slot(int slot_index) {
+    Slot& slot = slots_[static_cast<std::size_t>(slot_index)];
     slot.frame_number = -1;
+    slot.returned = false;
     free_.push_back(slot_index);
     changed_.notify_all();
+}
+
+int FramePool::index_of(std::int64_t frame_number) const {
+    const auto found = std::find_if(slots_.begin(), slots_.end(), [&](const Slot& slot) {
+        return slot.frame_number == frame_number;
+    });
+    if (found == slots_.end()) throw std::logic_error("no frame set of this number is out");
+    return static_cast<int>(found - slots_.begin());
+}
+
+void FramePool::hold(std::int64_t frame_number) {
+    const std::lock_guard lock(mutex_);
+    slots_[static_cast<std::size_t>(index_of(frame_number))].held = true;
+}
+
+const FramePlanes& FramePool::held(std::int64_t frame_number) const {
+    const std::lock_guard lock(mutex_);
+    return slots_[static_cast<std::size_t>(index_of(frame_number))].planes;
+}
+
+void FramePool::let_go(std::int64_t frame_number) {
+    const std::lock_guard lock(mutex_);
+    const int index = index_of(frame_number);
+    Slot& slot = slots_[static_cast<std::size_t>(index)];
+    slot.held = false;
+    if (slot.returned) free_slot(index);
 }
 
 const FramePlanes* FramePool::on_loan(std::uint64_t frame_word) const {

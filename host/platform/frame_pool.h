@@ -6,8 +6,8 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -40,9 +40,12 @@ class FramePool {
     FramePlanes& planes(int slot);
     // Queues an acquired slot; frame_number is at least 0 and names the set from here on.
     void submit(int slot, std::int64_t frame_number);
+    // Likewise, in the place of what was queued and not yet borrowed: gives the number of the set
+    // that is left out for it, if there was one.
+    std::optional<std::int64_t> submit_newest(int slot, std::int64_t frame_number);
     // Puts an acquired slot back unused.
     void give_up(int slot);
-    // Waits until every submitted set was borrowed and given back.
+    // Waits until every submitted set was borrowed, given back and let go.
     void wait_drained();
 
     // Library side. Never waits: without a queued set all three blocks are VCA_VB_NONE.
@@ -55,10 +58,12 @@ class FramePool {
     const FramePlanes* on_loan(std::uint64_t frame_word) const;
     LoanCounts loans() const;
 
-    // Called by the borrowing thread, before a set is handed out and after all of it came back,
-    // while its pixels are still there.
-    std::function<void(std::int64_t frame_number)> on_hand_out;
-    std::function<void(std::int64_t frame_number, const FramePlanes&)> on_give_back;
+    // Keeps the pixels of a set that was handed out from being overwritten until let_go(), whenever
+    // it is given back. To be called when the pass observer hears of the pass.
+    void hold(std::int64_t frame_number);
+    // The pixels of a held set.
+    const FramePlanes& held(std::int64_t frame_number) const;
+    void let_go(std::int64_t frame_number);
 
   private:
     static constexpr int kFrames = 3;  // colour, depth, raw
@@ -69,6 +74,8 @@ class FramePool {
         std::uint32_t generation = 0;
         std::array<bool, kFrames> block_out{};
         std::array<bool, kFrames> mapped{};
+        bool held = false;      // somebody still looks at the pixels
+        bool returned = false;  // by the library
     };
 
     static const void* plane_address(const Slot& slot, int frame);
@@ -78,6 +85,8 @@ class FramePool {
     // Slot and frame of a live mapping; -1, -1 when there is none.
     std::pair<int, int> find_mapping(const void* addr, std::uint32_t size) const;
     void recycle(int slot_index);
+    void free_slot(int slot_index);
+    int index_of(std::int64_t frame_number) const;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

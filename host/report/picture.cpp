@@ -8,36 +8,59 @@
 #include <string_view>
 
 #include "host/draw/canvas.h"
+#include "host/draw/heat_picture.h"
 #include "host/report/picture_parts.h"
+#include "vca/heat_map.h"
 
 namespace host {
 namespace {
 
 constexpr int kTitleHeight = 84;
 constexpr int kPanelWidth = 440;
-void draw_title(cv::Mat image, const RunResult& result) {
+void draw_title(cv::Mat image, const RunFacts& facts, const Evidence& evidence) {
     image.setTo(kInk);
-    std::string title = result.source.name;
-    if (!result.source.description.empty()) title += ":  " + result.source.description;
+    std::string title = facts.source.name;
+    if (!facts.source.description.empty()) title += ":  " + facts.source.description;
     const int below = put_text(image, title, {20, 16}, 0.8, kWhite, 2);
-    std::string when = format("%.0f s analysed", result.scene_s);
-    when += ", camera at " + format("%.2f m", result.install_height_mm / 1000.0);
-    if (result.snapshot.frame >= 0) {
-        when += ", shown is frame " + std::to_string(result.snapshot.frame) +
-                format(" at %.1f s", result.snapshot.time_s) +
-                "; the counts are those of the whole run";
+    std::string when = format("%.0f s analysed", facts.scene_s);
+    when += ", camera at " + format("%.2f m", facts.install_height_mm / 1000.0);
+    if (evidence.frame >= 0) {
+        when += ", shown is frame " + std::to_string(evidence.frame) +
+                format(" at %.1f s", evidence.time_s) + "; the counts are those of the whole run";
     }
     put_text(image, when, {20, below + 14}, 0.6, cv::Scalar(205, 200, 195));
 }
 
+cv::Mat floor_picture(const Evidence& evidence) {
+    if (evidence.colour_nv12.empty()) return {};
+    const cv::Mat nv12(kColourHeight * 3 / 2, kColourWidth, CV_8UC1,
+                       const_cast<std::uint8_t*>(evidence.colour_nv12.data()));
+    cv::Mat colour;
+    cv::cvtColor(nv12, colour, cv::COLOR_YUV2BGR_NV12);
+    return colour;
+}
+
 }  // namespace
 
-void write_picture(const RunResult& result, const std::string& path) {
+void write_picture(const RunFacts& facts, const Scores& scores, const Evidence& evidence,
+                   const std::string& path) {
     cv::Mat picture(kTitleHeight + kViewHeight, kViewWidth + kPanelWidth, CV_8UC3);
-    draw_title(picture(cv::Rect(0, 0, picture.cols, kTitleHeight)), result);
-    draw_view(picture(cv::Rect(0, kTitleHeight, kViewWidth, kViewHeight)), result);
-    draw_panel(picture(cv::Rect(kViewWidth, kTitleHeight, kPanelWidth, kViewHeight)), result);
+    draw_title(picture(cv::Rect(0, 0, picture.cols, kTitleHeight)), facts, evidence);
+    draw_view(picture(cv::Rect(0, kTitleHeight, kViewWidth, kViewHeight)), facts, scores, evidence);
+    draw_panel(picture(cv::Rect(kViewWidth, kTitleHeight, kPanelWidth, kViewHeight)), facts,
+               scores);
     write_png(picture, path);
+}
+
+void write_heat_pictures(const Evidence& evidence, const std::string& dwell_path,
+                         const std::string& motion_path) {
+    const std::vector<std::int32_t> nothing(std::size_t{VCA_HEAT_ROWS} * VCA_HEAT_COLS, 0);
+    const cv::Mat floor = floor_picture(evidence);
+    const bool has = evidence.heat.has_value();
+    write_png(draw_heat(floor, has ? evidence.heat->dwell_ms : nothing, HeatKind::kDwell),
+              dwell_path);
+    write_png(draw_heat(floor, has ? evidence.heat->motion : nothing, HeatKind::kMotion),
+              motion_path);
 }
 
 }  // namespace host

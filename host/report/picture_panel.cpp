@@ -12,7 +12,8 @@ const cv::Scalar kAreaColour(60, 170, 250);
 
 class Panel {
   public:
-    Panel(cv::Mat image, const RunResult& result) : image_(image), result_(result) {}
+    Panel(cv::Mat image, const RunFacts& facts, const Scores& scores)
+        : image_(image), facts_(facts), scores_(scores) {}
 
     void draw() {
         image_.setTo(kPaper);
@@ -41,15 +42,15 @@ class Panel {
     }
 
     void draw_legend() {
-        if (!result_.lines.empty()) {
+        if (!facts_.lines.empty()) {
             cv::line(image_, {kLeft, y_}, {kLeft + 54, y_}, line_colour(0), 4, cv::LINE_AA);
-            row(result_.lines.size() == 1 ? "counting line" : "counting line, each in its colour");
+            row(facts_.lines.size() == 1 ? "counting line" : "counting line, each in its colour");
             cv::arrowedLine(image_, {kLeft, y_}, {kLeft + 54, y_}, line_colour(0), 4, cv::LINE_AA,
                             0, 0.28);
             row("direction 1 or 2 over the line");
         }
         const bool has_area =
-            std::any_of(result_.lines.begin(), result_.lines.end(),
+            std::any_of(facts_.lines.begin(), facts_.lines.end(),
                         [](const CountingLine& line) { return !line.uturn_area.empty(); });
         if (has_area) {
             cv::rectangle(image_, cv::Rect(kLeft, y_ - 10, 54, 20), kAreaColour, 2, cv::LINE_AA);
@@ -59,7 +60,7 @@ class Panel {
         cv::rectangle(image_, cv::Rect(kLeft + 14, y_ - 11, 26, 24), colour, 2, cv::LINE_AA);
         row("a person: track number and,");
         row("once counted, height");
-        const char* kPlace = result_.options.source.foot_point
+        const char* kPlace = facts_.options.source.foot_point
                                  ? "where the person stands: counted point"
                                  : "counted point";
         cv::circle(image_, {kLeft + 27, y_}, 5, colour, cv::FILLED, cv::LINE_AA);
@@ -73,7 +74,7 @@ class Panel {
     }
 
     void draw_counts() {
-        const bool truth = result_.source.has_truth;
+        const bool truth = facts_.source.has_truth;
         const int columns[3] = {210, 290, 360};
         const auto cell = [this](const std::string& text, int right) {
             put_text(image_, text, {right - text_size(text, 0.5, 1).width, y_}, 0.5, kInk);
@@ -81,12 +82,12 @@ class Panel {
         cell("counted", columns[1]);
         if (truth) cell("true", columns[2]);
         y_ += 24;
-        const std::size_t lines = std::min(result_.counts.size(), kMostLines);
+        const std::size_t lines = std::min(scores_.counts.size(), kMostLines);
         for (std::size_t i = 0; i < lines; ++i) {
             for (std::size_t d = 0; d < 2; ++d) {
-                const DirectionCount& count = result_.counts[i][d];
+                const DirectionCount& count = scores_.counts[i][d];
                 if (d == 0) {
-                    put_text(image_, shortened(to_ascii(result_.lines[i].name), 11), {kLeft, y_},
+                    put_text(image_, shortened(to_ascii(facts_.lines[i].name), 11), {kLeft, y_},
                              0.5, line_colour(i));
                 }
                 put_text(image_, "direction " + std::to_string(d + 1), {kLeft + 105, y_}, 0.5,
@@ -96,7 +97,7 @@ class Panel {
                 y_ += 26;
             }
         }
-        if (result_.counts.empty()) {
+        if (scores_.counts.empty()) {
             put_text(image_, "no counting line", {kLeft, y_}, 0.5, kInk);
             y_ += 26;
         }
@@ -109,29 +110,30 @@ class Panel {
 
     void draw_facts() {
         heading("Measured");
-        fact(std::to_string(result_.tracks) + (result_.tracks == 1 ? " track" : " tracks") +
-             (result_.source.has_truth
-                  ? ", " + std::to_string(result_.tracking.switches) + " identity switches"
+        fact(std::to_string(scores_.tracks) + (scores_.tracks == 1 ? " track" : " tracks") +
+             (facts_.source.has_truth
+                  ? ", " + std::to_string(scores_.tracking.switches) + " identity switches"
                   : ""));
-        if (!result_.height_errors_mm.empty()) {
+        if (!scores_.height_errors_mm.empty()) {
             fact("heights off by " +
-                 format("%.0f mm (median)", quantile(result_.height_error_sizes_mm, 0.5)));
+                 format("%.0f mm (median)", scores_.height_error_sizes_mm.quantile(0.5)));
         }
-        if (result_.source.has_truth) {
-            fact("people found " + format("%.1f %%", 100.0 * result_.detection.recall()) +
-                 ", boxes right " + format("%.1f %%", 100.0 * result_.detection.precision()));
+        if (facts_.source.has_truth) {
+            fact("people found " + format("%.1f %%", 100.0 * scores_.detection.recall()) +
+                 ", boxes right " + format("%.1f %%", 100.0 * scores_.detection.precision()));
         }
     }
 
     cv::Mat image_;
-    const RunResult& result_;
+    const RunFacts& facts_;
+    const Scores& scores_;
     int y_ = 0;
 };
 
 }  // namespace
 
-void draw_panel(cv::Mat image, const RunResult& result) {
-    Panel(image, result).draw();
+void draw_panel(cv::Mat image, const RunFacts& facts, const Scores& scores) {
+    Panel(image, facts, scores).draw();
 }
 
 }  // namespace host

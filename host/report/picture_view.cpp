@@ -30,32 +30,27 @@ void blend(cv::Mat& image, const cv::Mat& drawn, double weight) {
 // Draws into the camera's view and keeps labels from covering each other.
 class View {
   public:
-    View(cv::Mat image, const RunResult& result) : image_(image), result_(result) {
-        for (const Crossing& c : result.crossings)
-            heights_mm_[c.track] = c.height_mm;
-        for (const FrameRecord& frame : result.frames) {
-            if (frame.number == result.snapshot.frame) people_ = frame.tracks;
-        }
-    }
+    View(cv::Mat image, const RunFacts& facts, const Scores& scores, const Evidence& evidence)
+        : image_(image), facts_(facts), scores_(scores), evidence_(evidence) {}
 
     void draw() {
         draw_background();
-        for (const CountingLine& line : result_.lines)
+        for (const CountingLine& line : facts_.lines)
             draw_area(line);
         draw_trails();
-        for (std::size_t i = 0; i < result_.lines.size(); ++i)
-            draw_line(result_.lines[i], line_colour(i));
+        for (std::size_t i = 0; i < facts_.lines.size(); ++i)
+            draw_line(facts_.lines[i], line_colour(i));
         draw_people();
-        for (std::size_t i = 0; i < result_.lines.size(); ++i)
+        for (std::size_t i = 0; i < facts_.lines.size(); ++i)
             draw_directions(i);
-        for (const TrackedBox& track : people_)
+        for (const TrackedBox& track : evidence_.tracks)
             label_person(track);
     }
 
   private:
     void draw_background() {
         image_.setTo(cv::Scalar::all(110));
-        const std::vector<std::uint8_t>& pixels = result_.snapshot.colour_nv12;
+        const std::vector<std::uint8_t>& pixels = evidence_.colour_nv12;
         if (pixels.empty()) {
             put_text(image_, "no frame was analysed", {kViewWidth / 2 - 150, kViewHeight / 2}, 0.8,
                      kWhite);
@@ -99,12 +94,13 @@ class View {
     cv::Point2d place_of(const TrackedBox& track) const {
         const double x = track.box.x + track.box.w / 2;
         const double y = track.box.y + track.box.h / 2;
-        if (!result_.options.source.foot_point || result_.install_height_mm <= 0.0) {
+        if (!facts_.options.source.foot_point || facts_.install_height_mm <= 0.0) {
             return to_view(x, y);
         }
-        const auto known = heights_mm_.find(track.id);
-        const double height_mm = known == heights_mm_.end() ? kTypicalPerson_mm : known->second;
-        const double share = std::max(1.0 - height_mm / result_.install_height_mm, 0.0);
+        const auto known = evidence_.heights_mm.find(track.id);
+        const double height_mm =
+            known == evidence_.heights_mm.end() ? kTypicalPerson_mm : known->second;
+        const double share = std::max(1.0 - height_mm / facts_.install_height_mm, 0.0);
         return to_view(kColourWidth / 2 + share * (x - kColourWidth / 2),
                        kColourHeight / 2 + share * (y - kColourHeight / 2));
     }
@@ -120,9 +116,8 @@ class View {
     std::vector<TrailPiece> trail_pieces() const {
         std::vector<TrailPiece> pieces;
         std::map<int, cv::Point2d> last;
-        for (const FrameRecord& frame : result_.frames) {
-            const double age_s = result_.snapshot.time_s - frame.time_s;
-            if (frame.blank || age_s < 0.0 || age_s > kTrail_s) continue;
+        for (const TrailFrame& frame : evidence_.trail) {
+            const double age_s = evidence_.time_s - frame.time_s;
             for (const TrackedBox& track : frame.tracks) {
                 const cv::Point2d at = place_of(track);
                 const auto before = last.find(track.id);
@@ -149,7 +144,7 @@ class View {
 
     // A box around head and shoulders, the point on the floor below, and a thin line between them.
     void draw_people() {
-        for (const TrackedBox& track : people_) {
+        for (const TrackedBox& track : evidence_.tracks) {
             const cv::Scalar colour = track_colour(track.id);
             const cv::Rect box(to_view(track.box.x, track.box.y),
                                to_view(track.box.x + track.box.w, track.box.y + track.box.h));
@@ -167,8 +162,8 @@ class View {
 
     void label_person(const TrackedBox& track) {
         std::string text = std::to_string(track.id);
-        const auto height = heights_mm_.find(track.id);
-        if (height != heights_mm_.end()) {
+        const auto height = evidence_.heights_mm.find(track.id);
+        if (height != evidence_.heights_mm.end()) {
             text += format("  %.2f m", height->second / 1000.0);
         }
         const cv::Point2d corner = to_view(track.box.x, track.box.y);
@@ -227,7 +222,7 @@ class View {
     }
 
     void draw_directions(std::size_t index) {
-        const CountingLine& line = result_.lines[index];
+        const CountingLine& line = facts_.lines[index];
         const auto [start, end] = longest_piece(line);
         const cv::Point2d along = end - start;
         const double length = std::max(cv::norm(along), 1.0);
@@ -240,17 +235,17 @@ class View {
     }
 
     std::string direction_text(std::size_t index, std::size_t direction) const {
-        const DirectionCount& count = result_.counts[index][direction];
+        const DirectionCount& count = scores_.counts[index][direction];
         constexpr std::size_t kMostLetters = 20;
         std::string text = "direction ";
-        if (result_.lines.size() > 1) {
-            text = shortened(to_ascii(result_.lines[index].name), kMostLetters);
+        if (facts_.lines.size() > 1) {
+            text = shortened(to_ascii(facts_.lines[index].name), kMostLetters);
             text += " / ";
         }
         text += std::to_string(direction + 1);
         text += ": ";
         text += std::to_string(count.counted);
-        if (result_.source.has_truth) text += " (true " + std::to_string(count.truth) + ")";
+        if (facts_.source.has_truth) text += " (true " + std::to_string(count.truth) + ")";
         return text;
     }
 
@@ -344,16 +339,17 @@ class View {
     static constexpr long kOutside = 4;  // a label that has to be moved inside covers its arrow
 
     cv::Mat image_;
-    const RunResult& result_;
-    std::vector<TrackedBox> people_;    // in the shown frame
-    std::map<int, double> heights_mm_;  // of counted tracks
-    std::vector<cv::Rect> taken_;       // by lines, boxes, arrows and labels
+    const RunFacts& facts_;
+    const Scores& scores_;
+    const Evidence& evidence_;
+    std::vector<cv::Rect> taken_;  // by lines, boxes, arrows and labels
 };
 
 }  // namespace
 
-void draw_view(cv::Mat image, const RunResult& result) {
-    View(image, result).draw();
+void draw_view(cv::Mat image, const RunFacts& facts, const Scores& scores,
+               const Evidence& evidence) {
+    View(image, facts, scores, evidence).draw();
 }
 
 }  // namespace host

@@ -32,30 +32,30 @@ void print_count(std::string& out, const std::string& name, const char* directio
     }
 }
 
-void print_counts(std::string& out, const RunResult& result) {
-    const bool with_truth = result.source.has_truth;
+void print_counts(std::string& out, const RunFacts& facts, const Scores& scores) {
+    const bool with_truth = facts.source.has_truth;
     print(out, "\n  %-20s %-10s%s\n", "line", "direction",
           with_truth ? "     true  counted    error" : "  counted");
-    for (std::size_t line = 0; line < result.counts.size(); ++line) {
+    for (std::size_t line = 0; line < scores.counts.size(); ++line) {
         for (std::size_t d = 0; d < 2; ++d) {
-            const DirectionCount& count = result.counts[line][d];
-            print_count(out, d == 0 ? result.lines[line].name : "", d == 0 ? "1" : "2", count,
+            const DirectionCount& count = scores.counts[line][d];
+            print_count(out, d == 0 ? facts.lines[line].name : "", d == 0 ? "1" : "2", count,
                         with_truth);
         }
     }
-    if (result.counts.empty()) return;
-    print_count(out, "all lines", "1", result.totals[0], with_truth);
-    print_count(out, "", "2", result.totals[1], with_truth);
+    if (scores.counts.empty()) return;
+    print_count(out, "all lines", "1", scores.totals[0], with_truth);
+    print_count(out, "", "2", scores.totals[1], with_truth);
 }
 
-void print_regions(std::string& out, const RunResult& result) {
-    if (result.regions.empty()) return;
-    const bool with_truth = result.source.has_truth;
+void print_regions(std::string& out, const RunFacts& facts, const Scores& scores) {
+    if (facts.regions.empty()) return;
+    const bool with_truth = facts.source.has_truth;
     print(out, "\n  %-20s %8s %8s %8s", "region", "people", "inside", "peak");
     print(out, "%s%8s\n", with_truth ? "     true     peak    error  (inside) " : " ", "stays");
-    for (std::size_t i = 0; i < result.regions.size(); ++i) {
-        const Occupancy& o = result.region_stats.regions[i];
-        out += "  " + fitted(result.regions[i].name, kNameWidth);
+    for (std::size_t i = 0; i < facts.regions.size(); ++i) {
+        const Occupancy& o = scores.regions[i];
+        out += "  " + fitted(facts.regions[i].name, kNameWidth);
         print(out, " %8.2f %8.2f %8d", o.mean, o.inside_mean, o.peak);
         if (with_truth) {
             print(out, " %8.2f %8d %8.2f %9.2f", o.true_mean, o.true_peak, o.mean_abs_error,
@@ -65,25 +65,27 @@ void print_regions(std::string& out, const RunResult& result) {
     }
 }
 
-void print_places(std::string& out, const RunResult& result) {
-    const RegionStats& stats = result.region_stats;
-    if (!stats.stay_error_sizes_s.empty()) {
+void print_places(std::string& out, const RunFacts& facts, const Scores& scores,
+                  const Evidence& evidence) {
+    const StayScore& stays = scores.stays;
+    if (!stays.error_sizes_s.empty()) {
         print(out, "  time in regions      size of error: median %.2f s, 95 %% below %.2f s; ",
-              quantile(stats.stay_error_sizes_s, 0.5), quantile(stats.stay_error_sizes_s, 0.95));
-        print(out, "%d of %d stays not seen\n", stats.true_long_stays_missed,
-              stats.true_long_stays);
+              stays.error_sizes_s.quantile(0.5), stays.error_sizes_s.quantile(0.95));
+        print(out, "%d of %d stays not seen\n", stays.true_long_stays_missed,
+              stays.true_long_stays);
     }
-    if (!result.heat) return;
-    print(out, "  heat map             %.0f s as the map counts them", heat_seconds(*result.heat));
-    if (result.source.has_truth) print(out, "; people were in view for %.0f s", stats.true_view_s);
+    if (!evidence.heat) return;
+    print(out, "  heat map             %.0f s as the map counts them",
+          heat_seconds(*evidence.heat));
+    if (facts.source.has_truth) print(out, "; people were in view for %.0f s", scores.true_view_s);
     out += "\n";
 }
 
-void print_staff(std::string& out, const RunResult& result) {
-    if (!uses_staff_model(result.options)) return;
-    print(out, "  staff                %d of %zu counted", result.staff_counted,
-          result.crossings.size());
-    if (const auto& score = result.region_stats.staff) {
+void print_staff(std::string& out, const RunFacts& facts, const Scores& scores) {
+    if (!uses_staff_model(facts.options)) return;
+    print(out, "  staff                %lld of %lld counted",
+          static_cast<long long>(scores.staff_crossings), static_cast<long long>(scores.crossings));
+    if (const auto& score = scores.staff) {
         print(out, "; %d tracks: precision %.2f %%, recall %.2f %%, accuracy %.2f %%",
               score->tracks(), score->precision() * 100.0, score->recall() * 100.0,
               score->accuracy() * 100.0);
@@ -91,84 +93,80 @@ void print_staff(std::string& out, const RunResult& result) {
     out += "\n";
 }
 
-void print_groups(std::string& out, const RunResult& result) {
-    int groups = 0;
-    int members = 0;
-    for (const Event& event : result.events) {
-        if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
-            ++groups;
-            members += group->members;
-        }
-    }
-    if (groups > 0) print(out, "  groups               %d with %d people\n", groups, members);
+void print_groups(std::string& out, const GroupCount& groups) {
+    if (groups.groups == 0) return;
+    print(out, "  groups               %d with %d people\n", groups.groups, groups.members);
 }
 
-void print_quality(std::string& out, const RunResult& result) {
-    const std::vector<double>& sizes = result.height_error_sizes_mm;
+void print_quality(std::string& out, const RunFacts& facts, const Scores& scores) {
+    const Samples& sizes = scores.height_error_sizes_mm;
     if (!sizes.empty()) {
         print(out,
               "  height of counted    median error %+.0f mm, size of error: median %.0f mm, "
               "95 %% below %.0f mm\n",
-              quantile(result.height_errors_mm, 0.5), quantile(sizes, 0.5), quantile(sizes, 0.95));
+              scores.height_errors_mm.quantile(0.5), sizes.quantile(0.5), sizes.quantile(0.95));
     }
-    if (!result.source.has_truth) {
-        print(out, "  tracks               %d\n", result.tracks);
+    if (!facts.source.has_truth) {
+        print(out, "  tracks               %lld\n", static_cast<long long>(scores.tracks));
         return;
     }
     print(out, "  detection            recall %.2f %%, precision %.2f %%\n",
-          result.detection.recall() * 100.0, result.detection.precision() * 100.0);
+          scores.detection.recall() * 100.0, scores.detection.precision() * 100.0);
     print(out,
-          "  tracking             %d tracks, %lld identity switches, MOTA %.2f %%, "
+          "  tracking             %lld tracks, %lld identity switches, MOTA %.2f %%, "
           "IDF1 %.2f %%\n",
-          result.tracks, static_cast<long long>(result.tracking.switches),
-          result.tracking.mota() * 100.0, result.tracking.idf1() * 100.0);
+          static_cast<long long>(scores.tracks), static_cast<long long>(scores.tracking.switches),
+          scores.tracking.mota() * 100.0, scores.tracking.idf1() * 100.0);
 }
 
-void print_times(std::string& out, const RunResult& result) {
+void print_times(std::string& out, const RunFacts& facts) {
+    const Timings& times = facts.timings;
     print(out,
           "  time per frame       median: %s %.1f ms | detection %.1f ms, tracker %.2f ms, "
           "library %.2f ms\n",
-          result.source.has_truth ? "simulation" : "reading", result.simulation.median,
-          result.detecting.median, result.tracker.median, result.library.median);
-    const double speed = result.wall_s > 0.0 ? result.scene_s / result.wall_s : 0.0;
+          facts.source.has_truth ? "simulation" : "reading", times.source_ms.quantile(0.5),
+          times.detection_ms.quantile(0.5), times.tracker_ms.quantile(0.5),
+          times.library_ms.quantile(0.5));
+    const double speed = facts.wall_s > 0.0 ? facts.scene_s / facts.wall_s : 0.0;
     print(out, "  speed                %lld frames in %.1f s, %.1f times real time\n",
-          static_cast<long long>(result.source_frames()), result.wall_s, speed);
+          static_cast<long long>(times.frames), facts.wall_s, speed);
     print(out, "  not given back       %d blocks, %d mappings, %d images; %d wrong returns\n",
-          result.loans.blocks, result.loans.mappings, result.images_left, result.loans.errors);
+          facts.left.loans.blocks, facts.left.loans.mappings, facts.left.images,
+          facts.left.loans.errors);
 }
 
 }  // namespace
 
-std::string summary_text(const RunResult& result) {
+std::string summary_text(const RunFacts& facts, const Scores& scores, const Evidence& evidence) {
     std::string out;
-    out += result.source.name + ": " + result.source.description + "\n";
-    print(out, "%.1f s of scene time, camera at %.0f mm%s, detection on %s%s\n", result.scene_s,
-          result.install_height_mm, result.height_measured ? " (measured)" : "",
-          detect_mode_name(result.options.detect),
-          result.interrupted ? ", ended early by the user" : "");
-    print_counts(out, result);
-    print_regions(out, result);
+    out += facts.source.name + ": " + facts.source.description + "\n";
+    print(out, "%.1f s of scene time, camera at %.0f mm%s, detection on %s%s\n", facts.scene_s,
+          facts.install_height_mm, facts.height_measured ? " (measured)" : "",
+          detect_mode_name(facts.options.detect),
+          facts.interrupted ? ", ended early by the user" : "");
+    print_counts(out, facts, scores);
+    print_regions(out, facts, scores);
     out += "\n";
-    for (const std::string& warning : result.warnings)
+    for (const std::string& warning : facts.warnings)
         out += "  warning: " + warning + "\n";
-    print_groups(out, result);
-    print_staff(out, result);
-    print_places(out, result);
-    print_quality(out, result);
-    print_times(out, result);
+    print_groups(out, scores.groups);
+    print_staff(out, facts, scores);
+    print_places(out, facts, scores, evidence);
+    print_quality(out, facts, scores);
+    print_times(out, facts);
     return out;
 }
 
-std::string left_over_text(const RunResult& result) {
-    const LoanCounts& loans = result.loans;
+std::string left_over_text(const LeftOver& left) {
+    const LoanCounts& loans = left.loans;
     std::string out;
-    if (loans.blocks == 0 && loans.mappings == 0 && result.images_left == 0 && loans.errors == 0) {
+    if (loans.blocks == 0 && loans.mappings == 0 && left.images == 0 && loans.errors == 0) {
         return out;
     }
     print(out,
           "the analysis did not give back %d blocks, %d mappings and %d images and made %d wrong "
           "returns; the results are written, but this is a fault of the library",
-          loans.blocks, loans.mappings, result.images_left, loans.errors);
+          loans.blocks, loans.mappings, left.images, loans.errors);
     return out;
 }
 

@@ -3,14 +3,16 @@
 
 #include <string>
 
-#include "host/report/run_result.h"
+#include "host/report/run_facts.h"
+#include "host/score/scores.h"
+#include "host/sinks/snapshot_sink.h"
 
 namespace host {
 
-std::string summary_text(const RunResult& result);
+std::string summary_text(const RunFacts& facts, const Scores& scores, const Evidence& evidence);
 std::string scenes_text();
 
 // One sentence on what the analysis did not give back; empty when nothing is left over.
-std::string left_over_text(const RunResult& result);
+std::string left_over_text(const LeftOver& left);
 
 }  // namespace host

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "host/base/result_files.h"
 #include "host/base/text.h"
 #include "host/base/version.h"
 #include "host/score/site_scene.h"
@@ -143,7 +144,7 @@ Json merge_json(const MergeScore& merge) {
 }  // namespace
 
 DeviceAccount read_account(const std::string& folder, const std::string& name) {
-    const Json summary = read_json(folder + "/summary.json");
+    const Json summary = read_json(folder + "/" + kSummaryFile);
     try {
         const Json& pace = summary.at("pace");
         return {name,
@@ -178,7 +179,7 @@ SiteResult evaluate_site(const Site& site, const std::string& events_path, std::
 
 LineCounts read_alone_counts(const Site& site, const SiteDevice& device,
                              const std::string& folder) {
-    const Json summary = read_json(folder + "/summary.json");
+    const Json summary = read_json(folder + "/" + kSummaryFile);
     LineCounts counts = no_counts(site, device.name);
     const std::vector<CountingLine> own = own_lines(site, device);
     const Json& lines = summary.at("lines");

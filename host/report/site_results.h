@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/app/site_processes.h"
+#include "host/engine/pace.h"
 #include "host/link/link_figures.h"
 #include "host/score/site_eval.h"
 #include "host/settings/site.h"

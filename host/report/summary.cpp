@@ -29,24 +29,24 @@ Json points_json(const std::vector<PicturePoint>& points) {
     return list;
 }
 
-Json run_json(const RunResult& result) {
-    const SourceInfo& source = result.source;
+Json run_json(const RunFacts& facts) {
+    const SourceInfo& source = facts.source;
     Json run;
     run["source"] = source.kind;
     run["name"] = source.name;
-    run["seed"] = result.options.source.seed;
+    run["seed"] = facts.options.source.seed;
     run["crowded"] = source.crowded;
-    run["frames"] = result.source_frames();
+    run["frames"] = facts.timings.frames;
     run["frames_per_second"] = source.frames_per_second;
-    run["scene_seconds"] = result.scene_s;
-    run["install_height_mm"] = result.install_height_mm;
-    run["height_measured"] = result.height_measured;
-    run["detect"] = detect_mode_name(result.options.detect);
-    run["gender_model"] = result.options.gender;
-    run["staff_model"] = result.options.staff;
-    run["position"] = result.options.source.foot_point ? "foot" : "box";
-    run["interrupted"] = result.interrupted;
-    run["warnings"] = result.warnings;
+    run["scene_seconds"] = facts.scene_s;
+    run["install_height_mm"] = facts.install_height_mm;
+    run["height_measured"] = facts.height_measured;
+    run["detect"] = detect_mode_name(facts.options.detect);
+    run["gender_model"] = facts.options.gender;
+    run["staff_model"] = facts.options.staff;
+    run["position"] = facts.options.source.foot_point ? "foot" : "box";
+    run["interrupted"] = facts.interrupted;
+    run["warnings"] = facts.warnings;
     run["commit"] = version_commit();
     return run;
 }
@@ -61,82 +61,40 @@ Json count_json(const DirectionCount& count, bool with_truth) {
     return out;
 }
 
-Json lines_json(const RunResult& result) {
+Json lines_json(const RunFacts& facts, const Scores& scores) {
     Json list = Json::array();
-    for (std::size_t i = 0; i < result.lines.size(); ++i) {
-        const CountingLine& line = result.lines[i];
+    for (std::size_t i = 0; i < facts.lines.size(); ++i) {
+        const CountingLine& line = facts.lines[i];
         Json entry;
         entry["name"] = line.name;
         entry["points"] = points_json(line.points);
         entry["uturn_filter"] = line.uturn_filter;
         entry["uturn_area"] = points_json(line.uturn_area);
         entry["flip"] = line.flip;
-        entry["direction_1"] = count_json(result.counts[i][0], result.source.has_truth);
-        entry["direction_2"] = count_json(result.counts[i][1], result.source.has_truth);
+        entry["direction_1"] = count_json(scores.counts[i][0], facts.source.has_truth);
+        entry["direction_2"] = count_json(scores.counts[i][1], facts.source.has_truth);
         list.push_back(std::move(entry));
     }
     return list;
 }
 
-Json totals_json(const RunResult& result) {
-    return {{"direction_1", count_json(result.totals[0], result.source.has_truth)},
-            {"direction_2", count_json(result.totals[1], result.source.has_truth)}};
+Json totals_json(const RunFacts& facts, const Scores& scores) {
+    return {{"direction_1", count_json(scores.totals[0], facts.source.has_truth)},
+            {"direction_2", count_json(scores.totals[1], facts.source.has_truth)}};
 }
 
-Json crossings_json(const RunResult& result) {
+Json regions_json(const RunFacts& facts, const Scores& scores) {
     Json list = Json::array();
-    for (const Crossing& c : result.crossings) {
+    for (std::size_t i = 0; i < facts.regions.size(); ++i) {
+        const Occupancy& occupancy = scores.regions[i];
         Json entry;
-        entry["frame"] = c.frame;
-        entry["time_s"] = c.time_s;
-        entry["track"] = c.track;
-        entry["line"] = c.line;
-        entry["direction"] = c.direction;
-        entry["height_mm"] = c.height_mm;
-        entry["staff"] = c.staff;
-        if (c.person) entry["person"] = *c.person;
-        if (c.true_height_mm) entry["true_height_mm"] = rounded(*c.true_height_mm, 0.1);
-        list.push_back(std::move(entry));
-    }
-    return list;
-}
-
-Json true_crossings_json(const RunResult& result) {
-    Json list = Json::array();
-    for (const TrueCrossing& c : result.true_crossings) {
-        list.push_back({{"frame", c.frame},
-                        {"person", c.person},
-                        {"line", c.line},
-                        {"direction", c.direction}});
-    }
-    return list;
-}
-
-Json groups_json(const RunResult& result) {
-    Json list = Json::array();
-    for (const Event& event : result.events) {
-        if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
-            list.push_back({{"frame", event.frame_number},
-                            {"line", group->line},
-                            {"direction", group->direction},
-                            {"members", group->members}});
-        }
-    }
-    return list;
-}
-
-Json regions_json(const RunResult& result) {
-    Json list = Json::array();
-    for (std::size_t i = 0; i < result.regions.size(); ++i) {
-        const Occupancy& occupancy = result.region_stats.regions[i];
-        Json entry;
-        entry["name"] = result.regions[i].name;
-        entry["points"] = points_json(result.regions[i].points);
+        entry["name"] = facts.regions[i].name;
+        entry["points"] = points_json(facts.regions[i].points);
         entry["people_mean"] = occupancy.mean;
         entry["people_peak"] = occupancy.peak;
         entry["inside_mean"] = occupancy.inside_mean;
         entry["stays"] = occupancy.stays;
-        if (result.source.has_truth) {
+        if (facts.source.has_truth) {
             entry["true_mean"] = occupancy.true_mean;
             entry["true_peak"] = occupancy.true_peak;
             entry["mean_abs_error"] = occupancy.mean_abs_error;
@@ -147,19 +105,19 @@ Json regions_json(const RunResult& result) {
     return list;
 }
 
-Json stay_time_json(const RegionStats& stats) {
-    return {{"compared", stats.stay_error_sizes_s.size()},
-            {"error_median_s", quantile(stats.stay_errors_s, 0.5)},
-            {"error_size_median_s", quantile(stats.stay_error_sizes_s, 0.5)},
-            {"error_size_p95_s", quantile(stats.stay_error_sizes_s, 0.95)},
-            {"true_stays_of_a_second", stats.true_long_stays},
-            {"not_reported", stats.true_long_stays_missed}};
+Json stay_time_json(const StayScore& stays) {
+    return {{"compared", stays.errors_s.count()},
+            {"error_median_s", stays.errors_s.quantile(0.5)},
+            {"error_size_median_s", stays.error_sizes_s.quantile(0.5)},
+            {"error_size_p95_s", stays.error_sizes_s.quantile(0.95)},
+            {"true_stays_of_a_second", stays.true_long_stays},
+            {"not_reported", stays.true_long_stays_missed}};
 }
 
-Json heat_map_json(const RunResult& result) {
+Json heat_map_json(const RunFacts& facts, const Scores& scores, const HeatMapReported& heat) {
     Json out;
-    out["seconds"] = heat_seconds(*result.heat);
-    if (result.source.has_truth) out["true_seconds"] = result.region_stats.true_view_s;
+    out["seconds"] = heat_seconds(heat);
+    if (facts.source.has_truth) out["true_seconds"] = scores.true_view_s;
     return out;
 }
 
@@ -170,26 +128,23 @@ Json staff_json(const StaffScore& score) {
             {"recall", score.recall()},           {"accuracy", score.accuracy()}};
 }
 
-Json heights_json(const RunResult& result) {
-    std::vector<double> measured;
-    for (const Crossing& c : result.crossings)
-        measured.push_back(c.height_mm);
+Json heights_json(const RunFacts& facts, const Scores& scores) {
     Json out;
-    out["counted_median_mm"] = quantile(measured, 0.5);
-    if (!result.source.has_truth) return out;
-    const std::vector<double>& sizes = result.height_error_sizes_mm;
-    out["persons"] = sizes.size();
-    out["error_median_mm"] = quantile(result.height_errors_mm, 0.5);
-    out["error_size_median_mm"] = quantile(sizes, 0.5);
-    out["error_size_p95_mm"] = quantile(sizes, 0.95);
+    out["counted_median_mm"] = scores.heights_mm.quantile(0.5);
+    if (!facts.source.has_truth) return out;
+    const Samples& sizes = scores.height_error_sizes_mm;
+    out["persons"] = sizes.count();
+    out["error_median_mm"] = scores.height_errors_mm.quantile(0.5);
+    out["error_size_median_mm"] = sizes.quantile(0.5);
+    out["error_size_p95_mm"] = sizes.quantile(0.95);
     return out;
 }
 
-Json tracking_json(const RunResult& result) {
+Json tracking_json(const RunFacts& facts, const Scores& scores) {
     Json out;
-    out["tracks"] = result.tracks;
-    if (!result.source.has_truth) return out;
-    const TrackingScore& score = result.tracking;
+    out["tracks"] = scores.tracks;
+    if (!facts.source.has_truth) return out;
+    const TrackingScore& score = scores.tracking;
     out["identity_switches"] = score.switches;
     out["mota"] = score.mota();
     out["idf1"] = score.idf1();
@@ -209,17 +164,17 @@ Json detection_json(const DetectionScore& score) {
             {"false_boxes", score.false_boxes}};
 }
 
-Json timing_json(const Timing& timing) {
-    return {{"mean", timing.mean}, {"median", timing.median}, {"p95", timing.p95}};
+Json timing_json(const Samples& times) {
+    return {{"mean", times.mean()}, {"median", times.quantile(0.5)}, {"p95", times.quantile(0.95)}};
 }
 
-Json times_json(const RunResult& result) {
+Json times_json(const Timings& times) {
     Json out;
-    out["simulation"] = timing_json(result.simulation);
-    out["detection"] = timing_json(result.detecting);
-    out["tracker"] = timing_json(result.tracker);
-    out["library"] = timing_json(result.library);
-    out["pass"] = timing_json(result.pass);
+    out["simulation"] = timing_json(times.source_ms);
+    out["detection"] = timing_json(times.detection_ms);
+    out["tracker"] = timing_json(times.tracker_ms);
+    out["library"] = timing_json(times.library_ms);
+    out["pass"] = timing_json(times.pass_ms);
     return out;
 }
 
@@ -260,43 +215,48 @@ Json link_json(const LinkFigures& link) {
             {"slaves", std::move(slaves)}};
 }
 
+Json pace_json(const PaceFigures& pace) {
+    return {{"frames", pace.frames},
+            {"late", pace.late},
+            {"most_late_ms", rounded(pace.most_late_ms, 0.1)}};
+}
+
+Json left_over_json(const LeftOver& left) {
+    return {{"blocks", left.loans.blocks},
+            {"mappings", left.loans.mappings},
+            {"images", left.images},
+            {"wrong_returns", left.loans.errors},
+            {"undelivered_messages", left.undelivered_messages},
+            {"refused_messages", left.refused_messages}};
+}
+
 }  // namespace
 
-void write_summary(const RunResult& result, const std::string& path) {
+void write_summary(const RunFacts& facts, const Scores& scores, const Evidence& evidence,
+                   const std::string& path) {
     Json root;
-    root["run"] = run_json(result);
-    root["lines"] = lines_json(result);
-    root["totals"] = totals_json(result);
-    root["regions"] = regions_json(result);
-    if (result.source.has_truth && !result.regions.empty()) {
-        root["stay_time"] = stay_time_json(result.region_stats);
+    root["run"] = run_json(facts);
+    root["lines"] = lines_json(facts, scores);
+    root["totals"] = totals_json(facts, scores);
+    root["regions"] = regions_json(facts, scores);
+    if (facts.source.has_truth && !facts.regions.empty()) {
+        root["stay_time"] = stay_time_json(scores.stays);
     }
-    if (result.heat) root["heat_map"] = heat_map_json(result);
-    if (uses_staff_model(result.options)) {
-        root["totals"]["staff"] = result.staff_counted;
-        if (result.region_stats.staff) root["staff"] = staff_json(*result.region_stats.staff);
+    if (evidence.heat) root["heat_map"] = heat_map_json(facts, scores, *evidence.heat);
+    if (uses_staff_model(facts.options)) {
+        root["totals"]["staff"] = scores.staff_crossings;
+        if (scores.staff) root["staff"] = staff_json(*scores.staff);
     }
-    root["heights"] = heights_json(result);
-    if (result.source.has_truth) root["detection"] = detection_json(result.detection);
-    root["tracking"] = tracking_json(result);
-    root["ms_per_frame"] = times_json(result);
-    root["wall_seconds"] = result.wall_s;
-    root["times_real_time"] = result.wall_s > 0.0 ? result.scene_s / result.wall_s : 0.0;
-    if (result.pace) {
-        root["pace"] = {{"frames", result.pace->frames},
-                        {"late", result.pace->late},
-                        {"most_late_ms", rounded(result.pace->most_late_ms, 0.1)}};
-    }
-    if (result.link) root["link"] = link_json(*result.link);
-    root["left_over"] = {{"blocks", result.loans.blocks},
-                         {"mappings", result.loans.mappings},
-                         {"images", result.images_left},
-                         {"wrong_returns", result.loans.errors},
-                         {"undelivered_messages", result.undelivered_messages},
-                         {"refused_messages", result.refused_messages}};
-    root["crossings"] = crossings_json(result);
-    if (result.source.has_truth) root["true_crossings"] = true_crossings_json(result);
-    root["groups"] = groups_json(result);
+    root["groups"] = {{"count", scores.groups.groups}, {"members", scores.groups.members}};
+    root["heights"] = heights_json(facts, scores);
+    if (facts.source.has_truth) root["detection"] = detection_json(scores.detection);
+    root["tracking"] = tracking_json(facts, scores);
+    root["ms_per_frame"] = times_json(facts.timings);
+    root["wall_seconds"] = facts.wall_s;
+    root["times_real_time"] = facts.wall_s > 0.0 ? facts.scene_s / facts.wall_s : 0.0;
+    if (facts.pace) root["pace"] = pace_json(*facts.pace);
+    if (facts.link) root["link"] = link_json(*facts.link);
+    root["left_over"] = left_over_json(facts.left);
     std::ofstream out(path);
     // The name of a folder can be any bytes; the file is UTF-8 all the same.
     out << root.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';

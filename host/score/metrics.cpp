@@ -2,6 +2,7 @@
 #include "host/score/metrics.h"
 
 #include <algorithm>
+#include <set>
 
 #include "host/base/overlap.h"
 #include "host/tracker/assignment.h"
@@ -64,6 +65,33 @@ double ratio(std::int64_t part, std::int64_t whole) {
     return whole == 0 ? 1.0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
+// Boxes explained by the best one-to-one naming of tracks: pairs of person and track and the frames
+// that they were matched.
+std::int64_t best_naming(const std::map<std::pair<int, int>, std::int64_t>& together) {
+    std::map<int, int> row_of_person;
+    std::map<int, int> column_of_track;
+    for (const auto& [pair, frames] : together) {
+        row_of_person.try_emplace(pair.first, static_cast<int>(row_of_person.size()));
+        column_of_track.try_emplace(pair.second, static_cast<int>(column_of_track.size()));
+    }
+    Assignment assignment;
+    assignment.reset(static_cast<int>(row_of_person.size()),
+                     static_cast<int>(column_of_track.size()));
+    for (const auto& [pair, frames] : together) {
+        assignment.set(row_of_person.at(pair.first), column_of_track.at(pair.second),
+                       static_cast<float>(frames));
+    }
+    const std::vector<int>& column = assignment.solve();
+    std::int64_t matches = 0;
+    for (const auto& [pair, frames] : together) {
+        if (column[static_cast<std::size_t>(row_of_person.at(pair.first))] ==
+            column_of_track.at(pair.second)) {
+            matches += frames;
+        }
+    }
+    return matches;
+}
+
 }  // namespace
 
 double box_overlap(const PixelBox& a, const PixelBox& b) {
@@ -107,9 +135,14 @@ double TrackingScore::idf1() const {
 
 std::map<int, int> TrackingMeter::add_frame(const std::vector<TruePerson>& people,
                                             const std::vector<TrackedBox>& tracks) {
+    ++frame_;
+    for (const TruePerson& person : people)
+        person_seen_[person.id] = frame_;
     std::vector<PixelBox> boxes;
-    for (const TrackedBox& track : tracks)
+    for (const TrackedBox& track : tracks) {
         boxes.push_back(track.box);
+        track_seen_[track.id] = frame_;
+    }
     std::vector<int> kept(people.size(), kNone);
     for (std::size_t p = 0; p < people.size(); ++p) {
         const auto previous = current_track_.find(people[p].id);
@@ -142,42 +175,43 @@ std::map<int, int> TrackingMeter::add_frame(const std::vector<TruePerson>& peopl
     const std::int64_t false_boxes = count_false(people, boxes, match);
     score_.false_boxes += false_boxes;
     score_.reported += false_boxes;
+    if (frame_ % memory_frames_ == 0) settle_gone();
     return current_track_;
 }
 
 TrackingScore TrackingMeter::score() const {
-    std::map<int, int> row_of_person;
-    std::map<int, int> column_of_track;
-    for (const auto& [pair, frames] : together_) {
-        row_of_person.try_emplace(pair.first, static_cast<int>(row_of_person.size()));
-        column_of_track.try_emplace(pair.second, static_cast<int>(column_of_track.size()));
-    }
-    Assignment assignment;
-    assignment.reset(static_cast<int>(row_of_person.size()),
-                     static_cast<int>(column_of_track.size()));
-    for (const auto& [pair, frames] : together_) {
-        assignment.set(row_of_person.at(pair.first), column_of_track.at(pair.second),
-                       static_cast<float>(frames));
-    }
-    const std::vector<int>& column = assignment.solve();
     TrackingScore result = score_;
-    for (const auto& [pair, frames] : together_) {
-        if (column[static_cast<std::size_t>(row_of_person.at(pair.first))] ==
-            column_of_track.at(pair.second)) {
-            result.identity_matches += frames;
-        }
-    }
+    result.identity_matches += best_naming(together_);
     return result;
 }
 
-double quantile(std::vector<double> values, double share) {
-    if (values.empty()) return 0.0;
-    std::sort(values.begin(), values.end());
-    const double at = std::clamp(share, 0.0, 1.0) * static_cast<double>(values.size() - 1);
-    const auto below = static_cast<std::size_t>(at);
-    const std::size_t above = std::min(below + 1, values.size() - 1);
-    const double part = at - static_cast<double>(below);
-    return values[below] + part * (values[above] - values[below]);
+// A pair holds both of its group back while one of them was seen lately, and so on through the
+// group: what is held back grows until nothing changes.
+void TrackingMeter::settle_gone() {
+    const auto gone = [this](std::int64_t seen) { return seen + memory_frames_ < frame_; };
+    std::set<int> people;  // held back
+    std::set<int> tracks;
+    for (const auto& [person, seen] : person_seen_)
+        if (!gone(seen)) people.insert(person);
+    for (const auto& [track, seen] : track_seen_)
+        if (!gone(seen)) tracks.insert(track);
+    for (bool grown = true; grown;) {
+        grown = false;
+        for (const auto& [pair, frames] : together_) {
+            if (people.contains(pair.first)) grown = tracks.insert(pair.second).second || grown;
+            if (tracks.contains(pair.second)) grown = people.insert(pair.first).second || grown;
+        }
+    }
+    Together settled;
+    std::erase_if(together_, [&](const auto& entry) {
+        if (people.contains(entry.first.first)) return false;
+        settled.insert(entry);
+        return true;
+    });
+    score_.identity_matches += best_naming(settled);
+    std::erase_if(person_seen_, [&](const auto& entry) { return !people.contains(entry.first); });
+    std::erase_if(track_seen_, [&](const auto& entry) { return !tracks.contains(entry.first); });
+    std::erase_if(last_track_, [&](const auto& entry) { return !people.contains(entry.first); });
 }
 
 }  // namespace host

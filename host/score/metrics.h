@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/engine/sink.h"
 #include "host/frames/frame_source.h"
 
 namespace host {
@@ -14,12 +15,6 @@ namespace host {
 inline constexpr double kMatchIou = 0.5;
 
 double box_overlap(const PixelBox& a, const PixelBox& b);
-
-// A box with the identity that the tracker gave it.
-struct TrackedBox {
-    int id = 0;
-    PixelBox box;
-};
 
 struct DetectionScore {
     std::int64_t truths = 0;  // people who had to be found, over all frames
@@ -54,9 +49,14 @@ struct TrackingScore {
 };
 
 // CLEAR-MOT and identity scores. In each frame a person first keeps the track of the previous
-// frame while they still overlap enough; the rest is assigned optimally.
+// frame while they still overlap enough; the rest is assigned optimally. The best one-to-one naming
+// of all tracks falls apart into groups of people and tracks that ever lay on each other, so a
+// group is settled, and forgotten, once nobody of it was seen for a while.
 class TrackingMeter {
   public:
+    // Who was not seen for `memory_frames` frames does not come back under the same number.
+    explicit TrackingMeter(std::int64_t memory_frames) : memory_frames_(memory_frames) {}
+
     // Gives the track of each person matched in this frame, people who are not clear included.
     std::map<int, int> add_frame(const std::vector<TruePerson>& people,
                                  const std::vector<TrackedBox>& tracks);
@@ -64,13 +64,19 @@ class TrackingMeter {
     TrackingScore score() const;
 
   private:
-    TrackingScore score_;
-    std::map<int, int> last_track_;     // of each person, at the last match
-    std::map<int, int> current_track_;  // of each person matched in the previous frame
-    std::map<std::pair<int, int>, std::int64_t> together_;  // frames of person and track matched
-};
+    // Frames of person and track matched.
+    using Together = std::map<std::pair<int, int>, std::int64_t>;
 
-// Value at `share` (0 to 1) of the sorted values, interpolated; 0 when there are none.
-double quantile(std::vector<double> values, double share);
+    void settle_gone();
+
+    std::int64_t memory_frames_;
+    std::int64_t frame_ = 0;                   // frames added
+    TrackingScore score_;                      // with the identity matches of settled groups
+    std::map<int, int> last_track_;            // of each person, at the last match
+    std::map<int, int> current_track_;         // of each person matched in the previous frame
+    std::map<int, std::int64_t> person_seen_;  // frame in which each was there last
+    std::map<int, std::int64_t> track_seen_;
+    Together together_;
+};
 
 }  // namespace host

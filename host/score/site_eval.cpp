@@ -84,9 +84,8 @@ std::string right_aligned(const std::string& text, std::size_t width) {
 
 std::vector<MergedTrack> merged_tracks(const TracksShown& message) {
     std::vector<MergedTrack> tracks;
-    for (const SHOW_OBJ_S& shown : message.tracks) {
-        tracks.push_back(
-            {static_cast<int>(shown.trackId), {shown.x + 0.5 * shown.w, shown.y + 0.5 * shown.h}});
+    for (const ShownTrack& shown : message.tracks) {
+        tracks.push_back({shown.track, {shown.x + 0.5 * shown.w, shown.y + 0.5 * shown.h}});
     }
     return tracks;
 }

@@ -6,18 +6,21 @@
 namespace host {
 
 EventFile::EventFile(const std::string& path) : path_(path), out_(path) {
-    if (!out_) throw std::runtime_error("cannot write \"" + path_ + "\"");
+    check();
 }
 
-void EventFile::write(const Event& event) {
-    if (failed_) return;
+void EventFile::on_event(const Event& event) {
     out_ << to_json_line(event) << '\n';
-    if (!out_) failed_ = true;
+    check();
 }
 
 void EventFile::finish() {
     out_.close();
-    if (failed_ || !out_) throw std::runtime_error("cannot write \"" + path_ + "\"");
+    check();
+}
+
+void EventFile::check() const {
+    if (!out_) throw std::runtime_error("cannot write \"" + path_ + "\"");
 }
 
 }  // namespace host

@@ -1,30 +1,28 @@
 // events.jsonl, written while the run goes on: a long run must not keep its messages in memory.
 #pragma once
 
-#include <atomic>
 #include <fstream>
 #include <string>
 
-#include "host/engine/events.h"
+#include "host/engine/sink.h"
 
 namespace host {
 
-class EventFile {
+class EventFile final : public Sink {
   public:
     // Throws std::runtime_error when the file cannot be opened.
     explicit EventFile(const std::string& path);
 
-    // Appends the event as one line. Does nothing after a failed write.
-    void write(const Event& event);
-    // Whether a write failed, so that the run can end; any thread may ask.
-    bool failed() const { return failed_; }
+    // Appends the event as one line. Throws std::runtime_error when that fails.
+    void on_event(const Event& event) override;
     // Ends the file. Throws std::runtime_error when not everything could be written.
-    void finish();
+    void finish() override;
 
   private:
+    void check() const;
+
     std::string path_;
     std::ofstream out_;
-    std::atomic<bool> failed_{false};
 };
 
 }  // namespace host

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// With those that the frame pool holds this bounds the memory, at 0.8 MB a picture.
+// Bounds the memory, at 0.8 MB a picture.
 constexpr std::size_t kMostWaiting = 12;
 
 // The encoder finds the container by the ending of the name, and results under work have another
@@ -104,41 +104,38 @@ LiveVideo::~LiveVideo() {
     stop();
 }
 
-void LiveVideo::add_picture(std::int64_t frame_number, const FramePlanes& planes) {
-    if (planes.blank) return;
-    Picture picture{frame_number, {}};
-    {
-        const std::lock_guard lock(mutex_);
-        if (error_) return;
-        if (!spare_.empty()) {
-            picture.colour_nv12 = std::move(spare_.back());
-            spare_.pop_back();
-        }
-    }
-    picture.colour_nv12 = planes.colour_nv12;
+std::vector<std::uint8_t> LiveVideo::take_spare() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return error_ || pictures_.size() < kMostWaiting; });
+    if (error_) std::rethrow_exception(error_);
+    if (spare_.empty()) return {};
+    std::vector<std::uint8_t> spare = std::move(spare_.back());
+    spare_.pop_back();
+    return spare;
+}
+
+void LiveVideo::on_frame(const FrameView& frame) {
+    if (frame.planes.blank) return;
+    Picture picture{frame.number, frame.time_s, take_spare()};
+    picture.colour_nv12 = frame.planes.colour_nv12;
     const std::lock_guard lock(mutex_);
     pictures_.push_back(std::move(picture));
     changed_.notify_all();
 }
 
-void LiveVideo::add_event(const Event& event) {
+void LiveVideo::on_event(const Event& event) {
     if (!is_shown(event)) return;
     const std::lock_guard lock(mutex_);
     if (!error_) events_.push_back(event);
 }
 
-void LiveVideo::end_frame(std::int64_t frame_number) {
+void LiveVideo::end_frame(const PassReport& report) {
     const std::lock_guard lock(mutex_);
-    ended_ = frame_number;
+    ended_ = report.number;
     changed_.notify_all();
 }
 
-void LiveVideo::wait_for_room() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return error_ || pictures_.size() < kMostWaiting; });
-}
-
-void LiveVideo::close() {
+void LiveVideo::finish() {
     stop();
     if (error_) std::rethrow_exception(error_);
     check_file();
@@ -194,8 +191,7 @@ void LiveVideo::draw(const Picture& picture) {
             events_.pop_front();
         }
     }
-    const double time_s = static_cast<double>(picture.frame_number) / setup_.frames_per_second;
-    view_.draw(to_colour(picture.colour_nv12), picture.frame_number, time_s, drawn_);
+    view_.draw(to_colour(picture.colour_nv12), picture.frame_number, picture.time_s, drawn_);
     encoder_->write(drawn_);
     ++written_;
 }

@@ -12,14 +12,14 @@
 #include <vector>
 
 #include "host/draw/live_view.h"
-#include "host/platform/frame_pool.h"
+#include "host/engine/sink.h"
 
 namespace host {
 
 // Draws and encodes on a thread of its own. Every frame is drawn with all of its own messages and
 // none of a later frame, however the threads run: it waits until end_frame() says that they have
-// come.
-class LiveVideo {
+// come. While many pictures are still to be drawn on_frame() waits.
+class LiveVideo final : public Sink {
   public:
     struct Setup {
         std::string path;  // any name; the file is an MP4
@@ -29,37 +29,26 @@ class LiveVideo {
 
     // Throws std::runtime_error when the file or the thread cannot be made.
     explicit LiveVideo(Setup setup);
-    // Without close() what was not drawn yet is left out.
+    // Without finish() what was not drawn yet is left out.
     ~LiveVideo();
     LiveVideo(const LiveVideo&) = delete;
     LiveVideo& operator=(const LiveVideo&) = delete;
 
-    // Thread of the analysis, at the end of each pass, with rising numbers; copies the colour
-    // picture and never waits. Frames fed after the end of the source are left out.
-    void add_picture(std::int64_t frame_number, const FramePlanes& planes);
+    // Copies the colour picture; frames fed after the end of the source are left out. Throws what
+    // went wrong with drawing or writing since the last call.
+    void on_frame(const FrameView& frame) override;
+    void on_event(const Event& event) override;
+    void end_frame(const PassReport& report) override;
+    // Draws what is left and ends the file. Throws std::runtime_error when anything went wrong.
+    void finish() override;
 
-    // Bus thread; never waits for drawing.
-    void add_event(const Event& event);
-
-    // Bus thread, when everything that was sent up to the end of this frame's pass was given to
-    // add_event().
-    void end_frame(std::int64_t frame_number);
-
-    // Thread that makes the frames, before each one: waits while many pictures are still to be
-    // drawn. The analysis must not wait for that itself, because it holds the lock that the
-    // delivery of messages may need.
-    void wait_for_room();
-
-    // After the last message: draws what is left and ends the file. Throws std::runtime_error when
-    // anything went wrong since the beginning. At most once.
-    void close();
-
-    // Pictures written; after close().
+    // Pictures written; after finish().
     std::int64_t frames() const { return written_; }
 
   private:
     struct Picture {
         std::int64_t frame_number = 0;
+        double time_s = 0.0;
         std::vector<std::uint8_t> colour_nv12;
     };
     class Encoder;
@@ -69,6 +58,7 @@ class LiveVideo {
     void draw(const Picture& picture);
     void stop();
     void check_file() const;
+    std::vector<std::uint8_t> take_spare();
 
     Setup setup_;
     // Only touched by the video's thread.

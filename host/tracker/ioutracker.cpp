@@ -2,15 +2,10 @@
 #include <chrono>
 #include <optional>
 
+#include "host/platform/pass_observer.h"
 #include "host/tracker/iou_tracker.h"
-#include "host/tracker/tracker_observer.h"
 
 namespace {
-
-host::TrackerObserver& observer() {
-    static host::TrackerObserver instance;
-    return instance;
-}
 
 struct Instance {
     std::optional<host::IouTracker> tracker;
@@ -29,10 +24,6 @@ host::IouTracker* running(int inst) {
 }
 
 }  // namespace
-
-void host::set_tracker_observer(TrackerObserver value) {
-    observer() = std::move(value);
-}
 
 extern "C" {
 
@@ -64,7 +55,7 @@ int ioutracker_add_object(int inst, const IOU_TRK_OBJ_S* obj) {
     host::IouTracker* const tracker = running(inst);
     if (tracker == nullptr || obj == nullptr) return -1;
     if (!tracker->add_object(*obj)) return -1;
-    if (observer()) instance(inst)->objects.push_back(*obj);
+    if (host::pass_observer() != nullptr) instance(inst)->objects.push_back(*obj);
     return 0;
 }
 
@@ -74,8 +65,9 @@ IOU_TRK_RSLT_S ioutracker_update(int inst) {
     const auto start = std::chrono::steady_clock::now();
     if (tracker != nullptr) tracker->update(result);
     const auto elapsed = std::chrono::steady_clock::now() - start;
-    if (tracker != nullptr && observer()) {
-        observer()(inst, instance(inst)->objects, result, elapsed);
+    host::PassObserver* const observer = host::pass_observer();
+    if (tracker != nullptr && observer != nullptr) {
+        observer->tracked(inst, instance(inst)->objects, result, elapsed);
     }
     return result;
 }

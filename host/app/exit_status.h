@@ -1,0 +1,10 @@
+// What the program ends with.
+#pragma once
+
+namespace host {
+
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitWrongInput = 2;
+
+}  // namespace host

@@ -1,0 +1,35 @@
+// A table with one header line, written row by row.
+#pragma once
+
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+class CsvFile {
+  public:
+    // Throws std::runtime_error when the file cannot be opened. An empty path: nothing is written.
+    CsvFile(const std::string& path, const std::string& header);
+
+    // Fields that hold what parts fields are quoted. Throws std::runtime_error when that fails.
+    void add_row(const std::vector<std::string>& fields);
+    // Throws std::runtime_error when not everything could be written.
+    void finish();
+
+  private:
+    void check() const;
+
+    std::string path_;
+    std::ofstream out_;
+};
+
+// Numbers of a table with up to six digits; nothing for a value that is not known.
+std::string csv_number(double value);
+std::string csv_number(const std::optional<double>& value);
+std::string csv_number(const std::optional<int>& value);
+// Seconds to the millisecond, however many they are.
+std::string csv_seconds(double value_s);
+
+}  // namespace host

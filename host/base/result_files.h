@@ -1,0 +1,20 @@
+// Names of the files in a folder of results.
+#pragma once
+
+namespace host {
+
+inline constexpr const char* kEventsFile = "events.jsonl";
+inline constexpr const char* kCrossingsFile = "crossings.csv";
+inline constexpr const char* kTrueCrossingsFile = "true_crossings.csv";
+inline constexpr const char* kRegionsFile = "regions.csv";
+inline constexpr const char* kStaysFile = "stays.csv";
+inline constexpr const char* kSummaryFile = "summary.json";
+inline constexpr const char* kLogFile = "library.log";
+inline constexpr const char* kLiveFile = "live.mp4";
+inline constexpr const char* kPictureFile = "picture.png";
+inline constexpr const char* kHeatDwellFile = "heat_dwell.png";
+inline constexpr const char* kHeatMotionFile = "heat_motion.png";
+inline constexpr const char* kSitePictureFile = "site_picture.png";
+inline constexpr const char* kSitePlanFile = "site_plan.png";
+
+}  // namespace host

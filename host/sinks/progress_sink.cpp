@@ -1,0 +1,63 @@
+// Text of the progress line.
+#include "host/sinks/progress_sink.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+namespace host {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr int kBarWidth = 30;
+constexpr std::chrono::milliseconds kEvery{100};
+constexpr std::chrono::seconds kFirst{1};  // before it there is no rate to speak of
+
+std::string bar(double share) {
+    const auto filled = static_cast<std::size_t>(share * kBarWidth);
+    char percent[16];
+    std::snprintf(percent, sizeof percent, " %3.0f %%", share * 100.0);
+    return " [" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "]" + percent;
+}
+
+}  // namespace
+
+void ProgressSink::on_event(const Event& event) {
+    const auto* counted = std::get_if<PersonCounted>(&event.payload);
+    if (counted == nullptr || counted->direction < 1 || counted->direction > 2) return;
+    ++counted_[static_cast<std::size_t>(counted->direction - 1)];
+}
+
+void ProgressSink::end_frame(const PassReport& report) {
+    if (report.blank) return;
+    const auto now = steady_clock::now();
+    if (frames_++ == 0) {
+        start_ = now;
+        next_ = now + kFirst;
+    }
+    if (now < next_) return;
+    next_ = now + kEvery;
+    const double elapsed_s = std::chrono::duration<double>(now - start_).count();
+    display_.update(0, line(report.time_s, static_cast<double>(frames_) / elapsed_s));
+}
+
+std::string ProgressSink::line(double time_s, double frames_per_second) const {
+    std::string text;
+    if (display_.terminal() && setup_.total_frames > 0.0) {
+        text = bar(std::min(static_cast<double>(frames_) / setup_.total_frames, 1.0));
+    }
+    char part[96];
+    std::snprintf(part, sizeof part, " %7.1f s  %5.0f frames/s (%.1fx)", time_s, frames_per_second,
+                  frames_per_second / setup_.frames_per_second);
+    text += part;
+    if (setup_.pace != nullptr) {
+        text += "  late " + std::to_string(setup_.pace->figures().late);
+    }
+    if (setup_.counts) {
+        text += "  counted " + std::to_string(counted_[0]) + " | " + std::to_string(counted_[1]);
+    }
+    return text;
+}
+
+}  // namespace host
