@@ -32,20 +32,33 @@ namespace fs = std::filesystem;
 
 const fs::path kProject = VCA_PROJECT_DIR;
 
+struct Outcome : host::RunOutcome {
+    std::vector<host::Event> counted;  // people
+};
+
 struct Case {
     std::string name;
     host::RunOptions options;
-    std::function<std::string(const host::RunResult&)> report;
+    std::function<std::string(const Outcome&)> report;
 };
 
 // ---- One run in a child process ----
+
+class CountedPeople final : public host::Sink {
+  public:
+    void on_event(const host::Event& event) override {
+        if (std::holds_alternative<host::PersonCounted>(event.payload)) events.push_back(event);
+    }
+    std::vector<host::Event> events;
+};
 
 std::string run_here(const Case& one) {
     const int null = open("/dev/null", O_WRONLY);
     dup2(null, STDOUT_FILENO);
     close(null);
     host::RunPlan plan = host::prepare_run(one.options);
-    return one.report(host::run(plan, {}));
+    CountedPeople counted;
+    return one.report({host::run_for_scores(plan, {&counted}), counted.events});
 }
 
 std::string run_in_child(const Case& one) {
@@ -92,14 +105,14 @@ std::string count_cell(const host::DirectionCount& count) {
     return format("%d / %d (%.1f %%)", count.counted, count.truth, share);
 }
 
-std::string truth_row(const std::string& name, const host::RunResult& r) {
+std::string truth_row(const std::string& name, const Outcome& r) {
     return format(
         "| %s | %s | %s | %.2f / %.2f %% | %lld | %.1f %% | %.1f %% | %+.0f / %.0f mm |\n",
-        name.c_str(), count_cell(r.totals[0]).c_str(), count_cell(r.totals[1]).c_str(),
-        100 * r.detection.precision(), 100 * r.detection.recall(),
-        static_cast<long long>(r.tracking.switches), 100 * r.tracking.mota(),
-        100 * r.tracking.idf1(), host::quantile(r.height_errors_mm, 0.5),
-        host::quantile(r.height_error_sizes_mm, 0.95));
+        name.c_str(), count_cell(r.scores.totals[0]).c_str(),
+        count_cell(r.scores.totals[1]).c_str(), 100 * r.scores.detection.precision(),
+        100 * r.scores.detection.recall(), static_cast<long long>(r.scores.tracking.switches),
+        100 * r.scores.tracking.mota(), 100 * r.scores.tracking.idf1(),
+        r.scores.height_errors_mm.quantile(0.5), r.scores.height_error_sizes_mm.quantile(0.95));
 }
 
 constexpr char kTruthHead[] =
@@ -122,23 +135,24 @@ constexpr char kRegionHead[] =
     "| stays, compared / missed | error of the time, median / 95 % | heat map / true |\n"
     "|---|---|---|---|---|---|---|\n";
 
-std::string region_row(const std::string& name, const host::RunResult& r) {
-    const host::RegionStats& stats = r.region_stats;
-    const auto mean = [&stats](double host::Occupancy::*figure) {
-        return host::mean_of_regions(stats, figure);
+std::string region_row(const std::string& name, const Outcome& r) {
+    const host::Scores& scores = r.scores;
+    const auto mean = [&scores](double host::Occupancy::*figure) {
+        return host::mean_of_regions(scores.regions, figure);
     };
-    const double heat_s = r.heat ? host::heat_seconds(*r.heat) : 0.0;
+    const double heat_s = r.evidence.heat ? host::heat_seconds(*r.evidence.heat) : 0.0;
     return format("| %s | %zu | %.2f, %.2f, %.2f | %.2f, %.2f |", name.c_str(),
-                  stats.regions.size(), mean(&host::Occupancy::mean),
+                  scores.regions.size(), mean(&host::Occupancy::mean),
                   mean(&host::Occupancy::inside_mean), mean(&host::Occupancy::true_mean),
                   mean(&host::Occupancy::mean_abs_error),
                   mean(&host::Occupancy::inside_abs_error)) +
-           format(" %zu / %d of %d | %.2f / %.2f s |", stats.stay_error_sizes_s.size(),
-                  stats.true_long_stays_missed, stats.true_long_stays,
-                  host::quantile(stats.stay_error_sizes_s, 0.5),
-                  host::quantile(stats.stay_error_sizes_s, 0.95)) +
-           format(" %.0f / %.0f s (%.0f %%) |\n", heat_s, stats.true_view_s,
-                  stats.true_view_s > 0.0 ? 100.0 * heat_s / stats.true_view_s : 0.0);
+           format(" %lld / %d of %d | %.2f / %.2f s |",
+                  static_cast<long long>(scores.stays.error_sizes_s.count()),
+                  scores.stays.true_long_stays_missed, scores.stays.true_long_stays,
+                  scores.stays.error_sizes_s.quantile(0.5),
+                  scores.stays.error_sizes_s.quantile(0.95)) +
+           format(" %.0f / %.0f s (%.0f %%) |\n", heat_s, scores.true_view_s,
+                  scores.true_view_s > 0.0 ? 100.0 * heat_s / scores.true_view_s : 0.0);
 }
 
 // ---- Staff: the decision on each track against what the person wears ----
@@ -148,9 +162,9 @@ constexpr char kStaffHead[] =
     "|---|---|---|---|---|---|\n";
 
 // Nothing for a scene without staff.
-std::string staff_row(const std::string& name, const host::RunResult& r) {
-    if (!r.region_stats.staff) return "";
-    const host::StaffScore& score = *r.region_stats.staff;
+std::string staff_row(const std::string& name, const Outcome& r) {
+    if (!r.scores.staff) return "";
+    const host::StaffScore& score = *r.scores.staff;
     return format("| %s | %d | %d | %.1f %% | %.1f %% | %.1f %% |\n", name.c_str(), score.tracks(),
                   score.right_staff + score.missed, 100 * score.precision(), 100 * score.recall(),
                   100 * score.accuracy());
@@ -163,10 +177,10 @@ constexpr char kSeedsHead[] =
     "error |\n|---|---|---|---|---|\n";
 
 // Truth and size of the error of one run, for seeds_row.
-std::string count_errors(const host::RunResult& r) {
+std::string count_errors(const Outcome& r) {
     int truth = 0;
     int wrong = 0;
-    for (const auto& line : r.counts)
+    for (const auto& line : r.scores.counts)
         for (const host::DirectionCount& count : line) {
             truth += count.truth;
             wrong += std::abs(count.counted - count.truth);
@@ -258,16 +272,18 @@ HeadScore score_heads(const host::RunOptions& options, const std::map<int, Head>
     return score;
 }
 
-std::string recording_report(const host::RunResult& r, const std::map<int, Head>& heads) {
-    const HeadScore score = score_heads(r.options, heads);
+std::string recording_report(const Outcome& r, const std::map<int, Head>& heads) {
+    const HeadScore score = score_heads(r.facts.options, heads);
     std::vector<double> heights;
     std::string crossings;
-    for (const host::Crossing& c : r.crossings) {
-        heights.push_back(c.height_mm);
+    for (const host::Event& event : r.counted) {
+        const auto& c = std::get<host::PersonCounted>(event.payload);
+        heights.push_back(c.box.height_mm);
         const bool across = c.line == 0;
-        crossings += format(
-            "%s%s %s in frame %lld", crossings.empty() ? "" : "; ", across ? "u = 256" : "v = 212",
-            (c.direction == 1) == across ? "+" : "-", static_cast<long long>(c.frame) + 1);
+        crossings +=
+            format("%s%s %s in frame %lld", crossings.empty() ? "" : "; ",
+                   across ? "u = 256" : "v = 212", (c.direction == 1) == across ? "+" : "-",
+                   static_cast<long long>(event.frame_number) + 1);
     }
     const auto labelled = static_cast<double>(heads.size());
     return format("- head within 20 px of the label: %.1f %% of %zu labelled frames\n",
@@ -308,8 +324,7 @@ host::RunOptions recording_options(const fs::path& folder) {
 }
 
 Case truth_case(const std::string& name, host::RunOptions options) {
-    return {name, std::move(options),
-            [name](const host::RunResult& r) { return truth_row(name, r); }};
+    return {name, std::move(options), [name](const Outcome& r) { return truth_row(name, r); }};
 }
 
 std::vector<Case> truth_cases(const fs::path& data) {
@@ -349,7 +364,7 @@ std::vector<Case> staff_cases() {
     for (const std::string& scene : sim::scene_names()) {
         host::RunOptions options = scene_options(scene);
         options.staff = "vest";
-        cases.push_back({scene + ", --staff vest", options, [scene](const host::RunResult& r) {
+        cases.push_back({scene + ", --staff vest", options, [scene](const Outcome& r) {
                              return region_row(scene, r) + '\f' + staff_row(scene, r);
                          }});
     }
@@ -358,7 +373,7 @@ std::vector<Case> staff_cases() {
 
 Case recording_case(const fs::path& data) {
     const fs::path folder = data / "depth_walk";
-    return {"recording", recording_options(folder), [folder](const host::RunResult& r) {
+    return {"recording", recording_options(folder), [folder](const Outcome& r) {
                 return recording_report(r, read_heads(folder / "heads.csv"));
             }};
 }

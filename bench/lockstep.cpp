@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -21,6 +22,7 @@
 
 #include "host/base/picture.h"
 #include "host/engine/session.h"
+#include "host/score/samples.h"
 #include "host/score/site_scene.h"
 #include "host/settings/site_config.h"
 #include "host/settings/site_map.h"
@@ -107,29 +109,23 @@ struct Report {
 };
 static_assert(std::is_trivially_copyable_v<Report>);
 
-void make_blank(host::SourceFrame& frame, std::int64_t number, double fps) {
-    frame.planes.colour_nv12.assign(host::kColourWidth * host::kColourHeight * 3 / 2, 128);
-    frame.planes.depth_nv12.assign(host::kDepthWidth * host::kDepthHeight * 3 / 2, 128);
-    frame.planes.raw_mm.assign(host::kDepthWidth * host::kDepthHeight, 0);
-    frame.planes.blank = true;
-    frame.number = number;
-    frame.time_s = static_cast<double>(number) / fps;
-}
-
 // A device's frames with the closing frames behind them.
-class Frames {
+class Frames final : public host::FrameFeed {
   public:
     Frames(const host::Site& site, const host::SiteDevice& device)
         : fps_(site.frames_per_second),
           source_(host::open_site_view(host::view_setup(site, device))) {}
 
-    bool next(host::SourceFrame& frame) {
+    bool next(host::SourceFrame& frame) override {
         if (closing_ == 0 && source_->next(frame)) {
             last_ = frame.number;
+            time_s_ = frame.time_s;
             return true;
         }
         if (closing_ == kClosingFrames) return false;
-        make_blank(frame, last_ + ++closing_, fps_);
+        host::make_blank(frame);
+        frame.number = last_ + ++closing_;
+        frame.time_s = time_s_ += 1.0 / fps_;
         return true;
     }
 
@@ -139,6 +135,7 @@ class Frames {
     double fps_;
     std::unique_ptr<host::FrameSource> source_;
     std::int64_t last_ = -1;
+    double time_s_ = 0.0;  // of the last frame
     int closing_ = 0;
 };
 
@@ -150,39 +147,36 @@ host::SessionSetup setup_of(const host::Site& site, const host::SiteDevice& devi
     return setup;
 }
 
-constexpr auto kNeverStop = [] { return false; };
+// The sinks of a process: its own, and a file of its events where there is a folder for these.
+class Sinks {
+  public:
+    Sinks(host::Sink& own, const std::string& folder, const std::string& who) {
+        list_.push_back(&own);
+        if (folder.empty()) return;
+        file_.emplace(folder + "/" + who + ".jsonl");
+        list_.push_back(&*file_);
+    }
+    const std::vector<host::Sink*>& list() const { return list_; }
 
-// Has every event written to DIR/WHO.jsonl too; nothing without a folder.
-std::unique_ptr<host::EventFile> keep_events(const std::string& folder, const std::string& who,
-                                             host::Listeners& listeners) {
-    if (folder.empty()) return nullptr;
-    auto file = std::make_unique<host::EventFile>(folder + "/" + who + ".jsonl");
-    listeners.on_event = [file = file.get(), next = listeners.on_event](const host::Event& event) {
-        file->write(event);
-        next(event);
-    };
-    return file;
-}
+  private:
+    std::optional<host::EventFile> file_;
+    std::vector<host::Sink*> list_;
+};
 
 // Sends one report for every frame, as soon as the frame's messages are complete.
-class Reporter {
+class Reporter final : public host::Sink {
   public:
     explicit Reporter(int fd) : fd_(fd) {}
 
-    host::Listeners listeners() {
-        host::Listeners listeners;
-        listeners.on_event = [this](const host::Event& event) {
-            if (const auto* tracks = std::get_if<host::SlaveTracks>(&event.payload)) {
-                pending_.sent = 1;
-                pending_.message = *tracks->message;
-            }
-        };
-        listeners.on_messages_end = [this](std::int64_t frame) { send(frame); };
-        return listeners;
+    void on_event(const host::Event& event) override {
+        if (const auto* tracks = std::get_if<host::SlaveTracks>(&event.payload)) {
+            pending_.sent = 1;
+            pending_.message = *tracks->message;
+        }
     }
 
-    void send(std::int64_t frame) {
-        pending_.frame = frame;
+    void end_frame(const host::PassReport& report) override {
+        pending_.frame = report.number;
         write_all(fd_, &pending_, sizeof pending_);
         pending_ = Report{};
     }
@@ -196,28 +190,17 @@ void be_slave(const host::Site& site, const host::SiteDevice& device, const std:
               int fd) {
     Frames frames(site, device);
     Reporter reporter(fd);
-    host::Listeners listeners = reporter.listeners();
-    const auto file = keep_events(events, device.name, listeners);
-    host::Recorder recorder(listeners);
-    host::Session session(setup_of(site, device, host::SiteRole::kTogether, frames), recorder);
-    const std::int64_t last = session.feed(
-        [&frames](host::SourceFrame& frame) { return frames.next(frame); }, kNeverStop);
-    reporter.send(last);
+    const Sinks sinks(reporter, events, device.name);
+    host::Session session(setup_of(site, device, host::SiteRole::kTogether, frames), sinks.list());
+    session.feed(frames);
+    session.close();
 }
 
 // What master and lone cameras tell the parent, as lines of text: "track FRAME ID X Y",
 // "count LINE DIRECTION" and "lag MEAN".
-class Notes {
+class Notes final : public host::Sink {
   public:
-    host::Listeners listeners() {
-        host::Listeners listeners;
-        listeners.on_event = [this](const host::Event& event) { add(event); };
-        return listeners;
-    }
-    std::ostringstream text;
-
-  private:
-    void add(const host::Event& event) {
+    void on_event(const host::Event& event) override {
         if (const auto* counted = std::get_if<host::PersonCounted>(&event.payload)) {
             text << "count " << counted->line << ' ' << counted->direction << '\n';
         }
@@ -228,20 +211,17 @@ class Notes {
                  << track.foot.y << '\n';
         }
     }
+    std::ostringstream text;
 };
 
 void be_alone(const host::Site& site, const host::SiteDevice& device, const std::string& events,
               int fd) {
     Frames frames(site, device);
     Notes notes;
-    host::Listeners listeners = notes.listeners();
-    const auto file = keep_events(events, device.name + "-alone", listeners);
-    {
-        host::Recorder recorder(listeners);
-        host::Session session(setup_of(site, device, host::SiteRole::kAlone, frames), recorder);
-        session.feed([&frames](host::SourceFrame& frame) { return frames.next(frame); },
-                     kNeverStop);
-    }
+    const Sinks sinks(notes, events, device.name + "-alone");
+    host::Session session(setup_of(site, device, host::SiteRole::kAlone, frames), sinks.list());
+    session.feed(frames);
+    session.close();
     const std::string text = notes.text.str();
     write_all(fd, text.data(), text.size());
 }
@@ -305,31 +285,38 @@ class Deliverer {
     double lag_frames_ = 0.0;
 };
 
+// A master's frames one by one: each takes what the slaves sent before it.
+class OneFrame final : public host::FrameFeed {
+  public:
+    OneFrame(Frames& frames, Deliverer& deliverer) : frames_(frames), deliverer_(deliverer) {}
+
+    bool next(host::SourceFrame& frame) override {
+        if (made_ || !frames_.next(frame)) return false;
+        made_ = true;
+        deliverer_.before_frame(frame.number);
+        return true;
+    }
+
+  private:
+    Frames& frames_;
+    Deliverer& deliverer_;
+    bool made_ = false;
+};
+
 void be_master(const host::Site& site, std::vector<Slave> slaves, int delay_frames,
                const std::string& events, int fd) {
-    Frames frames(site, host::master_of(site));
+    const host::SiteDevice& master = host::master_of(site);
+    Frames frames(site, master);
     Notes notes;
+    const Sinks sinks(notes, events, master.name);
     Deliverer deliverer(site, std::move(slaves), delay_frames);
-    host::Listeners listeners = notes.listeners();
-    const auto file = keep_events(events, host::master_of(site).name, listeners);
-    {
-        host::Recorder recorder(listeners);
-        host::Session session(
-            setup_of(site, host::master_of(site), host::SiteRole::kTogether, frames), recorder);
-        // Frames are fed one by one, so that each pass has ended before the next reports come.
-        bool more = true;
-        while (more) {
-            bool fed = false;
-            session.feed(
-                [&](host::SourceFrame& frame) {
-                    if (fed) return false;
-                    fed = more = frames.next(frame);
-                    if (more) deliverer.before_frame(frame.number);
-                    return more;
-                },
-                kNeverStop);
-        }
+    host::Session session(setup_of(site, master, host::SiteRole::kTogether, frames), sinks.list());
+    // Each pass has ended before the next reports come.
+    while (true) {
+        OneFrame frame(frames, deliverer);
+        if (session.feed(frame) < 0) break;
     }
+    session.close();
     deliverer.after_last_frame();
     notes.text << "lag " << deliverer.mean_lag_frames() << '\n';
     const std::string text = notes.text.str();

@@ -431,11 +431,13 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     return facts;
 }
 
-RunOutcome run_for_scores(RunPlan& plan) {
+RunOutcome run_for_scores(RunPlan& plan, const std::vector<Sink*>& more) {
     const std::atomic<bool> never{false};
     SnapshotSink evidence(snapshot_from_s(plan.source->info()));
     ScoreSink scores(score_setup(plan), {});
-    RunFacts facts = run(plan, {&evidence, &scores}, never);
+    std::vector<Sink*> sinks{&evidence, &scores};
+    sinks.insert(sinks.end(), more.begin(), more.end());
+    RunFacts facts = run(plan, sinks, never);
     return {std::move(facts), evidence.evidence(), scores.scores()};
 }
 

@@ -43,12 +43,12 @@ double snapshot_from_s(const SourceInfo& info);
 // what a sink threw.
 RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<bool>& stop);
 
-// A run without files.
+// A run without files, for its scores and for more sinks.
 struct RunOutcome {
     RunFacts facts;
     Evidence evidence;
     Scores scores;
 };
-RunOutcome run_for_scores(RunPlan& plan);
+RunOutcome run_for_scores(RunPlan& plan, const std::vector<Sink*>& more = {});
 
 }  // namespace host
