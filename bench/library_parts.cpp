@@ -108,7 +108,6 @@ void depth_map(benchmark::State& state) {
 
 void height_estimate(benchmark::State& state) {
     constexpr int kRounds = 2000;
-    constexpr int kHistory = 8;
     const bench::Muted muted;
     StagedPass pass(bench::kPeopleMax);
     for (int frame = 0; frame < bench::kWalkFrames; ++frame) {
@@ -124,7 +123,7 @@ void height_estimate(benchmark::State& state) {
     for (int round = 0; round < kRounds; ++round) {
         times.step_us.push_back(time_us([&] {
             for (TRACKER_RSLT_S& trk : tracks)
-                vca_dev_deal_obj_height(&trk, dev_calc_obj_height(&trk, image), kHistory);
+                vca_dev_deal_obj_height(&trk, dev_calc_obj_height(&trk, image));
         }));
         time_floor(times, floor, [&](Floor& f) {
             for (const TRACKER_RSLT_S& trk : tracks) {

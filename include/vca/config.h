@@ -17,17 +17,49 @@ VCA_EXTERN_C_BEGIN
 #define VCA_RGN_NUM 4      /* counting regions */
 #define VCA_EXCL_NUM 4     /* exclusion regions */
 #define VCA_POLY_PT_NUM 10 /* points of a polygon */
-#define VCA_MASK_ROWS 181
-#define VCA_MASK_COLS 320
+#define VCA_MASK_ROWS 181  /* cells of a mask from top to bottom */
+#define VCA_MASK_COLS 320  /* cells of a mask from left to right */
 
-/* ---- Payload of message 6078 (host to library), 1916 bytes, little-endian. Flags are 0 or 1. ----
- */
+/* What a device is among others (devWorkMode). */
+typedef enum VCA_WORK_MODE_E {
+    VCA_WORK_ALONE = 0,  /* counts the people it sees */
+    VCA_WORK_MASTER = 1, /* merges the people of its slaves with its own and counts those */
+    VCA_WORK_SLAVE = 2   /* sends its people to its master and counts nobody */
+} VCA_WORK_MODE_E;
 
+/* The box that stands for a person's place on a stand-alone device (StandAloneTrkMd). */
+typedef enum VCA_POSITION_E {
+    VCA_POSITION_BOX = 0,  /* the detection itself, curObj */
+    VCA_POSITION_HEAD = 1, /* headBox */
+    VCA_POSITION_FOOT = 2  /* footBox */
+} VCA_POSITION_E;
+
+/* The detection models that run (DetectModel). */
+typedef enum VCA_DETECT_MODEL_E {
+    VCA_DETECT_BOTH = 0,
+    VCA_DETECT_COLOUR = 1,
+    VCA_DETECT_DEPTH = 2
+} VCA_DETECT_MODEL_E;
+
+/* What an exclusion region leaves out, in the message (VCA_CFG_EXCL_S.type). */
+typedef enum VCA_CFG_EXCL_TYPE_E {
+    VCA_CFG_EXCL_DETECTIONS = 0, /* detections whose centre lies inside are dropped */
+    VCA_CFG_EXCL_DEPTH = 1       /* depth pixels inside take no part in heights */
+} VCA_CFG_EXCL_TYPE_E;
+
+/* The same in the configuration record (ExclType), where the numbers are the other way round. */
+typedef enum VCA_EXCL_TYPE_E { VCA_EXCL_DEPTH = 0, VCA_EXCL_DETECTIONS = 1 } VCA_EXCL_TYPE_E;
+
+/* ---- Payload of message 6078 (host to library), 1916 bytes, little-endian. The host writes every
+ * field, the library reads a copy. Flags (u8) are 0 for off and on otherwise. Padding is not read.
+ * ---- */
+
+/* A point of a line or polygon. */
 typedef struct POINT12 {
-    uint8_t en; /* point used */
-    uint8_t pad[3];
-    int32_t x;
-    int32_t y;
+    uint8_t en;     /* flag: the point is used */
+    uint8_t pad[3]; /* padding */
+    int32_t x;      /* column in pixels, at least VCA_COORD_MIN; in the coordinates of its owner */
+    int32_t y;      /* row in pixels, at least VCA_COORD_MIN */
 } POINT12;
 
 VCA_CHECK_SIZE(POINT12, 12);
@@ -35,15 +67,17 @@ VCA_CHECK_OFFSET(POINT12, en, 0);
 VCA_CHECK_OFFSET(POINT12, x, 4);
 VCA_CHECK_OFFSET(POINT12, y, 8);
 
+/* A counting line. */
 typedef struct VCA_CFG_LINE_S {
-    uint8_t LineEn; /* has no lasting effect: two valid points enable a line */
-    uint8_t pad0[3];
-    POINT12 pt[VCA_LINE_PT_NUM]; /* the polyline, colour-image pixels */
-    uint8_t UturnEn;             /* filter people who turn back on this line */
-    uint8_t pad1[3];
-    POINT12 uturn_pt[VCA_POLY_PT_NUM]; /* area around the line; none: the whole image */
-    uint8_t Flip;                      /* swap directions 1 and 2 */
-    uint8_t pad2[3];
+    uint8_t LineEn;                    /* no lasting effect: two valid points enable a line */
+    uint8_t pad0[3];                   /* padding */
+    POINT12 pt[VCA_LINE_PT_NUM];       /* the polyline from its start, colour-image pixels */
+    uint8_t UturnEn;                   /* flag: filter people who turn back on this line */
+    uint8_t pad1[3];                   /* padding */
+    POINT12 uturn_pt[VCA_POLY_PT_NUM]; /* area around the line in pixels of the cascade map; with
+                                          fewer than three points everywhere is inside */
+    uint8_t Flip;                      /* flag: swap VCA_DIR_1 and VCA_DIR_2 */
+    uint8_t pad2[3];                   /* padding */
 } VCA_CFG_LINE_S;
 
 VCA_CHECK_SIZE(VCA_CFG_LINE_S, 192);
@@ -52,13 +86,15 @@ VCA_CHECK_OFFSET(VCA_CFG_LINE_S, UturnEn, 64);
 VCA_CHECK_OFFSET(VCA_CFG_LINE_S, uturn_pt, 68);
 VCA_CHECK_OFFSET(VCA_CFG_LINE_S, Flip, 188);
 
+/* A counting region. */
 typedef struct VCA_CFG_RGN_S {
-    uint8_t used; /* the points are meant */
-    uint8_t en_a; /* region enabled when en_a or en_b is set */
-    uint8_t pad0[6];
-    uint8_t en_b;
-    uint8_t pad1[7];
-    POINT12 pt[VCA_POLY_PT_NUM];
+    uint8_t used;                /* flag: the points are meant */
+    uint8_t en_a;                /* flag: region on; either of the two flags is enough */
+    uint8_t pad0[6];             /* padding */
+    uint8_t en_b;                /* flag: the same */
+    uint8_t pad1[7];             /* padding */
+    POINT12 pt[VCA_POLY_PT_NUM]; /* the polygon in pixels of the cascade map; fewer than three
+                                    points switch the region off */
 } VCA_CFG_RGN_S;
 
 VCA_CHECK_SIZE(VCA_CFG_RGN_S, 136);
@@ -66,52 +102,55 @@ VCA_CHECK_OFFSET(VCA_CFG_RGN_S, en_a, 1);
 VCA_CHECK_OFFSET(VCA_CFG_RGN_S, en_b, 8);
 VCA_CHECK_OFFSET(VCA_CFG_RGN_S, pt, 16);
 
+/* An exclusion region. */
 typedef struct VCA_CFG_EXCL_S {
-    uint32_t reserved;
-    uint32_t type; /* 0 drops detections inside, 1 leaves depth pixels inside out of heights */
-    POINT12 pt[VCA_POLY_PT_NUM];
+    uint32_t reserved;           /* not read */
+    uint32_t type;               /* VCA_CFG_EXCL_TYPE_E; others keep the type there was */
+    POINT12 pt[VCA_POLY_PT_NUM]; /* the polygon in colour-image pixels; fewer than three points
+                                    switch the region off */
 } VCA_CFG_EXCL_S;
 
 VCA_CHECK_SIZE(VCA_CFG_EXCL_S, 128);
 VCA_CHECK_OFFSET(VCA_CFG_EXCL_S, type, 4);
 VCA_CHECK_OFFSET(VCA_CFG_EXCL_S, pt, 8);
 
+/* The message. */
 typedef struct VCA_ALGO_CFG_S {
-    int32_t devWorkMode;   /* 0 stand-alone, 1 cascade master, 2 cascade slave */
-    int32_t InstallHeight; /* camera over the floor, mm; a change resets the floor map */
-    uint8_t AcceleroEn;
-    uint8_t pad0[3];
-    int32_t TargetHeightMax; /* mm; people outside the range are not counted */
-    int32_t TargetHeightMin; /* mm */
-    uint8_t ChildDistinction;
-    uint8_t pad1[3];
-    int32_t ChildHeightThresh; /* mm */
-    int32_t StandAloneTrk;     /* nonzero: count by the foot point on a stand-alone device */
-    uint8_t GenderRecognize;
-    uint8_t pad2[3];
-    uint8_t StaffDetection;
-    uint8_t pad8[3];
-    int32_t StaffDetectSens;
-    uint8_t GroupEn; /* group counting */
-    uint8_t pad3[3];
-    int32_t GroupObjNumMax;
-    int32_t GroupObjNumMin;
-    uint8_t HtmpEn; /* heat map */
-    uint8_t pad4[3];
-    VCA_CFG_LINE_S line[VCA_LINE_NUM];
-    uint8_t RgnEn; /* region counting */
-    uint8_t pad5[3];
-    VCA_CFG_RGN_S rgn[VCA_RGN_NUM];
-    int32_t
-        cscdMapSize[4];    /* x, y, width, height of the device's area; region and U-turn polygons
-                              and track boxes are in its coordinates. Stand-alone: 0, 0, 960, 544 */
-    uint8_t ShowDetectBox; /* send message 6086 */
-    uint8_t ExclTotalEn;   /* exclusion regions on */
-    uint8_t pad6[2];
-    VCA_CFG_EXCL_S excl[VCA_EXCL_NUM];
-    uint8_t ShowHistoryBox; /* send messages 6087 and 6088 */
-    uint8_t pad7[3];
-    int32_t DetectModel; /* 0 colour and depth, 1 colour only, 2 depth only; others count as 0 */
+    int32_t devWorkMode;       /* VCA_WORK_MODE_E */
+    int32_t InstallHeight;     /* camera over the floor, mm; a change resets the floor map */
+    uint8_t AcceleroEn;        /* flag: kept and printed, without effect */
+    uint8_t pad0[3];           /* padding */
+    int32_t TargetHeightMax;   /* mm; taller people are not counted */
+    int32_t TargetHeightMin;   /* mm; smaller people are not counted */
+    uint8_t ChildDistinction;  /* flag: kept and printed, for the host's own use */
+    uint8_t pad1[3];           /* padding */
+    int32_t ChildHeightThresh; /* mm; kept and printed, for the host's own use */
+    int32_t StandAloneTrk;     /* not 0: a stand-alone device counts by the foot point */
+    uint8_t GenderRecognize;   /* flag: off reads every gender as unknown */
+    uint8_t pad2[3];           /* padding */
+    uint8_t StaffDetection;    /* flag: off reads nobody as staff */
+    uint8_t pad8[3];           /* padding */
+    int32_t StaffDetectSens;   /* kept and printed, without effect */
+    uint8_t GroupEn;           /* flag: group counting */
+    uint8_t pad3[3];           /* padding */
+    int32_t GroupObjNumMax;    /* people at which a group closes */
+    int32_t GroupObjNumMin;    /* people from which on a group is reported */
+    uint8_t HtmpEn;            /* flag: heat maps */
+    uint8_t pad4[3];           /* padding */
+    VCA_CFG_LINE_S line[VCA_LINE_NUM]; /* counting lines 0..3 */
+    uint8_t RgnEn;                     /* flag: region counting */
+    uint8_t pad5[3];                   /* padding */
+    VCA_CFG_RGN_S rgn[VCA_RGN_NUM];    /* counting regions 0..3 */
+    int32_t cscdMapSize[4];            /* x, y, width, height of the device's area in pixels, the
+                                          cascade map; region and U-turn polygons and track boxes
+                                          are in its coordinates. Stand-alone: 0, 0, 960, 544 */
+    uint8_t ShowDetectBox;             /* flag: send message 6086 */
+    uint8_t ExclTotalEn;               /* flag: exclusion regions */
+    uint8_t pad6[2];                   /* padding */
+    VCA_CFG_EXCL_S excl[VCA_EXCL_NUM]; /* exclusion regions 0..3 */
+    uint8_t ShowHistoryBox;            /* flag: send messages 6087 and 6088 */
+    uint8_t pad7[3];                   /* padding */
+    int32_t DetectModel;               /* VCA_DETECT_MODEL_E; others count as both */
 } VCA_ALGO_CFG_S;
 
 VCA_CHECK_SIZE(VCA_ALGO_CFG_S, 1916);
@@ -139,14 +178,14 @@ VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, excl, 1396);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, ShowHistoryBox, 1908);
 VCA_CHECK_OFFSET(VCA_ALGO_CFG_S, DetectModel, 1912);
 
-/* ---- The configuration record ---- */
+/* ---- The configuration record: the library writes it from message 6078 ---- */
 
 /* A polygon; its points are the leading valid ones, closed from the last back to the first. */
 typedef struct POLYGON_S {
-    uint8_t coord; /* 1 colour-image coordinates, 0 coordinates of the cascade map */
-    uint8_t pad[3];
-    int32_t x[VCA_POLY_PT_NUM];
-    int32_t y[VCA_POLY_PT_NUM];
+    uint8_t coord;              /* 1 colour-image coordinates, 0 those of the cascade map */
+    uint8_t pad[3];             /* padding */
+    int32_t x[VCA_POLY_PT_NUM]; /* columns in pixels; VCA_COORD_NONE for points not used */
+    int32_t y[VCA_POLY_PT_NUM]; /* rows in pixels; VCA_COORD_NONE for points not used */
 } POLYGON_S;
 
 VCA_CHECK_SIZE(POLYGON_S, 84);
@@ -156,7 +195,7 @@ VCA_CHECK_OFFSET(POLYGON_S, y, 44);
 
 /* A polygon rasterised to a 320 x 181 grid over the image. */
 typedef struct VCA_MASK_S {
-    int32_t result;                          /* number of cells set */
+    int32_t result;                          /* number of cells set, 0..57920 */
     char mask[VCA_MASK_ROWS][VCA_MASK_COLS]; /* 1 inside, 0 outside */
 } VCA_MASK_S;
 
@@ -166,8 +205,8 @@ VCA_CHECK_OFFSET(VCA_MASK_S, mask, 4);
 
 /* A straight piece of a counting line. */
 typedef struct LINE_SEG_S {
-    POINT_POS_S start;
-    POINT_POS_S end;
+    POINT_POS_S start; /* colour-image pixels; VCA_COORD_NONE in a segment that is not used */
+    POINT_POS_S end;   /* colour-image pixels */
 } LINE_SEG_S;
 
 VCA_CHECK_SIZE(LINE_SEG_S, 16);
@@ -176,18 +215,19 @@ VCA_CHECK_OFFSET(LINE_SEG_S, end, 8);
 
 /* A point of a counting line as the record keeps it. */
 typedef struct VCA_LINE_PT_S {
-    int32_t x;
-    int32_t y;
-    uint8_t data[12];
+    int32_t x;        /* column, colour-image pixels; VCA_COORD_NONE for a point not used */
+    int32_t y;        /* row, colour-image pixels; VCA_COORD_NONE for a point not used */
+    uint8_t data[12]; /* zero */
 } VCA_LINE_PT_S;
 
 VCA_CHECK_SIZE(VCA_LINE_PT_S, 20);
 VCA_CHECK_OFFSET(VCA_LINE_PT_S, y, 4);
 VCA_CHECK_OFFSET(VCA_LINE_PT_S, data, 8);
 
+/* A counting line as the record keeps it. */
 typedef struct VCA_LINE_S {
-    uint8_t Flip;
-    VCA_LINE_PT_S pt[VCA_LINE_PT_NUM];
+    uint8_t Flip;                      /* flag: directions are swapped */
+    VCA_LINE_PT_S pt[VCA_LINE_PT_NUM]; /* the polyline from its start */
 } VCA_LINE_S;
 
 VCA_CHECK_SIZE(VCA_LINE_S, 104);
@@ -196,51 +236,50 @@ VCA_CHECK_OFFSET(VCA_LINE_S, pt, 4);
 /* What the library works by; all zero before the first configuration message but for
  * InstallHeight, which is 3000. */
 typedef struct VCA_DEV_CFG_S {
-    int32_t DevType;        /* always 2 */
-    int32_t devWorkMode;    /* 0 stand-alone, 1 cascade master, 2 cascade slave */
-    int32_t srcImgWidth;    /* 960 */
-    int32_t srcImgHeight;   /* 544 */
-    int32_t cscdMapSize[4]; /* x, y, width, height */
-    uint8_t HighInstall;    /* set by dev_set_high_install_enable before the configuration */
-    int32_t InstallHeight;  /* mm */
-    uint8_t AcceleroEn;
-    int32_t
-        StandAloneTrkMd; /* position box on a stand-alone device: 0 curObj, 1 headBox, 2 footBox */
-    int32_t TargetHeightMin; /* mm */
-    int32_t TargetHeightMax; /* mm */
-    uint8_t UturnFilter;     /* always 1 once configured */
-    uint8_t UturnEn[VCA_LINE_NUM];
-    uint8_t UturnRgnEn[VCA_LINE_NUM]; /* 1 when the U-turn polygon has more than 2 valid points */
-    POLYGON_S uturnRgn[VCA_LINE_NUM];
-    VCA_MASK_S uturnMask[VCA_LINE_NUM];
-    uint8_t LineEn[VCA_LINE_NUM]; /* 1 when the line has at least two valid points */
-    VCA_LINE_S line[VCA_LINE_NUM];
-    LINE_SEG_S lineSeg[VCA_LINE_NUM][VCA_SEG_NUM]; /* unused segments hold VCA_COORD_NONE */
-    uint8_t GroupEn;
-    int32_t GroupDistMax; /* pixels between members of a group */
-    int32_t GroupObjNumMin;
-    int32_t GroupObjNumMax;
-    float GroupSpdTimesMax; /* 1.75: largest ratio of speeds in a group */
-    uint8_t RgnEn;
-    uint8_t RgnEnable[VCA_RGN_NUM];
-    POLYGON_S rgn[VCA_RGN_NUM];
-    VCA_MASK_S rgnMask[VCA_RGN_NUM];
-    uint8_t HtmpEn;
-    uint8_t CartEn;        /* always 0 */
-    int32_t PersonDetMode; /* always 1 once configured */
-    uint8_t GenderRecognize;
-    uint8_t StaffDetection;
-    int32_t StaffDetectSens;
-    uint8_t ChildDistinction;
-    int32_t ChildHeightThresh; /* mm */
-    uint8_t ShowDetectBox;
-    uint8_t ShowHistoryBox;
-    uint8_t ExclTotalEn;
-    uint8_t ExclEn[VCA_EXCL_NUM];
-    int32_t ExclType[VCA_EXCL_NUM]; /* 1 drops detections, 0 leaves depth pixels out */
-    POLYGON_S exclRgn[VCA_EXCL_NUM];
-    VCA_MASK_S exclMask[VCA_EXCL_NUM];
-    int32_t DetectModel; /* 0 colour and depth, 1 colour only, 2 depth only */
+    int32_t DevType;                    /* 2 */
+    int32_t devWorkMode;                /* VCA_WORK_MODE_E */
+    int32_t srcImgWidth;                /* pixels: 960 */
+    int32_t srcImgHeight;               /* pixels: 544 */
+    int32_t cscdMapSize[4];             /* x, y, width, height of the device's area, pixels */
+    uint8_t HighInstall;                /* flag, as dev_set_high_install_enable left it before */
+    int32_t InstallHeight;              /* camera over the floor, mm */
+    uint8_t AcceleroEn;                 /* flag, without effect */
+    int32_t StandAloneTrkMd;            /* VCA_POSITION_E; the message gives BOX or FOOT */
+    int32_t TargetHeightMin;            /* mm */
+    int32_t TargetHeightMax;            /* mm */
+    uint8_t UturnFilter;                /* 1 once configured */
+    uint8_t UturnEn[VCA_LINE_NUM];      /* flags: U-turns are filtered on the line */
+    uint8_t UturnRgnEn[VCA_LINE_NUM];   /* 1 when the line's U-turn polygon has 3 points or more */
+    POLYGON_S uturnRgn[VCA_LINE_NUM];   /* U-turn areas */
+    VCA_MASK_S uturnMask[VCA_LINE_NUM]; /* the same, rasterised */
+    uint8_t LineEn[VCA_LINE_NUM];       /* 1 when the line has two valid points or more */
+    VCA_LINE_S line[VCA_LINE_NUM];      /* counting lines */
+    LINE_SEG_S lineSeg[VCA_LINE_NUM][VCA_SEG_NUM]; /* their segments from the start */
+    uint8_t GroupEn;                               /* flag: group counting */
+    int32_t GroupDistMax;                          /* pixels between members of a group, 55..260 */
+    int32_t GroupObjNumMin;                        /* people from which on a group is reported */
+    int32_t GroupObjNumMax;                        /* people at which a group closes */
+    float GroupSpdTimesMax;                        /* largest ratio of speeds in a group: 1.75 */
+    uint8_t RgnEn;                                 /* flag: region counting */
+    uint8_t RgnEnable[VCA_RGN_NUM];                /* flags: the region is on */
+    POLYGON_S rgn[VCA_RGN_NUM];                    /* counting regions */
+    VCA_MASK_S rgnMask[VCA_RGN_NUM];               /* the same, rasterised */
+    uint8_t HtmpEn;                                /* flag: heat maps */
+    uint8_t CartEn;                                /* 0 */
+    int32_t PersonDetMode;                         /* 1 once configured */
+    uint8_t GenderRecognize;                       /* flag */
+    uint8_t StaffDetection;                        /* flag */
+    int32_t StaffDetectSens;                       /* as it came, without effect */
+    uint8_t ChildDistinction;                      /* flag, for the host's own use */
+    int32_t ChildHeightThresh;                     /* mm, for the host's own use */
+    uint8_t ShowDetectBox;                         /* flag: message 6086 is sent */
+    uint8_t ShowHistoryBox;                        /* flag: messages 6087 and 6088 are sent */
+    uint8_t ExclTotalEn;                           /* flag: exclusion regions */
+    uint8_t ExclEn[VCA_EXCL_NUM];      /* 1 when the region's polygon has 3 points or more */
+    int32_t ExclType[VCA_EXCL_NUM];    /* VCA_EXCL_TYPE_E */
+    POLYGON_S exclRgn[VCA_EXCL_NUM];   /* exclusion regions */
+    VCA_MASK_S exclMask[VCA_EXCL_NUM]; /* the same, rasterised */
+    int32_t DetectModel;               /* VCA_DETECT_MODEL_E */
 } VCA_DEV_CFG_S;
 
 VCA_CHECK_SIZE(VCA_DEV_CFG_S, 696920);
@@ -274,7 +313,7 @@ VCA_API void vca_algo_set_cfg_params(int channel, void* payload);
 /* Always 2. */
 VCA_API int32_t dev_get_device_type(void);
 
-/* 0 stand-alone, 1 cascade master, 2 cascade slave. */
+/* VCA_WORK_MODE_E. */
 VCA_API int32_t vca_dev_get_work_mode(void);
 
 /* Configured installation height in millimetres. */

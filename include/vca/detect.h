@@ -15,6 +15,19 @@ VCA_EXTERN_C_BEGIN
 /* Capacity of every detection list. */
 #define VCA_DET_MAX 128
 
+/* What a detection is of (class_id); other values as the detector means them. */
+typedef enum VCA_CLASS_E {
+    VCA_CLASS_PERSON = 1,
+    VCA_CLASS_SMALL = 2 /* small target: heights of 10 to 1500 mm */
+} VCA_CLASS_E;
+
+/* Genders, as attribute models tell them and as messages carry them. */
+typedef enum VCA_GENDER_E {
+    VCA_GENDER_UNKNOWN = 0,
+    VCA_GENDER_MALE = 1,
+    VCA_GENDER_FEMALE = 2
+} VCA_GENDER_E;
+
 /* A point in pixels. */
 typedef struct POINT_POS_S {
     int32_t x; /* column */
@@ -25,24 +38,26 @@ VCA_CHECK_SIZE(POINT_POS_S, 8);
 VCA_CHECK_OFFSET(POINT_POS_S, x, 0);
 VCA_CHECK_OFFSET(POINT_POS_S, y, 4);
 
-/* One detected box; always copied whole. */
+/* One detected box; always copied whole. The detector writes it, but where a field says otherwise.
+ */
 typedef struct DET_OBJ_S {
-    uint32_t reserved0; /* the detector's; not read on detections */
-    uint32_t aux0;      /* the detector's; copied into a track's box as it stands */
-    uint32_t reserved1; /* not read on detections */
-    int32_t x;          /* left column */
-    int32_t y;          /* top row */
-    int32_t w;          /* width in pixels */
-    int32_t h;          /* height in pixels */
-    int32_t area;       /* w * h, kept in step by whoever resizes the box */
-    uint8_t class_id;   /* 1 person, 2 small target; other values as the detector means them */
-    uint8_t pad[3];
-    float score; /* confidence 0..1 */
-    uint32_t reserved2[2];
-    int32_t gender; /* on a track's box: 0 unknown, 1 male, 2 female */
-    float height;   /* on a track's box: height of the person in millimetres */
-    int32_t staff;  /* on a track's box: 1 for a member of staff */
-    uint32_t reserved3;
+    uint32_t reserved0;    /* not read on detections; a slave's track id on a master's candidates */
+    uint32_t aux0;         /* copied into a track's box as it stands; on a master's merged objects
+                              the device: 0 the master, 1..15 its slaves */
+    uint32_t reserved1;    /* not read on detections; the frame number on a master's candidates */
+    int32_t x;             /* left column, pixels */
+    int32_t y;             /* top row, pixels */
+    int32_t w;             /* width, pixels */
+    int32_t h;             /* height, pixels */
+    int32_t area;          /* w * h in square pixels, kept in step by whoever resizes the box */
+    uint8_t class_id;      /* VCA_CLASS_E, or another value as the detector means it */
+    uint8_t pad[3];        /* padding */
+    float score;           /* confidence 0..1 */
+    uint32_t reserved2[2]; /* not read */
+    int32_t gender;        /* VCA_GENDER_E; on a track's box the library's decision */
+    float height;       /* height of the person, mm; on a track's box as the library measured it */
+    int32_t staff;      /* 1 for a member of staff; on a track's box the library's decision */
+    uint32_t reserved3; /* not read on detections; nonzero on a master's merged candidates */
 } DET_OBJ_S;
 
 VCA_CHECK_SIZE(DET_OBJ_S, 64);
@@ -62,7 +77,7 @@ VCA_CHECK_OFFSET(DET_OBJ_S, height, 52);
 VCA_CHECK_OFFSET(DET_OBJ_S, staff, 56);
 VCA_CHECK_OFFSET(DET_OBJ_S, reserved3, 60);
 
-/* A list of detections as the host's detector fills it. */
+/* A list of detections; the host's detector writes it. */
 typedef struct DET_OBJECTS_S {
     int32_t reserved;                /* not read */
     int32_t num;                     /* valid entries of objs; brought into 0..128 before use */
@@ -77,34 +92,12 @@ VCA_CHECK_OFFSET(DET_OBJECTS_S, objs, 8200);
 
 /* Result record of the host's inference. */
 typedef struct VCA_NN_RESULT_S {
-    uint8_t header[32]; /* the host's, not interpreted */
-    DET_OBJECTS_S objects;
+    uint8_t header[32];    /* the host's, not interpreted */
+    DET_OBJECTS_S objects; /* the host writes it: the boxes it found */
 } VCA_NN_RESULT_S;
 
 VCA_CHECK_SIZE(VCA_NN_RESULT_S, 16424);
 VCA_CHECK_OFFSET(VCA_NN_RESULT_S, objects, 32);
-
-/* Message 6086: the detection boxes of one frame for the host's display. Unused slots are zero. */
-#define VCA_DET_SHOW_MAX 30
-typedef struct DET_SHOW_MSG_S {
-    uint32_t frame_flag[2]; /* frame stamp */
-    int32_t real_num;       /* colour boxes, 0..30 */
-    DET_OBJ_S real_objs[VCA_DET_SHOW_MAX];
-    int32_t depth_num; /* depth boxes, 0..30 */
-    DET_OBJ_S depth_objs[VCA_DET_SHOW_MAX];
-    int32_t merge_num; /* merged boxes, 0..30 */
-    DET_OBJ_S merge_objs[VCA_DET_SHOW_MAX];
-    uint32_t pad;
-} DET_SHOW_MSG_S;
-
-VCA_CHECK_SIZE(DET_SHOW_MSG_S, 5784);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, real_num, 8);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, real_objs, 12);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, depth_num, 1932);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, depth_objs, 1936);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, merge_num, 3856);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, merge_objs, 3860);
-VCA_CHECK_OFFSET(DET_SHOW_MSG_S, pad, 5780);
 
 /* Intersection over union of two boxes, 0..1. The areas are recomputed from w and h. Two empty
  * boxes that do not meet give NaN, which compares as no overlap. */

@@ -1,26 +1,20 @@
-/* Line counting: geometry, crossings, groups, U-turns and results. C++ only.
- *
- * Seen along a segment from start to end in the image, direction 1 ends on the left-hand side of a
- * walker on the picture (orientation above 0), direction 2 on the right-hand side; Flip swaps them:
- *
- *        direction 1
- *      start ---^----> end
- *               |
- */
+/* Line counting: geometry, crossings, groups, U-turns and results. C++ only; the messages and the
+ * meaning of the directions are in messages.h, for C too. */
 #ifndef VCA_EVENT_H
 #define VCA_EVENT_H
 
 #include "vca/track.h"
 
-/* One counted crossing of one person, queued until the end of the frame pass. */
+/* One counted crossing of one person, queued until the end of the frame pass; the library writes
+ * it. */
 struct DEV_COUNTING_RSLT_S {
-    int32_t frame; /* the track's updSeq */
+    int32_t frame; /* the track's updSeq, 0..9999 */
     int32_t id;    /* the track's trackId */
     DET_OBJ_S obj; /* the track's position box */
-    float height;  /* mm */
-    float speed;   /* pixels per frame */
-    int32_t line;  /* 0..3 */
-    int32_t cross; /* direction 1 or 2 */
+    float height;  /* the track's height, mm */
+    float speed;   /* the track's speed, pixels per frame */
+    int32_t line;  /* counting line, 0..3 */
+    int32_t cross; /* VCA_DIR_1 or VCA_DIR_2 */
 };
 VCA_CHECK_SIZE(DEV_COUNTING_RSLT_S, 88);
 VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, frame, 0);
@@ -31,49 +25,23 @@ VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, speed, 76);
 VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, line, 80);
 VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, cross, 84);
 
-/* People crossing a line together. */
+/* The way a group walks (DEV_COUNTING_GROUP_S.event). */
+typedef enum VCA_GROUP_DIR_E {
+    VCA_GROUP_DIR_1 = 3, /* VCA_DIR_1 */
+    VCA_GROUP_DIR_2 = 4  /* VCA_DIR_2 */
+} VCA_GROUP_DIR_E;
+
+/* People crossing a line together; the library writes it. */
 struct DEV_COUNTING_GROUP_S {
-    int32_t id;      /* running number */
-    uint8_t counted; /* 1 once reported */
-    int32_t err;     /* frames since a member last joined */
-    int32_t errMax;  /* frames of silence after which the group closes */
-    int32_t line;
-    int32_t event;                  /* 3 for direction 1, 4 for direction 2 */
-    float speed;                    /* mean speed of the members */
-    std::vector<DET_OBJ_S> members; /* in joining order */
+    int32_t id;                     /* running number from 0 */
+    uint8_t counted;                /* 1 once reported */
+    int32_t err;                    /* frames since a member last joined */
+    int32_t errMax;                 /* frames of silence after which the group closes, 10..80 */
+    int32_t line;                   /* counting line, 0..3 */
+    int32_t event;                  /* VCA_GROUP_DIR_E */
+    float speed;                    /* mean speed of the members, pixels per frame */
+    std::vector<DET_OBJ_S> members; /* their position boxes in joining order */
 };
-
-/* Message 6045: one person counted. */
-struct LINE_COUNT_MSG_S {
-    uint32_t frame_flag[2]; /* frame stamp */
-    int32_t trackId;
-    DET_OBJ_S obj;
-    uint8_t reserved0[16];
-    int32_t line;  /* 0..3 */
-    int32_t cross; /* 1 or 2 */
-    uint32_t reserved1;
-};
-VCA_CHECK_SIZE(LINE_COUNT_MSG_S, 104);
-VCA_CHECK_OFFSET(LINE_COUNT_MSG_S, trackId, 8);
-VCA_CHECK_OFFSET(LINE_COUNT_MSG_S, obj, 12);
-VCA_CHECK_OFFSET(LINE_COUNT_MSG_S, reserved0, 76);
-VCA_CHECK_OFFSET(LINE_COUNT_MSG_S, line, 92);
-VCA_CHECK_OFFSET(LINE_COUNT_MSG_S, cross, 96);
-VCA_CHECK_OFFSET(LINE_COUNT_MSG_S, reserved1, 100);
-
-/* Message 6080: one group counted. */
-struct GROUP_COUNT_MSG_S {
-    uint32_t frame_flag[2]; /* frame stamp */
-    int32_t members;
-    int32_t line;
-    int32_t cross; /* 1 or 2, 0 for any other event */
-    int32_t zero;
-};
-VCA_CHECK_SIZE(GROUP_COUNT_MSG_S, 24);
-VCA_CHECK_OFFSET(GROUP_COUNT_MSG_S, members, 8);
-VCA_CHECK_OFFSET(GROUP_COUNT_MSG_S, line, 12);
-VCA_CHECK_OFFSET(GROUP_COUNT_MSG_S, cross, 16);
-VCA_CHECK_OFFSET(GROUP_COUNT_MSG_S, zero, 20);
 
 VCA_EXTERN_C_BEGIN
 

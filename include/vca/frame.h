@@ -11,8 +11,8 @@ VCA_EXTERN_C_BEGIN
 
 /* Width and height in pixels. */
 typedef struct VCA_SIZE_S {
-    uint32_t width;
-    uint32_t height;
+    uint32_t width;  /* pixels */
+    uint32_t height; /* pixels */
 } VCA_SIZE_S;
 
 VCA_CHECK_SIZE(VCA_SIZE_S, 8);
@@ -26,27 +26,29 @@ enum {
     VCA_SIZE_DEPTH = 3   /* 480 x 256: the raw depth image */
 };
 
-/* The control block: one static instance, owned by the library, shared with the host. Reserved
- * bytes stay zero. "Host" marks the fields that the host's start-up functions fill. */
+/* The control block: one static instance, owned by the library, shared with the host. The library
+ * writes it, but for the fields marked "host", which the host's start-up functions fill. */
 typedef struct VCA_CTRL_S {
-    uint8_t algo_running; /* 1 while the analysis task is to keep looping */
-    uint8_t base_ready;   /* 1 between vca_base_init and vca_base_uninit */
-    uint8_t reserved0[2];
+    uint8_t algo_running;        /* 1 while the analysis task is to keep looping, else 0 */
+    uint8_t base_ready;          /* 1 between vca_base_init and vca_base_uninit, else 0 */
+    uint8_t reserved0[2];        /* 0 */
     uint32_t frame_flag;         /* trailing word of the current frame set; with the next word it
                                     is the 64-bit frame stamp of the messages */
     uint32_t reserved1;          /* 0 */
-    VCA_SIZE_S img_size[5];      /* working sizes, set by vca_data_init */
+    VCA_SIZE_S img_size[5];      /* working sizes, pixels; set by vca_data_init */
     NN_MODEL_TYPE_E real_model;  /* host: detection model for the colour image */
     NN_MODEL_TYPE_E depth_model; /* host: detection model for the depth image */
-    uint32_t trk_param[2];       /* tracker settings 12 and 4 */
-    float trk_conf_lo;           /* tracker thresholds, from the colour model's configuration */
-    float trk_conf_hi;
+    uint32_t trk_param[2];       /* tracker settings: 12 frames kept, 4 matches to be reported */
+    float trk_conf_lo;           /* score of the weakest detections that are tracked, from the
+                                    colour model's configuration */
+    float trk_conf_hi;           /* score from which on a detection starts a track, from the same */
     int32_t trk_local;           /* tracker instance of the device's own tracks: 0 */
     int32_t trk_merged;          /* tracker instance of a master's merged tracks: 1 */
-    VCA_IMAGE_S real_img;        /* colour image of the current frame set */
-    VCA_IMAGE_S depth_img;       /* depth rendered as an image, for the depth model */
-    VCA_IMAGE_S raw_img;         /* raw depth: u16 millimetres, row-major, no padding; width and
-                                    height (host) are the raw depth size */
+    VCA_IMAGE_S real_img;        /* colour image of the current frame set; host but for its
+                                    frame_word, plane_addr and map_addr */
+    VCA_IMAGE_S depth_img;       /* depth rendered as an image, for the depth model; as real_img */
+    VCA_IMAGE_S raw_img;         /* raw depth: u16 millimetres, row-major, no padding; as real_img,
+                                    width and height are the raw depth size */
     NN_MODEL_TYPE_E attr_model;  /* host: attribute classification model */
     NN_MODEL_TYPE_E staff_model; /* host: staff detection model */
 } VCA_CTRL_S;
@@ -69,12 +71,12 @@ VCA_CHECK_OFFSET(VCA_CTRL_S, raw_img, 184);
 VCA_CHECK_OFFSET(VCA_CTRL_S, attr_model, 232);
 VCA_CHECK_OFFSET(VCA_CTRL_S, staff_model, 236);
 
-/* One mapped frame of a frame set. */
+/* One mapped frame of a frame set; the host writes it. */
 typedef struct AVS_IVE_FRAME_S {
-    uint64_t word0;    /* handed on to the image record, not interpreted */
-    uint8_t host0[16]; /* the host's */
+    uint64_t word0;    /* handed on to the image record as frame_word, not interpreted */
+    uint8_t host0[16]; /* the host's, not read */
     uint64_t vir_addr; /* virtual address of the mapped frame, 0 = not mapped */
-    uint8_t host1[40]; /* the host's */
+    uint8_t host1[40]; /* the host's, not read */
     uint32_t map_size; /* bytes mapped at vir_addr */
     uint32_t vb_blk;   /* block handle, VCA_VB_NONE = none */
 } AVS_IVE_FRAME_S;
@@ -86,13 +88,13 @@ VCA_CHECK_OFFSET(AVS_IVE_FRAME_S, vir_addr, 24);
 VCA_CHECK_OFFSET(AVS_IVE_FRAME_S, map_size, 72);
 VCA_CHECK_OFFSET(AVS_IVE_FRAME_S, vb_blk, 76);
 
-/* A synchronised frame set. */
+/* A synchronised frame set; the host writes it. */
 typedef struct AVS_IVE_ALL_S {
     AVS_IVE_FRAME_S real;  /* colour frame */
     AVS_IVE_FRAME_S depth; /* depth as an image */
     AVS_IVE_FRAME_S raw;   /* raw depth */
     uint32_t flag;         /* nonzero while the set is held; a set with 0 is never given back */
-    uint32_t reserved;
+    uint32_t reserved;     /* not read */
 } AVS_IVE_ALL_S;
 
 VCA_CHECK_SIZE(AVS_IVE_ALL_S, 248);

@@ -1,29 +1,17 @@
 /* Heat maps: how long people stayed and how often they moved at each cell of a 240 x 135 grid over
- * the device's area. C++ only. */
+ * the device's area. C++ only; the message is in messages.h, for C too. */
 #ifndef VCA_HEAT_MAP_H
 #define VCA_HEAT_MAP_H
 
 #include "vca/track.h"
 
-/* A pair of heat maps, row-major. */
+/* A pair of heat maps, row-major, which the library writes. */
 struct HEAT_MAP_S {
-    int32_t dwell[VCA_HEAT_ROWS][VCA_HEAT_COLS];  /* milliseconds */
-    int32_t motion[VCA_HEAT_ROWS][VCA_HEAT_COLS]; /* passages */
+    int32_t dwell[VCA_HEAT_ROWS][VCA_HEAT_COLS];  /* milliseconds that people stood in the cell */
+    int32_t motion[VCA_HEAT_ROWS][VCA_HEAT_COLS]; /* passages of the cell */
 };
 VCA_CHECK_SIZE(HEAT_MAP_S, 259200);
 VCA_CHECK_OFFSET(HEAT_MAP_S, motion, 129600);
-
-#define VCA_HEAT_REQUEST_BYTES 24
-
-/* Message 6081 to the host. */
-struct HEAT_MAP_MSG_S {
-    uint8_t request[VCA_HEAT_REQUEST_BYTES]; /* the request's bytes */
-    int32_t motion[VCA_HEAT_ROWS][VCA_HEAT_COLS];
-    int32_t dwell[VCA_HEAT_ROWS][VCA_HEAT_COLS];
-};
-VCA_CHECK_SIZE(HEAT_MAP_MSG_S, 259224);
-VCA_CHECK_OFFSET(HEAT_MAP_MSG_S, motion, 24);
-VCA_CHECK_OFFSET(HEAT_MAP_MSG_S, dwell, 129624);
 
 VCA_EXTERN_C_BEGIN
 

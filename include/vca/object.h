@@ -31,9 +31,11 @@ VCA_API float dev_calc_obj_height(TRACKER_RSLT_S* trk, const uint16_t* depth);
 /* Correction in mm for high installations: 0 below 3.9 m, then -40 rising to 210 at 6 m. */
 VCA_API int32_t dev_obj_height_compen_by_install(void);
 
-/* Adds one height sample (mm) to the track's history of at most `historyLen` samples and renews the
- * track's height by the trimmed mean, clamped to the range of its class. */
-VCA_API void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample, int32_t historyLen);
+/* Adds one height sample (mm) to the track's history and renews the track's height by the trimmed
+ * mean, clamped to the range of its class. The library holds how many samples a history keeps: 12
+ * in an empty scene down to 8 at 30 people, by the frame last handed to
+ * vca_check_person_info_local. */
+VCA_API void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample);
 
 /* Keeps the flag that marks heights outside the configured target range. */
 VCA_API void dev_obj_height_chk_exceed(TRACKER_RSLT_S* trk);

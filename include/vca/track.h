@@ -9,32 +9,45 @@
 
 #include "vca/config.h"
 #include "vca/frame.h"
+#include "vca/messages.h"
 #include "vca/platform.h"
 
-#define VCA_HEAT_ROWS 135
-#define VCA_HEAT_COLS 240
+/* The side of a counting line that a track is on (nearSide, segSide), seen by a walker from the
+ * start of the segment to its end on the picture. */
+typedef enum VCA_SIDE_E {
+    VCA_SIDE_NONE = 0,  /* on the line, or not known */
+    VCA_SIDE_RIGHT = 5, /* a crossing that ends here has VCA_DIR_2, with Flip VCA_DIR_1 */
+    VCA_SIDE_LEFT = 7   /* a crossing that ends here has VCA_DIR_1, with Flip VCA_DIR_2 */
+} VCA_SIDE_E;
 
-/* A trajectory point in pixels. */
+/* Where a track is with respect to a line's U-turn area (uturnState). */
+typedef enum VCA_UTURN_E {
+    VCA_UTURN_OUTSIDE = 0,
+    VCA_UTURN_INSIDE = 2,
+    VCA_UTURN_JUST_LEFT = 5 /* inside until the pass before */
+} VCA_UTURN_E;
+
+/* A trajectory point; the library writes it. */
 struct TRK_POINT_S {
-    int32_t x;
-    int32_t y;
-    int32_t zero[3];
+    int32_t x;       /* column, pixels */
+    int32_t y;       /* row, pixels */
+    int32_t zero[3]; /* 0 */
 };
 VCA_CHECK_SIZE(TRK_POINT_S, 20);
 VCA_CHECK_OFFSET(TRK_POINT_S, x, 0);
 VCA_CHECK_OFFSET(TRK_POINT_S, y, 4);
 VCA_CHECK_OFFSET(TRK_POINT_S, zero, 8);
 
-/* One attribute sample of a track. */
+/* One attribute sample of a track; the library writes it from what the host's models answered. */
 struct HUMAN_ATTR_S {
-    uint8_t gender_valid; /* 1 when the classifier ran on this update */
-    int32_t gender;       /* best class: 1 male, 2 female, other unknown */
-    float prob_male;
-    float prob_female;
-    uint32_t model_word; /* filled by the model, not read */
-    uint8_t staff_valid; /* 1 when the staff detector ran on this update */
-    int32_t staff;       /* 1 when the staff mark was found */
-    float staff_score;
+    uint8_t gender_valid; /* 1 when the classifier ran on this update, else 0 */
+    int32_t gender;       /* best class: VCA_GENDER_E, others count as unknown */
+    float prob_male;      /* probability of male, 0..1 */
+    float prob_female;    /* probability of female, 0..1 */
+    uint32_t model_word;  /* filled by the model, not read */
+    uint8_t staff_valid;  /* 1 when the staff detector ran on this update, else 0 */
+    int32_t staff;        /* 1 when the staff mark was found */
+    float staff_score;    /* confidence of the mark, 0..1 */
 };
 VCA_CHECK_SIZE(HUMAN_ATTR_S, 32);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, gender, 4);
@@ -68,8 +81,11 @@ struct HEAT_CELLS_S {
  * [x0, x1) x [y0, y1) may be nonzero; copies cost time in proportion to it. One that was moved from
  * is empty. */
 struct HEAT_GRID_S {
-    HEAT_CELLS_S cell;
-    int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    HEAT_CELLS_S cell; /* cell[row][column]: milliseconds, or passages */
+    int32_t x0 = 0;    /* first column that may be nonzero, 0..240 */
+    int32_t y0 = 0;    /* first row that may be nonzero, 0..135 */
+    int32_t x1 = 0;    /* column behind the last, 0..240 */
+    int32_t y1 = 0;    /* row behind the last, 0..135 */
 
     HEAT_GRID_S() = default;
     HEAT_GRID_S(const HEAT_GRID_S& other) { copy_cells(other); }
@@ -121,31 +137,23 @@ struct HEAT_GRID_S {
     }
 };
 
-/* State of a track in one counting region. */
-struct RGN_STAY_S {
-    uint8_t inRgn;    /* 1 while inside */
-    int32_t stayTime; /* milliseconds inside without interruption */
-};
-VCA_CHECK_SIZE(RGN_STAY_S, 8);
-VCA_CHECK_OFFSET(RGN_STAY_S, inRgn, 0);
-VCA_CHECK_OFFSET(RGN_STAY_S, stayTime, 4);
-
-/* One tracked person. A new record is zero throughout (value-initialise it). The vectors own their
- * storage and copies are deep, but `attrImg` is a host image that copies share: it is destroyed
- * once, with vca_trk_obj_destroy_img, when the track is removed from its list. Boxes are in
- * colour-image pixels. */
+/* One tracked person; the library writes it. A new record is zero throughout (value-initialise it).
+ * The vectors own their storage and copies are deep, but `attrImg` is a host image that copies
+ * share: it is destroyed once, with vca_trk_obj_destroy_img, when the track is removed from its
+ * list. Boxes and points are in colour-image pixels, those of a master's merged tracks in pixels of
+ * the cascade map. Updates are passes in which the tracker reported the target. */
 struct TRACKER_RSLT_S {
-    int32_t trackId;   /* id given by the IoU tracker */
-    int32_t age;       /* tracker updates received */
-    int32_t lostCnt;   /* passes since the last update */
-    int32_t contCnt;   /* consecutive passes with an update */
-    uint32_t lastFrm;  /* feed frame counter at the last pass */
-    uint32_t updSeq;   /* library-wide pass counter modulo 10000 at the last pass */
-    int32_t trkFrames; /* passes since creation */
-    int32_t trkRsv;
+    int32_t trackId;                /* id given by the IoU tracker */
+    int32_t age;                    /* updates received; 0 during the first */
+    int32_t lostCnt;                /* passes since the last update, 0..5 */
+    int32_t contCnt;                /* consecutive passes with an update */
+    uint32_t lastFrm;               /* feed frame counter at the last pass */
+    uint32_t updSeq;                /* count of all tracks' passes modulo 10000 at the last */
+    int32_t trkFrames;              /* passes since creation */
+    int32_t trkRsv;                 /* 0 */
     float speed;                    /* pixels per frame over the last 24 frames */
     std::vector<int32_t> moveFrm;   /* frame numbers of the displacement samples */
-    std::vector<int32_t> moveDist;  /* displacements in whole pixels, index-aligned with moveFrm */
+    std::vector<int32_t> moveDist;  /* displacements in whole pixels, one for each of moveFrm */
     std::vector<TRK_POINT_S> trail; /* centres of the position box, oldest first, at most 20 */
     std::vector<TRK_POINT_S> trailSmooth; /* de-jittered, newest first, at most 7 */
     std::vector<TRK_POINT_S> objTrail;    /* centres of curObj, oldest first, at most 7 */
@@ -155,64 +163,52 @@ struct TRACKER_RSLT_S {
     DET_OBJ_S footBox;                    /* square around the foot point */
     DET_OBJ_S prevObj;                    /* position box at the previous displacement sample */
     DET_OBJ_S evtObj;                     /* the box the line, region and heat-map stages use */
-    int32_t evtRsv;
-    int32_t footX; /* the box centre projected to the floor */
-    int32_t footY;
-    uint8_t footRsv[8];
-    int32_t moveRsv;
-    float moveIoU;                    /* IoU of the position box with its previous value */
+    int32_t evtRsv;                       /* 0 */
+    int32_t footX;                        /* box centre projected to the floor, column in pixels */
+    int32_t footY;                        /* box centre projected to the floor, row in pixels */
+    uint8_t footRsv[8];                   /* 0 */
+    int32_t moveRsv;                      /* 0 */
+    float moveIoU;                    /* IoU of the position box with its previous value, 0..1 */
     std::vector<float> heightSamples; /* accepted samples in mm, oldest first, at most 12 */
-    std::vector<float> heightMeans;   /* the newest trimmed mean */
-    float height;                     /* smoothed height, mm */
+    std::vector<float> heightMeans;   /* the newest trimmed mean, mm */
+    float height;                     /* smoothed height, mm: 500..1980, of VCA_CLASS_SMALL
+                                         10..1500; 0 before it was measured */
     uint8_t heightExceed;             /* 1 while the height is outside the target range */
-    int32_t heightExceedCnt;
-    float rawHeight;        /* last uncompensated height, mm */
-    uint8_t htmpMoved;      /* 1 once the track has moved far enough for the heat map */
-    DET_OBJ_S firstBox;     /* position box of the first updates */
-    HEAT_GRID_S heatDwell;  /* milliseconds per cell */
-    HEAT_GRID_S heatMotion; /* passages per cell */
-    uint8_t staticFalseDet; /* 1 when judged a static false detection */
-    DET_OBJ_S staticRefBox;
-    int32_t staticMoveCnt;
-    int32_t staticStillCnt;
-    uint8_t bornInside;  /* 1 when first seen in the central two thirds of the image */
-    VCA_IMAGE_S attrImg; /* attribute crop */
+    int32_t heightExceedCnt;          /* readings outside the range, weighed; the flag is set
+                                         above 4 and cleared below 1 */
+    float rawHeight;                  /* last uncompensated height, mm */
+    uint8_t htmpMoved;                /* 1 once moved far enough for the motion heat map */
+    DET_OBJ_S firstBox;               /* position box of the second update, and from then on
+                                         where the motion heat map last took it from */
+    HEAT_GRID_S heatDwell;            /* milliseconds per cell since they were last folded */
+    HEAT_GRID_S heatMotion;           /* passages per cell since they were last folded */
+    uint8_t staticFalseDet;           /* 1 when judged a static false detection */
+    DET_OBJ_S staticRefBox;           /* position box that standing still is judged against */
+    int32_t staticMoveCnt;            /* updates in a row away from it, 0..3 */
+    int32_t staticStillCnt;           /* unsure updates at it, 0..60 */
+    uint8_t bornInside;               /* 1 when first seen in the central two thirds */
+    VCA_IMAGE_S attrImg;              /* attribute crop; the host fills it */
     std::vector<HUMAN_ATTR_S> attrSamples; /* at most 20, oldest first */
-    uint32_t staffChkCnt;
-    int32_t genderKeep; /* decided gender */
-    float genderMean;
-    float genderMaxProb;
-    int32_t staffKeep; /* 1 once decided staff */
-    float staffConf;
-    uint32_t attrRsv[2];
+    uint32_t staffChkCnt;                  /* hits of the staff detector that count, 0..2 */
+    int32_t genderKeep;                    /* decided gender, VCA_GENDER_E */
+    float genderMean;                      /* mean probability of male over the samples, 0..1 */
+    float genderMaxProb;                   /* largest sum of probabilities so far, of genderKeep */
+    int32_t staffKeep;                     /* 1 once decided staff */
+    float staffConf;                       /* best score of the hits that decided it, 0..1 */
+    uint32_t attrRsv[2];                   /* 0 */
     int32_t crossDist;                /* pixels past a counting line before a crossing counts */
     DET_OBJ_S evtBirth;               /* evtObj at creation */
-    int32_t uturnState[VCA_LINE_NUM]; /* 0 outside the U-turn area, 2 inside, 5 just left */
-    RGN_STAY_S rgnStay[VCA_RGN_NUM];
-    uint8_t rgnRsv[48];
-    uint8_t IsCrossed[VCA_LINE_NUM]; /* 1 when a crossing was tallied for U-turn filtering */
-    int32_t CrossCnt[VCA_LINE_NUM];  /* tallied changes of direction */
-    int32_t crossLine[VCA_LINE_NUM]; /* line of the last tallied crossing, -1 after an exit */
-    int32_t LastState[VCA_LINE_NUM]; /* last crossing direction: 0 none, 1, 2 */
-    int32_t nearSide[VCA_LINE_NUM];  /* 5 or 7 while just past the line, else 0 */
-    int32_t segSide[VCA_LINE_NUM][VCA_SEG_NUM];   /* 5 or 7 when a crossing was registered */
+    int32_t uturnState[VCA_LINE_NUM]; /* VCA_UTURN_E by line */
+    RGN_STAY_S rgnStay[VCA_RGN_NUM];  /* stay in each counting region */
+    uint8_t rgnRsv[48];               /* 0 */
+    uint8_t IsCrossed[VCA_LINE_NUM];  /* 1 when a crossing was tallied for U-turn filtering */
+    int32_t CrossCnt[VCA_LINE_NUM];   /* tallied changes of direction */
+    int32_t crossLine[VCA_LINE_NUM];  /* line of the last tallied crossing, -1 after an exit */
+    int32_t LastState[VCA_LINE_NUM];  /* last crossing direction, VCA_DIR_E */
+    int32_t nearSide[VCA_LINE_NUM];   /* VCA_SIDE_E while just past the line */
+    int32_t segSide[VCA_LINE_NUM][VCA_SEG_NUM];   /* VCA_SIDE_E of a registered crossing */
     DET_OBJ_S segPrev[VCA_LINE_NUM][VCA_SEG_NUM]; /* event box at the last settled check */
 };
-
-/* Messages 6087 (target appeared) and 6088 (target removed). */
-struct TRK_SHOW_MSG_S {
-    int32_t trackId;
-    int32_t cx; /* centre of curObj; 0 on a cascade master */
-    int32_t cy;
-    int32_t footX;
-    int32_t footY;
-};
-VCA_CHECK_SIZE(TRK_SHOW_MSG_S, 20);
-VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, trackId, 0);
-VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, cx, 4);
-VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, cy, 8);
-VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, footX, 12);
-VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, footY, 16);
 
 VCA_EXTERN_C_BEGIN
 

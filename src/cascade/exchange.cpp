@@ -1,24 +1,16 @@
 // What travels between the devices of a cascade: a slave's tracks and the master's frame counter.
 #include <cstring>
 
-#include "cascade/slave_table.h"
+#include "base/log.h"
+#include "base/send.h"
+#include "cascade/cascade_state.h"
 #include "detect/box.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "vca/messages.h"
 
 namespace {
 
-constexpr int32_t kSlave = 2;
-constexpr int32_t kSideMin_px = 10;
 constexpr int32_t kLowInstall_mm = 2400;
 
-struct CascadeState {
-    vca::SlaveTable slaves{};
-    bool sent_tracks = false;  // the previous message of this slave held any
-};
-
-CascadeState state;
+constinit vca::CascadeState cascade;
 
 SLAVE_TRACK_S to_slave_track(const TRACKER_RSLT_S& trk) {
     const POINT_POS_S center = vca::box_center(trk.curObj);
@@ -38,15 +30,14 @@ SLAVE_TRACK_S to_slave_track(const TRACKER_RSLT_S& trk) {
 
 }  // namespace
 
-vca::SlaveTable& vca::slave_table() {
-    return state.slaves;
+vca::CascadeState& vca::cascade_state() {
+    return cascade;
 }
 
 bool vca_check_obj_cscd_tracking_update(TRACKER_RSLT_S* trk) {
     const int32_t longest = vca_dev_get_install_height() < kLowInstall_mm ? 2 : 3;
     const int32_t grace = av_calc_val(1, longest, trk->moveIoU);
-    return trk->lostCnt < grace && trk->age >= 1 && trk->curObj.w > kSideMin_px &&
-           trk->curObj.h > kSideMin_px;
+    return trk->lostCnt < grace && trk->age >= 1 && vca::is_large_enough(trk->curObj);
 }
 
 int dev_cascade_slave_send_track_to_master(std::vector<TRACKER_RSLT_S>& tracks) {
@@ -58,9 +49,9 @@ int dev_cascade_slave_send_track_to_master(std::vector<TRACKER_RSLT_S>& tracks) 
         if (msg.count < VCA_SLAVE_TRACK_MAX) msg.tracks[msg.count++] = to_slave_track(trk);
     }
     // When the last one has gone, one empty message says so.
-    if (msg.count > 0 || state.sent_tracks) vca::send_record(VCA_MSG_SLAVE_TRACKS, msg);
+    if (msg.count > 0 || cascade.sent_tracks) vca::send_record(VCA_MSG_SLAVE_TRACKS, msg);
     if (vca::debug_on(vca::kDbgCascade)) VCA_LOG("Slave Send Obj=%d", msg.count);
-    state.sent_tracks = msg.count > 0;
+    cascade.sent_tracks = msg.count > 0;
     return 0;
 }
 
@@ -73,7 +64,7 @@ void dev_cscd_master_recive_slave_track(int, void* payload) {
         VCA_LOG("Invalid slave dev idx = %d", static_cast<int32_t>(index));
         return;
     }
-    vca::SlaveEntry& entry = state.slaves[index];
+    vca::SlaveEntry& entry = cascade.slaves[index];
     entry.slave_idx = index;
     std::memcpy(&entry.msg, bytes + offsetof(MASTER_MSG_S, msg), sizeof(entry.msg));
     vca::flag_set<uint32_t>(entry.fresh, 1);
@@ -92,5 +83,5 @@ void dev_cscd_slave_recive_master_frm_cnt(int, void* payload) {
     int32_t count = 0;
     std::memcpy(&count, payload, sizeof(count));
     VCA_LOG("slave_sync_master_frm_cnt=%d", count);
-    if (vca_dev_get_work_mode() == kSlave) vca_feed_frm_cnt_set(count);
+    if (vca_dev_get_work_mode() == VCA_WORK_SLAVE) vca_feed_frm_cnt_set(count);
 }

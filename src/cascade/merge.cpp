@@ -3,11 +3,14 @@
 #include <array>
 #include <vector>
 
-#include "cascade/slave_table.h"
+#include "base/flag.h"
+#include "base/log.h"
+#include "base/numeric.h"
+#include "cascade/cascade_state.h"
 #include "detect/box_index.h"
-#include "frame/flag.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
+
+using vca::Candidates;
+using Pair = vca::CandidatePair;
 
 namespace {
 
@@ -15,36 +18,6 @@ constexpr char kLogName[] = "dev_cascade_local_master_merge_slave_obj";
 
 constexpr float kIoUMin = 0.01f;
 constexpr int32_t kDeviceNum = VCA_SLAVE_MAX + 1;  // the master is device 0
-
-// The people of all devices. A person's device is in aux0 of both boxes and the last byte of both
-// records tells whether the person was merged already.
-struct Candidates {
-    int32_t num = 0;
-    DET_OBJ_S centre[VCA_DET_MAX];
-    DET_OBJ_S match[VCA_DET_MAX];
-
-    bool is_merged(int32_t i) const { return match[i].reserved3 != 0; }
-    uint32_t device(int32_t i) const { return match[i].aux0; }
-    void set_merged(int32_t i) {
-        constexpr uint32_t kMergedByte = 1u << 24;
-        match[i].reserved3 |= kMergedByte;
-        centre[i].reserved3 |= kMergedByte;
-    }
-};
-
-// Two people of different devices with overlapping squares.
-struct Pair {
-    float iou;
-    int32_t first;
-    int32_t second;
-};
-
-struct MergeState {
-    Candidates candidates;
-    std::vector<Pair> pairs;
-};
-
-MergeState state;
 
 void set_square(DET_OBJ_S& box, int32_t x, int32_t y, int32_t size) {
     box.x = vca::wrap_sub(x, size / 2);
@@ -84,7 +57,7 @@ DET_OBJ_S to_box(const SLAVE_TRACK_S& track, uint32_t device, uint32_t frame) {
 // A slave's last report takes part until the slave sends another.
 void collect_slaves(int32_t size, Candidates& found) {
     for (uint32_t index = 0; index < VCA_SLAVE_MAX; ++index) {
-        vca::SlaveEntry& entry = vca::slave_table()[index];
+        vca::SlaveEntry& entry = vca::cascade_state().slaves[index];
         const int32_t count = std::clamp(entry.msg.count, 0, VCA_SLAVE_TRACK_MAX);
         for (int32_t k = 0; k < count && found.num < VCA_DET_MAX; ++k, ++found.num) {
             const SLAVE_TRACK_S& track = entry.msg.tracks[k];
@@ -184,6 +157,7 @@ int dev_cascade_local_master_merge_slave_obj(VCA_NN_RESULT_S* result,
     const int32_t size = av_calc_val(60, 240, 1.0f - dev_calc_install_height_ratio());
     DET_OBJECTS_S& out = result->objects;
     out = {};
+    vca::CascadeState& state = vca::cascade_state();
     Candidates& found = state.candidates;
     found.num = 0;
     collect_own(tracks, found);

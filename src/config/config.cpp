@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/log.h"
 #include "config/config_dump.h"
 #include "config/device_state.h"
-#include "frame/log.h"
+#include "config/work_mode.h"
 #include "vca/depth.h"
 
 namespace {
@@ -51,7 +52,7 @@ void set_common(const VCA_ALGO_CFG_S& msg, VCA_DEV_CFG_S& cfg) {
     cfg.AcceleroEn = msg.AcceleroEn;
     cfg.TargetHeightMin = msg.TargetHeightMin;
     cfg.TargetHeightMax = msg.TargetHeightMax;
-    cfg.StandAloneTrkMd = msg.StandAloneTrk != 0 ? 2 : 0;
+    cfg.StandAloneTrkMd = msg.StandAloneTrk != 0 ? VCA_POSITION_FOOT : VCA_POSITION_BOX;
     vca::dump_common(cfg);
 }
 
@@ -161,8 +162,10 @@ void vca_algo_set_exclusion_region(const VCA_ALGO_CFG_S& msg, VCA_DEV_CFG_S& cfg
         poly.coord = 1;
         copy_polygon(src.pt, true, poly);
         cfg.ExclEn[i] = count_valid_points(poly) > 2 ? 1 : 0;
-        if (src.type <= 1)
-            cfg.ExclType[i] = src.type == 0 ? 1 : 0;
+        if (src.type == VCA_CFG_EXCL_DETECTIONS)
+            cfg.ExclType[i] = VCA_EXCL_DETECTIONS;
+        else if (src.type == VCA_CFG_EXCL_DEPTH)
+            cfg.ExclType[i] = VCA_EXCL_DEPTH;
         else
             VCA_LOG("[%d]Err exclude tp=%d", i, static_cast<int>(src.type));
         std::printf("\t[%d] En=%d Type=%d ", i, cfg.ExclEn[i], cfg.ExclType[i]);
@@ -171,8 +174,8 @@ void vca_algo_set_exclusion_region(const VCA_ALGO_CFG_S& msg, VCA_DEV_CFG_S& cfg
 }
 
 void set_detect_model(const VCA_ALGO_CFG_S& msg, VCA_DEV_CFG_S& cfg) {
-    const bool single = msg.DetectModel == 1 || msg.DetectModel == 2;
-    cfg.DetectModel = single ? msg.DetectModel : 0;
+    const bool single = msg.DetectModel == VCA_DETECT_COLOUR || msg.DetectModel == VCA_DETECT_DEPTH;
+    cfg.DetectModel = single ? msg.DetectModel : int32_t{VCA_DETECT_BOTH};
     std::printf("${Detect Model} = %d\n", cfg.DetectModel);
 }
 
@@ -196,8 +199,6 @@ void vca_algo_set_cfg_params(int, void* payload) {
 }
 
 int32_t line_group_obj_dist_max(void) {
-    const VCA_DEV_CFG_S& cfg = vca::device_state().cfg;
-    const bool wide = cfg.devWorkMode == 1 || (cfg.devWorkMode == 0 && cfg.StandAloneTrkMd == 2);
     const float t = 1.0f - dev_calc_install_height_ratio();
-    return wide ? av_calc_val(55, 250, t) : av_calc_val(65, 260, t);
+    return vca::counts_by_foot() ? av_calc_val(55, 250, t) : av_calc_val(65, 260, t);
 }

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "frame/flag.h"
+#include "base/flag.h"
 
 using vca::device_state;
 using vca::flag_get;

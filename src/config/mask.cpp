@@ -1,9 +1,10 @@
 // Polygons rasterised to the 320 x 181 mask grid, and the way into it from cascade-map coordinates.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
-#include "frame/frame_state.h"
-#include "frame/numeric.h"
+#include "base/numeric.h"
+#include "base/working_size.h"
 #include "vca/config.h"
 #include "vca/debug.h"
 

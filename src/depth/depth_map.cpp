@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/working_size.h"
 #include "depth/depth_state.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
 #include "vca/config.h"
 
 using vca::depth_state;

@@ -3,11 +3,11 @@
 #include <cmath>
 #include <numeric>
 
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/working_size.h"
 #include "config/mask_cells.h"
 #include "depth/depth_state.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
 #include "vca/config.h"
 
 namespace {
@@ -28,7 +28,7 @@ struct Size {
 };
 
 bool masks_depth(const VCA_DEV_CFG_S& cfg, int region) {
-    return cfg.ExclEn[region] != 0 && cfg.ExclType[region] == 0;
+    return cfg.ExclEn[region] != 0 && cfg.ExclType[region] == VCA_EXCL_DEPTH;
 }
 
 bool any_depth_mask(const VCA_DEV_CFG_S& cfg) {

@@ -1,12 +1,12 @@
 // The one list of detections that tracking works on, from those on the colour and the depth image.
 #include <algorithm>
 
+#include "base/log.h"
+#include "base/send.h"
+#include "base/working_size.h"
 #include "detect/box.h"
 #include "detect/box_index.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
 #include "vca/config.h"
-#include "vca/messages.h"
 
 using vca::wrap_add;
 
@@ -19,11 +19,11 @@ constexpr int32_t kBorderPx = 19;
 constexpr int32_t kMinSidePx = 25;  // smaller boxes are no people on low installations
 constexpr int32_t kLowInstallMm = 4800;
 
-struct MergeState {
+struct DetectState {
     bool det_show_sent = false;  // the last display message carried a box
 };
 
-MergeState state;
+DetectState detect_state;
 
 struct BoxList {
     DET_OBJ_S objs[VCA_DET_MAX];
@@ -70,7 +70,8 @@ bool is_excluded(const DET_OBJ_S& box, const VCA_DEV_CFG_S& cfg) {
     const int32_t py = vca::to_i32(static_cast<float>(center.y) * sy);
     if (px < 0 || px >= VCA_MASK_COLS || py < 0 || py >= VCA_MASK_ROWS) return false;
     for (int r = 0; r < VCA_EXCL_NUM; ++r)
-        if (cfg.ExclEn[r] != 0 && cfg.ExclType[r] == 1 && cfg.exclMask[r].mask[py][px] != 0)
+        if (cfg.ExclEn[r] != 0 && cfg.ExclType[r] == VCA_EXCL_DETECTIONS &&
+            cfg.exclMask[r].mask[py][px] != 0)
             return true;
     return false;
 }
@@ -124,15 +125,15 @@ void display_merged(const DET_OBJECTS_S& merged, Display& display) {
 // After a frame with boxes one empty message clears the host's display; then nothing is sent until
 // boxes reappear.
 void send_display(Display& display) {
-    if (display.appended || state.det_show_sent) {
+    if (display.appended || detect_state.det_show_sent) {
         vca::copy_frame_stamp(display.msg.frame_flag);
         vca::send_record(VCA_MSG_DETECTIONS, display.msg);
     }
-    state.det_show_sent = display.appended;
+    detect_state.det_show_sent = display.appended;
 }
 
 float display_threshold() {
-    const NN_MODEL_CFG_S* model = vca_nn_get_pModel_cfg(vca::frame_state().ctrl.real_model);
+    const NN_MODEL_CFG_S* model = vca_nn_get_pModel_cfg(vca::control_block().real_model);
     return model != nullptr ? model->det_show_thresh : 0.0f;
 }
 

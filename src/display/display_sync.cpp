@@ -1,14 +1,13 @@
 // Snapshots of the tracks for the host's live picture.
 
-#include "frame/frame_state.h"
-#include "frame/numeric.h"
+#include "base/numeric.h"
+#include "base/send.h"
+#include "detect/box.h"
+#include "track/gender.h"
+#include "track/track_list.h"
 #include "vca/display.h"
-#include "vca/messages.h"
 
 namespace {
-
-constexpr int32_t kLostMax = 4;
-constexpr int32_t kSideMin_px = 10;
 
 // Once a track was shown, the message goes out on every frame, also with nobody in it, so that the
 // host's picture never keeps a box that has gone.
@@ -17,7 +16,7 @@ struct DisplayState {
     bool detected_shown = false;
 };
 
-DisplayState state;
+DisplayState display_state;
 
 void add_point(SHOW_OBJ_S& entry, const TRK_POINT_S& point) {
     if (entry.trailNum < VCA_SHOW_TRAIL_MAX) entry.trail[entry.trailNum++] = {point.x, point.y};
@@ -44,7 +43,7 @@ void fill_entry(const TRACKER_RSLT_S& trk, CopyTrail copy_trail, SHOW_OBJ_S& ent
     entry.class_id = trk.curObj.class_id;
     copy_trail(trk, entry);
     entry.height = vca::to_u32(trk.height);
-    entry.gender = trk.genderKeep == 1 || trk.genderKeep == 2 ? trk.genderKeep : 0;
+    entry.gender = vca::known_gender(trk.genderKeep);
     entry.staff = trk.staffKeep;
     entry.crossDist = static_cast<uint16_t>(vca::wrap_mul(trk.crossDist, 2));
 }
@@ -63,16 +62,15 @@ void send_snapshot(int id, std::vector<TRACKER_RSLT_S>& tracks, CopyTrail copy_t
 }  // namespace
 
 bool vca_check_obj_show_update(TRACKER_RSLT_S* trk) {
-    return trk->lostCnt <= kLostMax && trk->age >= 0 && trk->curObj.w > kSideMin_px &&
-           trk->curObj.h > kSideMin_px;
+    return trk->lostCnt <= vca::kLostMax && trk->age >= 0 && vca::is_large_enough(trk->curObj);
 }
 
 int vca_local_dev_sync_tracking_info_show(std::vector<TRACKER_RSLT_S>& tracks) {
-    send_snapshot(VCA_MSG_TRACKS, tracks, copy_smooth_trail, state.tracks_shown);
+    send_snapshot(VCA_MSG_TRACKS, tracks, copy_smooth_trail, display_state.tracks_shown);
     return 0;
 }
 
 int vca_local_dev_sync_detect_obj_show(std::vector<TRACKER_RSLT_S>& tracks) {
-    send_snapshot(VCA_MSG_DETECTED_TRACKS, tracks, copy_object_trail, state.detected_shown);
+    send_snapshot(VCA_MSG_DETECTED_TRACKS, tracks, copy_object_trail, display_state.detected_shown);
     return 0;
 }

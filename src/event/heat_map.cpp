@@ -5,14 +5,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <memory>
-#include <new>
 
+#include "base/log.h"
+#include "base/send.h"
 #include "detect/box.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
 #include "track/track_list.h"
-#include "vca/messages.h"
 #include "vca/object.h"
 
 using vca::safe_div;
@@ -25,9 +22,6 @@ namespace {
 
 using Cells = int32_t[VCA_HEAT_ROWS][VCA_HEAT_COLS];
 
-constexpr uint8_t kPerson = 1;
-constexpr int32_t kMaster = 1;
-constexpr int32_t kSideMin_px = 10;
 constexpr int32_t kMoved_px = 15;
 constexpr int32_t kUpdatesPerStep = 3;    // a track adds to its grids on every third update,
 constexpr int32_t kPassesPerMeasure = 3;  // a pass of every three measures the time step
@@ -49,20 +43,23 @@ struct HeatState {
     // Only cells of the total inside it may be nonzero. It never shrinks: a host that delivers a
     // reset while a track is folded then still leaves no cell outside it.
     CellRect total_rect;
+    // Too large for the stack of a host's message thread, and there before it is asked for: an
+    // answer never fails for want of memory.
+    HEAT_MAP_MSG_S reply{};
     int32_t passes = 0;
     int32_t last_measure_ms = 0;
 };
 
-HeatState state;
+HeatState heat_state;
 
 // Milliseconds that this pass adds to the dwell cells.
 int32_t dwell_step() {
-    state.passes = wrap_add(state.passes, 1);
-    if (state.passes % kPassesPerMeasure != 0) return kStep_ms;
+    heat_state.passes = wrap_add(heat_state.passes, 1);
+    if (heat_state.passes % kPassesPerMeasure != 0) return kStep_ms;
     const auto now_ms = static_cast<int32_t>(avs_get_timestamp());
     const int32_t step =
-        av_limit_min_max(wrap_sub(now_ms, state.last_measure_ms), kStepMin_ms, kStepMax_ms);
-    state.last_measure_ms = now_ms;
+        av_limit_min_max(wrap_sub(now_ms, heat_state.last_measure_ms), kStepMin_ms, kStepMax_ms);
+    heat_state.last_measure_ms = now_ms;
     return step;
 }
 
@@ -71,7 +68,7 @@ int32_t dwell_step() {
 int32_t disc_radius_square() {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     int32_t radius = wrap_mul(safe_div(3360, cfg.srcImgWidth), 4) / 3;
-    if (vca_dev_get_work_mode() == kMaster) {
+    if (vca_dev_get_work_mode() == VCA_WORK_MASTER) {
         const float scale =
             static_cast<float>(cfg.srcImgWidth) / static_cast<float>(cfg.cscdMapSize[2]);
         radius = std::max(to_i32(scale * static_cast<float>(radius) + 0.5f), 1);
@@ -140,7 +137,7 @@ void print_pair(const AnyCells& dwell, const AnyCells& motion) {
 }
 
 bool contributes(TRACKER_RSLT_S& trk, const DET_OBJ_S& box) {
-    return box.class_id == kPerson && vca_check_obj_event_heatmap_update(&trk) &&
+    return box.class_id == VCA_CLASS_PERSON && vca_check_obj_event_heatmap_update(&trk) &&
            trk.heightExceed == 0 && trk.age % kUpdatesPerStep == 0;
 }
 
@@ -159,7 +156,7 @@ void add_track(TRACKER_RSLT_S& trk, const DET_OBJ_S& box, int32_t step_ms, int32
 
 void cover_total(const HEAT_GRID_S& grid) {
     if (grid.x1 <= grid.x0) return;
-    CellRect& rect = state.total_rect;
+    CellRect& rect = heat_state.total_rect;
     const bool empty = rect.x1 <= rect.x0;
     rect = {empty ? grid.x0 : std::min(rect.x0, grid.x0),
             empty ? grid.y0 : std::min(rect.y0, grid.y0), std::max(rect.x1, grid.x1),
@@ -176,8 +173,7 @@ void fold(const HEAT_GRID_S& from, Cells& to) {
 }  // namespace
 
 bool vca_check_obj_event_heatmap_update(TRACKER_RSLT_S* trk) {
-    return trk->lostCnt == 0 && trk->age > 1 && trk->curObj.w > kSideMin_px &&
-           trk->curObj.h > kSideMin_px;
+    return trk->lostCnt == 0 && trk->age > 1 && vca::is_large_enough(trk->curObj);
 }
 
 int vca_event_heat_map_dwell_and_motion(std::vector<TRACKER_RSLT_S>& tracks) {
@@ -199,14 +195,14 @@ int vca_event_heat_map_dwell_and_motion(std::vector<TRACKER_RSLT_S>& tracks) {
 int vca_trker_heat_map_update_result(TRACKER_RSLT_S* trk) {
     const int64_t start_ms = avs_get_timestamp();
     if (trk->staticFalseDet == 0 && trk->heightExceed == 0) {
-        fold(trk->heatDwell, state.total.dwell);
-        fold(trk->heatMotion, state.total.motion);
+        fold(trk->heatDwell, heat_state.total.dwell);
+        fold(trk->heatMotion, heat_state.total.motion);
     }
     trk->heatDwell.clear();
     trk->heatMotion.clear();
     if (vca::debug_on(vca::kDbgHeatMap)) {
         std::printf("$Htmp Total:");
-        print_pair(state.total.dwell, state.total.motion);
+        print_pair(heat_state.total.dwell, heat_state.total.motion);
     }
     if (vca::debug_on(vca::kDbgTiming)) VCA_LOG("Tm: htmp rslt=%ld", vca::elapsed_ms(start_ms));
     return 0;
@@ -221,14 +217,14 @@ int vca_event_heat_map_refresh_total_result(std::vector<TRACKER_RSLT_S>& tracks)
 }
 
 const HEAT_MAP_S* vca_dev_get_heat_map_rslt(void) {
-    return &state.total;
+    return &heat_state.total;
 }
 
 void vca_dev_reset_heat_map_rslt(void) {
-    const CellRect rect = state.total_rect;
+    const CellRect rect = heat_state.total_rect;
     for (int32_t y = rect.y0; y < rect.y1; ++y) {
         for (int32_t x = rect.x0; x < rect.x1; ++x)
-            state.total.dwell[y][x] = state.total.motion[y][x] = 0;
+            heat_state.total.dwell[y][x] = heat_state.total.motion[y][x] = 0;
     }
 }
 
@@ -239,13 +235,11 @@ void vca_heat_map_reset_rslt(int, void*) {
 
 void vca_heat_map_update_rslt(int, void* payload) {
     if (payload == nullptr) return;
-    // Too large for the stack of a host's message thread.
-    const std::unique_ptr<HEAT_MAP_MSG_S> reply(new (std::nothrow) HEAT_MAP_MSG_S);
-    if (!reply) return;
-    std::memcpy(reply->request, payload, sizeof(reply->request));
-    std::memcpy(reply->motion, state.total.motion, sizeof(reply->motion));
-    std::memcpy(reply->dwell, state.total.dwell, sizeof(reply->dwell));
-    vca::send_record(VCA_MSG_HEAT_MAP, *reply);
+    HEAT_MAP_MSG_S& reply = heat_state.reply;
+    std::memcpy(reply.request, payload, sizeof(reply.request));
+    std::memcpy(reply.motion, heat_state.total.motion, sizeof(reply.motion));
+    std::memcpy(reply.dwell, heat_state.total.dwell, sizeof(reply.dwell));
+    vca::send_record(VCA_MSG_HEAT_MAP, reply);
     vca_dev_reset_heat_map_rslt();
     VCA_LOG("send_heat_map rslt");
 }

@@ -1,10 +1,11 @@
 // The crossing state of one track on one segment of a counting line.
 #include "event/line_cross.h"
 
+#include "base/log.h"
+#include "base/numeric.h"
 #include "detect/box.h"
 #include "event/line_geometry.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
+#include "track/line_side.h"
 #include "vca/event.h"
 
 using vca::orientation;
@@ -15,8 +16,6 @@ namespace {
 
 constexpr char kLogName[] = "vca_line_check_crossing_state";
 
-constexpr int32_t kNegativeSide = 5;
-constexpr int32_t kPositiveSide = 7;
 constexpr int32_t kUturnCrossPx = 5;  // distance that registers a crossing under U-turn filtering
 constexpr int32_t kNearPx = 4;        // closer to the line than this a track is on neither side
 
@@ -50,10 +49,10 @@ void vca_line_point_cross_check(TRACKER_RSLT_S& trk, const DET_OBJ_S& cur, int l
     const int32_t distance = vca::to_i32(point_to_line_min_dis(p, s.start, s.end));
     const int32_t orient = orientation(s.start, s.end, p);
     const int dir = (orient > 0) - (orient < 0);
-    const int32_t side = dir > 0 ? kPositiveSide : dir < 0 ? kNegativeSide : 0;
+    const int32_t side = dir > 0 ? VCA_SIDE_LEFT : dir < 0 ? VCA_SIDE_RIGHT : VCA_SIDE_NONE;
     if (distance >= threshold) {
         trk.segSide[line][seg] = side;
-        trk.nearSide[line] = 0;
+        trk.nearSide[line] = VCA_SIDE_NONE;
         VCA_LOG("line[%d][%d]=(%d %d)<-->(%d %d)", line, seg, s.start.x, s.start.y, s.end.x,
                 s.end.y);
         VCA_LOG("line[%d][%d] obj: pre=%d %d cur=%d %d dir=%d", line, seg, pre.x, pre.y, p.x, p.y,
@@ -88,9 +87,8 @@ void vca::check_crossing_state(TRACKER_RSLT_S& trk, const DET_OBJ_S& cur, int li
     vca_line_point_cross_check(trk, cur, line, seg);
 
     const int32_t side = trk.segSide[line][seg];
-    if (side != kNegativeSide && side != kPositiveSide) return;
-    const bool flip = cfg.line[line].Flip != 0;
-    const int32_t cross = (side == kPositiveSide) != flip ? 1 : 2;
+    if (!vca::is_side(side)) return;
+    const int32_t cross = vca::direction_to(side, line);
     if (filters_uturns(line)) {
         tally_for_uturn(trk, line, seg, cross);
     } else {
@@ -101,6 +99,6 @@ void vca::check_crossing_state(TRACKER_RSLT_S& trk, const DET_OBJ_S& cur, int li
             trk.LastState[line] = cross;
         }
     }
-    trk.segSide[line][seg] = 0;
+    trk.segSide[line][seg] = VCA_SIDE_NONE;
     trk.segPrev[line][seg] = cur;
 }

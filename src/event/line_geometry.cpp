@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "frame/numeric.h"
+#include "base/numeric.h"
 #include "vca/event.h"
 
 using vca::orientation;

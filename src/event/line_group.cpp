@@ -1,18 +1,17 @@
 // Counted crossings, and the groups of people who cross a line together.
+#include "base/log.h"
+#include "base/numeric.h"
 #include "event/counting_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
 #include "vca/object.h"
 
 namespace {
 
 constexpr char kLogName[] = "vca_dev_add_counting_line_group";
 
-constexpr uint8_t kPerson = 1;
-constexpr int32_t kEventDir1 = 3;
-constexpr int32_t kEventDir2 = 4;
 constexpr int32_t kFarthestPx = 960;
 constexpr size_t kSpareMembers = 32;  // closed groups whose memory is kept
+
+constinit vca::CountingState counting;
 
 // Frames that a group moving at `speed` waits for stragglers: about 1.45 times the frames it takes
 // to walk the largest distance between members, from 10 to 80.
@@ -24,8 +23,8 @@ int32_t silence_limit(float speed) {
 bool is_candidate(const DEV_COUNTING_GROUP_S& group, const DEV_COUNTING_RSLT_S& result) {
     float ratio = group.speed / result.speed;
     if (ratio < 1.0f) ratio = 1.0f / ratio;
-    const bool same_direction = (result.cross == 1 && group.event == kEventDir1) ||
-                                (result.cross == 2 && group.event == kEventDir2);
+    const bool same_direction = (result.cross == VCA_DIR_1 && group.event == VCA_GROUP_DIR_1) ||
+                                (result.cross == VCA_DIR_2 && group.event == VCA_GROUP_DIR_2);
     return group.err < group.errMax && group.line == result.line &&
            ratio < dev_get_config()->GroupSpdTimesMax && same_direction;
 }
@@ -86,7 +85,7 @@ void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
     state.next_group_id = vca::wrap_add(state.next_group_id, 1);
     group.errMax = silence_limit(result.speed);
     group.line = result.line;
-    group.event = result.cross == 1 ? kEventDir1 : kEventDir2;
+    group.event = result.cross == VCA_DIR_1 ? VCA_GROUP_DIR_1 : VCA_GROUP_DIR_2;
     group.speed = result.speed;
     group.members = take_members(state);
     group.members.push_back(result.obj);
@@ -115,8 +114,7 @@ void add_to_groups(const DEV_COUNTING_RSLT_S& result) {
 }  // namespace
 
 vca::CountingState& vca::counting_state() {
-    static CountingState state;
-    return state;
+    return counting;
 }
 
 void vca::empty_results(CountingState& state) {
@@ -149,7 +147,8 @@ int vca_dev_add_counting_line_group(TRACKER_RSLT_S* trk, int line, int cross) {
     const bool counting = dev_get_counting_enable();
     if (counting) {
         queue(vca::counting_state(), result);
-        if (dev_get_config()->GroupEn != 0 && result.obj.class_id == kPerson) add_to_groups(result);
+        if (dev_get_config()->GroupEn != 0 && result.obj.class_id == VCA_CLASS_PERSON)
+            add_to_groups(result);
     }
     std::printf("$Frm[%d] $bCountingEn=%d Obj[%d] Cls=%d CrossEvt=%d uTurnLine=%d $H=%.2f\n",
                 result.frame, counting ? 1 : 0, result.id, result.obj.class_id, result.cross,

@@ -1,9 +1,8 @@
 // Sending counted people, ageing the groups and sending those that close.
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/send.h"
 #include "event/counting_state.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
-#include "vca/messages.h"
 
 using vca::wrap_add;
 
@@ -29,7 +28,9 @@ int32_t member_count(const DEV_COUNTING_GROUP_S& group) {
 }
 
 int32_t direction(const DEV_COUNTING_GROUP_S& group) {
-    return group.event == 3 ? 1 : group.event == 4 ? 2 : 0;
+    return group.event == VCA_GROUP_DIR_1   ? VCA_DIR_1
+           : group.event == VCA_GROUP_DIR_2 ? VCA_DIR_2
+                                            : VCA_DIR_NONE;
 }
 
 // A full group closes in this frame whatever its silence.

@@ -3,21 +3,19 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/send.h"
 #include "config/mask_cells.h"
 #include "detect/box.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
 #include "track/event_box.h"
-#include "vca/messages.h"
+#include "track/track_list.h"
 #include "vca/region.h"
 
 using vca::wrap_add;
 
 namespace {
 
-constexpr int32_t kLostMax = 4;
-constexpr int32_t kSideMin_px = 10;
 constexpr int32_t kStepMin_ms = 10;
 constexpr int32_t kStepMax_ms = 500;
 
@@ -26,7 +24,7 @@ struct RegionState {
     bool anybody = false;  // somebody took part in the previous frame
 };
 
-RegionState state;
+RegionState region_state;
 
 bool takes_part(TRACKER_RSLT_S& trk) {
     return vca_check_obj_event_rgn_update(&trk) && trk.heightExceed == 0;
@@ -110,14 +108,14 @@ void print_report(const RGN_MSG_S& msg) {
 }  // namespace
 
 bool vca_check_obj_event_rgn_update(TRACKER_RSLT_S* trk) {
-    return trk->lostCnt <= kLostMax && trk->curObj.w > kSideMin_px && trk->curObj.h > kSideMin_px;
+    return trk->lostCnt <= vca::kLostMax && vca::is_large_enough(trk->curObj);
 }
 
 int vca_event_counting_region_stay_proc(std::vector<TRACKER_RSLT_S>& tracks) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     const auto now_ms = static_cast<int32_t>(avs_get_timestamp());
-    const int32_t step_ms =
-        av_limit_min_max(vca::wrap_sub(now_ms, state.last_pass_ms), kStepMin_ms, kStepMax_ms);
+    const int32_t step_ms = av_limit_min_max(vca::wrap_sub(now_ms, region_state.last_pass_ms),
+                                             kStepMin_ms, kStepMax_ms);
     for (TRACKER_RSLT_S& trk : tracks) {
         if (cfg.RgnEn == 0) {
             std::fill_n(trk.rgnStay, VCA_RGN_NUM, RGN_STAY_S{});
@@ -125,7 +123,7 @@ int vca_event_counting_region_stay_proc(std::vector<TRACKER_RSLT_S>& tracks) {
         }
         if (takes_part(trk)) update_stays(trk, step_ms);
     }
-    state.last_pass_ms = now_ms;
+    region_state.last_pass_ms = now_ms;
     return 0;
 }
 
@@ -140,10 +138,10 @@ int vca_event_counting_refresh_rgn_result(std::vector<TRACKER_RSLT_S>& tracks) {
         if (msg.num < VCA_RGN_PERSON_MAX) fill_entry(msg, trk);
     }
     // When the last one has gone, one empty report says so.
-    if ((anybody || state.anybody) && dev_get_config()->RgnEn != 0) {
+    if ((anybody || region_state.anybody) && dev_get_config()->RgnEn != 0) {
         vca::send_record(VCA_MSG_REGIONS, msg);
         if (vca::debug_on(vca::kDbgRegion)) print_report(msg);
     }
-    state.anybody = anybody;
+    region_state.anybody = anybody;
     return 0;
 }

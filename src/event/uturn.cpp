@@ -1,15 +1,13 @@
 // The line stage of a frame pass, and the filtering of people who turn back on a line.
+#include "base/log.h"
+#include "config/work_mode.h"
+#include "detect/box.h"
 #include "event/line_cross.h"
-#include "frame/log.h"
 #include "track/event_box.h"
+#include "track/track_list.h"
 #include "vca/event.h"
 
 namespace {
-
-constexpr int32_t kOutside = 0;
-constexpr int32_t kInside = 2;
-constexpr int32_t kJustLeft = 5;
-constexpr int32_t kMinSidePx = 10;
 
 void check_segments(TRACKER_RSLT_S& trk, int line) {
     DET_OBJ_S cur = *vca_trk_obj_get_event_box(&trk, false);
@@ -29,24 +27,23 @@ bool is_in_uturn_area(TRACKER_RSLT_S& trk, int line) {
 void check_uturn_line(TRACKER_RSLT_S& trk, int line) {
     int32_t& area = trk.uturnState[line];
     if (is_in_uturn_area(trk, line)) {
-        area = kInside;
-    } else if (area == kInside) {
-        area = kJustLeft;
+        area = VCA_UTURN_INSIDE;
+    } else if (area == VCA_UTURN_INSIDE) {
+        area = VCA_UTURN_JUST_LEFT;
     } else {
-        area = kOutside;
+        area = VCA_UTURN_OUTSIDE;
         return;
     }
     check_segments(trk, line);
-    if (area == kJustLeft) vca_rgn_uturn_check_obj_line_cross(&trk, line);
+    if (area == VCA_UTURN_JUST_LEFT) vca_rgn_uturn_check_obj_line_cross(&trk, line);
 }
 
 }  // namespace
 
 bool vca_check_obj_event_line_update(TRACKER_RSLT_S* trk) {
-    if (trk->lostCnt == 0) return trk->curObj.w > kMinSidePx && trk->curObj.h > kMinSidePx;
-    if (trk->lostCnt < 1 || trk->lostCnt > 4) return false;
-    const int32_t mode = vca_dev_get_work_mode();
-    return mode == 1 || (mode == 0 && dev_get_config()->StandAloneTrkMd == 2);
+    if (trk->lostCnt == 0) return vca::is_large_enough(trk->curObj);
+    if (trk->lostCnt < 1 || trk->lostCnt > vca::kLostMax) return false;
+    return vca::counts_by_foot();
 }
 
 int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line) {
@@ -55,12 +52,12 @@ int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line) {
     std::printf("\tuturn_exit obj[%d] Polyline[%d] IsCrossed=%d CrossCnt=%d LastState=%d \n",
                 trk->trackId, line, 1, trk->CrossCnt[line], state);
     // An odd number of changes of direction ends on the other side, an even number is a U-turn.
-    if (trk->CrossCnt[line] % 2 == 1 && (state == 1 || state == 2))
+    if (trk->CrossCnt[line] % 2 == 1 && (state == VCA_DIR_1 || state == VCA_DIR_2))
         vca_dev_add_counting_line_group(trk, line, state);
     trk->IsCrossed[line] = 0;
     trk->CrossCnt[line] = 0;
     trk->crossLine[line] = -1;
-    trk->LastState[line] = 0;
+    trk->LastState[line] = VCA_DIR_NONE;
     return 0;
 }
 

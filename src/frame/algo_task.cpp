@@ -1,16 +1,16 @@
 // The analysis task: one pass per frame set, from frame acquisition to frame release.
 #include <unistd.h>
 
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/send.h"
 #include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
 #include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/depth.h"
 #include "vca/display.h"
 #include "vca/event.h"
 #include "vca/heat_map.h"
-#include "vca/messages.h"
 #include "vca/region.h"
 #include "vca/track.h"
 
@@ -28,7 +28,7 @@ constexpr useconds_t kPassSleepUs = 1000;
 
 // What the task keeps from pass to pass, and the detections of the current one.
 struct TaskState {
-    VCA_CTRL_S& ctrl = vca::frame_state().ctrl;
+    VCA_CTRL_S& ctrl = vca::control_block();
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     VCA_NN_RESULT_S real_rslt{};
     VCA_NN_RESULT_S depth_rslt{};
@@ -57,16 +57,16 @@ void idle(TaskState& task) {
 }
 
 void detect(TaskState& task, const PassClock& tm) {
-    const auto model = static_cast<uint32_t>(task.cfg.DetectModel);
+    const int32_t model = task.cfg.DetectModel;
     task.real_rslt.objects.num = 0;
-    if (model <= 1) {
+    if (model == VCA_DETECT_BOTH || model == VCA_DETECT_COLOUR) {
         vca_nn_detection(task.ctrl.real_model, &task.ctrl.real_img, &task.real_rslt);
         if (tm.log)
             VCA_LOG_AS(kLogName, "Tm: detection-%d real rgb=%ld", task.real_rslt.objects.num,
                        elapsed_ms(tm.start_ms));
     }
     task.depth_rslt.objects.num = 0;
-    if ((model & ~2u) == 0) {
+    if (model == VCA_DETECT_BOTH || model == VCA_DETECT_DEPTH) {
         vca_nn_detection(task.ctrl.depth_model, &task.ctrl.depth_img, &task.depth_rslt);
         if (tm.log)
             VCA_LOG_AS(kLogName, "Tm: detection-%d depth rgb=%ld", task.depth_rslt.objects.num,
@@ -111,15 +111,13 @@ void count(std::vector<TRACKER_RSLT_S>& tracks, const PassClock& tm) {
 
 // Counting happens on stand-alone devices and masters; a slave leaves it to its master.
 void report(TaskState& task, const PassClock& tm) {
-    constexpr int32_t kMaster = 1;
-    constexpr int32_t kSlave = 2;
     const int32_t mode = vca_dev_get_work_mode();
-    if (mode == kSlave) {
+    if (mode == VCA_WORK_SLAVE) {
         dev_cascade_slave_send_track_to_master(task.local_tracks);
         return;
     }
-    if (mode == kMaster) merge_devices(task, tm);
-    count(mode == kMaster ? task.merged_tracks : task.local_tracks, tm);
+    if (mode == VCA_WORK_MASTER) merge_devices(task, tm);
+    count(mode == VCA_WORK_MASTER ? task.merged_tracks : task.local_tracks, tm);
 }
 
 // Within 12 frames of a measurement the measured value is sent again.

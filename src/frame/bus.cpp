@@ -1,8 +1,12 @@
 // The handler table and the handlers of the library frame.
+#include "frame/bus.h"
+
+#include <cstring>
 #include <iterator>
 
+#include "base/control.h"
+#include "base/log.h"
 #include "frame/frame_state.h"
-#include "frame/log.h"
 #include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/heat_map.h"
@@ -40,7 +44,6 @@ void vca_set_draw_exclusion_alive(int, void* payload) {
 }
 
 void vca_install_height_request(int, void*) {
-    auto& state = vca::frame_state();
-    if (vca::flag_get(state.ctrl.base_ready) == 0) return;
-    vca::flag_set<uint8_t>(state.height_requested, 1);
+    if (vca::flag_get(vca::control_block().base_ready) == 0) return;
+    vca::flag_set<uint8_t>(vca::frame_state().height_requested, 1);
 }

@@ -1,13 +1,7 @@
 // Borrowing one frame set from the host and giving it back.
-#include "vca/platform.h"
+#include "frame/frame_state.h"
 
 namespace {
-
-struct FrameSetState {
-    AVS_IVE_ALL_S held{};
-};
-
-FrameSetState state;
 
 void release_frame(AVS_IVE_FRAME_S& frame) {
     if (frame.vir_addr != 0) {
@@ -21,10 +15,10 @@ void release_frame(AVS_IVE_FRAME_S& frame) {
     }
 }
 
-void release_held_frames() {
-    release_frame(state.held.real);
-    release_frame(state.held.depth);
-    release_frame(state.held.raw);
+void release_frames(AVS_IVE_ALL_S& held) {
+    release_frame(held.real);
+    release_frame(held.depth);
+    release_frame(held.raw);
 }
 
 void point_image_at(VCA_IMAGE_S& image, const AVS_IVE_FRAME_S& frame) {
@@ -36,12 +30,12 @@ void point_image_at(VCA_IMAGE_S& image, const AVS_IVE_FRAME_S& frame) {
 }  // namespace
 
 int32_t vca_data_get_real_depth(VCA_CTRL_S* ctrl) {
-    AVS_IVE_ALL_S& held = state.held;
+    AVS_IVE_ALL_S& held = vca::frame_state().held;
     held = avs_read_all_ive();
     const bool complete = held.real.vb_blk != VCA_VB_NONE && held.depth.vb_blk != VCA_VB_NONE &&
                           held.raw.vb_blk != VCA_VB_NONE;
     if (!complete) {
-        release_held_frames();
+        release_frames(held);
         held.flag = 0;
         return -1;
     }
@@ -53,8 +47,9 @@ int32_t vca_data_get_real_depth(VCA_CTRL_S* ctrl) {
 }
 
 int32_t vca_data_put_real_depth(VCA_CTRL_S*) {
-    if (state.held.flag == 0) return 0;
-    release_held_frames();
-    state.held.flag = 0;
+    AVS_IVE_ALL_S& held = vca::frame_state().held;
+    if (held.flag == 0) return 0;
+    release_frames(held);
+    held.flag = 0;
     return 0;
 }

@@ -1,8 +1,12 @@
 // Start-up and shut-down of the base stage and the algorithm stage, and the control block.
+#include <cstring>
+
+#include "base/control.h"
+#include "base/log.h"
+#include "base/send.h"
+#include "frame/bus.h"
 #include "frame/frame_state.h"
-#include "frame/log.h"
 #include "vca/depth.h"
-#include "vca/messages.h"
 #include "vca/track.h"
 
 using vca::flag_get;
@@ -34,12 +38,13 @@ void request_configuration() {
 
 void algo_common_uninit() {
     auto& state = frame_state();
+    VCA_CTRL_S& ctrl = vca::control_block();
     VCA_LOG("algo_common_uninit 000");
-    flag_set<uint8_t>(state.ctrl.algo_running, 0);
+    flag_set<uint8_t>(ctrl.algo_running, 0);
     tq_task_join(&state.task);
     {
         AlgoLock lock;
-        vca_trker_uninit(&state.ctrl);
+        vca_trker_uninit(&ctrl);
         vca_depth_algo_uninit();
     }
     flag_set<uint8_t>(state.mutex_ready, 0);
@@ -54,7 +59,7 @@ vca::FrameState& vca::frame_state() {
 }
 
 int vca_base_init(void) {
-    auto& ctrl = frame_state().ctrl;
+    VCA_CTRL_S& ctrl = vca::control_block();
     VCA_LOG("vca_base init 000");
     {
         AlgoLock lock;
@@ -68,7 +73,7 @@ int vca_base_init(void) {
 }
 
 int vca_base_uninit(void) {
-    auto& ctrl = frame_state().ctrl;
+    VCA_CTRL_S& ctrl = vca::control_block();
     VCA_LOG("vca_base uninit 000");
     {
         AlgoLock lock;
@@ -83,15 +88,16 @@ int vca_base_uninit(void) {
 
 int vca_algo_init(void) {
     auto& state = frame_state();
+    VCA_CTRL_S& ctrl = vca::control_block();
     VCA_LOG("vca_algo init 000");
     tq_mutex_init(&state.algo_mutex);
     flag_set<uint8_t>(state.mutex_ready, 1);
     {
         AlgoLock lock;
-        vca_trker_init(&state.ctrl);
+        vca_trker_init(&ctrl);
         vca_depth_algo_init();
     }
-    flag_set<uint8_t>(state.ctrl.algo_running, 1);
+    flag_set<uint8_t>(ctrl.algo_running, 1);
     tq_task_create_join(&state.task, vca_algo_main_task, nullptr);
     vca::register_handlers();
     request_configuration();
@@ -117,10 +123,6 @@ int vca_data_init(VCA_CTRL_S* ctrl) {
 
 int vca_data_uninit(VCA_CTRL_S*) {
     return 0;
-}
-
-VCA_CTRL_S* vca_get_pCtrl_param(void) {
-    return &frame_state().ctrl;
 }
 
 void* get_vca_algo_mutex(void) {

@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <string>
 
-#include "frame/frame_state.h"
-#include "frame/log.h"
+#include "base/log.h"
+#include "base/working_size.h"
+#include "object/object_state.h"
+#include "vca/platform.h"
 
 namespace {
 
@@ -16,13 +18,6 @@ constexpr char kTestFolder[] = "/opt/app/algo/ai/head";
 constexpr char kCropFolder[] = "/opt/app/algo/hd/";
 constexpr char kFrameFolder[] = "/opt/app/algo/";
 constexpr uint32_t kTestCall = 10;
-
-struct AttrDebugState {
-    uint32_t test_calls = 0;   // since the library was loaded
-    bool frame_saved = false;  // since the switch went on
-};
-
-AttrDebugState state;
 
 // The files of the folder, in the order of their names; false when there is no such folder.
 bool list_files(const char* folder, std::vector<std::string>& files) {
@@ -60,7 +55,7 @@ void classify_file(int index, const char* path, const VCA_IMAGE_S& image) {
     }
     if (image.plane_addr == 0) return;
     VCA_NN_RESULT_S unused;  // room for a host that writes too much
-    vca_nn_classification(vca::frame_state().ctrl.attr_model, &image, &unused);
+    vca_nn_classification(vca::control_block().attr_model, &image, &unused);
 }
 
 void save_crop(const TRACKER_RSLT_S& trk) {
@@ -73,7 +68,7 @@ void save_crop(const TRACKER_RSLT_S& trk) {
 }
 
 void save_frame(const TRACKER_RSLT_S& trk) {
-    const VCA_CTRL_S& ctrl = vca::frame_state().ctrl;
+    const VCA_CTRL_S& ctrl = vca::control_block();
     const std::string stem =
         kFrameFolder + std::to_string(ctrl.frame_flag) + "-trk_" + std::to_string(trk.trackId);
     const std::string real = stem + "-real-960x544";
@@ -90,7 +85,7 @@ void save_frame(const TRACKER_RSLT_S& trk) {
 }  // namespace
 
 void vca::test_attribute_model() {
-    if (state.test_calls++ != kTestCall) return;
+    if (object_state().attr_test_calls++ != kTestCall) return;
     std::vector<std::string> files;
     if (!list_files(kTestFolder, files)) {
         VCA_LOG_AS(kLogName, "Folder doesn't Exist!");
@@ -108,6 +103,7 @@ void vca::capture_images(const TRACKER_RSLT_S& trk) {
     if (debug_on(kDbgSaveHead) && trk.age % 2 == 0) save_crop(trk);
     // One frame for each touch of the flag file: removed, it switches off at the next look at it.
     const bool save_one = debug_on(kDbgSaveOne);
-    if (save_one && !state.frame_saved) save_frame(trk);
-    state.frame_saved = save_one;
+    bool& frame_saved = object_state().frame_saved;
+    if (save_one && !frame_saved) save_frame(trk);
+    frame_saved = save_one;
 }

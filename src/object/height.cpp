@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <numeric>
 
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/working_size.h"
+#include "object/object_state.h"
 #include "vca/depth.h"
 #include "vca/object.h"
 
@@ -18,8 +19,6 @@ namespace {
 
 constexpr char kLogName[] = "dev_calc_obj_height";
 
-constexpr uint8_t kSmallTarget = 2;
-
 // Accepted samples and the range of the result, by class, in millimetres.
 struct ClassLimits {
     float sample_min;
@@ -28,7 +27,7 @@ struct ClassLimits {
 };
 
 ClassLimits class_limits(const TRACKER_RSLT_S& trk) {
-    if (trk.curObj.class_id == kSmallTarget) return {10.0f, 10, 1500};
+    if (trk.curObj.class_id == VCA_CLASS_SMALL) return {10.0f, 10, 1500};
     return {500.0f, 500, 1980};
 }
 
@@ -87,7 +86,7 @@ float mean_of(const std::vector<float>& values) {
 }
 
 void renew_height(TRACKER_RSLT_S& trk) {
-    static std::vector<float> trimmed;  // keeps its storage
+    std::vector<float>& trimmed = vca::object_state().trimmed;
     trimmed = trk.heightSamples;
     trim(trimmed);
     log_values("Prev vTmpH: ", trimmed);
@@ -128,7 +127,7 @@ float dev_calc_obj_height(TRACKER_RSLT_S* trk, const uint16_t* depth) {
     const bool log = vca::debug_on(vca::kDbgVca);
     if (log) VCA_LOG("Calc Obj=(%d %d %d %d) height 000", box.x, box.y, box.w, box.h);
     DET_OBJ_S scaled = scale_to_depth(box);
-    if (box.class_id == kSmallTarget)
+    if (box.class_id == VCA_CLASS_SMALL)
         dev_bbox_adjust_rect(&scaled, std::min({scaled.w, scaled.h, kPatchSide}));
     if (log) VCA_LOG("Calc Obj=(%d %d %d %d) height 111", scaled.x, scaled.y, scaled.w, scaled.h);
 
@@ -166,13 +165,14 @@ int32_t dev_obj_height_compen_by_install(void) {
     return compensation;
 }
 
-void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample, int32_t historyLen) {
+void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample) {
     const ClassLimits limits = class_limits(*trk);
     const bool log = vca::debug_on(vca::kDbgHeight);
     if (log) VCA_LOG("$objHeight=%.2f", static_cast<double>(sample));
     if (sample >= limits.sample_min) {
+        const auto history = static_cast<size_t>(vca::object_state().height_history);
         trk->heightSamples.push_back(sample);
-        if (trk->heightSamples.size() > static_cast<size_t>(std::max(historyLen, 0)))
+        if (trk->heightSamples.size() > history)
             trk->heightSamples.erase(trk->heightSamples.begin());
     }
     log_values("Prev H: ", trk->heightSamples);
@@ -186,7 +186,7 @@ void vca_dev_deal_obj_height(TRACKER_RSLT_S* trk, float sample, int32_t historyL
 
 void dev_obj_height_chk_exceed(TRACKER_RSLT_S* trk) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
-    if (trk->curObj.class_id == kSmallTarget) {
+    if (trk->curObj.class_id == VCA_CLASS_SMALL) {
         trk->heightExceed = 0;
         return;
     }

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/control.h"
+#include "base/log.h"
 #include "detect/box.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
 #include "object/attr_debug.h"
+#include "track/gender.h"
 #include "vca/object.h"
 
 using vca::to_i32;
@@ -15,8 +16,6 @@ using vca::wrap_sub;
 namespace {
 
 constexpr size_t kSampleMax = 20;
-constexpr int32_t kMale = 1;
-constexpr int32_t kFemale = 2;
 
 // Staff hits that decide, and the newest samples among which they must lie, at 2 m and at 6 m.
 struct Range {
@@ -60,7 +59,7 @@ void classify(TRACKER_RSLT_S& trk, const VCA_IMAGE_S& image, HUMAN_ATTR_S& sampl
     vca_image_crop_letter(&image, &crop, &trk.attrImg);
     Scratch scratch;
     scratch.sample = {};
-    vca_nn_classification(vca::frame_state().ctrl.attr_model, &trk.attrImg, &scratch.sample.gender);
+    vca_nn_classification(vca::control_block().attr_model, &trk.attrImg, &scratch.sample.gender);
     sample.gender_valid = 1;
     sample.gender = scratch.sample.gender;
     sample.prob_male = scratch.sample.prob_male;
@@ -71,7 +70,7 @@ void classify(TRACKER_RSLT_S& trk, const VCA_IMAGE_S& image, HUMAN_ATTR_S& sampl
 void detect_staff(const TRACKER_RSLT_S& trk, HUMAN_ATTR_S& sample) {
     Scratch scratch;
     scratch.sample = {};
-    vca_nn_detection(vca::frame_state().ctrl.staff_model, &trk.attrImg, &scratch.sample.staff);
+    vca_nn_detection(vca::control_block().staff_model, &trk.attrImg, &scratch.sample.staff);
     sample.staff_valid = 1;
     sample.staff = scratch.sample.staff;
     sample.staff_score = scratch.sample.staff_score;
@@ -116,9 +115,9 @@ void decide_gender(TRACKER_RSLT_S& trk, const GenderSums& sums) {
         trk.genderMaxProb = sum;
         trk.genderKeep = gender;
     };
-    stand(sums.male, kMale);
-    stand(sums.female, kFemale);
-    stand(sums.unknown, 0);
+    stand(sums.male, VCA_GENDER_MALE);
+    stand(sums.female, VCA_GENDER_FEMALE);
+    stand(sums.unknown, VCA_GENDER_UNKNOWN);
     trk.genderMean = sums.male / static_cast<float>(sums.samples);
 }
 
@@ -146,15 +145,14 @@ void decide_staff(TRACKER_RSLT_S& trk, int32_t newest) {
 // What is switched off reads as unknown, or as no staff, everywhere downstream.
 void apply_switches(TRACKER_RSLT_S& trk) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
-    if (cfg.GenderRecognize == 0) trk.genderKeep = 0;
-    const bool known = trk.genderKeep == kMale || trk.genderKeep == kFemale;
-    trk.curObj.gender = known ? trk.genderKeep : 0;
+    if (cfg.GenderRecognize == 0) trk.genderKeep = VCA_GENDER_UNKNOWN;
+    trk.curObj.gender = vca::known_gender(trk.genderKeep);
     if (cfg.StaffDetection == 0) trk.staffKeep = 0;
     trk.curObj.staff = trk.staffKeep;
 }
 
 const char* gender_label(int32_t gender) {
-    return gender == kMale ? "Male" : gender == kFemale ? "Female" : "Unknown";
+    return gender == VCA_GENDER_MALE ? "Male" : gender == VCA_GENDER_FEMALE ? "Female" : "Unknown";
 }
 
 const char* staff_label(int32_t staff) {

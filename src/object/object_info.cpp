@@ -1,9 +1,11 @@
 // The update of one track by the detection it was matched to.
 #include <algorithm>
 
+#include "base/control.h"
+#include "base/log.h"
 #include "detect/box.h"
-#include "frame/frame_state.h"
-#include "frame/log.h"
+#include "object/object_state.h"
+#include "track/gender.h"
 #include "vca/object.h"
 
 using vca::elapsed_ms;
@@ -16,14 +18,15 @@ namespace {
 constexpr char kLogName[] = "vca_check_person_info_local";
 
 constexpr float kAdultMm = 1500.0f;
-constexpr uint8_t kPerson = 1;
 constexpr int32_t kImageWidth = 960;
 constexpr int32_t kImageHeight = 544;
+
+constinit vca::ObjectState object;
 
 // A track that has measured as tall as an adult stays one, whatever class its detections get.
 void take_detection(TRACKER_RSLT_S& trk, const DET_OBJ_S& det) {
     DET_OBJ_S& cur = trk.curObj;
-    cur.class_id = trk.height >= kAdultMm ? kPerson : det.class_id;
+    cur.class_id = trk.height >= kAdultMm ? uint8_t{VCA_CLASS_PERSON} : det.class_id;
     cur.aux0 = det.aux0;
     cur.x = det.x;
     cur.y = det.y;
@@ -39,7 +42,8 @@ void take_detection(TRACKER_RSLT_S& trk, const DET_OBJ_S& det) {
 // On a master's pass over merged objects other devices' people may lie outside its own image.
 bool clamps_position(bool cascade_pass) {
     const int32_t mode = vca_dev_get_work_mode();
-    return mode == 0 || mode == 2 || (mode == 1 && !cascade_pass);
+    return mode == VCA_WORK_ALONE || mode == VCA_WORK_SLAVE ||
+           (mode == VCA_WORK_MASTER && !cascade_pass);
 }
 
 // Start and length along one axis of the head box: it slides inside the body box in proportion to
@@ -95,15 +99,15 @@ void set_foot_box(TRACKER_RSLT_S& trk) {
 void measure_height(TRACKER_RSLT_S& trk, int32_t object_count) {
     const float crowd = static_cast<float>(av_limit_min_max(object_count, 0, 30)) / 30.0f;
     const int32_t period = av_calc_set_val(3, 4, 5, crowd);
-    const int32_t history = av_calc_set_val(8, 10, 12, 1.0f - crowd);
+    object.height_history = av_calc_set_val(8, 10, 12, 1.0f - crowd);
     if (trk.age >= period && trk.age % period != 0) return;
-    const float raw = dev_calc_obj_height(&trk, vca::raw_depth(vca::frame_state().ctrl));
+    const float raw = dev_calc_obj_height(&trk, vca::raw_depth(vca::control_block()));
     const int32_t compensation = dev_obj_height_compen_by_install();
     const float height = raw + static_cast<float>(compensation);
     if (vca::debug_on(vca::kDbgHeight))
         VCA_LOG_AS(kLogName, "CompenH=%d objHeight=%.2f", compensation,
                    static_cast<double>(height));
-    vca_dev_deal_obj_height(&trk, static_cast<float>(to_i32(height)), history);
+    vca_dev_deal_obj_height(&trk, static_cast<float>(to_i32(height)));
 }
 
 // The device that saw the person has measured height and attributes already.
@@ -113,9 +117,9 @@ void take_cascade_measurements(TRACKER_RSLT_S& trk) {
     if (cur.staff != 1) cur.staff = trk.staffKeep;
     trk.height = cur.height;
     dev_obj_height_chk_exceed(&trk);
-    if (cur.gender == 1 || cur.gender == 2)
+    if (vca::is_known_gender(cur.gender))
         trk.genderKeep = cur.gender;
-    else if (trk.genderKeep == 1 || trk.genderKeep == 2)
+    else if (vca::is_known_gender(trk.genderKeep))
         cur.gender = trk.genderKeep;
     trk.headBox = cur;
     trk.footBox = cur;
@@ -135,10 +139,15 @@ void copy_description(const DET_OBJ_S& from, DET_OBJ_S& to) {
 
 }  // namespace
 
+vca::ObjectState& vca::object_state() {
+    return object;
+}
+
 DET_OBJ_S* vca_trk_obj_get_position_box(TRACKER_RSLT_S* trk) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
-    if (cfg.devWorkMode == 0 && cfg.StandAloneTrkMd == 1) return &trk->headBox;
-    if (cfg.devWorkMode == 0 && cfg.StandAloneTrkMd == 2) return &trk->footBox;
+    if (cfg.devWorkMode != VCA_WORK_ALONE) return &trk->curObj;
+    if (cfg.StandAloneTrkMd == VCA_POSITION_HEAD) return &trk->headBox;
+    if (cfg.StandAloneTrkMd == VCA_POSITION_FOOT) return &trk->footBox;
     return &trk->curObj;
 }
 
@@ -152,7 +161,7 @@ void vca_check_person_info_local(TRACKER_RSLT_S* trk, int32_t objectCount) {
     dev_obj_height_chk_exceed(trk);
     trk->curObj.height = trk->height;
     if (log) VCA_LOG("attribution_local 111=%ld", elapsed_ms(start_ms));
-    vca_obj_deal_human_attr(trk, &vca::frame_state().ctrl.real_img, objectCount);
+    vca_obj_deal_human_attr(trk, &vca::control_block().real_img, objectCount);
     if (log) VCA_LOG("attribution_local 222=%ld", elapsed_ms(start_ms));
     set_head_box(*trk);
     set_foot_box(*trk);

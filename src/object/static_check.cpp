@@ -1,5 +1,5 @@
 // Marks tracks whose box has stood still for long while their detector score stayed low.
-#include "frame/log.h"
+#include "base/log.h"
 #include "vca/object.h"
 
 namespace {

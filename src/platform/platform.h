@@ -13,11 +13,11 @@ VCA_EXTERN_C_BEGIN
 /* ---- Tasks and mutexes: opaque records of 64 bytes that the host constructs in place ---- */
 
 typedef struct TQ_MUTEX_S {
-    VCA_ALIGNED(16) uint8_t opaque[64];
+    VCA_ALIGNED(16) uint8_t opaque[64]; /* the host's, never read by the library */
 } TQ_MUTEX_S;
 
 typedef struct TQ_TASK_S {
-    VCA_ALIGNED(16) uint8_t opaque[64];
+    VCA_ALIGNED(16) uint8_t opaque[64]; /* the host's, never read by the library */
 } TQ_TASK_S;
 
 VCA_CHECK_SIZE(TQ_MUTEX_S, 64);
@@ -43,12 +43,12 @@ int tq_system(const char* command);
 
 /* ---- Message bus ---- */
 
-/* One row of the handler table. */
+/* One row of the handler table; the library writes it. */
 typedef struct SOCK_REQUEST_S {
-    int32_t id; /* message number */
-    uint32_t zero0;
+    int32_t id;                                  /* message number */
+    uint32_t zero0;                              /* 0 */
     void (*handler)(int channel, void* payload); /* payload is the host's, read during the call */
-    uint64_t zero1;
+    uint64_t zero1;                              /* 0 */
 } SOCK_REQUEST_S;
 
 VCA_CHECK_SIZE(SOCK_REQUEST_S, 24);
@@ -77,11 +77,11 @@ int vca_cvai_uninit(VCA_CTRL_S* ctrl);
 /* Sets the host's detection confidence threshold in percent; called with 13. */
 int avs_set_conf_thr(int percent);
 
-/* Configuration of a model; the host may append fields of its own. */
+/* Configuration of a model; the host writes it and may append fields of its own. */
 typedef struct NN_MODEL_CFG_S {
-    uint8_t host[140];
-    float trk_conf_lo;     /* detections below it are no use for tracking */
-    float det_show_thresh; /* detections above it start tracks and are shown */
+    uint8_t host[140];     /* the host's, never read by the library */
+    float trk_conf_lo;     /* score 0..1; detections below it are no use for tracking */
+    float det_show_thresh; /* score 0..1; detections above it start tracks and are shown */
 } NN_MODEL_CFG_S;
 
 VCA_CHECK_SIZE(NN_MODEL_CFG_S, 148);
@@ -130,16 +130,17 @@ int ss_mpi_sys_munmap(void* addr, uint32_t size);
 
 /* ---- IoU tracker ---- */
 
-/* One detection handed to the tracker, or one target reported by it. */
+/* One detection that the library hands to the tracker, or one target that the tracker reports; of
+ * the latter only id and det_idx are read. */
 typedef struct IOU_TRK_OBJ_S {
-    int32_t id;      /* in: 0; out: id of the target */
-    int32_t det_idx; /* index of the detection */
-    int32_t x;
-    int32_t y;
-    int32_t w;
-    int32_t h;
-    int32_t class_id;
-    float score;
+    int32_t id;       /* in: 0; out: id of the target */
+    int32_t det_idx;  /* index of the detection, 0..127 */
+    int32_t x;        /* left column of the enlarged box, pixels */
+    int32_t y;        /* top row of the enlarged box, pixels */
+    int32_t w;        /* width of the enlarged box, pixels */
+    int32_t h;        /* height of the enlarged box, pixels */
+    int32_t class_id; /* VCA_CLASS_E, or another value as the detector means it */
+    float score;      /* confidence of the detection, 0..1 */
 } IOU_TRK_OBJ_S;
 
 VCA_CHECK_SIZE(IOU_TRK_OBJ_S, 32);
@@ -154,9 +155,10 @@ VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, score, 28);
 
 #define VCA_TRK_MAX 100
 
+/* The targets of a frame; the host writes it. */
 typedef struct IOU_TRK_RSLT_S {
-    int32_t num; /* targets reported, 0..100 */
-    IOU_TRK_OBJ_S objs[VCA_TRK_MAX];
+    int32_t num;                     /* entries of objs, 0..100; brought into range before use */
+    IOU_TRK_OBJ_S objs[VCA_TRK_MAX]; /* the targets that were matched in this frame */
 } IOU_TRK_RSLT_S;
 
 VCA_CHECK_SIZE(IOU_TRK_RSLT_S, 3204);

@@ -1,13 +1,10 @@
 // The box that the event stages take for a track's place, and whether it lies in a mask.
 #include "config/mask_cells.h"
+#include "config/work_mode.h"
 #include "detect/box.h"
 #include "vca/object.h"
 
 namespace {
-
-constexpr int32_t kAlone = 0;
-constexpr int32_t kMaster = 1;
-constexpr int32_t kFootMode = 2;
 
 // The central two thirds of the 960 x 544 image, judged by the box's top-left corner.
 bool is_central(const DET_OBJ_S& box) {
@@ -19,16 +16,14 @@ bool is_central(const DET_OBJ_S& box) {
 }  // namespace
 
 DET_OBJ_S* vca_trk_obj_get_event_box(TRACKER_RSLT_S* trk, bool keep) {
-    const int32_t mode = vca_dev_get_work_mode();
     if (trk->age < 2 && is_central(trk->evtObj)) trk->bornInside = 1;
     trk->evtObj = *vca_trk_obj_get_position_box(trk);
-    const bool foot_square =
-        mode == kMaster || (mode == kAlone && dev_get_config()->StandAloneTrkMd == kFootMode);
-    if (!foot_square) return &trk->evtObj;
+    if (!vca::counts_by_foot()) return &trk->evtObj;
 
     // A young or lost track's height, and so its foot point, is not to be relied on.
     const bool unsure = trk->lostCnt >= 1 || (trk->age < 4 && trk->bornInside == 0);
-    if (!keep && unsure) trk->evtObj = mode == kMaster ? trk->rawObj : trk->curObj;
+    const bool merged = vca_dev_get_work_mode() == VCA_WORK_MASTER;
+    if (!keep && unsure) trk->evtObj = merged ? trk->rawObj : trk->curObj;
     dev_bbox_adjust_rect(&trk->evtObj, dev_foot_get_event_size());
     return &trk->evtObj;
 }

@@ -74,7 +74,7 @@ void vca::update_trail_and_speed(TRACKER_RSLT_S& trk) {
 }
 
 void vca::update_smooth_trail(TRACKER_RSLT_S& trk) {
-    const int32_t step = vca_dev_get_work_mode() == 1 ? 2 : 1;
+    const int32_t step = vca_dev_get_work_mode() == VCA_WORK_MASTER ? 2 : 1;
     const int32_t jitter = step == 2 ? 3 : 1;
     trk.trailSmooth.clear();
     if (trk.trail.empty()) return;

@@ -1,17 +1,12 @@
 #include "track/track_list.h"
 
+#include "track/track_state.h"
+
 namespace {
 
 // What is kept when a crowd leaves: enough for people who come and go, not for a whole crowd.
 constexpr size_t kSpareRecords = 32;
 constexpr size_t kSpareGrids = 64;
-
-struct Retired {
-    std::vector<TRACKER_RSLT_S> records;  // without their grids
-    std::vector<HEAT_GRID_S> grids;       // empty, with memory for their cells
-};
-
-Retired retired;
 
 // Each list holds one more than its limit before its oldest entry is dropped. Displacements are
 // sampled on every second update and kept for 24 frames.
@@ -46,35 +41,38 @@ void take_lists(TRACKER_RSLT_S& trk, TRACKER_RSLT_S& used) {
 void retire_grid(HEAT_GRID_S& grid) {
     HEAT_GRID_S used = std::move(grid);
     used.clear();
-    if (used.cell.has_memory() && retired.grids.size() < kSpareGrids)
-        retired.grids.push_back(std::move(used));
+    auto& grids = vca::track_state().spare.grids;
+    if (used.cell.has_memory() && grids.size() < kSpareGrids) grids.push_back(std::move(used));
 }
 
 }  // namespace
 
 TRACKER_RSLT_S& vca::append_track(std::vector<TRACKER_RSLT_S>& list) {
     TRACKER_RSLT_S& trk = list.emplace_back();
-    if (retired.records.empty()) {
+    auto& records = track_state().spare.records;
+    if (records.empty()) {
         make_room(trk);
         return trk;
     }
-    take_lists(trk, retired.records.back());
-    retired.records.pop_back();
+    take_lists(trk, records.back());
+    records.pop_back();
     return trk;
 }
 
 void vca::retire_track(TRACKER_RSLT_S& trk) {
     retire_grid(trk.heatDwell);
     retire_grid(trk.heatMotion);
-    if (retired.records.size() < kSpareRecords) retired.records.push_back(std::move(trk));
+    auto& records = track_state().spare.records;
+    if (records.size() < kSpareRecords) records.push_back(std::move(trk));
 }
 
 void vca::provide_cells(HEAT_GRID_S& grid) {
-    if (grid.cell.has_memory() || retired.grids.empty()) return;
-    grid = std::move(retired.grids.back());
-    retired.grids.pop_back();
+    auto& grids = track_state().spare.grids;
+    if (grid.cell.has_memory() || grids.empty()) return;
+    grid = std::move(grids.back());
+    grids.pop_back();
 }
 
 void vca::drop_retired_tracks() {
-    retired = {};
+    track_state().spare = {};
 }

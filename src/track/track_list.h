@@ -5,6 +5,9 @@
 
 namespace vca {
 
+// Passes without an update that a record outlives.
+constexpr int32_t kLostMax = 4;
+
 // Appends a record that is zero throughout, its lists with room for all they will hold.
 TRACKER_RSLT_S& append_track(std::vector<TRACKER_RSLT_S>& list);
 

@@ -1,8 +1,7 @@
 // What a track record owns, and the notices of its appearance and removal.
+#include "base/send.h"
 #include "detect/box.h"
-#include "frame/frame_state.h"
 #include "track/track_list.h"
-#include "vca/messages.h"
 #include "vca/track.h"
 
 int vca_trk_obj_destroy_img(VCA_IMAGE_S* img) {
@@ -19,9 +18,8 @@ int vca_trk_obj_list_release(std::vector<TRACKER_RSLT_S>& list) {
 }
 
 int vca_trk_obj_send_history(TRACKER_RSLT_S* trk, bool born) {
-    constexpr int32_t kMaster = 1;
     TRK_SHOW_MSG_S msg{trk->trackId, 0, 0, trk->footX, trk->footY};
-    if (vca_dev_get_work_mode() != kMaster) {
+    if (vca_dev_get_work_mode() != VCA_WORK_MASTER) {
         const POINT_POS_S center = vca::box_center(trk->curObj);
         msg.cx = center.x;
         msg.cy = center.y;

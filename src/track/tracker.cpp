@@ -1,8 +1,8 @@
 // The thin layer over the host's IoU tracker.
 #include <algorithm>
 
+#include "base/log.h"
 #include "detect/box.h"
-#include "frame/log.h"
 #include "vca/track.h"
 
 using vca::wrap_sub;

@@ -2,11 +2,13 @@
 // removed.
 #include <algorithm>
 
-#include "frame/frame_state.h"
-#include "frame/log.h"
-#include "frame/numeric.h"
+#include "base/log.h"
+#include "base/numeric.h"
+#include "base/working_size.h"
+#include "track/line_side.h"
 #include "track/motion.h"
 #include "track/track_list.h"
+#include "track/track_state.h"
 #include "vca/event.h"
 #include "vca/heat_map.h"
 #include "vca/object.h"
@@ -15,38 +17,33 @@ namespace {
 
 constexpr char kLogName[] = "vca_obj_proc_tracking";
 
-constexpr int32_t kLostMax = 4;
 constexpr uint32_t kUpdSeqModulo = 10000;
 
-struct TrackingState {
-    uint32_t pass_count = 0;   // record updates since the library was loaded
-    std::vector<int32_t> ids;  // ids of the list's records: searching the large records is slow
-};
-
-TrackingState state;
+constinit vca::TrackState tracking;
 
 // On a master events come from the merged list; a slave leaves them to its master.
 bool is_event_pass(bool merged) {
     const int32_t mode = vca_dev_get_work_mode();
-    return mode == 0 || (mode == 1 && merged);
+    return mode == VCA_WORK_ALONE || (mode == VCA_WORK_MASTER && merged);
 }
 
 void collect_ids(const std::vector<TRACKER_RSLT_S>& list) {
-    state.ids.clear();
+    tracking.ids.clear();
     for (const TRACKER_RSLT_S& trk : list)
-        state.ids.push_back(trk.trackId);
+        tracking.ids.push_back(trk.trackId);
 }
 
 // The first record of that id.
 TRACKER_RSLT_S* find_track(std::vector<TRACKER_RSLT_S>& list, int32_t id) {
-    const auto it = std::find(state.ids.begin(), state.ids.end(), id);
-    return it != state.ids.end() ? &list[static_cast<size_t>(it - state.ids.begin())] : nullptr;
+    const auto it = std::find(tracking.ids.begin(), tracking.ids.end(), id);
+    return it != tracking.ids.end() ? &list[static_cast<size_t>(it - tracking.ids.begin())]
+                                    : nullptr;
 }
 
 void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
                const DET_OBJECTS_S& dets, bool merged) {
     TRACKER_RSLT_S& trk = vca::append_track(list);
-    state.ids.push_back(target.id);
+    tracking.ids.push_back(target.id);
     if (!merged)
         vca_create_image(&trk.attrImg, VCA_IMAGE_NV12, vca::working_width(VCA_SIZE_CROP),
                          vca::working_height(VCA_SIZE_CROP));
@@ -79,10 +76,10 @@ int32_t cross_distance(const DET_OBJ_S& ev) {
 }
 
 void update_counters(TRACKER_RSLT_S& trk) {
-    ++state.pass_count;
+    ++tracking.pass_count;
     trk.trkFrames = vca::wrap_add(trk.trkFrames, 1);
     trk.lastFrm = static_cast<uint32_t>(vca_feed_frm_cnt_get());
-    trk.updSeq = state.pass_count % kUpdSeqModulo;
+    trk.updSeq = tracking.pass_count % kUpdSeqModulo;
     if (trk.lostCnt < 1) {
         trk.contCnt = vca::wrap_add(trk.contCnt, 1);
         trk.crossDist = cross_distance(*vca_trk_obj_get_event_box(&trk, false));
@@ -98,8 +95,8 @@ void settle_line(TRACKER_RSLT_S& trk, int line) {
         return;
     }
     const int32_t side = trk.nearSide[line];
-    if (side != 5 && side != 7) return;
-    const int32_t dir = (side == 7) != (cfg.line[line].Flip != 0) ? 1 : 2;
+    if (!vca::is_side(side)) return;
+    const int32_t dir = vca::direction_to(side, line);
     if (trk.LastState[line] == dir) return;
     vca_dev_add_counting_line_group(&trk, line, dir);
     VCA_LOG_AS(kLogName, "attempt to disappear line[%d]=%d", line, dir);
@@ -126,7 +123,7 @@ void update_records(std::vector<TRACKER_RSLT_S>& list, bool merged) {
     auto stay = list.begin();
     for (TRACKER_RSLT_S& trk : list) {
         update_record(trk);
-        if (trk.lostCnt > kLostMax) {
+        if (trk.lostCnt > vca::kLostMax) {
             if (is_event_pass(merged)) settle_events(trk);
             vca_trk_obj_destroy_img(&trk.attrImg);
             vca::retire_track(trk);
@@ -139,6 +136,10 @@ void update_records(std::vector<TRACKER_RSLT_S>& list, bool merged) {
 }
 
 }  // namespace
+
+vca::TrackState& vca::track_state() {
+    return tracking;
+}
 
 int vca_obj_proc_tracking(VCA_NN_RESULT_S* res, std::vector<TRACKER_RSLT_S>& list, int inst,
                           bool merged) {

@@ -1,7 +1,10 @@
 // The total of the heat maps: how tracks' grids get into it, its messages and debug texts.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "tests/event/heat_model.h"
@@ -10,11 +13,31 @@ namespace {
 
 bool out_of_memory = false;
 
+// While there is none, the library gets no memory, but its host does.
+bool is_refused(void* caller) {
+    Dl_info info{};
+    return out_of_memory && dladdr(caller, &info) != 0 && info.dli_fname != nullptr &&
+           std::strstr(info.dli_fname, "libvca.so") != nullptr;
+}
+
+void* allocate(size_t size, void* caller) {
+    return is_refused(caller) ? nullptr : std::malloc(size > 0 ? size : 1);
+}
+
 }  // namespace
 
-// What the library asks for memory it can do without.
+void* operator new(size_t size) {
+    if (void* memory = allocate(size, __builtin_return_address(0))) return memory;
+    throw std::bad_alloc();
+}
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return out_of_memory ? nullptr : ::operator new(size);
+    return allocate(size, __builtin_return_address(0));
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
 }
 
 namespace {
@@ -440,15 +463,25 @@ TEST_F(HeatTotal, OtherSwitchesPrintNothing) {
               "");
 }
 
-TEST_F(HeatTotal, WithoutMemoryForAReplyTheTotalStays) {
+// ---- Memory ----
+
+TEST_F(HeatMessages, WithoutMemoryTheAnswerIsStillSent) {
     fold(add_with_cells());
     const Grids total = total_grids();
-    const uint8_t request[64] = {};
     out_of_memory = true;
-    fix::output_of([&] { vca_heat_map_update_rslt(0, const_cast<uint8_t*>(request)); });
+    ask();
     out_of_memory = false;
-    EXPECT_THAT(take_messages(), IsEmpty());
-    expect_total(total);
+    expect_reply(total);
+    expect_total({});
+}
+
+// The test above would see an allocation: what needs one fails.
+TEST_F(HeatMessages, WithoutMemoryATrackGetsNoCells) {
+    TRACKER_RSLT_S& trk = add(centred(480, 272));
+    trk.age = 3;
+    out_of_memory = true;
+    EXPECT_THROW(vca_event_heat_map_dwell_and_motion(tracks), std::bad_alloc);
+    out_of_memory = false;
 }
 
 }  // namespace

@@ -485,6 +485,6 @@ void fuzz::PassScript::update_strange_track() {
     vca_line_check_crossing_state(trk.get(), line, in_.number());
     vca_rgn_uturn_check_obj_line_cross(trk.get(), in_.number());
     const float sample_mm = in_.real();
-    vca_dev_deal_obj_height(trk.get(), sample_mm, in_.number());
+    vca_dev_deal_obj_height(trk.get(), sample_mm);
     vca_obj_update_human_attr(trk.get());
 }

@@ -22,13 +22,20 @@ struct Mean : testing::Test {
         trk->curObj = fix::box(100, 100, 60, 60);
     }
 
+    // A frame with so many people: another track's update.
+    static void see_crowd(int people) {
+        const auto other = fix::new_track(8);
+        other->age = 7;  // on which no height is measured
+        fix::output_of([&] { vca_check_person_info_local(other.get(), people); });
+    }
+
     // The height after all but the last of the samples were there already.
     float height_of(std::vector<float> samples) {
         const float last = samples.back();
         samples.pop_back();
         trk->heightSamples = std::move(samples);
         trk->height = 0;
-        vca_dev_deal_obj_height(trk.get(), last, 12);
+        vca_dev_deal_obj_height(trk.get(), last);
         return trk->height;
     }
 };
@@ -80,42 +87,42 @@ TEST_F(Mean, MeanIsKeptUntruncatedAndHeightIsTruncated) {
 
 TEST_F(Mean, OnlyTheNewestMeanCounts) {
     height_of({1700});
-    vca_dev_deal_obj_height(trk.get(), 1500.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 1500.0f);
     EXPECT_THAT(trk->heightMeans, ElementsAre(1600.0f));
     EXPECT_EQ(trk->height, 1600.0f);
 }
 
 TEST_F(Mean, SamplesKeepTheirOrder) {
     for (const float h : {1700.0f, 1500.0f, 1600.0f})
-        vca_dev_deal_obj_height(trk.get(), h, 12);
+        vca_dev_deal_obj_height(trk.get(), h);
     EXPECT_THAT(trk->heightSamples, ElementsAre(1700.0f, 1500.0f, 1600.0f));
 }
 
 TEST_F(Mean, LowSamplesAreNotStored) {
     height_of({1700});
-    vca_dev_deal_obj_height(trk.get(), 499.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 499.0f);
     EXPECT_THAT(trk->heightSamples, ElementsAre(1700.0f));
     EXPECT_EQ(trk->height, 1700.0f);
-    vca_dev_deal_obj_height(trk.get(), 500.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 500.0f);
     EXPECT_THAT(trk->heightSamples, ElementsAre(1700.0f, 500.0f));
 }
 
 TEST_F(Mean, SmallTargetsAreStoredFromTen) {
     trk->curObj.class_id = 2;
-    vca_dev_deal_obj_height(trk.get(), 9.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 9.0f);
     EXPECT_THAT(trk->heightSamples, IsEmpty());
-    vca_dev_deal_obj_height(trk.get(), 10.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 10.0f);
     EXPECT_THAT(trk->heightSamples, ElementsAre(10.0f));
     EXPECT_EQ(trk->height, 10.0f);
 }
 
 TEST_F(Mean, EmptyHistoryIsLiftedToTheClassMinimum) {
-    vca_dev_deal_obj_height(trk.get(), 100.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 100.0f);
     EXPECT_EQ(trk->height, 500.0f);
     EXPECT_THAT(trk->heightMeans, IsEmpty());
     const auto small = fix::new_track();
     small->curObj.class_id = 2;
-    vca_dev_deal_obj_height(small.get(), 1.0f, 12);
+    vca_dev_deal_obj_height(small.get(), 1.0f);
     EXPECT_EQ(small->height, 10.0f);
 }
 
@@ -133,26 +140,39 @@ TEST_F(Mean, HeightIsClampedToTheRangeOfTheClass) {
 
 TEST_F(Mean, OneSampleIsDroppedPerUpdate) {
     for (int i = 0; i < 12; ++i)
-        vca_dev_deal_obj_height(trk.get(), 1000.0f + float(i), 12);
+        vca_dev_deal_obj_height(trk.get(), 1000.0f + float(i));
     EXPECT_EQ(trk->heightSamples.size(), 12u);
-    vca_dev_deal_obj_height(trk.get(), 1012.0f, 12);
+    vca_dev_deal_obj_height(trk.get(), 1012.0f);
     EXPECT_EQ(trk->heightSamples.size(), 12u);
     EXPECT_EQ(trk->heightSamples.front(), 1001.0f);
     // a crowd shortens the history to 8: appended one, dropped one
-    vca_dev_deal_obj_height(trk.get(), 1013.0f, 8);
+    see_crowd(30);
+    vca_dev_deal_obj_height(trk.get(), 1013.0f);
     EXPECT_EQ(trk->heightSamples.size(), 12u);
     // a sample that is not stored drops nothing
-    vca_dev_deal_obj_height(trk.get(), 0.0f, 8);
+    vca_dev_deal_obj_height(trk.get(), 0.0f);
     EXPECT_EQ(trk->heightSamples.size(), 12u);
     EXPECT_EQ(trk->heightSamples.front(), 1002.0f);
 }
 
+TEST_F(Mean, HistoryIsAsLongAsTheLastFrameAllows) {
+    const std::pair<int, size_t> lengths[] = {{0, 12},  {15, 10}, {30, 8},
+                                              {100, 8}, {15, 10}, {0, 12}};
+    for (const auto& [people, samples] : lengths) {
+        see_crowd(people);
+        trk->heightSamples.clear();
+        for (int i = 0; i < 20; ++i)
+            vca_dev_deal_obj_height(trk.get(), 1000.0f + float(i));
+        EXPECT_EQ(trk->heightSamples.size(), samples) << people << " people";
+    }
+}
+
 TEST_F(Mean, ExtremeSamples) {
-    vca_dev_deal_obj_height(trk.get(), 1e30f, 12);
+    vca_dev_deal_obj_height(trk.get(), 1e30f);
     EXPECT_THAT(trk->heightSamples, ElementsAre(1e30f));
     EXPECT_EQ(trk->height, 1980.0f);
-    vca_dev_deal_obj_height(trk.get(), -1e30f, 12);
-    vca_dev_deal_obj_height(trk.get(), std::numeric_limits<float>::quiet_NaN(), 12);
+    vca_dev_deal_obj_height(trk.get(), -1e30f);
+    vca_dev_deal_obj_height(trk.get(), std::numeric_limits<float>::quiet_NaN());
     EXPECT_EQ(trk->heightSamples.size(), 1u);
 }
 
@@ -193,13 +213,13 @@ TEST_F(Mean, HistoryLinesFollowTheHeightSwitch) {
     fix::set_switch(fix::kSwHeight, true);
     trk->age = 3;
     trk->heightSamples = {1000, 1900};
-    EXPECT_THAT(fix::printed_by([&] { vca_dev_deal_obj_height(trk.get(), 1200, 12); }),
+    EXPECT_THAT(fix::printed_by([&] { vca_dev_deal_obj_height(trk.get(), 1200); }),
                 ElementsAre("log: $objHeight=1200.00",
                             testing::MatchesRegex("plain: Prev H: 1000[.0]* 1900[.0]* 1200[.0]* 3"),
                             testing::MatchesRegex("plain: Prev vTmpH: 1000[.0]* 1200[.0]* 2"),
                             testing::MatchesRegex("plain: \\$Obj-7 H = 1100[.0]* ok-3")));
     fix::set_switch(fix::kSwHeight, false);
-    EXPECT_THAT(fix::printed_by([&] { vca_dev_deal_obj_height(trk.get(), 1200, 12); }), IsEmpty());
+    EXPECT_THAT(fix::printed_by([&] { vca_dev_deal_obj_height(trk.get(), 1200); }), IsEmpty());
 }
 
 // ---- Out-of-range flag ----

@@ -44,16 +44,16 @@ change_headers() {
     edit "$headers/base.h" 's/\(VCA_STATIC_ASSERT(cond, text)\) static_assert.*/\1 static_assert(true)/'
     case $change in
     field_type)
-        edit "$headers/event.h" '/struct LINE_COUNT_MSG_S/,/};/s/int32_t cross;/uint32_t cross;/'
+        edit "$headers/messages.h" '/struct LINE_COUNT_MSG_S/,/^}/s/int32_t cross;/uint32_t cross;/'
         named="int32_t cross"
         ;;
     field_order)
-        edit "$headers/event.h" \
-            '/struct GROUP_COUNT_MSG_S/,/};/{/int32_t line;/d;s/int32_t cross;/& int32_t line;/}'
+        edit "$headers/messages.h" \
+            '/struct GROUP_COUNT_MSG_S/,/^}/{/int32_t line;/d;s/int32_t cross;/& int32_t line;/}'
         named="'int32_t line' offset changed"
         ;;
     field_name)
-        edit "$headers/cascade.h" '/struct SLAVE_TRACK_S/,/};/s/foot_y;/foot_z;/'
+        edit "$headers/messages.h" '/struct SLAVE_TRACK_S/,/^}/s/foot_y;/foot_z;/'
         named="SLAVE_TRACK_S::foot_y"
         ;;
     vector_field)
@@ -62,7 +62,7 @@ change_headers() {
         named="moveDist"
         ;;
     array_length)
-        edit "$headers/heat_map.h" 's/uint8_t request\[VCA_HEAT_REQUEST_BYTES\]/uint8_t request[28]/'
+        edit "$headers/messages.h" 's/uint8_t request\[VCA_HEAT_REQUEST_BYTES\]/uint8_t request[28]/'
         named="uint8_t request[24]"
         ;;
     message_number)
@@ -79,7 +79,7 @@ change_headers() {
         named="type_NEWLY_ADDED_S"
         ;;
     unreadable_record)
-        edit "$headers/event.h" 's/^struct LINE_COUNT_MSG_S {/struct LINE_COUNT_MSG_S\n{/'
+        edit "$headers/event.h" 's/^struct DEV_COUNTING_RSLT_S {/struct DEV_COUNTING_RSLT_S\n{/'
         if bash "$here/list_types.sh" "$work/types.cpp" "$functions" "$headers"/*.h; then
             echo "a record that cannot be read was left out"
             exit 1

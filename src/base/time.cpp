@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "frame/numeric.h"
+#include "base/numeric.h"
 #include "vca/debug.h"
 
 namespace {
@@ -14,7 +14,7 @@ struct TimeState {
     void* ctx = nullptr;
 };
 
-TimeState state;
+TimeState time_state;
 
 struct Clock {
     int64_t sec;
@@ -33,7 +33,7 @@ Clock split_microseconds(int64_t us) {
 }
 
 Clock wall_clock() {
-    if (state.source != nullptr) return split_microseconds(state.source(state.ctx));
+    if (time_state.source != nullptr) return split_microseconds(time_state.source(time_state.ctx));
     timeval tv{};
     const bool ok = gettimeofday(&tv, nullptr) == 0;
     return {tv.tv_sec, tv.tv_usec, ok};
@@ -49,7 +49,7 @@ tm local_time_now() {
 }  // namespace
 
 void vca_set_time_source(VCA_TIME_FN fn, void* ctx) {
-    state = {fn, ctx};
+    time_state = {fn, ctx};
 }
 
 int64_t avs_get_timestamp(void) {
@@ -64,7 +64,7 @@ uint32_t avs_get_time(void) {
 
 int64_t avs_get_monotonictime(int unit) {
     Clock now{};
-    if (state.source != nullptr) {
+    if (time_state.source != nullptr) {
         now = wall_clock();
     } else {
         timespec ts{};

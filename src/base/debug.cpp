@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "frame/log.h"
+#include "base/log.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ struct DebugState {
     uint32_t update_calls = 0;
 };
 
-DebugState state;
+DebugState debug_state;
 
 void avs_log_debug_check(LOG_DBG_S& entry) {
     const bool exists = access(entry.path, F_OK) == 0;
@@ -36,13 +36,13 @@ void avs_log_debug_check(LOG_DBG_S& entry) {
 }  // namespace
 
 uint8_t* vca_get_logs_dbg(void) {
-    return reinterpret_cast<uint8_t*>(state.table);
+    return reinterpret_cast<uint8_t*>(debug_state.table);
 }
 
 void avs_log_debug_update_status(LOG_DBG_S* table, unsigned count) {
-    const uint32_t call = state.update_calls++;
+    const uint32_t call = debug_state.update_calls++;
     if (call % 2 != 0 || table == nullptr) return;
-    if (table == state.table) count = std::min(count, unsigned{VCA_LOG_DBG_COUNT});
+    if (table == debug_state.table) count = std::min(count, unsigned{VCA_LOG_DBG_COUNT});
     for (unsigned i = 0; i < count; ++i)
         avs_log_debug_check(table[i]);
 }

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "frame/flag.h"
+#include "base/flag.h"
 #include "vca/debug.h"
 
 namespace vca {

@@ -1,0 +1,49 @@
+// What a cascade keeps from frame to frame: the slaves' newest messages as they were received, and
+// the storage of the master's merge.
+#pragma once
+
+#include <vector>
+
+#include "vca/cascade.h"
+
+namespace vca {
+
+struct SlaveEntry {
+    uint32_t slave_idx = 0;
+    uint32_t fresh = 0;  // 1 from the receipt of a message to the next merge
+    SLAVE_MSG_S msg{};
+};
+
+// The people of all devices. A person's device is in aux0 of both boxes and the last byte of both
+// records tells whether the person was merged already.
+struct Candidates {
+    int32_t num = 0;
+    DET_OBJ_S centre[VCA_DET_MAX] = {};
+    DET_OBJ_S match[VCA_DET_MAX] = {};
+
+    bool is_merged(int32_t i) const { return match[i].reserved3 != 0; }
+    uint32_t device(int32_t i) const { return match[i].aux0; }
+    void set_merged(int32_t i) {
+        constexpr uint32_t kMergedByte = 1u << 24;
+        match[i].reserved3 |= kMergedByte;
+        centre[i].reserved3 |= kMergedByte;
+    }
+};
+
+// Two people of different devices with overlapping squares.
+struct CandidatePair {
+    float iou;
+    int32_t first;
+    int32_t second;
+};
+
+struct CascadeState {
+    SlaveEntry slaves[VCA_SLAVE_MAX];
+    bool sent_tracks = false;  // the previous message of this slave held any
+    Candidates candidates;
+    std::vector<CandidatePair> pairs;
+};
+
+CascadeState& cascade_state();
+
+}  // namespace vca
