@@ -19,6 +19,7 @@ cmake --no-warn-unused-cli --preset aarch64 -B "$folder/aarch64" -DCMAKE_BUILD_T
 cmake --build "$folder/aarch64" --target vca >/dev/null
 aarch64-linux-gnu-g++ -std=c++20 -O2 -I. -Iinclude -I"$folder/aarch64/include" \
     bench/count_pass.cpp bench/crowd.cpp bench/quiet_host.cpp bench/staged_pass.cpp \
+    tests/support/fake_functions.cpp tests/support/fake_platform.cpp \
     -L"$folder/aarch64/src" -lvca -o "$folder/aarch64/count_pass"
 
 # The emulators count a repeated string instruction once for each byte, the processor only once.

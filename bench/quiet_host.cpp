@@ -5,64 +5,108 @@
 
 #include <cstdio>
 
+#include "tests/support/fake_platform.h"
 #include "vca/messages.h"
 
 namespace {
 
-constexpr NN_MODEL_TYPE_E kColourModel = 1;
-constexpr NN_MODEL_TYPE_E kDepthModel = 2;
 constexpr int kSlaves = 2;
 constexpr int kDepthShift_px = 3;  // between what the two detectors make of a person
-constexpr uint32_t kRawBlock = 3;  // given back last
-
-struct QuietHost {
-    const bench::Crowd* crowd = nullptr;
-    bench::PassObserver* observer = nullptr;
-    int frame = -1;
-    int frames = 0;
-    IOU_TRK_RSLT_S targets{};
-    int sent[VCA_MSG_DETECTED_TRACKS - VCA_MSG_LINE_COUNT + 1] = {};
-};
-
-QuietHost host;
 
 bool is_merged_instance(int inst) {
     return inst != 0;
 }
 
-AVS_IVE_FRAME_S mapped_frame(uint32_t block, const void* pixels) {
-    AVS_IVE_FRAME_S frame{};
-    frame.vir_addr = reinterpret_cast<uintptr_t>(pixels);
-    frame.map_size = 480 * 256 * 2;
-    frame.vb_blk = block;
-    return frame;
-}
+class QuietHost : public fake::Platform {
+  public:
+    QuietHost() : Platform({}) {}
 
-void deliver_reports() {
-    if (host.crowd->mode() != bench::WorkMode::kMaster) return;
-    for (int slave = 0; slave < kSlaves; ++slave) {
-        MASTER_MSG_S report = host.crowd->report_of_slave(slave, host.frame);
-        dev_cscd_master_recive_slave_track(0, &report);
+    void begin_run(const bench::Crowd& crowd, int frames, bench::PassObserver& observer) {
+        crowd_ = &crowd;
+        observer_ = &observer;
+        frame_ = -1;
+        frames_ = frames;
+        for (int& count : sent_)
+            count = 0;
     }
-}
 
-AVS_IVE_ALL_S next_frame_set() {
-    AVS_IVE_ALL_S set{};
-    set.real.vb_blk = set.depth.vb_blk = set.raw.vb_blk = VCA_VB_NONE;
-    if (++host.frame == host.frames) {
-        vca_get_pCtrl_param()->algo_running = 0;
-        return set;
+    void show_frame(const bench::Crowd& crowd, int frame) {
+        crowd_ = &crowd;
+        frame_ = frame;
     }
-    deliver_reports();
-    const uint16_t* depth = host.crowd->depth_mm(host.frame);
-    set.real = mapped_frame(1, depth);
-    set.depth = mapped_frame(2, depth);
-    set.raw = mapped_frame(kRawBlock, depth);
-    set.flag = static_cast<uint32_t>(host.frame) + 1;
-    return set;
-}
+
+    int sent(int id) const { return sent_[id - VCA_MSG_LINE_COUNT]; }
+
+  private:
+    int message(int, int id, const void*, int) override {
+        ++sent_[id - VCA_MSG_LINE_COUNT];
+        return 0;
+    }
+
+    int detect(NN_MODEL_TYPE_E model, const VCA_IMAGE_S*, void* result) override {
+        if (model != fake::kColourModel && model != fake::kDepthModel) return -1;
+        observer_->pause();
+        bench::detect_crowd(*crowd_, frame_, model == fake::kColourModel ? 0 : kDepthShift_px,
+                            static_cast<VCA_NN_RESULT_S*>(result)->objects);
+        observer_->resume();
+        return 0;
+    }
+
+    bool refuses_image() override { return true; }
+
+    fake::FrameSet next_set() override {
+        if (++frame_ == frames_) {
+            vca_get_pCtrl_param()->algo_running = 0;
+            return {};
+        }
+        deliver_reports();
+        const fake::Picture picture = {true, crowd_->depth_mm(frame_),
+                                       fake::kRawWidth * fake::kRawHeight * sizeof(uint16_t), 0};
+        return {picture, picture, picture, static_cast<uint32_t>(frame_) + 1};
+    }
+    void set_lent(const AVS_IVE_ALL_S& set) override {
+        if (set.flag != 0) observer_->begin();
+    }
+    void all_blocks_returned() override { observer_->end(); }
+
+    IOU_TRK_RSLT_S track(int inst, std::span<const IOU_TRK_OBJ_S> added) override {
+        IOU_TRK_RSLT_S targets;
+        targets.num = 0;
+        for (const IOU_TRK_OBJ_S& obj : added) {
+            const POINT_POS_S centre = {obj.x + obj.w / 2, obj.y + obj.h / 2};
+            const int place = is_merged_instance(inst) ? crowd_->place_of_feet(centre)
+                                                       : crowd_->place_of_box(centre);
+            const int32_t id = crowd_->id_at(place, frame_);
+            if (id == 0 || targets.num == VCA_TRK_MAX) continue;
+            IOU_TRK_OBJ_S& target = targets.objs[targets.num++];
+            target = obj;
+            target.id = id;
+        }
+        return targets;
+    }
+
+    void deliver_reports() const {
+        if (crowd_->mode() != bench::WorkMode::kMaster) return;
+        for (int slave = 0; slave < kSlaves; ++slave) {
+            MASTER_MSG_S report = crowd_->report_of_slave(slave, frame_);
+            dev_cscd_master_recive_slave_track(0, &report);
+        }
+    }
+
+    const bench::Crowd* crowd_ = nullptr;
+    bench::PassObserver* observer_ = nullptr;
+    int frame_ = -1;
+    int frames_ = 0;
+    int sent_[VCA_MSG_DETECTED_TRACKS - VCA_MSG_LINE_COUNT + 1] = {};
+};
+
+QuietHost host;
 
 }  // namespace
+
+fake::Platform& fake::platform() {
+    return host;
+}
 
 bench::Muted::Muted() {
     std::fflush(stdout);
@@ -80,28 +124,24 @@ bench::Muted::~Muted() {
 
 void bench::run_library(const Crowd& crowd, const VCA_ALGO_CFG_S& cfg, int frames,
                         PassObserver& observer) {
-    host = {};
-    host.crowd = &crowd;
-    host.observer = &observer;
-    host.frames = frames;
+    host.begin_run(crowd, frames, observer);
     vca_base_init();
     VCA_ALGO_CFG_S message = cfg;
     vca_algo_set_cfg_params(0, &message);
     int32_t show_detections = cfg.ShowDetectBox;
     vca_set_draw_exclusion_alive(0, &show_detections);
     vca_algo_init();
-    vca_algo_main_task(nullptr);
+    host.run_task();
     vca_algo_uninit();
     vca_base_uninit();
 }
 
 int bench::messages_sent(int id) {
-    return host.sent[id - VCA_MSG_LINE_COUNT];
+    return host.sent(id);
 }
 
 void bench::show_frame(const Crowd& crowd, int frame) {
-    host.crowd = &crowd;
-    host.frame = frame;
+    host.show_frame(crowd, frame);
     VCA_IMAGE_S& raw = vca_get_pCtrl_param()->raw_img;
     raw.plane_addr = reinterpret_cast<uintptr_t>(crowd.depth_mm(frame));
 }
@@ -118,142 +158,7 @@ void bench::detect_crowd(const Crowd& crowd, int frame, int shift_px, DET_OBJECT
     }
 }
 
-extern "C" {
-
 // The analysis task sleeps after each pass; here the next one follows at once.
-int usleep(useconds_t) {
+extern "C" int usleep(useconds_t) {
     return 0;
-}
-
-int tq_mutex_init(TQ_MUTEX_S*) {
-    return 0;
-}
-int tq_mutex_lock(TQ_MUTEX_S*) {
-    return 0;
-}
-int tq_mutex_unlock(TQ_MUTEX_S*) {
-    return 0;
-}
-int tq_mutex_uninit(TQ_MUTEX_S*) {
-    return 0;
-}
-int tq_task_create_join(TQ_TASK_S*, void* (*)(void*), void*) {
-    return 0;
-}
-int tq_task_join(TQ_TASK_S*) {
-    return 0;
-}
-int tq_task_set_name(const char*) {
-    return 0;
-}
-int sock_request_register(const SOCK_REQUEST_S*, int) {
-    return 0;
-}
-int sock_request_unregister(const SOCK_REQUEST_S*, int) {
-    return 0;
-}
-
-int tq_sock_send_msg(int, int id, void*, int) {
-    ++host.sent[id - VCA_MSG_LINE_COUNT];
-    return 0;
-}
-
-int vca_mem_init(VCA_CTRL_S* ctrl) {
-    ctrl->real_img.width = 960;
-    ctrl->real_img.height = 544;
-    ctrl->raw_img.width = 480;
-    ctrl->raw_img.height = 256;
-    return 0;
-}
-int vca_mem_uninit(VCA_CTRL_S*) {
-    return 0;
-}
-int vca_cvai_init(VCA_CTRL_S* ctrl) {
-    ctrl->real_model = kColourModel;
-    ctrl->depth_model = kDepthModel;
-    return 0;
-}
-int vca_cvai_uninit(VCA_CTRL_S*) {
-    return 0;
-}
-int avs_set_conf_thr(int) {
-    return 0;
-}
-const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E) {
-    return nullptr;
-}
-
-int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S*, void* result) {
-    if (model != kColourModel && model != kDepthModel) return -1;
-    host.observer->pause();
-    bench::detect_crowd(*host.crowd, host.frame, model == kColourModel ? 0 : kDepthShift_px,
-                        static_cast<VCA_NN_RESULT_S*>(result)->objects);
-    host.observer->resume();
-    return 0;
-}
-
-int vca_nn_classification(NN_MODEL_TYPE_E, const VCA_IMAGE_S*, void*) {
-    return -1;
-}
-int vca_create_image(VCA_IMAGE_S*, int, int, int) {
-    return -1;
-}
-int vca_image_crop_letter(const VCA_IMAGE_S*, const VCA_RGN_S*, VCA_IMAGE_S*) {
-    return -1;
-}
-int vca_save_yuv_image(const VCA_IMAGE_S*, const char*) {
-    return -1;
-}
-int tq_system(const char*) {
-    return -1;
-}
-int vca_destroy_image(VCA_IMAGE_S*) {
-    return 0;
-}
-
-AVS_IVE_ALL_S avs_read_all_ive(void) {
-    const AVS_IVE_ALL_S set = next_frame_set();
-    if (set.flag != 0) host.observer->begin();
-    return set;
-}
-
-int ss_mpi_vb_release_blk(uint32_t block) {
-    if (block == kRawBlock) host.observer->end();
-    return 0;
-}
-
-int ss_mpi_sys_munmap(void*, uint32_t) {
-    return 0;
-}
-
-int ioutracker_init(int, int, int) {
-    return 0;
-}
-int ioutracker_set_conf_thresh(int, float, float) {
-    return 0;
-}
-int ioutracker_uninit(int) {
-    return 0;
-}
-
-int ioutracker_objects_reset(int) {
-    host.targets.num = 0;
-    return 0;
-}
-
-int ioutracker_add_object(int inst, const IOU_TRK_OBJ_S* obj) {
-    const POINT_POS_S centre = {obj->x + obj->w / 2, obj->y + obj->h / 2};
-    const int place = is_merged_instance(inst) ? host.crowd->place_of_feet(centre)
-                                               : host.crowd->place_of_box(centre);
-    const int32_t id = host.crowd->id_at(place, host.frame);
-    if (id == 0 || host.targets.num == VCA_TRK_MAX) return 0;
-    IOU_TRK_OBJ_S& target = host.targets.objs[host.targets.num++];
-    target = *obj;
-    target.id = id;
-    return 0;
-}
-
-IOU_TRK_RSLT_S ioutracker_update(int) {
-    return host.targets;
-}
 }

@@ -181,10 +181,10 @@ class LongRun {
 void LongRun::stop() {
     vca_algo_uninit();
     vca_base_uninit();
-    const soak::Ledger& seen = soak::ledger();
-    if (seen.images_created != seen.images_destroyed) soak::fail("images left after a stop");
-    if (seen.locks != seen.unlocks) soak::fail("the mutex was not given back");
-    if (seen.starts != seen.ends) soak::fail("the task was not joined");
+    const fake::Books books = soak::books();
+    if (books.images_created != books.images_destroyed) soak::fail("images left after a stop");
+    if (books.locks != books.unlocks) soak::fail("the mutex was not given back");
+    if (books.tasks_started != books.tasks_ended) soak::fail("the task was not joined");
     if (after_warm_up()) stopped_.add(memory_now());
 }
 
@@ -294,7 +294,9 @@ void LongRun::send_slave_reports() {
 
 void LongRun::check_nothing_left() {
     const soak::Ledger& seen = soak::ledger();
-    if (seen.images_created != seen.images_destroyed) soak::fail("images left with nobody in view");
+    const fake::Books books = soak::books();
+    if (books.images_created != books.images_destroyed)
+        soak::fail("images left with nobody in view");
     if (!groups_.open.empty()) soak::fail("a group is open with nobody in view");
     if (seen.people_shown != 0) soak::fail("somebody is shown with nobody in view");
     if (seen.people_in_regions != 0) soak::fail("somebody is in a region with nobody in view");
@@ -303,6 +305,7 @@ void LongRun::check_nothing_left() {
 
 bool LongRun::report(std::FILE* out) const {
     const soak::Ledger& seen = soak::ledger();
+    const fake::Books books = soak::books();
     int failed = 0;
     const auto line = [&](const char* name, int64_t a, const char* of, int64_t b) {
         std::fprintf(out, "%-28s %12" PRId64 " %-10s %12" PRId64 "%s\n", name, a, of, b,
@@ -322,13 +325,13 @@ bool LongRun::report(std::FILE* out) const {
     }
     for (const auto& [id, count] : seen.messages)
         std::fprintf(out, "message %-20d %12" PRId64 "\n", id, count);
-    line("blocks lent", seen.blocks_lent, "returned", seen.blocks_returned);
-    line("mappings lent", seen.mappings_lent, "returned", seen.mappings_returned);
-    line("images created", seen.images_created, "destroyed", seen.images_destroyed);
+    line("blocks lent", books.blocks_lent, "returned", books.blocks_returned);
+    line("mappings lent", books.mappings_lent, "returned", books.mappings_returned);
+    line("images created", books.images_created, "destroyed", books.images_destroyed);
     line("groups opened", groups_.opened, "closed", groups_.closed);
-    line("starts of the task", seen.starts, "ends", seen.ends);
-    line("locks", seen.locks, "unlocks", seen.unlocks);
-    std::fprintf(out, "%-28s %12" PRId64 "\n", "images refused", seen.images_refused);
+    line("starts of the task", books.tasks_started, "ends", books.tasks_ended);
+    line("locks", books.locks, "unlocks", books.unlocks);
+    std::fprintf(out, "%-28s %12" PRId64 "\n", "images refused", books.images_refused);
     std::fprintf(out, "%-28s %12zu\n", "most groups open", groups_.most_open);
     for (const Series& series : {quiet_, stopped_}) {
         const bool heap_flat = series.samples > 1 && series.heap_growth() <= kHeapGrowthMax;

@@ -1,9 +1,8 @@
-// The host of the long run: it lends frame sets and images, counts what comes back, follows people
-// by the nearest box and reads every message. All of it happens on the analysis task, so nothing
-// here is locked but the hand-over of a stop.
+// The host of the long run: it lends frame sets and images, follows people by the nearest box and
+// reads every message. All of it happens on the analysis task, so nothing here is locked but the
+// books of what is out.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -11,24 +10,14 @@
 #include <vector>
 
 #include "bench/soak_crowd.h"
+#include "tests/support/fake_platform.h"
 
 namespace soak {
 
 // What the host has seen since the start of the process.
 struct Ledger {
-    int64_t sets_lent = 0;     // complete frame sets
-    int64_t partial_sets = 0;  // sets that lacked a frame
-    int64_t blocks_lent = 0;
-    int64_t blocks_returned = 0;
-    int64_t mappings_lent = 0;
-    int64_t mappings_returned = 0;
-    int64_t images_created = 0;
-    int64_t images_refused = 0;
-    int64_t images_destroyed = 0;
-    int64_t locks = 0;
-    int64_t unlocks = 0;
-    int64_t starts = 0;
-    int64_t ends = 0;
+    int64_t sets_lent = 0;              // complete frame sets
+    int64_t partial_sets = 0;           // sets that lacked a frame
     int64_t unsent = 0;                 // messages that the host refused
     std::map<int, int64_t> messages;    // by number
     int32_t people_shown = 0;           // in the newest message of tracks
@@ -38,6 +27,7 @@ struct Ledger {
 };
 
 Ledger& ledger();
+fake::Books books();
 void fail(const std::string& what);
 
 // Fills the next frame set's pixels and calls handlers, on the task, while the algorithm mutex is

@@ -10,11 +10,33 @@ vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils abigail-t
     dpkg-dev file"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
-# For builds with clang, fuzzing among them.
+# For builds with clang, fuzzing among them, and for scripts/tidy.sh.
 vca_clang_packages="clang llvm libclang-rt-14-dev"
+vca_tidy_packages="clang-tidy"
 # To make Debian packages, and to fetch the libraries of another processor's system.
 vca_package_packages="dpkg-dev file"
 vca_sysroot_packages="mmdebstrap"
+
+# run_apt_get ARGUMENTS...: apt-get as root. While another program has the package manager's locks,
+# on the lists, the archives or the database, it is tried again for 10 minutes.
+run_apt_get() {
+    local as_root="" log="" waits=300
+    [ "$(id -u)" = 0 ] || as_root=sudo
+    while :; do
+        # apt-get's messages are looked at below, so they must be the untranslated ones.
+        log=$($as_root env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" 2>&1) && return 0
+        case $log in
+        *"Could not get lock"* | *"Unable to lock"* | *"Unable to acquire"*) ;;
+        *) break ;;
+        esac
+        [ $waits != 300 ] || echo "Another program is using the package manager; waiting for it ..."
+        waits=$((waits - 1))
+        [ $waits != 0 ] || break
+        sleep 2
+    done
+    printf '%s\n' "$log" >&2
+    return 1
+}
 
 install_missing_packages() {
     local missing="" package
@@ -24,18 +46,14 @@ install_missing_packages() {
     done
     [ -z "$missing" ] && return 0
     echo "Installing Debian packages:$missing"
-    local as_root=""
-    if [ "$(id -u)" != 0 ]; then
-        command -v sudo >/dev/null || {
-            echo "These packages are missing and need root to install:$missing" >&2
-            return 1
-        }
-        as_root=sudo
+    if [ "$(id -u)" != 0 ] && ! command -v sudo >/dev/null; then
+        echo "These packages are missing and need root to install:$missing" >&2
+        return 1
     fi
+    # The lists of a fresh machine are empty or old, in which case the first attempt fails.
     # shellcheck disable=SC2086
-    $as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null 2>&1 || {
-        $as_root apt-get update -qq &&
-            DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends \
-                $missing >/dev/null
+    run_apt_get install -y --no-install-recommends $missing 2>/dev/null || {
+        run_apt_get update &&
+            run_apt_get install -y --no-install-recommends $missing
     }
 }

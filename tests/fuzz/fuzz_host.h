@@ -5,9 +5,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <set>
 #include <vector>
 
+#include "tests/support/fake_platform.h"
 #include "vca/vca.h"
 
 namespace fuzz {
@@ -45,7 +45,10 @@ struct FrameSet {
     uint32_t flag = 1;
 };
 
-struct Host {
+class Host : public fake::Platform {
+  public:
+    Host() : Platform({}) {}
+
     Answers answers;
     FrameSet frame;
     std::vector<uint16_t> depth_mm;  // the raw depth frame, exactly as large as it is announced
@@ -60,7 +63,10 @@ struct Host {
 
     // Gives a message to the registered handler, payload as it stands; not while it is
     // unregistered.
-    void deliver(int id, void* payload);
+    void deliver(int id, const void* payload);
+
+    // Where the library sleeps the next pass is prepared.
+    void prepare_pass();
 
     // The depth frame takes the size the control block gives, one distance everywhere; a size that
     // no camera has leaves it unmapped.
@@ -68,6 +74,27 @@ struct Host {
 
     // A head in a depth frame of the usual size; in others nothing.
     void paint(int32_t x, int32_t y, uint16_t distance_mm);
+
+  private:
+    void before_lock() override;
+    int run_command(const char* command) override;
+    int message(int channel, int id, const void* payload, int length) override;
+    const NN_MODEL_CFG_S* model_config(NN_MODEL_TYPE_E model) override;
+    int detect(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) override;
+    int classify(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) override;
+    bool refuses_image() override { return answers.images_fail; }
+    int crop(const VCA_IMAGE_S& src, const VCA_RGN_S& region, VCA_IMAGE_S& dst) override;
+    int save(const VCA_IMAGE_S& image, const char* path) override;
+    fake::FrameSet next_set() override;
+    void set_lent(const AVS_IVE_ALL_S& set) override;
+    IOU_TRK_RSLT_S track(int inst, std::span<const IOU_TRK_OBJ_S> added) override;
+
+    int write_attributes(void* result, const void* answer, size_t bytes) const;
+    void check_nothing_held() const;
+
+    std::function<bool()> next_pass_;
+    int32_t updates_ = 0;  // of the tracker in this run
+    std::vector<uint8_t> sent_;
 };
 
 // The one host of the process; starting it also sends standard output away.

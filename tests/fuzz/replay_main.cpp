@@ -1,5 +1,6 @@
-// Runs a fuzzer's function on every file of the given folders, without a fuzzer. State that the
-// library keeps from one input to the next turns in short cycles, so every file runs three times.
+// Runs a fuzzer's function on every file of the given folders, or of the checked-in ones, without a
+// fuzzer. State that the library keeps from one input to the next turns in short cycles, so every
+// file runs three times.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -32,11 +33,13 @@ std::vector<uint8_t> read_file(const std::filesystem::path& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::vector<std::filesystem::path> folders(argv + 1, argv + argc);
+    if (folders.empty()) folders = {VCA_FUZZ_SEEDS, VCA_FUZZ_REGRESSIONS};
     size_t num = 0;
-    for (int i = 1; i < argc; ++i) {
-        const auto files = list_files(argv[i]);
-        if (files.empty() && i == 1) {
-            std::fprintf(stderr, "%s: no inputs\n", argv[i]);
+    for (const auto& folder : folders) {
+        const auto files = list_files(folder);
+        if (files.empty() && folder == folders.front()) {
+            std::fprintf(stderr, "%s: no inputs\n", folder.c_str());
             return 1;
         }
         for (const auto& file : files) {

@@ -1,5 +1,5 @@
-// Records and scripting of the test host; the functions the library calls are in
-// scripted_platform.cpp.
+// Scripting and records of the test host; what it answers to the library is in
+// scripted_answers.cpp.
 #include "tests/support/scripted_host.h"
 
 #include <algorithm>
@@ -25,23 +25,23 @@ NN_MODEL_CFG_S thresholds(float lo, float show) {
 
 }  // namespace
 
+Host::Host() : Platform({.threads = true, .reports_calls = true, .image_memory = true}) {
+    model_cfg[kColourModel] = thresholds(0.2f, 0.5f);
+    model_cfg[kDepthModel] = thresholds(0.2f, 0.5f);
+}
+
 Host& host() {
-    static Host* instance = [] {
-        auto* h = new Host;
-        h->model_cfg[kColourModel] = thresholds(0.2f, 0.5f);
-        h->model_cfg[kDepthModel] = thresholds(0.2f, 0.5f);
-        return h;
-    }();
+    static Host* const instance = new Host;
     return *instance;
 }
 
 void Host::push_tracker_result(int inst, const IOU_TRK_RSLT_S& result) {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     tracker_results_[inst & 1].push_back(result);
 }
 
 void Host::set_persons(std::vector<Person> persons) {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     persons_ = std::move(persons);
 }
 
@@ -51,28 +51,28 @@ void Host::use_clock(int64_t start_us) {
 }
 
 void Host::set_clock(int64_t us) {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     clock_us_ = us;
 }
 
 void Host::advance_clock(int64_t us) {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     clock_us_ += us;
 }
 
 int64_t Host::clock() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return clock_us_;
 }
 
 void Host::push(std::vector<Frame> frames) {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     for (auto& frame : frames)
         frames_.push_back(std::move(frame));
 }
 
 bool Host::run(std::vector<Frame> frames) {
-    std::unique_lock lock(mutex_);
+    auto lock = guard();
     for (auto& frame : frames)
         frames_.push_back(std::move(frame));
     const int idle_before = idle_reads_;
@@ -82,38 +82,19 @@ bool Host::run(std::vector<Frame> frames) {
 }
 
 bool Host::wait_idle_reads(int count) {
-    std::unique_lock lock(mutex_);
+    auto lock = guard();
     const int wanted = idle_reads_ + count;
     return changed_.wait_for(lock, kPatience, [&] { return idle_reads_ >= wanted; });
 }
 
 bool Host::deliver(int id, const void* payload) {
-    auto* algo = static_cast<std::mutex*>(get_vca_algo_mutex());
-    bool live = false;
-    {
-        std::lock_guard lock(mutex_);
-        live = mutex_live_;
-    }
-    if (!live) return deliver_locked(id, payload);
-    std::lock_guard guard(*algo);
+    if (!mutex_alive()) return deliver_locked(id, payload);
+    std::lock_guard guard(*static_cast<std::mutex*>(get_vca_algo_mutex()));
     return deliver_locked(id, payload);
 }
 
-bool Host::deliver_locked(int id, const void* payload) {
-    void (*handler)(int, void*) = nullptr;
-    {
-        std::lock_guard lock(mutex_);
-        for (int i = 0; i < table_count_; ++i) {
-            if (table_[i].id == id) handler = table_[i].handler;
-        }
-    }
-    if (handler == nullptr) return false;
-    handler(0, const_cast<void*>(payload));
-    return true;
-}
-
 std::vector<Call> Host::calls() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return calls_;
 }
 
@@ -139,7 +120,7 @@ int Host::count_calls(const std::string& prefix) const {
 }
 
 std::vector<Message> Host::messages() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return messages_;
 }
 
@@ -152,119 +133,79 @@ std::vector<Message> Host::messages(int id) const {
 }
 
 std::vector<std::string> Host::errors() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return errors_;
 }
 
 std::vector<AttrCall> Host::attr_calls() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return attr_calls_;
 }
 
 std::vector<SavedImage> Host::saved_images() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return saved_;
 }
 
 void Host::clear_calls() {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     calls_.clear();
     attr_calls_.clear();
     saved_.clear();
 }
 
 void Host::clear_messages() {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     messages_.clear();
 }
 
-std::vector<SOCK_REQUEST_S> Host::handler_table() const {
-    std::lock_guard lock(mutex_);
-    return {table_, table_ + table_count_};
-}
-
-std::vector<IOU_TRK_OBJ_S> Host::added_objects(int inst) const {
-    std::lock_guard lock(mutex_);
-    return added_[inst & 1];
-}
-
 int Host::locks() const {
-    std::lock_guard lock(mutex_);
-    return locks_;
+    return static_cast<int>(books().locks);
 }
 
 int Host::unlocks() const {
-    std::lock_guard lock(mutex_);
-    return unlocks_;
+    return static_cast<int>(books().unlocks);
 }
 
 int Host::images_created() const {
-    std::lock_guard lock(mutex_);
-    return images_created_;
+    return static_cast<int>(books().images_created);
 }
 
 int Host::images_destroyed() const {
-    std::lock_guard lock(mutex_);
-    return images_destroyed_;
+    return static_cast<int>(books().images_destroyed);
 }
 
 int Host::zero_images_destroyed() const {
-    std::lock_guard lock(mutex_);
-    return zero_images_;
+    return static_cast<int>(books().empty_images_destroyed);
 }
 
 std::vector<uint64_t> Host::destroyed_handles() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return destroyed_;
 }
 
-size_t Host::images_alive() const {
-    std::lock_guard lock(mutex_);
-    return images_.size();
-}
-
-size_t Host::blocks_held() const {
-    std::lock_guard lock(mutex_);
-    return blocks_.size();
-}
-
-size_t Host::mappings_held() const {
-    std::lock_guard lock(mutex_);
-    return mappings_.size();
-}
-
 AVS_IVE_ALL_S Host::last_set() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return last_set_;
 }
 
 int Host::frames_read() const {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     return frames_read_;
 }
 
-bool Host::on_task() const {
-    std::lock_guard lock(mutex_);
-    return std::this_thread::get_id() == task_id_;
-}
-
-void Host::record(const std::string& text) {
+void Host::called(const std::string& text) {
     if (on_call) on_call(text);
     const size_t pos = captured_bytes();
-    std::lock_guard lock(mutex_);
-    const bool from_task = std::this_thread::get_id() == task_id_;
+    const bool from_task = on_task();
     if (from_task && !record_task_calls) return;
+    const auto lock = guard();
     calls_.push_back({text, from_task, pos, frames_read_ - 1});
 }
 
 void Host::error(const std::string& text) {
-    std::lock_guard lock(mutex_);
+    const auto lock = guard();
     errors_.push_back(text);
-}
-
-std::string describe(const void* pointer) {
-    if (pointer == vca_get_pCtrl_param()) return "ctrl";
-    return pointer == get_vca_algo_mutex() ? "algo" : "other";
 }
 
 void start_library() {

@@ -17,18 +17,17 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/fake_platform.h"
 #include "vca/vca.h"
 
 namespace test {
 
-// Model numbers that vca_cvai_init writes into the control block.
-constexpr NN_MODEL_TYPE_E kColourModel = 101;
-constexpr NN_MODEL_TYPE_E kDepthModel = 102;
-constexpr NN_MODEL_TYPE_E kAttrModel = 103;
-constexpr NN_MODEL_TYPE_E kStaffModel = 104;
-
-constexpr uint32_t kRawWidth = 480;
-constexpr uint32_t kRawHeight = 256;
+using fake::kAttrModel;
+using fake::kColourModel;
+using fake::kDepthModel;
+using fake::kRawHeight;
+using fake::kRawWidth;
+using fake::kStaffModel;
 
 // One call of the library into its host, as text: "name" or "name(arguments)". The control block
 // is written "ctrl", the algorithm mutex "algo"; other pointers "other".
@@ -105,12 +104,13 @@ struct Frame {
 
 using Bytes = std::vector<uint8_t>;
 
-class Host {
+class Host : public fake::Platform {
   public:
+    Host();
+
     // ---- Script; set it while the analysis task is not running, or in a hook ----
     uint16_t floor_mm = 3000;
-    uint32_t raw_width = kRawWidth, raw_height = kRawHeight;  // written by vca_mem_init
-    std::map<NN_MODEL_TYPE_E, NN_MODEL_CFG_S> model_cfg;      // absent: null
+    std::map<NN_MODEL_TYPE_E, NN_MODEL_CFG_S> model_cfg;  // absent: null
     // The attribute models' answers, first in first out, and what follows them; without an answer
     // the call fails and writes nothing.
     std::deque<GenderAnswer> gender_answers;
@@ -157,7 +157,7 @@ class Host {
     // reference host does; false when none is registered.
     bool deliver(int id, const void* payload);
     // The same without the mutex, for hooks that already run under it.
-    bool deliver_locked(int id, const void* payload);
+    bool deliver_locked(int id, const void* payload) { return Platform::deliver(id, payload); }
 
     // ---- What was seen; copies, safe at any time ----
     std::vector<Call> calls() const;
@@ -169,34 +169,45 @@ class Host {
     std::vector<std::string> errors() const;  // misuse of the host seen so far
     void clear_calls();
     void clear_messages();
-    std::vector<SOCK_REQUEST_S> handler_table() const;
-    std::vector<IOU_TRK_OBJ_S> added_objects(int inst) const;  // since the last reset
     int locks() const;
     int unlocks() const;
     int images_created() const;
     int images_destroyed() const;  // real ones, not all-zero records
     int zero_images_destroyed() const;
     std::vector<uint64_t> destroyed_handles() const;
-    size_t images_alive() const;
-    size_t blocks_held() const;
-    size_t mappings_held() const;
     std::vector<AttrCall> attr_calls() const;
     std::vector<SavedImage> saved_images() const;
     AVS_IVE_ALL_S last_set() const;  // the set handed out last
     int frames_read() const;         // scripted frame sets handed out
 
-    // ---- For the host functions ----
-    void record(const std::string& text);
+    // Adds a misuse of the host to errors().
     void error(const std::string& text);
-    bool on_task() const;
 
   private:
-    friend struct HostAccess;
-    struct ImageBuffer {
-        std::vector<uint8_t> bytes;
-    };
+    // ---- What the platform asks for ----
+    void called(const std::string& text) override;
+    void misuse(const std::string& what) override { error(what); }
+    int run_command(const char* command) override;
+    int message(int channel, int id, const void* payload, int length) override;
+    const NN_MODEL_CFG_S* model_config(NN_MODEL_TYPE_E model) override;
+    int detect(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) override;
+    int classify(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* result) override;
+    bool refuses_image() override;
+    void image_destroyed(uint64_t handle) override;
+    int crop(const VCA_IMAGE_S& src, const VCA_RGN_S& region, VCA_IMAGE_S& dst) override;
+    int save(const VCA_IMAGE_S& image, const char* path) override;
+    fake::FrameSet next_set() override;
+    void set_lent(const AVS_IVE_ALL_S& set) override;
+    IOU_TRK_RSLT_S track(int inst, std::span<const IOU_TRK_OBJ_S> added) override;
 
-    mutable std::mutex mutex_;
+    fake::FrameSet current_set();
+    std::vector<Person> detections(NN_MODEL_TYPE_E model) const;
+    std::vector<Person> persons() const;
+    void add_attr_call(AttrCall::Kind kind, const VCA_IMAGE_S& image, const VCA_RGN_S& region,
+                       const void* src);
+    int judge_staff(const VCA_IMAGE_S& image, void* result);
+    int judge_gender(const VCA_IMAGE_S& image, void* result);
+
     std::condition_variable changed_;
     std::vector<Call> calls_;
     std::vector<Message> messages_;
@@ -210,20 +221,9 @@ class Host {
     std::vector<uint16_t> raw_pixels_;
     std::vector<uint8_t> image_pixels_ = std::vector<uint8_t>(64);
     std::deque<IOU_TRK_RSLT_S> tracker_results_[2];
-    std::vector<IOU_TRK_OBJ_S> added_[2];
-    const SOCK_REQUEST_S* table_ = nullptr;
-    int table_count_ = 0;
-    std::set<uint32_t> blocks_;
-    std::multiset<std::pair<uint64_t, uint32_t>> mappings_;
-    std::map<uint64_t, ImageBuffer> images_;
     std::vector<uint64_t> destroyed_;
-    std::thread::id task_id_;
-    bool mutex_live_ = false;
-    int locks_ = 0, unlocks_ = 0;
-    int images_created_ = 0, images_tried_ = 0, images_destroyed_ = 0, zero_images_ = 0;
+    int images_tried_ = 0;
     int frames_read_ = 0, idle_reads_ = 0;
-    uint32_t next_block_ = 1;
-    uint64_t next_image_ = 1;
     int64_t clock_us_ = 0;
 };
 
