@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
+#include <string>
 
 namespace sim {
 namespace {
@@ -470,6 +472,17 @@ class Walkers : public World {
 };
 
 }  // namespace
+
+double settle_length(WalkerPlan& plan, double own_s, double clearing_s,
+                     std::optional<double> seconds) {
+    const double length_s = seconds.value_or(own_s);
+    if (!(length_s > 0.0)) {
+        throw std::invalid_argument("a scene cannot last " + std::to_string(length_s) +
+                                    " s; its length must be above 0");
+    }
+    plan.arrivals_end_s = std::max(own_s, length_s) - clearing_s;
+    return length_s;
+}
 
 std::unique_ptr<World> make_walkers(const WalkerPlan& plan, double fps, std::uint64_t seed) {
     return std::make_unique<Walkers>(plan, fps, seed);
