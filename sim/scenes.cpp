@@ -198,8 +198,7 @@ Scene gallery() {
     return s;
 }
 
-// Nobody arrives towards the end, so that no way over a line is cut short.
-constexpr double kClearing_s = 10.0;
+constexpr double kClearing_s = 10.0;  // a way over a line takes that long
 
 constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd, gallery};
 
@@ -207,10 +206,7 @@ Scene find_scene(const std::string& name) {
     std::string known;
     for (const auto make : kScenes) {
         Scene s = make();
-        if (s.info.name == name) {
-            s.plan.arrivals_end_s = s.info.duration_s - kClearing_s;
-            return s;
-        }
+        if (s.info.name == name) return s;
         known += (known.empty() ? "" : ", ") + s.info.name;
     }
     throw std::invalid_argument("unknown scene \"" + name + "\"; known scenes: " + known);
@@ -229,8 +225,9 @@ SceneInfo scene_info(const std::string& name) {
     return find_scene(name).info;
 }
 
-Simulator make_scene(const std::string& name, std::uint64_t seed) {
+Simulator make_scene(const std::string& name, std::uint64_t seed, std::optional<double> seconds) {
     Scene s = find_scene(name);
+    s.info.duration_s = settle_length(s.plan, s.info.duration_s, kClearing_s, seconds);
     const double fps = s.info.fps;
     return {std::move(s.info), make_walkers(s.plan, fps, seed), seed};
 }

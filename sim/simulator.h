@@ -114,17 +114,23 @@ class Simulator {
     bool with_bgr_ = true;
 };
 
-// A built-in scene. Throws std::invalid_argument like scene_info().
-Simulator make_scene(const std::string& name, std::uint64_t seed = 1);
+// A built-in scene that lasts for `seconds` above 0, without them for its own time; infinity: it
+// never ends. People arrive until shortly before the end, or before that of the scene's own time if
+// this is later: a shorter scene is the beginning of the scene itself. Throws std::invalid_argument
+// like scene_info(), and for any other length.
+Simulator make_scene(const std::string& name, std::uint64_t seed = 1,
+                     std::optional<double> seconds = {});
 
 // Names of the built-in sites: places for several cameras.
 std::vector<std::string> site_names();
 
 // What one camera sees of a site. The people and their ways depend on site and seed alone, floor
 // and sensor noise also on the camera. A line runs below the camera from one long side of the site
-// towards the other; lines and regions are in the camera's own world. Throws std::invalid_argument
-// that lists the known sites, or when the camera hangs lower than 2.2 m or higher than 15 m.
-Simulator make_site_view(const std::string& site, std::uint64_t seed, const CameraPlace& place);
+// towards the other; lines and regions are in the camera's own world. `seconds` is as in
+// make_scene(). Throws std::invalid_argument that lists the known sites, when the camera hangs
+// lower than 2.2 m or higher than 15 m, or for a length that cannot be.
+Simulator make_site_view(const std::string& site, std::uint64_t seed, const CameraPlace& place,
+                         std::optional<double> seconds = {});
 
 // People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::runtime_error
 // that names file and line when the file cannot be read, std::invalid_argument for an impossible

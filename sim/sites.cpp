@@ -13,6 +13,7 @@ namespace {
 constexpr double kLowestCamera_m = 2.2;  // clear of the tallest heads
 constexpr double kHighestCamera_m = 15.0;
 constexpr double kTypicalHead_m = 1.7;
+constexpr double kClearing_s = 20.0;  // the way through a hall or a crowd takes that long
 
 struct Site {
     const char* name;
@@ -56,7 +57,6 @@ Site hall() {
     s.plan.staff = 0.15;
     s.plan.vivid_tops = 0.1;
     s.plan.warm_up_s = 20.0;
-    s.plan.arrivals_end_s = s.duration_s - 20.0;  // the way through the hall takes that long
     return s;
 }
 
@@ -76,7 +76,6 @@ Site station() {
     s.plan.stops = 0.15;
     s.plan.staff = 0.03;
     s.plan.vivid_tops = 0.1;
-    s.plan.arrivals_end_s = s.duration_s - 20.0;  // the way through the crowd takes that long
     return s;
 }
 
@@ -132,8 +131,9 @@ std::vector<std::string> site_names() {
     return names;
 }
 
-Simulator make_site_view(const std::string& name, std::uint64_t seed, const CameraPlace& place) {
-    const Site site = find_site(name);
+Simulator make_site_view(const std::string& name, std::uint64_t seed, const CameraPlace& place,
+                         std::optional<double> seconds) {
+    Site site = find_site(name);
     if (!(place.height_m >= kLowestCamera_m && place.height_m <= kHighestCamera_m)) {
         throw std::invalid_argument("a camera over a site must hang at 2.2 to 15 m");
     }
@@ -142,7 +142,7 @@ Simulator make_site_view(const std::string& name, std::uint64_t seed, const Came
     info.description = site.description;
     info.camera.height_m = place.height_m;
     info.fps = site.fps;
-    info.duration_s = site.duration_s;
+    info.duration_s = settle_length(site.plan, site.duration_s, kClearing_s, seconds);
     info.line_height_m = std::min(info.line_height_m, 0.7 * place.height_m);
     info.lines = {line_below(site, place, info.camera)};
     info.regions = regions_in_view(site, place, info.camera);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
+#include <string>
 
 namespace sim {
 namespace {
@@ -18,6 +20,13 @@ constexpr double kLookAhead_s = 2.2;
 constexpr double kSway_m = 0.014;
 constexpr double kTurnRate = 3.2;  // rad/s of the body
 constexpr int kCorrections = 40;
+
+// Two groups abreast can fill the passage and push each other to and fro, and two people can each
+// keep the other from the place where both want to stop: for hours, if they were let. People who
+// only pass in a crowd are held up for less than this.
+constexpr double kPatience_s = 60.0;
+constexpr double kHeadway_m = 0.3;  // less is being pushed about
+constexpr double kFile_m = 0.65;    // from one to the next in a group that walks in single file
 
 struct Walker {
     Pose pose;
@@ -40,6 +49,8 @@ struct Walker {
     bool waits = false;        // has come to the place of the stop or turn
     double look_across = 0.0;  // -1 or 1: side to which a stop's place draws the eyes; else 0
     double lane_after = 0.0;   // across, wanted after a stop at such a place
+    double got_to = -std::numeric_limits<double>::infinity();  // towards goal, at the last headway
+    double held_s = 0.0;                                       // since then
     bool pushes() const { return pose.load == Load::kTrolley || pose.load == Load::kCart; }
 };
 
@@ -90,8 +101,10 @@ class Walkers : public World {
             w.across += w.v_across * dt;
         }
         keep_apart();
-        for (std::size_t i = 0; i < walkers_.size(); ++i)
+        for (std::size_t i = 0; i < walkers_.size(); ++i) {
             settle(walkers_[i], before[i], dt);
+            mind_headway(walkers_[i], dt);
+        }
         std::erase_if(walkers_,
                       [this](const Walker& w) { return w.along * w.goal > plan_.half_length_m; });
     }
@@ -291,6 +304,33 @@ class Walkers : public World {
         w.turns = false;
         w.stops = false;
         w.waits = false;
+        note_headway(w);
+    }
+
+    static void note_headway(Walker& w) {
+        w.got_to = w.along * w.goal;
+        w.held_s = 0.0;
+    }
+
+    void mind_headway(Walker& w, double dt) const {
+        if (w.waits || w.along * w.goal > w.got_to + kHeadway_m) {
+            note_headway(w);
+            return;
+        }
+        w.held_s += dt;
+        if (w.held_s > kPatience_s) make_way(w);
+    }
+
+    // Gives up a place that cannot be reached; else keeps to the right-hand side, groups in single
+    // file, so that those who come the other way find the other side free.
+    void make_way(Walker& w) const {
+        if (w.stops || w.turns) {
+            go_on(w);
+            return;
+        }
+        w.lane = w.goal * plan_.half_width_m;
+        w.slot_along = -w.goal * kFile_m * (w.pose.id - w.group);
+        note_headway(w);
     }
 
     void follow(const Walker& w, double& want_along) const {
@@ -432,6 +472,17 @@ class Walkers : public World {
 };
 
 }  // namespace
+
+double settle_length(WalkerPlan& plan, double own_s, double clearing_s,
+                     std::optional<double> seconds) {
+    const double length_s = seconds.value_or(own_s);
+    if (!(length_s > 0.0)) {
+        throw std::invalid_argument("a scene cannot last " + std::to_string(length_s) +
+                                    " s; its length must be above 0");
+    }
+    plan.arrivals_end_s = std::max(own_s, length_s) - clearing_s;
+    return length_s;
+}
 
 std::unique_ptr<World> make_walkers(const WalkerPlan& plan, double fps, std::uint64_t seed) {
     return std::make_unique<Walkers>(plan, fps, seed);

@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "sim/world.h"
@@ -40,6 +41,13 @@ struct WalkerPlan {
     double warm_up_s = 0.0;   // walked before the first frame
     double arrivals_end_s = std::numeric_limits<double>::infinity();  // after the first frame
 };
+
+// The length of a scene that lasts for `own_s`, or for `seconds` where they are given; infinity is
+// a length. Arrivals of the plan end `clearing_s` before it, so that no way is cut short, but not
+// before they do in the scene's own time: a shorter scene is the beginning of the scene itself.
+// Throws std::invalid_argument when `seconds` are not above 0.
+double settle_length(WalkerPlan& plan, double own_s, double clearing_s,
+                     std::optional<double> seconds);
 
 std::unique_ptr<World> make_walkers(const WalkerPlan& plan, double fps, std::uint64_t seed);
 
