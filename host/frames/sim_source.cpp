@@ -279,4 +279,14 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
     }
 }
 
+std::vector<SceneEntry> scene_list() {
+    std::vector<SceneEntry> list;
+    for (const std::string& name : sim::scene_names()) {
+        const sim::SceneInfo info = sim::scene_info(name);
+        list.push_back({name, info.description, info.duration_s, info.fps, info.lines.size(),
+                        info.regions.size(), info.crowded});
+    }
+    return list;
+}
+
 }  // namespace host

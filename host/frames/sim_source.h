@@ -1,11 +1,28 @@
 // Frames of the simulator: built-in scenes and walks from trajectory files.
 #pragma once
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 #include "host/frames/frame_source.h"
 
 namespace host {
 
 std::unique_ptr<FrameSource> open_scene(const SourceOptions& options);
 std::unique_ptr<FrameSource> open_walks(const SourceOptions& options);
+
+// A built-in scene in a list of them.
+struct SceneEntry {
+    std::string name;
+    std::string description;  // one line
+    double duration_s = 0.0;  // unless another length is asked for
+    double frames_per_second = 0.0;
+    std::size_t lines = 0;
+    std::size_t regions = 0;
+    bool crowded = false;  // too dense to be counted without errors
+};
+
+std::vector<SceneEntry> scene_list();
 
 }  // namespace host

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "host/base/text.h"
-#include "sim/simulator.h"
+#include "host/frames/sim_source.h"
 
 namespace host {
 namespace {
@@ -172,13 +172,12 @@ std::string left_over_text(const LeftOver& left) {
 
 std::string scenes_text() {
     std::string out;
-    for (const std::string& name : sim::scene_names()) {
-        const sim::SceneInfo info = sim::scene_info(name);
-        print(out, "  %-10s %s; %.0f s at %.0f frames/s, %zu %s, %zu %s%s\n", name.c_str(),
-              info.description.c_str(), info.duration_s, info.fps, info.lines.size(),
-              info.lines.size() == 1 ? "line" : "lines", info.regions.size(),
-              info.regions.size() == 1 ? "region" : "regions",
-              info.crowded ? ", too dense to count without errors" : "");
+    for (const SceneEntry& scene : scene_list()) {
+        print(out, "  %-10s %s; %.0f s at %.0f frames/s, %zu %s, %zu %s%s\n", scene.name.c_str(),
+              scene.description.c_str(), scene.duration_s, scene.frames_per_second, scene.lines,
+              scene.lines == 1 ? "line" : "lines", scene.regions,
+              scene.regions == 1 ? "region" : "regions",
+              scene.crowded ? ", too dense to count without errors" : "");
     }
     return out;
 }

@@ -10,6 +10,7 @@
 namespace host {
 
 std::string summary_text(const RunFacts& facts, const Scores& scores, const Evidence& evidence);
+// The built-in scenes, one line each.
 std::string scenes_text();
 
 // One sentence on what the analysis did not give back; empty when nothing is left over.
