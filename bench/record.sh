@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs benchmarks and writes their results into bench/README.md.
+# Runs benchmarks and writes their results into bench/results.md.
 #
 # bench/record.sh [accuracy|site|pass|instructions]...: all of them without a name. The first two
 # take about half an hour together; arguments behind "--" go to bench_accuracy, for example
@@ -13,7 +13,7 @@ while [ $# -gt 0 ] && [ "$1" != -- ]; do
 done
 [ $# -gt 0 ] && shift
 [ ${#sections[@]} -gt 0 ] || sections=(accuracy site pass instructions)
-readme=bench/README.md
+readme=bench/results.md
 text=$(mktemp)
 trap 'rm -f "$text" "$text.new"' EXIT
 
