@@ -33,7 +33,7 @@ DET_OBJ_S person_box(int frame) {
     box.y = 40 + 12 * frame;
     box.w = box.h = 80;
     box.area = box.w * box.h;
-    box.class_id = 1;
+    box.class_id = VCA_CLASS_PERSON;
     box.score = 0.9f;
     return box;
 }

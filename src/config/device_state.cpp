@@ -8,9 +8,15 @@ using vca::device_state;
 using vca::flag_get;
 using vca::flag_set;
 
+namespace {
+
+// Set up when the library is loaded: constant data of its size would be in the library's file.
+vca::DeviceState device;
+
+}  // namespace
+
 vca::DeviceState& vca::device_state() {
-    static DeviceState state;
-    return state;
+    return device;
 }
 
 VCA_DEV_CFG_S* dev_get_config(void) {

@@ -21,6 +21,8 @@ constexpr int32_t kFloorBandMm = 60;
 constexpr int32_t kAboveHeightMm = 200;
 constexpr uint16_t kLargestMissing = 3;
 
+constinit VCA_DEPTH_STATE_S floor_map{};
+
 // Distances above it look like floor.
 int32_t floor_limit() {
     return wrap_sub(vca_dev_get_install_height(), kFloorBandMm);
@@ -117,8 +119,7 @@ void dump(const int32_t (&horiz)[VCA_DEPTH_GRID]) {
 }  // namespace
 
 VCA_DEPTH_STATE_S& vca::depth_state() {
-    static VCA_DEPTH_STATE_S state{};
-    return state;
+    return floor_map;
 }
 
 const VCA_DEPTH_STATE_S* vca_depth_get_state(void) {

@@ -11,7 +11,7 @@ constexpr char kLogName[] = "vca_dev_add_counting_line_group";
 constexpr int32_t kFarthestPx = 960;
 constexpr size_t kSpareMembers = 32;  // closed groups whose memory is kept
 
-constinit vca::CountingState counting;
+constinit vca::CountingState line_counting;
 
 // Frames that a group moving at `speed` waits for stragglers: about 1.45 times the frames it takes
 // to walk the largest distance between members, from 10 to 80.
@@ -114,7 +114,7 @@ void add_to_groups(const DEV_COUNTING_RSLT_S& result) {
 }  // namespace
 
 vca::CountingState& vca::counting_state() {
-    return counting;
+    return line_counting;
 }
 
 void vca::empty_results(CountingState& state) {

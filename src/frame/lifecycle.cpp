@@ -15,6 +15,8 @@ using vca::frame_state;
 
 namespace {
 
+constinit vca::FrameState frame;
+
 // Keeps base start-up and tear-down out of a running frame pass, once there can be one.
 class AlgoLock {
   public:
@@ -54,8 +56,7 @@ void algo_common_uninit() {
 }  // namespace
 
 vca::FrameState& vca::frame_state() {
-    static FrameState state;
-    return state;
+    return frame;
 }
 
 int vca_base_init(void) {

@@ -22,7 +22,7 @@ DET_OBJ_S* vca_trk_obj_get_event_box(TRACKER_RSLT_S* trk, bool keep) {
 
     // A young or lost track's height, and so its foot point, is not to be relied on.
     const bool unsure = trk->lostCnt >= 1 || (trk->age < 4 && trk->bornInside == 0);
-    const bool merged = vca_dev_get_work_mode() == VCA_WORK_MASTER;
+    const bool merged = dev_get_config()->devWorkMode == VCA_WORK_MASTER;
     if (!keep && unsure) trk->evtObj = merged ? trk->rawObj : trk->curObj;
     dev_bbox_adjust_rect(&trk->evtObj, dev_foot_get_event_size());
     return &trk->evtObj;

@@ -1,9 +1,10 @@
-/* A C program knows every message: all records, with their sizes on the bus, and all named values. */
+/* A C program knows every message: all records, with their sizes on the bus, and all named values.
+ */
 #include "vca/messages.h"
 
-#define CHECK_MESSAGE(id, number, type, bytes)                     \
-    _Static_assert((id) == (number), "number of " #id);            \
-    _Static_assert(sizeof(type) == (bytes), "bytes of " #id);      \
+#define CHECK_MESSAGE(id, number, type, bytes)                \
+    _Static_assert((id) == (number), "number of " #id);       \
+    _Static_assert(sizeof(type) == (bytes), "bytes of " #id); \
     extern const type* message_##number
 
 CHECK_MESSAGE(VCA_MSG_LINE_COUNT, 6045, LINE_COUNT_MSG_S, 104);
@@ -25,7 +26,8 @@ _Static_assert(sizeof(MASTER_MSG_S) == 6144, "bytes that a master is given of me
 /* The named values are bytes on the bus, so their numbers stay. */
 _Static_assert(VCA_WORK_ALONE == 0 && VCA_WORK_MASTER == 1 && VCA_WORK_SLAVE == 2, "work modes");
 _Static_assert(VCA_CLASS_PERSON == 1 && VCA_CLASS_SMALL == 2, "classes");
-_Static_assert(VCA_GENDER_UNKNOWN == 0 && VCA_GENDER_MALE == 1 && VCA_GENDER_FEMALE == 2, "genders");
+_Static_assert(VCA_GENDER_UNKNOWN == 0 && VCA_GENDER_MALE == 1 && VCA_GENDER_FEMALE == 2,
+               "genders");
 _Static_assert(VCA_DIR_NONE == 0 && VCA_DIR_1 == 1 && VCA_DIR_2 == 2, "directions");
 _Static_assert(VCA_DETECT_BOTH == 0 && VCA_DETECT_COLOUR == 1 && VCA_DETECT_DEPTH == 2, "models");
 _Static_assert(VCA_CFG_EXCL_DETECTIONS == 0 && VCA_CFG_EXCL_DEPTH == 1, "exclusion types");

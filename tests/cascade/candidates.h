@@ -23,7 +23,7 @@ constexpr size_t kDeliveredBytes = 6144;  // with the sender in front
 // One person of a slave.
 struct Report {
     uint32_t id = 1;
-    uint8_t class_id = 1;
+    uint8_t class_id = VCA_CLASS_PERSON;
     float score = 0.9f;
     int32_t gender = 0;
     float height = 1700.0f;

@@ -29,7 +29,7 @@ constexpr int kFrameCount = 6083;
 struct Exchange : testing::Test {
     void SetUp() override {
         fix::set_up_device();
-        fix::cfg().devWorkMode = 2;
+        fix::cfg().devWorkMode = VCA_WORK_SLAVE;
         fix::set_stamp();
     }
 
@@ -125,7 +125,7 @@ TEST_F(Exchange, TheRuleIsTheSameInEveryWorkMode) {
     const auto trk = good_track();
     for (const int mode : {0, 1, 2, 3}) {
         fix::cfg().devWorkMode = mode;
-        fix::cfg().StandAloneTrkMd = 2;
+        fix::cfg().StandAloneTrkMd = VCA_POSITION_FOOT;
         EXPECT_EQ(longest_loss(*trk), 2) << mode;
     }
 }
@@ -177,7 +177,7 @@ TEST_F(SlaveSend, OneTrackByteForByte) {
     trk.age = 1;
     trk.lastFrm = 0xFFFFFFF0u;
     trk.curObj = fix::box_of(fix::box_bytes(101, 203, 33, 45));
-    trk.curObj.class_id = 2;
+    trk.curObj.class_id = VCA_CLASS_SMALL;
     trk.curObj.score = 0.8125f;
     trk.curObj.gender = 2;
     trk.curObj.height = 1111.0f;
@@ -389,7 +389,7 @@ TEST_F(SlaveSend, CountIsLoggedBehindItsSwitch) {
 struct MasterReceive : Exchange {
     void SetUp() override {
         Exchange::SetUp();
-        fix::cfg().devWorkMode = 1;
+        fix::cfg().devWorkMode = VCA_WORK_MASTER;
     }
 
     // Track ids and device numbers of the merged objects, none of which overlap here.

@@ -37,7 +37,7 @@ class MergeModel : public testing::TestWithParam<Case> {
   protected:
     void SetUp() override {
         fix::set_up_device();
-        fix::cfg().devWorkMode = 1;
+        fix::cfg().devWorkMode = VCA_WORK_MASTER;
         tracks_.reserve(140);
     }
 

@@ -30,7 +30,7 @@ struct Merge : testing::Test {
 
     void SetUp() override {
         fix::set_up_device();
-        fix::cfg().devWorkMode = 1;
+        fix::cfg().devWorkMode = VCA_WORK_MASTER;
         fix::cfg().InstallHeight = 6000;
     }
 
@@ -121,7 +121,7 @@ TEST_F(Merge, OnlyTracksThatAreExchangedTakePart) {
 TEST_F(Merge, ReportByteForByte) {
     Report report;
     report.id = 0x01020304;
-    report.class_id = 2;
+    report.class_id = VCA_CLASS_SMALL;
     report.score = 0.8125f;
     report.gender = 2;
     report.height = 1734.5f;

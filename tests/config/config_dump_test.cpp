@@ -14,7 +14,7 @@ using testing::HasSubstr;
 
 VCA_ALGO_CFG_S full_config() {
     auto cfg = test::plain_config();
-    cfg.devWorkMode = 1;
+    cfg.devWorkMode = VCA_WORK_MASTER;
     cfg.InstallHeight = 4000;
     cfg.AcceleroEn = 1;
     cfg.TargetHeightMax = 2100;
@@ -43,7 +43,7 @@ VCA_ALGO_CFG_S full_config() {
     test::set_exclusion(cfg, 0, 0, {{1, 1}, {2, 1}, {2, 2}});
     test::set_exclusion(cfg, 1, 1, {{-5, -6}, {700, 0}, {700, 700}, {0, 700}});
     cfg.ShowHistoryBox = 1;
-    cfg.DetectModel = 2;
+    cfg.DetectModel = VCA_DETECT_DEPTH;
     return cfg;
 }
 

@@ -70,12 +70,12 @@ const Field kFields[] = {
      [](auto& r) { r.ChildHeightThresh = 1200; }},
     {"StandAloneTrk", [](auto& m) { m.StandAloneTrk = 1; },
      [](auto& r) {
-         r.StandAloneTrkMd = 2;
+         r.StandAloneTrkMd = VCA_POSITION_FOOT;
          r.GroupDistMax = 201;  // 250 - 195 * 0.25 = 201.25, rounded
      }},
     {"StandAloneTrk negative", [](auto& m) { m.StandAloneTrk = -1; },
      [](auto& r) {
-         r.StandAloneTrkMd = 2;
+         r.StandAloneTrkMd = VCA_POSITION_FOOT;
          r.GroupDistMax = 201;
      }},
     {"GenderRecognize", [](auto& m) { m.GenderRecognize = 1; },
@@ -120,8 +120,10 @@ const Field kFields[] = {
          m.rgn[0].en_b = 1;
      },
      [](auto&) {}},
-    {"DetectModel 1", [](auto& m) { m.DetectModel = 1; }, [](auto& r) { r.DetectModel = 1; }},
-    {"DetectModel 2", [](auto& m) { m.DetectModel = 2; }, [](auto& r) { r.DetectModel = 2; }},
+    {"DetectModel 1", [](auto& m) { m.DetectModel = VCA_DETECT_COLOUR; },
+     [](auto& r) { r.DetectModel = 1; }},
+    {"DetectModel 2", [](auto& m) { m.DetectModel = VCA_DETECT_DEPTH; },
+     [](auto& r) { r.DetectModel = 2; }},
     {"DetectModel 3", [](auto& m) { m.DetectModel = 3; }, [](auto&) {}},
     {"DetectModel -1", [](auto& m) { m.DetectModel = -1; }, [](auto&) {}},
     {"padding",

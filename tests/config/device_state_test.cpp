@@ -124,7 +124,7 @@ DET_OBJ_S box(int x, int y, int w, int h) {
     b.w = w;
     b.h = h;
     b.area = 12345;
-    b.class_id = 2;
+    b.class_id = VCA_CLASS_SMALL;
     b.score = 0.5f;
     return b;
 }

@@ -147,7 +147,7 @@ TEST_P(Display, OnlyShownTracksAreSent) {
     add(5).curObj.w = 10;
     add(6).curObj.h = 10;
     add(7).heightExceed = 1;
-    add(8).curObj.class_id = 2;
+    add(8).curObj.class_id = VCA_CLASS_SMALL;
     show();
     BytePayload want = empty_payload(4);
     put_box(want, 0, 2, {102, 202, 40, 50});

@@ -104,7 +104,7 @@ struct HeatRandom : fix::HeatFixture {
 
     DET_OBJ_S draw_box() {
         DET_OBJ_S obj = fix::box(pick(-200, 1100), pick(-200, 700), pick(6, 150), pick(6, 150));
-        if (one_in(8)) obj.class_id = 2;
+        if (one_in(8)) obj.class_id = VCA_CLASS_SMALL;
         if (one_in(30)) obj = fix::box(pick(-100000, 100000), pick(-100000, 100000), 40, 40);
         return obj;
     }

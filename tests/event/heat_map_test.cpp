@@ -150,15 +150,15 @@ TEST_F(HeatMap, BoxFollowsTheModes) {
 }
 
 TEST_F(HeatMap, ClassIsThatOfTheChosenBoxAndSizeThatOfTheDetection) {
-    fix::cfg().StandAloneTrkMd = 1;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_HEAD;
     add(centred(480, 272)).headBox = centred(240, 272);
-    tracks[0].headBox.class_id = 2;
+    tracks[0].headBox.class_id = VCA_CLASS_SMALL;
     accumulate();
     expect_nothing();
 
     tracks[0].headBox = box(240, 272, 4, 4);  // small, but a person's
     tracks[0].firstBox = tracks[0].headBox;
-    tracks[0].curObj.class_id = 2;
+    tracks[0].curObj.class_id = VCA_CLASS_SMALL;
     accumulate();
     EXPECT_TRUE(contributes());
 }

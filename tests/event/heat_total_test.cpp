@@ -239,7 +239,7 @@ TEST_F(HeatEnd, GridsOfAnEndedTrackAreLostWhenOff) {
 }
 
 TEST_F(HeatEnd, MasterAddsItsMergedTracksOnly) {
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     fix::Scene local, merged(true);
     end_track(local, 5);
     EXPECT_THAT(local.list, IsEmpty());
@@ -250,7 +250,7 @@ TEST_F(HeatEnd, MasterAddsItsMergedTracksOnly) {
 }
 
 TEST_F(HeatEnd, SlaveAddsNothing) {
-    fix::cfg().devWorkMode = 2;
+    fix::cfg().devWorkMode = VCA_WORK_SLAVE;
     fix::Scene scene;
     end_track(scene, 5);
     EXPECT_THAT(scene.list, IsEmpty());

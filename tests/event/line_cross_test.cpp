@@ -51,7 +51,7 @@ TEST_F(Cross, CountsOnTheFirstFrameFarEnoughPastTheLine) {
 TEST_F(Cross, WritesItsLines) {
     Walker walker({480, 280});
     walker.trk().updSeq = 33;
-    walker.trk().curObj.class_id = 1;
+    walker.trk().curObj.class_id = VCA_CLASS_PERSON;
     walker.trk().height = 1700;
     const auto lines = fix::lines_of(fix::output_of([&] {
         walker.step_segment({481, 250}, 0, 0);
@@ -276,7 +276,7 @@ TEST_F(Cross, PrePointIsTheWholeEventBox) {
 }
 
 TEST_F(Cross, UsesTheEventBoxWithoutKeep) {
-    fix::cfg().StandAloneTrkMd = 2;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_FOOT;
     Walker walker({480, 350});
     walker.trk().footBox = fix::centred(480, 300, 78, 78);
     walker.trk().lostCnt = 1;

@@ -131,19 +131,19 @@ struct EventBoxes : RegionStay {
 };
 
 TEST_F(EventBoxes, FootSquareOfALostTrackCountsForTheOverlap) {
-    fix::cfg().StandAloneTrkMd = 2;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_FOOT;
     add_lost(&TRACKER_RSLT_S::footBox, &TRACKER_RSLT_S::curObj);
     expect_kept_box_for_overlap_only();
 }
 
 TEST_F(EventBoxes, SquareOfALostTrackOnAMasterCountsForTheOverlap) {
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     add_lost(&TRACKER_RSLT_S::curObj, &TRACKER_RSLT_S::rawObj);
     expect_kept_box_for_overlap_only();
 }
 
 TEST_F(EventBoxes, HeadBoxIsUsedAsItIs) {
-    fix::cfg().StandAloneTrkMd = 1;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_HEAD;
     TRACKER_RSLT_S& trk = add({100, 100});
     trk.headBox = fix::centred(kCentre.x, kCentre.y);
     start_clock();
@@ -154,8 +154,8 @@ TEST_F(EventBoxes, HeadBoxIsUsedAsItIs) {
 }
 
 TEST_F(EventBoxes, TrackedBoxIsUsedOnASlave) {
-    fix::cfg().devWorkMode = 2;
-    fix::cfg().StandAloneTrkMd = 2;
+    fix::cfg().devWorkMode = VCA_WORK_SLAVE;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_FOOT;
     add().footBox = fix::centred(100, 100);
     start_clock();
     cell(kPointRow, kPointCol) = 1;

@@ -59,7 +59,7 @@ TEST_F(Stage, SmallBoxesDoNotTakePart) {
         EXPECT_EQ(vca_check_obj_event_line_update(trk.get()), row.in) << row.w << 'x' << row.h;
     }
     // the size is that of a track seen this frame only
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     trk->lostCnt = 1;
     EXPECT_TRUE(vca_check_obj_event_line_update(trk.get()));
 }

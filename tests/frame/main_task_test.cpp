@@ -91,11 +91,11 @@ TEST(MainTask, DetectionsOfAnEarlierModelAreNotCarriedOver) {
     both.depth = {right};
     ASSERT_TRUE(host().run({both}));
     EXPECT_EQ(host().added_objects(0).size(), 2u);
-    cfg.DetectModel = 1;
+    cfg.DetectModel = VCA_DETECT_COLOUR;
     host().deliver(VCA_MSG_CONFIG, &cfg);
     ASSERT_TRUE(host().run({both}));
     ASSERT_EQ(host().added_objects(0).size(), 1u);
-    cfg.DetectModel = 2;
+    cfg.DetectModel = VCA_DETECT_DEPTH;
     host().deliver(VCA_MSG_CONFIG, &cfg);
     ASSERT_TRUE(host().run({both}));
     ASSERT_EQ(host().added_objects(0).size(), 1u);
@@ -352,7 +352,7 @@ TEST_F(MainTaskMessages, CallsOfAPassInOrder) {
 }
 
 TEST_F(MainTaskMessages, CallsOfAMastersPassInOrder) {
-    cfg_.devWorkMode = 1;
+    cfg_.devWorkMode = VCA_WORK_MASTER;
     test::apply_config(cfg_);
     int32_t on = 1;
     vca_set_draw_exclusion_alive(0, &on);
@@ -374,7 +374,7 @@ TEST_F(MainTaskMessages, CallsOfAMastersPassInOrder) {
 }
 
 TEST_F(MainTaskMessages, CallsOfASlavesPassInOrder) {
-    cfg_.devWorkMode = 2;
+    cfg_.devWorkMode = VCA_WORK_SLAVE;
     test::apply_config(cfg_);
     int32_t on = 1;
     vca_set_draw_exclusion_alive(0, &on);
@@ -429,7 +429,7 @@ TEST_F(MainTaskMessages, NothingIsShownBeforeTheFirstPerson) {
 }
 
 TEST_F(MainTaskMessages, SlaveSendsNeitherTracksNorRegions) {
-    cfg_.devWorkMode = 2;
+    cfg_.devWorkMode = VCA_WORK_SLAVE;
     test::start_library(cfg_);
     ASSERT_TRUE(host().run(std::vector<Frame>(3, person_)));
     EXPECT_THAT(host().messages(VCA_MSG_TRACKS), IsEmpty());
@@ -458,7 +458,7 @@ TEST_F(MainTaskMessages, FailedAcquisitionShowsNothing) {
 
 TEST(MainTask, SlavePassRunsTrackingButSettlesNoEvents) {
     auto cfg = test::plain_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     test::apply_config(cfg);
     Frame frame;
     frame.colour = {{1, 300, 200, 80, 80, 1, 0.9f}};

@@ -78,7 +78,7 @@ TEST_F(MainTaskTiming, FirstPassAndEveryTwelfth) {
 TEST_F(MainTaskTiming, ColourOnlyLogsNoDepthDetection) {
     test::FlagFile flag("/tmp/vca-tm");
     auto cfg = test::plain_config();
-    cfg.DetectModel = 1;
+    cfg.DetectModel = VCA_DETECT_COLOUR;
     test::apply_config(cfg);
     test::StdoutCapture out;
     host().push({frame_of_five_ms()});
@@ -108,7 +108,7 @@ TEST_F(MainTaskTiming, NegativeMultiplesOfTwelveCount) {
 TEST_F(MainTaskTiming, SlaveLogsNoEventStages) {
     test::FlagFile flag("/tmp/vca-tm");
     auto cfg = test::plain_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     test::apply_config(cfg);
     test::StdoutCapture out;
     host().push({frame_of_five_ms()});
@@ -124,7 +124,7 @@ TEST_F(MainTaskTiming, SlaveLogsNoEventStages) {
 TEST_F(MainTaskTiming, MasterLogsTheMergeAndTheSecondPass) {
     test::FlagFile flag("/tmp/vca-tm");
     auto cfg = test::plain_config();
-    cfg.devWorkMode = 1;
+    cfg.devWorkMode = VCA_WORK_MASTER;
     test::apply_config(cfg);
     host().on_call = [](const std::string& call) {
         if (call == "ioutracker_update(0)") host().advance_clock(1'000);

@@ -157,7 +157,7 @@ void set_regions(VCA_ALGO_CFG_S& cfg, int shift) {
 
 }  // namespace
 
-VCA_ALGO_CFG_S busy_config(WorkMode mode, int phase) {
+VCA_ALGO_CFG_S busy_config(VCA_WORK_MODE_E mode, int phase) {
     VCA_ALGO_CFG_S cfg = test::plain_config();
     cfg.devWorkMode = mode;
     cfg.StandAloneTrk = phase == 1 ? 0 : 1;
@@ -179,7 +179,7 @@ VCA_ALGO_CFG_S busy_config(WorkMode mode, int phase) {
     set_regions(cfg, 12 * phase);
     test::set_exclusion(cfg, 0, 0, {{900, 470}, {955, 470}, {955, 540}, {900, 540}});
     test::set_exclusion(cfg, 1, 1, {{5, 5}, {60, 5}, {60, 60}, {5, 60}});
-    if (mode == kMaster) {
+    if (mode == VCA_WORK_MASTER) {
         cfg.cscdMapSize[2] = 1400;
         cfg.cscdMapSize[3] = 800;
     }
@@ -218,7 +218,7 @@ MASTER_MSG_S busy_report(uint32_t slave, int frame) {
         SLAVE_TRACK_S& track = report.msg.tracks[report.msg.count++];
         const auto seed = static_cast<uint32_t>(seen.walker * 9000 + frame) * 2u + slave;
         track.track_id = static_cast<uint32_t>(seen.walker + 1);
-        track.class_id = 1;
+        track.class_id = VCA_CLASS_PERSON;
         track.score = 0.75f;
         track.gender = seen.walker % 3;
         track.height = static_cast<float>(seen.round.height_mm);

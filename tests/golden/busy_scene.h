@@ -13,12 +13,9 @@ namespace golden {
 
 constexpr int kFrames = 2000;
 
-// A host's work mode as in VCA_ALGO_CFG_S::devWorkMode.
-enum WorkMode { kStandAlone = 0, kMaster = 1, kSlave = 2 };
-
 // Everything on: four lines, two of them with U-turn filters, groups, regions, exclusions of both
 // kinds, heat maps, attributes, all displays. The configuration changes with the phase, 0 to 2.
-VCA_ALGO_CFG_S busy_config(WorkMode mode, int phase);
+VCA_ALGO_CFG_S busy_config(VCA_WORK_MODE_E mode, int phase);
 
 // Detections of both models and the raw depth image of a frame.
 test::Frame busy_frame(int frame);

@@ -17,7 +17,6 @@ namespace {
 using golden::FrameTrace;
 using golden::kFrames;
 using golden::NearestTracker;
-using golden::WorkMode;
 using test::host;
 
 // Calls whose number depends on how long the task waits for the next frame.
@@ -29,7 +28,7 @@ bool is_waiting(const std::string& call) {
 // takes down what it told the host since.
 class Run {
   public:
-    explicit Run(WorkMode mode) : mode_(mode) {
+    explicit Run(VCA_WORK_MODE_E mode) : mode_(mode) {
         host().use_clock(1'700'000'000'000'000);
         host().on_update = [this](int inst, const std::vector<IOU_TRK_OBJ_S>& objects) {
             for (const IOU_TRK_OBJ_S& object : objects)
@@ -101,7 +100,7 @@ class Run {
         if (frame % 250 == 20) tell(VCA_MSG_SHOW_DETECTION, frame % 500 == 20 ? 1 : 0);
         if (frame % 400 == 30) tell(VCA_MSG_ASK_FRAME_COUNT, 0);
         if (frame % 600 == 40) tell(VCA_MSG_FRAME_COUNT, 5 * frame);
-        if (mode_ != golden::kMaster) return;
+        if (mode_ != VCA_WORK_MASTER) return;
         if (frame % 2 == 0) tell(VCA_MSG_SLAVE_TRACKS, golden::busy_report(0, frame));
         if (frame % 3 == 0) tell(VCA_MSG_SLAVE_TRACKS, golden::busy_report(1, frame));
     }
@@ -111,7 +110,7 @@ class Run {
         EXPECT_TRUE(host().deliver_locked(id, &payload));
     }
 
-    WorkMode mode_;
+    VCA_WORK_MODE_E mode_;
     NearestTracker trackers_[2];
     FrameTrace trace_;
     std::vector<std::string> rows_;
@@ -125,7 +124,7 @@ std::vector<std::string> read_rows(const std::string& path) {
     return rows;
 }
 
-void check(WorkMode mode, const std::string& name) {
+void check(VCA_WORK_MODE_E mode, const std::string& name) {
     const std::string path = std::string(VCA_GOLDEN_DIR) + "/" + name + ".rows";
     const std::vector<std::string> rows = Run(mode).play();
     if (std::getenv("VCA_GOLDEN_RENEW") != nullptr) {
@@ -140,15 +139,15 @@ void check(WorkMode mode, const std::string& name) {
 }
 
 TEST(Golden, StandAloneDevice) {
-    check(golden::kStandAlone, "stand_alone");
+    check(VCA_WORK_ALONE, "stand_alone");
 }
 
 TEST(Golden, Master) {
-    check(golden::kMaster, "master");
+    check(VCA_WORK_MASTER, "master");
 }
 
 TEST(Golden, Slave) {
-    check(golden::kSlave, "slave");
+    check(VCA_WORK_SLAVE, "slave");
 }
 
 }  // namespace

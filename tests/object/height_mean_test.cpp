@@ -108,7 +108,7 @@ TEST_F(Mean, LowSamplesAreNotStored) {
 }
 
 TEST_F(Mean, SmallTargetsAreStoredFromTen) {
-    trk->curObj.class_id = 2;
+    trk->curObj.class_id = VCA_CLASS_SMALL;
     vca_dev_deal_obj_height(trk.get(), 9.0f);
     EXPECT_THAT(trk->heightSamples, IsEmpty());
     vca_dev_deal_obj_height(trk.get(), 10.0f);
@@ -121,7 +121,7 @@ TEST_F(Mean, EmptyHistoryIsLiftedToTheClassMinimum) {
     EXPECT_EQ(trk->height, 500.0f);
     EXPECT_THAT(trk->heightMeans, IsEmpty());
     const auto small = fix::new_track();
-    small->curObj.class_id = 2;
+    small->curObj.class_id = VCA_CLASS_SMALL;
     vca_dev_deal_obj_height(small.get(), 1.0f);
     EXPECT_EQ(small->height, 10.0f);
 }
@@ -131,7 +131,7 @@ TEST_F(Mean, HeightIsClampedToTheRangeOfTheClass) {
     EXPECT_EQ(height_of({1980}), 1980.0f);
     EXPECT_EQ(height_of({2400}), 1980.0f);
     EXPECT_THAT(trk->heightMeans, ElementsAre(2400.0f));
-    trk->curObj.class_id = 2;
+    trk->curObj.class_id = VCA_CLASS_SMALL;
     EXPECT_EQ(height_of({1600}), 1500.0f);
     EXPECT_EQ(height_of({1499}), 1499.0f);
     trk->curObj.class_id = 0;
@@ -340,7 +340,7 @@ TEST_F(Range, FirstTwoUpdatesAreNotJudged) {
 
 TEST_F(Range, SmallTargetsAreNeverFlagged) {
     check(1000);
-    trk->curObj.class_id = 2;
+    trk->curObj.class_id = VCA_CLASS_SMALL;
     EXPECT_THAT(check(1000), IsEmpty());
     EXPECT_EQ(trk->heightExceed, 0);
     EXPECT_EQ(trk->heightExceedCnt, 6);

@@ -106,7 +106,7 @@ TEST_F(Height, SmallTargetIsMeasuredOnItsCentralSquare) {
     paint(50, 48, 110, 112, 1100);
     paint(60, 60, 100, 100, 2000);
     EXPECT_EQ(raw_height(), 1000.0f);
-    trk->curObj.class_id = 1;
+    trk->curObj.class_id = VCA_CLASS_PERSON;
     EXPECT_EQ(raw_height(), 1900.0f);
 }
 

@@ -324,7 +324,7 @@ TEST_F(InUpdate, DecisionsReachAllBoxesInTheSameUpdate) {
 }
 
 TEST_F(InUpdate, MergedPassAsksNoModel) {
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     for (int i = 0; i < 10; ++i)
         set_info(1, true);
     EXPECT_THAT(host().attr_calls(), IsEmpty());

@@ -158,7 +158,7 @@ TEST_F(Crop, WildImageSizesDoNoHarm) {
 }
 
 TEST_F(Crop, TrackBoxCountsNotThePositionBox) {
-    fix::cfg().StandAloneTrkMd = 1;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_HEAD;
     trk->headBox = box(10, 10, 20, 20);
     trk->rawObj = box(600, 400, 20, 20);
     EXPECT_EQ(crop_of(box(400, 200, 100, 80)), Rect({393, 194, 115, 92}));

@@ -40,7 +40,7 @@ struct Info : testing::Test {
 TEST_F(Info, CurrentBoxTakesTheListedFieldsOnly) {
     DET_OBJ_S det = fix::patterned(1);
     det.score = 0.625f;
-    det.class_id = 1;
+    det.class_id = VCA_CLASS_PERSON;
     update(det);
     DET_OBJ_S want{};
     want.aux0 = det.aux0;
@@ -49,7 +49,7 @@ TEST_F(Info, CurrentBoxTakesTheListedFieldsOnly) {
     want.w = det.w;
     want.h = det.h;
     want.area = det.w * det.h;
-    want.class_id = 1;
+    want.class_id = VCA_CLASS_PERSON;
     want.score = 0.625f;
     want.gender = 0;            // the track's own
     want.height = trk->height;  // the track's own, measured
@@ -327,7 +327,7 @@ TEST_F(Info, PositionBoxByWorkModeAndSetting) {
 struct Merged : Info {
     void SetUp() override {
         Info::SetUp();
-        fix::cfg().devWorkMode = 1;
+        fix::cfg().devWorkMode = VCA_WORK_MASTER;
     }
 };
 

@@ -167,7 +167,7 @@ TEST_F(Static, MotionIsTheOverlapWithThePreviousPosition) {
 }
 
 TEST_F(Static, LooksAtThePositionBox) {
-    fix::cfg().StandAloneTrkMd = 2;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_FOOT;
     trk->footBox = shifted(60);
     const DET_OBJ_S before = shifted(10);
     vca_dev_obj_chk_static_false_det(trk.get(), &before);

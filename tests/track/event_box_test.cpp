@@ -256,9 +256,9 @@ TEST_F(EventBox, HistoryMessageHoldsCentreAndFootPoint) {
     const TRK_SHOW_MSG_S here{17, 121, 66, -5, 700};
     const TRK_SHOW_MSG_S on_master{17, 0, 0, -5, 700};
     EXPECT_EQ(vca_trk_obj_send_history(trk.get(), true), 0);
-    fix::cfg().devWorkMode = 2;
+    fix::cfg().devWorkMode = VCA_WORK_SLAVE;
     EXPECT_EQ(vca_trk_obj_send_history(trk.get(), false), 0);
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     vca_trk_obj_send_history(trk.get(), true);
     vca_trk_obj_send_history(trk.get(), false);
     EXPECT_THAT(fix::take_messages(),

@@ -73,7 +73,7 @@ void set_up_device() {
     ctrl.real_model = test::kColourModel;
     VCA_DEV_CFG_S& config = cfg();
     config.DevType = 2;
-    config.devWorkMode = 0;
+    config.devWorkMode = VCA_WORK_ALONE;
     config.srcImgWidth = 960;
     config.srcImgHeight = 544;
     config.cscdMapSize[0] = 0;
@@ -81,7 +81,7 @@ void set_up_device() {
     config.cscdMapSize[2] = 960;
     config.cscdMapSize[3] = 544;
     config.InstallHeight = 3000;
-    config.StandAloneTrkMd = 0;
+    config.StandAloneTrkMd = VCA_POSITION_BOX;
     config.TargetHeightMin = 500;
     config.TargetHeightMax = 2500;
     config.UturnFilter = 1;

@@ -82,16 +82,16 @@ TEST_F(Motion, ObjectTrailHoldsSevenPointsAndGrowsWhileLost) {
 }
 
 TEST_F(Motion, TrailFollowsTheSelectedBoxObjectTrailTheDetection) {
-    fix::cfg().StandAloneTrkMd = 2;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_FOOT;
     see(700, 400);
     EXPECT_THAT(points(trk().trail), ElementsAre(Pair(trk().footX, trk().footY)));
     EXPECT_THAT(points(trk().objTrail), ElementsAre(Pair(700, 400)));
     EXPECT_NE(trk().footX, 700);
-    fix::cfg().StandAloneTrkMd = 1;
+    fix::cfg().StandAloneTrkMd = VCA_POSITION_HEAD;
     see(700, 400);
     const POINT_POS_S head = fix::centre(trk().headBox);
     EXPECT_EQ(points(trk().trail).back(), std::pair(head.x, head.y));
-    fix::cfg().devWorkMode = 2;  // only a stand-alone device looks at the setting
+    fix::cfg().devWorkMode = VCA_WORK_SLAVE;  // only a stand-alone device looks at the setting
     see(710, 400);
     EXPECT_EQ(points(trk().trail).back(), std::pair(710, 400));
 }
@@ -200,13 +200,13 @@ TEST_F(Motion, SinglePointGetsADirection) {
 }
 
 TEST_F(Motion, MasterStepsTwoPixels) {
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     see(300, 200);
     EXPECT_THAT(points(trk().trailSmooth), ElementsAre(Pair(300, 200), Pair(302, 202)));
 }
 
 TEST_F(Motion, SlaveStepsOnePixel) {
-    fix::cfg().devWorkMode = 2;
+    fix::cfg().devWorkMode = VCA_WORK_SLAVE;
     see(300, 200);
     EXPECT_THAT(points(trk().trailSmooth), ElementsAre(Pair(300, 200), Pair(301, 201)));
 }
@@ -220,7 +220,7 @@ TEST_F(Motion, PointsWithinTheThresholdAreNotTaken) {
 }
 
 TEST_F(Motion, MasterTakesPointsFromFourPixels) {
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     see(300, 200);
     see(303, 203);
     EXPECT_THAT(points(trk().trailSmooth), ElementsAre(Pair(303, 203), Pair(305, 205)));
@@ -262,7 +262,7 @@ TEST_F(Motion, TrajectoryIsKeptWhileLost) {
 }
 
 TEST_F(Motion, MidpointsOfNegativeCoordinatesTruncateTowardZero) {
-    fix::cfg().devWorkMode = 1;  // merged objects keep negative coordinates
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;  // merged objects keep negative coordinates
     Scene merged(true);
     merged.pass({{1, fix::box(-40, -41, 4, 4)}});  // centre (-38, -39)
     merged.pass({{1, fix::box(-49, -50, 4, 4)}});  // centre (-47, -48)

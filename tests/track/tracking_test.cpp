@@ -71,7 +71,7 @@ TEST_F(Tracking, MergedPassHandsBoxesOverUnscaled) {
     Scene local;
     local.pass({{1, centred(300, 200, 100, 100)}});
     EXPECT_EQ(test::host().added_objects(0)[0].w, 129);  // 29 % at 3 m (ratio 0.25)
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     Scene merged(true);
     merged.pass({{1, centred(300, 200, 100, 100)}});
     EXPECT_EQ(test::host().added_objects(1)[0].w, 100);
@@ -84,7 +84,7 @@ TEST_F(Tracking, CropImageIsCreatedOnTheLocalPassOnly) {
     EXPECT_NE(local.list[0].attrImg.host_handle, 0u);
     local.pass({{1, centred(301, 200)}});
     EXPECT_EQ(test::host().images_created(), 1);
-    fix::cfg().devWorkMode = 1;
+    fix::cfg().devWorkMode = VCA_WORK_MASTER;
     Scene merged(true);
     merged.pass({{1, centred(300, 200)}});
     EXPECT_EQ(test::host().images_created(), 1);
