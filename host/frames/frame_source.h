@@ -69,7 +69,8 @@ struct SourceOptions {
     std::optional<double> height_mm;        // given by the user
     std::optional<PicturePoint> camera_at;  // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
-    bool foot_point = true;  // positions are on the floor, else at head height
+    std::optional<double> seconds;  // length of a run, which scenes last for if it is the longer
+    bool foot_point = true;         // positions are on the floor, else at head height
 };
 
 // Frame sets one after the other, with rising numbers and scene times.

@@ -249,8 +249,12 @@ class SimSource final : public FrameSource {
 
 std::unique_ptr<FrameSource> open_scene(const SourceOptions& options) {
     try {
-        return std::make_unique<SimSource>(sim::make_scene(options.scene, options.seed), "scene",
-                                           options.scene, options.foot_point);
+        // A shorter run is ended by its caller: what follows from the scene's own length, such as
+        // where its floor is measured, does not depend on how much of it is run.
+        std::optional<double> longer = options.seconds;
+        if (longer && *longer <= sim::scene_info(options.scene).duration_s) longer.reset();
+        return std::make_unique<SimSource>(sim::make_scene(options.scene, options.seed, longer),
+                                           "scene", options.scene, options.foot_point);
     } catch (const std::invalid_argument& e) {
         throw InputError(e.what());
     }

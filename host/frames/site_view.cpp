@@ -71,6 +71,10 @@ sim::Simulator open_simulated_view(const SiteViewSetup& setup) {
     }
     try {
         sim::Simulator view = sim::make_site_view(setup.scene, setup.seed, setup.camera);
+        // A shorter run is ended by its caller, as with a scene.
+        if (setup.seconds && *setup.seconds > view.info().duration_s) {
+            view = sim::make_site_view(setup.scene, setup.seed, setup.camera, setup.seconds);
+        }
         if (std::abs(view.info().fps - setup.frames_per_second) > 0.01) {
             throw InputError("frames_per_second of the site \"" + setup.site + "\" is " +
                              plain(setup.frames_per_second) + "; the scene \"" + setup.scene +

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/frames/frame_source.h"
@@ -20,6 +21,7 @@ struct SiteViewSetup {
     sim::CameraPlace camera;
     double focal_px = 0.0;           // colour pixels
     double frames_per_second = 0.0;  // must be the scene's
+    std::optional<double> seconds;   // length of a run, which the scene lasts for if it is longer
 };
 
 // The camera of the simulator itself. Throws InputError for a scene that does not exist, a frame

@@ -193,6 +193,7 @@ SiteViewSetup view_setup(const Site& site, const SiteDevice& device) {
     setup.camera = {device.height_mm / 1000.0, device.at.x_m, device.at.y_m, device.rotation_deg};
     setup.focal_px = device.focal_px;
     setup.frames_per_second = site.frames_per_second;
+    setup.seconds = site.seconds;
     return setup;
 }
 

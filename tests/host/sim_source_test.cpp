@@ -188,6 +188,26 @@ TEST_F(Walk, WhatIsWrongWithAFileNamesTheOption) {
                                testing::HasSubstr("id frame x y z")));
 }
 
+TEST(Scene, LastsAsLongAsALongerRun) {
+    host::SourceOptions options;
+    const double own_s = host::open_source(options)->info().duration_s;
+    options.seconds = own_s + 2.0;
+    const auto source = host::open_source(options);
+    EXPECT_EQ(source->info().duration_s, own_s + 2.0);
+    SourceFrame frame;
+    source->skip(static_cast<std::int64_t>(own_s * 15.0) + 29);
+    ASSERT_TRUE(source->next(frame));
+    EXPECT_NEAR(frame.time_s, own_s + 2.0, 0.1);
+    EXPECT_FALSE(source->next(frame));
+}
+
+TEST(Scene, KeepsItsOwnLengthInAShorterRun) {
+    host::SourceOptions options;
+    const double own_s = host::open_source(options)->info().duration_s;
+    options.seconds = 30.0;
+    EXPECT_EQ(host::open_source(options)->info().duration_s, own_s);
+}
+
 // The scenes' own lines are where people are seen on both sides.
 TEST(Scene, OwnLinesNeedNoWarning) {
     for (const char* name : {"doorway", "entrance", "uturn", "gallery"}) {

@@ -86,6 +86,24 @@ TEST(SiteScene, SourcesGiveFramesWithoutTruth) {
     EXPECT_EQ(frame.planes.colour_nv12.size(), 960u * 544u * 3u / 2u);
 }
 
+TEST(SiteScene, LastsAsLongAsTheSiteSaysButNotShorter) {
+    host::Site site = hall();
+    const auto duration_s = [&site] {
+        return host::open_site_view(host::view_setup(site, site.devices[1]))->info().duration_s;
+    };
+    const double own_s = duration_s();
+    site.seconds = own_s + 2.0;
+    EXPECT_EQ(duration_s(), own_s + 2.0);
+    host::SiteScene scene(site);
+    host::SiteFrame frame;
+    std::int64_t frames = 0;
+    while (scene.next(frame))
+        ++frames;
+    EXPECT_EQ(frames, static_cast<std::int64_t>((own_s + 2.0) * site.frames_per_second));
+    site.seconds = 30.0;
+    EXPECT_EQ(duration_s(), own_s);
+}
+
 TEST(SiteScene, RefusesWhatTheSimulatorHasNot) {
     host::Site site = hall();
     EXPECT_EQ(error_of(site), "");
