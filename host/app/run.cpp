@@ -360,13 +360,33 @@ RunFacts facts_of(const RunPlan& plan, double height_mm) {
     return facts;
 }
 
+// A built-in scene lasts for as many frames as are asked for.
+void stretch_scene(RunPlan& plan) {
+    const SourceInfo& info = plan.source->info();
+    if (!plan.options.frames || info.kind != "scene") return;
+    const double asked_s = static_cast<double>(*plan.options.frames) / info.frames_per_second;
+    if (asked_s <= info.duration_s) return;
+    plan.options.source.seconds = asked_s;
+    plan.source = open_source(plan.options.source);
+}
+
+// A source that cannot last as long as was asked for.
+std::optional<std::string> short_source_warning(const RunPlan& plan, double scene_s) {
+    const double interval_s = 1.0 / plan.source->info().frames_per_second;
+    if (!plan.options.seconds || scene_s + interval_s >= *plan.options.seconds) return std::nullopt;
+    return "the source ends after " + plain_number(scene_s) + " s; " +
+           plain_number(*plan.options.seconds) + " s were asked for";
+}
+
 }  // namespace
 
 RunPlan prepare_run(const RunOptions& options) {
     check_options(options);
     RunPlan plan;
     plan.options = options;
-    plan.source = open_source(options.source);
+    plan.options.source.seconds = options.seconds;
+    plan.source = open_source(plan.options.source);
+    stretch_scene(plan);
     plan.output = options.output;
     const SourceInfo& info = plan.source->info();
     if (options.source.height_mm && info.kind == "scene") {
@@ -427,6 +447,11 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     if (plan.pace != nullptr) facts.pace = plan.pace->figures();
     facts.timings = timing.timings();
     facts.scene_s = static_cast<double>(facts.timings.frames) / facts.source.frames_per_second;
+    if (frames.end() == RunFrames::End::kSource) {
+        if (const auto warning = short_source_warning(plan, facts.scene_s)) {
+            facts.warnings.push_back(*warning);
+        }
+    }
     facts.wall_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return facts;
 }

@@ -85,7 +85,8 @@ std::string pace_text(const PaceFigures& pace) {
 }  // namespace
 
 int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
-    const Site site = read_site_file(options.file);
+    Site site = read_site_file(options.file);
+    if (options.seconds) site.seconds = options.seconds;
     const SiteDevice& device = device_named(site, options);
     RunPlan plan = plan_of(site, device, options);
     OutputFolder folder(plan.output, {kLogFile, kEventsFile, kCrossingsFile, kRegionsFile,

@@ -141,7 +141,8 @@ void compare_alone(const Site& site, const SiteOptions& options, const fs::path&
 }  // namespace
 
 int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
-    const Site site = read_site_file(options.file);
+    Site site = read_site_file(options.file);
+    if (options.seconds) site.seconds = options.seconds;
     check_simulated(site);
     const std::string path = options.output.empty() ? "out/" + site.name : options.output;
     OutputFolder folder(path, {kEventsFile, kSummaryFile, kSitePictureFile, kSitePlanFile});
