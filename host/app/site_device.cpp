@@ -12,6 +12,7 @@
 #include "host/app/run.h"
 #include "host/base/progress_display.h"
 #include "host/base/result_files.h"
+#include "host/base/text.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
 #include "host/report/summary.h"
@@ -73,13 +74,10 @@ LinkSetup link_of(const Site& site, const SiteDevice& device, const SiteOptions&
 
 std::string pace_text(const PaceFigures& pace) {
     if (pace.late == 0) return "";
-    char text[200];
-    std::snprintf(text, sizeof text,
-                  "this machine is too slow: %lld of %lld frames came late, the worst by %.0f ms; "
-                  "none was left out",
-                  static_cast<long long>(pace.late), static_cast<long long>(pace.frames),
-                  pace.most_late_ms);
-    return text;
+    return format_text(
+        "this machine is too slow: %lld of %lld frames came late, the worst by %.0f ms; none was "
+        "left out",
+        static_cast<long long>(pace.late), static_cast<long long>(pace.frames), pace.most_late_ms);
 }
 
 }  // namespace

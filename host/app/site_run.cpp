@@ -9,6 +9,7 @@
 
 #include "host/app/site_processes.h"
 #include "host/base/result_files.h"
+#include "host/base/text.h"
 #include "host/draw/site_plan.h"
 #include "host/net/broker_process.h"
 #include "host/report/output_folder.h"
@@ -47,9 +48,7 @@ void add_limits(const SiteOptions& options, std::vector<std::string>& arguments)
         arguments.insert(arguments.end(), {"--frames", std::to_string(*options.frames)});
     }
     if (options.seconds) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%.17g", *options.seconds);
-        arguments.insert(arguments.end(), {"--seconds", text});
+        arguments.insert(arguments.end(), {"--seconds", format_text("%.17g", *options.seconds)});
     }
 }
 

@@ -1,9 +1,9 @@
 // Quoting and writing of rows.
 #include "host/base/csv_file.h"
 
-#include <cstdio>
-#include <sstream>
 #include <stdexcept>
+
+#include "host/base/text.h"
 
 namespace host {
 namespace {
@@ -46,9 +46,7 @@ void CsvFile::check() const {
 }
 
 std::string csv_number(double value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
+    return plain_number(value);
 }
 
 std::string csv_number(const std::optional<double>& value) {
@@ -60,9 +58,7 @@ std::string csv_number(const std::optional<int>& value) {
 }
 
 std::string csv_seconds(double value_s) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.3f", value_s);
-    return text;
+    return format_text("%.3f", value_s);
 }
 
 }  // namespace host

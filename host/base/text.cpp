@@ -1,18 +1,88 @@
-// Widths of texts in tables.
+// Decoding, widths and formats of texts.
 #include "host/base/text.h"
 
-namespace host {
+#include <cstdarg>
+#include <cstdio>
+#include <sstream>
 
-std::string fitted(const std::string& text, std::size_t width) {
-    std::string out;
-    std::size_t characters = 0;
-    for (const char byte : text) {
-        const bool begins = (static_cast<unsigned char>(byte) & 0xC0u) != 0x80u;
-        if (begins && characters == width) break;
-        if (begins) ++characters;
-        out += byte;
+namespace host {
+namespace {
+
+unsigned byte_of(const std::string& text, std::size_t at) {
+    return static_cast<unsigned char>(text[at]);
+}
+
+std::size_t characters_in(const std::string& utf8) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; at < utf8.size(); ++count)
+        next_character(utf8, at);
+    return count;
+}
+
+}  // namespace
+
+std::optional<char32_t> next_character(const std::string& utf8, std::size_t& at) {
+    const unsigned first = byte_of(utf8, at++);
+    if (first < 0x80) return first;
+    if (first < 0xC0) return std::nullopt;
+    const std::size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
+    char32_t code = first & (0x3Fu >> more);
+    for (std::size_t i = 0; i < more; ++i, ++at) {
+        if (at == utf8.size() || (byte_of(utf8, at) & 0xC0u) != 0x80u) return std::nullopt;
+        code = code << 6 | (byte_of(utf8, at) & 0x3Fu);
     }
-    return out.append(width - characters, ' ');
+    constexpr char32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    if (first > 0xF4 || code < kSmallest[more] || surrogate || code > 0x10FFFF) return std::nullopt;
+    return code;
+}
+
+std::string cut_to(const std::string& utf8, std::size_t characters) {
+    std::size_t end = 0;
+    while (characters-- > 0 && end < utf8.size())
+        next_character(utf8, end);
+    return utf8.substr(0, end);
+}
+
+std::string fitted(const std::string& utf8, std::size_t width) {
+    const std::string text = cut_to(utf8, width);
+    return text + std::string(width - characters_in(text), ' ');
+}
+
+std::string format_text(const char* format, ...) {
+    std::va_list values;
+    va_start(values, format);
+    std::va_list again;
+    va_copy(again, values);
+    const int length = std::vsnprintf(nullptr, 0, format, values);
+    va_end(values);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+std::string plain_number(double value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+
+std::string table_row(const std::vector<TextColumn>& columns,
+                      const std::vector<std::string>& cells) {
+    std::string row;
+    for (std::size_t i = 0; i < cells.size() && i < columns.size(); ++i) {
+        const TextColumn& column = columns[i];
+        row.append(column.gap, ' ');
+        if (column.side == TextColumn::kLeft) {
+            row += fitted(cells[i], column.width);
+            continue;
+        }
+        const std::size_t length = characters_in(cells[i]);
+        if (length < column.width) row.append(column.width - length, ' ');
+        row += cells[i];
+    }
+    return row + '\n';
 }
 
 }  // namespace host

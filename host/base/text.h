@@ -1,12 +1,41 @@
-// Texts in tables.
+// UTF-8, numbers and rows of tables.
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace host {
 
+// The number of the character that starts at `at`, which moves behind it. None for bytes that are
+// no character: cut short, longer than needed, half of a surrogate pair, beyond the last code.
+std::optional<char32_t> next_character(const std::string& utf8, std::size_t& at);
+
+// At most this many characters of UTF-8 text.
+std::string cut_to(const std::string& utf8, std::size_t characters);
+
 // Text cut or filled with blanks to a number of UTF-8 characters.
-std::string fitted(const std::string& text, std::size_t width);
+std::string fitted(const std::string& utf8, std::size_t width);
+
+// What printf would print.
+[[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
+
+// "2.5" or "3" as a person would write it, with at most 6 digits.
+std::string plain_number(double value);
+
+// One column of a table, in characters.
+struct TextColumn {
+    enum Side { kLeft, kRight };
+    Side side = kLeft;
+    std::size_t width = 0;
+    std::size_t gap = 1;  // blanks before it
+};
+
+// A row of cells under each other's columns, with its line end. Text to the left is cut to its
+// column, which keeps what follows in place; to the right stand numbers, which never lose a digit.
+// A row may end early.
+std::string table_row(const std::vector<TextColumn>& columns,
+                      const std::vector<std::string>& cells);
 
 }  // namespace host

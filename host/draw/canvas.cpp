@@ -5,12 +5,13 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <string_view>
+
+#include "host/base/text.h"
 
 namespace host {
 namespace {
@@ -24,25 +25,6 @@ constexpr std::string_view kPlainLetters =
     "lLlNnNnNnnNnOoOoOoOoRrRrRrSsSsSsSsTtTtTtUuUuUuUuUuUuWwYyYZzZzZzs";
 constexpr char32_t kFirstLetter = 0xC0;
 static_assert(kPlainLetters.size() == 0x180 - kFirstLetter);
-
-bool continues(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0u) == 0x80u;
-}
-
-// The number of the character that starts at `at`, which moves behind it. What is no whole
-// character counts as U+FFFD.
-char32_t next_character(const std::string& utf8, std::size_t& at) {
-    constexpr char32_t kBroken = 0xFFFD;
-    const auto first = static_cast<unsigned char>(utf8[at++]);
-    if (first < 0x80) return first;
-    int missing = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : first >= 0xC0 ? 1 : 0;
-    if (missing == 0) return kBroken;
-    char32_t code = first & (0x3Fu >> missing);
-    for (; missing > 0 && at < utf8.size() && continues(utf8[at]); --missing) {
-        code = code << 6 | (static_cast<unsigned char>(utf8[at++]) & 0x3Fu);
-    }
-    return missing == 0 ? code : kBroken;
-}
 
 cv::Rect bounds(const cv::Mat& image) {
     return {0, 0, image.cols, image.rows};
@@ -93,7 +75,7 @@ cv::Scalar track_colour(int id) {
 std::string to_ascii(const std::string& utf8) {
     std::string ascii;
     for (std::size_t at = 0; at < utf8.size();) {
-        const char32_t code = next_character(utf8, at);
+        const char32_t code = next_character(utf8, at).value_or(0);
         if (code >= 0x20 && code < 0x7F) {
             ascii += static_cast<char>(code);
         } else if (code >= kFirstLetter && code - kFirstLetter < kPlainLetters.size()) {
@@ -120,12 +102,6 @@ int put_text(cv::Mat& image, const std::string& utf8, cv::Point at, double size,
     const int height = text_size(text, size, thickness).height;
     cv::putText(image, text, {at.x, at.y + height}, kFont, size, colour, thickness, cv::LINE_AA);
     return at.y + height;
-}
-
-std::string format(const char* pattern, double value) {
-    char text[64];
-    std::snprintf(text, sizeof text, pattern, value);
-    return text;
 }
 
 void shade(cv::Mat& image, const cv::Rect& area, const cv::Scalar& colour, double weight) {

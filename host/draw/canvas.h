@@ -27,7 +27,6 @@ cv::Size text_size(const std::string& ascii, double size, int thickness);
 // Text whose upper left corner is at `at`; returns the row below it.
 int put_text(cv::Mat& image, const std::string& utf8, cv::Point at, double size,
              const cv::Scalar& colour, int thickness = 1);
-std::string format(const char* pattern, double value);
 
 // Mixes `colour` into a rectangle of the picture; `weight` 1 covers it.
 void shade(cv::Mat& image, const cv::Rect& area, const cv::Scalar& colour, double weight);

@@ -7,6 +7,7 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "vca/track.h"
 
@@ -153,7 +154,7 @@ HeatScale heat_scale(double most, HeatKind kind) {
 
 std::string tick_text(double value) {
     const bool whole = value >= 10.0 || value == std::floor(value);
-    return format(whole ? "%.0f" : "%.1f", value);
+    return format_text(whole ? "%.0f" : "%.1f", value);
 }
 
 cv::Scalar heat_colour(double share) {

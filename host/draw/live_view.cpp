@@ -5,6 +5,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 
 namespace host {
@@ -284,7 +285,7 @@ class LiveView::Painter {
             {{std::to_string(track.track), live_class_colour(track.class_id), kDark, 0.9}}};
         Chip height{"", kDark, kWhite, 0.72,
                     track.gender == 1 || track.gender == 2 ? track.gender : 0};
-        if (track.height_mm > 0) height.text = format("%.2f m", track.height_mm / 1000.0);
+        if (track.height_mm > 0) height.text = format_text("%.2f m", track.height_mm / 1000.0);
         if (!height.text.empty() || height.gender != 0) rows[0].push_back(height);
         ChipRow second;
         if (track.staff == 1) second.push_back({"STAFF", kLiveStaffColour, kDark, 0.95});

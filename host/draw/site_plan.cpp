@@ -6,6 +6,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "host/settings/site_map.h"
 
@@ -241,18 +242,18 @@ void FloorPlan::put_label(const std::string& utf8, const cv::Point2d& middle, co
 void FloorPlan::draw_scale() {
     for (double x = std::ceil(left_m_ / step_m_) * step_m_; at({x, 0.0}).x < image_.cols - 20;
          x += step_m_) {
-        put_text(image_, format("%.0f", x + 0.0), {static_cast<int>(at({x, 0.0}).x) + 3, 3}, 0.4,
-                 kInk);
+        put_text(image_, format_text("%.0f", x + 0.0), {static_cast<int>(at({x, 0.0}).x) + 3, 3},
+                 0.4, kInk);
     }
     for (double y = std::ceil(top_m_ / step_m_) * step_m_; at({0.0, y}).y < image_.rows - 14;
          y += step_m_) {
-        put_text(image_, format("%.0f", y + 0.0), {3, static_cast<int>(at({0.0, y}).y) + 3}, 0.4,
-                 kInk);
+        put_text(image_, format_text("%.0f", y + 0.0), {3, static_cast<int>(at({0.0, y}).y) + 3},
+                 0.4, kInk);
     }
     const int length = static_cast<int>(step_m_ * scale_);
     const cv::Point from(24, image_.rows - 14);
     cv::line(image_, from, from + cv::Point(length, 0), kInk, 3);
-    put_text(image_, format("%.0f m", step_m_), from + cv::Point(length + 8, -6), 0.45, kInk);
+    put_text(image_, format_text("%.0f m", step_m_), from + cv::Point(length + 8, -6), 0.45, kInk);
 }
 
 PlanLegend::PlanLegend(cv::Mat image) : image_(std::move(image)) {
@@ -330,8 +331,8 @@ void write_site_plan(const Site& site, const std::string& path) {
     legend.heading("Cameras");
     for (const SiteDevice& device : site.devices) {
         legend.text(shortened(device.name, 16) + ": " +
-                    format("%.2f m high, ", device.height_mm / 1000.0) +
-                    format("turned %.0f deg", device.rotation_deg));
+                    format_text("%.2f m high, ", device.height_mm / 1000.0) +
+                    format_text("turned %.0f deg", device.rotation_deg));
     }
     write_png(picture, path);
 }

@@ -1,16 +1,14 @@
 // Finds and checks the files of a recording, and resamples them into the depth image.
 #include "host/frames/depth_folder.h"
 
-#include <toml++/toml.h>
-
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cmath>
 #include <filesystem>
-#include <sstream>
 
 #include "host/base/picture.h"
+#include "host/base/text.h"
+#include "host/base/toml_reader.h"
 #include "host/frames/grey_picture.h"
 #include "host/media/png_file.h"
 
@@ -84,18 +82,12 @@ std::vector<NumberedFile> list_files(const fs::path& folder) {
     return files;
 }
 
-std::string plain(double value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
-}
-
 [[noreturn]] void fail_gap(const NumberedFile& before, const NumberedFile& after, double fps) {
     const std::int64_t step = after.number - before.number;
     throw InputError("\"" + after.path.string() + "\" follows \"" +
                      before.path.filename().string() + "\" by " + std::to_string(step) +
-                     ", which is " + plain(static_cast<double>(step) / fps) + " s at " +
-                     plain(fps) + " frames/s; the files' numbers must count frames");
+                     ", which is " + plain_number(static_cast<double>(step) / fps) + " s at " +
+                     plain_number(fps) + " frames/s; the files' numbers must count frames");
 }
 
 // The time of a frame follows from its number, so numbers must count frames. Frames may be missing.
@@ -206,86 +198,52 @@ class DepthFolder final : public FrameSource {
     std::vector<std::uint16_t> pixels_;
 };
 
-// Numbers of the camera file, with the place of each in messages.
-class CameraKeys {
-  public:
-    CameraKeys(const toml::table& table, const std::string& path) : table_(table), path_(path) {}
+// A number of the camera file.
+double camera_number(const TomlValue& value, const char* key, double low, double high,
+                     const std::string& unit, bool whole = false) {
+    const std::optional<double> number = value.as_number();
+    const bool fits = number && *number >= low && *number <= high;
+    if (fits && (!whole || *number == std::floor(*number))) return *number;
+    throw InputError(value.place(key) + " must be a number of " + plain_number(low) + " to " +
+                     plain_number(high) + unit);
+}
 
-    double number(const char* key, double low, double high, const std::string& unit) const {
-        const double value = any_number(key, low, high, unit);
-        if (!(value >= low && value <= high)) fail(key, low, high, unit);
-        return value;
-    }
-
-    int pixels(const char* key) const {
-        constexpr double kLeast = 16.0;
-        constexpr double kMost = 8192.0;
-        const double value = number(key, kLeast, kMost, " whole pixels");
-        if (value != std::floor(value)) fail(key, kLeast, kMost, " whole pixels");
-        return static_cast<int>(value);
-    }
-
-  private:
-    double any_number(const char* key, double low, double high, const std::string& unit) const {
-        const toml::node* node = table_.get(key);
-        if (node == nullptr) {
-            throw InputError("the camera file \"" + path_ + "\" lacks " + key);
-        }
-        const std::optional<double> value = node->value<double>();
-        if (!node->is_number() || !value) fail(key, low, high, unit);
-        return *value;
-    }
-
-    [[noreturn]] void fail(const char* key, double low, double high,
-                           const std::string& unit) const {
-        throw InputError("\"" + path_ + "\" line " +
-                         std::to_string(table_.get(key)->source().begin.line) + ": " + key +
-                         " must be a number of " + plain(low) + " to " + plain(high) + unit);
-    }
-
-    const toml::table& table_;
-    const std::string& path_;
-};
+int camera_pixels(const TomlValue& value, const char* key) {
+    return static_cast<int>(camera_number(value, key, 16.0, 8192.0, " whole pixels", true));
+}
 
 }  // namespace
 
 RecordingCamera read_recording_camera(const std::string& path) {
-    constexpr std::array<const char*, 8> kKeys{
-        "width", "height", "fx", "fy", "cx", "cy", "frames_per_second", "height_mm"};
-    toml::table table;
-    try {
-        if (!fs::is_regular_file(path)) {
-            throw InputError("there is no camera file \"" + path +
-                             "\"; name one with --camera FILE");
-        }
-        table = toml::parse_file(path);
-    } catch (const toml::parse_error& e) {
-        throw InputError("\"" + path + "\" line " + std::to_string(e.source().begin.line) + ": " +
-                         std::string(e.description()));
-    }
-    for (const auto& [key, node] : table) {
-        if (std::find(kKeys.begin(), kKeys.end(), key.str()) == kKeys.end()) {
-            throw InputError("\"" + path + "\" line " + std::to_string(node.source().begin.line) +
-                             ": unknown key \"" + std::string(key.str()) +
-                             "\"; known are width, height, fx, fy, cx, cy, frames_per_second and "
-                             "height_mm");
-        }
-    }
+    constexpr const char* kInside = " pixels, which is inside the picture";
     RecordingCamera camera;
-    const CameraKeys keys(table, path);
-    camera.width = keys.pixels("width");
-    camera.height = keys.pixels("height");
     // From a view of 157 degrees across to one of 6.
-    const double least_focal = 0.1 * camera.width;
-    const double most_focal = 10.0 * camera.width;
-    camera.fx = keys.number("fx", least_focal, most_focal, " pixels");
-    camera.fy = keys.number("fy", least_focal, most_focal, " pixels");
-    camera.cx = keys.number("cx", 0.0, camera.width - 1, " pixels, which is inside the picture");
-    camera.cy = keys.number("cy", 0.0, camera.height - 1, " pixels, which is inside the picture");
-    camera.frames_per_second = keys.number("frames_per_second", 1.0, 240.0, "");
-    if (table.contains("height_mm")) {
-        camera.height_mm = keys.number("height_mm", 1500.0, 15000.0, " millimetres");
-    }
+    const auto focal = [&camera](const TomlValue& value, const char* key) {
+        return camera_number(value, key, 0.1 * camera.width, 10.0 * camera.width, " pixels");
+    };
+    using Value = const TomlValue&;
+    read_toml_file(path, "camera file", "name one with --camera FILE")
+        .read_keys({
+            {"width", [&](Value v) { camera.width = camera_pixels(v, "width"); }, true},
+            {"height", [&](Value v) { camera.height = camera_pixels(v, "height"); }, true},
+            {"fx", [&](Value v) { camera.fx = focal(v, "fx"); }, true},
+            {"fy", [&](Value v) { camera.fy = focal(v, "fy"); }, true},
+            {"cx",
+             [&](Value v) { camera.cx = camera_number(v, "cx", 0.0, camera.width - 1, kInside); },
+             true},
+            {"cy",
+             [&](Value v) { camera.cy = camera_number(v, "cy", 0.0, camera.height - 1, kInside); },
+             true},
+            {"frames_per_second",
+             [&](Value v) {
+                 camera.frames_per_second = camera_number(v, "frames_per_second", 1.0, 240.0, "");
+             },
+             true},
+            {"height_mm",
+             [&](Value v) {
+                 camera.height_mm = camera_number(v, "height_mm", 1500.0, 15000.0, " millimetres");
+             }},
+        });
     return camera;
 }
 

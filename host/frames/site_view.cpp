@@ -2,17 +2,12 @@
 #include "host/frames/site_view.h"
 
 #include <cmath>
-#include <sstream>
 #include <stdexcept>
+
+#include "host/base/text.h"
 
 namespace host {
 namespace {
-
-std::string plain(double value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
-}
 
 class SiteView final : public FrameSource {
   public:
@@ -66,7 +61,7 @@ class SiteView final : public FrameSource {
 
 sim::Simulator open_simulated_view(const SiteViewSetup& setup) {
     if (std::abs(setup.focal_px - sim::kDefaultFocalPx) > 0.01) {
-        throw InputError(setup.place + " has focal_px " + plain(setup.focal_px) +
+        throw InputError(setup.place + " has focal_px " + plain_number(setup.focal_px) +
                          "; simulated cameras have 514.737, leave it out");
     }
     try {
@@ -77,8 +72,8 @@ sim::Simulator open_simulated_view(const SiteViewSetup& setup) {
         }
         if (std::abs(view.info().fps - setup.frames_per_second) > 0.01) {
             throw InputError("frames_per_second of the site \"" + setup.site + "\" is " +
-                             plain(setup.frames_per_second) + "; the scene \"" + setup.scene +
-                             "\" has " + plain(view.info().fps));
+                             plain_number(setup.frames_per_second) + "; the scene \"" +
+                             setup.scene + "\" has " + plain_number(view.info().fps));
         }
         return view;
     } catch (const std::invalid_argument& e) {

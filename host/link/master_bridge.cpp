@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "host/base/text.h"
 #include "host/link/link_parts.h"
 #include "vca/messages.h"
 
@@ -68,9 +68,7 @@ double delay_ms(std::int64_t now_us, std::int64_t sent_us) {
 }
 
 std::string seconds_text(double seconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", seconds);
-    return text;
+    return format_text("%.1f s", seconds);
 }
 
 }  // namespace

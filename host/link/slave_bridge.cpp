@@ -1,11 +1,11 @@
 // Numbering, sending and synchronisation of a slave.
 #include "host/link/slave_bridge.h"
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <stdexcept>
 
+#include "host/base/text.h"
 #include "host/link/link_parts.h"
 #include "vca/cascade.h"
 #include "vca/messages.h"
@@ -28,9 +28,7 @@ SlaveSettings checked(SlaveSettings settings) {
 
 std::string new_process_id() {
     std::random_device random;
-    char text[17];
-    std::snprintf(text, sizeof text, "%08x%08x", random(), random());
-    return text;
+    return format_text("%08x%08x", random(), random());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <opencv2/imgproc.hpp>
 #include <string_view>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "host/draw/heat_picture.h"
 #include "host/report/picture_parts.h"
@@ -22,11 +23,12 @@ void draw_title(cv::Mat image, const RunFacts& facts, const Evidence& evidence) 
     std::string title = facts.source.name;
     if (!facts.source.description.empty()) title += ":  " + facts.source.description;
     const int below = put_text(image, title, {20, 16}, 0.8, kWhite, 2);
-    std::string when = format("%.0f s analysed", facts.scene_s);
-    when += ", camera at " + format("%.2f m", facts.install_height_mm / 1000.0);
+    std::string when = format_text("%.0f s analysed", facts.scene_s);
+    when += ", camera at " + format_text("%.2f m", facts.install_height_mm / 1000.0);
     if (evidence.frame >= 0) {
         when += ", shown is frame " + std::to_string(evidence.frame) +
-                format(" at %.1f s", evidence.time_s) + "; the counts are those of the whole run";
+                format_text(" at %.1f s", evidence.time_s) +
+                "; the counts are those of the whole run";
     }
     put_text(image, when, {20, below + 14}, 0.6, cv::Scalar(205, 200, 195));
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "host/report/picture_parts.h"
 
@@ -70,7 +71,7 @@ class Panel {
             const cv::Scalar mixed = colour * fade + kPaper * (1.0 - fade);
             cv::line(image_, {kLeft + i, y_}, {kLeft + i, y_}, mixed, 5);
         }
-        row("way of the last " + format("%.0f", kTrail_s) + " seconds");
+        row("way of the last " + format_text("%.0f", kTrail_s) + " seconds");
     }
 
     void draw_counts() {
@@ -116,11 +117,11 @@ class Panel {
                   : ""));
         if (!scores_.height_errors_mm.empty()) {
             fact("heights off by " +
-                 format("%.0f mm (median)", scores_.height_error_sizes_mm.quantile(0.5)));
+                 format_text("%.0f mm (median)", scores_.height_error_sizes_mm.quantile(0.5)));
         }
         if (facts_.source.has_truth) {
-            fact("people found " + format("%.1f %%", 100.0 * scores_.detection.recall()) +
-                 ", boxes right " + format("%.1f %%", 100.0 * scores_.detection.precision()));
+            fact("people found " + format_text("%.1f %%", 100.0 * scores_.detection.recall()) +
+                 ", boxes right " + format_text("%.1f %%", 100.0 * scores_.detection.precision()));
         }
     }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <opencv2/imgproc.hpp>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "host/report/picture_parts.h"
 
@@ -164,7 +165,7 @@ class View {
         std::string text = std::to_string(track.id);
         const auto height = evidence_.heights_mm.find(track.id);
         if (height != evidence_.heights_mm.end()) {
-            text += format("  %.2f m", height->second / 1000.0);
+            text += format_text("  %.2f m", height->second / 1000.0);
         }
         const cv::Point2d corner = to_view(track.box.x, track.box.y);
         const double bottom = to_view(0, track.box.y + track.box.h).y;

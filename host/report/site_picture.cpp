@@ -5,6 +5,7 @@
 #include <map>
 #include <opencv2/imgproc.hpp>
 
+#include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "host/draw/site_plan.h"
 #include "host/settings/site_map.h"
@@ -88,7 +89,8 @@ void list_counts(PlanLegend& legend, const Site& site, const SiteResult& result)
     const MergeScore& merge = result.merge;
     legend.text(std::to_string(merge.people) + " people, " +
                 std::to_string(merge.people_one_object) + " of them one object");
-    legend.text(format("duplicates on %.1f %% of appearances", 100.0 * merge.duplicate_share()));
+    legend.text(
+        format_text("duplicates on %.1f %% of appearances", 100.0 * merge.duplicate_share()));
 }
 
 }  // namespace
@@ -114,7 +116,7 @@ void write_site_picture(const Site& site, const SiteResult& result, const std::s
     plan.image().copyTo(picture(cv::Rect({0, kTitleHeight}, size)));
     PlanLegend legend(picture(cv::Rect(size.width, kTitleHeight, kPanelWidth, height)));
     legend.marks(site);
-    legend.text(format("coloured: objects and their last %.0f s", kTrailTime_s));
+    legend.text(format_text("coloured: objects and their last %.0f s", kTrailTime_s));
     legend.text("rings: where people truly are, bold when");
     legend.text("two cameras see them");
     legend.heading("");

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -94,24 +92,28 @@ LineCounts count_messages(const Site& site, const std::vector<std::pair<int, int
     return counts;
 }
 
-__attribute__((format(printf, 2, 3))) void print(std::string& out, const char* format, ...) {
-    char line[512];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(line, sizeof line, format, args);
-    va_end(args);
-    out += line;
-}
-
-void print_slave(std::string& out, const HeardDevice& slave) {
+std::string slave_row(const HeardDevice& slave) {
+    const auto number = [](std::size_t width, std::size_t gap) {
+        return TextColumn{TextColumn::kRight, width, gap};
+    };
+    const auto ms = [](double value) { return format_text("%.1f", value); };
     const DeviceCounters& c = slave.counters;
-    const std::int64_t dropped = c.late + c.foreign_clock + c.repeated + c.out_of_order + c.refused;
-    out += "  " + fitted(slave.name, 16);
-    print(out, " %8lld %9lld %5lld %7lld %6lld", static_cast<long long>(c.received),
-          static_cast<long long>(c.delivered), static_cast<long long>(c.late),
-          static_cast<long long>(dropped - c.late), static_cast<long long>(c.stale_periods));
-    print(out, "   %6.1f %6.1f   %7.1f %6.1f\n", slave.delivery.median_ms, slave.delivery.p99_ms,
-          slave.counting.median_ms, slave.counting.p99_ms);
+    const std::int64_t dropped = c.foreign_clock + c.repeated + c.out_of_order + c.refused;
+    return table_row(
+        {{TextColumn::kLeft, 16, 2},
+         number(8, 1),
+         number(9, 1),
+         number(5, 1),
+         number(7, 1),
+         number(6, 1),
+         number(6, 3),
+         number(6, 1),
+         number(7, 3),
+         number(6, 1)},
+        {slave.name, std::to_string(c.received), std::to_string(c.delivered),
+         std::to_string(c.late), std::to_string(dropped), std::to_string(c.stale_periods),
+         ms(slave.delivery.median_ms), ms(slave.delivery.p99_ms), ms(slave.counting.median_ms),
+         ms(slave.counting.p99_ms)});
 }
 
 Json counts_json(const Site& site, const LineCounts& counts, const LineCounts& truth) {
@@ -202,15 +204,15 @@ std::string link_text(const std::vector<DeviceAccount>& accounts) {
             "                                                             median   99 %    "
             "median   99 %\n";
         for (const HeardDevice& slave : account.link.slaves)
-            print_slave(text, slave);
+            text += slave_row(slave);
     }
     for (const DeviceAccount& account : accounts) {
         if (account.pace.late == 0) continue;
-        print(text,
-              "  %s: %lld of %lld frames came late because this machine is too slow, the worst "
-              "by %.0f ms\n",
-              account.name.c_str(), static_cast<long long>(account.pace.late),
-              static_cast<long long>(account.pace.frames), account.pace.most_late_ms);
+        text += format_text(
+            "  %s: %lld of %lld frames came late because this machine is too slow, the worst "
+            "by %.0f ms\n",
+            account.name.c_str(), static_cast<long long>(account.pace.late),
+            static_cast<long long>(account.pace.frames), account.pace.most_late_ms);
     }
     return text;
 }

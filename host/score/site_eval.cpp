@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 #include "host/base/text.h"
@@ -70,14 +69,7 @@ std::vector<sim::Point> whole_site(const Site& site) {
 }
 
 std::string percent(double part) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f %%", 100.0 * part);
-    return text;
-}
-
-std::string right_aligned(const std::string& text, std::size_t width) {
-    const std::string cut = fitted(text, std::min(width, text.size()));
-    return std::string(width - std::min(width, cut.size()), ' ') + cut;
+    return format_text("%.1f %%", 100.0 * part);
 }
 
 }  // namespace
@@ -262,34 +254,35 @@ std::optional<double> count_error(const LineCounts& counts, const LineCounts& tr
 }
 
 std::string site_table(const Site& site, const SiteResult& result) {
-    constexpr std::size_t kName = 18;
     constexpr std::size_t kCell = 10;
-    std::vector<const LineCounts*> columns{&result.truth, &result.merged};
-    for (const LineCounts& counts : result.alone)
-        columns.push_back(&counts);
+    std::vector<const LineCounts*> counts{&result.truth, &result.merged};
+    for (const LineCounts& alone : result.alone)
+        counts.push_back(&alone);
+    std::vector<TextColumn> columns{{TextColumn::kLeft, 18, 2}, {TextColumn::kLeft, 2, 0}};
+    columns.resize(columns.size() + counts.size(), {TextColumn::kRight, kCell, 0});
 
-    std::string text = fitted("  line, direction", kName + 4);
-    for (const LineCounts* counts : columns)
-        text += right_aligned(counts->who, kCell);
-    text += '\n';
+    std::vector<std::string> heading{"line, direction", ""};
+    for (const LineCounts* who : counts)
+        heading.push_back(cut_to(who->who, kCell));
+    std::string text = table_row(columns, heading);
     for (std::size_t i = 0; i < site.lines.size(); ++i) {
         for (std::size_t d = 0; d < 2; ++d) {
-            text += "  " + fitted(d == 0 ? site.lines[i].name : "", kName) + std::to_string(d + 1) +
-                    " ";
-            for (const LineCounts* counts : columns) {
-                const auto& line = counts->lines.at(i);
-                text += right_aligned(line ? std::to_string((*line)[d]) : "-", kCell);
+            std::vector<std::string> cells{d == 0 ? site.lines[i].name : "", std::to_string(d + 1)};
+            for (const LineCounts* who : counts) {
+                const auto& line = who->lines.at(i);
+                cells.push_back(line ? std::to_string((*line)[d]) : "-");
             }
-            text += '\n';
+            text += table_row(columns, cells);
         }
     }
-    text += fitted("  error", kName + 4) + std::string(kCell, ' ');
-    for (std::size_t k = 1; k < columns.size(); ++k) {
-        const std::optional<double> error = count_error(*columns[k], result.truth);
-        text += right_aligned(error ? percent(*error) : "-", kCell);
+    std::vector<std::string> errors{"error", "", ""};
+    for (std::size_t k = 1; k < counts.size(); ++k) {
+        const std::optional<double> error = count_error(*counts[k], result.truth);
+        errors.push_back(error ? percent(*error) : "-");
     }
+    text += table_row(columns, errors);
     const MergeScore& merge = result.merge;
-    text += "\n\n  seen by two cameras or more at once: " + std::to_string(merge.people) +
+    text += "\n  seen by two cameras or more at once: " + std::to_string(merge.people) +
             " people, " + std::to_string(merge.people_one_object) + " of them one object\n" +
             "  of their " + std::to_string(merge.person_frames) + " appearances on frames " +
             percent(merge.one_object_share()) + " were exactly one object, " +

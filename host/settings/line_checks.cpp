@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <sstream>
+
+#include "host/base/text.h"
 
 namespace host {
 namespace {
@@ -67,30 +67,10 @@ void check_differ(const std::vector<Named>& list, const char* plural) {
     }
 }
 
-// The next character of UTF-8 text; moves `at` behind it, and gives -1 for what is none.
-std::int32_t next_character(const std::string& text, std::size_t& at) {
-    const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned first = byte(at++);
-    if (first < 0x80) return static_cast<std::int32_t>(first);
-    const std::size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
-    if (first < 0xC2 || first > 0xF4 || at + more > text.size()) return -1;
-    std::int32_t code = static_cast<std::int32_t>(first & (0x3Fu >> more));
-    for (std::size_t i = 0; i < more; ++i, ++at) {
-        if ((byte(at) & 0xC0u) != 0x80u) return -1;
-        code = code * 64 + static_cast<std::int32_t>(byte(at) & 0x3Fu);
-    }
-    // Longer than needed, half of a surrogate pair, beyond the last code.
-    constexpr std::int32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
-    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-    return code < kSmallest[more] || surrogate || code > 0x10FFFF ? -1 : code;
-}
-
 }  // namespace
 
 std::string point_text(const PicturePoint& point) {
-    std::ostringstream out;
-    out << point.x << ',' << point.y;
-    return out.str();
+    return plain_number(point.x) + ',' + plain_number(point.y);
 }
 
 void check_line_points(const std::vector<PicturePoint>& points, const std::string& place) {
@@ -162,9 +142,9 @@ void check_name(const std::string& name, const std::string& place) {
         throw InputError(place + " is empty; leave it out or write a name");
     }
     for (std::size_t at = 0; at < name.size();) {
-        const std::int32_t code = next_character(name, at);
-        if (code < 0) throw InputError(place + " is not UTF-8 text; write the name in UTF-8");
-        if (code < 0x20 || (code >= 0x7F && code < 0xA0)) {
+        const std::optional<char32_t> code = next_character(name, at);
+        if (!code) throw InputError(place + " is not UTF-8 text; write the name in UTF-8");
+        if (*code < 0x20 || (*code >= 0x7F && *code < 0xA0)) {
             throw InputError(place +
                              " holds a control character; write the name in one line of "
                              "visible characters");

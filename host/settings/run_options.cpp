@@ -5,6 +5,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "host/base/text.h"
 #include "host/inference/attribute_model.h"
 
 namespace host {
@@ -12,12 +13,6 @@ namespace {
 
 constexpr double kLowestCamera_mm = 1500.0;
 constexpr double kHighestCamera_mm = 15000.0;
-
-std::string plain(double value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
-}
 
 void check_no_model(const std::string& model, const std::string& attribute) {
     if (model == "none") return;
@@ -55,7 +50,7 @@ std::vector<PicturePoint> parse_points(const std::string& text, const std::strin
 
 double checked_height_mm(double height_mm, const std::string& place) {
     if (!(height_mm >= kLowestCamera_mm && height_mm <= kHighestCamera_mm)) {
-        throw InputError(place + " is " + plain(height_mm) +
+        throw InputError(place + " is " + plain_number(height_mm) +
                          "; the camera's height over the floor is given in millimetres, 1500 to "
                          "15000");
     }

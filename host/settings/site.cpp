@@ -2,7 +2,6 @@
 #include "host/settings/site.h"
 
 #include <algorithm>
-#include <sstream>
 
 namespace host {
 namespace {
@@ -27,12 +26,6 @@ const SiteDevice* find_slave(const Site& site, int index) {
 
 const SiteDevice* find_device(const Site& site, const std::string& name) {
     return find_if(site, [&name](const SiteDevice& d) { return d.name == name; });
-}
-
-std::string plain_number(double value) {
-    std::ostringstream out;
-    out << value;
-    return out.str();
 }
 
 }  // namespace host

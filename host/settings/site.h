@@ -79,9 +79,6 @@ const SiteDevice& master_of(const Site& site);
 const SiteDevice* find_slave(const Site& site, int index);
 const SiteDevice* find_device(const Site& site, const std::string& name);
 
-// "2.5" or "3" as a person would write it.
-std::string plain_number(double value);
-
 // Reads and checks a site file. Throws InputError that names file and line.
 Site read_site_file(const std::string& path);
 

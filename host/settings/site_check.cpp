@@ -5,6 +5,7 @@
 #include <cmath>
 #include <optional>
 
+#include "host/base/text.h"
 #include "host/settings/line_checks.h"
 #include "host/settings/site_map.h"
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <limits>
 
+#include "host/base/text.h"
 #include "host/settings/site.h"
 #include "host/settings/site_check.h"
 

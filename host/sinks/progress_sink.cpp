@@ -2,8 +2,9 @@
 #include "host/sinks/progress_sink.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
+
+#include "host/base/text.h"
 
 namespace host {
 namespace {
@@ -16,9 +17,8 @@ constexpr std::chrono::seconds kFirst{1};  // before it there is no rate to spea
 
 std::string bar(double share) {
     const auto filled = static_cast<std::size_t>(share * kBarWidth);
-    char percent[16];
-    std::snprintf(percent, sizeof percent, " %3.0f %%", share * 100.0);
-    return " [" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "]" + percent;
+    return " [" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "]" +
+           format_text(" %3.0f %%", share * 100.0);
 }
 
 }  // namespace
@@ -47,10 +47,8 @@ std::string ProgressSink::line(double time_s, double frames_per_second) const {
     if (display_.terminal() && setup_.total_frames > 0.0) {
         text = bar(std::min(static_cast<double>(frames_) / setup_.total_frames, 1.0));
     }
-    char part[96];
-    std::snprintf(part, sizeof part, " %7.1f s  %5.0f frames/s (%.1fx)", time_s, frames_per_second,
-                  frames_per_second / setup_.frames_per_second);
-    text += part;
+    text += format_text(" %7.1f s  %5.0f frames/s (%.1fx)", time_s, frames_per_second,
+                        frames_per_second / setup_.frames_per_second);
     if (setup_.pace != nullptr) {
         text += "  late " + std::to_string(setup_.pace->figures().late);
     }

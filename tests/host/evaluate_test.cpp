@@ -1,7 +1,6 @@
 // Counts, heights and times that follow from what was recorded.
 #include <gtest/gtest.h>
 
-#include "host/base/text.h"
 #include "host/report/report.h"
 #include "host/report/run_result.h"
 
@@ -48,13 +47,6 @@ TEST(Report, NamesWhatWasNotGivenBack) {
         EXPECT_NE(host::left_over_text(result).find(" 7 "), std::string::npos);
         *count = 0;
     }
-}
-
-TEST(Report, CutsNamesBetweenCharacters) {
-    EXPECT_EQ(host::fitted("Tür", 5), "Tür  ");
-    EXPECT_EQ(host::fitted("Türen", 2), "Tü");
-    EXPECT_EQ(host::fitted("入口入口", 3), "入口入");
-    EXPECT_EQ(host::fitted("", 2), "  ");
 }
 
 TEST(Evaluate, CountsPerLineAndDirection) {
