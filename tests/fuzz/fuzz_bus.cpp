@@ -10,6 +10,7 @@
 #include "host/settings/site_map.h"
 #include "tests/fuzz/byte_reader.h"
 #include "tests/fuzz/fake_mqtt.h"
+#include "tests/support/bus_functions.h"
 #include "vca/event.h"
 #include "vca/heat_map.h"
 #include "vca/messages.h"
@@ -222,7 +223,8 @@ void play(ByteReader& in, host::Bus& bus, Bridge& bridge) {
 
 void run_master(ByteReader& in) {
     static const host::Site site = make_site();
-    host::Bus bus({});
+    test::BusFunctions client;
+    host::Bus bus(client);
     bus.add_handlers(kHandlers, std::size(kHandlers));
     int32_t frame = 0;
     host::MasterSettings settings;
@@ -241,7 +243,8 @@ void run_master(ByteReader& in) {
 }
 
 void run_slave(ByteReader& in) {
-    host::Bus bus({});
+    test::BusFunctions client;
+    host::Bus bus(client);
     bus.add_handlers(kHandlers, std::size(kHandlers));
     host::SlaveSettings settings;
     settings.site = "hall";

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <cstring>
+#include <set>
 #include <string>
 
 #include "host/app/run.h"
@@ -120,7 +122,7 @@ class Track : public ::testing::Test {
         setup.config.StaffDetection = staff_on ? 1 : 0;
         setup.camera = {270.0, 254.0, 240.0, 128.0, 4200.0};
         setup.attributes = &attributes_;
-        session_ = std::make_unique<host::Session>(setup, recorder_);
+        session_ = std::make_unique<host::Session>(setup, std::vector<host::Sink*>{});
         ASSERT_EQ(vca_create_image(&track_.attrImg, VCA_IMAGE_NV12, 224, 224), 0);
         // 1.15 times 90 is 103, which is cut as 104 pixels from an even column and row on.
         track_.curObj.x = 400;
@@ -149,7 +151,6 @@ class Track : public ::testing::Test {
     }
 
     host::AttributeModels attributes_;
-    host::Recorder recorder_;
     std::unique_ptr<host::Session> session_;
     test::Nv12Image picture_{960, 544};
     TRACKER_RSLT_S track_{};
@@ -246,35 +247,56 @@ TEST_F(Track, WithoutModelsEveryoneIsUnknown) {
     EXPECT_EQ(track_.curObj.gender, 0);
 }
 
-host::RunResult run_gallery(const std::string& staff) {
+// Tracks that were shown as staff in the end.
+class ShownStaff final : public host::Sink {
+  public:
+    void on_event(const host::Event& event) override {
+        const auto* shown = std::get_if<host::TracksShown>(&event.payload);
+        if (shown == nullptr) return;
+        for (const host::ShownTrack& track : shown->tracks) {
+            ++shown_;
+            if (track.staff == 1) {
+                staff_.insert(track.track);
+            } else {
+                staff_.erase(track.track);
+            }
+        }
+    }
+    int shown() const { return shown_; }
+    std::size_t staff() const { return staff_.size(); }
+
+  private:
+    int shown_ = 0;
+    std::set<int> staff_;
+};
+
+host::RunPlan gallery(const std::string& staff) {
     host::RunOptions options;
     options.source.scene = "gallery";
     options.source.seed = 21;
     options.seconds = 30.0;
     options.staff = staff;
-    host::RunPlan plan = host::prepare_run(options);
-    return host::run(plan, {});
-}
-
-int shown_staff(const host::RunResult& result) {
-    int shown = 0;
-    for (const auto& [id, track] : result.shown_tracks)
-        shown += track.staff ? 1 : 0;
-    return shown;
+    return host::prepare_run(options);
 }
 
 TEST(GalleryRun, TellsStaffFromVisitors) {
-    const host::RunResult result = run_gallery("vest");
-    ASSERT_TRUE(result.region_stats.staff);
-    const host::StaffScore& score = *result.region_stats.staff;
+    host::RunPlan plan = gallery("vest");
+    const host::RunOutcome outcome = host::run_for_scores(plan);
+    ASSERT_TRUE(outcome.scores.staff);
+    const host::StaffScore& score = *outcome.scores.staff;
     EXPECT_GE(score.right_staff, 1);
     EXPECT_GE(score.right_others, 3);
     EXPECT_GE(score.accuracy(), 0.95);
-    EXPECT_EQ(result.images_left, 0);
+    EXPECT_EQ(outcome.facts.left.images, 0);
 }
 
 TEST(GalleryRun, KnowsNoStaffWithoutAModel) {
-    EXPECT_EQ(shown_staff(run_gallery("none")), 0);
+    host::RunPlan plan = gallery("none");
+    ShownStaff shown;
+    const std::atomic<bool> never{false};
+    host::run(plan, {&shown}, never);
+    EXPECT_GT(shown.shown(), 0);
+    EXPECT_EQ(shown.staff(), 0u);
 }
 
 TEST(Preparation, ANetworkOfTheWrongFormIsRefused) {

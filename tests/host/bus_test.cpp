@@ -10,12 +10,14 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/bus_functions.h"
 #include "vca/messages.h"
 
 namespace {
 
 using host::Bus;
 using host::Event;
+using test::BusFunctions;
 
 struct Received {
     std::mutex mutex;
@@ -63,7 +65,8 @@ void wait_for(const std::atomic<bool>& flag) {
 }
 
 TEST_F(BusTest, DeliversToTheHandlerInOrderWithZeroAsFirstArgument) {
-    Bus bus({});
+    BusFunctions client;
+    Bus bus(client);
     bus.add_handlers(kTable, 2);
     for (int i = 0; i < 50; ++i)
         bus.send_to_library(100, &i, sizeof i);
@@ -76,7 +79,8 @@ TEST_F(BusTest, DeliversToTheHandlerInOrderWithZeroAsFirstArgument) {
 }
 
 TEST_F(BusTest, DropsAndCountsMessagesWithoutHandler) {
-    Bus bus({});
+    BusFunctions client;
+    Bus bus(client);
     const int value = 7;
     bus.send_to_library(100, &value, sizeof value);
     bus.wait_idle();
@@ -89,9 +93,8 @@ TEST_F(BusTest, DropsAndCountsMessagesWithoutHandler) {
 
 TEST_F(BusTest, CallsComeInTheirTurn) {
     std::vector<int> seen;
-    Bus::Hooks hooks;
-    hooks.on_event = [&seen](const Event& event) { seen.push_back(event.id); };
-    Bus bus(std::move(hooks));
+    BusFunctions client([&seen](const Event& event) { seen.push_back(event.id); });
+    Bus bus(client);
     for (int i = 1; i <= 20; ++i) {
         bus.queue_from_library(1000 + i, nullptr, 0);
         bus.call([&seen, i] { seen.push_back(i); });
@@ -116,7 +119,8 @@ TEST_F(BusTest, RefusesMessagesOfTheWrongSize) {
                                     {VCA_MSG_HEAT_RESET, 0, count_call, 0},
                                     {VCA_MSG_SHOW_DETECTION, 0, count_call, 0}};
     received().first_argument = 0;
-    Bus bus({});
+    BusFunctions client;
+    Bus bus(client);
     bus.add_handlers(table, 5);
     const std::vector<std::uint8_t> bytes(2000);
     for (const std::size_t length : {0u, 4u, 1915u, 1917u, 2000u})
@@ -146,7 +150,8 @@ TEST_F(BusTest, TheLinksMessagesHaveTheirSizes) {
                                     {VCA_MSG_FRAME_COUNT, 0, count_call, 0},
                                     {VCA_MSG_ASK_FRAME_COUNT, 0, count_call, 0}};
     received().first_argument = 0;
-    Bus bus({});
+    BusFunctions client;
+    Bus bus(client);
     bus.add_handlers(table, 3);
     const std::vector<std::uint8_t> bytes(7000);
     for (const std::size_t length : {0u, 4u, 6136u, 6143u, 6145u})
@@ -167,7 +172,8 @@ TEST_F(BusTest, TheLinksMessagesHaveTheirSizes) {
 }
 
 TEST_F(BusTest, NoHandlerRunsAfterRemoval) {
-    Bus bus({});
+    BusFunctions client;
+    Bus bus(client);
     bus.add_handlers(kTable, 2);
     received().blocked = true;
     bus.send_to_library(101, nullptr, 0);
@@ -202,7 +208,8 @@ TEST_F(BusTest, HoldsTheMutexWhileAHandlerRuns) {
     TQ_MUTEX_S mutex{};
     tq_mutex_init(&mutex);
     received().algo_mutex = &mutex;
-    Bus bus({[&mutex] { return &mutex; }, {}, {}});
+    BusFunctions client({}, {}, [&mutex] { return &mutex; });
+    Bus bus(client);
     const SOCK_REQUEST_S table[] = {{5, 0, try_mutex, 0}};
     bus.add_handlers(table, 1);
     bus.send_to_library(5, nullptr, 0);
@@ -216,7 +223,8 @@ TEST_F(BusTest, SendingNeverWaitsForTheMutexOrAListener) {
     TQ_MUTEX_S mutex{};
     tq_mutex_init(&mutex);
     std::atomic<int> seen{0};
-    Bus bus({[&mutex] { return &mutex; }, {}, [&](const Event&) { ++seen; }});
+    BusFunctions client([&](const Event&) { ++seen; }, {}, [&mutex] { return &mutex; });
+    Bus bus(client);
     bus.add_handlers(kTable, 2);
     tq_mutex_lock(&mutex);  // a frame pass in work
     const int value = 3;
@@ -231,11 +239,11 @@ TEST_F(BusTest, SendingNeverWaitsForTheMutexOrAListener) {
 
 TEST_F(BusTest, CopiesThePayloadAndStampsTheMessage) {
     std::vector<Event> events;
-    Bus bus({{},
-             [] {
-                 return host::FrameStamp{12, 0.8, 345};
-             },
-             [&events](const Event& event) { events.push_back(event); }});
+    BusFunctions client([&events](const Event& event) { events.push_back(event); },
+                        [] {
+                            return host::FrameStamp{12, 0.8, 345};
+                        });
+    Bus bus(client);
     int height_mm = 3100;
     bus.queue_from_library(VCA_MSG_INSTALL_HEIGHT, &height_mm, 4);
     height_mm = 0;
@@ -253,7 +261,8 @@ TEST_F(BusTest, CopiesThePayloadAndStampsTheMessage) {
 TEST_F(BusTest, AListenerMayAnswer) {
     Bus* answering = nullptr;
     const int answer = 77;
-    Bus bus({{}, {}, [&](const Event&) { answering->send_to_library(100, &answer, 4); }});
+    BusFunctions client([&](const Event&) { answering->send_to_library(100, &answer, 4); });
+    Bus bus(client);
     answering = &bus;
     bus.add_handlers(kTable, 2);
     bus.queue_from_library(1, nullptr, 0);
@@ -265,7 +274,8 @@ TEST_F(BusTest, PlatformFunctionsReachTheActiveBus) {
     int value = 5;
     EXPECT_EQ(tq_sock_send_msg(1, 6077, &value, 4), -1);  // no bus yet
     std::atomic<int> seen{0};
-    Bus bus({{}, {}, [&](const Event&) { ++seen; }});
+    BusFunctions client([&](const Event&) { ++seen; });
+    Bus bus(client);
     host::set_bus(&bus);
     EXPECT_EQ(tq_sock_send_msg(1, 6077, &value, 4), 0);
     EXPECT_EQ(tq_sock_send_msg(2, 6077, &value, 4), -1);  // no such channel

@@ -17,8 +17,8 @@ const host::Event kEvent{6077, 3, 0.2, host::InstallHeight{3000}};
 TEST(EventFile, HoldsOneLineForEachEvent) {
     const std::string path = test::unique_path("vca-event-file-test", ".jsonl").string();
     host::EventFile file(path);
-    file.write(kEvent);
-    file.write(kEvent);
+    file.on_event(kEvent);
+    file.on_event(kEvent);
     file.finish();
     std::ifstream in(path);
     const std::string text{std::istreambuf_iterator<char>(in), {}};
@@ -32,7 +32,7 @@ TEST(EventFile, GrowsDuringTheRun) {
     const std::string path = test::unique_path("vca-event-file-test", ".jsonl").string();
     host::EventFile file(path);
     for (int i = 0; i < 10000; ++i)
-        file.write(kEvent);
+        file.on_event(kEvent);
     const auto whole = 10000 * (host::to_json_line(kEvent).size() + 1);
     EXPECT_GT(std::filesystem::file_size(path), whole / 2);
     file.finish();
@@ -42,12 +42,14 @@ TEST(EventFile, GrowsDuringTheRun) {
 
 TEST(EventFile, ReportsAFullDisk) {
     host::EventFile file("/dev/full");
-    for (int i = 0; i < 10000 && !file.failed(); ++i)
-        file.write(kEvent);
-    EXPECT_TRUE(file.failed());
+    const auto fill = [&file] {
+        for (int i = 0; i < 10000; ++i)
+            file.on_event(kEvent);
+    };
+    EXPECT_THROW(fill(), std::runtime_error);
     EXPECT_THROW(file.finish(), std::runtime_error);
     host::EventFile small("/dev/full");
-    small.write(kEvent);  // fits the buffer, so only the end can tell
+    small.on_event(kEvent);  // fits the buffer, so only the end can tell
     EXPECT_THROW(small.finish(), std::runtime_error);
     EXPECT_THROW(host::EventFile("/nonexistent/events.jsonl"), std::runtime_error);
 }

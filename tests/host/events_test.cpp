@@ -39,14 +39,14 @@ TEST(Decode, PersonCounted) {
     bytes.put<std::int32_t>(92, 3).put<std::int32_t>(96, 2);
     const auto e = std::get<host::PersonCounted>(bytes.decode(6045));
     EXPECT_EQ(e.frame_stamp, (std::uint64_t{2} << 32) + 89);
-    EXPECT_EQ(e.track_id, 17);
+    EXPECT_EQ(e.track, 17);
     EXPECT_EQ(e.box.x, 400);
     EXPECT_EQ(e.box.y, 250);
     EXPECT_EQ(e.box.w, 90);
     EXPECT_EQ(e.box.h, 80);
     EXPECT_EQ(e.box.class_id, 1);
     EXPECT_FLOAT_EQ(e.box.score, 0.75f);
-    EXPECT_FLOAT_EQ(e.box.height, 1712.0f);
+    EXPECT_FLOAT_EQ(e.box.height_mm, 1712.0f);
     EXPECT_EQ(e.line, 3);
     EXPECT_EQ(e.direction, 2);
 }
@@ -101,7 +101,7 @@ TEST(Decode, TrackNotices) {
     for (int i = 0; i < 5; ++i)
         bytes.put<std::int32_t>(static_cast<std::size_t>(4 * i), i + 1);
     const auto born = std::get<host::TrackAppeared>(bytes.decode(6087));
-    EXPECT_EQ(born.track_id, 1);
+    EXPECT_EQ(born.track, 1);
     EXPECT_EQ(born.centre_x, 2);
     EXPECT_EQ(born.centre_y, 3);
     EXPECT_EQ(born.foot_x, 4);
@@ -141,11 +141,12 @@ TEST(Decode, TracksShown) {
     EXPECT_EQ(e.frame_stamp, 6u);
     EXPECT_FALSE(e.detected);
     ASSERT_EQ(e.tracks.size(), 2u);
-    EXPECT_EQ(e.tracks[1].trackId, 41u);
+    EXPECT_EQ(e.tracks[1].track, 41);
     EXPECT_EQ(e.tracks[1].x, 300);
     EXPECT_EQ(e.tracks[1].h, 80);
+    ASSERT_EQ(e.tracks[1].trail.size(), 1u);
     EXPECT_EQ(e.tracks[1].trail[0].y, 222);
-    EXPECT_EQ(e.tracks[1].height, 1734u);
+    EXPECT_EQ(e.tracks[1].height_mm, 1734u);
     EXPECT_EQ(e.tracks[1].gender, 2);
     EXPECT_EQ(e.tracks[1].staff, 1);
     EXPECT_TRUE(std::get<host::TracksShown>(bytes.decode(6090)).detected);
@@ -165,10 +166,10 @@ TEST(Decode, RegionsReported) {
     const auto e = std::get<host::RegionsReported>(bytes.decode(6070));
     EXPECT_EQ(e.frame_stamp, std::uint64_t{1} << 32);
     ASSERT_EQ(e.people.size(), 2u);
-    EXPECT_EQ(e.people[1].obj.reserved0, 17u);
-    EXPECT_EQ(e.people[1].obj.x, 400);
-    EXPECT_EQ(e.people[1].rgn[1].inRgn, 1);
-    EXPECT_EQ(e.people[1].rgn[1].stayTime, 2600);
+    EXPECT_EQ(e.people[1].track, 17);
+    EXPECT_EQ(e.people[1].box.x, 400);
+    EXPECT_EQ(e.people[1].regions[1].inside, 1);
+    EXPECT_EQ(e.people[1].regions[1].stay_ms, 2600);
     EXPECT_EQ(e.inside, (std::array<int, 4>{0, 1, 0, 0}));
     bytes.put<std::uint32_t>(8, 0xFFFFFFFFu);
     EXPECT_EQ(std::get<host::RegionsReported>(bytes.decode(6070)).people.size(), 90u);
@@ -204,10 +205,10 @@ nlohmann::json json_of(int id, const Payload& payload) {
 
 TEST(EventJson, CarriesTheCommonFieldsAndThoseOfTheMessage) {
     host::PersonCounted counted;
-    counted.track_id = 9;
+    counted.track = 9;
     counted.line = 1;
     counted.direction = 2;
-    counted.box.height = 1650.0f;
+    counted.box.height_mm = 1650.0f;
     counted.box.w = 70;
     counted.box.gender = 2;
     counted.box.staff = 1;
@@ -263,13 +264,12 @@ TEST(EventJson, SlaveTracksListsOnlyTheTracksItHolds) {
 TEST(EventJson, ShowsTracksWithTheirTrails) {
     host::TracksShown shown;
     shown.tracks.resize(1);
-    SHOW_OBJ_S& track = shown.tracks[0];
-    track.trackId = 3;
+    host::ShownTrack& track = shown.tracks[0];
+    track.track = 3;
     track.w = 70;
-    track.height = 1700;
+    track.height_mm = 1700;
     track.staff = 1;
-    track.trailNum = 2;
-    track.trail[1] = {8, 9};
+    track.trail = {{0, 0}, {8, 9}};
     const nlohmann::json json = json_of(6069, shown);
     EXPECT_EQ(json["message"], "tracks");
     EXPECT_EQ(json["tracks"][0]["track"], 3);
@@ -277,18 +277,27 @@ TEST(EventJson, ShowsTracksWithTheirTrails) {
     EXPECT_EQ(json["tracks"][0]["height_mm"], 1700);
     EXPECT_EQ(json["tracks"][0]["staff"], 1);
     EXPECT_EQ(json["tracks"][0]["trail"], nlohmann::json::parse("[[0,0],[8,9]]"));
-    track.trailNum = 65535;
-    EXPECT_EQ(json_of(6069, shown)["tracks"][0]["trail"].size(), 30u);
     shown.detected = true;
     EXPECT_EQ(json_of(6090, shown)["message"], "detected_tracks");
+}
+
+TEST(EventJson, ATrailHasNoMorePlacesThanItsMessage) {
+    Bytes bytes(27016);
+    bytes.put<std::int32_t>(12, 1).put<std::uint16_t>(16 + 22, 65535);
+    bytes.put<std::int32_t>(16 + 24 + 8 * 29, 77);
+    const Payload payload = bytes.decode(6069);
+    EXPECT_EQ(std::get<host::TracksShown>(payload).tracks[0].trail.size(), 30u);
+    const nlohmann::json trail = json_of(6069, payload)["tracks"][0]["trail"];
+    ASSERT_EQ(trail.size(), 30u);
+    EXPECT_EQ(trail[29][0], 77);
 }
 
 TEST(EventJson, ShowsRegionsAndTheSumsOfTheHeatMap) {
     host::RegionsReported regions;
     regions.inside = {1, 0, 2, 0};
     regions.people.resize(1);
-    regions.people[0].obj.reserved0 = 12;
-    regions.people[0].rgn[2] = {1, 1500};
+    regions.people[0].track = 12;
+    regions.people[0].regions[2] = {1, 1500};
     const nlohmann::json json = json_of(6070, regions);
     EXPECT_EQ(json["message"], "regions");
     EXPECT_EQ(json["inside"], nlohmann::json::parse("[1,0,2,0]"));

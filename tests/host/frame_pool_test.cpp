@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "host/platform/pass_observer.h"
+
 namespace {
 
 using host::FramePlanes;
@@ -117,25 +119,47 @@ TEST(FramePool, TakesNoHarmFromWrongReturns) {
     EXPECT_EQ(pool.loans().blocks, 0);
 }
 
+// Lists the passes of a pool while it lives; at the end of each the pixels must still be there.
+class PassList final : public host::PassObserver {
+  public:
+    explicit PassList(FramePool& pool) : pool_(pool) { host::set_pass_observer(this); }
+    ~PassList() override { host::set_pass_observer(nullptr); }
+    PassList(const PassList&) = delete;
+    PassList& operator=(const PassList&) = delete;
+
+    void begin_pass(std::int64_t number) override {
+        begun.push_back(number);
+        pool_.hold(number);
+    }
+    void detected(std::chrono::nanoseconds) override {}
+    void tracked(int, const std::vector<IOU_TRK_OBJ_S>&, const IOU_TRK_RSLT_S&,
+                 std::chrono::nanoseconds) override {}
+    void end_pass(std::int64_t number) override {
+        ended.push_back(number);
+        EXPECT_EQ(pool_.held(number).raw_mm[0], number);
+        pool_.let_go(number);
+    }
+
+    std::vector<std::int64_t> begun;
+    std::vector<std::int64_t> ended;
+
+  private:
+    FramePool& pool_;
+};
+
 TEST(FramePool, ReportsEachSetOnceAndBeforeItsSlotIsFree) {
     FramePool pool(1);
-    std::vector<std::int64_t> out;
-    std::vector<std::int64_t> back;
-    pool.on_hand_out = [&](std::int64_t number) { out.push_back(number); };
-    pool.on_give_back = [&](std::int64_t number, const FramePlanes& planes) {
-        back.push_back(number);
-        EXPECT_EQ(planes.raw_mm[0], number);
-    };
+    const PassList passes(pool);
     for (const std::int64_t number : {5, 6}) {
         submit(pool, number);
         const AVS_IVE_ALL_S set = pool.take();
         give_back(pool, set.raw);
         give_back(pool, set.depth);
-        EXPECT_EQ(back.size() + 1, out.size());
+        EXPECT_EQ(passes.ended.size() + 1, passes.begun.size());
         give_back(pool, set.real);
     }
-    EXPECT_EQ(out, (std::vector<std::int64_t>{5, 6}));
-    EXPECT_EQ(back, out);
+    EXPECT_EQ(passes.begun, (std::vector<std::int64_t>{5, 6}));
+    EXPECT_EQ(passes.ended, passes.begun);
 }
 
 TEST(FramePool, MakesTheProducerWaitForAFreeSlot) {

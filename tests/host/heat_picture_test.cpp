@@ -11,6 +11,7 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
+#include "host/report/picture.h"
 #include "tests/support/unique_path.h"
 #include "vca/track.h"
 
@@ -180,12 +181,12 @@ class HeatFiles : public ::testing::Test {
 };
 
 TEST_F(HeatFiles, EachMapGoesToItsOwnFile) {
-    host::RunResult result;
-    result.heat.emplace();
-    result.heat->dwell_ms = result.heat->motion = no_heat();
-    heat_square(result.heat->dwell_ms, 40, 60, 9000);
-    heat_square(result.heat->motion, 200, 60, 9);
-    host::write_heat_pictures(result, dwell_, motion_);
+    host::Evidence evidence;
+    evidence.heat.emplace();
+    evidence.heat->dwell_ms = evidence.heat->motion = no_heat();
+    heat_square(evidence.heat->dwell_ms, 40, 60, 9000);
+    heat_square(evidence.heat->motion, 200, 60, 9);
+    host::write_heat_pictures(evidence, dwell_, motion_);
     const cv::Mat dwell = cv::imread(dwell_);
     const cv::Mat motion = cv::imread(motion_);
     ASSERT_EQ(dwell.size(), host::kHeatPicture);
@@ -197,12 +198,12 @@ TEST_F(HeatFiles, EachMapGoesToItsOwnFile) {
 }
 
 TEST_F(HeatFiles, TheFloorIsTheRunsSnapshot) {
-    host::RunResult result;
-    result.snapshot.colour_nv12.assign(960 * 544 * 3 / 2, 128);
-    host::write_heat_pictures(result, dwell_, motion_);
+    host::Evidence evidence;
+    evidence.colour_nv12.assign(960 * 544 * 3 / 2, 128);
+    host::write_heat_pictures(evidence, dwell_, motion_);
     const cv::Mat grey = cv::imread(dwell_);
-    std::fill_n(result.snapshot.colour_nv12.begin(), 960 * 544, std::uint8_t{40});
-    host::write_heat_pictures(result, dwell_, motion_);
+    std::fill_n(evidence.colour_nv12.begin(), 960 * 544, std::uint8_t{40});
+    host::write_heat_pictures(evidence, dwell_, motion_);
     const cv::Point middle = middle_of(120, 60);
     EXPECT_GT(grey.at<cv::Vec3b>(middle)[0], cv::imread(dwell_).at<cv::Vec3b>(middle)[0] + 20);
 }

@@ -40,7 +40,7 @@ class MeasuredHeight : public ::testing::Test {
     std::string error(int frames_below, int frames = kFrames) {
         host::RunPlan prepared = plan(frames_below, frames);
         try {
-            host::run(prepared, {});
+            host::run_for_scores(prepared);
         } catch (const host::InputError& e) {
             return e.what();
         }
@@ -52,10 +52,11 @@ class MeasuredHeight : public ::testing::Test {
 
 TEST_F(MeasuredHeight, SomebodyUnderTheCameraAtTheBeginningDoesNoHarm) {
     host::RunPlan prepared = plan(120);
-    const host::RunResult result = host::run(prepared, {});
-    EXPECT_NEAR(result.install_height_mm, kCamera_mm, 40.0);
-    EXPECT_TRUE(result.height_measured);
-    EXPECT_EQ(result.source_frames(), 1);
+    const host::RunFacts facts = host::run_for_scores(prepared).facts;
+    EXPECT_NEAR(facts.install_height_mm, kCamera_mm, 40.0);
+    EXPECT_TRUE(facts.height_measured);
+    EXPECT_EQ(facts.timings.frames, 1);
+    EXPECT_DOUBLE_EQ(facts.scene_s, 1.0 / 25.0);
 }
 
 TEST_F(MeasuredHeight, IsRefusedWhenTheFloorIsHardlyEverFree) {

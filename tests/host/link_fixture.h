@@ -17,6 +17,7 @@
 #include "host/link/master_bridge.h"
 #include "host/link/slave_bridge.h"
 #include "host/net/broker_process.h"
+#include "tests/support/bus_functions.h"
 #include "vca/messages.h"
 
 namespace link_test {
@@ -26,6 +27,7 @@ using host::Event;
 using host::MasterBridge;
 using host::MqttClient;
 using host::SlaveBridge;
+using test::BusFunctions;
 
 inline constexpr const char* kSite = "hall";
 inline constexpr int kLeft = 2;
@@ -82,6 +84,7 @@ class Reports {
 // What the master's library does with the link's messages.
 struct MasterLibrary {
     std::atomic<std::int32_t> frame_count{0};
+    std::unique_ptr<BusFunctions> client;
     std::unique_ptr<Bus> bus;
     std::unique_ptr<MasterBridge> bridge;
     Reports reports;
@@ -107,6 +110,7 @@ struct MasterLibrary {
 struct SlaveLibrary {
     std::atomic<std::int32_t> frame_count{0};
     std::atomic<int> times_set{0};
+    std::unique_ptr<BusFunctions> client;
     std::unique_ptr<Bus> bus;
     std::unique_ptr<SlaveBridge> bridge;
     Reports reports;
@@ -185,10 +189,10 @@ class LinkTest : public ::testing::Test {
     }
 
     void start_master() {
-        master_.bus = std::make_unique<Bus>(Bus::Hooks{{}, {}, [this](const Event& event) {
-                                                           if (master_ready_)
-                                                               master_.bridge->on_event(event);
-                                                       }});
+        master_.client = std::make_unique<BusFunctions>([this](const Event& event) {
+            if (master_ready_) master_.bridge->on_event(event);
+        });
+        master_.bus = std::make_unique<Bus>(*master_.client);
         static constexpr SOCK_REQUEST_S kTable[] = {
             {VCA_MSG_SLAVE_TRACKS, 0, take_tracks, 0},
             {VCA_MSG_ASK_FRAME_COUNT, 0, answer_frame_count, 0}};
@@ -205,14 +209,14 @@ class LinkTest : public ::testing::Test {
     }
 
     void start_slave(double ask_s = 0.1) {
-        slave_.bus = std::make_unique<Bus>(
-            Bus::Hooks{{},
-                       [this] {
-                           return host::FrameStamp{0, 0.0, slave_.frame_count.load()};
-                       },
-                       [this](const Event& event) {
-                           if (slave_ready_) slave_.bridge->on_event(event);
-                       }});
+        slave_.client = std::make_unique<BusFunctions>(
+            [this](const Event& event) {
+                if (slave_ready_) slave_.bridge->on_event(event);
+            },
+            [this] {
+                return host::FrameStamp{0, 0.0, slave_.frame_count.load()};
+            });
+        slave_.bus = std::make_unique<Bus>(*slave_.client);
         static constexpr SOCK_REQUEST_S kTable[] = {{VCA_MSG_FRAME_COUNT, 0, set_frame_count, 0}};
         slave_.bus->add_handlers(kTable, 1);
         slave_.bridge = std::make_unique<SlaveBridge>(

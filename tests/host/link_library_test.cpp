@@ -24,17 +24,18 @@ class LinkLibraryTest : public LinkTest {
         VCA_ALGO_CFG_S config{};
         config.InstallHeight = 3500;
         config.devWorkMode = work_mode;
-        bus_ = std::make_unique<Bus>(
-            Bus::Hooks{[] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); },
-                       [] {
-                           return host::FrameStamp{0, 0.0, vca_feed_frm_cnt_get()};
-                       },
-                       [this, config](const Event& event) {
-                           if (std::holds_alternative<host::ConfigRequest>(event.payload))
-                               bus_->send_to_library(VCA_MSG_CONFIG, &config, sizeof config);
-                           if (master_ready_) master_.bridge->on_event(event);
-                           if (slave_ready_) slave_.bridge->on_event(event);
-                       }});
+        client_ = std::make_unique<BusFunctions>(
+            [this, config](const Event& event) {
+                if (std::holds_alternative<host::ConfigRequest>(event.payload))
+                    bus_->send_to_library(VCA_MSG_CONFIG, &config, sizeof config);
+                if (master_ready_) master_.bridge->on_event(event);
+                if (slave_ready_) slave_.bridge->on_event(event);
+            },
+            [] {
+                return host::FrameStamp{0, 0.0, vca_feed_frm_cnt_get()};
+            },
+            [] { return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex()); });
+        bus_ = std::make_unique<Bus>(*client_);
         host::set_bus(bus_.get());
         host::ModelSettings models;  // no frame ever reaches them
         models.camera = {240.0, 240.0, 240.0, 128.0, 3500.0};
@@ -56,6 +57,7 @@ class LinkLibraryTest : public LinkTest {
         return result->objects;
     }
 
+    std::unique_ptr<BusFunctions> client_;
     std::unique_ptr<Bus> bus_;
 };
 

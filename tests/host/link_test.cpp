@@ -394,7 +394,8 @@ TEST_F(LinkTest, AKeptStatusIsNoSignOfLife) {
 [[noreturn]] void run_slave_process(const host::MqttSettings& broker) {
     SlaveLibrary slave;
     slave_library = &slave;
-    slave.bus = std::make_unique<Bus>(Bus::Hooks{});
+    slave.client = std::make_unique<BusFunctions>();
+    slave.bus = std::make_unique<Bus>(*slave.client);
     const SlaveBridge bridge(*slave.bus, {kSite, {"left", kLeft}, broker, 0.1, 0.1},
                              {[] { return 0; }, {}});
     while (true)

@@ -25,8 +25,8 @@ int column_of(std::int64_t frame) {
 }
 
 host::Event tracks_of(std::int64_t frame) {
-    SHOW_OBJ_S track{};
-    track.trackId = static_cast<std::uint32_t>(frame);
+    host::ShownTrack track;
+    track.track = static_cast<int>(frame);
     track.x = column_of(frame);
     track.y = 200;
     track.w = 60;
@@ -40,6 +40,19 @@ host::FramePlanes grey_planes(std::uint8_t luma = 90) {
     planes.colour_nv12.assign(std::size_t{960} * 544 * 3 / 2, 128);
     std::fill_n(planes.colour_nv12.begin(), 960 * 544, luma);
     return planes;
+}
+
+// The engine's call when a frame begins.
+void begin(host::LiveVideo& video, std::int64_t number, const host::FramePlanes& planes) {
+    static const std::vector<host::TruePerson> nobody;
+    static const std::vector<host::TrueCrossing> none;
+    video.on_frame({number, static_cast<double>(number) / 15.0, planes, nobody, none});
+}
+
+void end(host::LiveVideo& video, std::int64_t number) {
+    host::PassReport report;
+    report.number = number;
+    video.end_frame(report);
 }
 
 // Column at which a green box begins; -1 without one. Lossy coding leaves no exact colours.
@@ -75,26 +88,16 @@ class LiveVideoFile : public ::testing::Test {
 TEST_F(LiveVideoFile, HasEveryFrameWithItsOwnPeople) {
     constexpr std::int64_t kFrames = 48;
     host::LiveVideo video(setup());
-    std::atomic<std::int64_t> passes{0};
-    // The bus delivers late, and several frames at once.
-    std::thread bus([&] {
-        for (std::int64_t n = 0; n < kFrames; ++n) {
-            while (passes <= n)
-                std::this_thread::yield();
-            if (n % 7 == 0) std::this_thread::sleep_for(5ms);
-            video.add_event(tracks_of(n));
-            video.end_frame(n);
-        }
-    });
     const host::FramePlanes planes = grey_planes();
+    // The bus delivers late, and several frames at once.
     for (std::int64_t n = 0; n < kFrames; ++n) {
-        video.wait_for_room();
         if (n % 11 == 0) std::this_thread::sleep_for(10ms);
-        video.add_picture(n, planes);
-        ++passes;
+        begin(video, n, planes);
+        if (n % 7 == 0) std::this_thread::sleep_for(5ms);
+        video.on_event(tracks_of(n));
+        end(video, n);
     }
-    bus.join();
-    video.close();
+    video.finish();
     EXPECT_EQ(video.frames(), kFrames);
     const std::vector<cv::Mat> pictures = read_back();
     ASSERT_EQ(pictures.size(), static_cast<std::size_t>(kFrames));
@@ -106,13 +109,13 @@ TEST_F(LiveVideoFile, HasEveryFrameWithItsOwnPeople) {
 TEST_F(LiveVideoFile, TheNextFramesMessagesDoNotShowEarly) {
     host::LiveVideo video(setup());
     const host::FramePlanes planes = grey_planes();
-    video.add_event(tracks_of(0));
-    video.add_event(tracks_of(1));
-    video.add_event(tracks_of(2));
+    video.on_event(tracks_of(0));
+    video.on_event(tracks_of(1));
+    video.on_event(tracks_of(2));
     for (std::int64_t n = 0; n < 4; ++n)
-        video.add_picture(n, planes);
-    video.end_frame(3);  // nobody in the last one
-    video.close();
+        begin(video, n, planes);
+    end(video, 3);  // nobody in the last one
+    video.finish();
     const std::vector<cv::Mat> pictures = read_back();
     ASSERT_EQ(pictures.size(), 4u);
     for (std::int64_t n = 0; n < 3; ++n)
@@ -124,8 +127,8 @@ TEST_F(LiveVideoFile, HasTheSourcesRateAndTheCamerasPictures) {
     for (const double rate : {15.0, 7.5, 29.97}) {
         host::LiveVideo video(setup(rate));
         for (int n = 0; n < 6; ++n)
-            video.add_picture(n, grey_planes(static_cast<std::uint8_t>(40 + 30 * n)));
-        video.close();
+            begin(video, n, grey_planes(static_cast<std::uint8_t>(40 + 30 * n)));
+        video.finish();
         cv::VideoCapture file(path_, cv::CAP_FFMPEG);
         ASSERT_TRUE(file.isOpened());
         EXPECT_NEAR(file.get(cv::CAP_PROP_FPS), rate, 0.01);
@@ -142,18 +145,18 @@ TEST_F(LiveVideoFile, HasTheSourcesRateAndTheCamerasPictures) {
 
 TEST_F(LiveVideoFile, FramesFedAfterTheEndAreLeftOut) {
     host::LiveVideo video(setup());
-    video.add_picture(0, grey_planes());
+    begin(video, 0, grey_planes());
     host::FramePlanes blank = grey_planes();
     blank.blank = true;
-    video.add_picture(1, blank);
-    video.end_frame(1);
-    video.close();
+    begin(video, 1, blank);
+    end(video, 1);
+    video.finish();
     EXPECT_EQ(video.frames(), 1);
 }
 
 TEST_F(LiveVideoFile, WithoutFramesThereIsOnePlainPicture) {
     host::LiveVideo video(setup());
-    video.close();
+    video.finish();
     EXPECT_EQ(read_back().size(), 1u);
 }
 
@@ -161,29 +164,27 @@ TEST_F(LiveVideoFile, WaitsForRoomUntilPicturesAreDrawn) {
     host::LiveVideo video(setup());
     const host::FramePlanes planes = grey_planes();
     constexpr std::int64_t kMany = 12;
-    for (std::int64_t n = 0; n < kMany; ++n) {
-        video.wait_for_room();
-        video.add_picture(n, planes);
-    }
+    for (std::int64_t n = 0; n < kMany; ++n)
+        begin(video, n, planes);
     std::atomic<bool> has_room{false};
-    std::thread producer([&] {
-        video.wait_for_room();
+    std::thread bus([&] {
+        begin(video, kMany, planes);
         has_room = true;
     });
     std::this_thread::sleep_for(50ms);
     EXPECT_FALSE(has_room);
-    video.end_frame(0);
-    producer.join();
+    end(video, 0);
+    bus.join();
     EXPECT_TRUE(has_room);
-    video.close();
-    EXPECT_EQ(video.frames(), kMany);
+    video.finish();
+    EXPECT_EQ(video.frames(), kMany + 1);
 }
 
-TEST_F(LiveVideoFile, IsGivenUpWithoutClose) {
+TEST_F(LiveVideoFile, IsGivenUpWithoutFinish) {
     {
         host::LiveVideo video(setup());
         for (int n = 0; n < 5; ++n)
-            video.add_picture(n, grey_planes());
+            begin(video, n, grey_planes());
     }
     SUCCEED();  // came to an end
 }
@@ -209,9 +210,9 @@ TEST_F(LiveVideoFile, ADiskThatBecomesFullIsAnErrorAtTheEnd) {
     for (unsigned n = 0; n < 8; ++n) {
         for (std::size_t i = 0; i < planes.colour_nv12.size(); ++i)
             planes.colour_nv12[i] = static_cast<std::uint8_t>((i * 2654435761u + n * 977u) >> 13);
-        video.add_picture(n, planes);
+        begin(video, n, planes);
     }
-    EXPECT_THROW(video.close(), std::runtime_error);
+    EXPECT_THROW(video.finish(), std::runtime_error);
     limit.rlim_cur = before;
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
 }

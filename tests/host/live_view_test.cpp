@@ -13,9 +13,9 @@ namespace {
 constexpr std::int64_t kFrame = 10;
 const cv::Scalar kCamera(130, 120, 110);
 
-SHOW_OBJ_S person(std::uint32_t id, int x, int y) {
-    SHOW_OBJ_S track{};
-    track.trackId = id;
+host::ShownTrack person(int id, int x, int y) {
+    host::ShownTrack track;
+    track.track = id;
     track.x = x;
     track.y = y;
     track.w = 100;
@@ -24,7 +24,7 @@ SHOW_OBJ_S person(std::uint32_t id, int x, int y) {
     return track;
 }
 
-host::Event shown(std::vector<SHOW_OBJ_S> tracks, bool detected = false,
+host::Event shown(std::vector<host::ShownTrack> tracks, bool detected = false,
                   std::int64_t frame = kFrame) {
     return {detected ? 6090 : 6069, frame, 0.0, host::TracksShown{0, detected, std::move(tracks)}};
 }
@@ -36,7 +36,8 @@ host::Event counted(int line, int direction, std::int64_t frame = kFrame) {
     return {6045, frame, 0.0, person};
 }
 
-host::Event regions(std::array<int, VCA_RGN_NUM> inside, std::vector<RGN_PERSON_S> people = {}) {
+host::Event regions(std::array<int, VCA_RGN_NUM> inside,
+                    std::vector<host::RegionPerson> people = {}) {
     return {6070, kFrame, 0.0, host::RegionsReported{0, std::move(people), inside}};
 }
 
@@ -90,8 +91,8 @@ TEST(LiveView, WithoutACameraTheGroundIsPlain) {
 
 TEST(LiveView, APersonsBoxIsDrawnAtItsPixelsInItsClassColour) {
     for (const int class_id : {1, 2, 7}) {
-        SHOW_OBJ_S track = person(4, 400, 200);
-        track.class_id = static_cast<std::uint8_t>(class_id);
+        host::ShownTrack track = person(4, 400, 200);
+        track.class_id = class_id;
         const cv::Mat picture = drawn_from({shown({track})});
         const cv::Scalar colour = host::live_class_colour(class_id);
         // The label above has the same colour.
@@ -115,11 +116,8 @@ TEST(LiveView, OnlyTheFramesOwnPeopleAreShown) {
 }
 
 TEST(LiveView, TheTrailLeadsToItsNewestPoint) {
-    SHOW_OBJ_S track = person(4, 400, 100);
-    track.trailNum = 3;
-    track.trail[0] = {450, 250};
-    track.trail[1] = {450, 350};
-    track.trail[2] = {550, 350};
+    host::ShownTrack track = person(4, 400, 100);
+    track.trail = {{450, 250}, {450, 350}, {550, 350}};
     const cv::Mat picture = drawn_from({shown({track})});
     const cv::Scalar colour = host::live_class_colour(1);
     for (const cv::Point& p : {cv::Point(450, 250), {450, 300}, {450, 350}, {500, 350}}) {
@@ -132,7 +130,7 @@ TEST(LiveView, TheTrailLeadsToItsNewestPoint) {
 }
 
 TEST(LiveView, StaffAreMarked) {
-    SHOW_OBJ_S track = person(4, 400, 200);
+    host::ShownTrack track = person(4, 400, 200);
     EXPECT_EQ(pixels_of(drawn_from({shown({track})}), host::kLiveStaffColour), 0);
     track.staff = 1;
     const cv::Mat picture = drawn_from({shown({track})});
@@ -144,8 +142,8 @@ TEST(LiveView, StaffAreMarked) {
 TEST(LiveView, GenderHasItsMark) {
     const cv::Scalar marks[] = {host::kLiveMaleColour, host::kLiveFemaleColour};
     for (int gender = 0; gender <= 3; ++gender) {
-        SHOW_OBJ_S track = person(4, 400, 200);
-        track.height = 1740;
+        host::ShownTrack track = person(4, 400, 200);
+        track.height_mm = 1740;
         track.gender = gender;
         const cv::Mat picture = drawn_from({shown({track})});
         for (int mark = 1; mark <= 2; ++mark) {
@@ -160,17 +158,17 @@ TEST(LiveView, GenderHasItsMark) {
 }
 
 TEST(LiveView, NumberAndHeightAreWritten) {
-    SHOW_OBJ_S track = person(4, 400, 200);
+    host::ShownTrack track = person(4, 400, 200);
     const cv::Mat without = drawn_from({shown({track})});
-    track.height = 1740;
+    track.height_mm = 1740;
     const cv::Mat with = drawn_from({shown({track})});
-    track.height = 1746;
+    track.height_mm = 1746;
     const cv::Mat taller = drawn_from({shown({track})});
-    track.height = 1739;
+    track.height_mm = 1739;
     EXPECT_FALSE(same(without, with));
     EXPECT_FALSE(same(with, taller));                       // "1.74 m", "1.75 m"
     EXPECT_TRUE(same(with, drawn_from({shown({track})})));  // rounded to 1.74 too
-    track.trackId = 5;
+    track.track = 5;
     EXPECT_FALSE(same(with, drawn_from({shown({track})})));
     // White letters on the dark ground of the height.
     EXPECT_GT(pixels_of(with(cv::Rect(400, 170, 120, 30)), host::kWhite, 40.0), 30);
@@ -200,11 +198,11 @@ TEST(LiveView, RegionsAreFilledWithTheirPeopleInside) {
 }
 
 TEST(LiveView, StayIsWrittenAtThePersonWhoIsInside) {
-    RGN_PERSON_S stay{};
-    stay.obj.reserved0 = 4;
-    stay.rgn[0] = {1, 12000};
+    host::RegionPerson stay;
+    stay.track = 4;
+    stay.regions[0] = {1, 12000};
     const host::Event tracks = shown({person(4, 700, 400), person(5, 100, 400)});
-    const auto labels = [&](const RGN_PERSON_S& p) {
+    const auto labels = [&](const host::RegionPerson& p) {
         const cv::Mat picture = drawn_from({tracks, regions({1, 0, 0, 0}, {p})}, one_region());
         const cv::Scalar colour = host::live_region_colour(0);
         return std::pair(pixels_of(picture(cv::Rect(690, 330, 150, 68)), colour, 10.0),
@@ -212,7 +210,7 @@ TEST(LiveView, StayIsWrittenAtThePersonWhoIsInside) {
     };
     EXPECT_GT(labels(stay).first, 200);
     EXPECT_EQ(labels(stay).second, 0);
-    stay.rgn[0].inRgn = 0;
+    stay.regions[0].inside = 0;
     EXPECT_EQ(labels(stay).first, 0);
 }
 
@@ -272,23 +270,21 @@ TEST(LiveView, DetectedBoxesAreDashedAroundTheTracks) {
 }
 
 TEST(LiveView, NoNumberInAMessageDoesHarm) {
-    SHOW_OBJ_S track{};
-    std::vector<SHOW_OBJ_S> tracks;
+    host::ShownTrack track;
+    std::vector<host::ShownTrack> tracks;
     for (const std::int32_t wild :
          {std::numeric_limits<std::int32_t>::min(), -1, std::numeric_limits<std::int32_t>::max()}) {
-        track.trackId = std::numeric_limits<std::uint32_t>::max();
+        track.track = wild;
         track.x = track.y = track.w = track.h = wild;
-        track.height = std::numeric_limits<std::uint32_t>::max();
+        track.height_mm = std::numeric_limits<std::uint32_t>::max();
         track.gender = track.staff = wild;
-        track.trailNum = std::numeric_limits<std::uint16_t>::max();
-        for (POINT_POS_S& p : track.trail)
-            p = {wild, wild};
+        track.trail.assign(VCA_SHOW_TRAIL_MAX, {wild, wild});
         tracks.push_back(track);
     }
     tracks.push_back(person(4, 400, 200));
-    RGN_PERSON_S stay{};
-    stay.obj.reserved0 = 4;
-    stay.rgn[3] = {255, std::numeric_limits<std::int32_t>::min()};
+    host::RegionPerson stay;
+    stay.track = 4;
+    stay.regions[3] = {255, std::numeric_limits<std::int32_t>::min()};
     host::LiveScene scene = one_region();
     scene.regions.resize(6, scene.regions[0]);
     const cv::Mat picture = drawn_from(

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/engine/session.h"
+#include "tests/host/session_scene.h"
 #include "vca/vca.h"
 
 namespace {
@@ -18,32 +19,22 @@ namespace {
 constexpr int kStormFrames = 40;
 constexpr int kQuietFrames = 120;
 
-POINT12 to_point(const host::PicturePoint& p) {
-    return {1, {}, static_cast<std::int32_t>(p.x), static_cast<std::int32_t>(p.y)};
-}
-
-// What the host would send, as far as counting at the source's own lines goes.
-VCA_ALGO_CFG_S config_of(const host::SourceInfo& info) {
-    VCA_ALGO_CFG_S cfg{};
-    cfg.InstallHeight = static_cast<std::int32_t>(info.camera.height_mm.value_or(3000.0));
-    cfg.TargetHeightMin = 500;
-    cfg.TargetHeightMax = 2500;
-    cfg.StandAloneTrk = 1;
-    cfg.GroupEn = 1;
-    cfg.GroupObjNumMin = 2;
-    cfg.GroupObjNumMax = 10;
-    cfg.HtmpEn = 1;
-    cfg.cscdMapSize[2] = 960;
-    cfg.cscdMapSize[3] = 544;
-    cfg.ShowHistoryBox = 1;
-    cfg.DetectModel = 2;  // depth alone, which is the quickest
-    for (std::size_t i = 0; i < info.lines.size(); ++i) {
-        cfg.line[i].LineEn = 1;
-        for (std::size_t k = 0; k < info.lines[i].points.size(); ++k)
-            cfg.line[i].pt[k] = to_point(info.lines[i].points[k]);
+// Counts what the library sends.
+class Counter final : public host::Sink {
+  public:
+    void on_frame(const host::FrameView& frame) override {
+        true_crossings += static_cast<int>(frame.crossings.size());
     }
-    return cfg;
-}
+    void on_event(const host::Event& event) override {
+        if (std::holds_alternative<host::PersonCounted>(event.payload)) ++counted;
+        const auto* heat = std::get_if<host::HeatMapReported>(&event.payload);
+        if (heat != nullptr && heat->request == host::kHeatRequest) ++heat_maps;
+    }
+
+    std::atomic<int> counted{0};
+    std::atomic<int> true_crossings{0};
+    std::atomic<int> heat_maps{0};
+};
 
 // Calls a function again and again on a thread of its own until it is stopped.
 class Repeater {
@@ -69,31 +60,13 @@ class Repeater {
 
 class MessagesInPasses : public ::testing::Test {
   protected:
-    MessagesInPasses() {
-        host::SourceOptions options;
-        options.scene = "entrance";
-        source_ = host::open_source(options);
-        source_->count_truth(source_->info().lines);
-        setup_.config = config_of(source_->info());
-        setup_.camera = source_->info().camera;
-        recorder_ = std::make_unique<host::Recorder>(
-            host::Listeners{[this](const host::Event& event) {
-                                if (std::holds_alternative<host::PersonCounted>(event.payload))
-                                    ++counted_;
-                            },
-                            {},
-                            {}});
-        session_ = std::make_unique<host::Session>(setup_, *recorder_);
-    }
+    MessagesInPasses()
+        : setup_(scene_.session_setup()),
+          session_(std::make_unique<host::Session>(setup_, std::vector<host::Sink*>{&counter_})) {}
 
     std::int64_t feed(int frames) {
-        return session_->feed(
-            [&](host::SourceFrame& frame) {
-                if (frames-- == 0 || !source_->next(frame)) return false;
-                true_crossings_ += static_cast<int>(frame.crossings.size());
-                return true;
-            },
-            [] { return false; });
+        scene_.set_frames(frames);
+        return session_->feed(scene_);
     }
 
     // On whatever thread a host may have: the handler under the algorithm mutex.
@@ -146,27 +119,29 @@ class MessagesInPasses : public ::testing::Test {
     }
 
     void expect_nothing_left() {
-        host::RunResult result;
-        session_->close(result);
-        EXPECT_EQ(result.loans.blocks, 0);
-        EXPECT_EQ(result.loans.mappings, 0);
-        EXPECT_EQ(result.loans.errors, 0);
-        EXPECT_EQ(result.images_left, 0);
-        EXPECT_EQ(result.refused_messages, 0);
+        const host::LeftOver left = session_->close();
+        EXPECT_EQ(left.loans.blocks, 0);
+        EXPECT_EQ(left.loans.mappings, 0);
+        EXPECT_EQ(left.loans.errors, 0);
+        EXPECT_EQ(left.images, 0);
+        EXPECT_EQ(left.refused_messages, 0);
     }
 
-    std::unique_ptr<host::FrameSource> source_;
+    test::SceneFrames scene_;
     host::SessionSetup setup_;
-    std::atomic<int> counted_{0};
-    int true_crossings_ = 0;
-    std::unique_ptr<host::Recorder> recorder_;
+    Counter counter_;
     std::unique_ptr<host::Session> session_;
 };
 
 TEST_F(MessagesInPasses, AreTakenAndCountingGoesOn) {
-    std::atomic<int> heat_maps{0};
+    std::atomic<int> heat_answers{0};
     {
-        Repeater heat([&](int) { heat_maps += session_->request_heat_map().has_value(); });
+        // Nobody else asks, so an answer that is there on return is that to this request.
+        Repeater heat([&](int) {
+            const int before = counter_.heat_maps;
+            session_->request_heat_map();
+            heat_answers += counter_.heat_maps > before ? 1 : 0;
+        });
         Repeater requests([&](int call) {
             session_->request_install_height();
             session_->show_detected(call % 2 == 0);
@@ -174,8 +149,7 @@ TEST_F(MessagesInPasses, AreTakenAndCountingGoesOn) {
         Repeater configs([&](int call) { apply_any(call); });
         Repeater slaves([&](int call) { report_as_slave(call); });
         Repeater readers([&](int) {
-            recorder_->progress();
-            recorder_->current_frame();
+            session_->frame_in_work();
             vca_get_algo_loop_tm();
             vca_feed_frm_cnt_get();
             session_->install_height_mm();
@@ -186,15 +160,15 @@ TEST_F(MessagesInPasses, AreTakenAndCountingGoesOn) {
         EXPECT_GT(slaves.calls(), 10);
         EXPECT_GT(readers.calls(), 10);
     }
-    EXPECT_GT(heat_maps, 10);
+    EXPECT_GT(heat_answers, 10);
     EXPECT_GT(session_->install_height_mm(), 0);
     forget_slaves();
     apply(setup_.config);
-    counted_ = true_crossings_ = 0;
+    counter_.counted = counter_.true_crossings = 0;
     EXPECT_EQ(feed(kQuietFrames), kStormFrames + kQuietFrames - 1);
-    EXPECT_GT(true_crossings_, 5);
+    EXPECT_GT(counter_.true_crossings, 5);
     // Those on the line when a half ends fall to either side of the cut.
-    EXPECT_NEAR(counted_, true_crossings_, 2);
+    EXPECT_NEAR(counter_.counted, counter_.true_crossings, 2);
     expect_nothing_left();
 }
 

@@ -14,7 +14,7 @@
 
 #include "host/frames/frame_source.h"
 #include "host/report/output_folder.h"
-#include "host/report/progress.h"
+#include "host/sinks/progress_sink.h"
 #include "tests/support/unique_path.h"
 
 namespace {
@@ -139,19 +139,22 @@ TEST_F(Output, ProgressStartsWithTheFirstFrame) {
     ASSERT_EQ(::unlockpt(terminal), 0);
     std::FILE* const out = std::fopen(::ptsname(terminal), "w");
     ASSERT_NE(out, nullptr);
-    host::ProgressLine line(out, 1000.0, 15.0);
+    host::ProgressDisplay display(out, {""}, false);
+    host::ProgressSink progress(display, {15.0, 3000.0});
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    line.show({});
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    line.show({100, 6.7, {}});
+    for (int frame = 0; frame < 1999; ++frame)
+        progress.end_frame({});
+    // The first line is a second away.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1050));
+    progress.end_frame({});
     char text[300] = {};
     ASSERT_GT(::read(terminal, text, sizeof text - 1), 0);
     std::fclose(out);
     ::close(terminal);
     const char* const after = std::strstr(text, " s ");
     ASSERT_NE(after, nullptr) << text;
-    // 100 frames in 0.15 s; less than 50 a second when the wait is counted.
-    EXPECT_GT(std::atof(after + 3), 60.0) << text;
+    // 2000 frames in 1.05 s; at most 655 a second when the wait is counted.
+    EXPECT_GT(std::atof(after + 3), 700.0) << text;
 }
 
 TEST_F(Output, StandardOutputGoesToTheLogAndComesBack) {

@@ -37,19 +37,24 @@ TEST(PictureText, LongNamesAreShortened) {
     EXPECT_EQ(host::shortened("entrances", 8), "entran..");
 }
 
-host::RunResult four_lines() {
-    host::RunResult result;
-    result.source.name = "four";
+host::RunFacts four_lines() {
+    host::RunFacts facts;
+    facts.source.name = "four";
     for (int i = 0; i < 4; ++i) {
         const double y = 100.0 + 110.0 * i;
-        result.lines.push_back({"T\xC3\xBCr mit einem langen Namen " + std::to_string(i),
-                                {{100.0, y}, {860.0, y}},
-                                false,
-                                {},
-                                false});
+        facts.lines.push_back({"T\xC3\xBCr mit einem langen Namen " + std::to_string(i),
+                               {{100.0, y}, {860.0, y}},
+                               false,
+                               {},
+                               false});
     }
-    result.counts.resize(4);
-    return result;
+    return facts;
+}
+
+host::Scores nobody_counted() {
+    host::Scores scores;
+    scores.counts.resize(4);
+    return scores;
 }
 
 int pixels_of(const cv::Mat& image, const cv::Scalar& colour) {
@@ -59,9 +64,9 @@ int pixels_of(const cv::Mat& image, const cv::Scalar& colour) {
 }
 
 TEST(Picture, EachLineHasItsOwnColourInTheView) {
-    const host::RunResult result = four_lines();
+    const host::RunFacts facts = four_lines();
     cv::Mat view(host::kViewHeight, host::kViewWidth, CV_8UC3);
-    host::draw_view(view, result);
+    host::draw_view(view, facts, nobody_counted(), {});
     for (std::size_t i = 0; i < 4; ++i) {
         // 1140 pixels long and 4 wide, less what arrows and labels cover.
         EXPECT_GT(pixels_of(view, host::line_colour(i)), 3000) << i;
@@ -71,14 +76,14 @@ TEST(Picture, EachLineHasItsOwnColourInTheView) {
 // Two lines on top of each other must not have their labels on top of each other: eight labels,
 // each as large as its text with its margins.
 TEST(Picture, LabelsKeepOffEachOther) {
-    host::RunResult result = four_lines();
+    host::RunFacts facts = four_lines();
     for (std::size_t i = 0; i < 4; ++i) {
-        result.lines[i].name = "line";
-        for (host::PicturePoint& p : result.lines[i].points)
+        facts.lines[i].name = "line";
+        for (host::PicturePoint& p : facts.lines[i].points)
             p.y = 272.0 + static_cast<double>(i);
     }
     cv::Mat view(host::kViewHeight, host::kViewWidth, CV_8UC3);
-    host::draw_view(view, result);
+    host::draw_view(view, facts, nobody_counted(), {});
     const cv::Size label = host::text_size("line / 1: 0", 0.6, 1) + cv::Size(12, 10);
     for (std::size_t i = 0; i < 4; ++i) {
         const cv::Scalar on_grey = host::line_colour(i) * 0.85 + cv::Scalar::all(110 * 0.15);
@@ -91,10 +96,12 @@ TEST(Picture, LabelsKeepOffEachOther) {
 
 TEST(Picture, IsWrittenWholeOrNotAtAll) {
     const std::string path = test::unique_path("vca-picture-test", ".png").string();
-    host::write_picture(four_lines(), path);
+    host::write_picture(four_lines(), nobody_counted(), {}, path);
     EXPECT_EQ(cv::imread(path).size(), cv::Size(1880, 900));
     std::filesystem::remove(path);
-    EXPECT_THROW(host::write_picture(four_lines(), "/nonexistent/picture.png"), std::runtime_error);
+    EXPECT_THROW(
+        host::write_picture(four_lines(), nobody_counted(), {}, "/nonexistent/picture.png"),
+        std::runtime_error);
 }
 
 }  // namespace

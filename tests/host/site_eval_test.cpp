@@ -213,7 +213,7 @@ TEST(SiteViews, HeadsAreCountedByTheirHeight) {
 TEST(MergedTracks, AreTheMiddlesOfTheBoxes) {
     host::TracksShown shown;
     shown.tracks.resize(2);
-    shown.tracks[0].trackId = 5;
+    shown.tracks[0].track = 5;
     shown.tracks[0].x = -100;
     shown.tracks[0].y = 50;
     shown.tracks[0].w = 61;

@@ -1,0 +1,56 @@
+// The summary that a person reads.
+#include "host/report/report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/base/text.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+TEST(Report, NamesWhatWasNotGivenBack) {
+    host::LeftOver left;
+    EXPECT_EQ(host::left_over_text(left), "");
+    left.undelivered_messages = 1;
+    EXPECT_EQ(host::left_over_text(left), "");
+    for (int* count :
+         {&left.loans.blocks, &left.loans.mappings, &left.images, &left.loans.errors}) {
+        *count = 7;
+        EXPECT_NE(host::left_over_text(left).find(" 7 "), std::string::npos);
+        *count = 0;
+    }
+}
+
+TEST(Report, CutsNamesBetweenCharacters) {
+    EXPECT_EQ(host::fitted("Tür", 5), "Tür  ");
+    EXPECT_EQ(host::fitted("Türen", 2), "Tü");
+    EXPECT_EQ(host::fitted("入口入口", 3), "入口入");
+    EXPECT_EQ(host::fitted("", 2), "  ");
+}
+
+TEST(Report, ShowsRegionsHeatAndStaffWhereTheyAreKnown) {
+    host::RunFacts facts;
+    host::Scores scores;
+    host::Evidence evidence;
+    const auto text = [&] { return host::summary_text(facts, scores, evidence); };
+    facts.source.frames_per_second = 10.0;
+    EXPECT_THAT(text(), Not(HasSubstr("region")));
+    EXPECT_THAT(text(), Not(HasSubstr("heat map")));
+    EXPECT_THAT(text(), Not(HasSubstr("staff")));
+    facts.regions = {{"till", {{0, 0}, {9, 0}, {9, 9}}}};
+    scores.regions.resize(1);
+    evidence.heat.emplace().dwell_ms.assign(49, 3000);
+    facts.options.staff = "vest";
+    EXPECT_THAT(text(), HasSubstr("till"));
+    EXPECT_THAT(text(), Not(HasSubstr("(inside)")));
+    EXPECT_THAT(text(), HasSubstr("heat map             3 s as the map counts them\n"));
+    EXPECT_THAT(text(), HasSubstr("0 of 0 counted\n"));
+    facts.source.has_truth = true;
+    EXPECT_THAT(text(), HasSubstr("(inside)"));
+    EXPECT_THAT(text(), HasSubstr("3 s as the map counts them; people were in view for 0 s"));
+}
+
+}  // namespace
