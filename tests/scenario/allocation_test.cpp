@@ -8,6 +8,7 @@
 
 #include "bench/quiet_host.h"
 #include "tests/support/allocation_watch.h"
+#include "vca/event.h"
 #include "vca/heat_map.h"
 #include "vca/messages.h"
 
@@ -115,15 +116,22 @@ TEST(AllocationWatch, CountsEachWayToMemory) {
     EXPECT_EQ(allocations_of([] { delete static_cast<int*>(kept(new int(1))); }), 1);
 }
 
-// A request for the heat map, outside the frame passes, is answered from memory of its own.
-TEST(AllocationWatch, SeesWhatTheLibraryAllocates) {
+// The answer has its storage before it is asked for.
+TEST(AllocationWatch, HeatMapsAreSentWithoutAny) {
     const auto answer = [] {
         uint8_t request[VCA_HEAT_REQUEST_BYTES] = {};
         vca_heat_map_update_rslt(0, request);
     };
-    answer();  // the first print allocates too
-    EXPECT_EQ(allocations_of(answer), 1);
-    EXPECT_THAT(test::allocation_stacks(), testing::HasSubstr("vca_heat_map_update_rslt"));
+    answer();  // the first print allocates
+    EXPECT_EQ(allocations_of(answer), 0);
+}
+
+// The first crossing that is ever counted makes the queue's storage.
+TEST(AllocationWatch, SeesWhatTheLibraryAllocates) {
+    TRACKER_RSLT_S trk{};
+    vca_heat_map_reset_rslt(0, nullptr);  // the first print allocates too
+    EXPECT_EQ(allocations_of([&] { vca_dev_add_counting_line_group(&trk, 0, VCA_DIR_1); }), 1);
+    EXPECT_THAT(test::allocation_stacks(), testing::HasSubstr("vca_dev_add_counting_line_group"));
 }
 
 }  // namespace
