@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/base/text.h"
 #include "host/engine/session.h"
 #include "host/score/samples.h"
 

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/base/text.h"
 
 namespace {
 
@@ -22,13 +21,6 @@ TEST(Report, NamesWhatWasNotGivenBack) {
         EXPECT_NE(host::left_over_text(left).find(" 7 "), std::string::npos);
         *count = 0;
     }
-}
-
-TEST(Report, CutsNamesBetweenCharacters) {
-    EXPECT_EQ(host::fitted("Tür", 5), "Tür  ");
-    EXPECT_EQ(host::fitted("Türen", 2), "Tü");
-    EXPECT_EQ(host::fitted("入口入口", 3), "入口入");
-    EXPECT_EQ(host::fitted("", 2), "  ");
 }
 
 TEST(Report, ShowsRegionsHeatAndStaffWhereTheyAreKnown) {
