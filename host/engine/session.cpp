@@ -15,9 +15,6 @@
 
 namespace host {
 
-const std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest{
-    'v', 'c', 'a', ' ', 'r', 'u', 'n', ' ', 'h', 'e', 'a', 't', ' ', 'm', 'a', 'p'};
-
 namespace {
 
 // Enough frames ahead that neither core waits for a slow frame of the other.

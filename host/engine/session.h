@@ -55,7 +55,8 @@ struct LeftOver {
 };
 
 // Marks the answer to request_heat_map() among those that somebody else asked for.
-extern const std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest;
+inline constexpr std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest{
+    'v', 'c', 'a', ' ', 'r', 'u', 'n', ' ', 'h', 'e', 'a', 't', ' ', 'm', 'a', 'p'};
 
 class Session : private BusClient, private PassObserver {
   public:

@@ -40,10 +40,10 @@ struct PassReport {
 
 // All calls but finish() come on one thread, the bus thread, in the order in which things happened:
 // on_frame() when a pass begins, on_event() for everything that the library sends during it,
-// end_frame() when nothing of this pass can come any more. Events before the first frame and after
-// the last stand by themselves. A sink that waits holds the frames up, so none is lost to it. One
-// that throws is left out from then on and ends the run, whose session throws the same error when
-// it is closed.
+// end_frame() when nothing of this pass can come any more, which the next pass or the end of the
+// session shows. Events before the first frame stand by themselves. A sink that waits holds the
+// frames up, so none is lost to it. One that throws is left out from then on and ends the run,
+// whose session throws the same error when it is closed.
 class Sink {
   public:
     virtual ~Sink() = default;
