@@ -30,6 +30,10 @@ void* operator new(size_t size) {
     if (void* memory = allocate(size, __builtin_return_address(0))) return memory;
     throw std::bad_alloc();
 }
+void* operator new[](size_t size) {
+    if (void* memory = allocate(size, __builtin_return_address(0))) return memory;
+    throw std::bad_alloc();
+}
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
     return allocate(size, __builtin_return_address(0));
 }
@@ -37,6 +41,12 @@ void operator delete(void* memory) noexcept {
     std::free(memory);
 }
 void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
     std::free(memory);
 }
 
