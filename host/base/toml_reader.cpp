@@ -157,15 +157,18 @@ const TomlValue* TomlValue::find(std::string_view key) const {
     return found == entries->end() ? nullptr : &found->second;
 }
 
-const std::vector<TomlValue>& TomlValue::tables(std::string_view needed) const {
-    const List* list = std::get_if<List>(&content_);
-    if (list == nullptr || list->empty() ||
-        !std::all_of(list->begin(), list->end(), [](const TomlValue& item) {
+TomlValue::Reader TomlValue::tables(std::string needed, Reader read_table) {
+    return [needed = std::move(needed),
+            read_table = std::move(read_table)](const TomlValue& value) {
+        const List* list = std::get_if<List>(&value.content_);
+        const auto is_table = [](const TomlValue& item) {
             return std::holds_alternative<Table>(item.content_);
-        })) {
-        fail(needed);
-    }
-    return *list;
+        };
+        if (list == nullptr || list->empty() || !std::all_of(list->begin(), list->end(), is_table))
+            value.fail(needed);
+        for (const TomlValue& table : *list)
+            read_table(table);
+    };
 }
 
 TomlValue read_toml_file(const std::string& path, const std::string& kind,

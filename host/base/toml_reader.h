@@ -19,9 +19,10 @@ namespace host {
 // kind of value than this is throws InputError.
 class TomlValue {
   public:
+    using Reader = std::function<void(const TomlValue&)>;
     struct Key {
         std::string_view name;
-        std::function<void(const TomlValue&)> read;
+        Reader read;
         bool needed = false;
     };
     // The keys that a table may have, in the order in which they are read.
@@ -48,8 +49,8 @@ class TomlValue {
     void read_keys(const Keys& keys, std::string_view needed = "a table is needed here") const;
     // Null when this is no table or has no such key.
     const TomlValue* find(std::string_view key) const;
-    // The tables of [[NAME]]; there is at least one.
-    const std::vector<TomlValue>& tables(std::string_view needed) const;
+    // Reads the tables of [[NAME]] one after the other; anything else gets the sentence `needed`.
+    static Reader tables(std::string needed, Reader read_table);
 
   private:
     friend class TomlParser;

@@ -157,6 +157,19 @@ TEST(SiteFile, NamesFileAndLine) {
     EXPECT_THAT(error_of("name = \"a\"\n[broker]\nuser = 1\n"), HasSubstr("known are host, port"));
 }
 
+TEST(SiteFile, DevicesLinesAndRegionsKnowTheirPlace) {
+    const test::SiteFile file(with_line("[[0, 0], [1, 0]]") +
+                              "[[region]]\npoints = [[0, 0], [1, 0], [1, 1]]\n");
+    const host::Site site = host::read_site_file(file.path());
+    const auto at = [&file](int line, const char* what) {
+        return "\"" + file.path() + "\" line " + std::to_string(line) + ": " + what;
+    };
+    EXPECT_EQ(site.devices.at(0).place, at(3, "the device \"main\""));
+    EXPECT_EQ(site.devices.at(1).place, at(10, "the device \"side\""));
+    EXPECT_EQ(site.lines.at(0).place, at(19, "the line \"gate\""));
+    EXPECT_EQ(site.regions.at(0).place, at(23, "the region \"region 1\""));
+}
+
 TEST(SiteFile, RefusesValuesThatCannotBe) {
     EXPECT_THAT(error_of(kMaster), HasSubstr("has no name"));
     EXPECT_THAT(error_of("name = \"a/b\"\n"), HasSubstr("\"a/b\" cannot be used"));
