@@ -33,17 +33,6 @@ constexpr double kWidestSpread_mm = 200.0;
 // its last member joined.
 constexpr int kClosingFrames = 6 + 81;
 
-void check_inside(const std::vector<PicturePoint>& points, const SourceInfo& info,
-                  const std::string& place) {
-    for (const PicturePoint& p : points) {
-        if (p.x >= 0.0 && p.y >= 0.0 && p.x < info.user_width && p.y < info.user_height) continue;
-        throw InputError(place + " has the point " + point_text(p) +
-                         ", which leaves the picture; its points go from 0,0 to " +
-                         std::to_string(info.user_width - 1) + "," +
-                         std::to_string(info.user_height - 1));
-    }
-}
-
 std::vector<PicturePoint> map_points(const FrameSource& source,
                                      const std::vector<PicturePoint>& points) {
     std::vector<PicturePoint> mapped;
@@ -57,18 +46,19 @@ constexpr const char* kOnThePicture = ", scaled to the 960 x 544 picture of the 
 
 std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSource& source) {
     if (options.lines.empty()) return source.info().lines;
-    std::vector<CountingLine> lines = options.lines;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        CountingLine& line = lines[i];
-        LinePlace place{"the line \"" + line.name + "\"", "its U-turn area"};
-        if (i < options.line_places.size()) place = options.line_places[i];
-        check_inside(line.points, source.info(), place.line);
-        check_inside(line.uturn_area, source.info(), place.area);
+    const SourceInfo& info = source.info();
+    std::vector<CountingLine> lines;
+    for (const PlacedLine& given : options.lines) {
+        CountingLine line = given.value;
+        const std::string place = given.place_or("the line \"" + line.name + "\"");
+        const std::string area = given.area_place.empty() ? "its U-turn area" : given.area_place;
+        check_inside(line.points, info.user_width, info.user_height, place);
+        check_inside(line.uturn_area, info.user_width, info.user_height, area);
         line.points = map_points(source, line.points);
         line.uturn_area = map_points(source, line.uturn_area);
-        check_line_points(line.points, place.line + kOnThePicture);
-        if (line.uturn_area.empty()) continue;
-        check_area_points(line.uturn_area, place.area + kOnThePicture);
+        check_line_points(line.points, place + kOnThePicture);
+        if (!line.uturn_area.empty()) check_area_points(line.uturn_area, area + kOnThePicture);
+        lines.push_back(std::move(line));
     }
     return lines;
 }
@@ -77,7 +67,7 @@ std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSou
 std::vector<PicturePoint> settle_polygon(const std::vector<PicturePoint>& points,
                                          const std::string& place, const std::string& what,
                                          const FrameSource& source) {
-    check_inside(points, source.info(), place);
+    check_inside(points, source.info().user_width, source.info().user_height, place);
     std::vector<PicturePoint> mapped = map_points(source, points);
     check_polygon(mapped, place + kOnThePicture, what);
     return mapped;
@@ -85,12 +75,11 @@ std::vector<PicturePoint> settle_polygon(const std::vector<PicturePoint>& points
 
 std::vector<CountingRegion> settle_regions(const RunOptions& options, const FrameSource& source) {
     if (options.regions.empty()) return source.info().regions;
-    std::vector<CountingRegion> regions = options.regions;
-    for (std::size_t i = 0; i < regions.size(); ++i) {
-        const std::string place = i < options.region_places.size()
-                                      ? options.region_places[i]
-                                      : "the region \"" + regions[i].name + "\"";
-        regions[i].points = settle_polygon(regions[i].points, place, "a counting region", source);
+    std::vector<CountingRegion> regions;
+    for (const Placed<CountingRegion>& given : options.regions) {
+        const auto& [name, points] = given.value;
+        const std::string place = given.place_or("the region \"" + name + "\"");
+        regions.push_back({name, settle_polygon(points, place, "a counting region", source)});
     }
     return regions;
 }
@@ -98,11 +87,9 @@ std::vector<CountingRegion> settle_regions(const RunOptions& options, const Fram
 std::vector<std::vector<PicturePoint>> settle_exclusions(const RunOptions& options,
                                                          const FrameSource& source) {
     std::vector<std::vector<PicturePoint>> areas;
-    for (std::size_t i = 0; i < options.exclusions.size(); ++i) {
-        const std::string place = i < options.exclusion_places.size()
-                                      ? options.exclusion_places[i]
-                                      : "exclusion area " + std::to_string(i + 1);
-        areas.push_back(settle_polygon(options.exclusions[i], place, "an exclusion area", source));
+    for (const auto& given : options.exclusions) {
+        areas.push_back(settle_polygon(given.value, given.place_or("an exclusion area"),
+                                       "an exclusion area", source));
     }
     return areas;
 }
@@ -174,7 +161,7 @@ VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
     config.cscdMapSize[2] = kColourWidth;
     config.cscdMapSize[3] = kColourHeight;
     config.ShowHistoryBox = 1;
-    config.DetectModel = static_cast<std::int32_t>(options.detect);
+    config.DetectModel = static_cast<std::int32_t>(options.detect.value);
     config.GenderRecognize = options.gender == kNoModel ? 0 : 1;
     config.StaffDetection = options.staff == kNoModel ? 0 : 1;
     for (std::size_t i = 0; i < plan.lines.size(); ++i) {
@@ -391,8 +378,9 @@ RunPlan prepare_run(const RunOptions& options) {
     plan.output = options.output;
     const SourceInfo& info = plan.source->info();
     if (options.source.height_mm && info.kind == "scene") {
-        throw InputError(options.height_place + " goes with walks and recordings; the scene \"" +
-                         info.name + "\" has its camera at " +
+        throw InputError(options.source.height_mm->place_or("--height") +
+                         " goes with walks and recordings; the scene \"" + info.name +
+                         "\" has its camera at " +
                          std::to_string(std::lround(info.camera.height_mm.value_or(0.0))) + " mm");
     }
     plan.lines = settle_lines(options, *plan.source);
@@ -422,8 +410,9 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     const auto start = std::chrono::steady_clock::now();
     const double height_mm = plan.options.measure_height
                                  ? measure_height_mm(plan, stop)
-                                 : plan.options.source.height_mm.value_or(
-                                       plan.source->info().camera.height_mm.value_or(0.0));
+                                 : plan.options.source.height_mm
+                                       .value_or(plan.source->info().camera.height_mm.value_or(0.0))
+                                       .value;
     RunFacts facts = facts_of(plan, height_mm);
     TimingSink timing;
     std::vector<Sink*> all{&timing};

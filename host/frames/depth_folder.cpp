@@ -153,7 +153,7 @@ class DepthFolder final : public FrameSource {
                                false,
                                {},
                                false});
-        far_mm_ = options.height_mm.value_or(camera.height_mm.value_or(4000.0)) * 1.1;
+        far_mm_ = options.height_mm.value_or(camera.height_mm.value_or(4000.0)).value * 1.1;
     }
 
     bool next(SourceFrame& frame) override {

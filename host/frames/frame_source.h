@@ -11,6 +11,7 @@
 #include "host/base/counting_places.h"
 #include "host/base/input_error.h"
 #include "host/base/picture.h"
+#include "host/base/placed.h"
 #include "host/platform/frame_pool.h"
 
 namespace host {
@@ -65,9 +66,9 @@ struct SourceOptions {
     std::uint64_t seed = 1;
     std::string trajectories;
     std::string folder;
-    std::string camera_file;                // empty: camera.toml in the folder
-    std::optional<double> height_mm;        // given by the user
-    std::optional<PicturePoint> camera_at;  // metres in the trajectory file's coordinates
+    std::string camera_file;                  // empty: camera.toml in the folder
+    std::optional<Placed<double>> height_mm;  // given by the user
+    std::optional<PicturePoint> camera_at;    // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
     std::optional<double> seconds;  // length of a run, which scenes last for if it is the longer
     bool foot_point = true;         // positions are on the floor, else at head height

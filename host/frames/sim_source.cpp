@@ -265,7 +265,7 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
         throw InputError("the source walks needs --trajectories FILE");
     }
     sim::TrajectoryOptions walks;
-    walks.camera_height_m = options.height_mm ? *options.height_mm / 1000.0 : kWalksHeight_m;
+    walks.camera_height_m = options.height_mm ? options.height_mm->value / 1000.0 : kWalksHeight_m;
     walks.fps = options.frames_per_second.value_or(0.0);
     walks.seed = options.seed;
     if (options.camera_at) {

@@ -148,7 +148,7 @@ std::string summary_text(const RunFacts& facts, const Scores& scores, const Evid
     out +=
         format_text("%.1f s of scene time, camera at %.0f mm%s, detection on %s%s\n", facts.scene_s,
                     facts.install_height_mm, facts.height_measured ? " (measured)" : "",
-                    detect_mode_name(facts.options.detect),
+                    detect_mode_name(facts.options.detect.value),
                     facts.interrupted ? ", ended early by the user" : "");
     print_counts(out, facts, scores);
     print_regions(out, facts, scores);

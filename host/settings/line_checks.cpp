@@ -55,18 +55,6 @@ std::string count_text(std::size_t points) {
     return " has " + std::to_string(points) + (points == 1 ? " point" : " points");
 }
 
-template <typename Named>
-void check_differ(const std::vector<Named>& list, const char* plural) {
-    for (std::size_t i = 1; i < list.size(); ++i) {
-        for (std::size_t j = 0; j < i; ++j) {
-            if (list[i].name != list[j].name) continue;
-            throw InputError(std::string("the counting ") + plural + " " + std::to_string(j + 1) +
-                             " and " + std::to_string(i + 1) + " are both called \"" +
-                             list[i].name + "\"; give each a name of its own");
-        }
-    }
-}
-
 }  // namespace
 
 std::string point_text(const PicturePoint& point) {
@@ -121,6 +109,16 @@ void check_exclusion_points(const std::vector<PicturePoint>& points, const std::
     check_polygon(points, place, "an exclusion area");
 }
 
+void check_inside(const std::vector<PicturePoint>& points, int width, int height,
+                  const std::string& place) {
+    for (const PicturePoint& p : points) {
+        if (p.x >= 0.0 && p.y >= 0.0 && p.x < width && p.y < height) continue;
+        throw InputError(place + " has the point " + point_text(p) +
+                         ", which leaves the picture; its points go from 0,0 to " +
+                         std::to_string(width - 1) + "," + std::to_string(height - 1));
+    }
+}
+
 void check_area_on_line(const std::vector<PicturePoint>& area,
                         const std::vector<PicturePoint>& line, const std::string& place) {
     bool touches = std::any_of(line.begin(), line.end(),
@@ -152,12 +150,15 @@ void check_name(const std::string& name, const std::string& place) {
     }
 }
 
-void check_names_differ(const std::vector<CountingLine>& lines) {
-    check_differ(lines, "lines");
-}
-
-void check_names_differ(const std::vector<CountingRegion>& regions) {
-    check_differ(regions, "regions");
+void check_names_differ(const std::vector<std::string>& names, const std::string& plural) {
+    for (std::size_t i = 1; i < names.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            if (names[i] != names[j]) continue;
+            throw InputError("the counting " + plural + " " + std::to_string(j + 1) + " and " +
+                             std::to_string(i + 1) + " are both called \"" + names[i] +
+                             "\"; give each a name of its own");
+        }
+    }
 }
 
 double area_px2(const std::vector<PicturePoint>& polygon) {

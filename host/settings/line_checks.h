@@ -26,14 +26,16 @@ void check_polygon(const std::vector<PicturePoint>& points, const std::string& p
 void check_area_points(const std::vector<PicturePoint>& points, const std::string& place);
 void check_region_points(const std::vector<PicturePoint>& points, const std::string& place);
 void check_exclusion_points(const std::vector<PicturePoint>& points, const std::string& place);
+// Points lie within a picture of this size.
+void check_inside(const std::vector<PicturePoint>& points, int width, int height,
+                  const std::string& place);
 void check_area_on_line(const std::vector<PicturePoint>& area,
                         const std::vector<PicturePoint>& line, const std::string& place);
 
 // Names are shown to people and written to JSON: UTF-8, not empty, no control characters.
 void check_name(const std::string& name, const std::string& place);
-// Throw InputError when two lines or two regions have the same name.
-void check_names_differ(const std::vector<CountingLine>& lines);
-void check_names_differ(const std::vector<CountingRegion>& regions);
+// Throws InputError when two of them are the same; `plural` is what has these names.
+void check_names_differ(const std::vector<std::string>& names, const std::string& plural);
 
 // Square pixels inside a polygon, by the even-odd rule.
 double area_px2(const std::vector<PicturePoint>& polygon);

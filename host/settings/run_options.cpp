@@ -14,6 +14,14 @@ namespace {
 constexpr double kLowestCamera_mm = 1500.0;
 constexpr double kHighestCamera_mm = 15000.0;
 
+template <typename PlacedThing>
+std::vector<std::string> names_of(const std::vector<PlacedThing>& things) {
+    std::vector<std::string> names;
+    for (const PlacedThing& thing : things)
+        names.push_back(thing.value.name);
+    return names;
+}
+
 void check_no_model(const std::string& model, const std::string& attribute) {
     if (model == "none") return;
     throw InputError("the " + attribute + " model is \"" + model +
@@ -105,13 +113,14 @@ void check_options(const RunOptions& options) {
         throw InputError("there are " + std::to_string(options.exclusions.size()) +
                          " exclusion areas; at most 4 are possible");
     }
-    check_names_differ(options.lines);
-    check_names_differ(options.regions);
+    check_names_differ(names_of(options.lines), "lines");
+    check_names_differ(names_of(options.regions), "regions");
     check_target_range(options.target_min_mm, options.target_max_mm,
                        "the range of counted heights");
     check_group_range(options.group_min, options.group_max, "the size of groups");
-    if (options.source.source == "depth-folder" && options.detect != DetectMode::kDepth) {
-        throw InputError(options.detect_place + " is \"" + detect_mode_name(options.detect) +
+    if (options.source.source == "depth-folder" && options.detect.value != DetectMode::kDepth) {
+        throw InputError(options.detect.place_or("--detect") + " is \"" +
+                         detect_mode_name(options.detect.value) +
                          "\"; a depth recording has no colour, so it must be depth");
     }
     if (options.source.source == "depth-folder") {

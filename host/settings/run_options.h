@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/placed.h"
 #include "host/frames/frame_source.h"
 #include "host/settings/line_checks.h"
 
@@ -13,24 +14,20 @@ namespace host {
 
 enum class DetectMode { kBoth = 0, kColour = 1, kDepth = 2 };
 
-// How messages name the place where a line and its U-turn area were given.
-struct LinePlace {
-    std::string line;
-    std::string area;
+// A counting line and its U-turn area may stand at different places.
+struct PlacedLine : Placed<CountingLine> {
+    using Placed<CountingLine>::Placed;
+    std::string area_place;
 };
 
 struct RunOptions {
     SourceOptions source;
-    bool measure_height = false;             // ask the library for the distance to the floor
-    std::vector<CountingLine> lines;         // in the user's coordinates; empty: the source's own
-    std::vector<LinePlace> line_places;      // of each line
-    std::vector<CountingRegion> regions;     // in the user's coordinates; empty: the source's own
-    std::vector<std::string> region_places;  // of each region, as messages name it
-    std::vector<std::vector<PicturePoint>> exclusions;  // people detected there are not followed
-    std::vector<std::string> exclusion_places;
-    std::string height_place = "--height";  // where the height was given
-    std::string detect_place = "--detect";
-    DetectMode detect = DetectMode::kDepth;
+    bool measure_height = false;  // ask the library for the distance to the floor
+    // All in the user's coordinates. No lines or regions: the source's own.
+    std::vector<PlacedLine> lines;
+    std::vector<Placed<CountingRegion>> regions;
+    std::vector<Placed<std::vector<PicturePoint>>> exclusions;  // nobody there is followed
+    Placed<DetectMode> detect{DetectMode::kDepth};
     std::string gender = "none";  // none, or an ONNX file
     std::string staff = "none";   // none, vest, or an ONNX file
     int target_min_mm = 800;      // people outside this range of heights are not counted

@@ -39,7 +39,7 @@ TEST(CommandLine, HasDefaults) {
     const host::RunOptions options = run_options({});
     EXPECT_EQ(options.source.source, "scene");
     EXPECT_EQ(options.source.scene, "entrance");
-    EXPECT_EQ(options.detect, host::DetectMode::kDepth);
+    EXPECT_EQ(options.detect.value, host::DetectMode::kDepth);
     EXPECT_TRUE(options.source.foot_point);
     EXPECT_FALSE(options.measure_height);
     EXPECT_FALSE(options.source.height_mm);
@@ -53,17 +53,17 @@ TEST(CommandLine, LineOptionsBelongToTheLineBefore) {
         run_options({"--line", "1,2 3,4", "--flip", "--name", "door", "--line", "5,6 7,8 9,10",
                      "--uturn", "0,0 9,0 9,9 0,9", "--line", "1,1 2,2", "--uturn", "none"});
     ASSERT_EQ(options.lines.size(), 3u);
-    EXPECT_TRUE(options.lines[0].flip);
-    EXPECT_EQ(options.lines[0].name, "door");
-    EXPECT_FALSE(options.lines[0].uturn_filter);
-    EXPECT_EQ(options.lines[1].points.size(), 3u);
-    EXPECT_EQ(options.lines[1].points[2].y, 10.0);
-    EXPECT_FALSE(options.lines[1].flip);
-    EXPECT_TRUE(options.lines[1].uturn_filter);
-    EXPECT_EQ(options.lines[1].uturn_area.size(), 4u);
-    EXPECT_EQ(options.lines[1].name, "line 2");
-    EXPECT_TRUE(options.lines[2].uturn_filter);
-    EXPECT_TRUE(options.lines[2].uturn_area.empty());
+    EXPECT_TRUE(options.lines[0].value.flip);
+    EXPECT_EQ(options.lines[0].value.name, "door");
+    EXPECT_FALSE(options.lines[0].value.uturn_filter);
+    EXPECT_EQ(options.lines[1].value.points.size(), 3u);
+    EXPECT_EQ(options.lines[1].value.points[2].y, 10.0);
+    EXPECT_FALSE(options.lines[1].value.flip);
+    EXPECT_TRUE(options.lines[1].value.uturn_filter);
+    EXPECT_EQ(options.lines[1].value.uturn_area.size(), 4u);
+    EXPECT_EQ(options.lines[1].value.name, "line 2");
+    EXPECT_TRUE(options.lines[2].value.uturn_filter);
+    EXPECT_TRUE(options.lines[2].value.uturn_area.empty());
 }
 
 TEST(CommandLine, RegionsAndExclusionAreasStandBesideLines) {
@@ -72,14 +72,14 @@ TEST(CommandLine, RegionsAndExclusionAreasStandBesideLines) {
                      "--region", "10,10 90,10 90,90 10,90", "--name", "till", "--exclude",
                      "0,0 5,0 5,5", "--exclude", "50,50 55,50 55,55"});
     ASSERT_EQ(options.regions.size(), 2u);
-    EXPECT_EQ(options.regions[0].name, "region 1");
-    EXPECT_EQ(options.regions[0].points.size(), 3u);
-    EXPECT_EQ(options.regions[1].name, "till");
-    EXPECT_EQ(options.regions[1].points[2].x, 90.0);
-    EXPECT_EQ(options.lines.at(0).name, "door");
-    EXPECT_TRUE(options.lines[0].flip);
+    EXPECT_EQ(options.regions[0].value.name, "region 1");
+    EXPECT_EQ(options.regions[0].value.points.size(), 3u);
+    EXPECT_EQ(options.regions[1].value.name, "till");
+    EXPECT_EQ(options.regions[1].value.points[2].x, 90.0);
+    EXPECT_EQ(options.lines.at(0).value.name, "door");
+    EXPECT_TRUE(options.lines[0].value.flip);
     ASSERT_EQ(options.exclusions.size(), 2u);
-    EXPECT_EQ(options.exclusions[1][2].y, 55.0);
+    EXPECT_EQ(options.exclusions[1].value[2].y, 55.0);
 }
 
 TEST(CommandLine, ChoosesWhatIsWritten) {
@@ -133,12 +133,12 @@ TEST(CommandLine, ReadsNumbersAndChoices) {
                      "--camera-at", "-1.5,2",   "--fps",          "16",     "--seconds", "2.5",
                      "--frames",    "9",        "--detect",       "both",   "--box",     "--seed",
                      "7",           "--output", "here",           "--quiet"});
-    EXPECT_EQ(*options.source.height_mm, 5200.0);
+    EXPECT_EQ(options.source.height_mm->value, 5200.0);
     EXPECT_EQ(options.source.camera_at->x, -1.5);
     EXPECT_EQ(*options.source.frames_per_second, 16.0);
     EXPECT_EQ(*options.seconds, 2.5);
     EXPECT_EQ(*options.frames, 9);
-    EXPECT_EQ(options.detect, host::DetectMode::kBoth);
+    EXPECT_EQ(options.detect.value, host::DetectMode::kBoth);
     EXPECT_FALSE(options.source.foot_point);
     EXPECT_EQ(options.source.seed, 7u);
     EXPECT_EQ(options.output, "here");
@@ -338,23 +338,23 @@ min = 3
 max = 5
 )");
     ASSERT_EQ(options.regions.size(), 2u);
-    EXPECT_EQ(options.regions[0].name, "till");
-    EXPECT_EQ(options.regions[0].points[2].y, 40.0);
-    EXPECT_EQ(options.regions[1].name, "region 2");
+    EXPECT_EQ(options.regions[0].value.name, "till");
+    EXPECT_EQ(options.regions[0].value.points[2].y, 40.0);
+    EXPECT_EQ(options.regions[1].value.name, "region 2");
     ASSERT_EQ(options.exclusions.size(), 1u);
-    EXPECT_EQ(options.exclusions[0].size(), 4u);
-    EXPECT_EQ(*options.source.height_mm, 3500.0);
+    EXPECT_EQ(options.exclusions[0].value.size(), 4u);
+    EXPECT_EQ(options.source.height_mm->value, 3500.0);
     EXPECT_EQ(options.target_min_mm, 1000);
     EXPECT_EQ(options.target_max_mm, 2000);
-    EXPECT_EQ(options.detect, host::DetectMode::kBoth);
+    EXPECT_EQ(options.detect.value, host::DetectMode::kBoth);
     EXPECT_FALSE(options.source.foot_point);
     ASSERT_EQ(options.lines.size(), 2u);
-    EXPECT_EQ(options.lines[0].name, "door");
-    EXPECT_EQ(options.lines[0].points[1].x, 30.5);
-    EXPECT_TRUE(options.lines[0].uturn_filter);
-    EXPECT_EQ(options.lines[0].uturn_area.size(), 3u);
-    EXPECT_TRUE(options.lines[0].flip);
-    EXPECT_EQ(options.lines[1].name, "line 2");
+    EXPECT_EQ(options.lines[0].value.name, "door");
+    EXPECT_EQ(options.lines[0].value.points[1].x, 30.5);
+    EXPECT_TRUE(options.lines[0].value.uturn_filter);
+    EXPECT_EQ(options.lines[0].value.uturn_area.size(), 3u);
+    EXPECT_TRUE(options.lines[0].value.flip);
+    EXPECT_EQ(options.lines[1].value.name, "line 2");
     EXPECT_EQ(options.group_counting, true);
     EXPECT_EQ(options.group_min, 3);
     EXPECT_EQ(options.group_max, 5);
@@ -422,6 +422,37 @@ TEST_F(ConfigFile, NamesThePlaceOfValuesThatDoNotFit) {
     EXPECT_THAT(error_of({"--folder", "x", "--config", path_.c_str()}), at(2, "must be depth"));
 }
 
+TEST_F(ConfigFile, EveryValueKnowsItsPlace) {
+    const std::string text =
+        "height_mm = 3500\n"
+        "\ndetect = \"both\"\n"
+        "[[line]]\nuturn = true\npoints = [[1, 2], [30, 40]]\n"
+        "area = [[0, 0], [50, 0], [0, 50]]\n"
+        "[[region]]\npoints = [[10, 20], [30, 20], [30, 40]]\n"
+        "[[exclude]]\npoints = [[0, 0], [9, 0], [9, 9]]\n";
+    const host::RunOptions options = read(text);
+    const auto at = [this](int line, const char* what) {
+        return "\"" + path_ + "\" line " + std::to_string(line) + ": " + what;
+    };
+    EXPECT_EQ(options.source.height_mm->place, at(1, "height_mm"));
+    EXPECT_EQ(options.detect.place, at(3, "detect"));
+    EXPECT_EQ(options.lines.at(0).place, at(6, "the line"));
+    EXPECT_EQ(options.lines[0].area_place, at(7, "the area"));
+    EXPECT_EQ(options.regions.at(0).place, at(9, "the region"));
+    EXPECT_EQ(options.exclusions.at(0).place, at(11, "the exclusion area"));
+
+    const host::RunOptions both =
+        run_options({"--line", "5,6 7,8", "--uturn", "0,0 9,0 9,9 0,9", "--config", path_.c_str(),
+                     "--height", "4000", "--detect", "depth", "--exclude", "1,1 9,1 9,9"});
+    EXPECT_EQ(both.source.height_mm->place, "--height");
+    EXPECT_EQ(both.detect.place, "--detect");
+    EXPECT_EQ(both.lines.at(0).place, "--line \"5,6 7,8\"");
+    EXPECT_EQ(both.lines[0].area_place, "--uturn \"0,0 9,0 9,9 0,9\"");
+    EXPECT_EQ(both.regions.at(0).place, at(9, "the region"));
+    EXPECT_EQ(both.exclusions.at(0).place, "--exclude \"1,1 9,1 9,9\"");
+    EXPECT_EQ(run_options({}).detect.place, "");
+}
+
 TEST_F(ConfigFile, ChoosesTheAttributeModels) {
     const host::RunOptions options = read("gender = \"g.onnx\"\nstaff = \"vest\"\n");
     EXPECT_EQ(options.gender, "g.onnx");
@@ -459,14 +490,14 @@ TEST_F(ConfigFile, TheCommandLineWins) {
         run_options({"--height", "auto", "--line", "5,6 7,8", "--config", path_.c_str(), "--detect",
                      "depth", "--region", "5,5 7,5 7,7"});
     ASSERT_EQ(options.regions.size(), 1u);
-    EXPECT_EQ(options.regions[0].points[0].x, 5.0);
+    EXPECT_EQ(options.regions[0].value.points[0].x, 5.0);
     ASSERT_EQ(options.exclusions.size(), 1u);  // the command line says nothing about it
-    EXPECT_EQ(options.exclusions[0][1].y, 4.0);
+    EXPECT_EQ(options.exclusions[0].value[1].y, 4.0);
     EXPECT_TRUE(options.measure_height);
     EXPECT_FALSE(options.source.height_mm);
-    EXPECT_EQ(options.detect, host::DetectMode::kDepth);
+    EXPECT_EQ(options.detect.value, host::DetectMode::kDepth);
     ASSERT_EQ(options.lines.size(), 1u);
-    EXPECT_EQ(options.lines[0].points[0].x, 5.0);
+    EXPECT_EQ(options.lines[0].value.points[0].x, 5.0);
 }
 
 TEST(Options, AreCheckedTogether) {

@@ -1,0 +1,23 @@
+// A value of the user's that knows where it was given.
+#pragma once
+
+#include <string>
+#include <utility>
+
+namespace host {
+
+template <typename T>
+struct Placed {
+    Placed() = default;
+    Placed(T given, std::string where = "") : value(std::move(given)), place(std::move(where)) {}
+
+    // For values that no user gave.
+    std::string place_or(const std::string& otherwise) const {
+        return place.empty() ? otherwise : place;
+    }
+
+    T value{};
+    std::string place;  // as messages begin, such as: "door.toml" line 3: height_mm
+};
+
+}  // namespace host

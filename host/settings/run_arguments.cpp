@@ -1,0 +1,380 @@
+// Table of the options of a run, and what each does.
+#include "host/settings/run_arguments.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+
+namespace host {
+namespace {
+
+constexpr const char* kPointsOfPolygon = "\"X,Y X,Y X,Y ...\"";
+
+// An option that sets one thing; without a type it is a flag. Texts of most take part as they are.
+struct RunArgument {
+    using Apply = void (*)(const std::string& text, RunOptions& options);
+    std::string name;
+    std::string type;
+    std::string description;
+    Apply apply;                       // null: not by itself
+    std::vector<std::string> sources;  // that alone understand it; empty: all
+};
+
+double number_from(const std::string& text, const std::string& option) {
+    const std::optional<double> value = to_number(text);
+    if (!value) throw InputError(option + " is \"" + text + "\"; write a number such as 12.5");
+    return *value;
+}
+
+template <typename Whole>
+Whole whole_from(const std::string& text, const std::string& option, Whole lowest) {
+    Whole value{};
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc{} || stop != end || value < lowest) {
+        throw InputError(option + " is \"" + text + "\"; write a whole number of " +
+                         std::to_string(lowest) + " to " +
+                         std::to_string(std::numeric_limits<Whole>::max()));
+    }
+    return value;
+}
+
+void set_camera_at(const std::string& text, RunOptions& options) {
+    const std::vector<PicturePoint> at = parse_points(text, "--camera-at");
+    if (at.size() != 1) throw InputError("--camera-at needs one point, such as 1.5,-2");
+    options.source.camera_at = at.front();
+}
+
+void set_rate(const std::string& text, RunOptions& options) {
+    const double fps = number_from(text, "--fps");
+    if (!(fps >= 1.0 && fps <= 240.0)) {
+        throw InputError("--fps is " + text + "; it must be 1 to 240");
+    }
+    options.source.frames_per_second = fps;
+}
+
+void set_height(const std::string& text, RunOptions& options) {
+    options.measure_height = text == "auto";
+    options.source.height_mm.reset();
+    if (options.measure_height) return;
+    const std::optional<double> value = to_number(text);
+    if (!value) {
+        throw InputError("--height is \"" + text +
+                         "\"; write the camera's height over the floor in millimetres, or auto");
+    }
+    const std::string place = "--height";
+    options.source.height_mm = Placed(checked_height_mm(*value, place), place);
+}
+
+void set_seconds(const std::string& text, RunOptions& options) {
+    options.seconds = number_from(text, "--seconds");
+    if (!(*options.seconds > 0.0)) {
+        throw InputError("--seconds is " + text + "; it must be above 0");
+    }
+}
+
+std::string joined(const std::vector<std::string>& words, const std::string& between) {
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : between) + word;
+    return text;
+}
+
+const std::vector<RunArgument>& source_arguments() {
+    using Text = const std::string&;
+    static const std::vector<RunArgument> list{
+        {"--source", joined(source_names(), "|"), "Kind of source [scene]", nullptr, {}},
+        {"--scene",
+         "NAME",
+         "Built-in scene, see \"vca scenes\" [entrance]",
+         [](Text text, RunOptions& options) { options.source.scene = text; },
+         {"scene"}},
+        {"--seed",
+         "N",
+         "Seed of people and noise [1]",
+         [](Text text, RunOptions& options) {
+             options.source.seed = whole_from<std::uint64_t>(text, "--seed", 0);
+         },
+         {"scene", "walks"}},
+        {"--trajectories",
+         "FILE",
+         "Recorded walks, lines of \"id frame x y z\"",
+         [](Text text, RunOptions& options) { options.source.trajectories = text; },
+         {"walks"}},
+        {"--camera-at",
+         "X,Y",
+         "Where the camera hangs over recorded walks, metres in the file's coordinates "
+         "[the middle]",
+         set_camera_at,
+         {"walks"}},
+        {"--folder",
+         "DIR",
+         "Recording of a depth camera: numbered 16-bit PNG files in millimetres",
+         [](Text text, RunOptions& options) { options.source.folder = text; },
+         {"depth-folder"}},
+        {"--camera",
+         "FILE",
+         "Camera file of the recording [camera.toml in its folder]",
+         [](Text text, RunOptions& options) { options.source.camera_file = text; },
+         {"depth-folder"}},
+        {"--fps",
+         "N",
+         "Frames a second of walks or recording [as the file says]",
+         set_rate,
+         {"walks", "depth-folder"}},
+        {"--height",
+         "MM|auto",
+         "Camera over the floor in mm, or \"auto\" to measure it [as the source says]",
+         set_height,
+         {}},
+        {"--seconds", "S", "End after this much scene time", set_seconds, {}},
+        {"--frames",
+         "N",
+         "End after this many frames",
+         [](Text text, RunOptions& options) {
+             options.frames = whole_from<std::int64_t>(text, "--frames", 1);
+         },
+         {}},
+    };
+    return list;
+}
+
+const std::vector<RunArgument>& counting_arguments() {
+    using Text = const std::string&;
+    static const std::vector<RunArgument> list{
+        {"--detect",
+         "both|colour|depth",
+         "Images that people are looked for in [depth]",
+         [](Text text, RunOptions& options) {
+             const std::string place = "--detect";
+             options.detect = {parse_detect_mode(text, place), place};
+         },
+         {}},
+        {"--gender",
+         "none|FILE.onnx",
+         "Network that tells men from women [none]",
+         [](Text text, RunOptions& options) { options.gender = text; },
+         {}},
+        {"--staff",
+         "none|vest|FILE.onnx",
+         "What tells staff from visitors: high-visibility vests or a network [none]",
+         [](Text text, RunOptions& options) { options.staff = text; },
+         {}},
+        {"--foot",
+         "",
+         "Count by the point on the floor (default)",
+         [](Text, RunOptions& options) { options.source.foot_point = true; },
+         {}},
+        {"--box",
+         "",
+         "Count by the middle of head and shoulders",
+         [](Text, RunOptions& options) { options.source.foot_point = false; },
+         {}},
+        {"--config",
+         "FILE",
+         "TOML file with [[line]] tables (name, points, uturn, area, flip), [[region]] "
+         "tables (name, points), [[exclude]] tables (points), height_mm, "
+         "target_height_mm, [group] (enabled, min, max), detect, gender, staff, position",
+         nullptr,
+         {}},
+    };
+    return list;
+}
+
+const std::vector<RunArgument>& output_arguments() {
+    using Text = const std::string&;
+    static const std::vector<RunArgument> list{
+        {"--output",
+         "DIR",
+         "Folder for the results [out/<name>]",
+         [](Text text, RunOptions& options) { options.output = text; },
+         {}},
+        {"--show-detected",
+         "",
+         "Have the analysis also send the trails of the boxes as detected",
+         [](Text, RunOptions& options) { options.show_detected = true; },
+         {}},
+        {"--no-live",
+         "",
+         "Leave out the live video",
+         [](Text, RunOptions& options) { options.live = false; },
+         {}},
+        {"--quiet",
+         "",
+         "Print only the summary",
+         [](Text, RunOptions& options) { options.quiet = true; },
+         {}},
+    };
+    return list;
+}
+
+void add_to(CLI::App& run, const std::vector<RunArgument>& arguments, const std::string& group) {
+    for (const RunArgument& argument : arguments) {
+        if (argument.type.empty()) {
+            run.add_flag(argument.name, argument.description)
+                ->disable_flag_override()
+                ->group(group);
+        } else {
+            run.add_option(argument.name, argument.description)
+                ->type_name(argument.type)
+                ->group(group);
+        }
+    }
+}
+
+void apply(const CLI::App& run, const std::vector<RunArgument>& arguments, RunOptions& options) {
+    for (const RunArgument& argument : arguments) {
+        const std::optional<std::string> text = value_of(run, argument.name);
+        if (text && argument.apply != nullptr) argument.apply(*text, options);
+    }
+}
+
+void check_sources(const CLI::App& run, const std::string& source) {
+    const std::vector<std::string> known = source_names();
+    if (std::find(known.begin(), known.end(), source) == known.end()) return;
+    for (const RunArgument& argument : source_arguments()) {
+        const std::vector<std::string>& fit = argument.sources;
+        if (fit.empty() || !is_given(run, argument.name)) continue;
+        if (std::find(fit.begin(), fit.end(), source) != fit.end()) continue;
+        throw InputError(argument.name + " belongs to --source " + joined(fit, " or ") +
+                         "; the source of this run is " + source);
+    }
+}
+
+}  // namespace
+
+bool is_given(const CLI::App& command, const std::string& option) {
+    return command.get_option(option)->count() > 0;
+}
+
+std::optional<std::string> value_of(const CLI::App& command, const std::string& option) {
+    if (!is_given(command, option)) return std::nullopt;
+    return command.get_option(option)->results().front();
+}
+
+void PlaceArguments::check_once(const std::string& option, const std::string& place) {
+    if (of_last_.insert(option).second) return;
+    throw InputError(option + " is given twice for " + place + "; each takes it once");
+}
+
+PlacedLine& PlaceArguments::line_before(const std::string& option) {
+    if (last_ != Kind::kLine) {
+        throw InputError(option + " belongs to a counting line; write it after its --line");
+    }
+    check_once(option, lines_.back().place);
+    return lines_.back();
+}
+
+void PlaceArguments::add_line(const std::string& text) {
+    PlacedLine line({}, "--line \"" + text + "\"");
+    line.value.name = "line " + std::to_string(lines_.size() + 1);
+    line.value.points = parse_points(text, line.place);
+    check_line_points(line.value.points, line.place);
+    lines_.push_back(std::move(line));
+    last_ = Kind::kLine;
+    of_last_.clear();
+}
+
+void PlaceArguments::add_region(const std::string& text) {
+    Placed<CountingRegion> region({}, "--region \"" + text + "\"");
+    region.value.name = "region " + std::to_string(regions_.size() + 1);
+    region.value.points = parse_points(text, region.place);
+    check_region_points(region.value.points, region.place);
+    regions_.push_back(std::move(region));
+    last_ = Kind::kRegion;
+    of_last_.clear();
+}
+
+void PlaceArguments::add_exclusion(const std::string& text) {
+    const std::string place = "--exclude \"" + text + "\"";
+    exclusions_.emplace_back(parse_points(text, place), place);
+    check_exclusion_points(exclusions_.back().value, place);
+    last_ = Kind::kExclusion;
+}
+
+void PlaceArguments::add_name(const std::string& text) {
+    if (last_ != Kind::kLine && last_ != Kind::kRegion) {
+        throw InputError(
+            "--name belongs to a counting line or region; write it after its --line or --region");
+    }
+    const bool of_line = last_ == Kind::kLine;
+    const std::string& place = of_line ? lines_.back().place : regions_.back().place;
+    check_once("--name", place);
+    check_name(text, "--name of " + place);
+    (of_line ? lines_.back().value.name : regions_.back().value.name) = text;
+}
+
+void PlaceArguments::add_uturn(const std::string& text) {
+    PlacedLine& given = line_before("--uturn");
+    CountingLine& line = given.value;
+    line.uturn_filter = true;
+    if (text == "none") return;
+    given.area_place = "--uturn \"" + text + "\"";
+    line.uturn_area = parse_points(text, given.area_place);
+    check_area_points(line.uturn_area, given.area_place);
+    check_area_on_line(line.uturn_area, line.points, given.area_place);
+}
+
+void PlaceArguments::add_options(CLI::App& run) {
+    using Add = void (PlaceArguments::*)(const std::string&);
+    const auto add = [this, &run](const char* option, const std::string& type, Add read,
+                                  const char* description) {
+        run.add_option_function<std::string>(
+               option, [this, read](const std::string& text) { (this->*read)(text); }, description)
+            ->type_name(type)
+            ->trigger_on_parse()
+            ->group("Counting");
+    };
+    add("--line", "\"X,Y X,Y ...\"", &PlaceArguments::add_line,
+        "Counting line, 2 to 5 points; up to 4 lines");
+    add("--name", "TEXT", &PlaceArguments::add_name, "Name of the line or region");
+    add("--uturn", std::string(kPointsOfPolygon) + "|none", &PlaceArguments::add_uturn,
+        "Do not count people who turn back within this area of 3 to 10 points, or \"none\" for "
+        "the whole picture");
+    run.add_flag_callback(
+           "--flip", [this] { line_before("--flip").value.flip = true; },
+           "Swap directions 1 and 2 of the line")
+        ->trigger_on_parse()
+        ->group("Counting");
+    add("--region", kPointsOfPolygon, &PlaceArguments::add_region,
+        "Region in which people and their stay are counted, 3 to 10 points; up to 4 regions");
+    add("--exclude", kPointsOfPolygon, &PlaceArguments::add_exclusion,
+        "Area of 3 to 10 points in which nobody is followed; up to 4 areas");
+}
+
+void PlaceArguments::replace_in(RunOptions& options) const {
+    if (!lines_.empty()) options.lines = lines_;
+    if (!regions_.empty()) options.regions = regions_;
+    if (!exclusions_.empty()) options.exclusions = exclusions_;
+}
+
+RunArguments::RunArguments(CLI::App& run) : run_(run) {
+    add_to(run_, source_arguments(), "Where the frames come from");
+    places_.add_options(run_);
+    add_to(run_, counting_arguments(), "Counting");
+    add_to(run_, output_arguments(), "Output");
+}
+
+// A file or folder alone implies its source.
+std::string RunArguments::source() const {
+    if (const auto source = value_of(run_, "--source")) return *source;
+    if (is_given(run_, "--trajectories")) return "walks";
+    return is_given(run_, "--folder") ? "depth-folder" : "scene";
+}
+
+void RunArguments::apply_to(RunOptions& options) const {
+    options.source.source = source();
+    check_sources(run_, options.source.source);
+    if (is_given(run_, "--foot") && is_given(run_, "--box")) {
+        throw InputError("--foot and --box exclude each other; give one of them");
+    }
+    // The command line wins over the file, wherever --config stands in it.
+    if (const auto file = value_of(run_, "--config")) read_config_file(*file, options);
+    places_.replace_in(options);
+    apply(run_, source_arguments(), options);
+    apply(run_, counting_arguments(), options);
+    apply(run_, output_arguments(), options);
+}
+
+}  // namespace host
