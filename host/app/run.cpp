@@ -14,6 +14,7 @@
 #include "host/base/text.h"
 #include "host/engine/session.h"
 #include "host/score/samples.h"
+#include "host/settings/library_config.h"
 
 namespace host {
 namespace {
@@ -108,78 +109,28 @@ void leave_out_excluded(const RunPlan& plan, std::vector<TruePerson>& people) {
     }
 }
 
-POINT12 to_config_point(const PicturePoint& p) {
-    POINT12 point{};
-    point.en = 1;
-    point.x = static_cast<std::int32_t>(std::lround(p.x));
-    point.y = static_cast<std::int32_t>(std::lround(p.y));
-    return point;
-}
-
-VCA_CFG_LINE_S to_config_line(const CountingLine& line) {
-    VCA_CFG_LINE_S config{};
-    config.LineEn = 1;
-    for (std::size_t i = 0; i < line.points.size(); ++i) {
-        config.pt[i] = to_config_point(line.points[i]);
-    }
-    config.UturnEn = line.uturn_filter ? 1 : 0;
-    for (std::size_t i = 0; i < line.uturn_area.size(); ++i) {
-        config.uturn_pt[i] = to_config_point(line.uturn_area[i]);
-    }
-    config.Flip = line.flip ? 1 : 0;
-    return config;
-}
-
-VCA_CFG_RGN_S to_config_region(const CountingRegion& region) {
-    VCA_CFG_RGN_S config{};
-    config.used = 1;
-    config.en_a = 1;
-    for (std::size_t i = 0; i < region.points.size(); ++i)
-        config.pt[i] = to_config_point(region.points[i]);
-    return config;
-}
-
-VCA_CFG_EXCL_S to_config_exclusion(const std::vector<PicturePoint>& area) {
-    constexpr std::uint32_t kDropDetections = 0;
-    VCA_CFG_EXCL_S config{};
-    config.type = kDropDetections;
-    for (std::size_t i = 0; i < area.size(); ++i)
-        config.pt[i] = to_config_point(area[i]);
-    return config;
-}
-
-VCA_ALGO_CFG_S to_config(const RunPlan& plan, double height_mm) {
+VCA_ALGO_CFG_S config_of(const RunPlan& plan, double height_mm) {
     const RunOptions& options = plan.options;
-    VCA_ALGO_CFG_S config{};
-    config.InstallHeight = static_cast<std::int32_t>(std::lround(height_mm));
-    config.TargetHeightMin = options.target_min_mm;
-    config.TargetHeightMax = options.target_max_mm;
-    config.StandAloneTrk = options.source.foot_point ? 1 : 0;
-    config.GroupEn = options.group_counting.value_or(plan.source->info().group_counting) ? 1 : 0;
-    config.GroupObjNumMin = options.group_min;
-    config.GroupObjNumMax = options.group_max;
-    config.cscdMapSize[2] = kColourWidth;
-    config.cscdMapSize[3] = kColourHeight;
-    config.ShowHistoryBox = 1;
-    config.DetectModel = static_cast<std::int32_t>(options.detect.value);
-    config.GenderRecognize = options.gender == kNoModel ? 0 : 1;
-    config.StaffDetection = options.staff == kNoModel ? 0 : 1;
-    for (std::size_t i = 0; i < plan.lines.size(); ++i) {
-        config.line[i] = to_config_line(plan.lines[i]);
-    }
-    config.HtmpEn = 1;
-    config.RgnEn = plan.regions.empty() ? 0 : 1;
-    for (std::size_t i = 0; i < plan.regions.size(); ++i)
-        config.rgn[i] = to_config_region(plan.regions[i]);
-    config.ExclTotalEn = plan.exclusions.empty() ? 0 : 1;
-    for (std::size_t i = 0; i < plan.exclusions.size(); ++i)
-        config.excl[i] = to_config_exclusion(plan.exclusions[i]);
-    return config;
+    LibrarySettings settings;
+    settings.height_mm = height_mm;
+    settings.target_min_mm = options.target_min_mm;
+    settings.target_max_mm = options.target_max_mm;
+    settings.foot_point = options.source.foot_point;
+    settings.detect = options.detect.value;
+    settings.group_counting = options.group_counting.value_or(plan.source->info().group_counting);
+    settings.group_min = options.group_min;
+    settings.group_max = options.group_max;
+    settings.gender = options.gender != kNoModel;
+    settings.staff = uses_staff_model(options);
+    settings.lines = plan.lines;
+    settings.regions = plan.regions;
+    settings.exclusions = plan.exclusions;
+    return library_config(settings);
 }
 
 SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     SessionSetup setup;
-    setup.config = plan.config ? *plan.config : to_config(plan, height_mm);
+    setup.config = plan.config ? *plan.config : config_of(plan, height_mm);
     setup.camera = plan.source->info().camera;
     setup.attributes = &plan.attributes;
     return setup;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/base/picture.h"
+#include "host/settings/library_config.h"
 #include "host/settings/site_map.h"
 
 namespace host {
@@ -81,32 +82,6 @@ CountingLine as_seen(const SiteDevice& device, const SiteLine& line,
             on_floor(device, line.uturn_area), line.flip};
 }
 
-POINT12 to_config_point(const PicturePoint& p) {
-    const POINT_POS_S pixel = whole_pixel(p);
-    POINT12 point{};
-    point.en = 1;
-    point.x = pixel.x;
-    point.y = pixel.y;
-    return point;
-}
-
-void set_line(const CountingLine& line, VCA_CFG_LINE_S& config) {
-    if (line.points.empty()) return;
-    config.LineEn = 1;
-    std::transform(line.points.begin(), line.points.end(), config.pt, to_config_point);
-    config.UturnEn = line.uturn_filter ? 1 : 0;
-    std::transform(line.uturn_area.begin(), line.uturn_area.end(), config.uturn_pt,
-                   to_config_point);
-    config.Flip = line.flip ? 1 : 0;
-}
-
-void set_region(const std::vector<PicturePoint>& points, VCA_CFG_RGN_S& config) {
-    if (points.empty()) return;
-    config.used = 1;
-    config.en_a = 1;
-    std::transform(points.begin(), points.end(), config.pt, to_config_point);
-}
-
 bool sees_floor(const SiteDevice& device, const SiteRegion& region) {
     return std::all_of(region.points.begin(), region.points.end(),
                        [&](const SitePoint& p) { return sees(device, p, 0.0); });
@@ -148,39 +123,26 @@ std::vector<CountingRegion> own_regions(const Site& site, const SiteDevice& devi
 }
 
 VCA_ALGO_CFG_S device_config(const Site& site, const SiteDevice& device, SiteRole role) {
-    constexpr int kModeAlone = 0;
-    constexpr int kModeMaster = 1;
-    constexpr int kModeSlave = 2;
-    const bool alone = role == SiteRole::kAlone;
-    VCA_ALGO_CFG_S config{};
-    config.devWorkMode = alone ? kModeAlone : device.master ? kModeMaster : kModeSlave;
-    config.InstallHeight = static_cast<std::int32_t>(std::lround(device.height_mm));
-    config.TargetHeightMin = site.target_min_mm;
-    config.TargetHeightMax = site.target_max_mm;
-    config.StandAloneTrk = 1;
-    config.DetectModel = static_cast<std::int32_t>(site.detect);
-    config.cscdMapSize[2] = kColourWidth;
-    config.cscdMapSize[3] = kColourHeight;
-    if (config.devWorkMode == kModeSlave) return config;
-
-    config.GroupEn = site.group_counting ? 1 : 0;
-    config.GroupObjNumMin = site.group_min;
-    config.GroupObjNumMax = site.group_max;
-    config.HtmpEn = 1;
-    config.ShowHistoryBox = 1;
-    if (!alone) {
-        const std::array<std::int32_t, 4> area = master_area(site);
-        std::copy(area.begin(), area.end(), config.cscdMapSize);
+    LibrarySettings settings;
+    settings.height_mm = device.height_mm;
+    settings.target_min_mm = site.target_min_mm;
+    settings.target_max_mm = site.target_max_mm;
+    settings.detect = site.detect;
+    settings.group_counting = site.group_counting;
+    settings.group_min = site.group_min;
+    settings.group_max = site.group_max;
+    if (role == SiteRole::kAlone) {
+        settings.lines = own_lines(site, device);
+        settings.regions = own_regions(site, device);
+    } else if (device.master) {
+        settings.mode = VCA_WORK_MASTER;
+        settings.area = master_area(site);
+        settings.lines = master_lines(site);
+        settings.regions = master_regions(site);
+    } else {
+        settings.mode = VCA_WORK_SLAVE;
     }
-    const std::vector<CountingLine> lines = alone ? own_lines(site, device) : master_lines(site);
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        set_line(lines[i], config.line[i]);
-    const std::vector<CountingRegion> regions =
-        alone ? own_regions(site, device) : master_regions(site);
-    config.RgnEn = regions.empty() ? 0 : 1;
-    for (std::size_t i = 0; i < regions.size(); ++i)
-        set_region(regions[i].points, config.rgn[i]);
-    return config;
+    return library_config(settings);
 }
 
 SiteViewSetup view_setup(const Site& site, const SiteDevice& device) {

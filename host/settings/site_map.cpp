@@ -27,12 +27,6 @@ double metres_per_pixel(const SiteDevice& device, double plane_m) {
     return (device.height_mm / 1000.0 - plane_m) / device.focal_px;
 }
 
-int whole(double value) {
-    constexpr double kMost = kFarthestPixel;
-    if (std::isnan(value)) return 0;
-    return static_cast<int>(std::lround(std::clamp(value, -kMost, kMost)));
-}
-
 // From the top of the head down to the middle of the box around head and shoulders; measured on the
 // detector: 0.27 to 0.29 m, wherever in the picture.
 constexpr double kMiddleBelowHead_m = 0.28;
@@ -136,7 +130,7 @@ double shared_view_m2(const SiteDevice& a, const SiteDevice& b, double plane_m) 
 }
 
 POINT_POS_S whole_pixel(const PicturePoint& p) {
-    return {whole(p.x), whole(p.y)};
+    return {whole_coordinate(p.x), whole_coordinate(p.y)};
 }
 
 PicturePoint to_master(const Site& site, const SitePoint& point) {
@@ -178,10 +172,10 @@ std::array<std::int32_t, 4> master_area(const Site& site) {
     }
     // Corners that lie on a whole pixel but for rounding stay there.
     constexpr double kRounding_px = 1e-6;
-    const int x = whole(std::floor(left + kRounding_px));
-    const int y = whole(std::floor(top + kRounding_px));
-    return {x, y, whole(std::ceil(right - kRounding_px)) - x,
-            whole(std::ceil(bottom - kRounding_px)) - y};
+    const int x = whole_coordinate(std::floor(left + kRounding_px));
+    const int y = whole_coordinate(std::floor(top + kRounding_px));
+    return {x, y, whole_coordinate(std::ceil(right - kRounding_px)) - x,
+            whole_coordinate(std::ceil(bottom - kRounding_px)) - y};
 }
 
 }  // namespace host

@@ -10,14 +10,11 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/settings/library_config.h"
 #include "host/settings/site.h"
 #include "vca/cascade.h"
 
 namespace host {
-
-// No mapped coordinate is beyond +-15359: the smallest one that a configuration may hold, and small
-// enough for the library's products of differences to fit 32 bits.
-inline constexpr int kFarthestPixel = 15359;
 
 // `plane_m` is the height over the floor; it must be below the camera.
 SitePoint to_site(const SiteDevice& device, const PicturePoint& pixel, double plane_m);
@@ -36,7 +33,7 @@ std::array<SitePoint, 4> view_outline(const SiteDevice& device, double plane_m);
 // Square metres that both cameras see at a height.
 double shared_view_m2(const SiteDevice& a, const SiteDevice& b, double plane_m);
 
-// The nearest whole pixel, halves away from 0, not beyond kFarthestPixel.
+// The nearest whole pixel, as a configuration may hold it.
 POINT_POS_S whole_pixel(const PicturePoint& p);
 
 // A place on the floor in the master's picture.
