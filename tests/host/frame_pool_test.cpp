@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -176,6 +177,70 @@ TEST(FramePool, MakesTheProducerWaitForAFreeSlot) {
     producer.join();
     EXPECT_TRUE(got_slot);
     pool.wait_drained();
+}
+
+TEST(FramePool, KeepsThePixelsOfAHeldSetUntilItIsLetGo) {
+    FramePool pool(1);
+    submit(pool, 7);
+    const AVS_IVE_ALL_S set = pool.take();
+    pool.hold(7);
+    give_back(pool, set);
+    std::atomic<bool> got_slot{false};
+    std::thread producer([&] {
+        submit(pool, 8);
+        got_slot = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_FALSE(got_slot);
+    EXPECT_EQ(pool.held(7).raw_mm[0], 7);
+    EXPECT_EQ(pool.on_loan(8), nullptr);  // the library has given it back
+    EXPECT_EQ(pool.loans().blocks, 0);
+    pool.let_go(7);
+    producer.join();
+    EXPECT_THROW(pool.held(7), std::logic_error);
+    EXPECT_THROW(pool.hold(7), std::logic_error);
+    EXPECT_THROW(pool.let_go(7), std::logic_error);
+}
+
+TEST(FramePool, ASetLetGoBeforeItComesBackIsFreeWhenItDoes) {
+    FramePool pool(1);
+    submit(pool, 7);
+    const AVS_IVE_ALL_S set = pool.take();
+    pool.hold(7);
+    pool.let_go(7);
+    EXPECT_EQ(pool.held(7).raw_mm[0], 7);  // still on loan
+    give_back(pool, set);
+    pool.wait_drained();
+    pool.give_up(pool.acquire());
+}
+
+std::optional<std::int64_t> submit_newest(FramePool& pool, std::int64_t number) {
+    const int slot = pool.acquire();
+    pool.planes(slot).raw_mm.assign(480 * 256, static_cast<std::uint16_t>(number));
+    return pool.submit_newest(slot, number);
+}
+
+TEST(FramePool, TheNewestTakesThePlaceOfTheOneThatWaits) {
+    FramePool pool(3);
+    EXPECT_EQ(submit_newest(pool, 1), std::nullopt);
+    EXPECT_EQ(submit_newest(pool, 2), 1);
+    EXPECT_EQ(submit_newest(pool, 3), 2);
+    const AVS_IVE_ALL_S third = pool.take();
+    EXPECT_EQ(third.flag, 4u);
+    EXPECT_EQ(*reinterpret_cast<const std::uint16_t*>(third.raw.vir_addr), 3);
+    EXPECT_EQ(pool.take().raw.vb_blk, VCA_VB_NONE);
+    // One on loan is not left out.
+    EXPECT_EQ(submit_newest(pool, 4), std::nullopt);
+    EXPECT_EQ(submit_newest(pool, 5), 4);
+    EXPECT_EQ(pool.loans().blocks, 3);
+    give_back(pool, third);
+    const AVS_IVE_ALL_S fifth = pool.take();
+    EXPECT_EQ(fifth.flag, 6u);
+    give_back(pool, fifth);
+    pool.wait_drained();
+    for (int i = 0; i < 3; ++i)
+        pool.acquire();  // the places of those that were left out are free again
+    EXPECT_EQ(pool.loans().errors, 0);
 }
 
 TEST(FramePool, RefusesAbsurdSizes) {

@@ -154,6 +154,50 @@ TEST_F(LiveVideoFile, FramesFedAfterTheEndAreLeftOut) {
     EXPECT_EQ(video.frames(), 1);
 }
 
+// How much nearer a picture is to one drawing than to another where the two clearly differ below
+// the camera's picture: 1 when equal to the first, -1 when equal to the second. Lossy coding leaves
+// no exact pixels.
+double likeness(const cv::Mat& picture, const cv::Mat& first, const cv::Mat& second) {
+    const cv::Rect strip(0, host::kLiveCamera.height, host::kLivePicture.width,
+                         host::kLivePicture.height - host::kLiveCamera.height);
+    const auto grey = [&strip](const cv::Mat& image) {
+        cv::Mat out;
+        cv::cvtColor(image(strip), out, cv::COLOR_BGR2GRAY);
+        return out;
+    };
+    cv::Mat difference;
+    cv::absdiff(grey(first), grey(second), difference);
+    const cv::Mat mask = difference > 100;
+    EXPECT_GT(cv::countNonZero(mask), 20);
+    const double to_first = cv::norm(grey(picture), grey(first), cv::NORM_L1, mask);
+    const double to_second = cv::norm(grey(picture), grey(second), cv::NORM_L1, mask);
+    return (to_second - to_first) / (to_first + to_second);
+}
+
+// A recording may begin anywhere, and its numbers are not its seconds times its rate.
+TEST_F(LiveVideoFile, ShowsTheSceneTimeOfItsFrames) {
+    constexpr std::int64_t kFirst = 9000;
+    constexpr double kFirst_s = 600.0;
+    host::LiveVideo video(setup(30.0));
+    const host::FramePlanes planes = grey_planes();
+    const std::vector<host::TruePerson> nobody;
+    const std::vector<host::TrueCrossing> none;
+    for (int n = 0; n < 4; ++n) {
+        video.on_frame({kFirst + n, kFirst_s + n / 30.0, planes, nobody, none});
+        end(video, kFirst + n);
+    }
+    video.finish();
+    const auto drawn_at = [this](double time_s) {
+        cv::Mat picture;
+        host::LiveView(setup().scene).draw({}, kFirst, time_s, picture);
+        return picture;
+    };
+    const std::vector<cv::Mat> pictures = read_back();
+    ASSERT_EQ(pictures.size(), 4u);
+    for (const double wrong_s : {0.0, static_cast<double>(kFirst) / 30.0, kFirst_s + 10.0})
+        EXPECT_GT(likeness(pictures[0], drawn_at(kFirst_s), drawn_at(wrong_s)), 0.5) << wrong_s;
+}
+
 TEST_F(LiveVideoFile, WithoutFramesThereIsOnePlainPicture) {
     host::LiveVideo video(setup());
     video.finish();
