@@ -33,7 +33,7 @@ Pace::Pace(double frames_per_second, std::optional<std::int64_t> start_at_ms,
 }
 
 void Pace::wait_for(double time_s) {
-    if (!start_) start_ = steady_clock::now();
+    if (!start_) start_ = steady_clock::now() - seconds_of(time_s);
     const steady_clock::time_point moment = *start_ + seconds_of(time_s);
     for (auto now = steady_clock::now(); now < moment && !stop_; now = steady_clock::now())
         std::this_thread::sleep_for(std::min<nanoseconds>(moment - now, kLongestSleep));

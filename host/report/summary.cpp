@@ -227,7 +227,8 @@ Json left_over_json(const LeftOver& left) {
             {"images", left.images},
             {"wrong_returns", left.loans.errors},
             {"undelivered_messages", left.undelivered_messages},
-            {"refused_messages", left.refused_messages}};
+            {"refused_messages", left.refused_messages},
+            {"left_out_frames", left.left_out_frames}};
 }
 
 }  // namespace
