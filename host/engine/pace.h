@@ -17,8 +17,8 @@ struct PaceFigures {
 
 class Pace {
   public:
-    // The moment of scene time 0 in milliseconds since 1970; none: such that the first frame comes at
-    // once. `stop` must outlive the pace.
+    // The moment of scene time 0 in milliseconds since 1970; none: such that the first frame comes
+    // at once. `stop` must outlive the pace.
     Pace(double frames_per_second, std::optional<std::int64_t> start_at_ms,
          const std::atomic<bool>& stop);
 
