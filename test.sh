@@ -2,7 +2,8 @@
 # Builds everything with warnings as errors and runs all tests but the long ones, then the library
 # and its tests once more for the camera's processor, under emulation.
 # Arguments go to ctest, for example ./test.sh -R line. VCA_PRESET=asan ./test.sh runs the tests of
-# one preset alone; VCA_REQUIRE_AARCH64=1 makes it a failure where the emulation cannot be installed.
+# one preset alone, and VCA_TARGET with it builds that target only; VCA_REQUIRE_AARCH64=1 makes it a
+# failure where the emulation cannot be installed.
 set -eu
 cd "$(dirname "$0")"
 . scripts/packages.sh
@@ -12,9 +13,9 @@ build_and_test() {
     local preset=$1 no_tests=$2
     shift 2
     cmake --preset "$preset" >/dev/null
-    cmake --build --preset "$preset"
+    cmake --build --preset "$preset" --target "${VCA_TARGET:-all}"
     ctest --test-dir "build/$preset" --output-on-failure --no-tests="$no_tests" -j "$(nproc)" \
-        --label-exclude '^long$' "$@"
+        --output-junit junit.xml --output-log "build/$preset/ctest.log" --label-exclude '^long$' "$@"
 }
 
 preset=${VCA_PRESET:-dev}

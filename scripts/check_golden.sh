@@ -1,19 +1,23 @@
 #!/usr/bin/env bash
-# The golden runs in builds that ./test.sh does not make: optimised with g++, debug and optimised with
-# clang. Each must give the same rows. Arguments choose among them: gcc-release clang-debug
-# clang-release.
+# The golden runs in builds that ./test.sh does not make: without optimisation and with all of it, by
+# g++ and by clang. Each must give the same rows. Arguments choose among them: gcc-debug gcc-release
+# clang-debug clang-release.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086
-install_missing_packages $vca_packages $vca_test_packages $vca_clang_packages
-[ $# -gt 0 ] || set -- gcc-release clang-debug clang-release
+install_missing_packages $vca_packages $vca_test_packages
+[ $# -gt 0 ] || set -- gcc-debug gcc-release clang-debug clang-release
 for variant in "$@"; do
     case $variant in
     gcc-*) c=gcc cxx=g++ ;;
-    clang-*) c=clang cxx=clang++ ;;
+    clang-*)
+        c=clang cxx=clang++
+        # shellcheck disable=SC2086
+        install_missing_packages $vca_clang_packages
+        ;;
     *)
-        echo "unknown build $variant: gcc-release, clang-debug or clang-release is right" >&2
+        echo "unknown build $variant: gcc-debug, gcc-release, clang-debug or clang-release is right" >&2
         exit 2
         ;;
     esac

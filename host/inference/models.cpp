@@ -145,8 +145,8 @@ void describe(VCA_IMAGE_S& image, int type, int width, int height, int bytes_per
 
 }  // namespace
 
-void set_model_settings(ModelSettings settings) {
-    models().settings = std::move(settings);
+void set_model_settings(const ModelSettings& settings) {
+    models().settings = settings;
 }
 
 }  // namespace host

@@ -31,6 +31,6 @@ struct ModelSettings {
 
 // Sets what the models work with; they are built when the library loads them. Call it while the
 // base stage is down.
-void set_model_settings(ModelSettings settings);
+void set_model_settings(const ModelSettings& settings);
 
 }  // namespace host

@@ -30,7 +30,7 @@ class LiveVideo final : public Sink {
     // Throws std::runtime_error when the file or the thread cannot be made.
     explicit LiveVideo(Setup setup);
     // Without finish() what was not drawn yet is left out.
-    ~LiveVideo();
+    ~LiveVideo() override;
     LiveVideo(const LiveVideo&) = delete;
     LiveVideo& operator=(const LiveVideo&) = delete;
 

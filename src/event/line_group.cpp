@@ -144,14 +144,14 @@ int vca_dev_add_counting_line_group(TRACKER_RSLT_S* trk, int line, int cross) {
                                      trk->speed,
                                      line,
                                      cross};
-    const bool counting = dev_get_counting_enable();
-    if (counting) {
+    const bool enabled = dev_get_counting_enable();
+    if (enabled) {
         queue(vca::counting_state(), result);
         if (dev_get_config()->GroupEn != 0 && result.obj.class_id == VCA_CLASS_PERSON)
             add_to_groups(result);
     }
     std::printf("$Frm[%d] $bCountingEn=%d Obj[%d] Cls=%d CrossEvt=%d uTurnLine=%d $H=%.2f\n",
-                result.frame, counting ? 1 : 0, result.id, result.obj.class_id, result.cross,
+                result.frame, enabled ? 1 : 0, result.id, result.obj.class_id, result.cross,
                 result.line, static_cast<double>(result.height));
     return 0;
 }
