@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by .ci/run and .ci/long: steps that are timed, and what is said about them at the end.
 
 step_names=()
