@@ -1,28 +1,52 @@
-// Text and plan of a checked site.
+// Texts about checked files, and the plan of a site.
 #include "host/app/check.h"
 
 #include <filesystem>
 
 #include "host/base/result_files.h"
 #include "host/draw/site_plan.h"
+#include "host/inference/attribute_model.h"
 #include "host/report/output_folder.h"
+#include "host/settings/installation_check.h"
 #include "host/settings/site_check.h"
 
 namespace host {
+namespace {
+
 namespace fs = std::filesystem;
 
-std::string check_site_command(const std::string& file, const std::string& output) {
-    const Site site = read_site_file(file);
-    const fs::path plan =
-        (output.empty() ? fs::path(file).parent_path() : fs::path(output)) / kSitePlanFile;
-    if (output.empty()) {
+std::string check_site_file(const CheckOptions& options) {
+    const Site site = read_site_file(options.file);
+    const fs::path folder =
+        options.output.empty() ? fs::path(options.file).parent_path() : fs::path(options.output);
+    const fs::path plan = folder / kSitePlanFile;
+    if (options.output.empty()) {
         write_site_plan(site, plan.string());
     } else {
-        OutputFolder folder(output, {kSitePlanFile});
-        write_site_plan(site, folder.temporary(kSitePlanFile));
-        folder.commit();
+        OutputFolder output(options.output, {kSitePlanFile});
+        write_site_plan(site, output.temporary(kSitePlanFile));
+        output.commit();
     }
     return describe_site(site) + "  plan in " + plan.string() + "\n";
+}
+
+std::string check_installation_file(const CheckOptions& options) {
+    if (!options.output.empty()) {
+        throw InputError("--output is for the plan of a site; \"" + options.file +
+                         "\" is the file of a single camera");
+    }
+    RunOptions installation;
+    read_config_file(options.file, installation);
+    check_installation(installation);
+    open_attribute_models(installation.gender, installation.staff);
+    return "installation \"" + options.file + "\"\n" + describe_installation(installation);
+}
+
+}  // namespace
+
+std::string check_command(const CheckOptions& options) {
+    return options.as_site || is_site_file(options.file) ? check_site_file(options)
+                                                         : check_installation_file(options);
 }
 
 }  // namespace host

@@ -67,9 +67,8 @@ int main(int argc, char** argv) {
             case host::Command::kSiteDevice:
                 catch_interrupts();
                 return host::run_site_device(command.site, stop_requested);
-            case host::Command::kSiteCheck:
-                host::write_text(stdout,
-                                 host::check_site_command(command.site.file, command.site.output));
+            case host::Command::kCheck:
+                host::write_text(stdout, host::check_command(command.check));
                 return host::kExitOk;
             case host::Command::kText:
                 host::write_text(stdout, command.text);

@@ -209,7 +209,8 @@ double camera_number(const TomlValue& value, const char* key, double low, double
 }
 
 int camera_pixels(const TomlValue& value, const char* key) {
-    return static_cast<int>(camera_number(value, key, 16.0, 8192.0, " whole pixels", true));
+    return static_cast<int>(
+        camera_number(value, key, 16.0, kMostRecordingPixels, " whole pixels", true));
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 
 namespace host {
 
+inline constexpr int kMostRecordingPixels = 8192;  // width and height
+
 // The camera file beside a recording.
 struct RecordingCamera {
     int width = 0;  // pixels of the recording

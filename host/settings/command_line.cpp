@@ -20,7 +20,8 @@ Examples:
   vca run --region "300,150 660,150 660,400 300,400" --name till
   vca run --site host/examples/hall.toml    several cameras that count as one
   vca scenes                                what the built-in scenes show
-  vca site check host/examples/hall.toml    whether a site file is sound, and a plan of its floor
+  vca check host/examples/hall.toml         whether a site file is sound, and a plan of its floor
+  vca check door.toml                       whether a file for --config is sound
 )";
 
 constexpr const char* kRunFooter = R"(
@@ -56,10 +57,15 @@ void add_site_options(CLI::App& run, SiteOptions& site) {
         ->group(kGroup);
 }
 
-void add_check_options(CLI::App& check, SiteOptions& site) {
-    check.add_option("FILE", site.file, "The site file")->required()->type_name("");
-    check.add_option("--output", site.output, "Folder for site_plan.png [that of the site file]")
+CLI::App* add_check(CLI::App& parent, const std::string& description, CheckOptions& check) {
+    CLI::App* command = parent.add_subcommand("check", description);
+    command->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    command->add_option("FILE", check.file, "The file")->required()->type_name("");
+    command
+        ->add_option("--output", check.output,
+                     "Folder for a site's site_plan.png [that of the site file]")
         ->type_name("DIR");
+    return command;
 }
 
 // No option may be given twice or with nothing in it; those of lines and regions, which may
@@ -121,6 +127,27 @@ void settle_site(const CLI::App& run, const RunOptions& limits, SiteOptions& sit
     site.quiet = limits.quiet;
 }
 
+void settle_run(const CLI::App& run, const RunArguments& arguments, CommandLine& result) {
+    check_each_given_once(run);
+    if (is_given(run, "--site")) {
+        check_goes_with_site(run);
+        arguments.apply_to(result.run);
+        settle_site(run, result.run, result.site);
+        result.command = result.site.device.empty() ? Command::kSite : Command::kSiteDevice;
+        return;
+    }
+    check_needs_site(run);
+    arguments.apply_to(result.run);
+    check_options(result.run);
+    result.command = Command::kRun;
+}
+
+// Such as "vca site check".
+std::string name_of_asked(const CLI::App& app) {
+    const std::vector<CLI::App*> parsed = app.get_subcommands();
+    return app.get_name() + (parsed.empty() ? "" : " " + name_of_asked(*parsed.back()));
+}
+
 // One clear sentence for what the parser found.
 std::string sentence_of(const CLI::ParseError& error) {
     std::string text = error.what();
@@ -147,48 +174,28 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     add_site_options(*run, result.site);
     run->footer(kRunFooter);
     CLI::App* scenes = app.add_subcommand("scenes", "List the built-in scenes");
+    CLI::App* check =
+        add_check(app, "Say whether a site file or a file for --config is sound", result.check);
     CLI::App* site = app.add_subcommand("site", "Sites of several cameras");
     site->require_subcommand(1);
-    CLI::App* check = site->add_subcommand(
-        "check", "Say whether a site file is sound, and draw a plan of its floor");
-    check->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    add_check_options(*check, result.site);
+    CLI::App* site_check = add_check(
+        *site, "Say whether a site file is sound, and draw a plan of its floor", result.check);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        CLI::App* asked = nullptr;
-        for (CLI::App* command : {run, scenes, site, check}) {
-            if (command->parsed()) asked = command;
-        }
-        const std::string name = asked == check ? "vca site" : app.get_name();
-        result.text = asked != nullptr ? asked->help(name) : app.help();
+        result.text = app.help();
         return result;
     } catch (const CLI::ParseError& e) {
-        throw InputError(sentence_of(e) + "; see vca " +
-                         (run->parsed()     ? "run "
-                          : check->parsed() ? "site check "
-                          : site->parsed()  ? "site "
-                                            : "") +
-                         "--help");
+        throw InputError(sentence_of(e) + "; see " + name_of_asked(app) + " --help");
     }
     if (version) {
         result.text = version_text();
     } else if (run->parsed()) {
-        result.command = Command::kRun;
-        check_each_given_once(*run);
-        if (is_given(*run, "--site")) {
-            check_goes_with_site(*run);
-            arguments.apply_to(result.run);
-            settle_site(*run, result.run, result.site);
-            result.command = result.site.device.empty() ? Command::kSite : Command::kSiteDevice;
-            return result;
-        }
-        check_needs_site(*run);
-        arguments.apply_to(result.run);
-        check_options(result.run);
-    } else if (check->parsed()) {
-        result.command = Command::kSiteCheck;
-        check_each_given_once(*check);
+        settle_run(*run, arguments, result);
+    } else if (check->parsed() || site_check->parsed()) {
+        result.command = Command::kCheck;
+        result.check.as_site = site_check->parsed();
+        check_each_given_once(check->parsed() ? *check : *site_check);
     } else if (scenes->parsed()) {
         result.command = Command::kScenes;
     } else {

@@ -8,12 +8,20 @@
 
 namespace host {
 
-enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kSiteCheck };
+enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kCheck };
+
+// A file of the user's that is to be checked.
+struct CheckOptions {
+    std::string file;
+    std::string output;    // folder of a site's plan; empty: that of the file
+    bool as_site = false;  // whatever is in it
+};
 
 struct CommandLine {
     Command command = Command::kText;
     RunOptions run;
-    SiteOptions site;  // of the last three commands
+    SiteOptions site;  // of kSite and kSiteDevice
+    CheckOptions check;
     std::string text;  // help or version, when that was asked for
 };
 

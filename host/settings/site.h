@@ -79,6 +79,10 @@ const SiteDevice& master_of(const Site& site);
 const SiteDevice* find_slave(const Site& site, int index);
 const SiteDevice* find_device(const Site& site, const std::string& name);
 
+// Whether a file describes a site and not an installation: it has [[device]] tables. Throws
+// InputError when it cannot be read.
+bool is_site_file(const std::string& path);
+
 // Reads and checks a site file. Throws InputError that names file and line.
 Site read_site_file(const std::string& path);
 

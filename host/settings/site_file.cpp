@@ -172,6 +172,11 @@ class SiteReader {
 
 }  // namespace
 
+bool is_site_file(const std::string& path) {
+    return read_toml_file(path, "file", "vca check needs a readable file").find("device") !=
+           nullptr;
+}
+
 Site read_site_file(const std::string& path) {
     const std::string file = "\"" + path + "\"";
     Site site = SiteReader().read(read_toml_file(path, "site file", "give a readable file"));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/settings/command_line.h"
+#include "host/settings/installation_check.h"
 #include "host/settings/site.h"
 #include "host/settings/site_check.h"
 #include "host/settings/site_config.h"
@@ -22,12 +23,14 @@ void read_config(std::span<const uint8_t> bytes) {
     file().write(bytes);
     host::RunOptions options;
     host::read_config_file(file().path(), options);
-    host::check_options(options);
+    host::check_installation(options);
+    host::describe_installation(options);
 }
 
 // A sound site must also lead to sound configurations of all its devices.
 void read_site(std::span<const uint8_t> bytes) {
     file().write(bytes);
+    host::is_site_file(file().path());
     const host::Site site = host::read_site_file(file().path());
     host::describe_site(site);
     for (const host::SiteDevice& device : site.devices) {

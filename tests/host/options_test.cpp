@@ -275,6 +275,35 @@ TEST(CommandLine, HelpAndVersionAreTexts) {
     EXPECT_THROW(parse({"walk"}), host::InputError);
 }
 
+TEST(CommandLine, ChecksFilesOfBothKinds) {
+    const host::CommandLine check = parse({"check", "door.toml"});
+    EXPECT_EQ(check.command, host::Command::kCheck);
+    EXPECT_EQ(check.check.file, "door.toml");
+    EXPECT_EQ(check.check.output, "");
+    EXPECT_FALSE(check.check.as_site);
+    const host::CommandLine site = parse({"site", "check", "hall.toml", "--output", "plans"});
+    EXPECT_EQ(site.command, host::Command::kCheck);
+    EXPECT_EQ(site.check.file, "hall.toml");
+    EXPECT_EQ(site.check.output, "plans");
+    EXPECT_TRUE(site.check.as_site);
+    EXPECT_THAT(parse({"check", "--help"}).text, HasSubstr("Usage: vca check [OPTIONS] FILE"));
+    EXPECT_THAT(parse({"site", "check", "--help"}).text,
+                HasSubstr("Usage: vca site check [OPTIONS] FILE"));
+    const auto said = [](std::vector<const char*> words) -> std::string {
+        try {
+            parse(std::move(words));
+        } catch (const host::InputError& e) {
+            return e.what();
+        }
+        return "";
+    };
+    EXPECT_THAT(said({"check"}), HasSubstr("see vca check --help"));
+    EXPECT_THAT(said({"site", "check"}), HasSubstr("see vca site check --help"));
+    EXPECT_THAT(said({"site"}), HasSubstr("see vca site --help"));
+    EXPECT_THAT(said({"check", "a.toml", "--output", ""}), HasSubstr("--output is empty"));
+    EXPECT_THAT(said({"check", "a.toml", "b.toml"}), HasSubstr("b.toml"));
+}
+
 TEST(CommandLine, ChoosesTheAttributeModels) {
     EXPECT_EQ(run_options({}).gender, "none");
     EXPECT_EQ(run_options({}).staff, "none");

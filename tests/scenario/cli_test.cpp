@@ -441,6 +441,43 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused("--config loop", HasSubstr("\"loop\""));
 }
 
+TEST_F(Program, ChecksAnInstallationFile) {
+    write("door.toml",
+          "height_mm = 3500\n[[line]]\nname = \"door\"\npoints = [[1, 1], [301, 1]]\n");
+    const Outcome sound = vca("check door.toml");
+    EXPECT_EQ(sound.status, 0) << sound.err;
+    EXPECT_EQ(sound.err, "");
+    EXPECT_THAT(sound.out, AllOf(HasSubstr("installation \"door.toml\""),
+                                 HasSubstr("line \"door\": 2 points, 300 pixels long"),
+                                 HasSubstr("camera height: 3500 mm")));
+    write("wide.toml", "[[line]]\npoints = [[1, 1], [970, 9]]\n");
+    EXPECT_THAT(vca("check wide.toml").out,
+                HasSubstr("warning: \"wide.toml\" line 2: the line has the point 970,9"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(work_), {}), 4) << "two files, two outputs";
+}
+
+// Whatever a run would say about the file by itself.
+TEST_F(Program, CheckAnswersAsARunDoes) {
+    write("words.onnx", "no network");
+    for (const char* text :
+         {"hieght = 3\n", "x = = 3\n", "\nheight_mm = 3\n", "[[line]]\npoints = [[1, 1]]\n",
+          "[[region]]\npoints = [[1, 1], [2, 2], [3, 3]]\n", "target_height_mm = [3, 2]\n",
+          "[group]\nmin = 9\n", "gender = \"words.onnx\"\n", "staff = \"vests\"\n"}) {
+        write("file.toml", text);
+        const Outcome check = vca("check file.toml");
+        const Outcome run = vca("run --scene doorway --frames 1 --config file.toml --output none");
+        EXPECT_EQ(check.status, 2) << text;
+        EXPECT_EQ(check.out, "") << text;
+        EXPECT_EQ(check.err, run.err) << text;
+        EXPECT_EQ(std::count(check.err.begin(), check.err.end(), '\n'), 1) << check.err;
+    }
+    write("site.toml", "name = \"a\"\n[[device]]\nname = \"b\"\n");
+    EXPECT_EQ(vca("check site.toml").err, vca("run --site site.toml").err);
+    EXPECT_THAT(vca("check none.toml").err, HasSubstr("there is no file \"none.toml\""));
+    write("door.toml", "height_mm = 3500\n");
+    EXPECT_THAT(vca("check door.toml --output plans").err, HasSubstr("the plan of a site"));
+}
+
 TEST_F(Program, RefusesAFolderItCannotWrite) {
     write("file", "");
     const Outcome outcome = vca("run --scene doorway --frames 1 --output file/below");

@@ -224,6 +224,8 @@ TEST_F(SiteRun, CheckDrawsThePlan) {
     EXPECT_THAT(outcome.out, AllOf(HasSubstr("site hall"), HasSubstr("middle, master"),
                                    HasSubstr("plan in plans/site_plan.png")));
     EXPECT_THAT(read_file(work_ / "plans/site_plan.png"), ::testing::StartsWith("\x89PNG"));
+    const std::string text = outcome.out;
+    EXPECT_EQ(vca(std::string("check ") + VCA_EXAMPLES + "/hall.toml --output plans").out, text);
     fs::copy_file(fs::path(VCA_EXAMPLES) / "hall.toml", work_ / "mine.toml");
     EXPECT_THAT(vca("site check mine.toml").out, HasSubstr("plan in site_plan.png"));
     EXPECT_TRUE(fs::exists(work_ / "site_plan.png"));
