@@ -25,6 +25,7 @@
 #include "host/frames/depth_folder.h"
 #include "host/inference/depth_detector.h"
 #include "sim/simulator.h"
+#include "vca/base.h"
 
 namespace {
 
@@ -282,7 +283,7 @@ std::string recording_report(const Outcome& r, const std::map<int, Head>& heads)
         const bool across = c.line == 0;
         crossings +=
             format("%s%s %s in frame %lld", crossings.empty() ? "" : "; ",
-                   across ? "u = 256" : "v = 212", (c.direction == 1) == across ? "+" : "-",
+                   across ? "u = 256" : "v = 212", (c.direction == VCA_DIR_1) == across ? "+" : "-",
                    static_cast<long long>(event.frame_number) + 1);
     }
     const auto labelled = static_cast<double>(heads.size());

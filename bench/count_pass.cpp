@@ -63,7 +63,7 @@ class PassMarks : public bench::PassObserver {
 };
 
 void run_passes(int mode, int people, bool everything, int frames, int warm_up) {
-    const bench::Crowd crowd(people, static_cast<bench::WorkMode>(mode));
+    const bench::Crowd crowd(people, static_cast<VCA_WORK_MODE_E>(mode));
     PassMarks marks(warm_up);
     bench::run_library(crowd, everything ? crowd.everything_config() : crowd.counting_config(),
                        warm_up + frames, marks);

@@ -32,8 +32,8 @@ struct Grid {
 constexpr Grid kInPicture = {14, 8, false, {64, 60}, {52, 46}};
 constexpr Grid kOverDevices = {20, 5, true, {90, 90}, {34, 54}};
 
-const Grid& grid_of(WorkMode mode) {
-    return mode == WorkMode::kMaster ? kOverDevices : kInPicture;
+const Grid& grid_of(VCA_WORK_MODE_E mode) {
+    return mode == VCA_WORK_MASTER ? kOverDevices : kInPicture;
 }
 
 // Rows of the grid on whose middle a counting line runs; halves are between two rows.
@@ -79,7 +79,7 @@ void set_quad(POINT12 (&pt)[VCA_POLY_PT_NUM], int32_t x0, int32_t y0, int32_t x1
 
 }  // namespace
 
-Crowd::Crowd(int people, WorkMode mode) : people_(people), mode_(mode) {
+Crowd::Crowd(int people, VCA_WORK_MODE_E mode) : people_(people), mode_(mode) {
     const View view = own_view();
     for (int frame = 0; frame < kWalkFrames; ++frame) {
         depth_mm_.emplace_back(kDepthWidth * kDepthHeight, uint16_t{kInstall_mm});
@@ -112,7 +112,7 @@ DET_OBJ_S Crowd::box_at(int place, int frame) const {
     box.w = kBox_px;
     box.h = kBox_px;
     box.area = box.w * box.h;
-    box.class_id = 1;
+    box.class_id = VCA_CLASS_PERSON;
     box.score = 0.9f;
     return box;
 }
@@ -136,7 +136,7 @@ int Crowd::place_of_feet(POINT_POS_S feet) const {
 }
 
 View Crowd::own_view() const {
-    return {0, mode_ == WorkMode::kMaster ? std::max(people_ / 2, 1) : people_};
+    return {0, mode_ == VCA_WORK_MASTER ? std::max(people_ / 2, 1) : people_};
 }
 
 View Crowd::slave_view(int slave) const {
@@ -157,7 +157,7 @@ MASTER_MSG_S Crowd::report_of_slave(int slave, int frame) const {
         const POINT_POS_S centre = centre_at(place, frame);
         SLAVE_TRACK_S& track = report.msg.tracks[report.msg.count++];
         track.track_id = static_cast<uint32_t>(id);
-        track.class_id = 1;
+        track.class_id = VCA_CLASS_PERSON;
         track.score = 0.9f;
         track.height = 1700.0f;
         track.cx = centre.x;
@@ -171,8 +171,8 @@ MASTER_MSG_S Crowd::report_of_slave(int slave, int frame) const {
 VCA_ALGO_CFG_S Crowd::counting_config() const {
     const Grid& grid = grid_of(mode_);
     VCA_ALGO_CFG_S cfg{};
-    cfg.devWorkMode = static_cast<int32_t>(mode_);
-    cfg.DetectModel = 1;
+    cfg.devWorkMode = mode_;
+    cfg.DetectModel = VCA_DETECT_COLOUR;
     cfg.InstallHeight = kInstall_mm;
     cfg.TargetHeightMin = 800;
     cfg.TargetHeightMax = 2200;
@@ -180,11 +180,11 @@ VCA_ALGO_CFG_S Crowd::counting_config() const {
     cfg.GroupEn = 1;
     cfg.GroupObjNumMin = 2;
     cfg.GroupObjNumMax = 5;
-    cfg.cscdMapSize[2] = mode_ == WorkMode::kMaster ? 1440 : kPicture[0];
+    cfg.cscdMapSize[2] = mode_ == VCA_WORK_MASTER ? 1440 : kPicture[0];
     cfg.cscdMapSize[3] = kPicture[1];
     const int right = cfg.cscdMapSize[2];
     for (int line = 0; line < VCA_LINE_NUM; ++line) {
-        const float rows = kLineRows[mode_ == WorkMode::kMaster ? 1 : 0][line];
+        const float rows = kLineRows[mode_ == VCA_WORK_MASTER ? 1 : 0][line];
         const auto down = static_cast<int32_t>(rows * static_cast<float>(grid.spacing_px[1]));
         const int32_t y = to_feet(grid.origin_px[1] + down + kStride_px / 2, 1);
         cfg.line[line].pt[0] = point(20, y);
@@ -197,7 +197,7 @@ VCA_ALGO_CFG_S Crowd::counting_config() const {
 VCA_ALGO_CFG_S Crowd::everything_config() const {
     VCA_ALGO_CFG_S cfg = counting_config();
     const int32_t width = cfg.cscdMapSize[2];
-    cfg.DetectModel = 0;
+    cfg.DetectModel = VCA_DETECT_BOTH;
     cfg.GenderRecognize = 1;
     cfg.StaffDetection = 1;
     cfg.HtmpEn = 1;

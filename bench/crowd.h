@@ -5,10 +5,9 @@
 #include <vector>
 
 #include "vca/cascade.h"
+#include "vca/config.h"
 
 namespace bench {
-
-enum class WorkMode { kAlone = 0, kMaster = 1, kSlave = 2 };
 
 constexpr int kPeopleMax = 100;
 constexpr int kWalkFrames = 64;   // the movement repeats after them
@@ -27,10 +26,10 @@ struct View {
 // devices.
 class Crowd {
   public:
-    Crowd(int people, WorkMode mode);
+    Crowd(int people, VCA_WORK_MODE_E mode);
 
     int people() const { return people_; }
-    WorkMode mode() const { return mode_; }
+    VCA_WORK_MODE_E mode() const { return mode_; }
 
     // Who is on the place, 0 for nobody. Between two people it is empty for 6 frames, as long as
     // it takes until the first one's track ends.
@@ -61,7 +60,7 @@ class Crowd {
     View slave_view(int slave) const;
 
     int people_;
-    WorkMode mode_;
+    VCA_WORK_MODE_E mode_;
     std::vector<std::vector<uint16_t>> depth_mm_;
 };
 

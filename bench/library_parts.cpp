@@ -194,7 +194,7 @@ MASTER_MSG_S report_of_row(int slave, int people) {
 void measure_merge(benchmark::State& state, int people_of_slave, const char* label) {
     constexpr int kRounds = 4000;
     const bench::Muted muted;
-    VCA_ALGO_CFG_S cfg = bench::Crowd(1, bench::WorkMode::kMaster).counting_config();
+    VCA_ALGO_CFG_S cfg = bench::Crowd(1, VCA_WORK_MASTER).counting_config();
     vca_base_init();
     vca_algo_set_cfg_params(0, &cfg);
     VCA_NN_RESULT_S merged{};
@@ -240,7 +240,7 @@ void merge_15_x_90(benchmark::State& state) {
 
 // Every line with five points, every polygon with ten.
 VCA_ALGO_CFG_S full_config(int shift_px) {
-    VCA_ALGO_CFG_S cfg = bench::Crowd(1, bench::WorkMode::kAlone).everything_config();
+    VCA_ALGO_CFG_S cfg = bench::Crowd(1, VCA_WORK_ALONE).everything_config();
     const auto decagon = [&](POINT12(&pt)[VCA_POLY_PT_NUM], int k) {
         for (int i = 0; i < VCA_POLY_PT_NUM; ++i) {
             const double angle = i * 2 * 3.14159265 / VCA_POLY_PT_NUM;

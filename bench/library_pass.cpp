@@ -12,7 +12,6 @@
 namespace {
 
 using bench::Crowd;
-using bench::WorkMode;
 
 // Twice the longest stay, so that nobody of the first frame, when all came at once, is left.
 constexpr int kWarmUpFrames = 2 * bench::kStayFrames;
@@ -59,7 +58,7 @@ class PassTimer : public bench::PassObserver {
     bench::Clock::time_point pause_start_;
 };
 
-void measure_pass(benchmark::State& state, WorkMode mode, bool everything) {
+void measure_pass(benchmark::State& state, VCA_WORK_MODE_E mode, bool everything) {
     const Crowd crowd(static_cast<int>(state.range(0)), mode);
     const VCA_ALGO_CFG_S cfg = everything ? crowd.everything_config() : crowd.counting_config();
     const auto frames = static_cast<int>(state.max_iterations);
@@ -86,10 +85,9 @@ void measure_pass(benchmark::State& state, WorkMode mode, bool everything) {
 void bench::register_passes(int frames) {
     constexpr struct {
         const char* name;
-        WorkMode mode;
-    } kModes[] = {{"stand-alone", WorkMode::kAlone},
-                  {"master", WorkMode::kMaster},
-                  {"slave", WorkMode::kSlave}};
+        VCA_WORK_MODE_E mode;
+    } kModes[] = {
+        {"stand-alone", VCA_WORK_ALONE}, {"master", VCA_WORK_MASTER}, {"slave", VCA_WORK_SLAVE}};
     for (const auto& [name, mode] : kModes) {
         for (const bool everything : {false, true}) {
             const std::string title =

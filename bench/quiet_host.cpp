@@ -86,7 +86,7 @@ class QuietHost : public fake::Platform {
     }
 
     void deliver_reports() const {
-        if (crowd_->mode() != bench::WorkMode::kMaster) return;
+        if (crowd_->mode() != VCA_WORK_MASTER) return;
         for (int slave = 0; slave < kSlaves; ++slave) {
             MASTER_MSG_S report = crowd_->report_of_slave(slave, frame_);
             dev_cscd_master_recive_slave_track(0, &report);

@@ -174,9 +174,9 @@ MASTER_MSG_S Crowd::slave_report(int index, int slaves, uint32_t frame) {
         const int away = k % 2 == 0 ? 0 : 1100 + 40 * index;
         SLAVE_TRACK_S& track = report.msg.tracks[report.msg.count++];
         track.track_id = static_cast<uint32_t>(k + 1);
-        track.class_id = 1;
+        track.class_id = VCA_CLASS_PERSON;
         track.score = 0.9f;
-        track.gender = draw(random_, 0, 2);
+        track.gender = draw(random_, VCA_GENDER_UNKNOWN, VCA_GENDER_FEMALE);
         track.height = static_cast<float>(people_[k].height_mm);
         track.staff = once_in(random_, 20);
         track.cx = static_cast<int>(people_[k].x) + away + draw(random_, -5, 5);

@@ -91,7 +91,7 @@ void read_message(int id, const void* payload, Ledger& seen) {
         case VCA_MSG_LINE_COUNT: {
             const auto& msg = as<LINE_COUNT_MSG_S>(payload);
             check(msg.line >= 0 && msg.line < VCA_LINE_NUM, "count: line");
-            check(msg.cross == 1 || msg.cross == 2, "count: direction");
+            check(msg.cross == VCA_DIR_1 || msg.cross == VCA_DIR_2, "count: direction");
             break;
         }
         case VCA_MSG_GROUP_COUNT: {

@@ -42,7 +42,7 @@ const bench::StagedPass::Stage bench::StagedPass::kStages[8] = {&StagedPass::upd
                                                                 &StagedPass::heat,
                                                                 &StagedPass::finish};
 
-bench::StagedPass::StagedPass(int people) : crowd_(people, WorkMode::kAlone) {
+bench::StagedPass::StagedPass(int people) : crowd_(people, VCA_WORK_ALONE) {
     show_frame(crowd_, 0);
     vca_base_init();
     VCA_ALGO_CFG_S cfg = crowd_.everything_config();

@@ -17,4 +17,9 @@ inline constexpr const char* kHeatMotionFile = "heat_motion.png";
 inline constexpr const char* kSitePictureFile = "site_picture.png";
 inline constexpr const char* kSitePlanFile = "site_plan.png";
 
+// What a run of one camera may leave.
+inline constexpr const char* kRunFiles[] = {
+    kSummaryFile, kEventsFile, kCrossingsFile, kTrueCrossingsFile, kRegionsFile, kStaysFile,
+    kPictureFile, kLiveFile,   kHeatDwellFile, kHeatMotionFile,    kLogFile};
+
 }  // namespace host

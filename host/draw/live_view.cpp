@@ -7,6 +7,7 @@
 
 #include "host/base/text.h"
 #include "host/draw/canvas.h"
+#include "vca/detect.h"
 
 namespace host {
 
@@ -59,11 +60,12 @@ struct Chip {
     std::string text;
     cv::Scalar ground;
     cv::Scalar ink;
-    double weight = 0.8;  // of the ground
-    int gender = 0;       // 1 or 2: a mark behind the text
+    double weight = 0.8;              // of the ground
+    int gender = VCA_GENDER_UNKNOWN;  // a mark behind the text when known
 
     int width() const {
-        return text_size(text, kTextSize, 1).width + 10 + (gender != 0 ? kRowHeight : 0);
+        return text_size(text, kTextSize, 1).width + 10 +
+               (gender != VCA_GENDER_UNKNOWN ? kRowHeight : 0);
     }
 };
 
@@ -82,7 +84,7 @@ cv::Size extent_of(const std::vector<ChipRow>& rows) {
 
 // The signs of Mars and Venus on a coloured disc.
 void draw_gender(cv::Mat& image, const cv::Point& middle, int gender) {
-    const bool male = gender == 1;
+    const bool male = gender == VCA_GENDER_MALE;
     cv::circle(image, middle, 8, male ? kLiveMaleColour : kLiveFemaleColour, cv::FILLED,
                cv::LINE_AA);
     const cv::Point ring = middle + (male ? cv::Point(-1, 1) : cv::Point(0, -2));
@@ -106,7 +108,7 @@ void draw_rows(cv::Mat& image, const cv::Point& corner, const std::vector<ChipRo
             const int width = chip.width();
             shade(image, {at.x, at.y, width, kRowHeight}, chip.ground, chip.weight);
             put_text(image, chip.text, at + cv::Point(5, 4), kTextSize, chip.ink);
-            if (chip.gender != 0)
+            if (chip.gender != VCA_GENDER_UNKNOWN)
                 draw_gender(image, at + cv::Point(width - 10, kRowHeight / 2), chip.gender);
             at.x += width;
         }
@@ -133,8 +135,8 @@ const Message* of_frame(const std::optional<Event>& event, std::int64_t frame_nu
 }  // namespace
 
 cv::Scalar live_class_colour(int class_id) {
-    if (class_id == 1) return {96, 224, 88};
-    if (class_id == 2) return {255, 190, 70};
+    if (class_id == VCA_CLASS_PERSON) return {96, 224, 88};
+    if (class_id == VCA_CLASS_SMALL) return {255, 190, 70};
     return {190, 190, 190};
 }
 
@@ -284,9 +286,11 @@ class LiveView::Painter {
         std::vector<ChipRow> rows{
             {{std::to_string(track.track), live_class_colour(track.class_id), kDark, 0.9}}};
         Chip height{"", kDark, kWhite, 0.72,
-                    track.gender == 1 || track.gender == 2 ? track.gender : 0};
+                    track.gender == VCA_GENDER_MALE || track.gender == VCA_GENDER_FEMALE
+                        ? track.gender
+                        : VCA_GENDER_UNKNOWN};
         if (track.height_mm > 0) height.text = format_text("%.2f m", track.height_mm / 1000.0);
-        if (!height.text.empty() || height.gender != 0) rows[0].push_back(height);
+        if (!height.text.empty() || height.gender != VCA_GENDER_UNKNOWN) rows[0].push_back(height);
         ChipRow second;
         if (track.staff == 1) second.push_back({"STAFF", kLiveStaffColour, kDark, 0.95});
         add_stays(track.track, second);
@@ -334,10 +338,10 @@ void LiveView::add_event(const Event& event) {
         regions_ = event;
     } else if (const auto* counted = std::get_if<PersonCounted>(&event.payload)) {
         const bool known = counted->line >= 0 && counted->line < VCA_LINE_NUM &&
-                           (counted->direction == 1 || counted->direction == 2);
+                           (counted->direction == VCA_DIR_1 || counted->direction == VCA_DIR_2);
         if (!known) return;
         LineCount& count = counts_[static_cast<std::size_t>(counted->line)];
-        ++count.people[static_cast<std::size_t>(counted->direction - 1)];
+        ++count.people[static_cast<std::size_t>(counted->direction - VCA_DIR_1)];
         count.last_frame = event.frame_number;
     }
 }

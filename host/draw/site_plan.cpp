@@ -9,6 +9,7 @@
 #include "host/base/text.h"
 #include "host/draw/canvas.h"
 #include "host/settings/site_map.h"
+#include "vca/base.h"
 
 namespace host {
 namespace {
@@ -180,10 +181,10 @@ void FloorPlan::draw_directions(std::size_t index) {
     const cv::Point2d along = end - start;
     // Unit vector to the left of a walker from start to end, y pointing down.
     const cv::Point2d left(along.y / cv::norm(along), -along.x / cv::norm(along));
-    for (int direction = 1; direction <= 2; ++direction) {
-        const bool to_left = (direction == 1) != line.flip;
+    for (int direction = VCA_DIR_1; direction <= VCA_DIR_2; ++direction) {
+        const bool to_left = (direction == VCA_DIR_1) != line.flip;
         const cv::Point2d across = to_left ? left : -left;
-        const cv::Point2d base = start + along * (direction == 1 ? 0.2 : 0.8);
+        const cv::Point2d base = start + along * (direction == VCA_DIR_1 ? 0.2 : 0.8);
         const cv::Point2d tip = base + across * kArrow_px;
         cv::arrowedLine(image_, base, tip, kWhite, 6, cv::LINE_AA, 0, 0.35);
         cv::arrowedLine(image_, base, tip, line_colour(index), 3, cv::LINE_AA, 0, 0.35);

@@ -14,6 +14,7 @@
 #include "host/base/version.h"
 #include "host/score/site_scene.h"
 #include "host/settings/site_config.h"
+#include "vca/base.h"
 
 namespace host {
 namespace {
@@ -86,8 +87,9 @@ LineCounts count_messages(const Site& site, const std::vector<std::pair<int, int
         line = std::array<int, 2>{};
     for (const auto& [line, direction] : counted) {
         if (line < 0 || static_cast<std::size_t>(line) >= counts.lines.size()) continue;
-        if (direction != 1 && direction != 2) continue;
-        ++(*counts.lines[static_cast<std::size_t>(line)])[static_cast<std::size_t>(direction - 1)];
+        if (direction != VCA_DIR_1 && direction != VCA_DIR_2) continue;
+        ++(*counts.lines[static_cast<std::size_t>(line)])[static_cast<std::size_t>(direction -
+                                                                                   VCA_DIR_1)];
     }
     return counts;
 }

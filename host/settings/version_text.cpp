@@ -3,10 +3,27 @@
 
 #include <opencv2/core/version.hpp>
 
+#include "host/base/result_files.h"
 #include "host/base/version.h"
 #include "host/frames/frame_source.h"
 
 namespace host {
+
+namespace {
+
+// Five to a line, those behind the first below it.
+std::string output_files() {
+    std::string files;
+    int count = 0;
+    for (const char* const file : kRunFiles) {
+        if (count > 0 && count % 5 == 0) files += "\n           ";
+        files += std::string(" ") + file;
+        ++count;
+    }
+    return files;
+}
+
+}  // namespace
 
 std::string version_text() {
     std::string sources;
@@ -21,8 +38,9 @@ std::string version_text() {
            "detection:  depth colour both\n"
            "counting:   lines, groups, U-turn filter, regions, heat maps, exclusion areas\n"
            "attributes: gender (network), staff (vest, network)\n"
-           "output:     events.jsonl summary.json regions.csv stays.csv heat_dwell.png\n"
-           "            heat_motion.png live.mp4 library.log picture.png\n"
+           "output:    " +
+           output_files() +
+           "\n"
            "OpenCV " CV_VERSION "\n";
 }
 

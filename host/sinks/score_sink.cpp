@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vca/base.h"
+
 namespace host {
 namespace {
 
@@ -71,8 +73,9 @@ void ScoreSink::end_frame(const PassReport& report) {
 
 DirectionCount* ScoreSink::cell(int line, int direction) {
     if (line < 0 || static_cast<std::size_t>(line) >= scores_.counts.size()) return nullptr;
-    if (direction != 1 && direction != 2) return nullptr;
-    return &scores_.counts[static_cast<std::size_t>(line)][static_cast<std::size_t>(direction - 1)];
+    if (direction != VCA_DIR_1 && direction != VCA_DIR_2) return nullptr;
+    return &scores_.counts[static_cast<std::size_t>(line)]
+                          [static_cast<std::size_t>(direction - VCA_DIR_1)];
 }
 
 void ScoreSink::count_true(const TrueCrossing& crossing) {

@@ -25,7 +25,7 @@ struct Report {
     uint32_t id = 1;
     uint8_t class_id = VCA_CLASS_PERSON;
     float score = 0.9f;
-    int32_t gender = 0;
+    int32_t gender = VCA_GENDER_UNKNOWN;
     float height = 1700.0f;
     int32_t staff = 0;
     int32_t cx = 0, cy = 0;

@@ -179,7 +179,7 @@ TEST_F(SlaveSend, OneTrackByteForByte) {
     trk.curObj = fix::box_of(fix::box_bytes(101, 203, 33, 45));
     trk.curObj.class_id = VCA_CLASS_SMALL;
     trk.curObj.score = 0.8125f;
-    trk.curObj.gender = 2;
+    trk.curObj.gender = VCA_GENDER_FEMALE;
     trk.curObj.height = 1111.0f;
     trk.curObj.staff = 7;
     trk.headBox = trk.footBox = trk.rawObj = trk.evtObj = fix::box_of(fix::box_bytes(9, 9, 9, 9));

@@ -56,7 +56,7 @@ void fold(DET_OBJ_S& a, const DET_OBJ_S& b) {
     a.w = mean(a.w, b.w);
     a.h = mean(a.h, b.h);
     if (a.staff != 1) a.staff = b.staff;
-    if (a.gender == 0) a.gender = b.gender;
+    if (a.gender == VCA_GENDER_UNKNOWN) a.gender = b.gender;
     if (b.height > a.height) a.height = b.height;
     if (b.score > a.score) a.score = b.score;
 }

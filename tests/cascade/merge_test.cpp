@@ -123,7 +123,7 @@ TEST_F(Merge, ReportByteForByte) {
     report.id = 0x01020304;
     report.class_id = VCA_CLASS_SMALL;
     report.score = 0.8125f;
-    report.gender = 2;
+    report.gender = VCA_GENDER_FEMALE;
     report.height = 1734.5f;
     report.staff = 1;
     report.cx = 400;

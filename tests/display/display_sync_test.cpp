@@ -71,7 +71,7 @@ struct Display : testing::TestWithParam<Kind> {
     }
 
     static void put_box(BytePayload& want, size_t index, int32_t id, const fix::Rect& rect,
-                        uint8_t class_id = 1) {
+                        uint8_t class_id = VCA_CLASS_PERSON) {
         const size_t at = entry_at(index);
         want.i32(at, id);
         for (size_t i = 0; i < rect.size(); ++i)
@@ -286,10 +286,12 @@ TEST_P(Display, HeightIsTheSmoothedOne) {
 
 TEST_P(Display, GenderIsTheDecidedOne) {
     TRACKER_RSLT_S& trk = add(1);
-    trk.curObj.gender = 1;
+    trk.curObj.gender = VCA_GENDER_MALE;
     for (const int gender : {INT32_MIN, -1, 0, 1, 2, 3, 257, 258, INT32_MAX}) {
         trk.genderKeep = gender;
-        EXPECT_EQ(number_at<int32_t>(entry_of(trk), 268), gender == 1 || gender == 2 ? gender : 0);
+        EXPECT_EQ(
+            number_at<int32_t>(entry_of(trk), 268),
+            gender == VCA_GENDER_MALE || gender == VCA_GENDER_FEMALE ? gender : VCA_GENDER_UNKNOWN);
     }
 }
 

@@ -25,7 +25,7 @@ struct GroupFixture : testing::Test {
     }
 
     // Somebody at (x, 200) crosses; returns what was printed.
-    std::vector<std::string> cross(int x, float speed, int line = 0, int direction = 1) {
+    std::vector<std::string> cross(int x, float speed, int line = 0, int direction = VCA_DIR_1) {
         trk->curObj = fix::centred(x, 200);
         trk->speed = speed;
         return fix::printed_by(

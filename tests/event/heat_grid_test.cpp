@@ -111,8 +111,10 @@ struct HeatRandom : fix::HeatFixture {
 
     static DET_OBJ_S* chosen(TRACKER_RSLT_S& trk) {
         const VCA_DEV_CFG_S& cfg = fix::cfg();
-        if (cfg.devWorkMode == 0 && cfg.StandAloneTrkMd == 1) return &trk.headBox;
-        if (cfg.devWorkMode == 0 && cfg.StandAloneTrkMd == 2) return &trk.footBox;
+        if (cfg.devWorkMode == VCA_WORK_ALONE && cfg.StandAloneTrkMd == VCA_POSITION_HEAD)
+            return &trk.headBox;
+        if (cfg.devWorkMode == VCA_WORK_ALONE && cfg.StandAloneTrkMd == VCA_POSITION_FOOT)
+            return &trk.footBox;
         return &trk.curObj;
     }
 
@@ -190,7 +192,7 @@ struct HeatRandom : fix::HeatFixture {
             const DET_OBJ_S obj = *chosen(trk);
             const bool takes_part = trk.lostCnt == 0 && trk.age > 1 && trk.curObj.w > 10 &&
                                     trk.curObj.h > 10 && trk.heightExceed == 0;
-            if (!takes_part || obj.class_id != 1 || trk.age % 3 != 0) continue;
+            if (!takes_part || obj.class_id != VCA_CLASS_PERSON || trk.age % 3 != 0) continue;
             models[i].add(obj, step_ms);
             ++contributions;
             movements += fix::same(models[i].first, obj) ? 1 : 0;

@@ -93,7 +93,7 @@ TEST_F(HeatMap, OnlyPeopleContribute) {
         tracks.clear();
         add(obj);
         accumulate();
-        EXPECT_EQ(contributes(), class_id == 1) << class_id;
+        EXPECT_EQ(contributes(), class_id == VCA_CLASS_PERSON) << class_id;
     }
 }
 

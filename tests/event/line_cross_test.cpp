@@ -269,7 +269,7 @@ TEST_F(Cross, DistanceZeroCountsAtOnce) {
 TEST_F(Cross, PrePointIsTheWholeEventBox) {
     Walker walker({480, 350});
     walker.move_to({480, 340});
-    walker.trk().curObj.gender = 2;
+    walker.trk().curObj.gender = VCA_GENDER_FEMALE;
     walker.trk().curObj.aux0 = 99;
     vca_line_check_crossing_state(&walker.trk(), 0, 0);
     EXPECT_TRUE(fix::same(walker.trk().segPrev[0][0], walker.trk().curObj));

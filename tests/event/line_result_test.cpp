@@ -53,7 +53,7 @@ TEST_F(Result, CrossingsAreSentWholeInQueueOrder) {
         msg.trackId = 20 + i;
         msg.obj = fix::patterned(static_cast<uint32_t>(i));
         msg.line = i;
-        msg.cross = 1 + i % 2;
+        msg.cross = VCA_DIR_1 + i % 2;
         want.push_back(message_of(kLineCount, msg));
     }
     EXPECT_THAT(refresh(), ElementsAre("log: send_msg obj[20] line=0 counter",

@@ -133,7 +133,7 @@ TEST_F(Stage, OddTalliesAreCounted) {
             fix::printed_by([&] { status = vca_rgn_uturn_check_obj_line_cross(trk.get(), 2); });
         EXPECT_EQ(status, 0);
         const auto counted = take_counted();
-        if (row.direction == 0)
+        if (row.direction == VCA_DIR_NONE)
             EXPECT_THAT(counted, IsEmpty());
         else
             EXPECT_THAT(counted, ElementsAre(Counted{6, 2, row.direction}));

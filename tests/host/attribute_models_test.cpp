@@ -217,7 +217,7 @@ TEST_F(Track, ChangesGenderOnlyForALargerSum) {
     const float female = track_.genderMaxProb;
     paint(false, kBlue);
     int updates = 0;
-    while (track_.curObj.gender == 2 && updates < 40) {
+    while (track_.curObj.gender == VCA_GENDER_FEMALE && updates < 40) {
         update();
         ++updates;
     }

@@ -207,10 +207,10 @@ TEST(EventJson, CarriesTheCommonFieldsAndThoseOfTheMessage) {
     host::PersonCounted counted;
     counted.track = 9;
     counted.line = 1;
-    counted.direction = 2;
+    counted.direction = VCA_DIR_2;
     counted.box.height_mm = 1650.0f;
     counted.box.w = 70;
-    counted.box.gender = 2;
+    counted.box.gender = VCA_GENDER_FEMALE;
     counted.box.staff = 1;
     const nlohmann::json json = json_of(6045, counted);
     EXPECT_EQ(json["message"], "person_counted");

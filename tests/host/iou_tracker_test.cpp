@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/tracker/assignment.h"
+#include "vca/detect.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ IOU_TRK_OBJ_S box(int x, int y, int w = 60, int h = 60, float score = 0.9f) {
     object.y = y;
     object.w = w;
     object.h = h;
-    object.class_id = 1;
+    object.class_id = VCA_CLASS_PERSON;
     object.score = score;
     return object;
 }

@@ -34,7 +34,7 @@ VCA_ALGO_CFG_S plain(int mode, int height_mm) {
     config.TargetHeightMin = 800;
     config.TargetHeightMax = 2200;
     config.StandAloneTrk = 1;
-    config.DetectModel = 2;
+    config.DetectModel = VCA_DETECT_DEPTH;
     config.cscdMapSize[2] = 960;
     config.cscdMapSize[3] = 544;
     return config;
@@ -76,7 +76,7 @@ TEST(LibraryConfig, HasEverySettingInItsField) {
     should.TargetHeightMin = 1000;
     should.TargetHeightMax = 2000;
     should.StandAloneTrk = 0;
-    should.DetectModel = 1;
+    should.DetectModel = VCA_DETECT_COLOUR;
     should.GroupEn = 1;
     should.GroupObjNumMin = 3;
     should.GroupObjNumMax = 5;
@@ -122,7 +122,7 @@ TEST(LibraryConfig, ASlaveIsOnlyToldWhatFollowingNeeds) {
     should.TargetHeightMin = 1000;
     should.TargetHeightMax = 2000;
     should.StandAloneTrk = 0;
-    should.DetectModel = 1;
+    should.DetectModel = VCA_DETECT_COLOUR;
     const int area[] = {-5, 6, 700, 800};
     std::memcpy(should.cscdMapSize, area, sizeof area);
     expect_same(host::library_config(settings), should);

@@ -31,7 +31,7 @@ host::Event tracks_of(std::int64_t frame) {
     track.y = 200;
     track.w = 60;
     track.h = 120;
-    track.class_id = 1;
+    track.class_id = VCA_CLASS_PERSON;
     return {6069, frame, 0.0, host::TracksShown{0, false, {track}}};
 }
 

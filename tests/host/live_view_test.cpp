@@ -20,7 +20,7 @@ host::ShownTrack person(int id, int x, int y) {
     track.y = y;
     track.w = 100;
     track.h = 60;
-    track.class_id = 1;
+    track.class_id = VCA_CLASS_PERSON;
     return track;
 }
 

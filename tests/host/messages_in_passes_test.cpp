@@ -95,7 +95,7 @@ class MessagesInPasses : public ::testing::Test {
         report.slave_idx = static_cast<std::uint32_t>(call % VCA_SLAVE_MAX);
         report.msg.count = call % VCA_SLAVE_TRACK_MAX;
         for (SLAVE_TRACK_S& track : report.msg.tracks) {
-            track.class_id = 1;
+            track.class_id = VCA_CLASS_PERSON;
             track.score = 0.9f;
             track.cx = track.foot_x = call % 960;
             track.cy = track.foot_y = call % 544;

@@ -24,7 +24,7 @@ inline VCA_ALGO_CFG_S config_of(const host::SourceInfo& info) {
     cfg.cscdMapSize[2] = 960;
     cfg.cscdMapSize[3] = 544;
     cfg.ShowHistoryBox = 1;
-    cfg.DetectModel = 2;  // depth alone, which is the quickest
+    cfg.DetectModel = VCA_DETECT_DEPTH;  // depth alone, which is the quickest
     for (std::size_t i = 0; i < info.lines.size(); ++i) {
         cfg.line[i].LineEn = 1;
         for (std::size_t k = 0; k < info.lines[i].points.size(); ++k) {

@@ -78,7 +78,7 @@ class Passers {
         frame_.crossings.push_back({0, id, number, 1});
         host::PersonCounted counted;
         counted.track = track;
-        counted.direction = 1;
+        counted.direction = VCA_DIR_1;
         counted.box.height_mm = 1690.0f + static_cast<float>(person % 20);
         send(6045, counted);
     }

@@ -62,8 +62,8 @@ TEST_F(Mask, SwitchedOffReadsAsUnknownAndNoStaff) {
             configure(gender, staff);
             decided(2, 1);
             update();
-            EXPECT_EQ(trk->genderKeep, gender != 0 ? 2 : 0);
-            EXPECT_EQ(trk->curObj.gender, gender != 0 ? 2 : 0);
+            EXPECT_EQ(trk->genderKeep, gender != 0 ? VCA_GENDER_FEMALE : VCA_GENDER_UNKNOWN);
+            EXPECT_EQ(trk->curObj.gender, gender != 0 ? VCA_GENDER_FEMALE : VCA_GENDER_UNKNOWN);
             EXPECT_EQ(trk->staffKeep, staff != 0 ? 1 : 0);
             EXPECT_EQ(trk->curObj.staff, staff != 0 ? 1 : 0);
         }

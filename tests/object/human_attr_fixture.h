@@ -24,7 +24,7 @@ inline void set_switch(int number, bool on) {
     fix::set_switch(static_cast<fix::Switch>(number), on);
 }
 
-inline HUMAN_ATTR_S gender_sample(float male, float female, int32_t gender = 0) {
+inline HUMAN_ATTR_S gender_sample(float male, float female, int32_t gender = VCA_GENDER_UNKNOWN) {
     HUMAN_ATTR_S sample{};
     sample.gender_valid = 1;
     sample.gender = gender;

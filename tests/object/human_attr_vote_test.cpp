@@ -102,7 +102,7 @@ TEST_F(GenderVote, OnlyValidSamplesCount) {
 TEST_F(GenderVote, BestClassOfTheSamplesIsNotRead) {
     Samples samples = genders(2, 0.75f, 0.25f);
     for (auto& sample : samples)
-        sample.gender = 2;
+        sample.gender = VCA_GENDER_FEMALE;
     EXPECT_EQ(gender_after(samples, 0, 0), 1);
 }
 

@@ -51,9 +51,9 @@ TEST_F(Info, CurrentBoxTakesTheListedFieldsOnly) {
     want.area = det.w * det.h;
     want.class_id = VCA_CLASS_PERSON;
     want.score = 0.625f;
-    want.gender = 0;            // the track's own
-    want.height = trk->height;  // the track's own, measured
-    want.staff = 0;             // the track's own
+    want.gender = VCA_GENDER_UNKNOWN;  // the track's own
+    want.height = trk->height;         // the track's own, measured
+    want.staff = 0;                    // the track's own
     EXPECT_TRUE(fix::same(trk->curObj, want));
 }
 

@@ -15,7 +15,6 @@
 namespace {
 
 using bench::Crowd;
-using bench::WorkMode;
 using testing::Ge;
 using testing::IsEmpty;
 
@@ -38,7 +37,7 @@ class PassWatch : public bench::PassObserver {
     int passes_ = 0;
 };
 
-class PassAllocations : public testing::TestWithParam<WorkMode> {
+class PassAllocations : public testing::TestWithParam<VCA_WORK_MODE_E> {
   protected:
     // Returns the number of passes that were watched.
     static int run(VCA_ALGO_CFG_S (Crowd::*config)() const) {
@@ -69,7 +68,7 @@ TEST_P(PassAllocations, SceneIsBusy) {
     constexpr int kFrames = kWarmUpFrames + kWatchedFrames;
     EXPECT_EQ(bench::messages_sent(VCA_MSG_DETECTIONS), kFrames);
     EXPECT_EQ(bench::messages_sent(VCA_MSG_DETECTED_TRACKS), kFrames);
-    if (GetParam() == WorkMode::kSlave) {
+    if (GetParam() == VCA_WORK_SLAVE) {
         EXPECT_EQ(bench::messages_sent(VCA_MSG_SLAVE_TRACKS), kFrames);
         return;
     }
@@ -82,13 +81,13 @@ TEST_P(PassAllocations, SceneIsBusy) {
     EXPECT_THAT(bench::messages_sent(VCA_MSG_TRACK_REMOVED), Ge((kTurns - 1) * kPeople));
 }
 
-std::string name_of_mode(const testing::TestParamInfo<WorkMode>& mode) {
+std::string name_of_mode(const testing::TestParamInfo<VCA_WORK_MODE_E>& mode) {
     constexpr const char* kNames[] = {"StandAlone", "Master", "Slave"};
     return kNames[static_cast<int>(mode.param)];
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, PassAllocations,
-                         testing::Values(WorkMode::kAlone, WorkMode::kMaster, WorkMode::kSlave),
+                         testing::Values(VCA_WORK_ALONE, VCA_WORK_MASTER, VCA_WORK_SLAVE),
                          name_of_mode);
 
 // Keeps the compiler from leaving out an allocation that nobody uses.

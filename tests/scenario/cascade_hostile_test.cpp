@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 VCA_ALGO_CFG_S busy_config() {
     auto cfg = test::line_config();
-    cfg.devWorkMode = 1;
+    cfg.devWorkMode = VCA_WORK_MASTER;
     test::set_line(cfg, 1, {{0, 0}, {959, 543}, {0, 543}, {959, 0}, {480, 272}});
     test::set_uturn(cfg, 1, {{100, 100}, {800, 100}, {800, 500}});
     test::set_region(cfg, 0, {{100, 100}, {800, 100}, {800, 500}, {100, 500}});
@@ -107,7 +107,7 @@ class HostileSlaves : public testing::Test {
         for (uint32_t slave = 0; slave < 15; ++slave)
             deliver(cascade::delivered(slave, {}).bytes());
         auto cfg = test::line_config();
-        cfg.devWorkMode = 1;
+        cfg.devWorkMode = VCA_WORK_MASTER;
         host().deliver(VCA_MSG_CONFIG, &cfg);
         ASSERT_TRUE(host().run(std::vector<Frame>(8)));
         host().clear_messages();
@@ -224,7 +224,7 @@ TEST_F(HostileSlaves, TrackerIndicesOutOfRangeOnTheMergedPass) {
 TEST_F(HostileSlaves, WildPeopleOfTheSlaveItself) {
     // The other side: wild detections on a slave.
     auto cfg = busy_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     host().deliver(VCA_MSG_CONFIG, &cfg);
     host().on_detection = [&](NN_MODEL_TYPE_E model, const VCA_IMAGE_S*, void* result) {
         if (model != test::kColourModel) return;

@@ -34,7 +34,7 @@ constexpr int64_t kFrameUs = 100'000;
 class Master : public testing::Test {
   protected:
     Master() {
-        cfg_.devWorkMode = 1;
+        cfg_.devWorkMode = VCA_WORK_MASTER;
         host().use_clock(1'000'000'000);
         host().clock_step_us = kFrameUs;
         host().on_update = [](int inst, const std::vector<IOU_TRK_OBJ_S>& added) {
@@ -112,7 +112,7 @@ TEST_F(Master, PersonOfASlaveIsCounted) {
     start();
     for (int k = 0; k < 30; ++k) {
         Report report = report_at(9, 480, 100 + 12 * k);
-        report.gender = 2;
+        report.gender = VCA_GENDER_FEMALE;
         report.staff = 1;
         report.height = 1623.0f;
         tell(4, {report});
@@ -274,7 +274,7 @@ TEST_F(Master, SlavesMessagesAreNotPassedOn) {
 }
 
 TEST_F(Master, StandAloneDeviceDoesNotUseWhatItReceived) {
-    cfg_.devWorkMode = 0;
+    cfg_.devWorkMode = VCA_WORK_ALONE;
     start();
     tell(0, {report_at(31, 800, 400)});
     passes(3, frame_of({person_at(1, {480, 272})}));
@@ -393,7 +393,7 @@ TEST_F(Master, MergedPeopleOutliveAChangeOfTheWorkMode) {
         host().deliver(VCA_MSG_CONFIG, &cfg_);
         passes(20);
         EXPECT_EQ(host().count_calls("ioutracker_update(1)"), mode == 0 ? 3 : 5);
-        cfg_.devWorkMode = 1;
+        cfg_.devWorkMode = VCA_WORK_MASTER;
         host().deliver(VCA_MSG_CONFIG, &cfg_);
         passes(2);
         EXPECT_THAT(shown_ids(), ElementsAre(101));

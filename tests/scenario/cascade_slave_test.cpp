@@ -20,7 +20,7 @@ using testing::SizeIs;
 
 VCA_ALGO_CFG_S slave_config() {
     auto cfg = test::line_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     cfg.ShowHistoryBox = 1;
     cfg.HtmpEn = 1;
     test::set_region(cfg, 0, {{0, 0}, {959, 0}, {959, 543}, {0, 543}});
@@ -153,7 +153,7 @@ TEST(Slave, WhatItSendsCountsAtTheMaster) {
     ASSERT_THAT(recorded, SizeIs(34));
     host().clear_messages();
     auto cfg = test::line_config();
-    cfg.devWorkMode = 1;
+    cfg.devWorkMode = VCA_WORK_MASTER;
     test::start_library(cfg);
     for (const auto& message : recorded) {
         std::vector<uint8_t> delivered = {11, 0, 0, 0, 0, 0, 0, 0};

@@ -156,10 +156,10 @@ TEST(DetectionDisplay, DetectModelLeavesTheOtherListEmpty) {
     auto cfg = detection_config();
     test::start_library(cfg);
     ASSERT_TRUE(host().run({frame}));
-    cfg.DetectModel = 1;
+    cfg.DetectModel = VCA_DETECT_COLOUR;
     host().deliver(VCA_MSG_CONFIG, &cfg);
     ASSERT_TRUE(host().run({frame}));
-    cfg.DetectModel = 2;
+    cfg.DetectModel = VCA_DETECT_DEPTH;
     host().deliver(VCA_MSG_CONFIG, &cfg);
     ASSERT_TRUE(host().run({frame}));
     cfg.DetectModel = -1;
@@ -181,7 +181,7 @@ TEST(DetectionDisplay, OffByDefault) {
 
 TEST(DetectionDisplay, SlaveShowsItsDetectionsToo) {
     auto cfg = detection_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     play(cfg, walk({{}}, 3));
     EXPECT_EQ(host().messages(VCA_MSG_DETECTIONS).size(), 3u);
 }

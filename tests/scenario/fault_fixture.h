@@ -106,7 +106,7 @@ class HostFault : public testing::Test {
     static std::pair<int, int> crossings_of_line_0() {
         std::pair<int, int> sum{0, 0};
         for (const Count& count : counts()) {
-            if (count.line == 0) ++(count.cross == 1 ? sum.first : sum.second);
+            if (count.line == 0) ++(count.cross == VCA_DIR_1 ? sum.first : sum.second);
         }
         return sum;
     }

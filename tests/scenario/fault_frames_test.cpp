@@ -213,7 +213,7 @@ TEST_P(NonsenseBoxes, AreSurvived) {
         objects.num = VCA_DET_MAX;
         for (int i = 0; i < VCA_DET_MAX; ++i) {
             objects.objs[i] = {};
-            objects.objs[i].class_id = 1;
+            objects.objs[i].class_id = VCA_CLASS_PERSON;
             objects.objs[i].score = 0.9f;
             write(i, objects.objs[i]);
             objects.raw_objs[i] = objects.objs[i];

@@ -235,7 +235,7 @@ void deliver_something(std::mt19937& random) {
             report.slave_idx = static_cast<uint32_t>(random() % 17);
             report.msg.count = static_cast<int32_t>(random() % 95);
             for (SLAVE_TRACK_S& track : report.msg.tracks) {
-                track.class_id = 1;
+                track.class_id = VCA_CLASS_PERSON;
                 track.score = 0.9f;
                 track.height = 1700.0f;
                 track.cx = track.foot_x = static_cast<int32_t>(random() % 960);

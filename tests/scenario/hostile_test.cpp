@@ -140,7 +140,7 @@ TEST_F(HostileHost, FullListsAreCutAtTheirCapacity) {
             obj.y = 30 + i / 16 * 50;
             obj.w = obj.h = 40;
             obj.score = 0.9f;
-            obj.class_id = 1;
+            obj.class_id = VCA_CLASS_PERSON;
         }
     };
     ASSERT_TRUE(host().run(std::vector<Frame>(3)));

@@ -224,7 +224,7 @@ TEST(LineScenario, TwoPeopleTogetherAreAGroup) {
     expected.frame_flag[0] = test::kFirstStamp + 42;
     expected.members = 2;
     expected.line = 0;
-    expected.cross = 2;
+    expected.cross = VCA_DIR_2;
     EXPECT_EQ(difference(groups[0], expected), "");
 }
 
@@ -325,7 +325,7 @@ TEST(LineScenario, DetectModelChoosesTheList) {
     for (auto& frame : frames)
         std::swap(frame.colour, frame.depth);
     auto cfg = line_config();
-    cfg.DetectModel = 2;
+    cfg.DetectModel = VCA_DETECT_DEPTH;
     play(cfg, frames);
     EXPECT_THAT(counts(), ElementsAre(Count{kCrossFrame, 1, 0, 2}));
     EXPECT_EQ(host().count_calls("vca_nn_detection(101"), 0);
@@ -336,7 +336,7 @@ TEST(LineScenario, ColourOnlyDoesNotSeeDepthPeople) {
     for (auto& frame : frames)
         std::swap(frame.colour, frame.depth);
     auto cfg = line_config();
-    cfg.DetectModel = 1;
+    cfg.DetectModel = VCA_DETECT_COLOUR;
     play(cfg, frames);
     EXPECT_THAT(counts(), IsEmpty());
     EXPECT_EQ(host().count_calls("vca_nn_detection(102"), 0);
@@ -352,7 +352,7 @@ TEST(LineScenario, DepthPersonOnlyIsCountedWithBothModels) {
 
 TEST(LineScenario, SlaveIsSilent) {
     auto cfg = line_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     cfg.ShowHistoryBox = 1;
     cfg.GroupEn = 1;
     play(cfg, walk({{.last = 20}}, 40));

@@ -256,7 +256,7 @@ TEST_F(RegionScenario, SnapshotOfAStandingPerson) {
     entry.x = 440;
     entry.y = 232;
     entry.w = entry.h = 80;
-    entry.class_id = 1;
+    entry.class_id = VCA_CLASS_PERSON;
     // Someone who does not move has one point and one beside it.
     entry.trailNum = 2;
     entry.trail[0] = {480, 272};
@@ -318,7 +318,7 @@ TEST_F(RegionScenario, EverythingInOnePass) {
 
 TEST_F(RegionScenario, SlaveKeepsRegionsAndHeatToItself) {
     auto cfg = region_config();
-    cfg.devWorkMode = 2;
+    cfg.devWorkMode = VCA_WORK_SLAVE;
     start(cfg);
     ASSERT_TRUE(host().run(walk({{.from = kPlace, .step = {0, 0}, .last = 29}}, 40)));
     EXPECT_THAT(host().messages(VCA_MSG_REGIONS), IsEmpty());

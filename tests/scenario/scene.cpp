@@ -80,7 +80,7 @@ DET_OBJ_S track_box(Point centre, float height_mm) {
     box.w = kBox;
     box.h = kBox;
     box.area = kBox * kBox;
-    box.class_id = 1;
+    box.class_id = VCA_CLASS_PERSON;
     box.score = 0.9f;
     box.height = height_mm;
     return box;

@@ -58,13 +58,13 @@ struct Message {
 struct Person {
     int id = 1;
     int x = 0, y = 0, w = 80, h = 80;
-    uint8_t class_id = 1;
+    uint8_t class_id = VCA_CLASS_PERSON;
     float score = 0.9f;
 };
 
 // What the attribute classifier and the staff detector answer.
 struct GenderAnswer {
-    int32_t gender = 0;
+    int32_t gender = VCA_GENDER_UNKNOWN;
     float prob_male = 0, prob_female = 0;
 };
 struct StaffAnswer {

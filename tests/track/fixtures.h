@@ -29,7 +29,7 @@ enum Switch {
 using Rect = std::array<int32_t, 4>;
 
 DET_OBJ_S box(int32_t x, int32_t y, int32_t w, int32_t h, float score = 0.95f,
-              uint8_t class_id = 1);
+              uint8_t class_id = VCA_CLASS_PERSON);
 
 // A box of the given size around a centre.
 DET_OBJ_S centred(int32_t cx, int32_t cy, int32_t w = 40, int32_t h = 40);

@@ -344,7 +344,7 @@ TEST_F(Tracking, RecordJustPastALineIsCountedWhenItDisappears) {
         const auto printed = fix::printed_by([&] { scene.pass({}); });
         ASSERT_THAT(scene.list, IsEmpty());
         const auto& results = *vca_dev_get_counting_results();
-        if (row.direction == 0) {
+        if (row.direction == VCA_DIR_NONE) {
             EXPECT_THAT(results, IsEmpty());
             EXPECT_THAT(printed, IsEmpty());
         } else {
