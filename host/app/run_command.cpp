@@ -2,6 +2,7 @@
 #include "host/app/run_command.h"
 
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,10 +22,8 @@ namespace host {
 namespace {
 
 std::vector<std::string> names_of_results(const RunOptions& options) {
-    std::vector<std::string> names{kEventsFile,    kCrossingsFile, kTrueCrossingsFile, kRegionsFile,
-                                   kStaysFile,     kSummaryFile,   kLogFile,           kPictureFile,
-                                   kHeatDwellFile, kHeatMotionFile};
-    if (options.live) names.emplace_back(kLiveFile);
+    std::vector<std::string> names(std::begin(kRunFiles), std::end(kRunFiles));
+    if (!options.live) std::erase(names, kLiveFile);
     return names;
 }
 

@@ -17,7 +17,7 @@ inline constexpr const char* kHeatMotionFile = "heat_motion.png";
 inline constexpr const char* kSitePictureFile = "site_picture.png";
 inline constexpr const char* kSitePlanFile = "site_plan.png";
 
-// What a run of one camera may leave.
+// What a run of one camera may leave; the live video when it is asked for.
 inline constexpr const char* kRunFiles[] = {
     kSummaryFile, kEventsFile, kCrossingsFile, kTrueCrossingsFile, kRegionsFile, kStaysFile,
     kPictureFile, kLiveFile,   kHeatDwellFile, kHeatMotionFile,    kLogFile};

@@ -36,8 +36,9 @@ With --device NAME it is one camera of the site, on a machine of its own.
 Points are pixels of the 960 x 544 picture, for a recording pixels of its own images.
 
 In the output folder: events.jsonl (every message of the analysis), summary.json (all counts and
-measurements), regions.csv (people in each region, second by second), stays.csv (each stay in a
-region), heat_dwell.png and heat_motion.png, live.mp4 (what a customer's screen would show),
+measurements), crossings.csv and true_crossings.csv (everybody counted, everybody who truly
+crossed), regions.csv (people in each region, second by second), stays.csv (each stay in a region),
+heat_dwell.png and heat_motion.png, live.mp4 (what a customer's screen would show),
 library.log (what the analysis library prints) and picture.png.
 )";
 
