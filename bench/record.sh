@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Runs benchmarks and writes their results into bench/results.md.
 #
-# bench/record.sh [accuracy|site|pass|instructions]...: all of them without a name. The first two
+# bench/record.sh [accuracy|site|pass|instructions|memory]...: all of them without a name. The first two
 # take about half an hour together; arguments behind "--" go to bench_accuracy, for example
-# "-- --data DIR". "pass" takes five minutes and wants a machine with nothing else to do.
+# "-- --data DIR", or to bench/memory.sh. "pass" takes five minutes and wants a machine with nothing
+# else to do.
 set -eu
 cd "$(dirname "$0")/.."
 sections=()
@@ -12,7 +13,7 @@ while [ $# -gt 0 ] && [ "$1" != -- ]; do
     shift
 done
 [ $# -gt 0 ] && shift
-[ ${#sections[@]} -gt 0 ] || sections=(accuracy site pass instructions)
+[ ${#sections[@]} -gt 0 ] || sections=(accuracy site pass instructions memory)
 readme=bench/results.md
 text=$(mktemp)
 trap 'rm -f "$text" "$text.new"' EXIT
@@ -55,6 +56,12 @@ instructions() {
     bench/instructions.sh --check
 }
 
+memory() {
+    build vca_program
+    heading 'Memory of a long run (`bench/memory.sh`)'
+    bench/memory.sh "$@"
+}
+
 # Puts the text in the place of the section with the same heading, or at the end.
 replace_section() {
     awk -v file="$text" '
@@ -69,9 +76,9 @@ replace_section() {
 
 for section in "${sections[@]}"; do
     case $section in
-        accuracy | site | pass | instructions) "$section" "$@" >"$text" ;;
+        accuracy | site | pass | instructions | memory) "$section" "$@" >"$text" ;;
         *)
-            echo "unknown: $section (accuracy, site, pass, instructions)" >&2
+            echo "unknown: $section (accuracy, site, pass, instructions, memory)" >&2
             exit 1
             ;;
     esac

@@ -9,7 +9,9 @@ namespace host {
 template <typename T>
 struct Placed {
     Placed() = default;
-    Placed(T given, std::string where = "") : value(std::move(given)), place(std::move(where)) {}
+    // Not explicit: a plain value is one that nobody gave.
+    Placed(T given, std::string where = "")  // NOLINT(google-explicit-constructor)
+        : value(std::move(given)), place(std::move(where)) {}
 
     // For values that no user gave.
     std::string place_or(const std::string& otherwise) const {

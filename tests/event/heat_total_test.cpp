@@ -37,16 +37,17 @@ void* operator new[](size_t size) {
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
     return allocate(size, __builtin_return_address(0));
 }
-void operator delete(void* memory) noexcept {
+// Where these are inlined and the others are not, GCC takes them for a mismatch.
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete(void* memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
     std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
     std::free(memory);
 }
-void operator delete[](void* memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete[](void* memory, size_t) noexcept {
     std::free(memory);
 }
 
