@@ -113,7 +113,7 @@ static_assert(std::is_trivially_copyable_v<Report>);
 class Frames final : public host::FrameFeed {
   public:
     Frames(const host::Site& site, const host::SiteDevice& device)
-        : fps_(site.frames_per_second),
+        : fps_(site.frames_per_second.value),
           source_(host::open_site_view(host::view_setup(site, device))) {}
 
     bool next(host::SourceFrame& frame) override {

@@ -2,26 +2,40 @@
 #include "host/app/check.h"
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "host/base/result_files.h"
 #include "host/draw/site_plan.h"
+#include "host/frames/site_view.h"
 #include "host/inference/attribute_model.h"
 #include "host/report/output_folder.h"
 #include "host/settings/installation_check.h"
 #include "host/settings/site_check.h"
+#include "host/settings/site_config.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
 
+void write_plan_beside(const Site& site, const std::string& plan) {
+    try {
+        write_site_plan(site, plan);
+    } catch (const std::runtime_error& e) {
+        throw InputError("the file is sound, but its plan has no place: " + std::string(e.what()) +
+                         "; give --output DIR");
+    }
+}
+
 std::string check_site_file(const CheckOptions& options) {
     const Site site = read_site_file(options.file);
     const fs::path folder =
         options.output.empty() ? fs::path(options.file).parent_path() : fs::path(options.output);
     const fs::path plan = folder / kSitePlanFile;
+    for (const SiteDevice& device : site.devices)
+        open_simulated_view(view_setup(site, device));
     if (options.output.empty()) {
-        write_site_plan(site, plan.string());
+        write_plan_beside(site, plan.string());
     } else {
         OutputFolder output(options.output, {kSitePlanFile});
         write_site_plan(site, output.temporary(kSitePlanFile));

@@ -10,6 +10,7 @@
 #include "host/app/run_command.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
+#include "host/base/text.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
 #include "host/settings/command_line.h"
@@ -75,10 +76,10 @@ int main(int argc, char** argv) {
                 return host::kExitOk;
         }
     } catch (const host::InputError& e) {
-        std::fprintf(stderr, "vca: %s\n", e.what());
+        std::fprintf(stderr, "vca: %s\n", host::visible(e.what()).c_str());
         return host::kExitWrongInput;
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "vca: %s\n", e.what());
+        std::fprintf(stderr, "vca: %s\n", host::visible(e.what()).c_str());
     }
     return host::kExitFailure;
 }

@@ -10,6 +10,7 @@
 #include "host/app/exit_status.h"
 #include "host/app/run.h"
 #include "host/base/result_files.h"
+#include "host/base/text.h"
 #include "host/report/output_folder.h"
 #include "host/report/picture.h"
 #include "host/report/report.h"
@@ -74,7 +75,7 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     keep_results();
     folder.commit();
     write_text(output.host(), summary_text(facts, scores.scores(), evidence) +
-                                  "  results in           " + plan.output + "\n");
+                                  "  results in           " + visible(plan.output) + "\n");
     if (const std::string left = left_over_text(facts.left); !left.empty()) {
         std::fprintf(stderr, "vca: %s\n", left.c_str());
         return kExitFailure;

@@ -91,7 +91,7 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
                                       kStaysFile, kSummaryFile});
     StandardOutput output(folder.temporary(kLogFile));
     ProgressDisplay display(output.host(), {""}, options.quiet, kProgressEvery);
-    Pace pace(site.frames_per_second, options.start_at_ms, stop);
+    Pace pace(site.frames_per_second.value, options.start_at_ms, stop);
     if (!options.alone) {
         plan.link = link_of(site, device, options, display);
         plan.pace = &pace;
@@ -101,8 +101,8 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     ScoreSink scores(score_setup(plan),
                      {folder.temporary(kCrossingsFile), "", folder.temporary(kRegionsFile),
                       folder.temporary(kStaysFile)});
-    ProgressSink progress(display,
-                          {site.frames_per_second, 0.0, options.alone || device.master, plan.pace});
+    ProgressSink progress(
+        display, {site.frames_per_second.value, 0.0, options.alone || device.master, plan.pace});
     const RunFacts facts = run(plan, {&events, &scores, &progress}, stop);
     output.restore();
     write_summary(facts, scores.scores(), {}, folder.temporary(kSummaryFile));

@@ -164,7 +164,7 @@ int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
     folder.commit();
     write_text(stdout, "\nsite " + site.name + ", " + std::to_string(result.frames.size()) +
                            " frames\n" + site_table(site, result) + link_text(accounts) +
-                           "  results in " + path + "\n");
+                           "  results in " + visible(path) + "\n");
     return accounts.size() == site.devices.size() ? 0 : 1;
 }
 

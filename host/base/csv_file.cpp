@@ -31,7 +31,7 @@ void CsvFile::add_row(const std::vector<std::string>& fields) {
     if (path_.empty()) return;
     for (std::size_t i = 0; i < fields.size(); ++i)
         out_ << (i > 0 ? "," : "") << quoted(fields[i]);
-    out_ << '\n';
+    out_ << std::endl;
     check();
 }
 

@@ -13,7 +13,8 @@ class CsvFile {
     // Throws std::runtime_error when the file cannot be opened. An empty path: nothing is written.
     CsvFile(const std::string& path, const std::string& header);
 
-    // Fields that hold what parts fields are quoted. Throws std::runtime_error when that fails.
+    // The row is in the file when this returns: rows are few, and a run may be killed. Fields that
+    // hold what parts fields are quoted. Throws std::runtime_error when that fails.
     void add_row(const std::vector<std::string>& fields);
     // Throws std::runtime_error when not everything could be written.
     void finish();

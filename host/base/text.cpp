@@ -37,6 +37,26 @@ std::optional<char32_t> next_character(const std::string& utf8, std::size_t& at)
     return code;
 }
 
+bool is_control(char32_t code) {
+    return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x200E || code == 0x200F ||
+           (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+std::string visible(const std::string& text) {
+    std::string shown;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t from = at;
+        const std::optional<char32_t> code = next_character(text, at);
+        if (code && !is_control(*code)) {
+            shown.append(text, from, at - from);
+            continue;
+        }
+        for (std::size_t i = from; i < at; ++i)
+            shown += format_text("\\x%02x", byte_of(text, i));
+    }
+    return shown;
+}
+
 std::string cut_to(const std::string& utf8, std::size_t characters) {
     std::size_t end = 0;
     while (characters-- > 0 && end < utf8.size())

@@ -12,6 +12,12 @@ namespace host {
 // no character: cut short, longer than needed, half of a surrogate pair, beyond the last code.
 std::optional<char32_t> next_character(const std::string& utf8, std::size_t& at);
 
+// Whether a character moves the cursor, changes the terminal or the direction of what follows.
+bool is_control(char32_t code);
+
+// Text for a terminal: control characters and bytes that are no UTF-8 as \xNN each.
+std::string visible(const std::string& text);
+
 // At most this many characters of UTF-8 text.
 std::string cut_to(const std::string& utf8, std::size_t characters);
 

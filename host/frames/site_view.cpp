@@ -57,6 +57,16 @@ class SiteView final : public FrameSource {
     sim::Frame frame_;
 };
 
+void check_scene(const Placed<std::string>& scene) {
+    std::string known;
+    for (const std::string& name : sim::site_names()) {
+        if (name == scene.value) return;
+        known += (known.empty() ? "" : " or ") + name;
+    }
+    throw InputError(scene.place_or("the scene \"" + scene.value + "\"") + " is not known; write " +
+                     known);
+}
+
 }  // namespace
 
 sim::Simulator open_simulated_view(const SiteViewSetup& setup) {
@@ -64,16 +74,18 @@ sim::Simulator open_simulated_view(const SiteViewSetup& setup) {
         throw InputError(setup.place + " has focal_px " + plain_number(setup.focal_px) +
                          "; simulated cameras have 514.737, leave it out");
     }
+    check_scene(setup.scene);
     try {
-        sim::Simulator view = sim::make_site_view(setup.scene, setup.seed, setup.camera);
+        sim::Simulator view = sim::make_site_view(setup.scene.value, setup.seed, setup.camera);
         // A shorter run is ended by its caller, as with a scene.
         if (setup.seconds && *setup.seconds > view.info().duration_s) {
-            view = sim::make_site_view(setup.scene, setup.seed, setup.camera, setup.seconds);
+            view = sim::make_site_view(setup.scene.value, setup.seed, setup.camera, setup.seconds);
         }
-        if (std::abs(view.info().fps - setup.frames_per_second) > 0.01) {
-            throw InputError("frames_per_second of the site \"" + setup.site + "\" is " +
-                             plain_number(setup.frames_per_second) + "; the scene \"" +
-                             setup.scene + "\" has " + plain_number(view.info().fps));
+        const Placed<double>& rate = setup.frames_per_second;
+        if (std::abs(view.info().fps - rate.value) > 0.01) {
+            throw InputError(rate.place_or("frames_per_second of the site") + " is " +
+                             plain_number(rate.value) + "; the scene \"" + setup.scene.value +
+                             "\" has " + plain_number(view.info().fps));
         }
         return view;
     } catch (const std::invalid_argument& e) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "host/base/placed.h"
 #include "host/frames/frame_source.h"
 #include "sim/simulator.h"
 
@@ -13,15 +14,14 @@ namespace host {
 
 // A camera over a site of the simulator.
 struct SiteViewSetup {
-    std::string site;   // name of the site
-    std::string name;   // of the camera
-    std::string place;  // where the camera was set, for messages
-    std::string scene;  // one of sim::site_names()
+    std::string name;           // of the camera
+    std::string place;          // where the camera was set, for messages
+    Placed<std::string> scene;  // one of sim::site_names()
     std::uint64_t seed = 1;
     sim::CameraPlace camera;
-    double focal_px = 0.0;           // colour pixels
-    double frames_per_second = 0.0;  // must be the scene's
-    std::optional<double> seconds;   // length of a run, which the scene lasts for if it is longer
+    double focal_px = 0.0;             // colour pixels
+    Placed<double> frames_per_second;  // must be the scene's
+    std::optional<double> seconds;     // length of a run, which the scene lasts for if it is longer
 };
 
 // The camera of the simulator itself. Throws InputError for a scene that does not exist, a frame

@@ -31,7 +31,7 @@ const SiteFrame* fullest(const std::vector<SiteFrame>& frames) {
 void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>& frames,
                  const SiteFrame& shown) {
     constexpr int kFades = 8;
-    const double span = kTrailTime_s * site.frames_per_second;
+    const double span = kTrailTime_s * site.frames_per_second.value;
     const SiteDevice& master = master_of(site);
     for (int fade = 0; fade < kFades; ++fade) {
         cv::Mat drawn = plan.image().clone();

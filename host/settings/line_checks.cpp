@@ -142,7 +142,7 @@ void check_name(const std::string& name, const std::string& place) {
     for (std::size_t at = 0; at < name.size();) {
         const std::optional<char32_t> code = next_character(name, at);
         if (!code) throw InputError(place + " is not UTF-8 text; write the name in UTF-8");
-        if (*code < 0x20 || (*code >= 0x7F && *code < 0xA0)) {
+        if (is_control(*code)) {
             throw InputError(place +
                              " holds a control character; write the name in one line of "
                              "visible characters");

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/placed.h"
 #include "host/settings/run_options.h"
 
 namespace host {
@@ -57,8 +58,8 @@ struct Site {
     int broker_port = 1883;
     double stale_s = 3.0;     // a device that was not heard of for so long is missing
     int max_age_frames = 15;  // older messages of a slave are dropped
-    double frames_per_second = 15.0;
-    std::string scene = "hall";  // simulated sites only
+    Placed<double> frames_per_second = 15.0;
+    Placed<std::string> scene{"hall"};  // simulated sites only
     std::uint64_t seed = 1;
     std::optional<double> seconds;  // of the scene; none: all of it
     DetectMode detect = DetectMode::kDepth;
@@ -79,8 +80,8 @@ const SiteDevice& master_of(const Site& site);
 const SiteDevice* find_slave(const Site& site, int index);
 const SiteDevice* find_device(const Site& site, const std::string& name);
 
-// Whether a file describes a site and not an installation: it has [[device]] tables. Throws
-// InputError when it cannot be read.
+// Whether a file describes a site and not an installation: it has a key that only sites have.
+// Throws InputError when it cannot be read.
 bool is_site_file(const std::string& path);
 
 // Reads and checks a site file. Throws InputError that names file and line.

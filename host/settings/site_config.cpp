@@ -147,7 +147,6 @@ VCA_ALGO_CFG_S device_config(const Site& site, const SiteDevice& device, SiteRol
 
 SiteViewSetup view_setup(const Site& site, const SiteDevice& device) {
     SiteViewSetup setup;
-    setup.site = site.name;
     setup.name = device.name;
     setup.place = device.place;
     setup.scene = site.scene;

@@ -1,5 +1,6 @@
 // The TOML file of a site: broker, cameras, lines and regions in metres.
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "host/base/toml_reader.h"
@@ -53,7 +54,9 @@ class SiteReader {
              {"stale_s", [this](Value v) { site_.stale_s = v.number(0.1, 3600.0); }},
              {"max_age_frames", [this](Value v) { site_.max_age_frames = v.whole(1, 1000); }},
              {"frames_per_second",
-              [this](Value v) { site_.frames_per_second = v.number(1.0, 240.0); }},
+              [this](Value v) {
+                  site_.frames_per_second = {v.number(1.0, 240.0), v.place("frames_per_second")};
+              }},
              {"detect",
               [this](Value v) { site_.detect = parse_detect_mode(v.text(), v.place("detect")); }},
              {"target_height_mm", [this](Value v) { read_target(v); }},
@@ -84,7 +87,11 @@ class SiteReader {
     void read_scene(Value value) {
         constexpr int kMostSeed = std::numeric_limits<int>::max();
         value.read_keys(
-            {{"name", [this](Value v) { site_.scene = plain_name(v, "scene"); }},
+            {{"name",
+              [this](Value v) {
+                  const std::string name = plain_name(v, "scene");
+                  site_.scene = {name, v.place("the scene \"" + name + "\"")};
+              }},
              {"seconds", [this](Value v) { site_.seconds = v.number(0.1, 1e6); }},
              {"seed",
               [this](Value v) { site_.seed = static_cast<std::uint64_t>(v.whole(0, kMostSeed)); }}},
@@ -173,8 +180,11 @@ class SiteReader {
 }  // namespace
 
 bool is_site_file(const std::string& path) {
-    return read_toml_file(path, "file", "vca check needs a readable file").find("device") !=
-           nullptr;
+    const TomlValue root = read_toml_file(path, "file", "vca check needs a readable file");
+    constexpr const char* kOfSites[] = {"name",    "broker",         "scene",
+                                        "stale_s", "max_age_frames", "device"};
+    return std::any_of(std::begin(kOfSites), std::end(kOfSites),
+                       [&root](const char* key) { return root.find(key) != nullptr; });
 }
 
 Site read_site_file(const std::string& path) {

@@ -113,7 +113,7 @@ TEST(InstallationCheck, RefusesWhatNoSourceMakesRight) {
     EXPECT_THAT(error_of("height_mm = 3"), HasSubstr("line 1: height_mm is 3"));
 }
 
-TEST(SiteOrInstallation, IsToldByItsDevices) {
+TEST(SiteOrInstallation, IsToldByItsKeys) {
     const auto is_site = [](const std::string& text) {
         const test::SiteFile file(text);
         return host::is_site_file(file.path());
@@ -122,6 +122,7 @@ TEST(SiteOrInstallation, IsToldByItsDevices) {
     EXPECT_FALSE(is_site(kFull));
     EXPECT_TRUE(is_site("name = \"a\"\n[[device]]\nname = \"b\"\n"));
     EXPECT_TRUE(is_site("[[device]]\n"));
+    EXPECT_TRUE(is_site("name = \"cut short\"\n"));
     EXPECT_THROW(is_site("x = = 3"), host::InputError);
     try {
         host::is_site_file("/nowhere.toml");

@@ -109,6 +109,14 @@ TEST_F(ScoreSink, CountsPerLineAndDirection) {
     EXPECT_EQ(text_of(true_crossings_), "frame,line,direction,person\n1,0,1,1\n5,1,2,2\n6,1,2,3\n");
 }
 
+TEST_F(ScoreSink, WhoIsCountedIsInTheFileAtOnce) {
+    host::ScoreSink sink(two_lines(), tables());
+    ToldFrame frame = empty_frame(1);
+    frame.events = {counted(1, 1, 0, 1, 1700.0f)};
+    tell(sink, frame);
+    EXPECT_NE(text_of(crossings_).find("1,0.100,0,1,1,1700"), std::string::npos);
+}
+
 TEST_F(ScoreSink, HeightsAreComparedWithThePersonUnderTheTrack) {
     host::ScoreSink sink(two_lines(), tables());
     tell(sink, frame_with(0, 5, 50));

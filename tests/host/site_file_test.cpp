@@ -73,7 +73,7 @@ TEST(SiteFile, HasDefaults) {
     EXPECT_EQ(site.broker_port, 1883);
     EXPECT_EQ(site.stale_s, 3.0);
     EXPECT_EQ(site.max_age_frames, 15);
-    EXPECT_EQ(site.frames_per_second, 15.0);
+    EXPECT_EQ(site.frames_per_second.value, 15.0);
     EXPECT_EQ(site.detect, host::DetectMode::kDepth);
     EXPECT_EQ(site.devices.at(0).rotation_deg, 0.0);
     EXPECT_EQ(site.devices.at(0).focal_px, host::kDefaultFocal_px);
@@ -116,13 +116,13 @@ points = [[0, 0], [1, 0], [1, 1]]
     EXPECT_EQ(site.name, "hall-2_B");
     EXPECT_EQ(site.stale_s, 1.5);
     EXPECT_EQ(site.max_age_frames, 30);
-    EXPECT_EQ(site.frames_per_second, 12.5);
+    EXPECT_EQ(site.frames_per_second.value, 12.5);
     EXPECT_EQ(site.target_min_mm, 500);
     EXPECT_EQ(site.target_max_mm, 2100);
     EXPECT_EQ(site.detect, host::DetectMode::kBoth);
     EXPECT_EQ(site.broker_host, "broker.example");
     EXPECT_EQ(site.broker_port, 2883);
-    EXPECT_EQ(site.scene, "hall");
+    EXPECT_EQ(site.scene.value, "hall");
     EXPECT_EQ(site.seed, 77u);
     EXPECT_TRUE(site.group_counting);
     EXPECT_EQ(site.group_min, 3);

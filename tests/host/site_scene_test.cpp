@@ -31,8 +31,9 @@ TEST(SiteScene, ViewsAreThoseOfTheSimulatorsCameras) {
     host::SiteScene scene(site);
     std::vector<sim::Simulator> cameras;
     for (const host::SiteDevice& d : site.devices) {
-        cameras.push_back(sim::make_site_view(
-            site.scene, site.seed, {d.height_mm / 1000.0, d.at.x_m, d.at.y_m, d.rotation_deg}));
+        cameras.push_back(
+            sim::make_site_view(site.scene.value, site.seed,
+                                {d.height_mm / 1000.0, d.at.x_m, d.at.y_m, d.rotation_deg}));
     }
     int shared = 0;
     host::SiteFrame frame;
@@ -57,8 +58,9 @@ TEST(SiteScene, ViewsAreThoseOfTheSimulatorsCameras) {
 TEST(SiteScene, HeadsAreWhereTheGeometrySaysInEveryPicture) {
     const host::Site site = hall();
     for (const host::SiteDevice& d : site.devices) {
-        sim::Simulator camera = sim::make_site_view(
-            site.scene, site.seed, {d.height_mm / 1000.0, d.at.x_m, d.at.y_m, d.rotation_deg});
+        sim::Simulator camera =
+            sim::make_site_view(site.scene.value, site.seed,
+                                {d.height_mm / 1000.0, d.at.x_m, d.at.y_m, d.rotation_deg});
         sim::Frame seen;
         ASSERT_TRUE(camera.next_truth(seen));
         ASSERT_FALSE(seen.truth.empty());
@@ -99,7 +101,7 @@ TEST(SiteScene, LastsAsLongAsTheSiteSaysButNotShorter) {
     std::int64_t frames = 0;
     while (scene.next(frame))
         ++frames;
-    EXPECT_EQ(frames, static_cast<std::int64_t>((own_s + 2.0) * site.frames_per_second));
+    EXPECT_EQ(frames, static_cast<std::int64_t>((own_s + 2.0) * site.frames_per_second.value));
     site.seconds = 30.0;
     EXPECT_EQ(duration_s(), own_s);
 }
@@ -107,8 +109,9 @@ TEST(SiteScene, LastsAsLongAsTheSiteSaysButNotShorter) {
 TEST(SiteScene, RefusesWhatTheSimulatorHasNot) {
     host::Site site = hall();
     EXPECT_EQ(error_of(site), "");
-    site.scene = "street";
-    EXPECT_THAT(error_of(site), HasSubstr("unknown site \"street\""));
+    site.scene = std::string("street");
+    EXPECT_THAT(error_of(site),
+                HasSubstr("the scene \"street\" is not known; write hall or station"));
     site = hall();
     site.frames_per_second = 10.0;
     EXPECT_THAT(error_of(site), HasSubstr("the scene \"hall\" has 15"));

@@ -23,6 +23,13 @@ std::vector<char32_t> characters(const std::string& utf8) {
     return list;
 }
 
+TEST(Text, ShowsWhatATerminalWouldObey) {
+    EXPECT_EQ(host::visible("T\xc3\xbcr 1"), "T\xc3\xbcr 1");
+    EXPECT_EQ(host::visible("a\nb\x1b[31m"), "a\\x0ab\\x1b[31m");
+    EXPECT_EQ(host::visible("\xe2\x80\xaex"), "\\xe2\\x80\\xaex");  // right to left
+    EXPECT_EQ(host::visible("\xc2\x9b\xff"), "\\xc2\\x9b\\xff");
+}
+
 TEST(Text, DecodesTheEndsOfEveryLength) {
     EXPECT_THAT(characters("\x01\x7f"), ElementsAre(1, 0x7F));
     EXPECT_THAT(characters("\xc2\x80\xdf\xbf"), ElementsAre(0x80, 0x7FF));

@@ -471,8 +471,21 @@ TEST_F(Program, CheckAnswersAsARunDoes) {
         EXPECT_EQ(check.err, run.err) << text;
         EXPECT_EQ(std::count(check.err.begin(), check.err.end(), '\n'), 1) << check.err;
     }
-    write("site.toml", "name = \"a\"\n[[device]]\nname = \"b\"\n");
-    EXPECT_EQ(vca("check site.toml").err, vca("run --site site.toml").err);
+    const std::string master =
+        "[[device]]\nname = \"b\"\nrole = \"master\"\nx_m = 0\ny_m = 0\nheight_mm = 6000\n";
+    for (const std::string& text :
+         {std::string("[[device]]\nname = \"b\"\n"), std::string("stale_s = 1\n"),
+          "[scene]\nname = \"yard\"\n" + master, "frames_per_second = 30\n" + master,
+          master + "focal_px = 600\n"}) {
+        write("site.toml", "name = \"a\"\n" + text);
+        const Outcome check = vca("check site.toml");
+        EXPECT_EQ(check.status, 2) << text;
+        EXPECT_THAT(check.err, HasSubstr("\"site.toml\"")) << text;
+        EXPECT_EQ(check.err, vca("site check site.toml").err);
+        EXPECT_EQ(check.err, vca("run --site site.toml").err);
+    }
+    write("escape.toml", "detect = \"a\\n\\u001b[31m\"\n");
+    EXPECT_THAT(vca("check escape.toml").err, HasSubstr("\"a\\x0a\\x1b[31m\""));
     EXPECT_THAT(vca("check none.toml").err, HasSubstr("there is no file \"none.toml\""));
     write("door.toml", "height_mm = 3500\n");
     EXPECT_THAT(vca("check door.toml --output plans").err, HasSubstr("the plan of a site"));
