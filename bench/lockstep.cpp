@@ -119,13 +119,13 @@ class Frames final : public host::FrameFeed {
     bool next(host::SourceFrame& frame) override {
         if (closing_ == 0 && source_->next(frame)) {
             last_ = frame.number;
-            time_s_ = frame.time_s;
             return true;
         }
         if (closing_ == kClosingFrames) return false;
         host::make_blank(frame);
         frame.number = last_ + ++closing_;
-        frame.time_s = time_s_ += 1.0 / fps_;
+        // They go on as those of the simulated site, which begins at 0.
+        frame.time_s = static_cast<double>(frame.number) / fps_;
         return true;
     }
 
@@ -135,7 +135,6 @@ class Frames final : public host::FrameFeed {
     double fps_;
     std::unique_ptr<host::FrameSource> source_;
     std::int64_t last_ = -1;
-    double time_s_ = 0.0;  // of the last frame
     int closing_ = 0;
 };
 
