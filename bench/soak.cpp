@@ -20,10 +20,10 @@
 
 #include "bench/soak_host.h"
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define SOAK_SANITIZED 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define SOAK_SANITIZED 1
 #endif
 #endif
@@ -343,7 +343,7 @@ bool LongRun::report(std::FILE* out) const {
                      series.samples, heap_flat ? "" : "  FAILED");
         failed += !heap_flat;
 #ifdef SOAK_SANITIZED
-        const bool judged = false;  // freed memory is kept in quarantine
+        const bool judged = false;  // the sanitizer keeps freed memory and its own notes about it
 #else
         const bool judged = series.resident_is_flat;
 #endif

@@ -30,9 +30,11 @@ void* operator new(size_t size) {
     if (void* memory = allocate(size, __builtin_return_address(0))) return memory;
     throw std::bad_alloc();
 }
+// Another exception than above: of two equal bodies GCC lets one call the other, which would then
+// be called from here and no longer from the library.
 void* operator new[](size_t size) {
     if (void* memory = allocate(size, __builtin_return_address(0))) return memory;
-    throw std::bad_alloc();
+    throw std::bad_array_new_length();
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
     return allocate(size, __builtin_return_address(0));
