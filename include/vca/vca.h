@@ -7,6 +7,7 @@
 #include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/debug.h"
+#include "vca/decision.h"
 #include "vca/depth.h"
 #include "vca/detect.h"
 #include "vca/display.h"

@@ -20,6 +20,7 @@ struct Candidates {
     int32_t num = 0;
     DET_OBJ_S centre[VCA_DET_MAX] = {};
     DET_OBJ_S match[VCA_DET_MAX] = {};
+    int32_t track[VCA_DET_MAX] = {};  // id on the device that sees the person
 
     bool is_merged(int32_t i) const { return match[i].reserved3 != 0; }
     uint32_t device(int32_t i) const { return match[i].aux0; }

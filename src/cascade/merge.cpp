@@ -3,6 +3,7 @@
 #include <array>
 #include <vector>
 
+#include "base/decision.h"
 #include "base/flag.h"
 #include "base/log.h"
 #include "base/numeric.h"
@@ -34,6 +35,7 @@ void collect_own(std::vector<TRACKER_RSLT_S>& tracks, Candidates& found) {
         DET_OBJ_S& centre = found.centre[found.num];
         match = trk.footBox;
         centre = trk.curObj;
+        found.track[found.num] = trk.trackId;
         match.aux0 = centre.aux0 = 0;
         match.reserved1 = centre.reserved1 = trk.lastFrm;
         match.reserved3 = centre.reserved3 = 0;
@@ -62,6 +64,7 @@ void collect_slaves(int32_t size, Candidates& found) {
         for (int32_t k = 0; k < count && found.num < VCA_DET_MAX; ++k, ++found.num) {
             const SLAVE_TRACK_S& track = entry.msg.tracks[k];
             const DET_OBJ_S box = to_box(track, index + 1, entry.msg.frame);
+            found.track[found.num] = static_cast<int32_t>(track.track_id);
             found.match[found.num] = found.centre[found.num] = box;
             set_square(found.match[found.num], track.foot_x, track.foot_y, size);
             set_square(found.centre[found.num], track.cx, track.cy, size);
@@ -136,17 +139,29 @@ std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, const v
     return best;
 }
 
+// For the observer, who is told of it with the track that the object becomes.
+void note_member(const Candidates& found, int32_t first, int32_t member, const DET_OBJECTS_S& out) {
+    if (!vca::is_observed()) return;
+    vca::decision_state().members.push_back(
+        {out.num - 1, static_cast<int32_t>(found.device(member)), found.track[member],
+         vca_rgn_calc_IoU(&found.match[first], &found.match[member]), kIoUMin});
+}
+
 // A group holds at most one person of every device.
 void merge_group(Candidates& found, const vca::BoxIndex& index, const Pair& pair,
                  DET_OBJECTS_S& out) {
     found.set_merged(pair.first);
     add_object(found, pair.first, out);
     fold_candidate(found, pair.second, out);
+    note_member(found, pair.first, pair.first, out);
+    note_member(found, pair.first, pair.second, out);
     const std::array<int32_t, kDeviceNum> others = best_of_devices(found, index, pair.first);
     for (uint32_t device = 0; device < kDeviceNum; ++device) {
         const bool in_group =
             device == found.device(pair.first) || device == found.device(pair.second);
-        if (!in_group && others[device] >= 0) fold_candidate(found, others[device], out);
+        if (in_group || others[device] < 0) continue;
+        fold_candidate(found, others[device], out);
+        note_member(found, pair.first, others[device], out);
     }
 }
 
@@ -160,6 +175,7 @@ int dev_cascade_local_master_merge_slave_obj(VCA_NN_RESULT_S* result,
     vca::CascadeState& state = vca::cascade_state();
     Candidates& found = state.candidates;
     found.num = 0;
+    vca::decision_state().members.clear();
     collect_own(tracks, found);
     collect_slaves(size, found);
     for (int32_t i = 0; i < found.num; ++i) {

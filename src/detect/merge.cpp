@@ -1,6 +1,7 @@
 // The one list of detections that tracking works on, from those on the colour and the depth image.
 #include <algorithm>
 
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/send.h"
 #include "base/working_size.h"
@@ -49,6 +50,25 @@ bool keeps_off_border(const DET_OBJ_S& box) {
            wrap_add(box.y, box.h) < bottom;
 }
 
+void tell_dropped(VCA_DECISION_E kind, const DET_OBJ_S& box, int32_t place, int32_t detail = 0,
+                  float value = 0.0f, float limit = 0.0f) {
+    if (!vca::is_observed()) return;
+    const POINT_POS_S at = vca::box_center(box);
+    vca::tell({kind, 0, 0, -1, place, detail, at.x, at.y, value, limit});
+}
+
+// Names the colour box that covers it most.
+void tell_covered(const DET_OBJ_S& box, const DET_OBJ_S* colour, int32_t colour_num) {
+    if (!vca::is_observed()) return;
+    int32_t by = -1;
+    float most = 0.0f;
+    for (int32_t i = 0; i < colour_num; ++i) {
+        const float iou = vca_rgn_calc_IoU(&box, &colour[i]);
+        if (iou > most) by = i, most = iou;
+    }
+    tell_dropped(VCA_DECISION_COVERED, box, -1, by, most, kCoveredIoU);
+}
+
 // Depth boxes are compared with the colour boxes only, never with each other.
 void join(const DET_OBJECTS_S& real, const DET_OBJECTS_S& depth, BoxList& work) {
     const int32_t colour_num = bounded_num(real);
@@ -57,23 +77,29 @@ void join(const DET_OBJECTS_S& real, const DET_OBJECTS_S& depth, BoxList& work) 
     const vca::BoxIndex index(work.objs, colour_num);
     for (int32_t i = 0; i < bounded_num(depth) && work.num < VCA_DET_MAX; ++i) {
         const DET_OBJ_S& box = depth.objs[i];
-        if (!is_covered(box, work.objs, index) && keeps_off_border(box)) work.append(box);
+        if (is_covered(box, work.objs, index))
+            tell_covered(box, work.objs, colour_num);
+        else if (keeps_off_border(box))
+            work.append(box);
+        else
+            tell_dropped(VCA_DECISION_AT_BORDER, box, -1);
     }
 }
 
-bool is_excluded(const DET_OBJ_S& box, const VCA_DEV_CFG_S& cfg) {
-    if (cfg.ExclTotalEn == 0) return false;
+// The exclusion region that the middle of a box lies in; -1 for none.
+int excluded_by(const DET_OBJ_S& box, const VCA_DEV_CFG_S& cfg) {
+    if (cfg.ExclTotalEn == 0) return -1;
     const float sx = 320.0f / static_cast<float>(vca::working_width(VCA_SIZE_MERGE));
     const float sy = 181.0f / static_cast<float>(vca::working_height(VCA_SIZE_MERGE));
     const POINT_POS_S center = vca::box_center(box);
     const int32_t px = vca::to_i32(static_cast<float>(center.x) * sx);
     const int32_t py = vca::to_i32(static_cast<float>(center.y) * sy);
-    if (px < 0 || px >= VCA_MASK_COLS || py < 0 || py >= VCA_MASK_ROWS) return false;
+    if (px < 0 || px >= VCA_MASK_COLS || py < 0 || py >= VCA_MASK_ROWS) return -1;
     for (int r = 0; r < VCA_EXCL_NUM; ++r)
         if (cfg.ExclEn[r] != 0 && cfg.ExclType[r] == VCA_EXCL_DETECTIONS &&
             cfg.exclMask[r].mask[py][px] != 0)
-            return true;
-    return false;
+            return r;
+    return -1;
 }
 
 bool is_too_small(const DET_OBJ_S& box) {
@@ -143,11 +169,19 @@ int vca_obj_merge_real_depth_rslt(const DET_OBJECTS_S* real, const DET_OBJECTS_S
                                   DET_OBJECTS_S* out) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     out->num = 0;
+    vca::decision_state().list = VCA_LIST_LOCAL;
     BoxList work;
     join(*real, *depth, work);
-    for (int32_t i = 0; i < work.num; ++i)
-        if (!is_excluded(work.objs[i], cfg) && !is_too_small(work.objs[i]))
-            out->objs[out->num++] = work.objs[i];
+    for (int32_t i = 0; i < work.num; ++i) {
+        const DET_OBJ_S& box = work.objs[i];
+        if (const int region = excluded_by(box, cfg); region >= 0)
+            tell_dropped(VCA_DECISION_EXCLUDED, box, region);
+        else if (is_too_small(box))
+            tell_dropped(VCA_DECISION_TOO_SMALL, box, -1, 0,
+                         static_cast<float>(std::min(box.w, box.h)), kMinSidePx);
+        else
+            out->objs[out->num++] = box;
+    }
 
     const bool log = vca::debug_on(vca::kDbgDetection);
     if (log && out->num > 0)

@@ -38,6 +38,19 @@ int32_t vca::orientation(POINT_POS_S u, POINT_POS_S v, POINT_POS_S w) {
     return wrap_sub(a, b);
 }
 
+float vca::distance_to_segment(POINT_POS_S p, const LINE_SEG_S& s) {
+    const auto between = [](int32_t a, int32_t b) {
+        return static_cast<double>(b) - static_cast<double>(a);
+    };
+    const double dx = between(s.start.x, s.end.x);
+    const double dy = between(s.start.y, s.end.y);
+    const double px = between(s.start.x, p.x);
+    const double py = between(s.start.y, p.y);
+    const double square = dx * dx + dy * dy;
+    const double t = square > 0.0 ? std::clamp((px * dx + py * dy) / square, 0.0, 1.0) : 0.0;
+    return static_cast<float>(std::hypot(px - t * dx, py - t * dy));
+}
+
 // The touching cases are one-sided on purpose: the movement comes first and the counting line
 // second, so a movement that merely ends on the line is no crossing, while a line that ends on the
 // movement is crossed.

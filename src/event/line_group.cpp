@@ -1,4 +1,5 @@
 // Counted crossings, and the groups of people who cross a line together.
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/numeric.h"
 #include "event/counting_state.h"
@@ -78,7 +79,7 @@ void queue(vca::CountingState& state, const DEV_COUNTING_RSLT_S& result) {
     state.results.push_back(result);
 }
 
-void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
+const DEV_COUNTING_GROUP_S& found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
     vca::CountingState& state = vca::counting_state();
     DEV_COUNTING_GROUP_S group{};
     group.id = state.next_group_id;
@@ -93,9 +94,11 @@ void found_group(const DEV_COUNTING_RSLT_S& result, bool log) {
         VCA_LOG_AS(kLogName, "\tNewGrp[%d]: Event=%d GrpSpd=%.2f ErrMax=%d", group.id, group.event,
                    static_cast<double>(group.speed), group.errMax);
     state.groups.push_back(std::move(group));
+    return state.groups.back();
 }
 
-void add_to_groups(const DEV_COUNTING_RSLT_S& result) {
+// Returns the group that the person is in.
+const DEV_COUNTING_GROUP_S& add_to_groups(const DEV_COUNTING_RSLT_S& result) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     const bool log = vca::debug_on(vca::kDbgLineGroup);
     const Nearest best = find_nearest(vca::counting_state().groups, result);
@@ -105,10 +108,16 @@ void add_to_groups(const DEV_COUNTING_RSLT_S& result) {
                    best.distance, cfg.GroupDistMax);
     const bool joins = best.group != nullptr && best.distance < cfg.GroupDistMax &&
                        static_cast<int32_t>(best.group->members.size()) < cfg.GroupObjNumMax;
-    if (joins)
-        join(*best.group, result, log);
-    else
-        found_group(result, log);
+    if (!joins) return found_group(result, log);
+    join(*best.group, result, log);
+    return *best.group;
+}
+
+void tell_counted(const TRACKER_RSLT_S& trk, const DEV_COUNTING_RSLT_S& result,
+                  const DEV_COUNTING_GROUP_S* group) {
+    const float id = group != nullptr ? static_cast<float>(group->id) : -1.0f;
+    const float members = group != nullptr ? static_cast<float>(group->members.size()) : 0.0f;
+    vca::tell(VCA_DECISION_COUNTED, trk, result.line, result.cross, id, members);
 }
 
 }  // namespace
@@ -147,8 +156,12 @@ int vca_dev_add_counting_line_group(TRACKER_RSLT_S* trk, int line, int cross) {
     const bool enabled = dev_get_counting_enable();
     if (enabled) {
         queue(vca::counting_state(), result);
+        const DEV_COUNTING_GROUP_S* group = nullptr;
         if (dev_get_config()->GroupEn != 0 && result.obj.class_id == VCA_CLASS_PERSON)
-            add_to_groups(result);
+            group = &add_to_groups(result);
+        tell_counted(*trk, result, group);
+    } else {
+        vca::tell(VCA_DECISION_NOT_COUNTING, *trk, line, cross);
     }
     std::printf("$Frm[%d] $bCountingEn=%d Obj[%d] Cls=%d CrossEvt=%d uTurnLine=%d $H=%.2f\n",
                 result.frame, enabled ? 1 : 0, result.id, result.obj.class_id, result.cross,

@@ -1,7 +1,9 @@
 // Sending counted people, ageing the groups and sending those that close.
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/numeric.h"
 #include "base/send.h"
+#include "detect/box.h"
 #include "event/counting_state.h"
 
 using vca::wrap_add;
@@ -64,6 +66,14 @@ void report(DEV_COUNTING_GROUP_S& group, bool log) {
                cfg.GroupObjNumMin, cfg.GroupObjNumMax, direction(group));
 }
 
+void tell_closed(const DEV_COUNTING_GROUP_S& group) {
+    if (!vca::is_observed()) return;
+    const POINT_POS_S at = vca::box_center(group.members.back());
+    vca::tell({VCA_DECISION_GROUP_CLOSED, 0, 0, -1, group.line, group.id, at.x, at.y,
+               static_cast<float>(member_count(group)),
+               static_cast<float>(dev_get_config()->GroupObjNumMin)});
+}
+
 void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
     const bool log = vca::debug_on(vca::kDbgLineGroup);
     for (auto group = groups.begin(); group != groups.end();) {
@@ -72,6 +82,7 @@ void close_quiet_groups(std::vector<DEV_COUNTING_GROUP_S>& groups) {
             ++group;
             continue;
         }
+        tell_closed(*group);
         report(*group, log);
         if (log)
             VCA_LOG_AS(kLogName, "Grp[%d] Del: Obj=%d Err=%d", group->id, member_count(*group),

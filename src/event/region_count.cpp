@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/numeric.h"
 #include "base/send.h"
@@ -60,6 +61,13 @@ void update_stay(RGN_STAY_S& stay, const Place& place, const VCA_MASK_S& region,
     }
 }
 
+void tell_stay(const TRACKER_RSLT_S& trk, int region, const RGN_STAY_S& before, bool entered) {
+    if (entered)
+        vca::tell(VCA_DECISION_ENTERED, trk, region, 0);
+    else
+        vca::tell(VCA_DECISION_LEFT, trk, region, 0, static_cast<float>(before.stayTime));
+}
+
 void update_stays(TRACKER_RSLT_S& trk, int32_t step_ms) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     Place place{};
@@ -72,7 +80,9 @@ void update_stays(TRACKER_RSLT_S& trk, int32_t step_ms) {
         }
         if (!known || !vca::event_box_is_settled(trk)) place = place_of(trk);
         known = true;
+        const RGN_STAY_S before = stay;
         update_stay(stay, place, cfg.rgnMask[region], step_ms);
+        if (stay.inRgn != before.inRgn) tell_stay(trk, region, before, stay.inRgn != 0);
     }
 }
 

@@ -1,4 +1,5 @@
 // The line stage of a frame pass, and the filtering of people who turn back on a line.
+#include "base/decision.h"
 #include "base/log.h"
 #include "config/work_mode.h"
 #include "detect/box.h"
@@ -38,6 +39,12 @@ void check_uturn_line(TRACKER_RSLT_S& trk, int line) {
     if (area == VCA_UTURN_JUST_LEFT) vca_rgn_uturn_check_obj_line_cross(&trk, line);
 }
 
+void tell_countable(const TRACKER_RSLT_S& trk) {
+    if (!vca::is_observed() || vca::told_track(trk).countable) return;
+    vca::told_track(trk).countable = true;
+    vca::tell(VCA_DECISION_COUNTABLE, trk, -1, 0, static_cast<float>(trk.age));
+}
+
 }  // namespace
 
 bool vca_check_obj_event_line_update(TRACKER_RSLT_S* trk) {
@@ -54,6 +61,8 @@ int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line) {
     // An odd number of changes of direction ends on the other side, an even number is a U-turn.
     if (trk->CrossCnt[line] % 2 == 1 && (state == VCA_DIR_1 || state == VCA_DIR_2))
         vca_dev_add_counting_line_group(trk, line, state);
+    else
+        vca::tell(VCA_DECISION_TURNED_BACK, *trk, line, 0, static_cast<float>(trk->CrossCnt[line]));
     trk->IsCrossed[line] = 0;
     trk->CrossCnt[line] = 0;
     trk->crossLine[line] = -1;
@@ -65,6 +74,7 @@ int vca_event_counting_line_uturn_proc(std::vector<TRACKER_RSLT_S>& tracks) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     for (TRACKER_RSLT_S& trk : tracks) {
         if (!vca_check_obj_event_line_update(&trk) || trk.heightExceed != 0) continue;
+        tell_countable(trk);
         for (int line = 0; line < VCA_LINE_NUM; ++line) {
             if (cfg.LineEn[line] == 0) continue;
             if (cfg.UturnFilter != 0 && cfg.UturnEn[line] != 0)

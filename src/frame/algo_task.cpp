@@ -1,10 +1,12 @@
 // The analysis task: one pass per frame set, from frame acquisition to frame release.
 #include <unistd.h>
 
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/numeric.h"
 #include "base/send.h"
 #include "frame/frame_state.h"
+#include "track/track_list.h"
 #include "vca/cascade.h"
 #include "vca/config.h"
 #include "vca/depth.h"
@@ -50,9 +52,14 @@ struct PassClock {
     bool log;
 };
 
+void release_local(TaskState& task) {
+    vca::decision_state().list = VCA_LIST_LOCAL;
+    vca_trk_obj_list_release(task.local_tracks);
+}
+
 void idle(TaskState& task) {
     VCA_LOG_AS(kLogName, "Algo module is initializing...");
-    vca_trk_obj_list_release(task.local_tracks);
+    release_local(task);
     usleep(kIdleSleepUs);
 }
 
@@ -180,7 +187,10 @@ void* vca_algo_main_task(void*) {
     TaskState task;
     while (flag_get(task.ctrl.algo_running) != 0)
         run_pass(task);
-    vca_trk_obj_list_release(task.local_tracks);
+    release_local(task);
+    vca::decision_state().list = VCA_LIST_MERGED;
+    for (const TRACKER_RSLT_S& trk : task.merged_tracks)
+        vca::tell_end(trk, VCA_ENDED_STOPPED, vca::kLostMax);
     VCA_LOG("Algo task proc exited...");
     return nullptr;
 }

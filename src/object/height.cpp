@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/numeric.h"
 #include "base/working_size.h"
@@ -96,7 +97,7 @@ void renew_height(TRACKER_RSLT_S& trk) {
     trk.height = mean_of(trk.heightMeans);
 }
 
-void leave_range(TRACKER_RSLT_S& trk, float outside_mm) {
+void leave_range(TRACKER_RSLT_S& trk, float bound_mm, float outside_mm) {
     constexpr float kGrossMm = 80.0f;
     constexpr int32_t kFlagAbove = 4;
     if (trk.heightExceed != 0) return;
@@ -104,6 +105,7 @@ void leave_range(TRACKER_RSLT_S& trk, float outside_mm) {
     if (trk.heightExceedCnt <= kFlagAbove) return;
     trk.heightExceed = 1;
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    vca::tell(VCA_DECISION_HEIGHT_OUT, trk, -1, 0, trk.height, bound_mm);
     std::printf("===Obj[%d] H=%.2f exceed=(%d %d) ! \n", trk.trackId,
                 static_cast<double>(trk.height), cfg.TargetHeightMin, cfg.TargetHeightMax);
 }
@@ -115,6 +117,7 @@ void stay_in_range(TRACKER_RSLT_S& trk) {
     if (trk.heightExceedCnt >= 1) return;
     trk.heightExceed = 0;
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
+    vca::tell(VCA_DECISION_HEIGHT_BACK, trk, -1, 0, trk.height);
     std::printf("===Obj[%d] H=%.2f restore=(%d %d) ! \n", trk.trackId,
                 static_cast<double>(trk.height), cfg.TargetHeightMin, cfg.TargetHeightMax);
 }
@@ -194,9 +197,9 @@ void dev_obj_height_chk_exceed(TRACKER_RSLT_S* trk) {
     const auto lowest = static_cast<float>(cfg.TargetHeightMin);
     const auto highest = static_cast<float>(cfg.TargetHeightMax);
     if (trk->height < lowest)
-        leave_range(*trk, lowest - trk->height);
+        leave_range(*trk, lowest, lowest - trk->height);
     else if (trk->height > highest)
-        leave_range(*trk, trk->height - highest);
+        leave_range(*trk, highest, trk->height - highest);
     else
         stay_in_range(*trk);
 }

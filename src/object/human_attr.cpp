@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "base/control.h"
+#include "base/decision.h"
 #include "base/log.h"
 #include "detect/box.h"
 #include "object/attr_debug.h"
@@ -110,6 +111,7 @@ GenderSums sum_genders(const std::vector<HUMAN_ATTR_S>& samples) {
 
 // Only a larger sum than ever before changes the gender.
 void decide_gender(TRACKER_RSLT_S& trk, const GenderSums& sums) {
+    const int32_t before = trk.genderKeep;
     const auto stand = [&trk](float sum, int32_t gender) {
         if (!(sum > trk.genderMaxProb)) return;
         trk.genderMaxProb = sum;
@@ -119,6 +121,9 @@ void decide_gender(TRACKER_RSLT_S& trk, const GenderSums& sums) {
     stand(sums.female, VCA_GENDER_FEMALE);
     stand(sums.unknown, VCA_GENDER_UNKNOWN);
     trk.genderMean = sums.male / static_cast<float>(sums.samples);
+    if (trk.genderKeep != before && dev_get_config()->GenderRecognize != 0)
+        vca::tell(VCA_DECISION_GENDER, trk, -1, trk.genderKeep, trk.genderMaxProb,
+                  static_cast<float>(sums.samples));
 }
 
 int32_t at_install_height(Range range) {
@@ -140,6 +145,9 @@ void decide_staff(TRACKER_RSLT_S& trk, int32_t newest) {
     if (trk.staffChkCnt < hits_min || trk.staffKeep == 1) return;
     trk.staffKeep = 1;
     trk.staffConf = best_score;
+    if (dev_get_config()->StaffDetection == 0) return;
+    vca::tell(VCA_DECISION_STAFF, trk, -1, 0, static_cast<float>(trk.staffChkCnt),
+              static_cast<float>(hits_min));
 }
 
 // What is switched off reads as unknown, or as no staff, everywhere downstream.

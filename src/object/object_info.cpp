@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "base/control.h"
+#include "base/decision.h"
 #include "base/log.h"
 #include "detect/box.h"
 #include "object/object_state.h"
@@ -26,6 +27,9 @@ constinit vca::ObjectState object;
 // A track that has measured as tall as an adult stays one, whatever class its detections get.
 void take_detection(TRACKER_RSLT_S& trk, const DET_OBJ_S& det) {
     DET_OBJ_S& cur = trk.curObj;
+    if (trk.height >= kAdultMm && det.class_id != VCA_CLASS_PERSON &&
+        cur.class_id != VCA_CLASS_PERSON)
+        vca::tell(VCA_DECISION_PROMOTED, trk, -1, 0, trk.height, kAdultMm);
     cur.class_id = trk.height >= kAdultMm ? uint8_t{VCA_CLASS_PERSON} : det.class_id;
     cur.aux0 = det.aux0;
     cur.x = det.x;

@@ -1,4 +1,5 @@
 // Marks tracks whose box has stood still for long while their detector score stayed low.
+#include "base/decision.h"
 #include "base/log.h"
 #include "vca/object.h"
 
@@ -19,6 +20,8 @@ void stand_still(TRACKER_RSLT_S& trk, const DET_OBJ_S& pos) {
     if (trk.staticStillCnt < kStillUpdates) return;
     if (trk.staticFalseDet == 0) {
         trk.staticFalseDet = 1;
+        vca::tell(VCA_DECISION_FURNITURE, trk, -1, 0, static_cast<float>(trk.staticStillCnt),
+                  kStillUpdates);
         VCA_LOG_AS(kLogName, "Trk[%d] Static False Det = VCA_TRUE", trk.trackId);
     }
     trk.staticStillCnt = 0;
@@ -29,6 +32,8 @@ void move_away(TRACKER_RSLT_S& trk, const DET_OBJ_S& pos) {
     if (++trk.staticMoveCnt < kMovedUpdates) return;
     if (trk.staticFalseDet != 0) {
         trk.staticFalseDet = 0;
+        vca::tell(VCA_DECISION_NO_FURNITURE, trk, -1, 0, static_cast<float>(trk.staticMoveCnt),
+                  kMovedUpdates);
         VCA_LOG_AS(kLogName, "Trk[%d] Static False Det = VCA_FALSE", trk.trackId);
     }
     trk.staticMoveCnt = 0;

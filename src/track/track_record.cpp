@@ -1,4 +1,5 @@
 // What a track record owns, and the notices of its appearance and removal.
+#include "base/decision.h"
 #include "base/send.h"
 #include "detect/box.h"
 #include "track/track_list.h"
@@ -10,8 +11,10 @@ int vca_trk_obj_destroy_img(VCA_IMAGE_S* img) {
 }
 
 int vca_trk_obj_list_release(std::vector<TRACKER_RSLT_S>& list) {
-    for (TRACKER_RSLT_S& trk : list)
+    for (TRACKER_RSLT_S& trk : list) {
+        vca::tell_end(trk, VCA_ENDED_STOPPED, vca::kLostMax);
         vca_trk_obj_destroy_img(&trk.attrImg);
+    }
     list.clear();
     vca::drop_retired_tracks();
     return 0;

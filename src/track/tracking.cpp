@@ -2,6 +2,8 @@
 // removed.
 #include <algorithm>
 
+#include "base/control.h"
+#include "base/decision.h"
 #include "base/log.h"
 #include "base/numeric.h"
 #include "base/working_size.h"
@@ -40,8 +42,8 @@ TRACKER_RSLT_S* find_track(std::vector<TRACKER_RSLT_S>& list, int32_t id) {
                                     : nullptr;
 }
 
-void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
-               const DET_OBJECTS_S& dets, bool merged) {
+TRACKER_RSLT_S& add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
+                          const DET_OBJECTS_S& dets, bool merged) {
     TRACKER_RSLT_S& trk = vca::append_track(list);
     tracking.ids.push_back(target.id);
     if (!merged)
@@ -51,8 +53,10 @@ void add_track(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_OBJ_S& target,
     const DET_OBJ_S ev = *vca_trk_obj_get_event_box(&trk, false);
     trk.evtBirth = ev;
     std::fill_n(&trk.segPrev[0][0], VCA_LINE_NUM * VCA_SEG_NUM, ev);
+    vca::tell(VCA_DECISION_BORN, trk, -1, 0, trk.curObj.score, vca::control_block().trk_conf_hi);
     if (is_event_pass(merged) && dev_get_config()->ShowHistoryBox != 0)
         vca_trk_obj_send_history(&trk, true);
+    return trk;
 }
 
 void take_targets(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_RSLT_S& targets,
@@ -62,10 +66,12 @@ void take_targets(std::vector<TRACKER_RSLT_S>& list, const IOU_TRK_RSLT_S& targe
     for (int32_t i = 0; i < std::clamp(targets.num, 0, VCA_TRK_MAX); ++i) {
         const IOU_TRK_OBJ_S& target = targets.objs[i];
         if (target.det_idx < 0 || target.det_idx >= det_num) continue;
-        if (TRACKER_RSLT_S* trk = find_track(list, target.id))
+        TRACKER_RSLT_S* trk = find_track(list, target.id);
+        if (trk != nullptr)
             vca_set_track_obj_info(trk, &target, &dets, merged);
         else
-            add_track(list, target, dets, merged);
+            trk = &add_track(list, target, dets, merged);
+        vca::tell_members(*trk, target.det_idx);
     }
 }
 
@@ -98,6 +104,12 @@ void settle_line(TRACKER_RSLT_S& trk, int line) {
     if (!vca::is_side(side)) return;
     const int32_t dir = vca::direction_to(side, line);
     if (trk.LastState[line] == dir) return;
+    if (vca::is_observed()) {
+        const vca::ToldTrack& told = vca::told_track(trk);
+        vca::tell(VCA_DECISION_AT_END, trk, line, dir,
+                  static_cast<float>(vca::wrap_sub(trk.trkFrames, told.touched_pass[line])),
+                  told.touched_px[line]);
+    }
     vca_dev_add_counting_line_group(&trk, line, dir);
     VCA_LOG_AS(kLogName, "attempt to disappear line[%d]=%d", line, dir);
 }
@@ -125,6 +137,7 @@ void update_records(std::vector<TRACKER_RSLT_S>& list, bool merged) {
         update_record(trk);
         if (trk.lostCnt > vca::kLostMax) {
             if (is_event_pass(merged)) settle_events(trk);
+            vca::tell_end(trk, VCA_ENDED_LOST, vca::kLostMax);
             vca_trk_obj_destroy_img(&trk.attrImg);
             vca::retire_track(trk);
             continue;
@@ -146,6 +159,7 @@ int vca_obj_proc_tracking(VCA_NN_RESULT_S* res, std::vector<TRACKER_RSLT_S>& lis
     const bool log =
         vca::is_timing_frame(vca_feed_frm_cnt_get()) && vca::debug_on(vca::kDbgTracking);
     const int64_t start_ms = avs_get_timestamp();
+    vca::decision_state().list = merged ? VCA_LIST_MERGED : VCA_LIST_LOCAL;
     for (TRACKER_RSLT_S& trk : list)
         trk.lostCnt = vca::wrap_add(trk.lostCnt, 1);
     if (log) VCA_LOG("==TrkT: obj_trk_init=%ld", vca::elapsed_ms(start_ms));

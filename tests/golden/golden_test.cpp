@@ -11,6 +11,7 @@
 #include "tests/golden/busy_scene.h"
 #include "tests/golden/trace.h"
 #include "tests/support/test_config.h"
+#include "vca/decision.h"
 
 namespace {
 
@@ -137,6 +138,21 @@ void check(VCA_WORK_MODE_E mode, const std::string& name) {
                 static_cast<unsigned long long>(golden::hash_of(rows)));
     EXPECT_EQ(golden::first_difference(read_rows(path), rows), "");
 }
+
+// Whoever is told changes nothing.
+class Told : public testing::TestWithParam<std::pair<VCA_WORK_MODE_E, const char*>> {};
+
+TEST_P(Told, RowsAreTheSame) {
+    static int told = 0;
+    vca_set_decision_observer([](void*, const VCA_DECISION_S*) { ++told; }, nullptr);
+    check(GetParam().first, GetParam().second);
+    EXPECT_GT(told, 1000);
+}
+
+INSTANTIATE_TEST_SUITE_P(Golden, Told,
+                         testing::Values(std::pair{VCA_WORK_ALONE, "stand_alone"},
+                                         std::pair{VCA_WORK_MASTER, "master"},
+                                         std::pair{VCA_WORK_SLAVE, "slave"}));
 
 TEST(Golden, StandAloneDevice) {
     check(VCA_WORK_ALONE, "stand_alone");

@@ -6,11 +6,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
 
 #include "tests/cascade/candidates.h"
 #include "tests/scenario/scene.h"
 #include "tests/support/stdout_capture.h"
+#include "vca/decision.h"
 
 namespace {
 
@@ -166,6 +168,31 @@ TEST_F(Master, PersonSeenByAllIsCountedOnce) {
     }
     ASSERT_THAT(test::counts(), SizeIs(1));
     EXPECT_EQ(test::counts()[0].id, 101);
+}
+
+// The merged person is told to be the master's track 1 and the slave's track 9, once each.
+TEST_F(Master, ObserverHearsOfWhomAMergedPersonConsists) {
+    static std::vector<VCA_DECISION_S> told;
+    vca_set_decision_observer([](void*, const VCA_DECISION_S* d) { told.push_back(*d); }, nullptr);
+    start();
+    for (int k = 0; k < 3; ++k) {
+        tell(4, {report_at(9, 480, 272), report_at(7, 100, 100)});
+        pass(frame_of({person_at(1, {480, 272})}));
+    }
+    stop();
+    vca_set_decision_observer(nullptr, nullptr);
+    std::vector<std::array<int32_t, 4>> merged;
+    std::vector<std::array<int32_t, 2>> born;
+    for (const VCA_DECISION_S& d : told) {
+        if (d.kind == VCA_DECISION_MERGED) merged.push_back({d.list, d.track, d.detail, d.place});
+        if (d.kind == VCA_DECISION_BORN) born.push_back({d.list, d.track});
+    }
+    using Merged = std::array<int32_t, 4>;
+    using Born = std::array<int32_t, 2>;
+    EXPECT_THAT(merged, ElementsAre(Merged{VCA_LIST_MERGED, 101, 0, 1},
+                                    Merged{VCA_LIST_MERGED, 101, 5, 9}));
+    EXPECT_THAT(born, ElementsAre(Born{VCA_LIST_LOCAL, 1}, Born{VCA_LIST_MERGED, 101},
+                                  Born{VCA_LIST_MERGED, 102}));
 }
 
 TEST_F(Master, PeopleApartAreCountedApart) {
