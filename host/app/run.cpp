@@ -133,6 +133,7 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     setup.config = plan.config ? *plan.config : config_of(plan, height_mm);
     setup.camera = plan.source->info().camera;
     setup.attributes = &plan.attributes;
+    setup.decisions = plan.decisions;
     return setup;
 }
 

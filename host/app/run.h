@@ -27,7 +27,8 @@ struct RunPlan {
     AttributeModels attributes{};
     std::optional<VCA_ALGO_CFG_S> config{};  // of a device of a site; none: made from the options
     std::optional<LinkSetup> link{};
-    Pace* pace = nullptr;  // null: frames go as fast as the analysis takes them
+    Pace* pace = nullptr;    // null: frames go as fast as the analysis takes them
+    bool decisions = false;  // sinks hear why, too
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.

@@ -17,6 +17,7 @@
 #include "host/report/summary.h"
 #include "host/sinks/event_file.h"
 #include "host/sinks/live_video.h"
+#include "host/sinks/people_file.h"
 #include "host/sinks/progress_sink.h"
 
 namespace host {
@@ -47,10 +48,20 @@ std::unique_ptr<LiveVideo> live_video(const RunPlan& plan, const OutputFolder& f
                                                         {info.name, plan.lines, plan.regions}});
 }
 
+StoryNames story_names(const RunPlan& plan) {
+    StoryNames names;
+    for (const CountingLine& line : plan.lines)
+        names.lines.push_back(line.name);
+    for (const CountingRegion& region : plan.regions)
+        names.regions.push_back(region.name);
+    return names;
+}
+
 }  // namespace
 
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)()) {
     RunPlan plan = prepare_run(options);
+    plan.decisions = true;
     OutputFolder folder(plan.output, names_of_results(options));
     StandardOutput output(folder.temporary(kLogFile));
     ProgressDisplay display(output.host(), {""}, options.quiet);
@@ -59,9 +70,10 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     ScoreSink scores(score_setup(plan),
                      {folder.temporary(kCrossingsFile), folder.temporary(kTrueCrossingsFile),
                       folder.temporary(kRegionsFile), folder.temporary(kStaysFile)});
+    PeopleFile people(folder.temporary(kPeopleFile), story_names(plan));
     SnapshotSink snapshot(snapshot_from_s(plan.source->info()));
     ProgressSink progress(display, {plan.source->info().frames_per_second, expected_frames(plan)});
-    std::vector<Sink*> sinks{&events, &scores, &snapshot, &progress};
+    std::vector<Sink*> sinks{&events, &people, &scores, &snapshot, &progress};
     const std::unique_ptr<LiveVideo> live = live_video(plan, folder);
     if (live) sinks.push_back(live.get());
 

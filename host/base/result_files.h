@@ -4,6 +4,7 @@
 namespace host {
 
 inline constexpr const char* kEventsFile = "events.jsonl";
+inline constexpr const char* kPeopleFile = "people.jsonl";
 inline constexpr const char* kCrossingsFile = "crossings.csv";
 inline constexpr const char* kTrueCrossingsFile = "true_crossings.csv";
 inline constexpr const char* kRegionsFile = "regions.csv";
@@ -19,7 +20,7 @@ inline constexpr const char* kSitePlanFile = "site_plan.png";
 
 // What a run of one camera may leave; the live video when it is asked for.
 inline constexpr const char* kRunFiles[] = {
-    kSummaryFile, kEventsFile, kCrossingsFile, kTrueCrossingsFile, kRegionsFile, kStaysFile,
-    kPictureFile, kLiveFile,   kHeatDwellFile, kHeatMotionFile,    kLogFile};
+    kSummaryFile, kEventsFile,  kPeopleFile, kCrossingsFile, kTrueCrossingsFile, kRegionsFile,
+    kStaysFile,   kPictureFile, kLiveFile,   kHeatDwellFile, kHeatMotionFile,    kLogFile};
 
 }  // namespace host

@@ -115,6 +115,17 @@ struct Fields {
     void operator()(const FrameCount& e) const { out["frame_count"] = e.frame_count; }
     void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
 
+    void operator()(const Decision& e) const {
+        out["kind"] = e.kind;
+        out["list"] = e.list;
+        out["track"] = e.track;
+        out["place"] = e.place;
+        out["detail"] = e.detail;
+        out["at"] = {e.x, e.y};
+        out["value"] = e.value;
+        out["limit"] = e.limit;
+    }
+
     template <typename Notice>
     void place(int track, const Notice& e) const {
         out["track"] = track;
@@ -138,6 +149,7 @@ struct Name {
     const char* operator()(const HeatMapReported&) const { return "heat_map"; }
     const char* operator()(const SlaveTracks&) const { return "slave_tracks"; }
     const char* operator()(const FrameCount&) const { return "frame_count"; }
+    const char* operator()(const Decision&) const { return "decision"; }
     const char* operator()(const UnknownMessage&) const { return "unknown"; }
 };
 

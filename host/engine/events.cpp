@@ -115,6 +115,9 @@ Payload decode_notice(std::span<const std::uint8_t> bytes) {
 
 Payload decode_message(int id, std::span<const std::uint8_t> bytes) {
     switch (id) {
+        case kDecisionId:
+            if (const auto decision = read_record<Decision>(bytes)) return *decision;
+            break;
         case VCA_MSG_LINE_COUNT:
             return decode_as<LINE_COUNT_MSG_S>(bytes);
         case VCA_MSG_GROUP_COUNT:

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "vca/cascade.h"
+#include "vca/decision.h"
 #include "vca/detect.h"
 #include "vca/display.h"
 #include "vca/region.h"
@@ -142,13 +143,17 @@ struct UnknownMessage {
     std::size_t length = 0;
 };
 
+// Why the library did what it did: no message, but in one order with them.
+using Decision = VCA_DECISION_S;
+inline constexpr int kDecisionId = 0;
+
 using Payload =
     std::variant<PersonCounted, GroupCounted, InstallHeight, ConfigRequest, DetectionsShown,
                  TrackAppeared, TrackRemoved, TracksShown, RegionsReported, HeatMapReported,
-                 SlaveTracks, FrameCount, UnknownMessage>;
+                 SlaveTracks, FrameCount, Decision, UnknownMessage>;
 
 struct Event {
-    int id = 0;                      // message number
+    int id = 0;                      // message number, or kDecisionId
     std::int64_t frame_number = -1;  // frame in work when it was sent; -1 when there was none
     double time_s = 0.0;             // scene time of that frame
     Payload payload;

@@ -31,6 +31,10 @@ std::int64_t read_clock(void* ctx) {
     return *static_cast<std::atomic<std::int64_t>*>(ctx);
 }
 
+void queue_decision(void* bus, const VCA_DECISION_S* decision) {
+    static_cast<Bus*>(bus)->queue_from_library(kDecisionId, decision, sizeof *decision);
+}
+
 double to_ms(std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
 }
@@ -69,6 +73,7 @@ Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
     set_frame_pool(&pool_);
     set_bus(bus_.get());
     if (setup_.clock == ClockKind::kScene) vca_set_time_source(read_clock, &clock_us_);
+    if (setup_.decisions) vca_set_decision_observer(queue_decision, bus_.get());
     start_library();
 }
 
@@ -100,6 +105,7 @@ void Session::shut_down() {
 // From here on the library's calls reach none of the session's objects.
 void Session::disconnect() {
     vca_set_time_source(nullptr, nullptr);
+    vca_set_decision_observer(nullptr, nullptr);
     set_bus(nullptr);
     set_frame_pool(nullptr);
     set_pass_observer(nullptr);

@@ -43,6 +43,7 @@ struct SessionSetup {
     const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
     ClockKind clock = ClockKind::kScene;
     FramePolicy frames = FramePolicy::kEvery;
+    bool decisions = false;  // sinks hear why, too
 };
 
 // What a session leaves behind; all 0 after a clean one but for what was left out.

@@ -2,6 +2,7 @@
 #include "host/sinks/event_file.h"
 
 #include <stdexcept>
+#include <variant>
 
 namespace host {
 
@@ -10,6 +11,7 @@ EventFile::EventFile(const std::string& path) : path_(path), out_(path) {
 }
 
 void EventFile::on_event(const Event& event) {
+    if (std::holds_alternative<Decision>(event.payload)) return;
     out_ << to_json_line(event) << '\n';
     check();
 }

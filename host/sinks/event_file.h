@@ -13,7 +13,8 @@ class EventFile final : public Sink {
     // Throws std::runtime_error when the file cannot be opened.
     explicit EventFile(const std::string& path);
 
-    // Appends the event as one line. Throws std::runtime_error when that fails.
+    // Appends the event as one line when it is a message, not a decision. Throws std::runtime_error
+    // when that fails.
     void on_event(const Event& event) override;
     // Ends the file. Throws std::runtime_error when not everything could be written.
     void finish() override;

@@ -1,0 +1,260 @@
+// Collecting decisions, and the words for them.
+#include "host/score/story.h"
+
+#include <algorithm>
+#include <array>
+
+#include "host/base/text.h"
+#include "vca/messages.h"
+
+namespace host {
+namespace {
+
+struct KindName {
+    std::int32_t kind;
+    const char* name;
+};
+
+constexpr std::array kNames{
+    KindName{VCA_DECISION_BORN, "born"},
+    KindName{VCA_DECISION_COUNTABLE, "countable"},
+    KindName{VCA_DECISION_ENDED, "ended"},
+    KindName{VCA_DECISION_FURNITURE, "furniture"},
+    KindName{VCA_DECISION_NO_FURNITURE, "no_furniture"},
+    KindName{VCA_DECISION_HEIGHT_OUT, "height_out"},
+    KindName{VCA_DECISION_HEIGHT_BACK, "height_back"},
+    KindName{VCA_DECISION_PROMOTED, "promoted"},
+    KindName{VCA_DECISION_GENDER, "gender"},
+    KindName{VCA_DECISION_STAFF, "staff"},
+    KindName{VCA_DECISION_NEAR_LINE, "near_line"},
+    KindName{VCA_DECISION_CROSSED, "crossed"},
+    KindName{VCA_DECISION_SAME_SIDE, "same_side"},
+    KindName{VCA_DECISION_WAITS, "waits"},
+    KindName{VCA_DECISION_TURNED_BACK, "turned_back"},
+    KindName{VCA_DECISION_AT_END, "at_end"},
+    KindName{VCA_DECISION_COUNTED, "counted"},
+    KindName{VCA_DECISION_NOT_COUNTING, "not_counting"},
+    KindName{VCA_DECISION_GROUP_CLOSED, "group_closed"},
+    KindName{VCA_DECISION_ENTERED, "entered"},
+    KindName{VCA_DECISION_LEFT, "left"},
+    KindName{VCA_DECISION_EXCLUDED, "excluded"},
+    KindName{VCA_DECISION_COVERED, "covered"},
+    KindName{VCA_DECISION_AT_BORDER, "at_border"},
+    KindName{VCA_DECISION_TOO_SMALL, "too_small"},
+    KindName{VCA_DECISION_MERGED, "merged"},
+};
+
+std::string name_of(const std::vector<std::string>& names, int number) {
+    const auto at = static_cast<std::size_t>(number);
+    return number >= 0 && at < names.size() ? names[at] : std::to_string(number + 1);
+}
+
+// Approaches to the same line from the same side are one step.
+bool continues(const StoryStep& step, const Decision& decision) {
+    const Decision& before = step.decision;
+    return before.kind == VCA_DECISION_NEAR_LINE && decision.kind == VCA_DECISION_NEAR_LINE &&
+           before.place == decision.place && before.detail == decision.detail;
+}
+
+bool is_closer(const Decision& before, const Decision& now) {
+    return now.detail == 1 ? now.value > before.value : now.value < before.value;
+}
+
+void add_step(Story& story, const Event& event, const Decision& decision) {
+    if (!story.steps.empty() && continues(story.steps.back(), decision)) {
+        Decision& kept = story.steps.back().decision;
+        if (is_closer(kept, decision)) kept = decision;
+        return;
+    }
+    const bool always =
+        decision.kind == VCA_DECISION_COUNTED || decision.kind == VCA_DECISION_ENDED;
+    if (story.steps.size() >= Story::kMostSteps && !always) {
+        ++story.left_out;
+        return;
+    }
+    story.steps.push_back({event.frame_number, event.time_s, decision});
+}
+
+// What became of a line that somebody came to.
+struct LineOutcome {
+    std::vector<const Decision*> counted;
+    const Decision* at_end = nullptr;
+    const Decision* turned_back = nullptr;
+    const Decision* waits = nullptr;  // still, when the track ended
+    const Decision* not_counting = nullptr;
+    const Decision* same_side = nullptr;
+    const Decision* beyond = nullptr;  // farthest across it without a crossing
+    const Decision* before = nullptr;  // closest
+};
+
+LineOutcome outcome_of(const Story& story, int line) {
+    LineOutcome outcome;
+    for (const StoryStep& step : story.steps) {
+        const Decision& d = step.decision;
+        if (d.place != line) continue;
+        switch (d.kind) {
+            case VCA_DECISION_COUNTED:
+                outcome.counted.push_back(&d);
+                outcome.waits = outcome.beyond = nullptr;
+                break;
+            case VCA_DECISION_AT_END:
+                outcome.at_end = &d;
+                break;
+            case VCA_DECISION_TURNED_BACK:
+                outcome.turned_back = &d;
+                outcome.waits = nullptr;
+                break;
+            case VCA_DECISION_WAITS:
+                outcome.waits = &d;
+                break;
+            case VCA_DECISION_NOT_COUNTING:
+                outcome.not_counting = &d;
+                break;
+            case VCA_DECISION_SAME_SIDE:
+                outcome.same_side = &d;
+                break;
+            case VCA_DECISION_CROSSED:
+                outcome.beyond = nullptr;
+                break;
+            case VCA_DECISION_NEAR_LINE:
+                (d.detail == 1 ? outcome.beyond : outcome.before) = &d;
+                break;
+            default:
+                break;
+        }
+    }
+    return outcome;
+}
+
+std::string counted_clause(const LineOutcome& outcome, const std::string& line) {
+    std::string text;
+    for (const Decision* const counted : outcome.counted) {
+        text += text.empty() ? "was counted on line " + line + " in direction " : " and in ";
+        text += std::to_string(counted->detail);
+        if (counted->value >= 0.0f) {
+            text += format_text(" in group %d", static_cast<int>(counted->value));
+        }
+    }
+    if (outcome.at_end != nullptr) {
+        text += format_text(" when the track ended, %.0f passes after it was seen %.0f px past it",
+                            static_cast<double>(outcome.at_end->value),
+                            static_cast<double>(outcome.at_end->limit));
+    }
+    return text;
+}
+
+std::string pixels(float value) {
+    return format_text("%.0f px", static_cast<double>(value));
+}
+
+// The strongest reason why somebody who came to a line was not counted; nothing when he did not.
+std::string uncounted_clause(const LineOutcome& outcome, const std::string& line) {
+    if (outcome.not_counting != nullptr) return "crossed line " + line + " while counting was off";
+    if (outcome.turned_back != nullptr) return "turned back on line " + line;
+    if (outcome.waits != nullptr) {
+        return "crossed line " + line + " and was lost before leaving its U-turn area";
+    }
+    if (outcome.same_side != nullptr) {
+        return "crossed line " + line + " to the side where the last crossing had ended";
+    }
+    if (const Decision* const beyond = outcome.beyond) {
+        return "went " + pixels(beyond->value) + " past line " + line + ", " +
+               pixels(beyond->limit) + " were needed, and went back";
+    }
+    if (const Decision* const before = outcome.before) {
+        return "came within " + pixels(before->value) + " of line " + line +
+               " and did not cross it";
+    }
+    return "";
+}
+
+void append(std::string& text, const std::string& clause) {
+    if (clause.empty()) return;
+    text += (text.empty() ? "" : "; ") + clause;
+}
+
+const Decision* last_of(const Story& story, std::int32_t kind) {
+    const auto found =
+        std::find_if(story.steps.rbegin(), story.steps.rend(),
+                     [kind](const StoryStep& step) { return step.decision.kind == kind; });
+    return found == story.steps.rend() ? nullptr : &found->decision;
+}
+
+// Whether the first kind was told after the second.
+bool is_still(const Story& story, std::int32_t kind, std::int32_t back) {
+    const Decision* const since = last_of(story, kind);
+    const Decision* const until = last_of(story, back);
+    return since != nullptr && (until == nullptr || until < since);
+}
+
+std::string height_clause(const Story& story) {
+    if (!is_still(story, VCA_DECISION_HEIGHT_OUT, VCA_DECISION_HEIGHT_BACK)) return "";
+    const Decision& out = *last_of(story, VCA_DECISION_HEIGHT_OUT);
+    return format_text("measured %.0f mm, which is %s the %.0f mm of people who count",
+                       static_cast<double>(out.value), out.value > out.limit ? "above" : "below",
+                       static_cast<double>(out.limit));
+}
+
+std::string region_clause(const Story& story, const StoryNames& names) {
+    std::vector<std::string> entered;
+    for (const StoryStep& step : story.steps) {
+        if (step.decision.kind != VCA_DECISION_ENTERED) continue;
+        const std::string name = name_of(names.regions, step.decision.place);
+        if (std::find(entered.begin(), entered.end(), name) == entered.end())
+            entered.push_back(name);
+    }
+    std::string text;
+    for (const std::string& name : entered)
+        text += (text.empty() ? "was in region " : ", ") + name;
+    return text;
+}
+
+}  // namespace
+
+const char* decision_name(std::int32_t kind) {
+    for (const auto& [number, name] : kNames)
+        if (number == kind) return name;
+    return "unknown";
+}
+
+std::string story_sentence(const Story& story, const StoryNames& names) {
+    std::string text;
+    for (int line = 0; line < VCA_LINE_NUM; ++line) {
+        const std::string name = name_of(names.lines, line);
+        const LineOutcome outcome = outcome_of(story, line);
+        append(text, outcome.counted.empty() ? uncounted_clause(outcome, name)
+                                             : counted_clause(outcome, name));
+    }
+    append(text, height_clause(story));
+    if (is_still(story, VCA_DECISION_FURNITURE, VCA_DECISION_NO_FURNITURE))
+        append(text, "stood still with a low score, as furniture does");
+    append(text, region_clause(story, names));
+    if (last_of(story, VCA_DECISION_STAFF) != nullptr) append(text, "is staff");
+    if (text.empty() && last_of(story, VCA_DECISION_COUNTABLE) == nullptr)
+        return "was seen too briefly to count";
+    return text.empty() ? "came near no line" : text;
+}
+
+std::vector<Story> StoryBook::add(const Event& event) {
+    const auto* const decision = std::get_if<Decision>(&event.payload);
+    if (decision == nullptr || decision->track < 0) return {};
+    const std::pair key(decision->list, decision->track);
+    Story& story = open_[key];
+    story.list = decision->list;
+    story.track = decision->track;
+    add_step(story, event, *decision);
+    if (decision->kind != VCA_DECISION_ENDED) return {};
+    std::vector<Story> ended{std::move(story)};
+    open_.erase(key);
+    return ended;
+}
+
+std::vector<Story> StoryBook::rest() {
+    std::vector<Story> stories;
+    for (auto& [key, story] : open_)
+        stories.push_back(std::move(story));
+    open_.clear();
+    return stories;
+}
+
+}  // namespace host

@@ -1,0 +1,57 @@
+// The stories of tracks, from what the library decided about each: why somebody was counted, or
+// not.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/engine/events.h"
+
+namespace host {
+
+// What was decided once or several times in a row: of approaches to a line the closest, or of steps
+// across it the farthest.
+struct StoryStep {
+    std::int64_t frame = -1;  // of the first time
+    double time_s = 0.0;
+    Decision decision{};
+};
+
+struct Story {
+    static constexpr std::size_t kMostSteps = 200;
+
+    std::int32_t list = VCA_LIST_LOCAL;
+    std::int32_t track = -1;
+    std::vector<StoryStep> steps;  // in order; from birth to end, when there were not too many
+    std::int64_t left_out = 0;     // steps beyond kMostSteps, but for counts and the end
+};
+
+// Names as the user gave them, in the order of their numbers.
+struct StoryNames {
+    std::vector<std::string> lines;
+    std::vector<std::string> regions;
+};
+
+// One sentence for a reader, such as: came within 14 px of line door, 22 were needed, and went
+// back.
+std::string story_sentence(const Story& story, const StoryNames& names);
+
+// The name of a kind of decision, as it stands in files.
+const char* decision_name(std::int32_t kind);
+
+// Collects decisions until a track ends.
+class StoryBook {
+  public:
+    // Takes a decision of a track, and gives its story when it has ended.
+    std::vector<Story> add(const Event& event);
+    // The stories that have no end.
+    std::vector<Story> rest();
+
+  private:
+    std::map<std::pair<std::int32_t, std::int32_t>, Story> open_;  // by list and track
+};
+
+}  // namespace host

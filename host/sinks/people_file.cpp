@@ -1,0 +1,61 @@
+// A story as one line of JSON.
+#include "host/sinks/people_file.h"
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json step_json(const StoryStep& step) {
+    const Decision& d = step.decision;
+    Json out{{"frame", step.frame}, {"time_s", step.time_s}, {"what", decision_name(d.kind)}};
+    if (d.place >= 0) out["place"] = d.place;
+    if (d.detail != 0) out["detail"] = d.detail;
+    out["at"] = {d.x, d.y};
+    if (d.value != 0.0f || d.limit != 0.0f) {
+        out["value"] = d.value;
+        out["limit"] = d.limit;
+    }
+    return out;
+}
+
+}  // namespace
+
+PeopleFile::PeopleFile(const std::string& path, StoryNames names)
+    : path_(path), names_(std::move(names)), out_(path) {
+    check();
+}
+
+void PeopleFile::on_event(const Event& event) {
+    for (const Story& story : book_.add(event))
+        write(story);
+}
+
+void PeopleFile::finish() {
+    for (const Story& story : book_.rest())
+        write(story);
+    out_.close();
+    check();
+}
+
+void PeopleFile::write(const Story& story) {
+    Json line{{"track", story.track}, {"merged", story.list == VCA_LIST_MERGED}};
+    line["from_s"] = story.steps.front().time_s;
+    line["to_s"] = story.steps.back().time_s;
+    line["why"] = story_sentence(story, names_);
+    for (const StoryStep& step : story.steps)
+        line["story"].push_back(step_json(step));
+    if (story.left_out > 0) line["left_out"] = story.left_out;
+    out_ << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+    check();
+}
+
+void PeopleFile::check() const {
+    if (!out_) throw std::runtime_error("cannot write \"" + path_ + "\"");
+}
+
+}  // namespace host
