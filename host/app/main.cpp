@@ -10,6 +10,7 @@
 #include "host/app/run_command.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
+#include "host/app/why.h"
 #include "host/base/text.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
@@ -70,6 +71,9 @@ int main(int argc, char** argv) {
                 return host::run_site_device(command.site, stop_requested);
             case host::Command::kCheck:
                 host::write_text(stdout, host::check_command(command.check));
+                return host::kExitOk;
+            case host::Command::kWhy:
+                host::write_text(stdout, host::why_command(command.why));
                 return host::kExitOk;
             case host::Command::kText:
                 host::write_text(stdout, command.text);

@@ -44,11 +44,6 @@ constexpr std::array kNames{
     KindName{VCA_DECISION_MERGED, "merged"},
 };
 
-std::string name_of(const std::vector<std::string>& names, int number) {
-    const auto at = static_cast<std::size_t>(number);
-    return number >= 0 && at < names.size() ? names[at] : std::to_string(number + 1);
-}
-
 // Approaches to the same line from the same side are one step.
 bool continues(const StoryStep& step, const Decision& decision) {
     const Decision& before = step.decision;
@@ -199,7 +194,7 @@ std::string region_clause(const Story& story, const StoryNames& names) {
     std::vector<std::string> entered;
     for (const StoryStep& step : story.steps) {
         if (step.decision.kind != VCA_DECISION_ENTERED) continue;
-        const std::string name = name_of(names.regions, step.decision.place);
+        const std::string name = story_name(names.regions, step.decision.place);
         if (std::find(entered.begin(), entered.end(), name) == entered.end())
             entered.push_back(name);
     }
@@ -211,6 +206,19 @@ std::string region_clause(const Story& story, const StoryNames& names) {
 
 }  // namespace
 
+std::string story_name(const std::vector<std::string>& names, int number) {
+    const auto at = static_cast<std::size_t>(number);
+    return number >= 0 && at < names.size() ? names[at] : std::to_string(number + 1);
+}
+
+bool is_about_line(std::int32_t kind) {
+    return kind >= VCA_DECISION_NEAR_LINE && kind <= VCA_DECISION_GROUP_CLOSED;
+}
+
+bool is_about_region(std::int32_t kind) {
+    return kind == VCA_DECISION_ENTERED || kind == VCA_DECISION_LEFT;
+}
+
 const char* decision_name(std::int32_t kind) {
     for (const auto& [number, name] : kNames)
         if (number == kind) return name;
@@ -220,7 +228,7 @@ const char* decision_name(std::int32_t kind) {
 std::string story_sentence(const Story& story, const StoryNames& names) {
     std::string text;
     for (int line = 0; line < VCA_LINE_NUM; ++line) {
-        const std::string name = name_of(names.lines, line);
+        const std::string name = story_name(names.lines, line);
         const LineOutcome outcome = outcome_of(story, line);
         append(text, outcome.counted.empty() ? uncounted_clause(outcome, name)
                                              : counted_clause(outcome, name));

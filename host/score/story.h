@@ -39,6 +39,12 @@ struct StoryNames {
 // back.
 std::string story_sentence(const Story& story, const StoryNames& names);
 
+// The name of a line or region, its number from 1 when it has none.
+std::string story_name(const std::vector<std::string>& names, int number);
+
+bool is_about_line(std::int32_t kind);
+bool is_about_region(std::int32_t kind);
+
 // The name of a kind of decision, as it stands in files.
 const char* decision_name(std::int32_t kind);
 

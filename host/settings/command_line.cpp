@@ -21,6 +21,7 @@ Examples:
   vca run --site host/examples/hall.toml    several cameras that count as one
   vca scenes                                what the built-in scenes show
   vca check host/examples/hall.toml         whether a site file is sound, and a plan of its floor
+  vca why out/entrance --line entrance      who came to that line and was not counted, and why
   vca check door.toml                       whether a file for --config is sound
 )";
 
@@ -66,6 +67,18 @@ CLI::App* add_check(CLI::App& parent, const std::string& description, CheckOptio
         ->add_option("--output", check.output,
                      "Folder for a site's site_plan.png [that of the site file]")
         ->type_name("DIR");
+    return command;
+}
+
+CLI::App* add_why(CLI::App& parent, WhyOptions& why) {
+    CLI::App* command =
+        parent.add_subcommand("why", "Tell why somebody was counted in a finished run, or not");
+    command->add_option("RUN", why.folder, "Folder of its results")->required()->type_name("");
+    command->add_option("--track", why.track, "The whole story of this track")->type_name("N");
+    command->add_option("--time", why.time_s, "Who was seen around this scene time")
+        ->type_name("S");
+    command->add_option("--line", why.line, "Who came to this line and was not counted on it")
+        ->type_name("NAME");
     return command;
 }
 
@@ -177,6 +190,7 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     CLI::App* scenes = app.add_subcommand("scenes", "List the built-in scenes");
     CLI::App* check =
         add_check(app, "Say whether a site file or a file for --config is sound", result.check);
+    CLI::App* why = add_why(app, result.why);
     CLI::App* site = app.add_subcommand("site", "Sites of several cameras");
     site->require_subcommand(1);
     CLI::App* site_check = add_check(
@@ -197,6 +211,8 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
         result.command = Command::kCheck;
         result.check.as_site = site_check->parsed();
         check_each_given_once(check->parsed() ? *check : *site_check);
+    } else if (why->parsed()) {
+        result.command = Command::kWhy;
     } else if (scenes->parsed()) {
         result.command = Command::kScenes;
     } else {

@@ -1,6 +1,7 @@
 // The command line of the program.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "host/settings/run_options.h"
@@ -8,7 +9,7 @@
 
 namespace host {
 
-enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kCheck };
+enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kCheck, kWhy };
 
 // A file of the user's that is to be checked.
 struct CheckOptions {
@@ -17,11 +18,20 @@ struct CheckOptions {
     bool as_site = false;  // whatever is in it
 };
 
+// Whose story is told.
+struct WhyOptions {
+    std::string folder;               // results of a run
+    std::optional<int> track;         // the whole story of this one
+    std::optional<double> time_s;     // who was seen around then
+    std::optional<std::string> line;  // who came to this line and was not counted on it
+};
+
 struct CommandLine {
     Command command = Command::kText;
     RunOptions run;
     SiteOptions site;  // of kSite and kSiteDevice
     CheckOptions check;
+    WhyOptions why;
     std::string text;  // help or version, when that was asked for
 };
 

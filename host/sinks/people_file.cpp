@@ -10,11 +10,25 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json step_json(const StoryStep& step) {
+// What the numbers of a decision mean, as far as they are no measurement.
+void name_place(Json& out, const Decision& d, const StoryNames& names) {
+    if (d.kind == VCA_DECISION_MERGED) {
+        out["device"] = d.detail;
+        out["device_track"] = d.place;
+    } else if (is_about_line(d.kind)) {
+        out["line"] = story_name(names.lines, d.place);
+        if (d.detail != 0) out["detail"] = d.detail;
+    } else if (is_about_region(d.kind)) {
+        out["region"] = story_name(names.regions, d.place);
+    } else if (d.detail != 0) {
+        out["detail"] = d.detail;
+    }
+}
+
+Json step_json(const StoryStep& step, const StoryNames& names) {
     const Decision& d = step.decision;
     Json out{{"frame", step.frame}, {"time_s", step.time_s}, {"what", decision_name(d.kind)}};
-    if (d.place >= 0) out["place"] = d.place;
-    if (d.detail != 0) out["detail"] = d.detail;
+    name_place(out, d, names);
     out["at"] = {d.x, d.y};
     if (d.value != 0.0f || d.limit != 0.0f) {
         out["value"] = d.value;
@@ -48,7 +62,7 @@ void PeopleFile::write(const Story& story) {
     line["to_s"] = story.steps.back().time_s;
     line["why"] = story_sentence(story, names_);
     for (const StoryStep& step : story.steps)
-        line["story"].push_back(step_json(step));
+        line["story"].push_back(step_json(step, names_));
     if (story.left_out > 0) line["left_out"] = story.left_out;
     out_ << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
     check();

@@ -14,9 +14,11 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -150,7 +152,7 @@ TEST_F(Program, CountsAShortSceneAndLeavesItsFiles) {
     }
     EXPECT_THAT(names, ::testing::UnorderedElementsAre(
                            "events.jsonl", "crossings.csv", "true_crossings.csv", "summary.json",
-                           "regions.csv", "stays.csv", "library.log", "picture.png",
+                           "people.jsonl", "regions.csv", "stays.csv", "library.log", "picture.png",
                            "heat_dwell.png", "heat_motion.png", "live.mp4"));
     EXPECT_THAT(read_file(work_ / "result/library.log"), HasSubstr("vca_algo uninit 111"));
     EXPECT_THAT(read_file(work_ / "result/picture.png"), ::testing::StartsWith("\x89PNG"));
@@ -439,6 +441,51 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
                    AllOf(HasSubstr("line 2: the region has the point"), HasSubstr("970,9")));
     fs::create_directory_symlink("loop", work_ / "loop");
     expect_refused("--config loop", HasSubstr("\"loop\""));
+}
+
+// Every track has one line, every count its decision, and the command tells of those who were not
+// counted.
+TEST_F(Program, TellsWhyAfterARun) {
+    ASSERT_EQ(vca("run --scene uturn --no-live --quiet --output r").status, 0);
+    std::map<std::tuple<int, std::string, int>, int> counted;
+    for (const nlohmann::json& event : json_lines(read_file(work_ / "r/events.jsonl"))) {
+        if (event["message"] == "person_counted")
+            ++counted[{event["track"], "gate", event["direction"]}];
+    }
+    std::map<std::tuple<int, std::string, int>, int> decided;
+    std::set<int> tracks;
+    int turned_back = 0;
+    const std::vector<nlohmann::json> people = json_lines(read_file(work_ / "r/people.jsonl"));
+    for (const nlohmann::json& person : people) {
+        EXPECT_TRUE(tracks.insert(person["track"].get<int>()).second);
+        EXPECT_EQ(person["story"].front()["what"], "born");
+        EXPECT_EQ(person["story"].back()["what"], "ended");
+        turned_back += person["why"].get<std::string>().starts_with("turned back on line gate");
+        for (const nlohmann::json& step : person["story"]) {
+            if (step["what"] == "counted")
+                ++decided[{person["track"], step["line"], step["detail"]}];
+        }
+    }
+    EXPECT_EQ(counted, decided);
+    EXPECT_GT(counted.size(), 10u);
+    EXPECT_GT(turned_back, 10);
+    const nlohmann::json summary = nlohmann::json::parse(read_file(work_ / "r/summary.json"));
+    EXPECT_EQ(summary["tracking"]["tracks"], tracks.size());
+
+    const Outcome missed = vca("why r --line gate");
+    EXPECT_EQ(missed.status, 0) << missed.err;
+    EXPECT_EQ(std::count(missed.out.begin(), missed.out.end(), '\n'),
+              static_cast<long>(people.size() - counted.size()));
+    const std::string first = std::to_string(*tracks.begin());
+    EXPECT_THAT(vca("why r --track " + first).out,
+                AllOf(HasSubstr("track " + first + ", "), HasSubstr(" born"), HasSubstr(" ended")));
+    EXPECT_THAT(vca("why r --track 9999").out, HasSubstr("no track 9999"));
+    EXPECT_THAT(vca("why r --time 9999").out, HasSubstr("nobody around 9999 s"));
+    const Outcome none = vca("why nowhere");
+    EXPECT_EQ(none.status, 2);
+    EXPECT_THAT(none.err, HasSubstr("there is no \"nowhere/people.jsonl\""));
+    write("r/people.jsonl", "{\"track\": 1");
+    EXPECT_THAT(vca("why r").err, HasSubstr("line 1 is no story"));
 }
 
 TEST_F(Program, ChecksAnInstallationFile) {

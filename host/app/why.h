@@ -1,0 +1,13 @@
+// The command that tells why somebody was counted or not.
+#pragma once
+
+#include <string>
+
+#include "host/settings/command_line.h"
+
+namespace host {
+
+// Throws InputError when the folder has no stories, or nobody is meant by the options.
+std::string why_command(const WhyOptions& options);
+
+}  // namespace host

@@ -1,0 +1,159 @@
+// Stories of tracks: which decisions they hold, and the sentence for each fate.
+#include "host/score/story.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using host::Decision;
+using host::Event;
+using host::Story;
+using host::StoryBook;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+const host::StoryNames kNames{{"door", "gate"}, {"till"}};
+
+// A decision about track 7.
+Decision about(VCA_DECISION_E kind, int place = -1, int detail = 0, float value = 0.0f,
+               float limit = 0.0f) {
+    return {kind, 0, VCA_LIST_LOCAL, 7, place, detail, 480, 272, value, limit};
+}
+
+class Fate : public ::testing::Test {
+  protected:
+    // The sentence for a track that was born and could count, and of which this was decided.
+    static std::string why(std::vector<Decision> decisions) {
+        decisions.insert(decisions.begin(), about(VCA_DECISION_COUNTABLE));
+        return story_sentence(story(std::move(decisions)), kNames);
+    }
+
+    static Story story(std::vector<Decision> decisions) {
+        decisions.insert(decisions.begin(), about(VCA_DECISION_BORN));
+        decisions.push_back(about(VCA_DECISION_ENDED, -1, VCA_ENDED_LOST, 5, 4));
+        StoryBook book;
+        std::vector<Story> ended;
+        for (std::size_t i = 0; i < decisions.size(); ++i) {
+            EXPECT_THAT(ended, IsEmpty());
+            ended = book.add({host::kDecisionId, static_cast<std::int64_t>(i),
+                              static_cast<double>(i) / 10.0, decisions[i]});
+        }
+        EXPECT_THAT(ended, SizeIs(1));
+        EXPECT_THAT(book.rest(), IsEmpty());
+        return ended.at(0);
+    }
+};
+
+TEST_F(Fate, Counted) {
+    EXPECT_EQ(
+        why({about(VCA_DECISION_NEAR_LINE, 1, 0, 9, 22), about(VCA_DECISION_CROSSED, 1, 0, 30, 22),
+             about(VCA_DECISION_COUNTED, 1, VCA_DIR_2, -1, 0)}),
+        "was counted on line gate in direction 2");
+    EXPECT_EQ(why({about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, 3, 2)}),
+              "was counted on line door in direction 1 in group 3");
+    EXPECT_EQ(why({about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, -1, 0),
+                   about(VCA_DECISION_COUNTED, 0, VCA_DIR_2, -1, 0)}),
+              "was counted on line door in direction 1 and in 2");
+    EXPECT_EQ(why({about(VCA_DECISION_NEAR_LINE, 0, 1, 12, 26),
+                   about(VCA_DECISION_AT_END, 0, VCA_DIR_1, 5, 12),
+                   about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, -1, 0)}),
+              "was counted on line door in direction 1 when the track ended, 5 passes after it was "
+              "seen 12 px past it");
+}
+
+TEST_F(Fate, NotCountedOnALine) {
+    EXPECT_EQ(why({about(VCA_DECISION_NEAR_LINE, 0, 0, 20, 22),
+                   about(VCA_DECISION_NEAR_LINE, 0, 0, 14, 22),
+                   about(VCA_DECISION_NEAR_LINE, 0, 0, 21, 22)}),
+              "came within 14 px of line door and did not cross it");
+    EXPECT_EQ(why({about(VCA_DECISION_NEAR_LINE, 0, 1, 8, 22),
+                   about(VCA_DECISION_NEAR_LINE, 0, 1, 14, 22),
+                   about(VCA_DECISION_NEAR_LINE, 0, 1, 3, 22)}),
+              "went 14 px past line door, 22 px were needed, and went back");
+    EXPECT_EQ(
+        why({about(VCA_DECISION_WAITS, 0, VCA_DIR_1, 1), about(VCA_DECISION_TURNED_BACK, 0, 0, 2)}),
+        "turned back on line door");
+    EXPECT_EQ(why({about(VCA_DECISION_WAITS, 0, VCA_DIR_1, 1)}),
+              "crossed line door and was lost before leaving its U-turn area");
+    EXPECT_EQ(why({about(VCA_DECISION_CROSSED, 0, 0, 30, 22),
+                   about(VCA_DECISION_SAME_SIDE, 0, VCA_DIR_1)}),
+              "crossed line door to the side where the last crossing had ended");
+    EXPECT_EQ(why({about(VCA_DECISION_NOT_COUNTING, 0, VCA_DIR_1)}),
+              "crossed line door while counting was off");
+}
+
+TEST_F(Fate, EachLineHasItsClause) {
+    EXPECT_EQ(why({about(VCA_DECISION_COUNTED, 1, VCA_DIR_1, -1, 0),
+                   about(VCA_DECISION_NEAR_LINE, 0, 0, 14, 22)}),
+              "came within 14 px of line door and did not cross it; was counted on line gate in "
+              "direction 1");
+}
+
+TEST_F(Fate, OfThePersonAsAWhole) {
+    EXPECT_EQ(why({}), "came near no line");
+    EXPECT_EQ(story_sentence(story({}), kNames), "was seen too briefly to count");
+    EXPECT_EQ(why({about(VCA_DECISION_HEIGHT_OUT, -1, 0, 700, 800)}),
+              "measured 700 mm, which is below the 800 mm of people who count");
+    EXPECT_EQ(why({about(VCA_DECISION_HEIGHT_OUT, -1, 0, 2400, 2200),
+                   about(VCA_DECISION_HEIGHT_BACK, -1, 0, 2100)}),
+              "came near no line");
+    EXPECT_EQ(why({about(VCA_DECISION_FURNITURE, -1, 0, 61, 61)}),
+              "stood still with a low score, as furniture does");
+    EXPECT_EQ(why({about(VCA_DECISION_FURNITURE, -1, 0, 61, 61),
+                   about(VCA_DECISION_NO_FURNITURE, -1, 0, 4, 4)}),
+              "came near no line");
+    EXPECT_EQ(why({about(VCA_DECISION_ENTERED, 0), about(VCA_DECISION_LEFT, 0, 0, 900),
+                   about(VCA_DECISION_ENTERED, 0), about(VCA_DECISION_STAFF, -1, 0, 2, 2)}),
+              "was in region till; is staff");
+}
+
+TEST_F(Fate, ApproachesInARowAreOneStep) {
+    const Story told = story(
+        {about(VCA_DECISION_NEAR_LINE, 0, 0, 20, 22), about(VCA_DECISION_NEAR_LINE, 0, 0, 14, 22),
+         about(VCA_DECISION_NEAR_LINE, 1, 0, 5, 22), about(VCA_DECISION_NEAR_LINE, 0, 0, 9, 22)});
+    std::vector<float> values;
+    for (const host::StoryStep& step : told.steps)
+        values.push_back(step.decision.value);
+    EXPECT_THAT(values, ElementsAre(0, 14, 5, 9, 5));
+    EXPECT_EQ(told.steps[1].frame, 1);
+}
+
+TEST_F(Fate, AStoryHasABoundButKeepsCountsAndItsEnd) {
+    std::vector<Decision> decisions;
+    for (int i = 0; i < 300; ++i)
+        decisions.push_back(about(VCA_DECISION_SAME_SIDE, 0, VCA_DIR_1));
+    decisions.push_back(about(VCA_DECISION_COUNTED, 0, VCA_DIR_2, -1, 0));
+    const Story told = story(decisions);
+    EXPECT_THAT(told.steps, SizeIs(Story::kMostSteps + 2));
+    EXPECT_EQ(told.left_out, 101);
+    EXPECT_EQ(told.steps.back().decision.kind, VCA_DECISION_ENDED);
+}
+
+TEST(StoryBook, KeepsListsApartAndGivesTheRestAtTheEnd) {
+    StoryBook book;
+    Decision local = about(VCA_DECISION_BORN);
+    Decision merged = local;
+    merged.list = VCA_LIST_MERGED;
+    EXPECT_THAT(book.add({host::kDecisionId, 1, 0.1, local}), IsEmpty());
+    EXPECT_THAT(book.add({host::kDecisionId, 1, 0.1, merged}), IsEmpty());
+    Decision nobody = about(VCA_DECISION_EXCLUDED, 0);
+    nobody.track = -1;
+    EXPECT_THAT(book.add({host::kDecisionId, 1, 0.1, nobody}), IsEmpty());
+    EXPECT_THAT(book.add({6077, 1, 0.1, host::InstallHeight{3000}}), IsEmpty());
+    EXPECT_THAT(book.rest(), SizeIs(2));
+    EXPECT_THAT(book.rest(), IsEmpty());
+}
+
+TEST(Story, EveryKindHasAName) {
+    for (int kind = VCA_DECISION_BORN; kind <= VCA_DECISION_STAFF; ++kind)
+        EXPECT_STRNE(host::decision_name(kind), "unknown") << kind;
+    for (int kind = VCA_DECISION_NEAR_LINE; kind <= VCA_DECISION_GROUP_CLOSED; ++kind)
+        EXPECT_STRNE(host::decision_name(kind), "unknown") << kind;
+    EXPECT_STREQ(host::decision_name(1000), "unknown");
+    EXPECT_EQ(host::story_name(kNames.lines, 1), "gate");
+    EXPECT_EQ(host::story_name(kNames.lines, 2), "3");
+}
+
+}  // namespace
