@@ -354,6 +354,15 @@ ScoreSetup score_setup(const RunPlan& plan) {
     return {plan.lines, plan.regions, info.frames_per_second, info.has_truth};
 }
 
+StoryNames story_names(const RunPlan& plan) {
+    StoryNames names;
+    for (const CountingLine& line : plan.lines)
+        names.lines.push_back(line.name);
+    for (const CountingRegion& region : plan.regions)
+        names.regions.push_back(region.name);
+    return names;
+}
+
 double snapshot_from_s(const SourceInfo& info) {
     return info.duration_s > 0.0 ? info.duration_s * 0.3 : 3.0;
 }

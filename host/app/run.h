@@ -10,6 +10,7 @@
 #include "host/inference/attribute_model.h"
 #include "host/link/device_link.h"
 #include "host/report/run_facts.h"
+#include "host/score/story.h"
 #include "host/sinks/score_sink.h"
 #include "host/sinks/snapshot_sink.h"
 #include "vca/config.h"
@@ -36,6 +37,8 @@ RunPlan prepare_run(const RunOptions& options);
 
 // What the scores of a run are taken from.
 ScoreSetup score_setup(const RunPlan& plan);
+// How stories call the lines and regions.
+StoryNames story_names(const RunPlan& plan);
 // Scene time from which on a frame is worth showing.
 double snapshot_from_s(const SourceInfo& info);
 

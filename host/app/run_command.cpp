@@ -48,15 +48,6 @@ std::unique_ptr<LiveVideo> live_video(const RunPlan& plan, const OutputFolder& f
                                                         {info.name, plan.lines, plan.regions}});
 }
 
-StoryNames story_names(const RunPlan& plan) {
-    StoryNames names;
-    for (const CountingLine& line : plan.lines)
-        names.lines.push_back(line.name);
-    for (const CountingRegion& region : plan.regions)
-        names.regions.push_back(region.name);
-    return names;
-}
-
 }  // namespace
 
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)()) {

@@ -19,6 +19,7 @@
 #include "host/settings/site.h"
 #include "host/settings/site_config.h"
 #include "host/sinks/event_file.h"
+#include "host/sinks/people_file.h"
 #include "host/sinks/progress_sink.h"
 
 namespace host {
@@ -87,8 +88,9 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     if (options.seconds) site.seconds = options.seconds;
     const SiteDevice& device = device_named(site, options);
     RunPlan plan = plan_of(site, device, options);
-    OutputFolder folder(plan.output, {kLogFile, kEventsFile, kCrossingsFile, kRegionsFile,
-                                      kStaysFile, kSummaryFile});
+    plan.decisions = true;
+    OutputFolder folder(plan.output, {kLogFile, kEventsFile, kPeopleFile, kCrossingsFile,
+                                      kRegionsFile, kStaysFile, kSummaryFile});
     StandardOutput output(folder.temporary(kLogFile));
     ProgressDisplay display(output.host(), {""}, options.quiet, kProgressEvery);
     Pace pace(site.frames_per_second.value, options.start_at_ms, stop);
@@ -98,12 +100,13 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     }
 
     EventFile events(folder.temporary(kEventsFile));
+    PeopleFile people(folder.temporary(kPeopleFile), story_names(plan));
     ScoreSink scores(score_setup(plan),
                      {folder.temporary(kCrossingsFile), "", folder.temporary(kRegionsFile),
                       folder.temporary(kStaysFile)});
     ProgressSink progress(
         display, {site.frames_per_second.value, 0.0, options.alone || device.master, plan.pace});
-    const RunFacts facts = run(plan, {&events, &scores, &progress}, stop);
+    const RunFacts facts = run(plan, {&events, &people, &scores, &progress}, stop);
     output.restore();
     write_summary(facts, scores.scores(), {}, folder.temporary(kSummaryFile));
     folder.commit();

@@ -244,17 +244,33 @@ std::string story_sentence(const Story& story, const StoryNames& names) {
 }
 
 std::vector<Story> StoryBook::add(const Event& event) {
+    std::vector<Story> over = take_over(event.frame_number);
     const auto* const decision = std::get_if<Decision>(&event.payload);
-    if (decision == nullptr || decision->track < 0) return {};
-    const std::pair key(decision->list, decision->track);
-    Story& story = open_[key];
+    if (decision == nullptr || decision->track < 0) return over;
+    Story& story = open_[{decision->list, decision->track}];
     story.list = decision->list;
     story.track = decision->track;
     add_step(story, event, *decision);
-    if (decision->kind != VCA_DECISION_ENDED) return {};
-    std::vector<Story> ended{std::move(story)};
-    open_.erase(key);
-    return ended;
+    story.ended_frame = decision->kind == VCA_DECISION_ENDED ? event.frame_number : -1;
+    if (story.ended_frame >= 0) next_end_ = std::min(next_end_, event.frame_number + kReturnFrames);
+    return over;
+}
+
+std::vector<Story> StoryBook::take_over(std::int64_t frame) {
+    std::vector<Story> over;
+    if (frame <= next_end_) return over;
+    next_end_ = INT64_MAX;
+    for (auto at = open_.begin(); at != open_.end();) {
+        const std::int64_t ended = at->second.ended_frame;
+        if (ended >= 0 && ended + kReturnFrames < frame) {
+            over.push_back(std::move(at->second));
+            at = open_.erase(at);
+            continue;
+        }
+        if (ended >= 0) next_end_ = std::min(next_end_, ended + kReturnFrames);
+        ++at;
+    }
+    return over;
 }
 
 std::vector<Story> StoryBook::rest() {
@@ -262,6 +278,7 @@ std::vector<Story> StoryBook::rest() {
     for (auto& [key, story] : open_)
         stories.push_back(std::move(story));
     open_.clear();
+    next_end_ = INT64_MAX;
     return stories;
 }
 

@@ -25,8 +25,9 @@ struct Story {
 
     std::int32_t list = VCA_LIST_LOCAL;
     std::int32_t track = -1;
-    std::vector<StoryStep> steps;  // in order; from birth to end, when there were not too many
-    std::int64_t left_out = 0;     // steps beyond kMostSteps, but for counts and the end
+    std::vector<StoryStep> steps;   // in order; from birth to end, when there were not too many
+    std::int64_t left_out = 0;      // steps beyond kMostSteps, but for counts and the end
+    std::int64_t ended_frame = -1;  // -1 while the track lives
 };
 
 // Names as the user gave them, in the order of their numbers.
@@ -48,16 +49,22 @@ bool is_about_region(std::int32_t kind);
 // The name of a kind of decision, as it stands in files.
 const char* decision_name(std::int32_t kind);
 
-// Collects decisions until a track ends.
+// Collects decisions until a track has ended. The tracker remembers somebody for longer than the
+// library keeps his record, and may then report the same track again, whose story goes on.
 class StoryBook {
   public:
-    // Takes a decision of a track, and gives its story when it has ended.
+    static constexpr std::int64_t kReturnFrames = 30;
+
+    // Takes the decision of a track, and gives the stories that are over, which any event shows.
     std::vector<Story> add(const Event& event);
-    // The stories that have no end.
+    // The stories that are left.
     std::vector<Story> rest();
 
   private:
+    std::vector<Story> take_over(std::int64_t frame);
+
     std::map<std::pair<std::int32_t, std::int32_t>, Story> open_;  // by list and track
+    std::int64_t next_end_ = INT64_MAX;  // no story is over before this frame
 };
 
 }  // namespace host

@@ -34,12 +34,14 @@ class Fate : public ::testing::Test {
         decisions.insert(decisions.begin(), about(VCA_DECISION_BORN));
         decisions.push_back(about(VCA_DECISION_ENDED, -1, VCA_ENDED_LOST, 5, 4));
         StoryBook book;
-        std::vector<Story> ended;
-        for (std::size_t i = 0; i < decisions.size(); ++i) {
-            EXPECT_THAT(ended, IsEmpty());
-            ended = book.add({host::kDecisionId, static_cast<std::int64_t>(i),
-                              static_cast<double>(i) / 10.0, decisions[i]});
+        std::int64_t frame = 0;
+        for (const Decision& decision : decisions) {
+            const double time_s = static_cast<double>(frame) / 10.0;
+            EXPECT_THAT(book.add({host::kDecisionId, frame++, time_s, decision}), IsEmpty());
         }
+        frame += StoryBook::kReturnFrames;
+        EXPECT_THAT(book.add({6077, frame - 1, 0.0, host::InstallHeight{3000}}), IsEmpty());
+        const std::vector<Story> ended = book.add({6077, frame, 0.0, host::InstallHeight{3000}});
         EXPECT_THAT(ended, SizeIs(1));
         EXPECT_THAT(book.rest(), IsEmpty());
         return ended.at(0);
@@ -144,6 +146,18 @@ TEST(StoryBook, KeepsListsApartAndGivesTheRestAtTheEnd) {
     EXPECT_THAT(book.add({6077, 1, 0.1, host::InstallHeight{3000}}), IsEmpty());
     EXPECT_THAT(book.rest(), SizeIs(2));
     EXPECT_THAT(book.rest(), IsEmpty());
+}
+
+// The tracker may report somebody again under the same id after the library has let him go.
+TEST(StoryBook, WhoComesBackGoesOn) {
+    StoryBook book;
+    EXPECT_THAT(book.add({host::kDecisionId, 1, 0.1, about(VCA_DECISION_BORN)}), IsEmpty());
+    EXPECT_THAT(book.add({host::kDecisionId, 9, 0.9, about(VCA_DECISION_ENDED)}), IsEmpty());
+    EXPECT_THAT(book.add({host::kDecisionId, 15, 1.5, about(VCA_DECISION_BORN)}), IsEmpty());
+    EXPECT_THAT(book.add({6077, 200, 20.0, host::InstallHeight{3000}}), IsEmpty());
+    const std::vector<Story> rest = book.rest();
+    ASSERT_THAT(rest, SizeIs(1));
+    EXPECT_THAT(rest[0].steps, SizeIs(3));
 }
 
 TEST(Story, EveryKindHasAName) {
