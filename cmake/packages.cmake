@@ -1,5 +1,6 @@
-# The Debian packages: vca (library and program) and vca-dev (what a host is built with). cpack makes
-# them of a build; scripts/package.sh does all of it for either processor.
+# The Debian packages: libvca1 (the library), vca (the program) and vca-dev (what a host is built
+# with). cpack makes them of a build; scripts/package.sh does all of it for either processor.
+set(library_documents ${CMAKE_INSTALL_DATADIR}/doc/libvca1)
 set(runtime_documents ${CMAKE_INSTALL_DATADIR}/doc/vca)
 set(development_documents ${CMAKE_INSTALL_DATADIR}/doc/vca-dev)
 install(FILES docs/user-guide.md docs/network.md DESTINATION ${runtime_documents}
@@ -23,12 +24,17 @@ function(install_compressed file destination component name)
             COMPONENT ${component} EXCLUDE_FROM_ALL)
 endfunction()
 install_compressed(packaging/vca.1 ${CMAKE_INSTALL_MANDIR}/man1 runtime vca.1.gz)
+install_compressed(CHANGELOG.md ${library_documents} library changelog.gz)
 install_compressed(CHANGELOG.md ${runtime_documents} runtime changelog.gz)
 install_compressed(CHANGELOG.md ${development_documents} development changelog.gz)
-install(FILES packaging/copyright DESTINATION ${runtime_documents}
-        COMPONENT runtime EXCLUDE_FROM_ALL)
-install(FILES packaging/copyright DESTINATION ${development_documents}
-        COMPONENT development EXCLUDE_FROM_ALL)
+# The program is linked with libraries under another licence than the project's own.
+function(install_copyright file destination component)
+    install(FILES packaging/${file} DESTINATION ${destination} RENAME copyright
+            COMPONENT ${component} EXCLUDE_FROM_ALL)
+endfunction()
+install_copyright(libvca1.copyright ${library_documents} library)
+install_copyright(vca.copyright ${runtime_documents} runtime)
+install_copyright(libvca1.copyright ${development_documents} development)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vca)
@@ -39,7 +45,7 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_ALL library runtime development)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -49,22 +55,32 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL aarch64)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
 endif()
 
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libvca1)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION
+"people counting for overhead depth cameras (library)
+The library libvca follows the people whom a camera on the ceiling sees in colour
+and depth, measures their height and counts them across lines and in regions. It
+reports to its host in messages of a fixed size.")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME vca)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
-"people counting for overhead depth cameras
-The library libvca follows the people whom a camera on the ceiling sees in colour
-and depth, measures their height and counts them across lines and in regions. The
-program vca is its reference host: it runs the analysis over simulated scenes,
-recorded walks and recordings of depth cameras.")
+"people counting for overhead depth cameras (program)
+The program vca is the reference host of the library libvca: it runs the analysis
+over simulated scenes, recorded walks and recordings of depth cameras.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libvca1 (= ${PROJECT_VERSION})")
 # The broker between the cameras of a site; a single camera needs none.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS mosquitto)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# Where the program's libvca lies before it is packed.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 if(CMAKE_SYSROOT)
     # Libraries of another processor are not in this machine's package database.
-    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
         ${CMAKE_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE}
         ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})
 endif()
@@ -75,7 +91,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 "people counting for overhead depth cameras (development files)
 Headers, link, CMake and pkg-config files for hosts of the library libvca, the
 porting guide, the reference of its messages, and a small host as an example.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "vca (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libvca1 (= ${PROJECT_VERSION})")
 
 set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/ldconfig_trigger.cmake)
 include(CPack)

@@ -11,6 +11,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 root=$work/root
 version=$(sed -n 's/^project(vca VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
+library=$packages/libvca1_${version}_$arch.deb
 runtime=$packages/vca_${version}_$arch.deb
 development=$packages/vca-dev_${version}_$arch.deb
 
@@ -48,37 +49,51 @@ check_files() { # PACKAGE LIST
 
 check_control() {
     local package
-    for package in "$runtime" "$development"; do
+    for package in "$library" "$runtime" "$development"; do
         expect "version of $package" "$(field "$package" Version)" "$version"
         expect "architecture of $package" "$(field "$package" Architecture)" "$arch"
         field "$package" Maintainer | grep -q '^.* <.*@.*>$' || fail "maintainer of $package"
         [ "$(field "$package" Description | wc -l)" -ge 3 ] || fail "description of $package"
     done
+    expect "name" "$(field "$library" Package)" libvca1
     expect "name" "$(field "$runtime" Package)" vca
     expect "name" "$(field "$development" Package)" vca-dev
-    expect "dependency of vca-dev" "$(field "$development" Depends)" "vca (= $version)"
+    expect "dependency of vca-dev" "$(field "$development" Depends)" "libvca1 (= $version)"
     mkdir "$work/control"
-    dpkg-deb --control "$runtime" "$work/control"
-    expect "shlibs" "$(cat "$work/control/shlibs")" "libvca 1 vca (>= $version)"
+    dpkg-deb --control "$library" "$work/control"
+    expect "shlibs" "$(cat "$work/control/shlibs")" "libvca 1 libvca1 (>= $version)"
     expect "triggers" "$(cat "$work/control/triggers")" "activate-noawait ldconfig"
     expect "control files" "$(cd "$work/control" && echo *)" "control md5sums shlibs triggers"
+    mkdir "$work/control-vca"
+    dpkg-deb --control "$runtime" "$work/control-vca"
+    expect "control files" "$(cd "$work/control-vca" && echo *)" "control md5sums"
 }
 
 needed() { "$readelf" -d "$@" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u; }
 
-# The packages that vca depends on are those that hold the libraries it needs. Debian names them
-# alike on every processor, so this machine knows them.
-check_dependencies() {
+# A package depends on those that hold the libraries its file needs. Debian names them alike on
+# every processor, so this machine knows them.
+check_dependencies() { # PACKAGE FILE
     local name native_triplet
     native_triplet=$(gcc -print-multiarch)
-    for name in $(needed "$root/usr/bin/vca" "$root/usr/$libdir/libvca.so.1"); do
+    for name in $(needed "$2"); do
         case $name in
-        libvca.so.1 | ld-linux-*) continue ;;
+        ld-linux-*) ;;
+        libvca.so.1) echo libvca1 ;;
+        *) dpkg-query --search "*/$native_triplet/$name" | sed 's/:.*//' ;;
         esac
-        dpkg-query --search "*/$native_triplet/$name" | sed 's/:.*//'
     done | sort -u >"$work/wanted"
-    field "$runtime" Depends | tr ',' '\n' | sed 's/^ *\([^ ]*\).*/\1/' | sort -u >"$work/got"
-    diff "$work/wanted" "$work/got" >&2 || fail "vca does not depend on what it needs"
+    field "$1" Depends | tr ',' '\n' | sed 's/^ *\([^ ]*\).*/\1/' | sort -u >"$work/got"
+    diff "$work/wanted" "$work/got" >&2 || fail "$1 does not depend on what it needs"
+}
+
+# The library is free of what makes the program's binary fall under another licence.
+check_licences() {
+    local doc=$root/usr/share/doc
+    cmp "$doc/libvca1/copyright" "$doc/vca-dev/copyright" >&2 || fail "licence of vca-dev"
+    ! grep -q GPL "$doc/libvca1/copyright" || fail "licence of libvca1"
+    grep -q '^License: GPL-3' "$doc/vca/copyright" || fail "licence of vca"
+    ! needed "$root/usr/$libdir/libvca.so.1" | grep -q -e libav -e libopencv || fail "libvca needs more"
 }
 
 check_programs() {
@@ -96,9 +111,10 @@ check_programs() {
 install_packages() {
     mkdir -p "$root/var/lib/dpkg"
     if [ "$(id -u)" = 0 ]; then
-        dpkg --root="$root" --force-depends --force-architecture --install "$runtime" "$development" \
+        dpkg --root="$root" --force-depends --force-architecture --install "$library" "$runtime" "$development" \
             >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2 && fail "installation"; }
     else
+        dpkg-deb --extract "$library" "$root"
         dpkg-deb --extract "$runtime" "$root"
         dpkg-deb --extract "$development" "$root"
     fi
@@ -109,7 +125,7 @@ remove_packages() {
         echo "not root: removal is left out"
         return
     fi
-    dpkg --root="$root" --force-architecture --purge vca-dev vca >"$work/dpkg.log" 2>&1 ||
+    dpkg --root="$root" --force-architecture --purge vca-dev vca libvca1 >"$work/dpkg.log" 2>&1 ||
         { cat "$work/dpkg.log" >&2 && fail "removal"; }
     expect "what removal leaves" "$(cd "$root" && find . -mindepth 1 -path ./var -prune -o -print)" ""
 }
@@ -146,10 +162,13 @@ check_program() {
 }
 
 check_control
+check_files "$library" "$here/libvca1.files"
 check_files "$runtime" "$here/vca.files"
 check_files "$development" "$here/vca-dev.files"
 install_packages
-check_dependencies
+check_dependencies "$library" "$root/usr/$libdir/libvca.so.1"
+check_dependencies "$runtime" "$root/usr/bin/vca"
+check_licences
 check_programs
 check_host
 check_program
