@@ -195,7 +195,7 @@ void be_slave(const host::Site& site, const host::SiteDevice& device, const std:
     session.close();
 }
 
-// What master and lone cameras tell the parent, as lines of text: "track FRAME ID X Y",
+// What master and lone cameras tell the parent, as lines of text: "track FRAME ID X Y HEIGHT",
 // "count LINE DIRECTION" and "lag MEAN".
 class Notes final : public host::Sink {
   public:
@@ -207,7 +207,7 @@ class Notes final : public host::Sink {
         if (shown == nullptr || shown->detected) return;
         for (const host::MergedTrack& track : host::merged_tracks(*shown)) {
             text << "track " << event.frame_number << ' ' << track.id << ' ' << track.foot.x << ' '
-                 << track.foot.y << '\n';
+                 << track.foot.y << ' ' << track.height_mm << '\n';
         }
     }
     std::ostringstream text;
@@ -411,7 +411,7 @@ Told parse(const std::string& text) {
         if (word == "track") {
             std::int64_t frame = 0;
             host::MergedTrack track;
-            lines >> frame >> track.id >> track.foot.x >> track.foot.y;
+            lines >> frame >> track.id >> track.foot.x >> track.foot.y >> track.height_mm;
             told.tracks[frame].push_back(track);
         } else if (word == "count") {
             std::size_t line = 0;

@@ -3,11 +3,11 @@
 
 vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev
-    libopencv-videoio-dev libopencv-dnn-dev
+    libopencv-dnn-dev libavcodec-dev libavformat-dev libavutil-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
-vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev binutils abigail-tools python3-onnx
-    dpkg-dev file"
+vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils
+    abigail-tools python3-onnx dpkg-dev file"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 # For builds with clang, fuzzing among them, and for scripts/tidy.sh.

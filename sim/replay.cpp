@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
 
 #include "sim/simulator.h"
@@ -232,6 +233,22 @@ double peak_density(const std::vector<Track>& tracks, const Camera& camera, std:
     return *std::max_element(counts.begin(), counts.end()) / (4.0 * half.x_m * half.y_m);
 }
 
+[[noreturn]] void fail_nobody_in_view(const TrajectoryFile& file) {
+    double least[2] = {INFINITY, INFINITY};
+    double most[2] = {-INFINITY, -INFINITY};
+    for (const TrajectorySample& sample : file.samples) {
+        const double at[2] = {sample.x_m, sample.y_m};
+        for (int axis = 0; axis < 2; ++axis) {
+            least[axis] = std::min(least[axis], at[axis]);
+            most[axis] = std::max(most[axis], at[axis]);
+        }
+    }
+    std::ostringstream text;
+    text << "nobody comes into the camera's view; the walks go from " << least[0] << "," << least[1]
+         << " to " << most[0] << "," << most[1] << " m, give --camera-at X,Y among them";
+    throw std::out_of_range(text.str());
+}
+
 }  // namespace
 
 Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options) {
@@ -254,7 +271,9 @@ Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions
     info.duration_s = static_cast<double>(last - first + 1) / file.fps;
     info.lines = options.lines;
     if (info.lines.empty()) info.lines.push_back(default_line(tracks, info.camera));
-    info.crowded = peak_density(tracks, info.camera, first, last) > kCrowded_per_m2;
+    const double peak_per_m2 = peak_density(tracks, info.camera, first, last);
+    if (peak_per_m2 == 0.0) fail_nobody_in_view(file);
+    info.crowded = peak_per_m2 > kCrowded_per_m2;
     auto world = std::make_unique<Replay>(std::move(tracks), first);
     return {std::move(info), std::move(world), options.seed};
 }

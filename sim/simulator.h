@@ -132,9 +132,9 @@ std::vector<std::string> site_names();
 Simulator make_site_view(const std::string& site, std::uint64_t seed, const CameraPlace& place,
                          std::optional<double> seconds = {});
 
-// People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::runtime_error
-// that names file and line when the file cannot be read, std::invalid_argument for an impossible
-// camera height.
+// People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::out_of_range
+// when none of them comes into view, std::runtime_error that names file and line when the file
+// cannot be read, std::invalid_argument for an impossible camera height.
 Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options = {});
 
 }  // namespace sim

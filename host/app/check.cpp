@@ -38,7 +38,7 @@ std::string check_site_file(const CheckOptions& options) {
         write_plan_beside(site, plan.string());
     } else {
         OutputFolder output(options.output, {kSitePlanFile});
-        write_site_plan(site, output.temporary(kSitePlanFile));
+        write_site_plan(site, output.file(kSitePlanFile));
         output.commit();
     }
     return describe_site(site) + "  plan in " + plan.string() + "\n";

@@ -14,6 +14,8 @@
 #include <system_error>
 #include <thread>
 
+#include "host/app/exit_status.h"
+
 namespace host {
 namespace {
 
@@ -99,6 +101,11 @@ std::optional<int> ChildProcess::end_status() {
     int status = 0;
     if (!status_ && waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;
     return status_;
+}
+
+bool left_results(int status) {
+    return WIFEXITED(status) &&
+           (WEXITSTATUS(status) == kExitOk || WEXITSTATUS(status) == kExitIncomplete);
 }
 
 std::string end_text(int status) {

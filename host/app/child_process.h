@@ -36,6 +36,9 @@ class ChildProcess {
     std::optional<int> status_;
 };
 
+// Whether a child with this status of waitpid() left the results of a whole run.
+bool left_results(int status);
+
 // "exit status 1" or "signal 9".
 std::string end_text(int status);
 

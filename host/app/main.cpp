@@ -46,6 +46,13 @@ void ignore_interrupts() {
         std::signal(number, SIG_IGN);
 }
 
+// What a user wrote may be part of the sentence, and of any length.
+void complain(const std::exception& error) {
+    constexpr std::size_t kMostCharacters = 1000;
+    std::fprintf(stderr, "vca: %s\n",
+                 host::cut_to(host::visible(error.what()), kMostCharacters).c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -80,10 +87,10 @@ int main(int argc, char** argv) {
                 return host::kExitOk;
         }
     } catch (const host::InputError& e) {
-        std::fprintf(stderr, "vca: %s\n", host::visible(e.what()).c_str());
+        complain(e);
         return host::kExitWrongInput;
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "vca: %s\n", host::visible(e.what()).c_str());
+        complain(e);
     }
     return host::kExitFailure;
 }

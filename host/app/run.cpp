@@ -15,6 +15,7 @@
 #include "host/engine/session.h"
 #include "host/score/samples.h"
 #include "host/settings/library_config.h"
+#include "host/settings/place_warnings.h"
 
 namespace host {
 namespace {
@@ -28,6 +29,8 @@ constexpr std::size_t kLeastMeasurements = 5;
 constexpr int kFramesPerMeasurement = 13;
 constexpr double kMeasuredTime_s = 60.0;  // from the source's beginning
 constexpr double kWidestSpread_mm = 200.0;
+// What the library answers where the depth sensor sees no floor.
+constexpr int kNoFloor_mm = INT32_MAX;
 
 // Frames without any measurement fed after the end of the source. Five end the tracks, which
 // settles people just past a line and U-turns; a group is reported at the latest 81 frames after
@@ -75,6 +78,7 @@ std::vector<PicturePoint> settle_polygon(const std::vector<PicturePoint>& points
 }
 
 std::vector<CountingRegion> settle_regions(const RunOptions& options, const FrameSource& source) {
+    if (options.no_regions) return {};
     if (options.regions.empty()) return source.info().regions;
     std::vector<CountingRegion> regions;
     for (const Placed<CountingRegion>& given : options.regions) {
@@ -148,8 +152,9 @@ std::int64_t frames_between(const SourceInfo& info) {
 // very farthest may be noise.
 double floor_distance_mm(const std::vector<double>& measured) {
     if (measured.size() < kLeastMeasurements) {
-        throw InputError("--height auto got " + std::to_string(measured.size()) +
-                         " measurements and needs 5, each of 13 frames; give --height MM");
+        throw InputError(
+            "--height auto got " + std::to_string(measured.size()) +
+            " measurements of the floor and needs 5, each of 13 frames; give --height MM");
     }
     const double median = quantile(measured, 0.5);
     const double farthest = quantile(measured, 1.0);
@@ -185,7 +190,8 @@ double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
         session.request_install_height();
         FirstFrames frames(*trial.source, kFramesPerMeasurement);
         if (session.feed(frames) < 0) break;
-        measured.push_back(session.install_height_mm());
+        const int answer_mm = session.install_height_mm();
+        if (answer_mm > 0 && answer_mm < kNoFloor_mm) measured.push_back(answer_mm);
         trial.source->skip(frames_between(trial.source->info()));
     }
     if (stop) throw std::runtime_error("stopped before the installation height was measured");
@@ -294,10 +300,24 @@ RunFacts facts_of(const RunPlan& plan, double height_mm) {
     facts.options = plan.options;
     facts.lines = plan.lines;
     facts.regions = plan.regions;
-    facts.warnings = plan.source->warnings();
+    facts.exclusions = plan.exclusions;
     facts.height_measured = plan.options.measure_height;
     facts.install_height_mm = height_mm;
     return facts;
+}
+
+// Where the truth is known the source tells of edges itself, and the places of a site may lie in
+// the view of another camera.
+std::vector<std::string> warnings_of(const RunPlan& plan) {
+    const CountedPlaces places{plan.lines, plan.regions, plan.exclusions};
+    std::vector<std::string> warnings = place_warnings(places);
+    const auto add = [&warnings](const std::vector<std::string>& more) {
+        warnings.insert(warnings.end(), more.begin(), more.end());
+    };
+    if (!plan.source->info().has_truth && !plan.config)
+        add(edge_warnings(places, kColourWidth, kColourHeight));
+    add(plan.source->warnings());
+    return warnings;
 }
 
 // A built-in scene lasts for as many frames as are asked for.
@@ -363,17 +383,21 @@ StoryNames story_names(const RunPlan& plan) {
     return names;
 }
 
-double snapshot_from_s(const SourceInfo& info) {
-    return info.duration_s > 0.0 ? info.duration_s * 0.3 : 3.0;
+void settle_height(RunPlan& plan, const std::atomic<bool>& stop) {
+    if (plan.height_mm) return;
+    if (plan.options.measure_height) {
+        plan.height_mm = measure_height_mm(plan, stop);
+    } else if (plan.options.source.height_mm) {
+        plan.height_mm = plan.options.source.height_mm->value;
+    } else {
+        plan.height_mm = plan.source->info().camera.height_mm.value_or(0.0);
+    }
 }
 
 RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<bool>& stop) {
     const auto start = std::chrono::steady_clock::now();
-    const double height_mm = plan.options.measure_height
-                                 ? measure_height_mm(plan, stop)
-                                 : plan.options.source.height_mm
-                                       .value_or(plan.source->info().camera.height_mm.value_or(0.0))
-                                       .value;
+    settle_height(plan, stop);
+    const double height_mm = *plan.height_mm;
     RunFacts facts = facts_of(plan, height_mm);
     TimingSink timing;
     std::vector<Sink*> all{&timing};
@@ -396,6 +420,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     facts.left = session.close();
     if (link) facts.link = link->figures();
     if (plan.pace != nullptr) facts.pace = plan.pace->figures();
+    facts.warnings = warnings_of(plan);
     facts.timings = timing.timings();
     facts.scene_s = static_cast<double>(facts.timings.frames) / facts.source.frames_per_second;
     if (frames.end() == RunFrames::End::kSource) {
@@ -409,7 +434,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
 
 RunOutcome run_for_scores(RunPlan& plan, const std::vector<Sink*>& more) {
     const std::atomic<bool> never{false};
-    SnapshotSink evidence(snapshot_from_s(plan.source->info()));
+    SnapshotSink evidence;
     ScoreSink scores(score_setup(plan), {});
     std::vector<Sink*> sinks{&evidence, &scores};
     sinks.insert(sinks.end(), more.begin(), more.end());

@@ -28,19 +28,21 @@ struct RunPlan {
     AttributeModels attributes{};
     std::optional<VCA_ALGO_CFG_S> config{};  // of a device of a site; none: made from the options
     std::optional<LinkSetup> link{};
-    Pace* pace = nullptr;    // null: frames go as fast as the analysis takes them
-    bool decisions = false;  // sinks hear why, too
+    Pace* pace = nullptr;               // null: frames go as fast as the analysis takes them
+    bool decisions = false;             // sinks hear why, too
+    std::optional<double> height_mm{};  // of the camera; none: to be measured
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.
 RunPlan prepare_run(const RunOptions& options);
 
+// Measures the camera's height when that was asked for. Throws InputError.
+void settle_height(RunPlan& plan, const std::atomic<bool>& stop);
+
 // What the scores of a run are taken from.
 ScoreSetup score_setup(const RunPlan& plan);
 // How stories call the lines and regions.
 StoryNames story_names(const RunPlan& plan);
-// Scene time from which on a frame is worth showing.
-double snapshot_from_s(const SourceInfo& info);
 
 // Runs the library over the source for these sinks, to the end or until `stop` turns true. It
 // prints to standard output meanwhile. Throws InputError when a recording cannot be read on, and

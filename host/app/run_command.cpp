@@ -2,8 +2,11 @@
 #include "host/app/run_command.h"
 
 #include <cstdio>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -11,6 +14,7 @@
 #include "host/app/run.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
+#include "host/engine/optional_sink.h"
 #include "host/report/output_folder.h"
 #include "host/report/picture.h"
 #include "host/report/report.h"
@@ -23,12 +27,6 @@
 namespace host {
 namespace {
 
-std::vector<std::string> names_of_results(const RunOptions& options) {
-    std::vector<std::string> names(std::begin(kRunFiles), std::end(kRunFiles));
-    if (!options.live) std::erase(names, kLiveFile);
-    return names;
-}
-
 double expected_frames(const RunPlan& plan) {
     const SourceInfo& info = plan.source->info();
     double frames = info.duration_s * info.frames_per_second;
@@ -40,12 +38,49 @@ double expected_frames(const RunPlan& plan) {
     return frames;
 }
 
-std::unique_ptr<LiveVideo> live_video(const RunPlan& plan, const OutputFolder& folder) {
-    if (!plan.options.live) return nullptr;
+LiveVideo::Setup live_setup(const RunPlan& plan, const OutputFolder& folder) {
     const SourceInfo& info = plan.source->info();
-    return std::make_unique<LiveVideo>(LiveVideo::Setup{folder.temporary(kLiveFile),
-                                                        info.frames_per_second,
-                                                        {info.name, plan.lines, plan.regions}});
+    return {folder.file(kLiveFile),
+            info.frames_per_second,
+            {info.name, plan.lines, plan.regions, plan.exclusions}};
+}
+
+// Results that a run can do without. What fails leaves no file, and a sentence.
+class OptionalResults {
+  public:
+    explicit OptionalResults(OutputFolder& folder) : folder_(folder) {}
+
+    void write(const char* name, const std::function<void(const std::string& path)>& write) {
+        try {
+            write(folder_.file(name));
+        } catch (const std::exception& error) {
+            fail(name, error.what());
+        }
+    }
+    void fail(const char* name, const std::string& why) {
+        folder_.leave_out(name);
+        missing_.push_back(std::string(name) + ": " + why);
+    }
+
+    const std::vector<std::string>& missing() const { return missing_; }
+
+  private:
+    OutputFolder& folder_;
+    std::vector<std::string> missing_;
+};
+
+// A run that failed keeps what it had counted; one that could not begin leaves nothing.
+RunFacts run_into(OutputFolder& folder, RunPlan& plan, const std::vector<Sink*>& sinks,
+                  const std::atomic<bool>& stop) {
+    try {
+        return run(plan, sinks, stop);
+    } catch (const InputError&) {
+        folder.discard();
+        throw;
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string(error.what()) +
+                                 "; what was counted until then is in \"" + plan.output + "\"");
+    }
 }
 
 }  // namespace
@@ -53,28 +88,44 @@ std::unique_ptr<LiveVideo> live_video(const RunPlan& plan, const OutputFolder& f
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)()) {
     RunPlan plan = prepare_run(options);
     plan.decisions = true;
-    OutputFolder folder(plan.output, names_of_results(options));
-    StandardOutput output(folder.temporary(kLogFile));
-    ProgressDisplay display(output.host(), {""}, options.quiet);
+    OutputFolder folder(plan.output, {std::begin(kRunFiles), std::end(kRunFiles)});
+    settle_height(plan, stop);
+    folder.begin();
+    if (!options.live) folder.leave_out(kLiveFile);
+    StandardOutput output(folder.file(kLogFile));
+    ProgressDisplay display(stderr, {""}, options.quiet);
 
-    EventFile events(folder.temporary(kEventsFile));
+    EventFile events(folder.file(kEventsFile));
     ScoreSink scores(score_setup(plan),
-                     {folder.temporary(kCrossingsFile), folder.temporary(kTrueCrossingsFile),
-                      folder.temporary(kRegionsFile), folder.temporary(kStaysFile)});
-    PeopleFile people(folder.temporary(kPeopleFile), story_names(plan));
-    SnapshotSink snapshot(snapshot_from_s(plan.source->info()));
+                     {folder.file(kCrossingsFile), folder.file(kTrueCrossingsFile),
+                      folder.file(kRegionsFile), folder.file(kStaysFile)});
+    PeopleFile people(folder.file(kPeopleFile), story_names(plan));
+    SnapshotSink snapshot;
     ProgressSink progress(display, {plan.source->info().frames_per_second, expected_frames(plan)});
     std::vector<Sink*> sinks{&events, &people, &scores, &snapshot, &progress};
-    const std::unique_ptr<LiveVideo> live = live_video(plan, folder);
-    if (live) sinks.push_back(live.get());
+    std::optional<OptionalSink> live;
+    if (options.live) {
+        live.emplace([&] { return std::make_unique<LiveVideo>(live_setup(plan, folder)); });
+        sinks.push_back(&*live);
+    }
 
-    const RunFacts facts = run(plan, sinks, stop);
+    RunFacts facts = run_into(folder, plan, sinks, stop);
     output.restore();
+    OptionalResults optional(folder);
+    if (live && !live->failure().empty()) optional.fail(kLiveFile, live->failure());
+    facts.missing = optional.missing();
     const Evidence& evidence = snapshot.evidence();
-    write_summary(facts, scores.scores(), evidence, folder.temporary(kSummaryFile));
-    write_picture(facts, scores.scores(), evidence, folder.temporary(kPictureFile));
-    write_heat_pictures(evidence, folder.temporary(kHeatDwellFile),
-                        folder.temporary(kHeatMotionFile));
+    write_summary(facts, scores.scores(), evidence, folder.file(kSummaryFile));
+    optional.write(kPictureFile, [&](const std::string& path) {
+        write_picture(facts, scores.scores(), evidence, path);
+    });
+    optional.write(kHeatDwellFile, [&](const std::string& path) {
+        write_heat_picture(evidence, HeatKind::kDwell, path);
+    });
+    optional.write(kHeatMotionFile, [&](const std::string& path) {
+        write_heat_picture(evidence, HeatKind::kMotion, path);
+    });
+    facts.missing = optional.missing();
     keep_results();
     folder.commit();
     write_text(output.host(), summary_text(facts, scores.scores(), evidence) +
@@ -83,7 +134,7 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
         std::fprintf(stderr, "vca: %s\n", left.c_str());
         return kExitFailure;
     }
-    return kExitOk;
+    return facts.missing.empty() ? kExitOk : kExitIncomplete;
 }
 
 }  // namespace host

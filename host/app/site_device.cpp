@@ -1,7 +1,7 @@
 // Run, progress and results of one camera of a site.
 //
-// Standard output holds a line of progress a second, which begins with a blank, and sentences
-// about the link, which do not. A site run shows both under the name of the device.
+// Standard error holds a line of progress a second, which begins with a blank, and sentences about
+// the link, which do not. A site run shows both under the name of the device.
 #include "host/app/site_device.h"
 
 #include <chrono>
@@ -73,8 +73,18 @@ LinkSetup link_of(const Site& site, const SiteDevice& device, const SiteOptions&
     return link;
 }
 
+// What the site did not get of this device; empty when it got everything.
+std::string loss_text(const RunFacts& facts) {
+    if (!facts.link) return "";
+    const LinkFigures& link = *facts.link;
+    if (!link.reached) return "the site heard nothing of this device: " + link.outage;
+    if (link.disconnected == 0) return "";
+    return std::to_string(link.disconnected) + " of " +
+           std::to_string(link.sent + link.disconnected) + " messages were lost: " + link.outage;
+}
+
 std::string pace_text(const PaceFigures& pace) {
-    if (pace.late == 0) return "";
+    if (!is_too_slow(pace)) return "";
     return format_text(
         "this machine is too slow: %lld of %lld frames came late, the worst by %.0f ms; none was "
         "left out",
@@ -91,29 +101,33 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     plan.decisions = true;
     OutputFolder folder(plan.output, {kLogFile, kEventsFile, kPeopleFile, kCrossingsFile,
                                       kRegionsFile, kStaysFile, kSummaryFile});
-    StandardOutput output(folder.temporary(kLogFile));
-    ProgressDisplay display(output.host(), {""}, options.quiet, kProgressEvery);
+    folder.begin();
+    StandardOutput output(folder.file(kLogFile));
+    ProgressDisplay display(stderr, {""}, options.quiet, kProgressEvery);
     Pace pace(site.frames_per_second.value, options.start_at_ms, stop);
     if (!options.alone) {
         plan.link = link_of(site, device, options, display);
         plan.pace = &pace;
     }
 
-    EventFile events(folder.temporary(kEventsFile));
-    PeopleFile people(folder.temporary(kPeopleFile), story_names(plan));
-    ScoreSink scores(score_setup(plan),
-                     {folder.temporary(kCrossingsFile), "", folder.temporary(kRegionsFile),
-                      folder.temporary(kStaysFile)});
+    EventFile events(folder.file(kEventsFile));
+    PeopleFile people(folder.file(kPeopleFile), story_names(plan));
+    ScoreSink scores(score_setup(plan), {folder.file(kCrossingsFile), "", folder.file(kRegionsFile),
+                                         folder.file(kStaysFile)});
     ProgressSink progress(
         display, {site.frames_per_second.value, 0.0, options.alone || device.master, plan.pace});
     const RunFacts facts = run(plan, {&events, &people, &scores, &progress}, stop);
     output.restore();
-    write_summary(facts, scores.scores(), {}, folder.temporary(kSummaryFile));
+    write_summary(facts, scores.scores(), {}, folder.file(kSummaryFile));
     folder.commit();
     if (const std::string slow = pace_text(pace.figures()); !slow.empty()) display.say(0, slow);
     if (const std::string left = left_over_text(facts.left); !left.empty()) {
         std::fprintf(stderr, "vca: %s\n", left.c_str());
         return kExitFailure;
+    }
+    if (const std::string loss = loss_text(facts); !loss.empty()) {
+        std::fprintf(stderr, "vca: %s\n", loss.c_str());
+        return kExitIncomplete;
     }
     return kExitOk;
 }

@@ -82,7 +82,7 @@ class Watch {
         if (!status) return;
         children_[i].reset();
         ended_[i] = status;
-        if (*status != 0) {
+        if (!left_results(*status)) {
             const bool last = running() == 0;
             display_.say(i, "ended with " + end_text(*status) +
                                 (last || asked_ ? "" : "; the others go on"));

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "host/app/child_process.h"
+#include "host/app/exit_status.h"
 #include "host/app/site_processes.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
@@ -59,12 +61,18 @@ void forget_results(const fs::path& folder) {
         fs::remove(folder / name, error);
 }
 
-std::vector<ProcessEnd> run_together(const Site& site, const SiteOptions& options,
-                                     const fs::path& output, const std::atomic<bool>& stop) {
+// What became of the devices, and how often the broker ended by itself.
+struct TogetherEnd {
+    std::vector<ProcessEnd> processes;
+    int broker_restarts = 0;
+};
+
+TogetherEnd run_together(const Site& site, const SiteOptions& options, const fs::path& output,
+                         const std::atomic<bool>& stop) {
     BrokerProcess broker(output.string(), free_loopback_port());
     const std::string address = "127.0.0.1:" + std::to_string(broker.port());
     const std::string start = std::to_string(start_moment_ms());
-    ProcessRun run{{}, site.devices.size(), &stop, stdout, options.quiet};
+    ProcessRun run{{}, site.devices.size(), &stop, stderr, options.quiet};
     for (const SiteDevice& device : site.devices) {
         forget_results(folder_of(output, device));
         std::vector<std::string> arguments{"run",
@@ -81,13 +89,14 @@ std::vector<ProcessEnd> run_together(const Site& site, const SiteOptions& option
         add_limits(options, arguments);
         run.plans.push_back({device.name, std::move(arguments)});
     }
-    return run_processes(run);
+    std::vector<ProcessEnd> ends = run_processes(run);
+    return {std::move(ends), broker.restarts()};
 }
 
 std::vector<ProcessEnd> run_alone(const Site& site, const SiteOptions& options,
                                   const fs::path& output, std::int64_t frames,
                                   const std::atomic<bool>& stop) {
-    ProcessRun run{{}, kAloneAtOnce, &stop, stdout, options.quiet};
+    ProcessRun run{{}, kAloneAtOnce, &stop, stderr, options.quiet};
     for (const SiteDevice& device : site.devices) {
         const std::string folder = folder_of(output, device) + "/" + kAlone;
         forget_results(folder);
@@ -98,9 +107,10 @@ std::vector<ProcessEnd> run_alone(const Site& site, const SiteOptions& options,
     return run_processes(run);
 }
 
-bool ended_well(const std::vector<ProcessEnd>& ends, const std::string& name) {
-    return std::any_of(ends.begin(), ends.end(),
-                       [&](const ProcessEnd& end) { return end.name == name && end.status == 0; });
+bool has_results(const std::vector<ProcessEnd>& ends, const std::string& name) {
+    return std::any_of(ends.begin(), ends.end(), [&](const ProcessEnd& end) {
+        return end.name == name && left_results(end.status);
+    });
 }
 
 void check_simulated(const Site& site) {
@@ -112,14 +122,14 @@ std::vector<DeviceAccount> read_accounts(const Site& site, const fs::path& outpu
                                          const std::vector<ProcessEnd>& ends) {
     std::vector<DeviceAccount> accounts;
     for (const SiteDevice& device : site.devices) {
-        if (ended_well(ends, device.name))
+        if (has_results(ends, device.name))
             accounts.push_back(read_account(folder_of(output, device), device.name));
     }
     return accounts;
 }
 
 void say(const SiteOptions& options, const std::string& text) {
-    if (!options.quiet) write_text(stdout, text);
+    if (!options.quiet) std::fputs(text.c_str(), stderr);
 }
 
 // The counts of every camera by itself; none of those whose run did not end well.
@@ -131,7 +141,7 @@ void compare_alone(const Site& site, const SiteOptions& options, const fs::path&
     const std::vector<ProcessEnd> ends = run_alone(site, options, output, frames, stop);
     if (stop) return;
     for (const SiteDevice& device : site.devices) {
-        if (!ended_well(ends, device.name + " " + kAlone)) continue;
+        if (!has_results(ends, device.name + " " + kAlone)) continue;
         result.alone.push_back(
             read_alone_counts(site, device, folder_of(output, device) + "/" + kAlone));
     }
@@ -145,9 +155,9 @@ int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
     check_simulated(site);
     const std::string path = options.output.empty() ? "out/" + site.name : options.output;
     OutputFolder folder(path, {kEventsFile, kSummaryFile, kSitePictureFile, kSitePlanFile});
-    const std::vector<ProcessEnd> ends = run_together(site, options, folder.path(), stop);
+    const auto [ends, broker_restarts] = run_together(site, options, folder.path(), stop);
     const SiteDevice& master = master_of(site);
-    if (!ended_well(ends, master.name)) {
+    if (!has_results(ends, master.name)) {
         throw std::runtime_error("the master \"" + master.name +
                                  "\" did not come to its end, so there are no results of the site");
     }
@@ -155,17 +165,19 @@ int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
     const auto own = std::find_if(accounts.begin(), accounts.end(),
                                   [&](const DeviceAccount& a) { return a.name == master.name; });
     fs::copy_file(fs::path(folder_of(folder.path(), master)) / kEventsFile,
-                  folder.temporary(kEventsFile), fs::copy_options::overwrite_existing);
-    SiteResult result = evaluate_site(site, folder.temporary(kEventsFile), own->frames);
+                  folder.file(kEventsFile), fs::copy_options::overwrite_existing);
+    SiteResult result = evaluate_site(site, folder.file(kEventsFile), own->frames);
     compare_alone(site, options, folder.path(), stop, result);
-    write_site_summary(site, result, accounts, folder.temporary(kSummaryFile));
-    write_site_picture(site, result, folder.temporary(kSitePictureFile));
-    write_site_plan(site, folder.temporary(kSitePlanFile));
+    const std::vector<LostMessages> lost = lost_messages(site, accounts);
+    write_site_summary(site, result, accounts, broker_restarts, folder.file(kSummaryFile));
+    write_site_picture(site, result, folder.file(kSitePictureFile));
+    write_site_plan(site, folder.file(kSitePlanFile));
     folder.commit();
     write_text(stdout, "\nsite " + site.name + ", " + std::to_string(result.frames.size()) +
                            " frames\n" + site_table(site, result) + link_text(accounts) +
-                           "  results in " + visible(path) + "\n");
-    return accounts.size() == site.devices.size() ? 0 : 1;
+                           loss_text(lost, broker_restarts) + "  results in " + visible(path) +
+                           "\n");
+    return accounts.size() == site.devices.size() && lost.empty() ? kExitOk : kExitIncomplete;
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "host/base/input_error.h"
 #include "host/base/result_files.h"
@@ -58,6 +59,28 @@ std::string step_text(const Json& step) {
     return text + format_text(", at %d,%d\n", at.at(0).get<int>(), at.at(1).get<int>());
 }
 
+// The lines of a run that has ended; while it goes on nobody knows them.
+std::vector<std::string> lines_of(const std::filesystem::path& folder) {
+    std::ifstream in(folder / kSummaryFile);
+    const Json summary = Json::parse(in, nullptr, false);
+    std::vector<std::string> names;
+    if (!summary.is_object()) return names;
+    for (const Json& line : summary.value("lines", Json::array()))
+        names.push_back(line.value("name", ""));
+    return names;
+}
+
+void check_line(const WhyOptions& options) {
+    if (!options.line) return;
+    const std::vector<std::string> names = lines_of(options.folder);
+    if (names.empty() || std::find(names.begin(), names.end(), *options.line) != names.end())
+        return;
+    std::string known;
+    for (const std::string& name : names)
+        known += (known.empty() ? "\"" : ", \"") + name + "\"";
+    throw InputError("the run has no line \"" + *options.line + "\"; its lines are " + known);
+}
+
 std::string nobody(const WhyOptions& options) {
     std::string text = "nobody";
     if (options.track) text = "no track " + std::to_string(*options.track);
@@ -74,6 +97,7 @@ std::string why_command(const WhyOptions& options) {
     if (!in) {
         throw InputError("there is no \"" + path + "\"; name the folder of the results of a run");
     }
+    check_line(options);
     std::string text;
     int number = 0;
     for (std::string line; std::getline(in, line);) {

@@ -7,7 +7,7 @@
 
 namespace host {
 
-// Throws InputError when the folder has no stories, or nobody is meant by the options.
+// Throws InputError when the folder has no stories, or no line of that name.
 std::string why_command(const WhyOptions& options);
 
 }  // namespace host

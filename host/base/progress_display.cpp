@@ -1,9 +1,12 @@
 // Drawing and rounds of the lines.
 #include "host/base/progress_display.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+
+#include "host/base/text.h"
 
 namespace host {
 namespace {
@@ -11,11 +14,12 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kPatience{10};
+constexpr std::size_t kUsualColumns = 80;
 
 }  // namespace
 
 ProgressDisplay::ProgressDisplay(std::FILE* out, std::vector<std::string> names, bool quiet,
-                                 std::chrono::milliseconds every)
+                                 std::optional<std::chrono::milliseconds> every)
     : out_(out),
       quiet_(quiet),
       terminal_(::isatty(::fileno(out)) == 1),
@@ -37,7 +41,11 @@ void ProgressDisplay::update(std::size_t row, const std::string& line) {
     const std::lock_guard lock(mutex_);
     lines_[row] = line;
     if (quiet_) return;
-    terminal_ ? draw() : print_round();
+    if (terminal_) {
+        draw();
+    } else if (every_) {
+        print_round();
+    }
 }
 
 void ProgressDisplay::say(std::size_t row, const std::string& sentence) {
@@ -74,24 +82,33 @@ void ProgressDisplay::print_round() {
     for (std::size_t row = 0; row < lines_.size(); ++row)
         complete = complete && (!active_[row] || !lines_[row].empty());
     if (now < next_ || (!complete && now < patience_)) return;
-    next_ = now + every_;
+    next_ = now + *every_;
     for (std::size_t row = 0; row < lines_.size(); ++row) {
         if (!lines_[row].empty()) std::fprintf(out_, "%s\n", text(row).c_str());
     }
     std::fflush(out_);
 }
 
+// The user may make the terminal narrower at any time.
+std::size_t ProgressDisplay::columns() const {
+    winsize size{};
+    if (::ioctl(::fileno(out_), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualColumns;
+    return size.ws_col;
+}
+
 void ProgressDisplay::erase() {
-    if (drawn_ > 0) std::fprintf(out_, "\033[%dA\r\033[J", drawn_);
+    if (drawn_ > 1) std::fprintf(out_, "\033[%dA", drawn_ - 1);
+    if (drawn_ > 0) std::fprintf(out_, "\r\033[J");
     drawn_ = 0;
 }
 
 void ProgressDisplay::draw() {
     if (terminal_ && !quiet_) {
         erase();
+        const std::size_t width = columns() - 1;  // a full line would move the cursor on
         for (std::size_t row = 0; row < lines_.size(); ++row) {
             if (lines_[row].empty()) continue;
-            std::fprintf(out_, "%s\n", text(row).c_str());
+            std::fprintf(out_, "%s%s", drawn_ > 0 ? "\n" : "", cut_to(text(row), width).c_str());
             ++drawn_;
         }
     }

@@ -4,19 +4,21 @@
 #include <chrono>
 #include <cstdio>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace host {
 
-// One line for each row: on a terminal they stay at the bottom and are written anew, elsewhere they
-// come again every few seconds. All functions may be called by any thread.
+// One line for each row: on a terminal they stay at the bottom, are written anew and never wider
+// than it is. Elsewhere they come again every so often, or not at all. All functions may be called
+// by any thread.
 class ProgressDisplay {
   public:
     // Rows are shown behind their names; a row without a name stands alone. `every` parts two
-    // rounds of lines where `out` is no terminal.
+    // rounds of lines where `out` is no terminal; none: there are no lines, only sentences.
     ProgressDisplay(std::FILE* out, std::vector<std::string> names, bool quiet,
-                    std::chrono::milliseconds every = std::chrono::seconds(5));
+                    std::optional<std::chrono::milliseconds> every = std::nullopt);
 
     bool terminal() const { return terminal_; }
     // The row has something to come: rounds wait for its first line, though not for long.
@@ -31,6 +33,7 @@ class ProgressDisplay {
 
   private:
     std::string text(std::size_t row) const;
+    std::size_t columns() const;
     void print_round();
     void erase();
     void draw();
@@ -38,14 +41,14 @@ class ProgressDisplay {
     std::FILE* out_;
     const bool quiet_;
     const bool terminal_;
-    const std::chrono::milliseconds every_;
-    std::size_t width_ = 0;
+    const std::optional<std::chrono::milliseconds> every_;
+    std::size_t width_ = 0;  // of the longest name
     std::vector<std::string> names_;
 
     std::mutex mutex_;
     std::vector<std::string> lines_;
     std::vector<bool> active_;
-    int drawn_ = 0;
+    int drawn_ = 0;  // lines on the terminal; the cursor stands in the last one
     std::chrono::steady_clock::time_point next_{};
     std::chrono::steady_clock::time_point patience_{};
 };

@@ -1,6 +1,10 @@
 // Names of the files in a folder of results.
 #pragma once
 
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
 namespace host {
 
 inline constexpr const char* kEventsFile = "events.jsonl";
@@ -22,5 +26,13 @@ inline constexpr const char* kSitePlanFile = "site_plan.png";
 inline constexpr const char* kRunFiles[] = {
     kSummaryFile, kEventsFile,  kPeopleFile, kCrossingsFile, kTrueCrossingsFile, kRegionsFile,
     kStaysFile,   kPictureFile, kLiveFile,   kHeatDwellFile, kHeatMotionFile,    kLogFile};
+
+// Whether a file can be followed while the run goes on; the others are there when it has ended.
+inline bool grows(std::string_view name) {
+    constexpr std::string_view kGrowing[] = {
+        kEventsFile,  kPeopleFile, kCrossingsFile, kTrueCrossingsFile,
+        kRegionsFile, kStaysFile,  kLogFile};
+    return std::find(std::begin(kGrowing), std::end(kGrowing), name) != std::end(kGrowing);
+}
 
 }  // namespace host

@@ -1,12 +1,15 @@
 // Decoding, widths and formats of texts.
 #include "host/base/text.h"
 
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <sstream>
 
 namespace host {
 namespace {
+
+constexpr const char* kEllipsis = "\u2026";
 
 unsigned byte_of(const std::string& text, std::size_t at) {
     return static_cast<unsigned char>(text[at]);
@@ -58,10 +61,12 @@ std::string visible(const std::string& text) {
 }
 
 std::string cut_to(const std::string& utf8, std::size_t characters) {
+    if (characters_in(utf8) <= characters) return utf8;
+    if (characters == 0) return "";
     std::size_t end = 0;
-    while (characters-- > 0 && end < utf8.size())
+    while (--characters > 0)
         next_character(utf8, end);
-    return utf8.substr(0, end);
+    return utf8.substr(0, end) + kEllipsis;
 }
 
 std::string fitted(const std::string& utf8, std::size_t width) {
@@ -80,6 +85,10 @@ std::string format_text(const char* format, ...) {
     std::vsnprintf(text.data(), text.size() + 1, format, again);
     va_end(again);
     return text;
+}
+
+std::string percent_text(double share, int digits) {
+    return std::isnan(share) ? kNothing : format_text("%.*f %%", digits, 100.0 * share);
 }
 
 std::string plain_number(double value) {

@@ -18,7 +18,7 @@ bool is_control(char32_t code);
 // Text for a terminal: control characters and bytes that are no UTF-8 as \xNN each.
 std::string visible(const std::string& text);
 
-// At most this many characters of UTF-8 text.
+// At most this many characters of UTF-8 text, the last one an ellipsis when there were more.
 std::string cut_to(const std::string& utf8, std::size_t characters);
 
 // Text cut or filled with blanks to a number of UTF-8 characters.
@@ -26,6 +26,12 @@ std::string fitted(const std::string& utf8, std::size_t width);
 
 // What printf would print.
 [[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
+
+// What stands where there is no number.
+inline constexpr const char* kNothing = "\u2013";
+
+// "97.5 %", or kNothing for a share that is no number.
+std::string percent_text(double share, int digits);
 
 // "2.5" or "3" as a person would write it, with at most 6 digits.
 std::string plain_number(double value);

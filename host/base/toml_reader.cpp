@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "host/base/input_error.h"
+#include "host/base/readable_file.h"
 #include "host/base/text.h"
 
 namespace host {
@@ -176,16 +177,13 @@ TomlValue read_toml_file(const std::string& path, const std::string& kind,
     namespace fs = std::filesystem;
     const std::string name = kind + " \"" + path + "\"";
     std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (fs::is_directory(status)) {
-        throw InputError("the " + name + " is a folder; " + remedy);
-    }
-    if (status.type() == fs::file_type::not_found) {
+    if (fs::status(path, error).type() == fs::file_type::not_found) {
         throw InputError("there is no " + name + "; " + remedy);
     }
-    std::ifstream in;
-    if (fs::is_regular_file(status)) in.open(path);
-    if (!in.is_open()) throw InputError("cannot read the " + name + "; " + remedy);
+    if (const std::string why = why_unreadable(path); !why.empty()) {
+        throw InputError("cannot read the " + name + ": " + why + "; " + remedy);
+    }
+    std::ifstream in(path);
     return TomlParser(path).parse(in);
 }
 

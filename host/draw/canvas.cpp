@@ -23,6 +23,7 @@ constexpr std::string_view kPlainLetters =
     "AAAAAAACEEEEIIIIDNOOOOOxOUUUUYTsaaaaaaaceeeeiiiidnooooo/ouuuuyty"
     "AaAaAaCcCcCcCcDdDdEeEeEeEeEeGgGgGgGgHhHhIiIiIiIiIiIiJjKkkLlLlLlL"
     "lLlNnNnNnnNnOoOoOoOoRrRrRrSsSsSsSsTtTtTtUuUuUuUuUuUuWwYyYZzZzZzs";
+constexpr char32_t kEnDash = 0x2013;  // of kNothing
 constexpr char32_t kFirstLetter = 0xC0;
 static_assert(kPlainLetters.size() == 0x180 - kFirstLetter);
 
@@ -80,6 +81,8 @@ std::string to_ascii(const std::string& utf8) {
             ascii += static_cast<char>(code);
         } else if (code >= kFirstLetter && code - kFirstLetter < kPlainLetters.size()) {
             ascii += kPlainLetters[code - kFirstLetter];
+        } else if (code == kEnDash) {
+            ascii += '-';
         } else {
             ascii += '?';
         }
@@ -88,7 +91,7 @@ std::string to_ascii(const std::string& utf8) {
 }
 
 std::string shortened(const std::string& ascii, std::size_t most) {
-    return ascii.size() <= most ? ascii : ascii.substr(0, most - 2) + "..";
+    return ascii.size() <= most ? ascii : ascii.substr(0, most - 3) + "...";
 }
 
 cv::Size text_size(const std::string& ascii, double size, int thickness) {
@@ -122,6 +125,19 @@ void shade_polygon(cv::Mat& image, const std::vector<cv::Point>& polygon, const 
     cv::Mat mixed;
     cv::LUT(part, mixing_table(colour, weight), mixed);
     mixed.copyTo(part, mask);
+}
+
+void draw_excluded(cv::Mat& image, const std::vector<cv::Point>& polygon) {
+    constexpr int kGap = 14;
+    const cv::Scalar kGrey = cv::Scalar::all(205);
+    shade_polygon(image, polygon, cv::Scalar::all(40), 0.45);
+    cv::Mat hatched = image.clone();
+    for (int x = -image.rows; x < image.cols; x += kGap)
+        cv::line(hatched, {x, image.rows}, {x + image.rows, 0}, kGrey, 1, cv::LINE_AA);
+    cv::Mat mask(image.size(), CV_8UC1, cv::Scalar::all(0));
+    cv::fillPoly(mask, std::vector<std::vector<cv::Point>>{polygon}, cv::Scalar::all(255));
+    hatched.copyTo(image, mask);
+    cv::polylines(image, polygon, true, kGrey, 2, cv::LINE_AA);
 }
 
 void draw_dashed(cv::Mat& image, const cv::Rect& box, const cv::Scalar& colour, int thickness) {

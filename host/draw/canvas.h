@@ -20,7 +20,7 @@ cv::Scalar track_colour(int id);
 // The font knows ASCII alone: letters with marks become their plain letters, every other character
 // one question mark.
 std::string to_ascii(const std::string& utf8);
-// At most this many characters, the last ones replaced by two dots when there are more.
+// At most this many characters, the last ones replaced by three dots when there are more.
 std::string shortened(const std::string& ascii, std::size_t most);
 
 cv::Size text_size(const std::string& ascii, double size, int thickness);
@@ -34,6 +34,9 @@ void shade(cv::Mat& image, const cv::Rect& area, const cv::Scalar& colour, doubl
 // Mixes `colour` into a polygon.
 void shade_polygon(cv::Mat& image, const std::vector<cv::Point>& polygon, const cv::Scalar& colour,
                    double weight);
+
+// An area in which nobody counts: darker, hatched, with a grey outline.
+void draw_excluded(cv::Mat& image, const std::vector<cv::Point>& polygon);
 
 // Straight pieces of a rectangle's outline with gaps as long as themselves.
 void draw_dashed(cv::Mat& image, const cv::Rect& box, const cv::Scalar& colour, int thickness);

@@ -159,6 +159,8 @@ class LiveView::Painter {
           places_(image.size()) {}
 
     void draw() {
+        for (const std::vector<PicturePoint>& area : view_.scene_.exclusions)
+            draw_excluded(image_, to_pixels(area));
         for (std::size_t r = 0; r < view_.scene_.regions.size(); ++r)
             draw_region(r);
         for (std::size_t i = 0; i < view_.scene_.lines.size(); ++i)

@@ -24,6 +24,7 @@ struct LiveScene {
     std::string title;
     std::vector<CountingLine> lines;
     std::vector<CountingRegion> regions;
+    std::vector<std::vector<PicturePoint>> exclusions{};
 };
 
 // Colours of the marks.

@@ -15,6 +15,11 @@ struct PaceFigures {
     double most_late_ms = 0.0;
 };
 
+// Whether a machine cannot keep up; a frame in fifty is a hiccup of the system.
+inline bool is_too_slow(const PaceFigures& pace) {
+    return pace.late * 50 > pace.frames;
+}
+
 class Pace {
   public:
     // The moment of scene time 0 in milliseconds since 1970; none: such that the first frame comes

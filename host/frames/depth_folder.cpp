@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "host/base/picture.h"
+#include "host/base/readable_file.h"
 #include "host/base/text.h"
 #include "host/base/toml_reader.h"
 #include "host/frames/grey_picture.h"
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 struct NumberedFile {
     std::int64_t number = 0;
     fs::path path;
+    bool readable = true;
 };
 
 // With as many digits, file numbers and the numbers after the last file stay 32-bit.
@@ -52,18 +54,18 @@ std::int64_t number_of(const fs::path& path, const std::string& digits) {
 std::vector<NumberedFile> list_files(const fs::path& folder) {
     std::error_code error;
     fs::directory_iterator entries(folder, error);
-    if (error) {
-        throw InputError("cannot read the folder \"" + folder.string() +
-                         "\"; --folder needs a folder of numbered 16-bit PNG files");
-    }
     std::vector<NumberedFile> files;
-    for (const fs::directory_entry& entry : entries) {
-        std::string extension = entry.path().extension().string();
+    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
+        const fs::path path = entries->path();
+        std::string extension = path.extension().string();
         std::transform(extension.begin(), extension.end(), extension.begin(),
                        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        const auto digits = digits_in(entry.path().stem().string());
-        if (extension != ".png" || !digits) continue;
-        files.push_back({number_of(entry.path(), *digits), entry.path()});
+        const auto digits = digits_in(path.stem().string());
+        if (extension == ".png" && digits) files.push_back({number_of(path, *digits), path});
+    }
+    if (error) {
+        throw InputError("cannot read the folder \"" + folder.string() + "\": " + error.message() +
+                         "; --folder needs a folder of numbered 16-bit PNG files");
     }
     std::sort(files.begin(), files.end(), [](const NumberedFile& a, const NumberedFile& b) {
         return std::pair(a.number, a.path) < std::pair(b.number, b.path);
@@ -109,31 +111,34 @@ void check_steps(const std::vector<NumberedFile>& files, double fps) {
     }
 }
 
-void check_png(const fs::path& path, const RecordingCamera& camera) {
+// What is wrong with a file, as far as its beginning and end show; empty when nothing is.
+std::string png_fault(const fs::path& path, const RecordingCamera& camera) {
     const std::string place = '"' + path.string() + '"';
+    if (const std::string why = why_unreadable(path.string()); !why.empty()) {
+        return "cannot read " + place + ": " + why;
+    }
     const std::optional<PngHeader> png = read_png_header(path.string());
-    if (!png) throw InputError(place + " is not a whole PNG file; record it again or remove it");
+    if (!png) return place + " is not a whole PNG file; record it again or remove it";
     if (png->bits != 16 || !png->grey) {
-        throw InputError(place + " has " + std::to_string(png->bits) + "-bit " +
-                         (png->grey ? "grey" : "colour") +
-                         " pixels; depth needs 16-bit grey in millimetres");
+        return place + " has " + std::to_string(png->bits) + "-bit " +
+               (png->grey ? "grey" : "colour") + " pixels; depth needs 16-bit grey in millimetres";
     }
-    if (png->interlaced) {
-        throw InputError(place + " is interlaced; save it without interlacing");
-    }
+    if (png->interlaced) return place + " is interlaced; save it without interlacing";
     if (png->width != camera.width || png->height != camera.height) {
-        throw InputError(place + " is " + std::to_string(png->width) + " x " +
-                         std::to_string(png->height) + " pixels, but the camera file says " +
-                         std::to_string(camera.width) + " x " + std::to_string(camera.height));
+        return place + " is " + std::to_string(png->width) + " x " + std::to_string(png->height) +
+               " pixels, but the camera file says " + std::to_string(camera.width) + " x " +
+               std::to_string(camera.height);
     }
+    return "";
 }
 
 class DepthFolder final : public FrameSource {
   public:
     DepthFolder(const fs::path& folder, const RecordingCamera& camera, const SourceOptions& options)
         : camera_(camera), files_(list_files(folder)) {
-        for (const NumberedFile& file : files_)
-            check_png(file.path, camera_);
+        for (NumberedFile& file : files_)
+            note_fault(file, png_fault(file.path, camera_));
+        check_readable();
         info_.kind = "depth-folder";
         info_.name = fs::absolute(folder).lexically_normal().filename().string();
         if (info_.name.empty()) info_.name = "recording";
@@ -158,12 +163,8 @@ class DepthFolder final : public FrameSource {
 
     bool next(SourceFrame& frame) override {
         if (position_ == files_.size()) return false;
-        const NumberedFile& file = files_[position_];
-        if (!decode_grey16(read_bytes(file.path.string()), camera_.width, camera_.height,
-                           pixels_)) {
-            throw InputError("\"" + file.path.string() +
-                             "\" is a damaged PNG file; record it again or remove it");
-        }
+        NumberedFile& file = files_[position_];
+        read_pixels(file);
         resample_depth(pixels_.data(), camera_.width, camera_.height, frame.planes.raw_mm);
         render_grey(frame.planes.raw_mm, far_mm_, frame.planes.depth_nv12,
                     frame.planes.colour_nv12);
@@ -181,6 +182,13 @@ class DepthFolder final : public FrameSource {
         position_ = std::min(position_ + static_cast<std::size_t>(frames), files_.size());
     }
 
+    std::vector<std::string> warnings() const override {
+        if (unreadable_ == 0) return {};
+        return {std::to_string(unreadable_) + " of " + std::to_string(files_.size()) +
+                " frames could not be read and counted as frames without measurement; the first: " +
+                first_fault_};
+    }
+
     PicturePoint to_picture(const PicturePoint& p) const override {
         return {to_depth_x(p.x) * kColourWidth / kDepthWidth,
                 to_depth_y(p.y) * kColourHeight / kDepthHeight};
@@ -190,8 +198,36 @@ class DepthFolder final : public FrameSource {
     double to_depth_x(double u) const { return (u + 0.5) * fit_.scale + fit_.offset_x - 0.5; }
     double to_depth_y(double v) const { return (v + 0.5) * fit_.scale + fit_.offset_y - 0.5; }
 
+    // A frame that cannot be read shows nothing; the way of time and the counting go on.
+    void read_pixels(NumberedFile& file) {
+        if (file.readable && !decode_grey16(read_bytes(file.path.string()), camera_.width,
+                                            camera_.height, pixels_)) {
+            note_fault(file, "\"" + file.path.string() +
+                                 "\" is a damaged PNG file; record it again or remove it");
+            check_readable();
+        }
+        if (file.readable) return;
+        pixels_.assign(
+            static_cast<std::size_t>(camera_.width) * static_cast<std::size_t>(camera_.height), 0);
+    }
+
+    void note_fault(NumberedFile& file, const std::string& fault) {
+        if (fault.empty()) return;
+        file.readable = false;
+        if (unreadable_++ == 0) first_fault_ = fault;
+    }
+
+    // What is left of a recording of which most is lost would count wrong.
+    void check_readable() const {
+        if (2 * unreadable_ <= files_.size()) return;
+        throw InputError(first_fault_ + " (" + std::to_string(unreadable_) + " of " +
+                         std::to_string(files_.size()) + " files cannot be used)");
+    }
+
     RecordingCamera camera_;
     std::vector<NumberedFile> files_;
+    std::size_t unreadable_ = 0;
+    std::string first_fault_;
     RecordingFit fit_;
     double far_mm_ = 0.0;  // distance that is drawn black
     std::size_t position_ = 0;
@@ -317,7 +353,8 @@ void resample_depth(const std::uint16_t* recording, int width, int height,
 std::unique_ptr<FrameSource> open_depth_folder(const SourceOptions& options) {
     if (options.folder.empty()) throw InputError("the source depth-folder needs --folder DIR");
     const fs::path folder(options.folder);
-    if (!fs::is_directory(folder)) {
+    std::error_code error;
+    if (!fs::is_directory(folder, error)) {
         throw InputError("there is no folder \"" + options.folder +
                          "\"; --folder needs a folder of numbered 16-bit PNG files");
     }

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/base/readable_file.h"
 #include "sim/crossings.h"
 #include "sim/simulator.h"
 
@@ -264,6 +265,10 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
     if (options.trajectories.empty()) {
         throw InputError("the source walks needs --trajectories FILE");
     }
+    if (const std::string why = why_unreadable(options.trajectories); !why.empty()) {
+        throw InputError("cannot read the walks \"" + options.trajectories + "\": " + why +
+                         "; --trajectories needs a text file of lines \"id frame x y z\"");
+    }
     sim::TrajectoryOptions walks;
     walks.camera_height_m = options.height_mm ? options.height_mm->value / 1000.0 : kWalksHeight_m;
     walks.fps = options.frames_per_second.value_or(0.0);
@@ -276,6 +281,8 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
         return std::make_unique<SimSource>(
             sim::make_trajectory_scene(options.trajectories, walks), "walks",
             std::filesystem::path(options.trajectories).stem().string(), options.foot_point);
+    } catch (const std::out_of_range& e) {
+        throw InputError(e.what());
     } catch (const std::invalid_argument& e) {
         throw InputError(std::string("--height: ") + e.what());
     } catch (const std::runtime_error& e) {

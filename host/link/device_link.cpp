@@ -28,6 +28,8 @@ class MasterLink final : public DeviceLink {
         const MasterStats stats = bridge_.stats();
         LinkFigures figures;
         figures.master = true;
+        figures.reached = stats.reached;
+        figures.outage = stats.outage;
         figures.requests = stats.requests;
         figures.unknown = stats.unknown;
         for (const SlaveView& slave : stats.slaves) {
@@ -66,6 +68,8 @@ class SlaveLink final : public DeviceLink {
     LinkFigures figures() const override {
         const SlaveStats stats = bridge_.stats();
         LinkFigures figures;
+        figures.reached = stats.reached;
+        figures.outage = stats.outage;
         figures.sent = stats.sent;
         figures.withheld = stats.withheld;
         figures.disconnected = stats.disconnected;

@@ -10,6 +10,9 @@
 
 namespace host {
 
+// Ends a sentence about a lost connection.
+inline constexpr const char* kTriedAgain = "; it is tried again";
+
 // How often a bridge looks whether something is due.
 inline constexpr std::chrono::milliseconds kLinkTick{50};
 

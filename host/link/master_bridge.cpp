@@ -112,8 +112,10 @@ void MasterBridge::on_connection(bool connected, const std::string& reason) {
     {
         const std::lock_guard lock(mutex_);
         connected_ = connected;
+        reached_ = reached_ || connected;
+        if (!connected) outage_ = reason;
     }
-    report(connected ? "connected to the broker" : reason);
+    report(connected ? "connected to the broker" : reason + kTriedAgain);
     if (connected) send_status(true);
 }
 
@@ -280,7 +282,7 @@ void MasterBridge::send_status(bool online) {
 
 MasterStats MasterBridge::stats() const {
     const std::lock_guard lock(mutex_);
-    MasterStats stats{connected_, gate_.unknown(), requests_, {}};
+    MasterStats stats{connected_, reached_, outage_, gate_.unknown(), requests_, {}};
     for (DeviceState& state : gate_.states()) {
         const Extra& extra = extras_[static_cast<std::size_t>(state.device.index)];
         stats.slaves.push_back({std::move(state), extra.delay.summary(), extra.counting.summary(),

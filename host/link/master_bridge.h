@@ -48,6 +48,8 @@ struct SlaveView {
 
 struct MasterStats {
     bool connected = false;
+    bool reached = false;           // connected at some time
+    std::string outage;             // why the connection was missing last
     std::int64_t unknown = 0;       // messages that name no device of the site
     std::int64_t requests = 0;      // for the frame count
     std::vector<SlaveView> slaves;  // in the order of the settings
@@ -106,6 +108,8 @@ class MasterBridge {
 
     mutable std::mutex mutex_;
     bool connected_ = false;
+    bool reached_ = false;
+    std::string outage_;
     TrackGate gate_;
     std::vector<Extra> extras_;  // by the index of the device
     std::int64_t requests_ = 0;

@@ -65,10 +65,12 @@ void SlaveBridge::on_connection(bool connected, const std::string& reason) {
     {
         const std::lock_guard lock(mutex_);
         stats_.connected = connected;
+        stats_.reached = stats_.reached || connected;
+        if (!connected) stats_.outage = reason;
         // At once: the master may have started anew meanwhile.
         next_ask_s_ = next_heartbeat_s_ = 0.0;
     }
-    if (hooks_.report) hooks_.report(connected ? "connected to the broker" : reason);
+    if (hooks_.report) hooks_.report(connected ? "connected to the broker" : reason + kTriedAgain);
     if (connected) tick();
 }
 

@@ -32,6 +32,8 @@ struct SlaveHooks {
 
 struct SlaveStats {
     bool connected = false;
+    bool reached = false;           // connected at some time
+    std::string outage;             // why the connection was missing last
     bool synchronised = false;      // an answer of the master has come
     std::int64_t sent = 0;          // track messages handed to the connection
     std::int64_t withheld = 0;      // not sent because there was no frame number of the master yet

@@ -26,6 +26,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds kStartTime{10};
 constexpr std::chrono::seconds kEndTime{5};
 constexpr std::chrono::milliseconds kPoll{10};
+constexpr std::chrono::milliseconds kWatch{200};  // between looks, and between two starts
 
 // Below the ports that the system gives to outgoing connections, which would otherwise take the
 // broker's port while it is away; a client that calls it could even be connected to itself.
@@ -108,30 +109,36 @@ bool ended(pid_t pid) {
 
 }  // namespace
 
-BrokerProcess::BrokerProcess(const std::string& folder, int port) : port_(port) {
-    const char* program = find_broker();
+BrokerProcess::BrokerProcess(const std::string& folder, int port)
+    : port_(port), configuration_(folder + "/mosquitto.conf"), log_(folder + "/mosquitto.log") {
+    find_broker();
     if (answers(port)) {
         throw std::runtime_error("the port " + std::to_string(port) +
                                  " for the MQTT broker is in use");
     }
-    const std::string configuration = folder + "/mosquitto.conf";
-    const std::string log = folder + "/mosquitto.log";
-    write_configuration(configuration, port);
-    const int log_fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    if (log_fd < 0) throw std::runtime_error("cannot write " + log);
+    write_configuration(configuration_, port);
+    start();
+    wait_until_up();
+    keeper_ = std::thread([this] { keep_up(); });
+}
+
+void BrokerProcess::start() {
+    const char* const program = find_broker();
+    const int log = open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (log < 0) throw std::runtime_error("cannot write " + log_);
     const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ == 0) become_broker(program, configuration.c_str(), log_fd, parent);
+    const pid_t child = fork();
+    if (child == 0) become_broker(program, configuration_.c_str(), log, parent);
     const int fork_error = errno;
-    close(log_fd);
-    if (pid_ < 0) {
+    close(log);
+    if (child < 0) {
         throw std::runtime_error("cannot start the MQTT broker: " +
                                  std::generic_category().message(fork_error));
     }
-    wait_until_up(log);
+    pid_ = child;
 }
 
-void BrokerProcess::wait_until_up(const std::string& log) {
+void BrokerProcess::wait_until_up() {
     const auto end = steady_clock::now() + kStartTime;
     while (!answers(port_)) {
         const bool gone = ended(pid_);
@@ -139,9 +146,24 @@ void BrokerProcess::wait_until_up(const std::string& log) {
         if (gone || steady_clock::now() > end) {
             stop();
             throw std::runtime_error("the MQTT broker did not start on port " +
-                                     std::to_string(port_) + "; see " + log);
+                                     std::to_string(port_) + "; see " + log_);
         }
         std::this_thread::sleep_for(kPoll);
+    }
+}
+
+// The devices connect again by themselves, so a broker that is back in time costs little.
+void BrokerProcess::keep_up() {
+    std::unique_lock lock(mutex_);
+    while (!stop_changed_.wait_for(lock, kWatch, [this] { return stopping_; })) {
+        if (pid_ >= 0 && !ended(pid_)) continue;
+        pid_ = -1;
+        try {
+            start();
+            ++restarts_;
+        } catch (const std::exception&) {
+            // Tried again after the next pause.
+        }
     }
 }
 
@@ -150,6 +172,12 @@ BrokerProcess::~BrokerProcess() {
 }
 
 void BrokerProcess::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+        stop_changed_.notify_all();
+    }
+    if (keeper_.joinable()) keeper_.join();
     if (pid_ < 0) return;
     kill(pid_, SIGTERM);
     const auto end = steady_clock::now() + kEndTime;

@@ -3,7 +3,11 @@
 
 #include <sys/types.h>
 
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <thread>
 
 namespace host {
 
@@ -11,8 +15,8 @@ class BrokerProcess {
   public:
     // Starts mosquitto and waits until it answers on the port; its configuration and log are files
     // in `folder`. It ends with the calling thread at the latest, but does not hear the terminal's
-    // Ctrl-C, so that the devices can take leave first. Throws std::runtime_error with one
-    // sentence when it does not start.
+    // Ctrl-C, so that the devices can take leave first. When it ends by itself it is started again.
+    // Throws std::runtime_error with one sentence when it does not start at first.
     BrokerProcess(const std::string& folder, int port);
     ~BrokerProcess();
     BrokerProcess(const BrokerProcess&) = delete;
@@ -22,12 +26,23 @@ class BrokerProcess {
     void stop();
     int port() const { return port_; }
     pid_t process_id() const { return pid_; }  // -1 when stopped
+    // How often it ended by itself and was started again.
+    int restarts() const { return restarts_; }
 
   private:
-    void wait_until_up(const std::string& log);
+    void start();
+    void wait_until_up();
+    void keep_up();
 
-    int port_;
-    pid_t pid_ = -1;
+    const int port_;
+    const std::string configuration_;
+    const std::string log_;
+    std::atomic<pid_t> pid_{-1};
+    std::atomic<int> restarts_{0};
+    std::mutex mutex_;
+    std::condition_variable stop_changed_;
+    bool stopping_ = false;
+    std::thread keeper_;
 };
 
 // A port of the loopback interface that nobody uses at the moment.

@@ -256,7 +256,7 @@ std::string MqttClient::outage_text(int error) const {
     if (error == MOSQ_ERR_ERRNO) why = std::generic_category().message(errno);
     if (!refusal_.empty()) why = refusal_;
     return "no connection to the broker at " + settings_.host + ":" +
-           std::to_string(settings_.port) + " (" + why + "); it is tried again";
+           std::to_string(settings_.port) + " (" + why + ")";
 }
 
 }  // namespace host

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "host/base/result_files.h"
 #include "host/frames/frame_source.h"
 
 namespace host {
@@ -99,6 +100,26 @@ OutputFolder::~OutputFolder() {
     remove_made_folders();
 }
 
+void OutputFolder::begin() {
+    std::error_code error;
+    for (const std::string& name : names_) {
+        fs::remove(path_ / name, error);
+        fs::remove(temporary(name), error);
+    }
+}
+
+void OutputFolder::leave_out(const std::string& name) {
+    std::error_code error;
+    fs::remove(file(name), error);
+    std::erase(names_, name);
+}
+
+void OutputFolder::discard() {
+    std::error_code error;
+    for (const std::string& name : names_)
+        fs::remove(file(name), error);
+}
+
 void OutputFolder::remove_made_folders() {
     std::error_code error;
     for (const fs::path& folder : made_)
@@ -134,6 +155,10 @@ void OutputFolder::remember_for_emergency() {
         remember(emergency_folders, i, made_[i].string());
 }
 
+std::string OutputFolder::file(const std::string& name) const {
+    return grows(name) ? (path_ / name).string() : temporary(name);
+}
+
 std::string OutputFolder::temporary(const std::string& name) const {
     return (path_ / (name + kTemporarySuffix)).string();
 }
@@ -141,12 +166,12 @@ std::string OutputFolder::temporary(const std::string& name) const {
 void OutputFolder::commit() {
     std::error_code error;
     for (const std::string& name : names_) {
-        if (!fs::exists(temporary(name), error)) {
+        if (!fs::exists(file(name), error)) {
             throw std::runtime_error("the file \"" + name + "\" was not written");
         }
     }
     for (const std::string& name : names_) {
-        fs::rename(temporary(name), path_ / name, error);
+        if (!grows(name)) fs::rename(temporary(name), path_ / name, error);
         if (error) {
             throw std::runtime_error("cannot write \"" + (path_ / name).string() +
                                      "\": " + error.message());

@@ -1,4 +1,4 @@
-// The folder that a run leaves behind: complete, or not there at all.
+// The folder that a run leaves behind: what grows with the run, and what is whole at its end.
 #pragma once
 
 #include <cstdio>
@@ -29,14 +29,22 @@ class OutputFolder {
     // Makes the folder, keeps other runs out of it, and finds out whether files of these names can
     // be written. Throws InputError.
     OutputFolder(const std::string& path, std::vector<std::string> names);
-    // Without commit() removes what was written, and the folders that were made.
+    // Without commit() removes what is unfinished, and the folders that were made when nothing is
+    // left in them.
     ~OutputFolder();
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
 
-    // Path of a file to be written now, under a temporary name.
-    std::string temporary(const std::string& name) const;
-    // Gives all files their names.
+    // Removes what an earlier run left under these names, so that the folder tells of one run.
+    void begin();
+    // Path of a file to be written now. One that grows during the run (see grows()) has its name
+    // from the beginning, and stays; the others have a temporary one.
+    std::string file(const std::string& name) const;
+    // This file is not written after all.
+    void leave_out(const std::string& name);
+    // Removes the files that stay, too: there was no run.
+    void discard();
+    // Gives all files their names. Throws std::runtime_error when one was not written.
     void commit();
 
     const std::filesystem::path& path() const { return path_; }
@@ -45,6 +53,7 @@ class OutputFolder {
     void remove_made_folders();
     void check_names() const;
     void remember_for_emergency();
+    std::string temporary(const std::string& name) const;
 
     std::filesystem::path path_;
     std::vector<std::filesystem::path> made_;  // folders, innermost first

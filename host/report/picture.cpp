@@ -9,7 +9,6 @@
 
 #include "host/base/text.h"
 #include "host/draw/canvas.h"
-#include "host/draw/heat_picture.h"
 #include "host/report/picture_parts.h"
 #include "vca/heat_map.h"
 
@@ -54,15 +53,13 @@ void write_picture(const RunFacts& facts, const Scores& scores, const Evidence& 
     write_png(picture, path);
 }
 
-void write_heat_pictures(const Evidence& evidence, const std::string& dwell_path,
-                         const std::string& motion_path) {
+void write_heat_picture(const Evidence& evidence, HeatKind kind, const std::string& path) {
     const std::vector<std::int32_t> nothing(std::size_t{VCA_HEAT_ROWS} * VCA_HEAT_COLS, 0);
-    const cv::Mat floor = floor_picture(evidence);
-    const bool has = evidence.heat.has_value();
-    write_png(draw_heat(floor, has ? evidence.heat->dwell_ms : nothing, HeatKind::kDwell),
-              dwell_path);
-    write_png(draw_heat(floor, has ? evidence.heat->motion : nothing, HeatKind::kMotion),
-              motion_path);
+    const bool dwell = kind == HeatKind::kDwell;
+    const std::vector<std::int32_t>& cells = !evidence.heat ? nothing
+                                             : dwell        ? evidence.heat->dwell_ms
+                                                            : evidence.heat->motion;
+    write_png(draw_heat(floor_picture(evidence), cells, kind), path);
 }
 
 }  // namespace host

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "host/draw/heat_picture.h"
 #include "host/report/run_facts.h"
 #include "host/score/scores.h"
 #include "host/sinks/snapshot_sink.h"
@@ -14,9 +15,8 @@ namespace host {
 void write_picture(const RunFacts& facts, const Scores& scores, const Evidence& evidence,
                    const std::string& path);
 
-// Writes both heat maps of a run as PNG; without maps, pictures of an empty floor. Throws
+// Writes a heat map of a run as PNG; without a map, the picture of an empty floor. Throws
 // std::runtime_error when that fails.
-void write_heat_pictures(const Evidence& evidence, const std::string& dwell_path,
-                         const std::string& motion_path);
+void write_heat_picture(const Evidence& evidence, HeatKind kind, const std::string& path);
 
 }  // namespace host

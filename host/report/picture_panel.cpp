@@ -57,6 +57,12 @@ class Panel {
             cv::rectangle(image_, cv::Rect(kLeft, y_ - 10, 54, 20), kAreaColour, 2, cv::LINE_AA);
             row("turning back in here is not counted");
         }
+        if (!facts_.exclusions.empty()) {
+            draw_excluded(
+                image_,
+                {{kLeft, y_ - 10}, {kLeft + 54, y_ - 10}, {kLeft + 54, y_ + 10}, {kLeft, y_ + 10}});
+            row("nobody in here is counted");
+        }
         const cv::Scalar colour = track_colour(3);
         cv::rectangle(image_, cv::Rect(kLeft + 14, y_ - 11, 26, 24), colour, 2, cv::LINE_AA);
         row("a person: track number and,");
@@ -120,8 +126,8 @@ class Panel {
                  format_text("%.0f mm (median)", scores_.height_error_sizes_mm.quantile(0.5)));
         }
         if (facts_.source.has_truth) {
-            fact("people found " + format_text("%.1f %%", 100.0 * scores_.detection.recall()) +
-                 ", boxes right " + format_text("%.1f %%", 100.0 * scores_.detection.precision()));
+            fact("people found " + percent_text(scores_.detection.recall(), 1) + ", boxes right " +
+                 percent_text(scores_.detection.precision(), 1));
         }
     }
 

@@ -36,6 +36,8 @@ class View {
 
     void draw() {
         draw_background();
+        for (const std::vector<PicturePoint>& area : facts_.exclusions)
+            draw_excluded(image_, polygon(area));
         for (const CountingLine& line : facts_.lines)
             draw_area(line);
         draw_trails();

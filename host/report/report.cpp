@@ -90,9 +90,10 @@ void print_staff(std::string& out, const RunFacts& facts, const Scores& scores) 
                        static_cast<long long>(scores.staff_crossings),
                        static_cast<long long>(scores.crossings));
     if (const auto& score = scores.staff) {
-        out += format_text("; %d tracks: precision %.2f %%, recall %.2f %%, accuracy %.2f %%",
-                           score->tracks(), score->precision() * 100.0, score->recall() * 100.0,
-                           score->accuracy() * 100.0);
+        out += format_text("; %d tracks: ", score->tracks()) + "precision " +
+               percent_text(score->precision(), 2) + ", recall " +
+               percent_text(score->recall(), 2) + ", accuracy " +
+               percent_text(score->accuracy(), 2);
     }
     out += "\n";
 }
@@ -114,13 +115,13 @@ void print_quality(std::string& out, const RunFacts& facts, const Scores& scores
         out += format_text("  tracks               %lld\n", static_cast<long long>(scores.tracks));
         return;
     }
-    out += format_text("  detection            recall %.2f %%, precision %.2f %%\n",
-                       scores.detection.recall() * 100.0, scores.detection.precision() * 100.0);
-    out += format_text(
-        "  tracking             %lld tracks, %lld identity switches, MOTA %.2f %%, "
-        "IDF1 %.2f %%\n",
-        static_cast<long long>(scores.tracks), static_cast<long long>(scores.tracking.switches),
-        scores.tracking.mota() * 100.0, scores.tracking.idf1() * 100.0);
+    out += "  detection            recall " + percent_text(scores.detection.recall(), 2) +
+           ", precision " + percent_text(scores.detection.precision(), 2) + "\n";
+    out += format_text("  tracking             %lld tracks, %lld identity switches, ",
+                       static_cast<long long>(scores.tracks),
+                       static_cast<long long>(scores.tracking.switches)) +
+           "MOTA " + percent_text(scores.tracking.mota(), 2) + ", IDF1 " +
+           percent_text(scores.tracking.idf1(), 2) + "\n";
 }
 
 void print_times(std::string& out, const RunFacts& facts) {
@@ -150,11 +151,13 @@ std::string summary_text(const RunFacts& facts, const Scores& scores, const Evid
                     facts.install_height_mm, facts.height_measured ? " (measured)" : "",
                     detect_mode_name(facts.options.detect.value),
                     facts.interrupted ? ", ended early by the user" : "");
+    for (const std::string& warning : facts.warnings)
+        out += "warning: " + warning + "\n";
     print_counts(out, facts, scores);
     print_regions(out, facts, scores);
     out += "\n";
-    for (const std::string& warning : facts.warnings)
-        out += "  warning: " + warning + "\n";
+    for (const std::string& missing : facts.missing)
+        out += "  missing: " + missing + "\n";
     print_groups(out, scores.groups);
     print_staff(out, facts, scores);
     print_places(out, facts, scores, evidence);

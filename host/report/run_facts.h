@@ -17,11 +17,13 @@ namespace host {
 struct RunFacts {
     SourceInfo source;
     RunOptions options;
-    std::vector<CountingLine> lines;      // in picture coordinates
-    std::vector<CountingRegion> regions;  // likewise
+    std::vector<CountingLine> lines;                    // in picture coordinates
+    std::vector<CountingRegion> regions;                // likewise
+    std::vector<std::vector<PicturePoint>> exclusions;  // likewise
     double install_height_mm = 0.0;
     bool height_measured = false;
     std::vector<std::string> warnings;  // of the source, one sentence each
+    std::vector<std::string> missing;   // results that could not be written, and why
     bool interrupted = false;
     double wall_s = 0.0;
     double scene_s = 0.0;

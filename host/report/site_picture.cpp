@@ -32,7 +32,6 @@ void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>
                  const SiteFrame& shown) {
     constexpr int kFades = 8;
     const double span = kTrailTime_s * site.frames_per_second.value;
-    const SiteDevice& master = master_of(site);
     for (int fade = 0; fade < kFades; ++fade) {
         cv::Mat drawn = plan.image().clone();
         std::map<int, cv::Point2d> last;
@@ -40,7 +39,7 @@ void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>
             const double age = static_cast<double>(shown.number - frame.number) / span;
             if (age < 0.0 || age > 1.0) continue;
             for (const MergedTrack& track : frame.tracks) {
-                const cv::Point2d at = plan.at(to_site(master, track.foot, 0.0));
+                const cv::Point2d at = plan.at(place_of_foot(site, track.foot, track.height_mm));
                 const auto before = last.find(track.id);
                 const int step = std::min(static_cast<int>((1.0 - age) * kFades), kFades - 1);
                 if (before != last.end() && step == fade) {
@@ -55,9 +54,8 @@ void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>
 }
 
 void draw_people(FloorPlan& plan, const Site& site, const SiteFrame& shown) {
-    const SiteDevice& master = master_of(site);
     for (const MergedTrack& track : shown.tracks) {
-        const cv::Point2d at = plan.at(to_site(master, track.foot, 0.0));
+        const cv::Point2d at = plan.at(place_of_foot(site, track.foot, track.height_mm));
         cv::circle(plan.image(), at, 7, kWhite, cv::FILLED, cv::LINE_AA);
         cv::circle(plan.image(), at, 5, track_colour(track.id), cv::FILLED, cv::LINE_AA);
     }
@@ -76,7 +74,7 @@ void list_counts(PlanLegend& legend, const Site& site, const SiteResult& result)
         for (std::size_t d = 0; d < 2; ++d) {
             const auto cell = [&](const LineCounts& counts) {
                 const auto& line = counts.lines.at(i);
-                return line ? std::to_string((*line)[d]) : std::string("-");
+                return line ? std::to_string((*line)[d]) : std::string(kNothing);
             };
             const std::string name = shortened(to_ascii(site.lines[i].name), 14);
             legend.cells({name + ", direction " + std::to_string(d + 1), cell(result.truth),
@@ -85,12 +83,23 @@ void list_counts(PlanLegend& legend, const Site& site, const SiteResult& result)
         }
     }
     legend.heading("");
+    if (!result.regions.empty()) {
+        legend.heading("People in regions, mean of all frames");
+        for (std::size_t i = 0; i < result.regions.size(); ++i) {
+            const Occupancy& o = result.regions[i];
+            legend.cells({shortened(to_ascii(site.regions[i].name), 26),
+                          format_text("%.1f", o.true_mean), format_text("%.1f", o.mean)},
+                         ends);
+        }
+        legend.heading("");
+    }
     legend.heading("Seen by two cameras at once");
     const MergeScore& merge = result.merge;
     legend.text(std::to_string(merge.people) + " people, " +
                 std::to_string(merge.people_one_object) + " of them one object");
-    legend.text(
-        format_text("duplicates on %.1f %% of appearances", 100.0 * merge.duplicate_share()));
+    legend.text("duplicates on " + percent_text(merge.duplicate_share(), 1) + " of appearances");
+    legend.text(std::to_string(merge.stray_objects) + " of " + std::to_string(merge.objects) +
+                " objects on frames near nobody");
 }
 
 }  // namespace

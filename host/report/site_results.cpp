@@ -35,6 +35,7 @@ DelaySummary read_delay(const Json& json) {
 LinkFigures read_link(const Json& json) {
     LinkFigures link;
     link.master = json.at("role") == "master";
+    link.reached = json.at("reached");
     if (!link.master) {
         link.sent = json.at("sent");
         link.withheld = json.at("withheld");
@@ -58,7 +59,8 @@ LinkFigures read_link(const Json& json) {
 // What the master told, frame by frame.
 struct MasterMessages {
     std::map<std::int64_t, std::vector<MergedTrack>> tracks;
-    std::vector<std::pair<int, int>> counted;  // line and direction
+    std::map<std::int64_t, RegionArray> people;  // in each region
+    std::vector<std::pair<int, int>> counted;    // line and direction
 };
 
 MasterMessages read_messages(const std::string& path) {
@@ -70,12 +72,18 @@ MasterMessages read_messages(const std::string& path) {
         const std::string& name = event.at("message").get_ref<const std::string&>();
         if (name == "person_counted")
             messages.counted.emplace_back(event.at("line"), event.at("direction"));
+        if (name == "regions") {
+            const std::vector<int> inside = event.at("inside");
+            RegionArray& people = messages.people[event.at("frame")];
+            std::copy_n(inside.begin(), std::min(inside.size(), people.size()), people.begin());
+        }
         if (name != "tracks") continue;
         std::vector<MergedTrack>& tracks = messages.tracks[event.at("frame")];
         for (const Json& t : event.at("tracks")) {
             tracks.push_back({t.at("track"),
                               {t.at("x").get<double>() + 0.5 * t.at("w").get<double>(),
-                               t.at("y").get<double>() + 0.5 * t.at("h").get<double>()}});
+                               t.at("y").get<double>() + 0.5 * t.at("h").get<double>()},
+                              t.at("height_mm")});
         }
     }
     return messages;
@@ -142,7 +150,22 @@ Json merge_json(const MergeScore& merge) {
             {"several_objects", merge.several_objects},
             {"duplicate_frames", merge.duplicate_frames},
             {"id_changes", merge.id_changes},
+            {"objects", merge.objects},
             {"stray_objects", merge.stray_objects}};
+}
+
+Json regions_json(const Site& site, const std::vector<Occupancy>& regions) {
+    Json list = Json::array();
+    for (std::size_t i = 0; i < regions.size(); ++i) {
+        const Occupancy& o = regions[i];
+        list.push_back({{"name", site.regions[i].name},
+                        {"people", o.mean},
+                        {"peak", o.peak},
+                        {"true_people", o.true_mean},
+                        {"true_peak", o.true_peak},
+                        {"mean_abs_error", o.mean_abs_error}});
+    }
+    return list;
 }
 
 }  // namespace
@@ -166,6 +189,7 @@ SiteResult evaluate_site(const Site& site, const std::string& events_path, std::
     SiteScene scene(site);
     SiteTruth truth(site);
     MergeMeter meter(site);
+    RegionMeter regions = region_meter(site);
     std::vector<TrueCrossing> crossings;
     SiteFrame frame;
     while (frames-- > 0 && scene.next(frame)) {
@@ -173,11 +197,15 @@ SiteResult evaluate_site(const Site& site, const std::string& events_path, std::
         for (const TrueCrossing& c : truth.add_frame(frame))
             crossings.push_back(c);
         meter.add_frame(frame);
+        regions.add_report(messages.people[frame.number], {});
+        regions.add_frame(static_cast<double>(frame.number) / site.frames_per_second.value,
+                          people_in_view(frame));
         result.frames.push_back(frame);
     }
     result.truth = count_truth(site, crossings);
     result.merged = count_messages(site, messages.counted);
     result.merge = meter.score();
+    result.regions = regions.occupancy();
     return result;
 }
 
@@ -209,7 +237,7 @@ std::string link_text(const std::vector<DeviceAccount>& accounts) {
             text += slave_row(slave);
     }
     for (const DeviceAccount& account : accounts) {
-        if (account.pace.late == 0) continue;
+        if (!is_too_slow(account.pace)) continue;
         text += format_text(
             "  %s: %lld of %lld frames came late because this machine is too slow, the worst "
             "by %.0f ms\n",
@@ -219,8 +247,45 @@ std::string link_text(const std::vector<DeviceAccount>& accounts) {
     return text;
 }
 
+std::vector<LostMessages> lost_messages(const Site& site,
+                                        const std::vector<DeviceAccount>& accounts) {
+    std::map<std::string, std::int64_t> received;
+    for (const DeviceAccount& account : accounts) {
+        for (const HeardDevice& slave : account.link.slaves)
+            received[slave.name] = slave.counters.received;
+    }
+    const auto last_second = static_cast<std::int64_t>(std::ceil(site.frames_per_second.value));
+    std::vector<LostMessages> list;
+    for (const DeviceAccount& account : accounts) {
+        if (account.link.master) continue;
+        const std::int64_t on_the_way = account.link.sent - received[account.name];
+        const std::int64_t lost =
+            account.link.disconnected + (on_the_way > last_second ? on_the_way : 0);
+        if (lost == 0) continue;
+        list.push_back({account.name, lost, account.link.sent + account.link.disconnected});
+    }
+    return list;
+}
+
+std::string loss_text(const std::vector<LostMessages>& lost, int broker_restarts) {
+    std::string text;
+    for (const LostMessages& device : lost) {
+        text += "  warning: " + std::to_string(device.lost) + " of " + std::to_string(device.of) +
+                " messages of " + device.name +
+                " were lost; people whom it alone saw then were not counted\n";
+    }
+    if (broker_restarts > 0) {
+        text += "  warning: the broker ended by itself and was started again" +
+                (broker_restarts > 1 ? " " + std::to_string(broker_restarts) + " times"
+                                     : std::string()) +
+                "\n";
+    }
+    return text;
+}
+
 void write_site_summary(const Site& site, const SiteResult& result,
-                        const std::vector<DeviceAccount>& accounts, const std::string& path) {
+                        const std::vector<DeviceAccount>& accounts, int broker_restarts,
+                        const std::string& path) {
     Json root;
     root["site"] = site.name;
     root["commit"] = version_commit();
@@ -229,7 +294,11 @@ void write_site_summary(const Site& site, const SiteResult& result,
     root["merged"] = counts_json(site, result.merged, result.truth);
     for (const LineCounts& counts : result.alone)
         root["alone"][counts.who] = counts_json(site, counts, result.truth);
+    root["regions"] = regions_json(site, result.regions);
     root["seen_by_two"] = merge_json(result.merge);
+    root["broker_restarts"] = broker_restarts;
+    for (const LostMessages& device : lost_messages(site, accounts))
+        root["lost_messages"][device.name] = device.lost;
     for (const DeviceAccount& account : accounts) {
         root["late_frames"][account.name] = account.pace.late;
         for (const HeardDevice& slave : account.link.slaves) {

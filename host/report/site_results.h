@@ -29,11 +29,27 @@ SiteResult evaluate_site(const Site& site, const std::string& events_path, std::
 // What a camera counted alone, from summary.json of its folder.
 LineCounts read_alone_counts(const Site& site, const SiteDevice& device, const std::string& folder);
 
+// Messages of a slave that its master never had.
+struct LostMessages {
+    std::string name;
+    std::int64_t lost = 0;
+    std::int64_t of = 0;
+};
+
+// Only devices that lost some. The last second is left out: what a slave sends while its master is
+// ending already is no loss.
+std::vector<LostMessages> lost_messages(const Site& site,
+                                        const std::vector<DeviceAccount>& accounts);
+
+// A sentence for each loss; empty without any.
+std::string loss_text(const std::vector<LostMessages>& lost, int broker_restarts);
+
 // The table of the link, and what came late.
 std::string link_text(const std::vector<DeviceAccount>& accounts);
 
 // Everything as JSON. Throws std::runtime_error when the file cannot be written.
 void write_site_summary(const Site& site, const SiteResult& result,
-                        const std::vector<DeviceAccount>& accounts, const std::string& path);
+                        const std::vector<DeviceAccount>& accounts, int broker_restarts,
+                        const std::string& path);
 
 }  // namespace host

@@ -47,6 +47,7 @@ Json run_json(const RunFacts& facts) {
     run["position"] = facts.options.source.foot_point ? "foot" : "box";
     run["interrupted"] = facts.interrupted;
     run["warnings"] = facts.warnings;
+    run["missing"] = facts.missing;
     run["commit"] = version_commit();
     return run;
 }
@@ -188,6 +189,7 @@ Json delay_json(const DelaySummary& delay) {
 Json link_json(const LinkFigures& link) {
     if (!link.master) {
         return {{"role", "slave"},
+                {"reached", link.reached},
                 {"sent", link.sent},
                 {"withheld", link.withheld},
                 {"disconnected", link.disconnected},
@@ -210,6 +212,7 @@ Json link_json(const LinkFigures& link) {
                           {"counting", delay_json(slave.counting)}});
     }
     return {{"role", "master"},
+            {"reached", link.reached},
             {"requests", link.requests},
             {"unknown", link.unknown},
             {"slaves", std::move(slaves)}};

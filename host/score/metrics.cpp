@@ -5,6 +5,7 @@
 #include <set>
 
 #include "host/base/overlap.h"
+#include "host/base/share.h"
 #include "host/tracker/assignment.h"
 
 namespace host {
@@ -61,10 +62,6 @@ std::int64_t count_false(const std::vector<TruePerson>& people, const std::vecto
     return count;
 }
 
-double ratio(std::int64_t part, std::int64_t whole) {
-    return whole == 0 ? 1.0 : static_cast<double>(part) / static_cast<double>(whole);
-}
-
 // Boxes explained by the best one-to-one naming of tracks: pairs of person and track and the frames
 // that they were matched.
 std::int64_t best_naming(const std::map<std::pair<int, int>, std::int64_t>& together) {
@@ -104,11 +101,11 @@ double box_overlap(const PixelBox& a, const PixelBox& b) {
 }
 
 double DetectionScore::recall() const {
-    return ratio(found, truths);
+    return share_of(found, truths);
 }
 
 double DetectionScore::precision() const {
-    return ratio(found, found + false_boxes);
+    return share_of(found, found + false_boxes);
 }
 
 void DetectionMeter::add_frame(const std::vector<TruePerson>& people,
@@ -124,13 +121,11 @@ void DetectionMeter::add_frame(const std::vector<TruePerson>& people,
 }
 
 double TrackingScore::mota() const {
-    return truths == 0 ? 1.0
-                       : 1.0 - static_cast<double>(misses + false_boxes + switches) /
-                                   static_cast<double>(truths);
+    return 1.0 - share_of(misses + false_boxes + switches, truths);
 }
 
 double TrackingScore::idf1() const {
-    return ratio(2 * identity_matches, truths + reported);
+    return share_of(2 * identity_matches, truths + reported);
 }
 
 std::map<int, int> TrackingMeter::add_frame(const std::vector<TruePerson>& people,

@@ -21,8 +21,8 @@ struct DetectionScore {
     std::int64_t found = 0;
     std::int64_t false_boxes = 0;
 
-    double recall() const;     // 1 when there was nobody to find
-    double precision() const;  // 1 when nothing was reported
+    double recall() const;     // no number when there was nobody to find
+    double precision() const;  // no number when nothing was reported
 };
 
 // Precision and recall of boxes, frame by frame. People who are not clear (at the edge of the
@@ -43,6 +43,7 @@ struct TrackingScore {
     std::int64_t switches = 0;          // a person's box carries another id than when last matched
     std::int64_t identity_matches = 0;  // boxes explained by the best one-to-one naming of tracks
 
+    // No numbers where there is nothing to divide by.
     double mota() const;  // 1 - (misses + false boxes + switches) / truths
     double idf1() const;  // 2 matches / (truths + reported boxes)
     std::int64_t reported = 0;

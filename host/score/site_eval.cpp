@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "host/base/share.h"
 #include "host/base/text.h"
 #include "host/settings/site_map.h"
 #include "host/tracker/assignment.h"
@@ -21,7 +22,7 @@ double distance_m(const SitePoint& a, const SitePoint& b) {
 std::vector<SitePoint> places_of(const Site& site, const std::vector<MergedTrack>& tracks) {
     std::vector<SitePoint> places;
     for (const MergedTrack& track : tracks)
-        places.push_back(to_site(master_of(site), track.foot, 0.0));
+        places.push_back(place_of_foot(site, track.foot, track.height_mm));
     return places;
 }
 
@@ -36,10 +37,6 @@ int nearest_person(const std::vector<SitePerson>& people, const SitePoint& at) {
         best = static_cast<int>(i);
     }
     return best;
-}
-
-double share(std::int64_t part, std::int64_t whole) {
-    return static_cast<double>(part) / static_cast<double>(whole);
 }
 
 std::vector<sim::Point> metres(const std::vector<SitePoint>& points) {
@@ -68,16 +65,14 @@ std::vector<sim::Point> whole_site(const Site& site) {
     return {{left, top}, {right, top}, {right, bottom}, {left, bottom}};
 }
 
-std::string percent(double part) {
-    return format_text("%.1f %%", 100.0 * part);
-}
-
 }  // namespace
 
 std::vector<MergedTrack> merged_tracks(const TracksShown& message) {
     std::vector<MergedTrack> tracks;
     for (const ShownTrack& shown : message.tracks) {
-        tracks.push_back({shown.track, {shown.x + 0.5 * shown.w, shown.y + 0.5 * shown.h}});
+        tracks.push_back({shown.track,
+                          {shown.x + 0.5 * shown.w, shown.y + 0.5 * shown.h},
+                          static_cast<double>(shown.height_mm)});
     }
     return tracks;
 }
@@ -93,17 +88,16 @@ void count_views(const Site& site, std::vector<SitePerson>& people) {
 }
 
 double MergeScore::one_object_share() const {
-    return person_frames == 0 ? 1.0 : share(one_object, person_frames);
+    return share_of(one_object, person_frames);
 }
 
 double MergeScore::duplicate_share() const {
-    return person_frames == 0 ? 0.0 : share(duplicate_frames, person_frames);
+    return share_of(duplicate_frames, person_frames);
 }
 
-// The track of each person, as its place in the list; -1 for none. Objects lie up to 0.3 m beside
-// their people, all in a row to the same side, and people walk 0.6 m apart: whoever would keep the
-// object of the frame before at any price could keep the neighbour's for good. So giving one more
-// person an object comes first, keeping it second.
+// The track of each person, as its place in the list; -1 for none. People walk 0.6 m apart:
+// whoever would keep the object of the frame before at any price could keep the neighbour's for
+// good. So giving one more person an object comes first, keeping it second.
 std::vector<int> MergeMeter::assign(const SiteFrame& frame,
                                     const std::vector<SitePoint>& places) const {
     constexpr double kKept_m = 0.3;      // so much farther may the object of the frame before be
@@ -127,6 +121,7 @@ std::vector<int> MergeMeter::assign(const SiteFrame& frame,
 void MergeMeter::add_frame(const SiteFrame& frame) {
     const std::vector<SitePoint> places = places_of(site_, frame.tracks);
     const std::vector<int> track_of = assign(frame, places);
+    score_.objects += static_cast<std::int64_t>(places.size());
     std::vector<bool> taken(places.size(), false);
     for (const int k : track_of)
         if (k >= 0) taken[static_cast<std::size_t>(k)] = true;
@@ -239,6 +234,28 @@ LineCounts count_truth(const Site& site, const std::vector<TrueCrossing>& crossi
     return counts;
 }
 
+RegionMeter region_meter(const Site& site) {
+    std::vector<CountingRegion> regions;
+    for (const SiteRegion& region : site.regions) {
+        regions.push_back({region.name, {}});
+        for (const SitePoint& p : region.points)
+            regions.back().points.push_back({p.x_m, p.y_m});
+    }
+    return RegionMeter(std::move(regions));
+}
+
+std::vector<TruePerson> people_in_view(const SiteFrame& frame) {
+    std::vector<TruePerson> people;
+    for (const SitePerson& person : frame.people) {
+        TruePerson seen;
+        seen.id = person.id;
+        seen.place = {person.at.x_m, person.at.y_m};
+        seen.in_view = person.cameras > 0;
+        people.push_back(seen);
+    }
+    return people;
+}
+
 std::optional<double> count_error(const LineCounts& counts, const LineCounts& truth) {
     int off = 0;
     int all = 0;
@@ -252,6 +269,26 @@ std::optional<double> count_error(const LineCounts& counts, const LineCounts& tr
     if (all == 0) return std::nullopt;
     return static_cast<double>(off) / all;
 }
+
+namespace {
+
+std::string region_rows(const Site& site, const std::vector<Occupancy>& regions) {
+    if (regions.empty()) return "";
+    std::vector<TextColumn> columns{{TextColumn::kLeft, 20, 2}};
+    columns.resize(6, {TextColumn::kRight, 10, 0});
+    std::string text =
+        "\n" + table_row(columns, {"region", "true", "people", "error", "true peak", "peak"});
+    for (std::size_t i = 0; i < regions.size(); ++i) {
+        const Occupancy& o = regions[i];
+        text +=
+            table_row(columns, {site.regions[i].name, format_text("%.2f", o.true_mean),
+                                format_text("%.2f", o.mean), format_text("%.2f", o.mean_abs_error),
+                                std::to_string(o.true_peak), std::to_string(o.peak)});
+    }
+    return text;
+}
+
+}  // namespace
 
 std::string site_table(const Site& site, const SiteResult& result) {
     constexpr std::size_t kCell = 10;
@@ -270,7 +307,7 @@ std::string site_table(const Site& site, const SiteResult& result) {
             std::vector<std::string> cells{d == 0 ? site.lines[i].name : "", std::to_string(d + 1)};
             for (const LineCounts* who : counts) {
                 const auto& line = who->lines.at(i);
-                cells.push_back(line ? std::to_string((*line)[d]) : "-");
+                cells.push_back(line ? std::to_string((*line)[d]) : kNothing);
             }
             text += table_row(columns, cells);
         }
@@ -278,16 +315,19 @@ std::string site_table(const Site& site, const SiteResult& result) {
     std::vector<std::string> errors{"error", "", ""};
     for (std::size_t k = 1; k < counts.size(); ++k) {
         const std::optional<double> error = count_error(*counts[k], result.truth);
-        errors.push_back(error ? percent(*error) : "-");
+        errors.push_back(error ? percent_text(*error, 1) : kNothing);
     }
     text += table_row(columns, errors);
+    text += region_rows(site, result.regions);
     const MergeScore& merge = result.merge;
     text += "\n  seen by two cameras or more at once: " + std::to_string(merge.people) +
             " people, " + std::to_string(merge.people_one_object) + " of them one object\n" +
             "  of their " + std::to_string(merge.person_frames) + " appearances on frames " +
-            percent(merge.one_object_share()) + " were exactly one object, " +
-            percent(merge.duplicate_share()) + " duplicates of more than " +
-            std::to_string(MergeMeter::kLongestDouble) + " frames\n";
+            percent_text(merge.one_object_share(), 1) + " were exactly one object, " +
+            percent_text(merge.duplicate_share(), 1) + " duplicates of more than " +
+            std::to_string(MergeMeter::kLongestDouble) + " frames\n" +
+            "  objects near nobody: " + std::to_string(merge.stray_objects) + " of " +
+            std::to_string(merge.objects) + " on frames\n";
     return text;
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/engine/events.h"
+#include "host/score/region_meter.h"
 #include "host/settings/site.h"
 #include "sim/crossings.h"
 
@@ -19,6 +20,7 @@ namespace host {
 struct MergedTrack {
     int id = 0;
     PicturePoint foot;  // in the master's picture
+    double height_mm = 0.0;
 };
 
 // The objects of a master's message: their boxes are squares around the foot point.
@@ -51,9 +53,10 @@ struct MergeScore {
     std::int64_t id_changes = 0;        // a person's object has another number than before
     int people = 0;                     // different people
     int people_one_object = 0;          // of these: found on most frames, never a duplicate
-    std::int64_t stray_objects = 0;     // on frames, near nobody whom any camera sees
+    std::int64_t objects = 0;           // on frames
+    std::int64_t stray_objects = 0;     // of these: near nobody whom any camera sees
 
-    double one_object_share() const;  // 1 without anybody
+    double one_object_share() const;  // no numbers without anybody
     double duplicate_share() const;
 };
 
@@ -93,6 +96,11 @@ class MergeMeter {
     std::map<int, Surplus> surplus_;  // by track
 };
 
+// A meter of the site's regions, in which places are metres.
+RegionMeter region_meter(const Site& site);
+// Who has to be in the regions: people whom some camera sees.
+std::vector<TruePerson> people_in_view(const SiteFrame& frame);
+
 // What a perfect observer with all cameras' views counts.
 class SiteTruth {
   public:
@@ -122,6 +130,7 @@ struct SiteResult {
     LineCounts merged;
     std::vector<LineCounts> alone;
     MergeScore merge;
+    std::vector<Occupancy> regions;  // in the order of the site's, without stays
     std::vector<SiteFrame> frames;
 };
 

@@ -3,27 +3,25 @@
 
 #include <optional>
 
+#include "host/base/share.h"
+
 namespace host {
 namespace {
 
 constexpr double kShownLongEnough_s = 2.0;
 
-double share(int part, int whole) {
-    return whole == 0 ? 1.0 : static_cast<double>(part) / whole;
-}
-
 }  // namespace
 
 double StaffScore::precision() const {
-    return share(right_staff, right_staff + wrong_staff);
+    return share_of(right_staff, right_staff + wrong_staff);
 }
 
 double StaffScore::recall() const {
-    return share(right_staff, right_staff + missed);
+    return share_of(right_staff, right_staff + missed);
 }
 
 double StaffScore::accuracy() const {
-    return share(right_staff + right_others, tracks());
+    return share_of(right_staff + right_others, tracks());
 }
 
 void StaffMeter::add_shown(std::int64_t frame, double time_s, const TracksShown& shown) {

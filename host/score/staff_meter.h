@@ -17,9 +17,9 @@ struct StaffScore {
     int right_others = 0;
 
     int tracks() const { return right_staff + wrong_staff + missed + right_others; }
-    double precision() const;  // 1 when nobody was decided staff
-    double recall() const;     // 1 when nobody was staff
-    double accuracy() const;   // 1 without any track
+    double precision() const;  // no number when nobody was decided staff
+    double recall() const;     // no number when nobody was staff
+    double accuracy() const;   // no number without any track
 };
 
 class StaffMeter {

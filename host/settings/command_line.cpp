@@ -2,6 +2,9 @@
 #include "host/settings/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <climits>
+#include <cmath>
+#include <filesystem>
 #include <set>
 
 #include "host/settings/run_arguments.h"
@@ -10,20 +13,42 @@
 namespace host {
 namespace {
 
-constexpr const char* kExamples = R"(
-Examples:
+// A site file that comes with the program: beside an installed one, or in the tree it was built in;
+// a word that stands for one when there is neither.
+std::string example_site() {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error).parent_path();
+    for (const char* const folder : {"../share/doc/vca/examples", "../../../host/examples"}) {
+        const fs::path file = (program / folder / "hall.toml").lexically_normal();
+        if (!fs::exists(file, error)) continue;
+        const std::string from_here = fs::proximate(file, error).string();
+        return from_here.size() < file.string().size() ? from_here : file.string();
+    }
+    return "SITE.toml";
+}
+
+std::string examples_text() {
+    const std::string site = example_site();
+    return R"(
+Examples; words in capitals stand for files and folders of yours:
   vca run                                   the built-in scene "entrance"
   vca run --scene uturn --seconds 30        the first half minute of another one
-  vca run --trajectories corridor.txt --height 6000
-  vca run --folder rec --line "256,0 256,423" --height auto
+  vca run --trajectories WALKS.txt --height 6000
+  vca run --folder RECORDING --line "256,0 256,423" --height auto
   vca run --line "100,272 860,272" --uturn "60,150 900,150 900,400 60,400"
   vca run --region "300,150 660,150 660,400 300,400" --name till
-  vca run --site host/examples/hall.toml    several cameras that count as one
+  vca run --site )" +
+           site + R"(
+                                            several cameras that count as one
   vca scenes                                what the built-in scenes show
-  vca check host/examples/hall.toml         whether a site file is sound, and a plan of its floor
+  vca check )" +
+           site + R"(
+                                            whether a site file is sound, and a plan of its floor
+  vca check DOOR.toml                       whether a file for --config is sound
   vca why out/entrance --line entrance      who came to that line and was not counted, and why
-  vca check door.toml                       whether a file for --config is sound
 )";
+}
 
 constexpr const char* kRunFooter = R"(
 --trajectories alone implies --source walks, --folder alone implies --source depth-folder.
@@ -36,11 +61,15 @@ With --device NAME it is one camera of the site, on a machine of its own.
 --uturn, --flip and --name belong to the --line before them, --name also to a --region.
 Points are pixels of the 960 x 544 picture, for a recording pixels of its own images.
 
-In the output folder: events.jsonl (every message of the analysis), summary.json (all counts and
-measurements), crossings.csv and true_crossings.csv (everybody counted, everybody who truly
-crossed), regions.csv (people in each region, second by second), stays.csv (each stay in a region),
-heat_dwell.png and heat_motion.png, live.mp4 (what a customer's screen would show),
-library.log (what the analysis library prints) and picture.png.
+In the output folder: events.jsonl (every message of the analysis), people.jsonl (why each was
+counted or not), summary.json (all counts and measurements), crossings.csv and true_crossings.csv
+(everybody counted, everybody who truly crossed), regions.csv (people in each region, second by
+second), stays.csv (each stay in a region), heat_dwell.png and heat_motion.png, live.mp4 (what a
+customer's screen would show), library.log (what the analysis library prints) and picture.png.
+The .jsonl and .csv files can be followed while the run goes on.
+
+Exit status: 0 when all went well, 1 when the run failed, 2 for wrong input, 3 when the counts are
+kept but something is missing, which a sentence names.
 )";
 
 void add_site_options(CLI::App& run, SiteOptions& site) {
@@ -73,11 +102,11 @@ CLI::App* add_check(CLI::App& parent, const std::string& description, CheckOptio
 CLI::App* add_why(CLI::App& parent, WhyOptions& why) {
     CLI::App* command =
         parent.add_subcommand("why", "Tell why somebody was counted in a finished run, or not");
+    command->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     command->add_option("RUN", why.folder, "Folder of its results")->required()->type_name("");
-    command->add_option("--track", why.track, "The whole story of this track")->type_name("N");
-    command->add_option("--time", why.time_s, "Who was seen around this scene time")
-        ->type_name("S");
-    command->add_option("--line", why.line, "Who came to this line and was not counted on it")
+    command->add_option("--track", "The whole story of this track")->type_name("N");
+    command->add_option("--time", "Who was seen around this scene time")->type_name("S");
+    command->add_option("--line", "Who came to this line and was not counted on it")
         ->type_name("NAME");
     return command;
 }
@@ -92,7 +121,14 @@ void check_each_given_once(const CLI::App& run) {
             throw InputError(option->get_name() + " is given " + std::to_string(option->count()) +
                              " times; give it once");
         }
+        if (!flag && option->results().front().starts_with("--")) {
+            throw InputError(option->get_name() + " is followed by " + option->results().front() +
+                             "; write " + option->get_type_name() + " after it");
+        }
         if (!flag && option->results().front().empty()) {
+            if (option->get_positional()) {
+                throw InputError(option->get_name() + " is empty; write the name of one");
+            }
             throw InputError(option->get_name() + " is empty; write " + option->get_type_name() +
                              " after it, or leave it out");
         }
@@ -156,6 +192,24 @@ void settle_run(const CLI::App& run, const RunArguments& arguments, CommandLine&
     result.command = Command::kRun;
 }
 
+void settle_why(const CLI::App& command, WhyOptions& why) {
+    check_each_given_once(command);
+    why.line = value_of(command, "--line");
+    if (const auto text = value_of(command, "--track")) {
+        const std::optional<double> number = to_number(*text);
+        if (!number || *number != std::floor(*number) || *number < 0.0 || *number > INT_MAX) {
+            throw InputError("--track is \"" + *text + "\"; write the number of a track");
+        }
+        why.track = static_cast<int>(*number);
+    }
+    if (const auto text = value_of(command, "--time")) {
+        why.time_s = to_number(*text);
+        if (!why.time_s) {
+            throw InputError("--time is \"" + *text + "\"; write a scene time in seconds");
+        }
+    }
+}
+
 // Such as "vca site check".
 std::string name_of_asked(const CLI::App& app) {
     const std::vector<CLI::App*> parsed = app.get_subcommands();
@@ -177,7 +231,7 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     CommandLine result;
     CLI::App app{"Counts people who walk under an overhead colour and depth camera."};
     app.name("vca");
-    app.footer(kExamples);
+    app.footer(examples_text());
     app.require_subcommand(0, 1);
     bool version = false;
     app.add_flag("--version", version, "Print version, commit, build type and capabilities");
@@ -213,6 +267,7 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
         check_each_given_once(check->parsed() ? *check : *site_check);
     } else if (why->parsed()) {
         result.command = Command::kWhy;
+        settle_why(*why, result.why);
     } else if (scenes->parsed()) {
         result.command = Command::kScenes;
     } else {

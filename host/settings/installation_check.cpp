@@ -7,6 +7,7 @@
 #include "host/base/text.h"
 #include "host/frames/depth_folder.h"
 #include "host/inference/attribute_model.h"
+#include "host/settings/place_warnings.h"
 
 namespace host {
 namespace {
@@ -23,6 +24,14 @@ void for_each_shape(
         fn(region.value.points, region.place);
     for (const Placed<std::vector<PicturePoint>>& area : options.exclusions)
         fn(area.value, area.place);
+}
+
+template <typename Thing, typename PlacedThing>
+std::vector<Thing> values_of(const std::vector<PlacedThing>& placed) {
+    std::vector<Thing> values;
+    for (const PlacedThing& thing : placed)
+        values.push_back(thing.value);
+    return values;
 }
 
 bool fits_picture(const PicturePoint& p) {
@@ -85,6 +94,11 @@ std::vector<std::string> installation_warnings(const RunOptions& options) {
             return;
         }
     });
+    const std::vector<CountingLine> lines = values_of<CountingLine>(options.lines);
+    const std::vector<CountingRegion> regions = values_of<CountingRegion>(options.regions);
+    const auto exclusions = values_of<std::vector<PicturePoint>>(options.exclusions);
+    for (const std::string& warning : place_warnings({lines, regions, exclusions}))
+        warnings.push_back(warning);
     const bool needs_colour = options.detect.value != DetectMode::kDepth ||
                               options.gender != kNoModel || options.staff != kNoModel;
     if (needs_colour) {

@@ -11,6 +11,7 @@ namespace {
 
 constexpr double kSmallestArea_px2 = 1.0;
 constexpr int kScanRows = 512;
+constexpr std::size_t kMostNameCharacters = 60;
 
 bool same_point(const PicturePoint& a, const PicturePoint& b) {
     return std::lround(a.x) == std::lround(b.x) && std::lround(a.y) == std::lround(b.y);
@@ -41,14 +42,6 @@ double turn(const PicturePoint& a, const PicturePoint& b, const PicturePoint& c)
 bool on_segment(const PicturePoint& a, const PicturePoint& b, const PicturePoint& p) {
     return turn(a, b, p) == 0.0 && p.x >= std::min(a.x, b.x) && p.x <= std::max(a.x, b.x) &&
            p.y >= std::min(a.y, b.y) && p.y <= std::max(a.y, b.y);
-}
-
-bool segments_meet(const PicturePoint& a, const PicturePoint& b, const PicturePoint& c,
-                   const PicturePoint& d) {
-    const bool apart_cd = turn(a, b, c) * turn(a, b, d) < 0.0;
-    const bool apart_ab = turn(c, d, a) * turn(c, d, b) < 0.0;
-    return (apart_cd && apart_ab) || on_segment(a, b, c) || on_segment(a, b, d) ||
-           on_segment(c, d, a) || on_segment(c, d, b);
 }
 
 std::string count_text(std::size_t points) {
@@ -125,7 +118,7 @@ void check_area_on_line(const std::vector<PicturePoint>& area,
                                [&area](const PicturePoint& p) { return is_inside(area, p); });
     for (std::size_t i = 1; i < line.size(); ++i) {
         for_each_edge(area, [&](const PicturePoint& a, const PicturePoint& b) {
-            touches = touches || segments_meet(line[i - 1], line[i], a, b);
+            touches = touches || pieces_cut(line[i - 1], line[i], a, b);
         });
     }
     if (!touches) {
@@ -139,7 +132,12 @@ void check_name(const std::string& name, const std::string& place) {
     if (name.find_first_not_of(' ') == std::string::npos) {
         throw InputError(place + " is empty; leave it out or write a name");
     }
+    std::size_t characters = 0;
     for (std::size_t at = 0; at < name.size();) {
+        if (++characters > kMostNameCharacters) {
+            throw InputError(place + " is longer than " + std::to_string(kMostNameCharacters) +
+                             " characters; write a shorter name");
+        }
         const std::optional<char32_t> code = next_character(name, at);
         if (!code) throw InputError(place + " is not UTF-8 text; write the name in UTF-8");
         if (is_control(*code)) {
@@ -150,15 +148,22 @@ void check_name(const std::string& name, const std::string& place) {
     }
 }
 
-void check_names_differ(const std::vector<std::string>& names, const std::string& plural) {
+void check_names_differ(const std::vector<Placed<std::string>>& names) {
     for (std::size_t i = 1; i < names.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
-            if (names[i] != names[j]) continue;
-            throw InputError("the counting " + plural + " " + std::to_string(j + 1) + " and " +
-                             std::to_string(i + 1) + " are both called \"" + names[i] +
-                             "\"; give each a name of its own");
+            if (names[i].value != names[j].value) continue;
+            throw InputError(names[i].place + " is called \"" + names[i].value + "\", as is " +
+                             names[j].place + "; give each a name of its own");
         }
     }
+}
+
+bool pieces_cut(const PicturePoint& a, const PicturePoint& b, const PicturePoint& c,
+                const PicturePoint& d) {
+    const bool apart_cd = turn(a, b, c) * turn(a, b, d) < 0.0;
+    const bool apart_ab = turn(c, d, a) * turn(c, d, b) < 0.0;
+    return (apart_cd && apart_ab) || on_segment(a, b, c) || on_segment(a, b, d) ||
+           on_segment(c, d, a) || on_segment(c, d, b);
 }
 
 double area_px2(const std::vector<PicturePoint>& polygon) {

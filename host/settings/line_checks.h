@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/placed.h"
 #include "host/frames/frame_source.h"
 
 namespace host {
@@ -32,13 +33,18 @@ void check_inside(const std::vector<PicturePoint>& points, int width, int height
 void check_area_on_line(const std::vector<PicturePoint>& area,
                         const std::vector<PicturePoint>& line, const std::string& place);
 
-// Names are shown to people and written to JSON: UTF-8, not empty, no control characters.
+// Names are shown to people and written to JSON: UTF-8, 1 to 60 characters, none of them a control
+// character.
 void check_name(const std::string& name, const std::string& place);
-// Throws InputError when two of them are the same; `plural` is what has these names.
-void check_names_differ(const std::vector<std::string>& names, const std::string& plural);
+// Throws InputError when two of them are the same.
+void check_names_differ(const std::vector<Placed<std::string>>& names);
 
 // Square pixels inside a polygon, by the even-odd rule.
 double area_px2(const std::vector<PicturePoint>& polygon);
+
+// Whether the pieces a-b and c-d have a point in common.
+bool pieces_cut(const PicturePoint& a, const PicturePoint& b, const PicturePoint& c,
+                const PicturePoint& d);
 
 // Whether a point lies in a polygon, by the even-odd rule.
 bool is_inside(const std::vector<PicturePoint>& polygon, const PicturePoint& point);

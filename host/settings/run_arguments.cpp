@@ -41,9 +41,14 @@ Whole whole_from(const std::string& text, const std::string& option, Whole lowes
 }
 
 void set_camera_at(const std::string& text, RunOptions& options) {
-    const std::vector<PicturePoint> at = parse_points(text, "--camera-at");
-    if (at.size() != 1) throw InputError("--camera-at needs one point, such as 1.5,-2");
-    options.source.camera_at = at.front();
+    const std::size_t comma = text.find(',');
+    const auto x = to_number(text.substr(0, comma));
+    const auto y = comma == text.npos ? std::nullopt : to_number(text.substr(comma + 1));
+    if (!x || !y) {
+        throw InputError("--camera-at is \"" + text +
+                         "\"; write one point in metres, such as 1.5,-2");
+    }
+    options.source.camera_at = PicturePoint{*x, *y};
 }
 
 void set_rate(const std::string& text, RunOptions& options) {
@@ -277,6 +282,13 @@ void PlaceArguments::add_line(const std::string& text) {
 }
 
 void PlaceArguments::add_region(const std::string& text) {
+    if (no_regions_ || (text == "none" && !regions_.empty())) {
+        throw InputError("--region none goes with no other --region; leave one of them out");
+    }
+    if (text == "none") {
+        no_regions_ = true;
+        return;
+    }
     Placed<CountingRegion> region({}, "--region \"" + text + "\"");
     region.value.name = "region " + std::to_string(regions_.size() + 1);
     region.value.points = parse_points(text, region.place);
@@ -337,15 +349,17 @@ void PlaceArguments::add_options(CLI::App& run) {
            "Swap directions 1 and 2 of the line")
         ->trigger_on_parse()
         ->group("Counting");
-    add("--region", kPointsOfPolygon, &PlaceArguments::add_region,
-        "Region in which people and their stay are counted, 3 to 10 points; up to 4 regions");
+    add("--region", std::string(kPointsOfPolygon) + "|none", &PlaceArguments::add_region,
+        "Region in which people and their stay are counted, 3 to 10 points; up to 4 regions, or "
+        "\"none\" to leave out those of the source");
     add("--exclude", kPointsOfPolygon, &PlaceArguments::add_exclusion,
         "Area of 3 to 10 points in which nobody is followed; up to 4 areas");
 }
 
 void PlaceArguments::replace_in(RunOptions& options) const {
     if (!lines_.empty()) options.lines = lines_;
-    if (!regions_.empty()) options.regions = regions_;
+    if (!regions_.empty() || no_regions_) options.regions = regions_;
+    options.no_regions = no_regions_;
     if (!exclusions_.empty()) options.exclusions = exclusions_;
 }
 

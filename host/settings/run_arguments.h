@@ -37,6 +37,7 @@ class PlaceArguments {
 
     std::vector<PlacedLine> lines_;
     std::vector<Placed<CountingRegion>> regions_;
+    bool no_regions_ = false;
     std::vector<Placed<std::vector<PicturePoint>>> exclusions_;
     Kind last_ = Kind::kNone;
     std::set<std::string> of_last_;  // options already given for the last line or region

@@ -15,11 +15,11 @@ constexpr double kLowestCamera_mm = 1500.0;
 constexpr double kHighestCamera_mm = 15000.0;
 
 template <typename PlacedThing>
-std::vector<std::string> names_of(const std::vector<PlacedThing>& things) {
-    std::vector<std::string> names;
+void check_names(const std::vector<PlacedThing>& things) {
+    std::vector<Placed<std::string>> names;
     for (const PlacedThing& thing : things)
-        names.push_back(thing.value.name);
-    return names;
+        names.emplace_back(thing.value.name, thing.place);
+    check_names_differ(names);
 }
 
 void check_no_model(const std::string& model, const std::string& attribute) {
@@ -113,8 +113,8 @@ void check_options(const RunOptions& options) {
         throw InputError("there are " + std::to_string(options.exclusions.size()) +
                          " exclusion areas; at most 4 are possible");
     }
-    check_names_differ(names_of(options.lines), "lines");
-    check_names_differ(names_of(options.regions), "regions");
+    check_names(options.lines);
+    check_names(options.regions);
     check_target_range(options.target_min_mm, options.target_max_mm,
                        "the range of counted heights");
     check_group_range(options.group_min, options.group_max, "the size of groups");

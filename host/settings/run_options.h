@@ -26,6 +26,7 @@ struct RunOptions {
     // All in the user's coordinates. No lines or regions: the source's own.
     std::vector<PlacedLine> lines;
     std::vector<Placed<CountingRegion>> regions;
+    bool no_regions = false;                                    // not even the source's own
     std::vector<Placed<std::vector<PicturePoint>>> exclusions;  // nobody there is followed
     Placed<DetectMode> detect{DetectMode::kDepth};
     std::string gender = "none";  // none, or an ONNX file

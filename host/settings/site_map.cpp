@@ -23,8 +23,12 @@ Turn turn_of(const SiteDevice& device) {
     return {std::cos(angle), std::sin(angle)};
 }
 
+double lens_m(const SiteDevice& device) {
+    return device.height_mm / 1000.0;
+}
+
 double metres_per_pixel(const SiteDevice& device, double plane_m) {
-    return (device.height_mm / 1000.0 - plane_m) / device.focal_px;
+    return (lens_m(device) - plane_m) / device.focal_px;
 }
 
 // From the top of the head down to the middle of the box around head and shoulders; measured on the
@@ -32,26 +36,43 @@ double metres_per_pixel(const SiteDevice& device, double plane_m) {
 constexpr double kMiddleBelowHead_m = 0.28;
 
 // The reported height of a person, or a typical one where it cannot be true.
-double person_height_m(float height_mm, double lowest_lens_m) {
+double person_height_m(double height_mm, double lowest_lens_m) {
     constexpr double kLeast_m = 0.5;
-    const double height_m = static_cast<double>(height_mm) / 1000.0;
+    const double height_m = height_mm / 1000.0;
     return std::min(height_m >= kLeast_m ? height_m : kHead_m, 0.7 * lowest_lens_m);
 }
 
-// Where the master would find the foot point of somebody who stands at a place. It draws the middle
-// of the box towards the picture's centre by the height of the head, which is a little too much:
+// How far the master's foot points lie from where people stand. It draws the middle of the box
+// towards the picture's centre by the height of the head, which is a little too much:
 // foot = centre + (1 - head / lens) * (middle - centre), middle seen at 1 / (1 - middle / lens).
 // Beyond its view the difference stays what it is at the view's edge.
+struct FootShift {
+    FootShift(const Site& site, double height_m) {
+        const double lens = lens_m(master_of(site));
+        reach = 1.0 - (height_m - kMiddleBelowHead_m) / lens;
+        change = (1.0 - height_m / lens) / reach - 1.0;
+    }
+
+    // Of one coordinate from the picture's centre, of which half the picture is `half`.
+    double to_foot(double place, double half) const {
+        return place + change * std::clamp(place, -reach * half, reach * half);
+    }
+    double to_place(double foot, double half) const {
+        const double edge = (1.0 + change) * reach * half;
+        if (std::abs(foot) <= edge) return foot / (1.0 + change);
+        return foot - change * std::copysign(reach * half, foot);
+    }
+
+    double reach = 0.0;   // part of the picture in which the middle of a box can be
+    double change = 0.0;  // share of the distance from the centre
+};
+
+// Where the master would find the foot point of somebody who stands at a place.
 PicturePoint foot_of_master(const Site& site, const SitePoint& at, double height_m) {
-    const double lens_m = master_of(site).height_mm / 1000.0;
-    const double reach = 1.0 - (height_m - kMiddleBelowHead_m) / lens_m;
-    const double change = (1.0 - height_m / lens_m) / reach - 1.0;
-    const double u = reach * kCentreU;
-    const double v = reach * kCentreV;
-    PicturePoint p = to_master(site, at);
-    p.x += change * std::clamp(p.x - kCentreU, -u, u);
-    p.y += change * std::clamp(p.y - kCentreV, -v, v);
-    return p;
+    const FootShift shift(site, height_m);
+    const PicturePoint p = to_master(site, at);
+    return {kCentreU + shift.to_foot(p.x - kCentreU, kCentreU),
+            kCentreV + shift.to_foot(p.y - kCentreV, kCentreV)};
 }
 
 using Polygon = std::vector<SitePoint>;
@@ -137,10 +158,23 @@ PicturePoint to_master(const Site& site, const SitePoint& point) {
     return to_picture(master_of(site), point, 0.0);
 }
 
+PicturePoint foot_of_place(const Site& site, const SitePoint& place, double height_mm) {
+    return foot_of_master(site, place, person_height_m(height_mm, lens_m(master_of(site))));
+}
+
+SitePoint place_of_foot(const Site& site, const PicturePoint& foot, double height_mm) {
+    const SiteDevice& master = master_of(site);
+    const FootShift shift(site, person_height_m(height_mm, lens_m(master)));
+    return to_site(master,
+                   {kCentreU + shift.to_place(foot.x - kCentreU, kCentreU),
+                    kCentreV + shift.to_place(foot.y - kCentreV, kCentreV)},
+                   0.0);
+}
+
 void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg) {
     const SiteDevice* device = find_slave(site, slave);
     if (device == nullptr) return;
-    const double lowest_lens_m = std::min(device->height_mm, master_of(site).height_mm) / 1000.0;
+    const double lowest_lens_m = std::min(lens_m(*device), lens_m(master_of(site)));
     const int count = std::clamp(msg.count, 0, VCA_SLAVE_TRACK_MAX);
     for (int i = 0; i < count; ++i) {
         SLAVE_TRACK_S& track = msg.tracks[i];

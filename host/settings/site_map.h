@@ -39,6 +39,11 @@ POINT_POS_S whole_pixel(const PicturePoint& p);
 // A place on the floor in the master's picture.
 PicturePoint to_master(const Site& site, const SitePoint& point);
 
+// The foot point that the library reports of somebody, up to 0.3 m nearer to the centre of the
+// master's picture than where he stands, and back. A height of 0 is not known.
+PicturePoint foot_of_place(const Site& site, const SitePoint& place, double height_mm);
+SitePoint place_of_foot(const Site& site, const PicturePoint& foot, double height_mm);
+
 // Brings the tracks of a slave's message into the master's picture. Any bytes are taken: the count
 // is brought into range first.
 //

@@ -16,6 +16,11 @@ void EventFile::on_event(const Event& event) {
     check();
 }
 
+void EventFile::end_frame(const PassReport&) {
+    out_.flush();
+    check();
+}
+
 void EventFile::finish() {
     out_.close();
     check();

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <exception>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -13,6 +12,7 @@
 
 #include "host/draw/live_view.h"
 #include "host/engine/sink.h"
+#include "host/media/video_file.h"
 
 namespace host {
 
@@ -27,7 +27,8 @@ class LiveVideo final : public Sink {
         LiveScene scene;
     };
 
-    // Throws std::runtime_error when the file or the thread cannot be made.
+    // Throws std::runtime_error when the file or the thread cannot be made, or the disk is as good
+    // as full.
     explicit LiveVideo(Setup setup);
     // Without finish() what was not drawn yet is left out.
     ~LiveVideo() override;
@@ -51,20 +52,19 @@ class LiveVideo final : public Sink {
         double time_s = 0.0;
         std::vector<std::uint8_t> colour_nv12;
     };
-    class Encoder;
 
     void work();
     bool take_picture(Picture& picture);
     void draw(const Picture& picture);
     void stop();
-    void check_file() const;
+    void check_room() const;
     std::vector<std::uint8_t> take_spare();
 
     Setup setup_;
     // Only touched by the video's thread.
     LiveView view_;
     cv::Mat drawn_;
-    std::unique_ptr<Encoder> encoder_;
+    VideoFile file_;
     std::int64_t written_ = 0;
 
     std::mutex mutex_;

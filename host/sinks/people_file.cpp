@@ -1,6 +1,7 @@
 // A story as one line of JSON.
 #include "host/sinks/people_file.h"
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -25,14 +26,19 @@ void name_place(Json& out, const Decision& d, const StoryNames& names) {
     }
 }
 
+// As many digits as tell measurements apart; a float as a double would have 17.
+double rounded(float value) {
+    return std::round(static_cast<double>(value) * 1000.0) / 1000.0;
+}
+
 Json step_json(const StoryStep& step, const StoryNames& names) {
     const Decision& d = step.decision;
     Json out{{"frame", step.frame}, {"time_s", step.time_s}, {"what", decision_name(d.kind)}};
     name_place(out, d, names);
     out["at"] = {d.x, d.y};
     if (d.value != 0.0f || d.limit != 0.0f) {
-        out["value"] = d.value;
-        out["limit"] = d.limit;
+        out["value"] = rounded(d.value);
+        out["limit"] = rounded(d.limit);
     }
     return out;
 }

@@ -11,7 +11,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr int kBarWidth = 30;
+constexpr int kBarWidth = 16;
 constexpr std::chrono::milliseconds kEvery{100};
 constexpr std::chrono::seconds kFirst{1};  // before it there is no rate to speak of
 
@@ -47,13 +47,15 @@ std::string ProgressSink::line(double time_s, double frames_per_second) const {
     if (display_.terminal() && setup_.total_frames > 0.0) {
         text = bar(std::min(static_cast<double>(frames_) / setup_.total_frames, 1.0));
     }
-    text += format_text(" %7.1f s  %5.0f frames/s (%.1fx)", time_s, frames_per_second,
+    text += format_text(" %7.1f s", time_s);
+    if (setup_.counts) {
+        text += "  counted " + std::to_string(counted_[0]) + " | " + std::to_string(counted_[1]);
+    }
+    // Last, because a narrow terminal cuts it.
+    text += format_text("  %.0f frames/s (%.1fx)", frames_per_second,
                         frames_per_second / setup_.frames_per_second);
     if (setup_.pace != nullptr) {
         text += "  late " + std::to_string(setup_.pace->figures().late);
-    }
-    if (setup_.counts) {
-        text += "  counted " + std::to_string(counted_[0]) + " | " + std::to_string(counted_[1]);
     }
     return text;
 }

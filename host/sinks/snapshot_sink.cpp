@@ -45,10 +45,7 @@ void SnapshotSink::end_frame(const PassReport& report) {
     if (heights_mm_.size() > kMostHeights) {
         std::erase_if(heights_mm_, [this](const auto& entry) { return !in_trails(entry.first); });
     }
-    const bool first = evidence_.frame < 0;
-    const bool late = report.time_s >= from_s_;
-    if (!first && (!late || report.tracks.size() < most_people_)) return;
-    most_people_ = late ? report.tracks.size() : 0;
+    if (report.tracks.size() < evidence_.tracks.size()) return;
     evidence_.frame = report.number;
     evidence_.time_s = report.time_s;
     evidence_.tracks = report.tracks;

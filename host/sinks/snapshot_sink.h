@@ -32,9 +32,6 @@ struct Evidence {
 // Keeps the frame with the most people; of equal ones the last, whose ways are the longest.
 class SnapshotSink final : public Sink {
   public:
-    // No snapshot before this scene time, so that ways have formed, unless there is no other.
-    explicit SnapshotSink(double from_s) : from_s_(from_s) {}
-
     void on_frame(const FrameView& frame) override;
     void on_event(const Event& event) override;
     void end_frame(const PassReport& report) override;
@@ -46,9 +43,7 @@ class SnapshotSink final : public Sink {
   private:
     bool in_trails(int track) const;
 
-    double from_s_;
     std::vector<std::uint8_t> colour_nv12_;  // of the frame in work
-    std::size_t most_people_ = 0;
     std::deque<TrailFrame> recent_;
     std::map<int, double> heights_mm_;
     Evidence evidence_;

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -188,15 +189,46 @@ TEST_F(Folder, SaysWhatIsWrongWithTheFiles) {
     EXPECT_THAT(error(), HasSubstr("same number"));
 }
 
-TEST_F(Folder, ADamagedFileIsReportedWhenItIsReached) {
-    write_png("1.png");
-    write_png("2.png");
-    std::fstream(path_ / "2.png", std::ios::in | std::ios::out | std::ios::binary).seekp(45)
-        << "broken";
+void damage(const fs::path& path) {
+    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(45) << "broken";
+}
+
+TEST_F(Folder, ADamagedFileIsAFrameWithoutMeasurement) {
+    for (const char* name : {"1.png", "2.png", "3.png", "4.png"})
+        write_png(name);
+    damage(path_ / "2.png");
+    fs::resize_file(path_ / "3.png", 60);
+    const auto source = open();
+    host::SourceFrame frame;
+    std::vector<int> measured;
+    while (source->next(frame)) {
+        measured.push_back(depth_at(frame.planes.raw_mm, 240, 128));
+        EXPECT_FALSE(frame.planes.blank);
+    }
+    EXPECT_EQ(measured, (std::vector<int>{2000, 0, 0, 2000}));
+    ASSERT_EQ(source->warnings().size(), 1u);
+    EXPECT_THAT(source->warnings()[0],
+                AllOf(HasSubstr("2 of 4 frames could not be read"), HasSubstr("3.png")));
+}
+
+TEST_F(Folder, ARecordingOfWhichMostIsDamagedIsRefusedWhenThatShows) {
+    for (const char* name : {"1.png", "2.png", "3.png"})
+        write_png(name);
+    damage(path_ / "2.png");
+    damage(path_ / "3.png");
     const auto source = open();
     host::SourceFrame frame;
     EXPECT_TRUE(source->next(frame));
+    EXPECT_TRUE(source->next(frame));
     EXPECT_THROW(source->next(frame), host::InputError);
+}
+
+TEST_F(Folder, WhatIsNoFileIsNotOpened) {
+    fs::create_directories(path_ / "1.png");
+    EXPECT_THAT(error(), AllOf(HasSubstr("cannot read"), HasSubstr("it is a folder")));
+    fs::remove(path_ / "1.png");
+    ASSERT_EQ(::mkfifo((path_ / "1.png").c_str(), 0600), 0);
+    EXPECT_THAT(error(), HasSubstr("it is no regular file"));
 }
 
 TEST_F(Folder, SaysWhatIsWrongWithTheCameraFile) {

@@ -176,6 +176,11 @@ class HeatFiles : public ::testing::Test {
         std::filesystem::remove(motion_);
     }
 
+    void write_both(const host::Evidence& evidence) const {
+        host::write_heat_picture(evidence, host::HeatKind::kDwell, dwell_);
+        host::write_heat_picture(evidence, host::HeatKind::kMotion, motion_);
+    }
+
     std::string dwell_ = test::unique_path("vca-heat-dwell", ".png").string();
     std::string motion_ = test::unique_path("vca-heat-motion", ".png").string();
 };
@@ -186,7 +191,7 @@ TEST_F(HeatFiles, EachMapGoesToItsOwnFile) {
     evidence.heat->dwell_ms = evidence.heat->motion = no_heat();
     heat_square(evidence.heat->dwell_ms, 40, 60, 9000);
     heat_square(evidence.heat->motion, 200, 60, 9);
-    host::write_heat_pictures(evidence, dwell_, motion_);
+    write_both(evidence);
     const cv::Mat dwell = cv::imread(dwell_);
     const cv::Mat motion = cv::imread(motion_);
     ASSERT_EQ(dwell.size(), host::kHeatPicture);
@@ -200,16 +205,16 @@ TEST_F(HeatFiles, EachMapGoesToItsOwnFile) {
 TEST_F(HeatFiles, TheFloorIsTheRunsSnapshot) {
     host::Evidence evidence;
     evidence.colour_nv12.assign(960 * 544 * 3 / 2, 128);
-    host::write_heat_pictures(evidence, dwell_, motion_);
+    write_both(evidence);
     const cv::Mat grey = cv::imread(dwell_);
     std::fill_n(evidence.colour_nv12.begin(), 960 * 544, std::uint8_t{40});
-    host::write_heat_pictures(evidence, dwell_, motion_);
+    write_both(evidence);
     const cv::Point middle = middle_of(120, 60);
     EXPECT_GT(grey.at<cv::Vec3b>(middle)[0], cv::imread(dwell_).at<cv::Vec3b>(middle)[0] + 20);
 }
 
 TEST_F(HeatFiles, AFolderThatIsNotThereIsAnError) {
-    EXPECT_THROW(host::write_heat_pictures({}, "/nonexistent/dwell.png", motion_),
+    EXPECT_THROW(host::write_heat_picture({}, host::HeatKind::kDwell, "/nonexistent/dwell.png"),
                  std::runtime_error);
 }
 

@@ -65,7 +65,8 @@ TEST_F(MeasuredHeight, IsRefusedWhenTheFloorIsHardlyEverFree) {
 }
 
 TEST_F(MeasuredHeight, IsRefusedWhenTheSourceIsShort) {
-    EXPECT_THAT(error(0, 50), testing::HasSubstr("--height auto got 4 measurements and needs 5"));
+    EXPECT_THAT(error(0, 50),
+                testing::HasSubstr("--height auto got 4 measurements of the floor and needs 5"));
     EXPECT_EQ(error(0, 53), "no error");
 }
 

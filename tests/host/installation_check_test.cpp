@@ -109,7 +109,8 @@ TEST(InstallationCheck, RefusesWhatNoSourceMakesRight) {
                 HasSubstr("line 2: the region has the point 9,8192"));
     EXPECT_THAT(error_of("[[line]]\nname = \"a\"\npoints = [[1, 2], [9, 4]]\n"
                          "[[line]]\nname = \"a\"\npoints = [[1, 3], [9, 5]]\n"),
-                HasSubstr("both called \"a\""));
+                AllOf(HasSubstr("line 6: the line is called \"a\", as is "),
+                      HasSubstr("line 3: the line; give each a name of its own")));
     EXPECT_THAT(error_of("height_mm = 3"), HasSubstr("line 1: height_mm is 3"));
 }
 

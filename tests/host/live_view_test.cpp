@@ -197,6 +197,19 @@ TEST(LiveView, RegionsAreFilledWithTheirPeopleInside) {
     EXPECT_EQ(changed & cv::Rect(300, 200, 140, 30), changed);
 }
 
+TEST(LiveView, ExclusionAreasAreHatched) {
+    host::LiveScene scene;
+    scene.exclusions = {{{300, 200}, {600, 200}, {600, 450}, {300, 450}}};
+    const cv::Mat picture = drawn_from({}, scene);
+    const cv::Mat inside = picture(cv::Rect(310, 210, 280, 230));
+    EXPECT_EQ(pixels_of(inside, kCamera, 0.0), 0);
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(inside, mean, deviation);
+    EXPECT_GT(deviation[0], 10.0);
+    EXPECT_EQ(pixels_of(picture(cv::Rect(0, 0, 290, 544)), kCamera, 0.0), 290 * 544);
+}
+
 TEST(LiveView, StayIsWrittenAtThePersonWhoIsInside) {
     host::RegionPerson stay;
     stay.track = 4;

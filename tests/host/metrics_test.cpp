@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
+#include "host/base/text.h"
+
 namespace {
 
 using host::PixelBox;
@@ -71,10 +75,13 @@ TEST(Detection, PeopleWhoAreNotClearCountNeitherWay) {
     EXPECT_DOUBLE_EQ(meter.score().recall(), 1.0);
 }
 
-TEST(Detection, NobodyAndNothingIsPerfect) {
+TEST(Detection, AShareOfNothingIsNoNumber) {
     const host::DetectionScore score;
-    EXPECT_DOUBLE_EQ(score.recall(), 1.0);
-    EXPECT_DOUBLE_EQ(score.precision(), 1.0);
+    EXPECT_TRUE(std::isnan(score.recall()));
+    EXPECT_TRUE(std::isnan(score.precision()));
+    EXPECT_TRUE(std::isnan(host::TrackingScore{}.mota()));
+    EXPECT_EQ(host::percent_text(score.recall(), 2), "–");
+    EXPECT_EQ(host::percent_text(0.975, 1), "97.5 %");
 }
 
 TEST(Tracking, PerfectTracksScoreOne) {

@@ -151,6 +151,20 @@ TEST(BrokerProcessTest, StartsAndStopsByItsProcessId) {
     broker.stop();
 }
 
+TEST(BrokerProcessTest, IsStartedAgainWhenItEndsByItself) {
+    const Folder folder;
+    host::BrokerProcess broker(folder.path(), host::free_loopback_port());
+    MqttClient client(settings_for(broker.port()), {}, {}, {});
+    ASSERT_TRUE(eventually([&] { return client.connected(); }));
+    const pid_t first = broker.process_id();
+    ASSERT_EQ(kill(first, SIGKILL), 0);
+    ASSERT_TRUE(eventually([&] { return broker.restarts() == 1; }));
+    EXPECT_NE(broker.process_id(), first);
+    ASSERT_TRUE(eventually([&] { return client.connected(); }));
+    broker.stop();
+    EXPECT_EQ(broker.process_id(), -1);
+}
+
 TEST(BrokerProcessTest, EndsWithAKilledParent) {
     const Folder folder;
     const int port = host::free_loopback_port();

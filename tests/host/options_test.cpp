@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "host/settings/command_line.h"
 #include "tests/support/unique_path.h"
@@ -46,6 +47,53 @@ TEST(CommandLine, HasDefaults) {
     EXPECT_EQ(options.target_min_mm, 800);
     EXPECT_EQ(options.target_max_mm, 2200);
     EXPECT_TRUE(options.lines.empty());
+}
+
+TEST(CommandLine, AnOptionIsNoValueOfAnother) {
+    EXPECT_EQ(error_of({"--output", "--no-live"}),
+              "--output is followed by --no-live; write DIR after it");
+    EXPECT_EQ(run_options({"--output", "-"}).output, "-");
+}
+
+TEST(CommandLine, WhyTakesNumbersThatCanBe) {
+    const auto error = [](std::vector<const char*> words) -> std::string {
+        words.insert(words.begin(), {"why", "run"});
+        try {
+            parse(std::move(words));
+        } catch (const host::InputError& e) {
+            return e.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(error({"--track", "7", "--time", "3.5", "--line", "door"}), "");
+    EXPECT_EQ(error({"--track", "1e10"}), "--track is \"1e10\"; write the number of a track");
+    EXPECT_EQ(error({"--track", "-1"}), "--track is \"-1\"; write the number of a track");
+    EXPECT_EQ(error({"--time", "nan"}), "--time is \"nan\"; write a scene time in seconds");
+    EXPECT_THAT(error({"--line", "a", "--line", "b"}), HasSubstr("--line is given 2 times"));
+    EXPECT_THAT(error({"--line", ""}), HasSubstr("--line is empty"));
+    const host::WhyOptions why = parse({"why", "run", "--track", "7", "--time", "3.5"}).why;
+    EXPECT_EQ(why.folder, "run");
+    EXPECT_EQ(why.track, 7);
+    EXPECT_EQ(why.time_s, 3.5);
+}
+
+TEST(CommandLine, NoRegions) {
+    EXPECT_TRUE(run_options({"--region", "none"}).no_regions);
+    EXPECT_FALSE(run_options({}).no_regions);
+    const char* area = "1,1 9,1 9,9";
+    for (const auto& words : {std::vector<const char*>{"--region", "none", "--region", area},
+                              std::vector<const char*>{"--region", area, "--region", "none"}})
+        EXPECT_THAT(error_of(words), HasSubstr("--region none goes with no other --region"));
+}
+
+// Only files that are there are named, as the test's program lies in the tree.
+TEST(CommandLine, ExamplesNameNoFileThatIsNotThere) {
+    std::istringstream words(parse({"--help"}).text);
+    for (std::string word; words >> word;) {
+        if (!word.ends_with(".toml")) continue;
+        EXPECT_TRUE(word == "SITE.toml" || word == "DOOR.toml" || std::filesystem::exists(word))
+            << word;
+    }
 }
 
 TEST(CommandLine, LineOptionsBelongToTheLineBefore) {
@@ -109,7 +157,7 @@ TEST(CommandLine, SaysWhatIsWrongWithRegionsAndExclusionAreas) {
                           area, "--exclude", area}),
                 AllOf(HasSubstr("5 exclusion areas"), HasSubstr("at most 4")));
     EXPECT_THAT(error_of({"--region", area, "--name", "a", "--region", area, "--name", "a"}),
-                HasSubstr("regions 1 and 2 are both called \"a\""));
+                HasSubstr("--region \"1,1 9,1 9,9\" is called \"a\", as is --region"));
     EXPECT_EQ(error_of({"--line", "1,1 9,9", "--name", "a", "--region", area, "--name", "a"}), "");
     EXPECT_THAT(error_of({"--region", area, "--name", "a", "--name", "b"}), HasSubstr("twice"));
     EXPECT_THAT(error_of({"--region", area, "--name", ""}), HasSubstr("is empty"));
@@ -256,8 +304,12 @@ TEST(CommandLine, ChecksNames) {
     for (const char* good : {"Tür", "入口", "\xf0\x9f\x9a\xaa", "a b"}) {
         EXPECT_EQ(error_with(good), "") << good;
     }
+    const std::string longest(60, 'n');
+    EXPECT_EQ(error_of({"--line", "1,1 9,9", "--name", longest.c_str()}), "");
+    EXPECT_THAT(error_of({"--line", "1,1 9,9", "--name", (longest + "n").c_str()}),
+                HasSubstr("longer than 60 characters"));
     EXPECT_THAT(error_of({"--line", "1,1 9,9", "--name", "a", "--line", "1,1 9,8", "--name", "a"}),
-                HasSubstr("lines 1 and 2 are both called \"a\""));
+                HasSubstr("--line \"1,1 9,8\" is called \"a\", as is --line \"1,1 9,9\""));
 }
 
 TEST(CommandLine, HelpShowsNothingOfTheParser) {

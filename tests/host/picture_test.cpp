@@ -34,7 +34,7 @@ TEST(PictureText, OtherCharactersAreOneMarkEach) {
 
 TEST(PictureText, LongNamesAreShortened) {
     EXPECT_EQ(host::shortened("entrance", 8), "entrance");
-    EXPECT_EQ(host::shortened("entrances", 8), "entran..");
+    EXPECT_EQ(host::shortened("entrances", 8), "entra...");
 }
 
 host::RunFacts four_lines() {

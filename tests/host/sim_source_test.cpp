@@ -184,8 +184,26 @@ TEST_F(Walk, WhatIsWrongWithAFileNamesTheOption) {
     EXPECT_THAT(error(path_, 1800.0), testing::StartsWith("--height: "));
     EXPECT_THAT(error(path_, 16000.0), testing::HasSubstr("1500 to 15000 mm"));
     EXPECT_THAT(error("nofile", 5000.0),
-                testing::AllOf(testing::StartsWith("--trajectories: nofile: no file of this name"),
-                               testing::HasSubstr("id frame x y z")));
+                testing::AllOf(testing::StartsWith(
+                                   "cannot read the walks \"nofile\": No such file or directory"),
+                               testing::HasSubstr("--trajectories needs a text file of lines")));
+    EXPECT_THAT(error("/dev/null", 5000.0), testing::HasSubstr("it is no regular file"));
+}
+
+TEST_F(Walk, ACameraThatNobodyPassesIsRefused) {
+    walk(steps(-1.0, 1.0));
+    host::SourceOptions options;
+    options.source = "walks";
+    options.trajectories = path_;
+    options.height_mm = 4000.0;
+    options.camera_at = host::PicturePoint{1000.0, 1000.0};
+    try {
+        host::open_source(options);
+        FAIL();
+    } catch (const host::InputError& e) {
+        EXPECT_THAT(e.what(), testing::HasSubstr("nobody comes into the camera's view"));
+        EXPECT_THAT(e.what(), testing::HasSubstr("--camera-at X,Y among them"));
+    }
 }
 
 TEST(Scene, LastsAsLongAsALongerRun) {

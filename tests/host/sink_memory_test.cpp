@@ -126,7 +126,7 @@ TEST(SinkMemory, OfScoresStaysFlat) {
 }
 
 TEST(SinkMemory, OfTheSnapshotStaysFlat) {
-    host::SnapshotSink sink(3.0);
+    host::SnapshotSink sink;
     EXPECT_LT(growth(sink), 50000);
     sink.finish();
     EXPECT_GT(sink.evidence().frame, 0);

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "host/settings/site_map.h"
 #include "tests/host/site_fixture.h"
 
@@ -25,7 +27,8 @@ class Scene {
         frame.number = next_++;
         frame.people = std::move(people);
         for (const Object& object : objects)
-            frame.tracks.push_back({object.id, host::to_master(site_, object.at)});
+            frame.tracks.push_back(
+                {object.id, host::foot_of_place(site_, object.at, 1700.0), 1700.0});
         meter_.add_frame(frame);
     }
 
@@ -168,7 +171,7 @@ TEST(MergeMeter, OnlyTheOverlapCounts) {
     EXPECT_EQ(scene.score().person_frames, 0);
     EXPECT_EQ(scene.score().duplicate_frames, 0);
     EXPECT_EQ(scene.score().people, 0);
-    EXPECT_EQ(scene.score().one_object_share(), 1.0);
+    EXPECT_TRUE(std::isnan(scene.score().one_object_share()));
     EXPECT_EQ(scene.score().stray_objects, 0);
 }
 
@@ -287,6 +290,29 @@ TEST(SiteCounts, ErrorIsTheShareOfDifferences) {
     EXPECT_DOUBLE_EQ(*host::count_error(counts, truth), 0.5);
 }
 
+TEST(SiteRegions, PeopleWhomACameraSeesAreCompared) {
+    host::Site site = test::two_cameras();
+    site.regions = {{"till", {{0, 0}, {2, 0}, {2, 2}, {0, 2}}, ""}};
+    host::RegionMeter meter = host::region_meter(site);
+    host::SiteFrame frame;
+    frame.people = {person(1, 1.0, 1.0, 1), person(2, 1.5, 1.0, 0), person(3, 3.0, 1.0, 2)};
+    meter.add_report({1}, {});
+    meter.add_frame(0.0, host::people_in_view(frame));
+    meter.add_report({3}, {});
+    meter.add_frame(0.1, host::people_in_view(frame));
+    host::SiteResult result;
+    result.truth = host::no_counts(site, "true");
+    result.merged = host::no_counts(site, "merged");
+    result.regions = meter.occupancy();
+    ASSERT_EQ(result.regions.size(), 1u);
+    EXPECT_DOUBLE_EQ(result.regions[0].true_mean, 1.0);
+    EXPECT_DOUBLE_EQ(result.regions[0].mean, 2.0);
+    EXPECT_DOUBLE_EQ(result.regions[0].mean_abs_error, 1.0);
+    EXPECT_THAT(
+        host::site_table(site, result),
+        HasSubstr("  till                      1.00      2.00      1.00         1         3\n"));
+}
+
 TEST(SiteCounts, TheTableNamesEveryObserver) {
     const host::Site site = with_line(false, false);
     host::SiteResult result;
@@ -300,15 +326,18 @@ TEST(SiteCounts, TheTableNamesEveryObserver) {
     result.merge.duplicate_frames = 12;
     result.merge.people = 20;
     result.merge.people_one_object = 19;
+    result.merge.objects = 2000;
+    result.merge.stray_objects = 7;
     EXPECT_EQ(host::site_table(site, result),
               "  line, direction           true    merged      main      side\n"
-              "  gate              1          2         2         1         -\n"
-              "                    2          1         1         1         -\n"
-              "  error                              0.0 %    33.3 %         -\n"
+              "  gate              1          2         2         1         –\n"
+              "                    2          1         1         1         –\n"
+              "  error                              0.0 %    33.3 %         –\n"
               "\n"
               "  seen by two cameras or more at once: 20 people, 19 of them one object\n"
               "  of their 1000 appearances on frames 98.5 % were exactly one object, 1.2 % "
-              "duplicates of more than 5 frames\n");
+              "duplicates of more than 5 frames\n"
+              "  objects near nobody: 7 of 2000 on frames\n");
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "host/draw/canvas.h"
 #include "host/report/site_picture.h"
+#include "host/report/site_results.h"
 #include "host/score/site_eval.h"
 #include "host/settings/site_check.h"
 #include "host/settings/site_map.h"
@@ -116,10 +117,46 @@ TEST(SitePlan, ASiteOfAnySizeFits) {
     EXPECT_FALSE(png.image().empty());
 }
 
+host::DeviceAccount slave(const std::string& name, std::int64_t sent, std::int64_t disconnected) {
+    host::DeviceAccount account;
+    account.name = name;
+    account.link.sent = sent;
+    account.link.disconnected = disconnected;
+    return account;
+}
+
+// At 15 frames a second, what is on its way in the last second is no loss.
+TEST(SiteLosses, AreWhatWasSentAndNotHeard) {
+    host::Site site = test::two_cameras();
+    site.frames_per_second.value = 15.0;
+    host::DeviceAccount master;
+    master.link.master = true;
+    master.link.slaves.resize(3);
+    const char* const names[] = {"a", "b", "c"};
+    for (std::size_t i = 0; i < 3; ++i) {
+        master.link.slaves[i].name = names[i];
+        master.link.slaves[i].counters.received = 100;
+    }
+    EXPECT_TRUE(
+        host::lost_messages(site, {master, slave("a", 100, 0), slave("b", 115, 0)}).empty());
+    const auto lost = host::lost_messages(
+        site, {master, slave("a", 116, 0), slave("b", 100, 7), slave("c", 9, 0)});
+    ASSERT_EQ(lost.size(), 2u);
+    EXPECT_EQ(lost[0].name, "a");
+    EXPECT_EQ(lost[0].lost, 16);
+    EXPECT_EQ(lost[1].lost, 7);
+    EXPECT_EQ(lost[1].of, 107);
+    EXPECT_EQ(host::loss_text({}, 0), "");
+    EXPECT_NE(host::loss_text(lost, 2).find("16 of 116 messages of a were lost"),
+              std::string::npos);
+    EXPECT_NE(host::loss_text({}, 2).find("started again 2 times"), std::string::npos);
+}
+
 TEST(SitePicture, ShowsTheWaysOfMergedObjects) {
     const host::Site site = host::read_site_file(kHall);
-    host::SiteResult result{
-        host::count_truth(site, {}), host::no_counts(site, "merged"), {}, {}, {}};
+    host::SiteResult result;
+    result.truth = host::count_truth(site, {});
+    result.merged = host::no_counts(site, "merged");
     const Png empty("site-empty");
     host::write_site_picture(site, result, empty.path());
     for (int k = 0; k < 60; ++k) {

@@ -53,11 +53,11 @@ TEST(Text, RefusesWhatIsNoCharacter) {
 }
 
 TEST(Text, IsCutAndFilledByCharacters) {
-    EXPECT_EQ(host::cut_to("Türen", 2), "Tü");
+    EXPECT_EQ(host::cut_to("Türen", 2), "T…");
     EXPECT_EQ(host::cut_to("Tür", 9), "Tür");
     EXPECT_EQ(host::fitted("Tür", 5), "Tür  ");
-    EXPECT_EQ(host::fitted("Türen", 2), "Tü");
-    EXPECT_EQ(host::fitted("入口入口", 3), "入口入");
+    EXPECT_EQ(host::fitted("Türen", 2), "T…");
+    EXPECT_EQ(host::fitted("入口入口", 3), "入口…");
     EXPECT_EQ(host::fitted("", 2), "  ");
 }
 
@@ -80,7 +80,7 @@ TEST(Text, RowsStandUnderTheirColumns) {
     const std::vector<Column> columns{
         {Column::kLeft, 4, 2}, {Column::kRight, 3}, {Column::kRight, 3, 0}};
     EXPECT_EQ(host::table_row(columns, {"Tür", "12", "1"}), "  Tür   12  1\n");
-    EXPECT_EQ(host::table_row(columns, {"Türen", "入", "-"}), "  Türe   入  -\n");
+    EXPECT_EQ(host::table_row(columns, {"Türen", "入", "-"}), "  Tür…   入  -\n");
     EXPECT_EQ(host::table_row(columns, {"a", "12345"}), "  a    12345\n");
 }
 

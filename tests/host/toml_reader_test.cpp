@@ -127,9 +127,11 @@ TEST_F(TomlFile, SaysWhyAFileCannotBeRead) {
         return "";
     };
     EXPECT_EQ(said("/nowhere/f.toml"), "there is no test file \"/nowhere/f.toml\"; write one");
-    EXPECT_EQ(said("/dev/null"), "cannot read the test file \"/dev/null\"; write one");
+    EXPECT_EQ(said("/dev/null"),
+              "cannot read the test file \"/dev/null\": it is no regular file; write one");
     const std::string folder = std::filesystem::temp_directory_path().string();
-    EXPECT_EQ(said(folder), "the test file \"" + folder + "\" is a folder; write one");
+    EXPECT_EQ(said(folder),
+              "cannot read the test file \"" + folder + "\": it is a folder; write one");
     EXPECT_THAT(error_of("x = = 3", [](Value) {}), HasSubstr("\"F\" line 1: "));
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -14,12 +13,13 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
-#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
+
+#include "host/base/result_files.h"
+#include "tests/support/program.h"
 
 namespace {
 
@@ -27,65 +27,34 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 namespace fs = std::filesystem;
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using test::json_lines;
+using test::Outcome;
+using test::read_file;
 
-std::string read_file(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-class Program : public ::testing::Test {
+class Program : public test::Program {
   protected:
-    void SetUp() override {
-        // Only read by a program that was built with the thread sanitizer.
-        ::setenv("TSAN_OPTIONS", "suppressions=" VCA_TSAN_SUPPRESSIONS, 0);
-        work_ = fs::temp_directory_path() / ("vca-cli-test-" + std::to_string(::getpid()));
-        fs::create_directories(work_);
-    }
-    void TearDown() override { fs::remove_all(work_); }
-
-    std::string redirected(const std::string& arguments) const {
-        return "cd '" + work_.string() + "' && exec >out.txt 2>err.txt '" + VCA_PROGRAM + "' " +
-               arguments;
-    }
-
     // Starts a run and returns when it is feeding frames.
     pid_t start(const std::string& arguments) const {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::execl("/bin/sh", "sh", "-c", redirected(arguments).c_str(), nullptr);
-            ::_exit(127);
-        }
+        const pid_t child = start_vca(arguments);
         // The log appears when the run begins.
-        while (!fs::exists(work_ / "result/library.log.part")) {
+        while (!fs::exists(work_ / "result/library.log")) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         return child;
     }
 
-    // The exit status of a started run, -1 when a signal ended it.
-    static int end_of(pid_t child) {
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    Outcome vca(const std::string& arguments) const {
-        const int status = std::system(redirected(arguments).c_str());
-        return {WEXITSTATUS(status), read_file(work_ / "out.txt"), read_file(work_ / "err.txt")};
-    }
-
-    void write(const std::string& name, const std::string& text) const {
-        std::ofstream(work_ / name) << text;
+    // The exit status of a run whose files may have so many blocks of 512 bytes.
+    int run_limited(int blocks, const std::string& arguments) const {
+        const std::string command = "cd '" + work_.string() +
+                                    "' && exec >out.txt 2>err.txt && trap '' XFSZ && ulimit -f " +
+                                    std::to_string(blocks) + " && '" + VCA_PROGRAM +
+                                    "' run --quiet --output result " + arguments;
+        return WEXITSTATUS(std::system(command.c_str()));
     }
 
     nlohmann::json summary(const std::string& folder) const {
-        return nlohmann::json::parse(read_file(work_ / folder / "summary.json"));
+        return json(folder + "/summary.json");
     }
 
     // Rows of a CSV file without quoted fields, by the names of its first line.
@@ -112,26 +81,10 @@ class Program : public ::testing::Test {
         return rows;
     }
 
-    // Wrong input: status 2, one sentence on standard error, no output folder.
     void expect_refused(const std::string& arguments, const ::testing::Matcher<std::string>& text) {
-        const Outcome outcome = vca("run --output refused " + arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_THAT(outcome.err, text) << arguments;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-        EXPECT_EQ(outcome.out, "") << arguments;
-        EXPECT_FALSE(fs::exists(work_ / "refused")) << arguments;
+        test::Program::expect_refused("run --output refused " + arguments, text, "refused");
     }
-
-    fs::path work_;
 };
-
-std::vector<nlohmann::json> json_lines(const std::string& text) {
-    std::vector<nlohmann::json> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(nlohmann::json::parse(line));
-    return lines;
-}
 
 int count_messages(const std::vector<nlohmann::json>& events, const std::string& name) {
     return static_cast<int>(
@@ -235,25 +188,45 @@ TEST_F(Program, ShowsTheDetectedTracksWhenAsked) {
 
 TEST_F(Program, EventsAreWrittenWhileItRuns) {
     const pid_t child = start("run --scene crowd --no-live --output result");
-    for (int i = 0; i < 500 && fs::file_size(work_ / "result/events.jsonl.part") == 0; ++i)
+    for (int i = 0; i < 500 && fs::file_size(work_ / "result/events.jsonl") == 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_GT(fs::file_size(work_ / "result/events.jsonl.part"), 0u);
+    EXPECT_GT(fs::file_size(work_ / "result/events.jsonl"), 0u);
     EXPECT_FALSE(fs::exists(work_ / "result/summary.json"));
     ::kill(child, SIGINT);
-    EXPECT_EQ(end_of(child), 0) << read_file(work_ / "err.txt");
+    EXPECT_EQ(end_of(child), 0) << err();
     EXPECT_GT(json_lines(read_file(work_ / "result/events.jsonl")).size(), 1u);
 }
 
 // A limit on the size of files stands for a full disk.
-TEST_F(Program, AFullDiskEndsTheRunWithoutResults) {
-    const int status =
-        std::system(("cd '" + work_.string() +
-                     "' && exec >out.txt 2>err.txt && trap '' XFSZ && ulimit -f 16 && '" +
-                     VCA_PROGRAM + "' run --quiet --no-live --scene doorway --output result")
-                        .c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 1);
-    EXPECT_THAT(read_file(work_ / "err.txt"), HasSubstr("cannot write"));
-    EXPECT_FALSE(fs::exists(work_ / "result"));
+TEST_F(Program, AFullDiskEndsTheRunAndKeepsWhatWasCounted) {
+    EXPECT_EQ(run_limited(16, "--no-live --scene doorway"), 1);
+    EXPECT_THAT(err(), AllOf(HasSubstr("cannot write \"result/events.jsonl\""),
+                             HasSubstr("what was counted until then is in \"result\"")));
+    EXPECT_GT(fs::file_size(work_ / "result/events.jsonl"), 0u);
+    EXPECT_FALSE(fs::exists(work_ / "result/summary.json"));
+}
+
+TEST_F(Program, WhatIsNoCountMayFailByItself) {
+    EXPECT_EQ(run_limited(400, "--scene doorway --seconds 20"), 3) << err();
+    EXPECT_THAT(out(), AllOf(HasSubstr("all lines"), HasSubstr("missing: live.mp4: "),
+                             HasSubstr("missing: picture.png: ")));
+    EXPECT_EQ(summary("result")["run"]["frames"], 300);
+    EXPECT_THAT(summary("result")["run"]["missing"].dump(), HasSubstr("live.mp4"));
+    for (const char* name : {"live.mp4", "live.mp4.part", "picture.png", "picture.png.part"})
+        EXPECT_FALSE(fs::exists(work_ / "result" / name)) << name;
+    EXPECT_EQ(vca("why result").status, 0);
+}
+
+TEST_F(Program, AFolderTellsOfOneRun) {
+    ASSERT_EQ(vca("run --quiet --scene doorway --frames 3 --output result").status, 0);
+    EXPECT_TRUE(fs::exists(work_ / "result/live.mp4"));
+    write("result/notes.txt", "mine");
+    ASSERT_EQ(vca("run --quiet --no-live --scene doorway --frames 3 --output result").status, 0);
+    EXPECT_FALSE(fs::exists(work_ / "result/live.mp4"));
+    EXPECT_TRUE(fs::exists(work_ / "result/notes.txt"));
+    const std::string before = read_file(work_ / "result/summary.json");
+    EXPECT_EQ(vca("run --scene moon --output result").status, 2);
+    EXPECT_EQ(read_file(work_ / "result/summary.json"), before);
 }
 
 TEST_F(Program, OnlyTheEndOfTheSourceEndsTheTracks) {
@@ -344,7 +317,7 @@ TEST_F(Program, RunsWithoutAnyFrame) {
 TEST_F(Program, CtrlCEndsWithTheResultsSoFar) {
     const pid_t child = start("run --scene crowd --output result");
     ::kill(child, SIGINT);
-    EXPECT_EQ(end_of(child), 0) << read_file(work_ / "err.txt");
+    EXPECT_EQ(end_of(child), 0) << err();
     const nlohmann::json run = summary("result");
     EXPECT_TRUE(run["run"]["interrupted"]);
     EXPECT_LT(run["run"]["frames"], 900);
@@ -355,11 +328,11 @@ TEST_F(Program, CtrlCEndsWithTheResultsSoFar) {
 TEST_F(Program, HangUpEndsWithTheResultsSoFar) {
     const pid_t child = start("run --scene crowd --output result");
     ::kill(child, SIGHUP);
-    EXPECT_EQ(end_of(child), 0) << read_file(work_ / "err.txt");
+    EXPECT_EQ(end_of(child), 0) << err();
     EXPECT_TRUE(summary("result")["run"]["interrupted"]);
 }
 
-TEST_F(Program, ASecondCtrlCLeavesNothing) {
+TEST_F(Program, ASecondCtrlCLeavesWhatWasCounted) {
     const pid_t child = start("run --scene crowd --output result");
     // Both are pending at once when the program goes on, whatever it has got to.
     ::kill(child, SIGSTOP);
@@ -369,7 +342,9 @@ TEST_F(Program, ASecondCtrlCLeavesNothing) {
     int status = 0;
     ::waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status));
-    EXPECT_FALSE(fs::exists(work_ / "result"));
+    for (const auto& entry : fs::directory_iterator(work_ / "result"))
+        EXPECT_TRUE(host::grows(entry.path().filename().string())) << entry.path();
+    EXPECT_TRUE(fs::exists(work_ / "result/events.jsonl"));
 }
 
 TEST_F(Program, AReaderThatGoesAwayDoesNotStopTheResults) {
@@ -379,9 +354,9 @@ TEST_F(Program, AReaderThatGoesAwayDoesNotStopTheResults) {
             .c_str());
     EXPECT_EQ(WEXITSTATUS(status), 0);
     EXPECT_EQ(read_file(work_ / "status"), "1\n");
-    EXPECT_THAT(read_file(work_ / "err.txt"), HasSubstr("cannot write to standard output"));
+    EXPECT_THAT(err(), HasSubstr("cannot write to standard output"));
     EXPECT_EQ(summary("result")["run"]["frames"], 10);
-    EXPECT_FALSE(fs::exists(work_ / "result/library.log.part"));
+    EXPECT_FALSE(fs::exists(work_ / "result/summary.json.part"));
 }
 
 TEST_F(Program, StandardOutputMayBeFullOrClosed) {
@@ -443,51 +418,6 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused("--config loop", HasSubstr("\"loop\""));
 }
 
-// Every track has one line, every count its decision, and the command tells of those who were not
-// counted.
-TEST_F(Program, TellsWhyAfterARun) {
-    ASSERT_EQ(vca("run --scene uturn --no-live --quiet --output r").status, 0);
-    std::map<std::tuple<int, std::string, int>, int> counted;
-    for (const nlohmann::json& event : json_lines(read_file(work_ / "r/events.jsonl"))) {
-        if (event["message"] == "person_counted")
-            ++counted[{event["track"], "gate", event["direction"]}];
-    }
-    std::map<std::tuple<int, std::string, int>, int> decided;
-    std::set<int> tracks;
-    int turned_back = 0;
-    const std::vector<nlohmann::json> people = json_lines(read_file(work_ / "r/people.jsonl"));
-    for (const nlohmann::json& person : people) {
-        EXPECT_TRUE(tracks.insert(person["track"].get<int>()).second);
-        EXPECT_EQ(person["story"].front()["what"], "born");
-        EXPECT_EQ(person["story"].back()["what"], "ended");
-        turned_back += person["why"].get<std::string>().starts_with("turned back on line gate");
-        for (const nlohmann::json& step : person["story"]) {
-            if (step["what"] == "counted")
-                ++decided[{person["track"], step["line"], step["detail"]}];
-        }
-    }
-    EXPECT_EQ(counted, decided);
-    EXPECT_GT(counted.size(), 10u);
-    EXPECT_GT(turned_back, 10);
-    const nlohmann::json summary = nlohmann::json::parse(read_file(work_ / "r/summary.json"));
-    EXPECT_EQ(summary["tracking"]["tracks"], tracks.size());
-
-    const Outcome missed = vca("why r --line gate");
-    EXPECT_EQ(missed.status, 0) << missed.err;
-    EXPECT_EQ(std::count(missed.out.begin(), missed.out.end(), '\n'),
-              static_cast<long>(people.size() - counted.size()));
-    const std::string first = std::to_string(*tracks.begin());
-    EXPECT_THAT(vca("why r --track " + first).out,
-                AllOf(HasSubstr("track " + first + ", "), HasSubstr(" born"), HasSubstr(" ended")));
-    EXPECT_THAT(vca("why r --track 9999").out, HasSubstr("no track 9999"));
-    EXPECT_THAT(vca("why r --time 9999").out, HasSubstr("nobody around 9999 s"));
-    const Outcome none = vca("why nowhere");
-    EXPECT_EQ(none.status, 2);
-    EXPECT_THAT(none.err, HasSubstr("there is no \"nowhere/people.jsonl\""));
-    write("r/people.jsonl", "{\"track\": 1");
-    EXPECT_THAT(vca("why r").err, HasSubstr("line 1 is no story"));
-}
-
 TEST_F(Program, ChecksAnInstallationFile) {
     write("door.toml",
           "height_mm = 3500\n[[line]]\nname = \"door\"\npoints = [[1, 1], [301, 1]]\n");
@@ -545,19 +475,26 @@ TEST_F(Program, RefusesAFolderItCannotWrite) {
     EXPECT_THAT(outcome.err, HasSubstr("cannot write into the output folder"));
 }
 
-TEST_F(Program, LeavesNothingWhenARecordingBreaks) {
+TEST_F(Program, ADamagedFrameIsToldAndMostOfThemAreRefused) {
     fs::create_directories(work_ / "recording");
-    for (const char* name : {"recording/1.png", "recording/2.png"}) {
+    for (const char* name : {"recording/1.png", "recording/2.png", "recording/3.png"}) {
         cv::imwrite((work_ / name).string(), cv::Mat(32, 32, CV_16UC1, cv::Scalar::all(2000)));
     }
-    std::fstream(work_ / "recording/2.png", std::ios::in | std::ios::out | std::ios::binary)
-            .seekp(45)
-        << "broken";
+    const auto damage = [this](const char* name) {
+        std::fstream(work_ / name, std::ios::in | std::ios::out | std::ios::binary).seekp(45)
+            << "broken";
+    };
+    damage("recording/2.png");
     write("recording/camera.toml",
           "width=32\nheight=32\nfx=30\nfy=30\ncx=16\ncy=16\nframes_per_second=10\n"
           "height_mm=3000\n");
+    const Outcome outcome = vca("run --source depth-folder --folder recording --output result");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("warning: 1 of 3 frames could not be read"));
+    EXPECT_EQ(summary("result")["run"]["frames"], 3);
+    damage("recording/3.png");
     expect_refused("--source depth-folder --folder recording",
-                   AllOf(HasSubstr("2.png"), HasSubstr("damaged")));
+                   AllOf(HasSubstr("2.png"), HasSubstr("damaged"), HasSubstr("2 of 3")));
 }
 
 TEST_F(Program, ListsScenesAndHelps) {

@@ -160,6 +160,19 @@ TEST_F(Decisions, OfSomebodyWhoTurnsBack) {
     EXPECT_THAT(rows(VCA_DECISION_TURNED_BACK), ElementsAre(Row{36, 0, 0, 2, 0}));
 }
 
+// Around the end of the line and over it once more.
+TEST_F(Decisions, OfASecondCrossingToTheSameSideInTheArea) {
+    auto cfg = line_config();
+    test::set_uturn(cfg, 0, {{150, 50}, {920, 50}, {920, 420}, {150, 420}});
+    test::play(
+        cfg,
+        path(1, visit({{480, 100}, {480, 340}, {868, 340}, {868, 100}, {480, 100}, {480, 340}})));
+    EXPECT_THAT(rows(VCA_DECISION_WAITS), testing::SizeIs(1));
+    const std::vector<Row> same = rows(VCA_DECISION_SAME_SIDE);
+    ASSERT_THAT(same, testing::SizeIs(1));
+    EXPECT_EQ(same[0].detail, VCA_DIR_2);
+}
+
 TEST_F(Decisions, OfSomebodyWhoWalksThroughTheArea) {
     auto cfg = line_config();
     test::set_uturn(cfg, 0, kArea);

@@ -2,22 +2,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "tests/support/unique_path.h"
+#include "tests/support/program.h"
 
 namespace {
 
@@ -26,27 +19,9 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
-
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string read_file(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-// The limit only ends a test that has failed.
-bool eventually(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
+using test::eventually;
+using test::Outcome;
+using test::read_file;
 
 // Processes whose command line holds a text: here always the path of the test's own folder.
 std::vector<pid_t> processes_with(const std::string& text) {
@@ -62,26 +37,8 @@ std::vector<pid_t> processes_with(const std::string& text) {
     return found;
 }
 
-class SiteRun : public ::testing::Test {
+class SiteRun : public test::Program {
   protected:
-    void SetUp() override {
-        // Only read by a program that was built with the thread sanitizer.
-        ::setenv("TSAN_OPTIONS", "suppressions=" VCA_TSAN_SUPPRESSIONS, 0);
-        work_ = test::unique_path("site-run", "");
-        fs::create_directories(work_);
-    }
-    void TearDown() override { fs::remove_all(work_); }
-
-    std::string command(const std::string& arguments) const {
-        return "cd '" + work_.string() + "' && exec >out.txt 2>err.txt '" + VCA_PROGRAM + "' " +
-               arguments;
-    }
-    Outcome vca(const std::string& arguments) const {
-        const int status = std::system(command(arguments).c_str());
-        return {WEXITSTATUS(status), out(), read_file(work_ / "err.txt")};
-    }
-    std::string out() const { return read_file(work_ / "out.txt"); }
-
     // The results go below the test's folder, by which its processes are known.
     std::string site(const std::string& more) const {
         return std::string("run --site ") + VCA_EXAMPLES + "/hall.toml --output '" +
@@ -91,22 +48,14 @@ class SiteRun : public ::testing::Test {
 
     // Starts the site and returns when all its devices are at work.
     pid_t start(const std::string& more) const {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::execl("/bin/sh", "sh", "-c", command(site(more)).c_str(), nullptr);
-            ::_exit(127);
-        }
-        EXPECT_TRUE(eventually([this] {
-            const std::string text = out();
-            return text.find("  middle ") != text.npos && text.find("  west ") != text.npos &&
-                   text.find("  east ") != text.npos;
-        }));
+        const pid_t child = start_vca(site(more));
+        EXPECT_TRUE(
+            eventually([this] { return at_work("middle") && at_work("west") && at_work("east"); }));
         return child;
     }
-    static int end_of(pid_t child) {
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    bool at_work(const std::string& device) const {
+        const std::string events = read_file(result() / device / "events.jsonl");
+        return events.find("\"frame\":10,") != events.npos;
     }
     // The process of one device of the site that was started.
     pid_t device(const std::string& name) const {
@@ -114,22 +63,22 @@ class SiteRun : public ::testing::Test {
         EXPECT_EQ(found.size(), 1u);
         return found.empty() ? -1 : found.front();
     }
-    Json json(const fs::path& path) const { return Json::parse(read_file(path)); }
-
-    void expect_refused(const std::string& arguments, const ::testing::Matcher<std::string>& text) {
-        const Outcome outcome = vca(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_THAT(outcome.err, text) << arguments;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
-        EXPECT_EQ(outcome.out, "") << arguments;
-        EXPECT_FALSE(fs::exists(work_ / "out")) << arguments;
+    // Of these processes those of this test.
+    std::vector<pid_t> ours(const std::vector<pid_t>& processes) const {
+        std::vector<pid_t> found;
+        for (const pid_t pid : processes_with(result().string())) {
+            if (std::find(processes.begin(), processes.end(), pid) != processes.end())
+                found.push_back(pid);
+        }
+        return found;
     }
-
-    fs::path work_;
+    void expect_refused(const std::string& arguments, const ::testing::Matcher<std::string>& text) {
+        Program::expect_refused(arguments, text, "out");
+    }
 };
 
 TEST_F(SiteRun, EndsWithTheTableAndTheFilesOfTheSite) {
-    const Outcome outcome = vca(site("--seconds 5"));
+    const Outcome outcome = vca(site("--seconds 5 --quiet"));
     ASSERT_EQ(outcome.status, 0) << outcome.out << outcome.err;
     EXPECT_EQ(outcome.err, "");
     EXPECT_THAT(outcome.out,
@@ -172,9 +121,10 @@ TEST_F(SiteRun, CtrlCEndsAllProcessesAndKeepsTheResults) {
     const pid_t child = start("");
     EXPECT_EQ(processes_with(result().string()).size(), 5u);  // with the broker
     ::kill(child, SIGINT);
-    EXPECT_EQ(end_of(child), 0) << out() << read_file(work_ / "err.txt");
+    EXPECT_EQ(end_of(child), 0) << out() << err();
     EXPECT_TRUE(processes_with(result().string()).empty());
-    EXPECT_THAT(out(), AllOf(HasSubstr("merged"), Not(HasSubstr("by itself"))));
+    EXPECT_THAT(out(), HasSubstr("merged"));
+    EXPECT_THAT(err(), Not(HasSubstr("by itself")));
     EXPECT_LT(json(result() / "summary.json")["frames"], 900);
     EXPECT_TRUE(json(result() / "west/summary.json")["run"]["interrupted"]);
 }
@@ -188,17 +138,17 @@ TEST_F(SiteRun, NothingIsLeftOfASiteThatIsKilled) {
 
 TEST_F(SiteRun, AKilledSlaveIsReportedAndTheOthersGoOn) {
     const pid_t child = start("--seconds 9");
-    const auto before = read_file(result() / "middle/events.jsonl.part").size();
+    const auto before = read_file(result() / "middle/events.jsonl").size();
     // Once it follows somebody, the master has people to lose.
     EXPECT_TRUE(eventually([this] {
-        const std::string events = read_file(result() / "west/events.jsonl.part");
+        const std::string events = read_file(result() / "west/events.jsonl");
         return events.find("slave_tracks") != events.npos;
     }));
     ::kill(device("west"), SIGKILL);
-    EXPECT_EQ(end_of(child), 1);
-    EXPECT_THAT(out(), AllOf(HasSubstr("west: ended with signal 9; the others go on"),
-                             HasSubstr("middle: the device west is missing"),
-                             HasSubstr("site hall, 135 frames")));
+    EXPECT_EQ(end_of(child), 3);
+    EXPECT_THAT(err(), AllOf(HasSubstr("west: ended with signal 9; the others go on"),
+                             HasSubstr("middle: the device west is missing")));
+    EXPECT_THAT(out(), HasSubstr("site hall, 135 frames"));
     EXPECT_GT(read_file(result() / "events.jsonl").size(), before);
     const Json slaves = json(result() / "middle/summary.json")["link"]["slaves"];
     EXPECT_EQ(slaves[0]["name"], "west");
@@ -207,13 +157,39 @@ TEST_F(SiteRun, AKilledSlaveIsReportedAndTheOthersGoOn) {
     EXPECT_FALSE(fs::exists(result() / "west/summary.json"));
 }
 
+// However much was lost, the numbers and the exit status say so.
+TEST_F(SiteRun, ABrokerThatDiesIsStartedAgain) {
+    const pid_t child = start("--seconds 9");
+    const auto broker = [this] { return processes_with("mosquitto.conf"); };
+    for (int death = 0; death < 3; ++death) {
+        const std::vector<pid_t> before = ours(broker());
+        ASSERT_EQ(before.size(), 1u);
+        ::kill(before.front(), SIGKILL);
+        EXPECT_TRUE(eventually([&] {
+            const std::vector<pid_t> now = ours(broker());
+            return now.size() == 1 && now != before;
+        }));
+    }
+    const int status = end_of(child);
+    EXPECT_THAT(out(), HasSubstr("the broker ended by itself and was started again"));
+    const Json summary = json(result() / "summary.json");
+    EXPECT_GE(summary["broker_restarts"], 3);
+    EXPECT_EQ(status, summary.contains("lost_messages") ? 3 : 0) << out() << err();
+    // Both came back.
+    for (const Json& slave : json(result() / "middle/summary.json")["link"]["slaves"])
+        EXPECT_GT(slave["received"], 60) << slave;
+}
+
 TEST_F(SiteRun, ADeviceRunsWithoutItsBroker) {
     // Nobody listens on a port of the system's own.
     const Outcome outcome = vca(site("--device west --broker 127.0.0.1:1 --frames 20"));
-    ASSERT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_THAT(outcome.out, HasSubstr("127.0.0.1:1"));
+    ASSERT_EQ(outcome.status, 3) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("vca: the site heard nothing of this device: no connection "
+                                       "to the broker at 127.0.0.1:1"));
+    EXPECT_EQ(outcome.out, "");
     const Json summary = json(result() / "summary.json");
     EXPECT_EQ(summary["run"]["frames"], 20);
+    EXPECT_FALSE(summary["link"]["reached"]);
     EXPECT_EQ(summary["link"]["sent"], 0);
 }
 

@@ -1,0 +1,53 @@
+// A listener that a run can do without.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/engine/sink.h"
+
+namespace host {
+
+// Passes everything on to a sink until that one fails, which is no failure of the run: from then on
+// it hears nothing and is gone.
+class OptionalSink final : public Sink {
+  public:
+    // Makes the sink, which may fail already.
+    explicit OptionalSink(const std::function<std::unique_ptr<Sink>()>& make) {
+        attempt([&] { sink_ = make(); });
+    }
+
+    void on_frame(const FrameView& frame) override {
+        attempt([&] { sink_->on_frame(frame); });
+    }
+    void on_event(const Event& event) override {
+        attempt([&] { sink_->on_event(event); });
+    }
+    void end_frame(const PassReport& report) override {
+        attempt([&] { sink_->end_frame(report); });
+    }
+    void finish() override {
+        attempt([&] { sink_->finish(); });
+    }
+
+    // Why it failed; empty when it did not.
+    const std::string& failure() const { return failure_; }
+
+  private:
+    template <typename Call>
+    void attempt(const Call& call) {
+        if (!failure_.empty()) return;
+        try {
+            call();
+        } catch (const std::exception& error) {
+            failure_ = error.what();
+            sink_.reset();
+        }
+    }
+
+    std::unique_ptr<Sink> sink_;
+    std::string failure_;
+};
+
+}  // namespace host

@@ -1,0 +1,79 @@
+// Which lines and regions are said to count wrong.
+#include "host/settings/place_warnings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using Points = std::vector<host::PicturePoint>;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class Places : public ::testing::Test {
+  protected:
+    void line(const Points& points) { lines_.push_back({"gate", points, false, {}, false}); }
+    void region(const Points& points) { regions_.push_back({"till", points}); }
+    void exclude(const Points& points) { exclusions_.push_back(points); }
+
+    std::vector<std::string> warnings() const {
+        return host::place_warnings({lines_, regions_, exclusions_});
+    }
+    std::vector<std::string> edges() const {
+        return host::edge_warnings({lines_, regions_, exclusions_}, 960, 544);
+    }
+
+  private:
+    std::vector<host::CountingLine> lines_;
+    std::vector<host::CountingRegion> regions_;
+    std::vector<Points> exclusions_;
+};
+
+TEST_F(Places, GoodOnesAreNotMentioned) {
+    line({{0, 272}, {959, 272}});
+    line({{100, 100}, {500, 400}, {800, 100}});
+    region({{0, 0}, {959, 0}, {959, 543}, {0, 543}});
+    exclude({{0, 0}, {300, 0}, {300, 543}, {0, 543}});
+    EXPECT_THAT(warnings(), IsEmpty());
+    EXPECT_THAT(edges(), IsEmpty());
+}
+
+TEST_F(Places, ThatCrossThemselves) {
+    line({{100, 100}, {500, 400}, {500, 100}, {100, 400}});
+    region({{100, 100}, {400, 400}, {400, 100}, {100, 400}});
+    EXPECT_THAT(warnings(), ElementsAre(HasSubstr("the line \"gate\" crosses itself"),
+                                        HasSubstr("the region \"till\" crosses itself")));
+}
+
+TEST_F(Places, ThatAreExcludedAltogether) {
+    line({{100, 200}, {400, 200}});
+    region({{100, 100}, {400, 100}, {400, 300}, {100, 300}});
+    exclude({{50, 50}, {250, 50}, {250, 350}, {50, 350}});
+    EXPECT_THAT(warnings(), IsEmpty());
+    exclude({{250, 50}, {450, 50}, {450, 350}, {250, 350}});
+    EXPECT_THAT(warnings(),
+                ElementsAre(HasSubstr("the line \"gate\" lies in exclusion areas altogether"),
+                            HasSubstr("the region \"till\" lies in exclusion areas altogether")));
+}
+
+// 26 pixels past a line are needed on either side.
+TEST_F(Places, AtTheEdgeOfThePicture) {
+    line({{0, 27}, {959, 27}});
+    EXPECT_THAT(edges(), IsEmpty());
+    line({{0, 20}, {959, 20}});
+    line({{950, 0}, {950, 543}});
+    region({{0, 0}, {959, 0}, {959, 18}, {0, 18}});
+    EXPECT_THAT(edges(), ElementsAre(HasSubstr("the line \"gate\" runs along the edge"),
+                                     HasSubstr("the line \"gate\" runs along the edge"),
+                                     HasSubstr("the region \"till\" lies at the edge")));
+}
+
+TEST_F(Places, ThatACameraDoesNotSee) {
+    line({});
+    region({});
+    EXPECT_THAT(warnings(), IsEmpty());
+    EXPECT_THAT(edges(), IsEmpty());
+}
+
+}  // namespace
