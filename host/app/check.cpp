@@ -22,8 +22,8 @@ void write_plan_beside(const Site& site, const std::string& plan) {
     try {
         write_site_plan(site, plan);
     } catch (const std::runtime_error& e) {
-        throw InputError("the file is sound, but its plan has no place: " + std::string(e.what()) +
-                         "; give --output DIR");
+        throw InputError("the file is sound, but its plan cannot be written: " +
+                         std::string(e.what()) + "; give --output DIR");
     }
 }
 

@@ -97,6 +97,10 @@ void ChildProcess::ask_to_end() {
     if (!end_status()) kill(pid_, SIGTERM);
 }
 
+void ChildProcess::end_now() {
+    if (!end_status()) kill(pid_, SIGKILL);
+}
+
 std::optional<int> ChildProcess::end_status() {
     int status = 0;
     if (!status_ && waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;

@@ -26,6 +26,7 @@ class ChildProcess {
     std::vector<std::string> read_lines();
 
     void ask_to_end();
+    void end_now();
     // The status of waitpid() once the process has ended.
     std::optional<int> end_status();
 

@@ -13,6 +13,7 @@
 
 #include "host/base/text.h"
 #include "host/engine/session.h"
+#include "host/report/output_folder.h"
 #include "host/score/samples.h"
 #include "host/settings/library_config.h"
 #include "host/settings/place_warnings.h"
@@ -184,6 +185,7 @@ double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
     trial.source = open_source(plan.options.source);
+    const StandardOutput nowhere("/dev/null");  // for what the library prints
     Session session(to_setup(trial, kUnmeasuredHeight_mm), {});
     std::vector<double> measured;
     for (int i = 0; i < kMeasurements && !stop; ++i) {
@@ -306,16 +308,17 @@ RunFacts facts_of(const RunPlan& plan, double height_mm) {
     return facts;
 }
 
-// Where the truth is known the source tells of edges itself, and the places of a site may lie in
-// the view of another camera.
+// Where the truth is known the source tells of lines at the edge itself, and the places of a site
+// may lie in the view of another camera.
 std::vector<std::string> warnings_of(const RunPlan& plan) {
     const CountedPlaces places{plan.lines, plan.regions, plan.exclusions};
     std::vector<std::string> warnings = place_warnings(places);
     const auto add = [&warnings](const std::vector<std::string>& more) {
         warnings.insert(warnings.end(), more.begin(), more.end());
     };
+    if (!plan.config) add(region_edge_warnings(places, kColourWidth, kColourHeight));
     if (!plan.source->info().has_truth && !plan.config)
-        add(edge_warnings(places, kColourWidth, kColourHeight));
+        add(line_edge_warnings(places, kColourWidth, kColourHeight));
     add(plan.source->warnings());
     return warnings;
 }
@@ -376,6 +379,7 @@ ScoreSetup score_setup(const RunPlan& plan) {
 
 StoryNames story_names(const RunPlan& plan) {
     StoryNames names;
+    names.counts_merged = plan.link.has_value();
     for (const CountingLine& line : plan.lines)
         names.lines.push_back(line.name);
     for (const CountingRegion& region : plan.regions)

@@ -45,7 +45,7 @@ LiveVideo::Setup live_setup(const RunPlan& plan, const OutputFolder& folder) {
             {info.name, plan.lines, plan.regions, plan.exclusions}};
 }
 
-// Results that a run can do without. What fails leaves no file, and a sentence.
+// Results that a run can do without: what fails leaves a sentence, and no file but what had grown.
 class OptionalResults {
   public:
     explicit OptionalResults(OutputFolder& folder) : folder_(folder) {}
@@ -57,14 +57,25 @@ class OptionalResults {
             fail(name, error.what());
         }
     }
-    void fail(const char* name, const std::string& why) {
-        folder_.leave_out(name);
-        missing_.push_back(std::string(name) + ": " + why);
+    void look_at(const char* name, const OptionalSink& sink) {
+        if (!sink.failure().empty()) fail(name, sink.failure());
+    }
+    void give_names() {
+        try {
+            folder_.commit();
+        } catch (const std::exception& error) {
+            missing_.emplace_back(error.what());
+        }
     }
 
     const std::vector<std::string>& missing() const { return missing_; }
 
   private:
+    void fail(const char* name, const std::string& why) {
+        folder_.leave_out(name);
+        missing_.push_back(std::string(name) + ": " + why);
+    }
+
     OutputFolder& folder_;
     std::vector<std::string> missing_;
 };
@@ -95,11 +106,12 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     StandardOutput output(folder.file(kLogFile));
     ProgressDisplay display(stderr, {""}, options.quiet);
 
-    EventFile events(folder.file(kEventsFile));
+    OptionalSink events([&] { return std::make_unique<EventFile>(folder.file(kEventsFile)); });
+    OptionalSink people(
+        [&] { return std::make_unique<PeopleFile>(folder.file(kPeopleFile), story_names(plan)); });
     ScoreSink scores(score_setup(plan),
                      {folder.file(kCrossingsFile), folder.file(kTrueCrossingsFile),
                       folder.file(kRegionsFile), folder.file(kStaysFile)});
-    PeopleFile people(folder.file(kPeopleFile), story_names(plan));
     SnapshotSink snapshot;
     ProgressSink progress(display, {plan.source->info().frames_per_second, expected_frames(plan)});
     std::vector<Sink*> sinks{&events, &people, &scores, &snapshot, &progress};
@@ -112,10 +124,19 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     RunFacts facts = run_into(folder, plan, sinks, stop);
     output.restore();
     OptionalResults optional(folder);
-    if (live && !live->failure().empty()) optional.fail(kLiveFile, live->failure());
-    facts.missing = optional.missing();
+    optional.look_at(kEventsFile, events);
+    optional.look_at(kPeopleFile, people);
+    if (live) optional.look_at(kLiveFile, *live);
+    const auto all_missing = [&] {
+        std::vector<std::string> list = plan.source->losses();
+        list.insert(list.end(), optional.missing().begin(), optional.missing().end());
+        return list;
+    };
+    facts.missing = all_missing();
     const Evidence& evidence = snapshot.evidence();
-    write_summary(facts, scores.scores(), evidence, folder.file(kSummaryFile));
+    optional.write(kSummaryFile, [&](const std::string& path) {
+        write_summary(facts, scores.scores(), evidence, path);
+    });
     optional.write(kPictureFile, [&](const std::string& path) {
         write_picture(facts, scores.scores(), evidence, path);
     });
@@ -125,9 +146,9 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     optional.write(kHeatMotionFile, [&](const std::string& path) {
         write_heat_picture(evidence, HeatKind::kMotion, path);
     });
-    facts.missing = optional.missing();
     keep_results();
-    folder.commit();
+    optional.give_names();
+    facts.missing = all_missing();
     write_text(output.host(), summary_text(facts, scores.scores(), evidence) +
                                   "  results in           " + visible(plan.output) + "\n");
     if (const std::string left = left_over_text(facts.left); !left.empty()) {

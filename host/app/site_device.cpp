@@ -73,14 +73,24 @@ LinkSetup link_of(const Site& site, const SiteDevice& device, const SiteOptions&
     return link;
 }
 
-// What the site did not get of this device; empty when it got everything.
+// What this device and the rest of its site did not hear of each other; empty when nothing.
 std::string loss_text(const RunFacts& facts) {
     if (!facts.link) return "";
     const LinkFigures& link = *facts.link;
-    if (!link.reached) return "the site heard nothing of this device: " + link.outage;
-    if (link.disconnected == 0) return "";
-    return std::to_string(link.disconnected) + " of " +
-           std::to_string(link.sent + link.disconnected) + " messages were lost: " + link.outage;
+    const std::string why = link.outage.empty() ? "the broker did not answer" : link.outage;
+    if (!link.reached) return "this device had no part in the site: " + why;
+    std::string text;
+    if (link.disconnected > 0) {
+        text = std::to_string(link.disconnected) + " of " +
+               std::to_string(link.sent + link.disconnected) + " messages were lost: " + why;
+    } else if (link.outages > 0) {
+        text = "the connection to the site was lost, and messages with it: " + why;
+    }
+    for (const HeardDevice& slave : link.slaves) {
+        if (slave.counters.received > 0) continue;
+        text += (text.empty() ? "" : "; ") + slave.name + " was never heard";
+    }
+    return text;
 }
 
 std::string pace_text(const PaceFigures& pace) {

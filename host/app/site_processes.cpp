@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 
 #include "host/app/child_process.h"
@@ -12,7 +13,12 @@
 namespace host {
 namespace {
 
+using std::chrono::steady_clock;
+
 constexpr int kPoll_ms = 50;
+
+// A device shows its progress once a second; one that shows none for so long hangs.
+constexpr std::chrono::seconds kSilence{30};
 
 std::vector<std::string> names_of(const ProcessRun& run) {
     std::vector<std::string> names;
@@ -27,6 +33,7 @@ class Watch {
         : run_(run),
           display_(run.out, names_of(run), run.quiet),
           children_(run.plans.size()),
+          heard_(run.plans.size()),
           ended_(run.plans.size()) {}
 
     std::vector<ProcessEnd> work() {
@@ -52,6 +59,7 @@ class Watch {
     void start_some() {
         while (!asked_ && started_ < run_.plans.size() && running() < run_.most_at_once) {
             children_[started_] = std::make_unique<ChildProcess>(run_.plans[started_].arguments);
+            heard_[started_] = steady_clock::now();
             display_.begin(started_);
             ++started_;
         }
@@ -77,9 +85,11 @@ class Watch {
         if (!children_[i]) return;
         // First whether it has ended: what it wrote before is then complete.
         const std::optional<int> status = children_[i]->end_status();
-        for (const std::string& line : children_[i]->read_lines())
+        for (const std::string& line : children_[i]->read_lines()) {
+            heard_[i] = steady_clock::now();
             show(i, line);
-        if (!status) return;
+        }
+        if (!status) return end_if_silent(i);
         children_[i].reset();
         ended_[i] = status;
         if (!left_results(*status)) {
@@ -88,6 +98,14 @@ class Watch {
                                 (last || asked_ ? "" : "; the others go on"));
         }
         display_.end(i);
+    }
+
+    void end_if_silent(std::size_t i) {
+        if (steady_clock::now() - heard_[i] < kSilence) return;
+        display_.say(
+            i, "gave no sign of life for " + std::to_string(kSilence.count()) + " s and is ended");
+        children_[i]->end_now();
+        heard_[i] = steady_clock::now();
     }
 
     // Lines of progress begin with a blank, sentences do not.
@@ -111,6 +129,7 @@ class Watch {
     const ProcessRun& run_;
     ProgressDisplay display_;
     std::vector<std::unique_ptr<ChildProcess>> children_;
+    std::vector<steady_clock::time_point> heard_;
     std::vector<std::optional<int>> ended_;
     std::size_t started_ = 0;
     bool asked_ = false;

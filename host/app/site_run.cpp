@@ -159,7 +159,7 @@ int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
     const SiteDevice& master = master_of(site);
     if (!has_results(ends, master.name)) {
         throw std::runtime_error("the master \"" + master.name +
-                                 "\" did not come to its end, so there are no results of the site");
+                                 "\" did not finish, so there are no results for the site");
     }
     const std::vector<DeviceAccount> accounts = read_accounts(site, folder.path(), ends);
     const auto own = std::find_if(accounts.begin(), accounts.end(),
@@ -177,7 +177,9 @@ int run_site(const SiteOptions& options, const std::atomic<bool>& stop) {
                            " frames\n" + site_table(site, result) + link_text(accounts) +
                            loss_text(lost, broker_restarts) + "  results in " + visible(path) +
                            "\n");
-    return accounts.size() == site.devices.size() && lost.empty() ? kExitOk : kExitIncomplete;
+    const bool all_well = std::all_of(ends.begin(), ends.end(),
+                                      [](const ProcessEnd& end) { return end.status == 0; });
+    return all_well && lost.empty() ? kExitOk : kExitIncomplete;
 }
 
 }  // namespace host

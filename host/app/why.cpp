@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/base/input_error.h"
+#include "host/base/readable_file.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
 
@@ -40,23 +41,28 @@ bool is_meant(const Json& person, const WhyOptions& options) {
 }
 
 std::string headline(const Json& person) {
-    return format_text("track %d, %.1f to %.1f s: ", person.at("track").get<int>(),
-                       person.at("from_s").get<double>(), person.at("to_s").get<double>()) +
-           person.at("why").get<std::string>() + "\n";
+    return format_text(
+               "%strack %d, %.1f to %.1f s: ", person.at("merged").get<bool>() ? "merged " : "",
+               person.at("track").get<int>(), person.at("from_s").get<double>(),
+               person.at("to_s").get<double>()) +
+           visible(person.at("why").get<std::string>()) + "\n";
 }
 
-std::string step_text(const Json& step) {
-    std::string text = format_text("  %8.2f s  frame %-6lld ", step.at("time_s").get<double>(),
-                                   step.at("frame").get<long long>()) +
-                       step.at("what").get<std::string>();
-    for (const char* const key : {"line", "region"})
-        if (step.contains(key)) text += " " + step.at(key).get<std::string>();
-    if (step.contains("value")) {
-        text += format_text(": %g, limit %g", step.at("value").get<double>(),
-                            step.at("limit").get<double>());
-    }
-    const Json& at = step.at("at");
-    return text + format_text(", at %d,%d\n", at.at(0).get<int>(), at.at(1).get<int>());
+std::string step_row(const Json& step) {
+    return format_text("  %8.2f s  frame %-6lld ", step.at("time_s").get<double>(),
+                       step.at("frame").get<long long>()) +
+           visible(step.at("text").get<std::string>()) + "\n";
+}
+
+// Nothing when somebody else is meant.
+std::string story_text(const Json& person, const WhyOptions& options) {
+    person.at("track").get_ref<const Json::number_integer_t&>();  // no other kind of number
+    if (!is_meant(person, options)) return "";
+    std::string text = headline(person);
+    if (!options.track) return text;
+    for (const Json& step : person.at("story"))
+        text += step_row(step);
+    return text;
 }
 
 // The lines of a run that has ended; while it goes on nobody knows them.
@@ -64,9 +70,12 @@ std::vector<std::string> lines_of(const std::filesystem::path& folder) {
     std::ifstream in(folder / kSummaryFile);
     const Json summary = Json::parse(in, nullptr, false);
     std::vector<std::string> names;
-    if (!summary.is_object()) return names;
-    for (const Json& line : summary.value("lines", Json::array()))
-        names.push_back(line.value("name", ""));
+    try {
+        for (const Json& line : summary.at("lines"))
+            names.push_back(line.at("name"));
+    } catch (const Json::exception&) {
+        names.clear();
+    }
     return names;
 }
 
@@ -92,29 +101,33 @@ std::string nobody(const WhyOptions& options) {
 }  // namespace
 
 std::string why_command(const WhyOptions& options) {
-    const std::string path = (std::filesystem::path(options.folder) / kPeopleFile).string();
-    std::ifstream in(path);
-    if (!in) {
-        throw InputError("there is no \"" + path + "\"; name the folder of the results of a run");
+    const std::filesystem::path folder = options.folder;
+    const std::string path = (folder / kPeopleFile).string();
+    if (const std::string why = why_unreadable(path); !why.empty()) {
+        throw InputError("cannot read \"" + path + "\": " + why +
+                         "; name the folder of a run, or that of one device of a site");
     }
     check_line(options);
+    std::ifstream in(path);
     std::string text;
     int number = 0;
     for (std::string line; std::getline(in, line);) {
         ++number;
         try {
-            const Json person = Json::parse(line);
-            if (!is_meant(person, options)) continue;
-            text += headline(person);
-            if (!options.track) continue;
-            for (const Json& step : person.at("story"))
-                text += step_text(step);
+            text += story_text(Json::parse(line), options);
         } catch (const Json::exception&) {
+            // Only the last line of a run that was cut off has no end.
+            if (in.eof()) break;
             throw InputError("\"" + path + "\" line " + std::to_string(number) +
-                             " is no story; the file was cut or changed");
+                             " is not a story; the file was changed");
         }
     }
-    return text.empty() ? nobody(options) : text;
+    if (text.empty()) text = nobody(options);
+    std::error_code error;
+    if (!std::filesystem::exists(folder / kSummaryFile, error)) {
+        text += "the run goes on or was cut off; people whose track had not ended are missing\n";
+    }
+    return text;
 }
 
 }  // namespace host

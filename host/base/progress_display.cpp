@@ -53,7 +53,8 @@ void ProgressDisplay::say(std::size_t row, const std::string& sentence) {
     const std::lock_guard lock(mutex_);
     erase();
     const std::string& name = names_[row];
-    std::fprintf(out_, "%s%s\n", name.empty() ? "" : (name + ": ").c_str(), sentence.c_str());
+    std::fprintf(out_, "%s%s\n", name.empty() ? "" : (name + ": ").c_str(),
+                 visible(sentence).c_str());
     draw();
 }
 

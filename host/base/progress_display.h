@@ -19,6 +19,9 @@ class ProgressDisplay {
     // rounds of lines where `out` is no terminal; none: there are no lines, only sentences.
     ProgressDisplay(std::FILE* out, std::vector<std::string> names, bool quiet,
                     std::optional<std::chrono::milliseconds> every = std::nullopt);
+    ~ProgressDisplay() { finish(); }
+    ProgressDisplay(const ProgressDisplay&) = delete;
+    ProgressDisplay& operator=(const ProgressDisplay&) = delete;
 
     bool terminal() const { return terminal_; }
     // The row has something to come: rounds wait for its first line, though not for long.

@@ -16,7 +16,7 @@ std::string why_unreadable(const std::string& path) {
     const fs::file_status status = fs::status(path, error);
     if (error) return error.message();
     if (fs::is_directory(status)) return "it is a folder";
-    if (!fs::is_regular_file(status)) return "it is no regular file";
+    if (!fs::is_regular_file(status)) return "it is not a regular file";
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) return std::generic_category().message(errno);
     ::close(file);

@@ -64,7 +64,7 @@ void TomlValue::fail(std::string_view sentence) const {
 }
 
 std::string TomlValue::text() const {
-    if (!is_text()) fail("a text in quotes is needed here");
+    if (!is_text()) fail("a quoted string is needed here");
     return std::get<std::string>(content_);
 }
 
@@ -94,7 +94,7 @@ double TomlValue::finite_number() const {
 double TomlValue::number(double least, double most) const {
     const std::optional<double> value = as_number();
     if (!value || !(*value >= least && *value <= most)) {
-        fail("a number of " + plain_number(least) + " to " + plain_number(most) +
+        fail("a number from " + plain_number(least) + " to " + plain_number(most) +
              " is needed here");
     }
     return *value;
@@ -103,7 +103,7 @@ double TomlValue::number(double least, double most) const {
 int TomlValue::whole(int least, int most) const {
     const std::optional<double> value = as_number();
     if (!value || !(*value >= least && *value <= most) || *value != std::floor(*value)) {
-        fail("a whole number of " + std::to_string(least) + " to " + std::to_string(most) +
+        fail("a whole number from " + std::to_string(least) + " to " + std::to_string(most) +
              " is needed here");
     }
     return static_cast<int>(*value);

@@ -29,6 +29,11 @@ constexpr std::size_t kMostDigits = 9;
 
 // Numbers that leave out more than this are no frame numbers but something like times of day.
 constexpr double kLongestGap_s = 10.0;
+// One frame in twenty may be lost before the counts are said to be incomplete.
+constexpr std::size_t kLeastOfLoss = 20;
+
+constexpr std::uintmax_t kMostBesidePixels = 1u << 20;  // bytes of a file
+
 constexpr double kLongestStep_s = 0.25;  // between most neighbours
 constexpr std::int64_t kLongestStep = 10;
 
@@ -117,6 +122,15 @@ std::string png_fault(const fs::path& path, const RecordingCamera& camera) {
     if (const std::string why = why_unreadable(path.string()); !why.empty()) {
         return "cannot read " + place + ": " + why;
     }
+    // Packed pixels take hardly more than plain ones.
+    const std::uintmax_t most = 4u * static_cast<std::uintmax_t>(camera.width) *
+                                    static_cast<std::uintmax_t>(camera.height) +
+                                kMostBesidePixels;
+    std::error_code error;
+    if (fs::file_size(path, error) > most && !error) {
+        return place + " is larger than " + std::to_string(most) +
+               " bytes, which no picture of this camera is; record it again or remove it";
+    }
     const std::optional<PngHeader> png = read_png_header(path.string());
     if (!png) return place + " is not a whole PNG file; record it again or remove it";
     if (png->bits != 16 || !png->grey) {
@@ -183,10 +197,14 @@ class DepthFolder final : public FrameSource {
     }
 
     std::vector<std::string> warnings() const override {
-        if (unreadable_ == 0) return {};
-        return {std::to_string(unreadable_) + " of " + std::to_string(files_.size()) +
-                " frames could not be read and counted as frames without measurement; the first: " +
-                first_fault_};
+        if (lost_frames() == 0) return {};
+        return {loss_text() +
+                " and were treated as frames without measurement; the first: " + first_fault_};
+    }
+
+    std::vector<std::string> losses() const override {
+        if (lost_frames() * kLeastOfLoss <= position_) return {};
+        return {loss_text()};
     }
 
     PicturePoint to_picture(const PicturePoint& p) const override {
@@ -197,6 +215,17 @@ class DepthFolder final : public FrameSource {
   private:
     double to_depth_x(double u) const { return (u + 0.5) * fit_.scale + fit_.offset_x - 0.5; }
     double to_depth_y(double v) const { return (v + 0.5) * fit_.scale + fit_.offset_y - 0.5; }
+
+    std::size_t lost_frames() const {
+        return static_cast<std::size_t>(
+            std::count_if(files_.begin(), files_.begin() + static_cast<std::ptrdiff_t>(position_),
+                          [](const NumberedFile& file) { return !file.readable; }));
+    }
+
+    std::string loss_text() const {
+        return std::to_string(lost_frames()) + " of " + std::to_string(position_) +
+               " frames could not be read";
+    }
 
     // A frame that cannot be read shows nothing; the way of time and the counting go on.
     void read_pixels(NumberedFile& file) {
@@ -240,7 +269,7 @@ double camera_number(const TomlValue& value, const char* key, double low, double
     const std::optional<double> number = value.as_number();
     const bool fits = number && *number >= low && *number <= high;
     if (fits && (!whole || *number == std::floor(*number))) return *number;
-    throw InputError(value.place(key) + " must be a number of " + plain_number(low) + " to " +
+    throw InputError(value.place(key) + " must be a number from " + plain_number(low) + " to " +
                      plain_number(high) + unit);
 }
 

@@ -107,6 +107,10 @@ class FrameSource : public FrameFeed {
     // each.
     virtual std::vector<std::string> warnings() const { return {}; }
 
+    // What so much is missing of that the counts are not complete, of the frames given so far; one
+    // sentence each.
+    virtual std::vector<std::string> losses() const { return {}; }
+
   protected:
     SourceInfo info_;
 };

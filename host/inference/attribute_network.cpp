@@ -92,7 +92,8 @@ std::vector<std::uint8_t> read_file(const Form& form, const std::string& path) {
 }
 
 std::string tensor_text(const OnnxTensor& tensor) {
-    const char* type = tensor.element_type == kOnnxFloat ? " floats" : " values that are no floats";
+    const char* type =
+        tensor.element_type == kOnnxFloat ? " floats" : " values that are not floats";
     std::string text = one_line(tensor.name);
     text.insert(0, 1, '"');
     return text + "\" of " + shape_text(tensor.shape) + type;
@@ -139,8 +140,9 @@ class Network {
         const std::vector<std::uint8_t> bytes = read_file(form, path);
         const std::optional<OnnxOutline> outline = read_onnx_outline(bytes);
         if (!outline) {
-            refuse(form, path,
-                   "is no ONNX file, or not a whole one; name one that was saved completely");
+            refuse(
+                form, path,
+                "is not an ONNX file, or not a complete one; name one that was saved completely");
         }
         check_outline(form, path, *outline);
         // One thread, so that sums are formed in the same order in every run.

@@ -29,6 +29,7 @@ class MasterLink final : public DeviceLink {
         LinkFigures figures;
         figures.master = true;
         figures.reached = stats.reached;
+        figures.outages = stats.outages;
         figures.outage = stats.outage;
         figures.requests = stats.requests;
         figures.unknown = stats.unknown;
@@ -69,6 +70,7 @@ class SlaveLink final : public DeviceLink {
         const SlaveStats stats = bridge_.stats();
         LinkFigures figures;
         figures.reached = stats.reached;
+        figures.outages = stats.outages;
         figures.outage = stats.outage;
         figures.sent = stats.sent;
         figures.withheld = stats.withheld;

@@ -21,7 +21,8 @@ struct HeardDevice {
 struct LinkFigures {
     bool master = false;
     bool reached = false;  // there was a connection to the broker
-    std::string outage;    // why there was none, when it was missing last
+    int outages = 0;       // how often it was lost afterwards
+    std::string outage;    // why it was missing last
     // A slave's.
     std::int64_t sent = 0;
     std::int64_t withheld = 0;      // before the first frame count of the master

@@ -41,7 +41,7 @@ std::vector<std::string> subscriptions(const std::string& site) {
 std::string refusal_text(Verdict verdict, std::size_t length) {
     switch (verdict) {
         case Verdict::kUnknownDevice:
-            return "it is no slave of this site";
+            return "it is not a slave of this site";
         case Verdict::kWrongLength:
             return "its length is " + std::to_string(length) + " bytes, not " +
                    std::to_string(sizeof(MASTER_MSG_S));
@@ -112,6 +112,7 @@ void MasterBridge::on_connection(bool connected, const std::string& reason) {
     {
         const std::lock_guard lock(mutex_);
         connected_ = connected;
+        if (!connected && reached_) ++outages_;
         reached_ = reached_ || connected;
         if (!connected) outage_ = reason;
     }
@@ -282,7 +283,7 @@ void MasterBridge::send_status(bool online) {
 
 MasterStats MasterBridge::stats() const {
     const std::lock_guard lock(mutex_);
-    MasterStats stats{connected_, reached_, outage_, gate_.unknown(), requests_, {}};
+    MasterStats stats{connected_, reached_, outages_, outage_, gate_.unknown(), requests_, {}};
     for (DeviceState& state : gate_.states()) {
         const Extra& extra = extras_[static_cast<std::size_t>(state.device.index)];
         stats.slaves.push_back({std::move(state), extra.delay.summary(), extra.counting.summary(),

@@ -49,6 +49,7 @@ struct SlaveView {
 struct MasterStats {
     bool connected = false;
     bool reached = false;           // connected at some time
+    int outages = 0;                // how often it was lost afterwards
     std::string outage;             // why the connection was missing last
     std::int64_t unknown = 0;       // messages that name no device of the site
     std::int64_t requests = 0;      // for the frame count
@@ -109,6 +110,7 @@ class MasterBridge {
     mutable std::mutex mutex_;
     bool connected_ = false;
     bool reached_ = false;
+    int outages_ = 0;
     std::string outage_;
     TrackGate gate_;
     std::vector<Extra> extras_;  // by the index of the device

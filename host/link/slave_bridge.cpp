@@ -65,6 +65,7 @@ void SlaveBridge::on_connection(bool connected, const std::string& reason) {
     {
         const std::lock_guard lock(mutex_);
         stats_.connected = connected;
+        if (!connected && stats_.reached) ++stats_.outages;
         stats_.reached = stats_.reached || connected;
         if (!connected) stats_.outage = reason;
         // At once: the master may have started anew meanwhile.

@@ -33,6 +33,7 @@ struct SlaveHooks {
 struct SlaveStats {
     bool connected = false;
     bool reached = false;           // connected at some time
+    int outages = 0;                // how often it was lost afterwards
     std::string outage;             // why the connection was missing last
     bool synchronised = false;      // an answer of the master has come
     std::int64_t sent = 0;          // track messages handed to the connection

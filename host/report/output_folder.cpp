@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kTemporarySuffix = ".part";
+constexpr const char* kFormerSuffix = ".former";
 
 // What a signal handler has to remove, files before folders; null where there is nothing. The
 // texts belong to the folder in work.
@@ -97,20 +98,22 @@ OutputFolder::~OutputFolder() {
     std::error_code error;
     for (const std::string& name : names_)
         fs::remove(temporary(name), error);
+    forget_former();
     remove_made_folders();
 }
 
 void OutputFolder::begin() {
     std::error_code error;
     for (const std::string& name : names_) {
-        fs::remove(path_ / name, error);
         fs::remove(temporary(name), error);
+        fs::rename(path_ / name, former(name), error);
+        if (!error) former_.push_back(name);
     }
 }
 
 void OutputFolder::leave_out(const std::string& name) {
     std::error_code error;
-    fs::remove(file(name), error);
+    if (!grows(name)) fs::remove(temporary(name), error);
     std::erase(names_, name);
 }
 
@@ -118,6 +121,20 @@ void OutputFolder::discard() {
     std::error_code error;
     for (const std::string& name : names_)
         fs::remove(file(name), error);
+    for (const std::string& name : former_)
+        fs::rename(former(name), path_ / name, error);
+    former_.clear();
+}
+
+void OutputFolder::forget_former() {
+    std::error_code error;
+    for (const std::string& name : former_)
+        fs::remove(former(name), error);
+    former_.clear();
+}
+
+fs::path OutputFolder::former(const std::string& name) const {
+    return path_ / (name + kFormerSuffix);
 }
 
 void OutputFolder::remove_made_folders() {
@@ -135,7 +152,7 @@ void OutputFolder::check_names() const {
         if (type == fs::file_type::not_found || type == fs::file_type::regular) return;
         if (link_allowed && type == fs::file_type::symlink) return;
         throw InputError("\"" + path.string() +
-                         "\" is in the way of a result and is no file; move it or name another "
+                         "\" is in the way of a result and is not a file; move it or name another "
                          "folder with --output");
     };
     for (const std::string& name : names_) {
@@ -149,8 +166,10 @@ void OutputFolder::remember_for_emergency() {
     const auto remember = [this](auto& list, std::size_t i, const std::string& path) {
         if (i < list.size()) list[i] = emergency_paths_.emplace_back(path).c_str();
     };
-    for (std::size_t i = 0; i < names_.size(); ++i)
-        remember(emergency_files, i, temporary(names_[i]));
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+        remember(emergency_files, 2 * i, temporary(names_[i]));
+        remember(emergency_files, 2 * i + 1, former(names_[i]).string());
+    }
     for (std::size_t i = 0; i < made_.size(); ++i)
         remember(emergency_folders, i, made_[i].string());
 }
@@ -178,6 +197,7 @@ void OutputFolder::commit() {
         }
     }
     committed_ = true;
+    forget_former();
     forget_emergency_paths();
 }
 

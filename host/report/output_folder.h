@@ -35,14 +35,15 @@ class OutputFolder {
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
 
-    // Removes what an earlier run left under these names, so that the folder tells of one run.
+    // Puts aside what an earlier run left under these names, so that the folder tells of one run.
     void begin();
     // Path of a file to be written now. One that grows during the run (see grows()) has its name
     // from the beginning, and stays; the others have a temporary one.
     std::string file(const std::string& name) const;
-    // This file is not written after all.
+    // This file is not written after all; what has grown of one stays.
     void leave_out(const std::string& name);
-    // Removes the files that stay, too: there was no run.
+    // There was no run: removes its files, those that stay too, and brings back what begin() put
+    // aside.
     void discard();
     // Gives all files their names. Throws std::runtime_error when one was not written.
     void commit();
@@ -53,11 +54,14 @@ class OutputFolder {
     void remove_made_folders();
     void check_names() const;
     void remember_for_emergency();
+    void forget_former();
     std::string temporary(const std::string& name) const;
+    std::filesystem::path former(const std::string& name) const;
 
     std::filesystem::path path_;
     std::vector<std::filesystem::path> made_;  // folders, innermost first
     std::vector<std::string> names_;
+    std::vector<std::string> former_;  // names of files that were put aside
     std::deque<std::string> emergency_paths_;
     FolderLock lock_;
     bool committed_ = false;

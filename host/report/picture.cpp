@@ -25,7 +25,7 @@ void draw_title(cv::Mat image, const RunFacts& facts, const Evidence& evidence) 
     std::string when = format_text("%.0f s analysed", facts.scene_s);
     when += ", camera at " + format_text("%.2f m", facts.install_height_mm / 1000.0);
     if (evidence.frame >= 0) {
-        when += ", shown is frame " + std::to_string(evidence.frame) +
+        when += ", showing frame " + std::to_string(evidence.frame) +
                 format_text(" at %.1f s", evidence.time_s) +
                 "; the counts are those of the whole run";
     }

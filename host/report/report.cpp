@@ -73,7 +73,7 @@ void print_places(std::string& out, const RunFacts& facts, const Scores& scores,
         out +=
             format_text("  time in regions      size of error: median %.2f s, 95 %% below %.2f s; ",
                         stays.error_sizes_s.quantile(0.5), stays.error_sizes_s.quantile(0.95));
-        out += format_text("%d of %d stays not seen\n", stays.true_long_stays_missed,
+        out += format_text("%d of %d stays missed\n", stays.true_long_stays_missed,
                            stays.true_long_stays);
     }
     if (!evidence.heat) return;
@@ -135,10 +135,10 @@ void print_times(std::string& out, const RunFacts& facts) {
     const double speed = facts.wall_s > 0.0 ? facts.scene_s / facts.wall_s : 0.0;
     out += format_text("  speed                %lld frames in %.1f s, %.1f times real time\n",
                        static_cast<long long>(times.frames), facts.wall_s, speed);
-    out +=
-        format_text("  not given back       %d blocks, %d mappings, %d images; %d wrong returns\n",
-                    facts.left.loans.blocks, facts.left.loans.mappings, facts.left.images,
-                    facts.left.loans.errors);
+    out += format_text(
+        "  not given back       %d blocks, %d mappings, %d images; %d invalid returns\n",
+        facts.left.loans.blocks, facts.left.loans.mappings, facts.left.images,
+        facts.left.loans.errors);
 }
 
 }  // namespace

@@ -272,10 +272,10 @@ std::string loss_text(const std::vector<LostMessages>& lost, int broker_restarts
     for (const LostMessages& device : lost) {
         text += "  warning: " + std::to_string(device.lost) + " of " + std::to_string(device.of) +
                 " messages of " + device.name +
-                " were lost; people whom it alone saw then were not counted\n";
+                " were lost; people only it could see at the time were not counted\n";
     }
     if (broker_restarts > 0) {
-        text += "  warning: the broker ended by itself and was started again" +
+        text += "  warning: the broker died and was restarted" +
                 (broker_restarts > 1 ? " " + std::to_string(broker_restarts) + " times"
                                      : std::string()) +
                 "\n";

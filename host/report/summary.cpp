@@ -190,6 +190,7 @@ Json link_json(const LinkFigures& link) {
     if (!link.master) {
         return {{"role", "slave"},
                 {"reached", link.reached},
+                {"outages", link.outages},
                 {"sent", link.sent},
                 {"withheld", link.withheld},
                 {"disconnected", link.disconnected},

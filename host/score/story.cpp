@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "host/base/text.h"
 #include "vca/messages.h"
@@ -76,6 +77,7 @@ struct LineOutcome {
     const Decision* at_end = nullptr;
     const Decision* turned_back = nullptr;
     const Decision* waits = nullptr;  // still, when the track ended
+    bool stopped = false;             // the run ended while it lived
     const Decision* not_counting = nullptr;
     const Decision* same_side = nullptr;
     const Decision* beyond = nullptr;  // farthest across it without a crossing
@@ -86,7 +88,9 @@ LineOutcome outcome_of(const Story& story, int line) {
     LineOutcome outcome;
     for (const StoryStep& step : story.steps) {
         const Decision& d = step.decision;
-        if (d.place != line) continue;
+        outcome.stopped =
+            outcome.stopped || (d.kind == VCA_DECISION_ENDED && d.detail == VCA_ENDED_STOPPED);
+        if (d.place != line || !is_about_line(d.kind)) continue;
         switch (d.kind) {
             case VCA_DECISION_COUNTED:
                 outcome.counted.push_back(&d);
@@ -121,14 +125,21 @@ LineOutcome outcome_of(const Story& story, int line) {
     return outcome;
 }
 
+// A group of one may stay one, of which nothing is reported.
+std::string group_clause(const Decision& counted) {
+    if (counted.value < 0.0f) return "";
+    const int members = static_cast<int>(counted.limit);
+    const std::string group = " group " + std::to_string(static_cast<int>(counted.value));
+    if (members < 2) return " as the first of" + group;
+    return " in" + group + ", as number " + std::to_string(members);
+}
+
 std::string counted_clause(const LineOutcome& outcome, const std::string& line) {
     std::string text;
     for (const Decision* const counted : outcome.counted) {
         text += text.empty() ? "was counted on line " + line + " in direction " : " and in ";
         text += std::to_string(counted->detail);
-        if (counted->value >= 0.0f) {
-            text += format_text(" in group %d", static_cast<int>(counted->value));
-        }
+        text += group_clause(*counted);
     }
     if (outcome.at_end != nullptr) {
         text += format_text(" when the track ended, %.0f passes after it was seen %.0f px past it",
@@ -147,10 +158,12 @@ std::string uncounted_clause(const LineOutcome& outcome, const std::string& line
     if (outcome.not_counting != nullptr) return "crossed line " + line + " while counting was off";
     if (outcome.turned_back != nullptr) return "turned back on line " + line;
     if (outcome.waits != nullptr) {
-        return "crossed line " + line + " and was lost before leaving its U-turn area";
+        return "crossed line " + line + " and was " +
+               (outcome.stopped ? "still in its U-turn area when the run ended"
+                                : "lost before leaving its U-turn area");
     }
     if (outcome.same_side != nullptr) {
-        return "crossed line " + line + " to the side where the last crossing had ended";
+        return "crossed line " + line + " to the side where their last crossing ended";
     }
     if (const Decision* const beyond = outcome.beyond) {
         return "went " + pixels(beyond->value) + " past line " + line + ", " +
@@ -185,7 +198,7 @@ bool is_still(const Story& story, std::int32_t kind, std::int32_t back) {
 std::string height_clause(const Story& story) {
     if (!is_still(story, VCA_DECISION_HEIGHT_OUT, VCA_DECISION_HEIGHT_BACK)) return "";
     const Decision& out = *last_of(story, VCA_DECISION_HEIGHT_OUT);
-    return format_text("measured %.0f mm, which is %s the %.0f mm of people who count",
+    return format_text("measured %.0f mm, which is %s the limit of %.0f mm for counting",
                        static_cast<double>(out.value), out.value > out.limit ? "above" : "below",
                        static_cast<double>(out.limit));
 }
@@ -238,9 +251,73 @@ std::string story_sentence(const Story& story, const StoryNames& names) {
         append(text, "stood still with a low score, as furniture does");
     append(text, region_clause(story, names));
     if (last_of(story, VCA_DECISION_STAFF) != nullptr) append(text, "is staff");
+    if (text.empty() && names.counts_merged && story.list == VCA_LIST_LOCAL)
+        return "was followed for the site, whose merged tracks are counted";
     if (text.empty() && last_of(story, VCA_DECISION_COUNTABLE) == nullptr)
         return "was seen too briefly to count";
     return text.empty() ? "came near no line" : text;
+}
+
+std::string step_text(const Decision& d, const StoryNames& names) {
+    const std::string line = "line " + story_name(names.lines, d.place);
+    const std::string region = "region " + story_name(names.regions, d.place);
+    const std::string direction = " in direction " + std::to_string(d.detail);
+    const auto number = [](float value) { return plain_number(static_cast<double>(value)); };
+    switch (d.kind) {
+        case VCA_DECISION_BORN:
+            return "appeared with a score of " + number(d.value);
+        case VCA_DECISION_COUNTABLE:
+            return "can be counted from here on";
+        case VCA_DECISION_ENDED:
+            if (d.detail == VCA_ENDED_STOPPED) return "was there when the run ended";
+            return "was not seen for " + number(d.value) + " passes: the track ended";
+        case VCA_DECISION_FURNITURE:
+            return "stood still with a low score for " + number(d.value) +
+                   " updates: taken for furniture";
+        case VCA_DECISION_NO_FURNITURE:
+            return "moved: not furniture after all";
+        case VCA_DECISION_HEIGHT_OUT:
+            return "measured " + number(d.value) + " mm, with a limit of " + number(d.limit) +
+                   " mm: does not count";
+        case VCA_DECISION_HEIGHT_BACK:
+            return "measured " + number(d.value) + " mm: counts again";
+        case VCA_DECISION_PROMOTED:
+            return "measured " + number(d.value) + " mm: a person, not a small object";
+        case VCA_DECISION_GENDER:
+            return d.detail == VCA_GENDER_FEMALE ? "taken for a woman" : "taken for a man";
+        case VCA_DECISION_STAFF:
+            return "recognised as staff";
+        case VCA_DECISION_NEAR_LINE:
+            if (d.detail == 0) return pixels(d.value) + " before " + line;
+            return pixels(d.value) + " past " + line + ", " + pixels(d.limit) + " are needed";
+        case VCA_DECISION_CROSSED:
+            return "crossed " + line + ": " + pixels(d.value) + " past it, " + pixels(d.limit) +
+                   " are needed";
+        case VCA_DECISION_SAME_SIDE:
+            return "crossed " + line + " to the side where their last crossing ended: not counted";
+        case VCA_DECISION_WAITS:
+            return "crossed " + line + direction + ": decided on leaving the U-turn area";
+        case VCA_DECISION_TURNED_BACK:
+            return "left the U-turn area of " + line + " on the side it came from: not counted";
+        case VCA_DECISION_AT_END:
+            return "was " + pixels(d.limit) + " past " + line + " when last near it, " +
+                   number(d.value) + " passes ago: enough at the end of a track";
+        case VCA_DECISION_COUNTED:
+            return "counted on " + line + direction + group_clause(d);
+        case VCA_DECISION_NOT_COUNTING:
+            return "crossed " + line + direction + " while counting was off";
+        case VCA_DECISION_ENTERED:
+            return "entered " + region;
+        case VCA_DECISION_LEFT:
+            return "left " + region + " after " +
+                   plain_number(std::round(d.value / 100.0f) / 10.0) + " s";
+        case VCA_DECISION_MERGED:
+            return "is track " + std::to_string(d.place) + " of " +
+                   (d.detail == 0 ? std::string("the master")
+                                  : "slave " + std::to_string(d.detail - 1));
+        default:
+            return decision_name(d.kind);
+    }
 }
 
 std::vector<Story> StoryBook::add(const Event& event) {

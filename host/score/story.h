@@ -34,11 +34,15 @@ struct Story {
 struct StoryNames {
     std::vector<std::string> lines;
     std::vector<std::string> regions;
+    bool counts_merged = false;  // the tracks of a device of a site do not count by themselves
 };
 
 // One sentence for a reader, such as: came within 14 px of line door, 22 were needed, and went
 // back.
 std::string story_sentence(const Story& story, const StoryNames& names);
+
+// What one step says, such as: 9 px past line door, 22 px are needed.
+std::string step_text(const Decision& decision, const StoryNames& names);
 
 // The name of a line or region, its number from 1 when it has none.
 std::string story_name(const std::vector<std::string>& names, int number);

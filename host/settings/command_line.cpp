@@ -31,9 +31,9 @@ std::string example_site() {
 std::string examples_text() {
     const std::string site = example_site();
     return R"(
-Examples; words in capitals stand for files and folders of yours:
+Examples; replace words in capitals with your own files and folders:
   vca run                                   the built-in scene "entrance"
-  vca run --scene uturn --seconds 30        the first half minute of another one
+  vca run --scene uturn --seconds 30        the first half minute of another scene
   vca run --trajectories WALKS.txt --height 6000
   vca run --folder RECORDING --line "256,0 256,423" --height auto
   vca run --line "100,272 860,272" --uturn "60,150 900,150 900,400 60,400"
@@ -53,8 +53,8 @@ Examples; words in capitals stand for files and folders of yours:
 constexpr const char* kRunFooter = R"(
 --trajectories alone implies --source walks, --folder alone implies --source depth-folder.
 
-A counting line counts in two directions: direction 1 is that of a walker who comes to the left of
-the line as seen when looking along it on the picture from its first point to its last.
+A counting line counts in two directions: direction 1 is that of a walker who ends up on the
+left of the line, looking along it in the picture from its first point to its last.
 --site FILE alone runs a whole simulated site on this machine: a broker, and a process for each camera.
 With --device NAME it is one camera of the site, on a machine of its own.
 
@@ -69,7 +69,7 @@ customer's screen would show), library.log (what the analysis library prints) an
 The .jsonl and .csv files can be followed while the run goes on.
 
 Exit status: 0 when all went well, 1 when the run failed, 2 for wrong input, 3 when the counts are
-kept but something is missing, which a sentence names.
+kept but something is missing; a message says what.
 )";
 
 void add_site_options(CLI::App& run, SiteOptions& site) {
@@ -81,9 +81,9 @@ void add_site_options(CLI::App& run, SiteOptions& site) {
     add("--site", "FILE", "Site of several cameras that count as one");
     add("--device", "NAME", "Run this one camera of the site");
     add("--broker", "HOST:PORT", "MQTT broker of the device [as the file says]");
-    add("--start-at", "MS", "Moment of the scene's beginning in milliseconds since 1970 [now]");
+    add("--start-at", "MS", "When the scene starts, in milliseconds since 1970 [now]");
     run.add_flag("--alone", site.alone,
-                 "Have the device count by itself, without broker and as fast as it can")
+                 "Let the device count by itself, without a broker and as fast as it can")
         ->disable_flag_override()
         ->group(kGroup);
 }
@@ -194,6 +194,10 @@ void settle_run(const CLI::App& run, const RunArguments& arguments, CommandLine&
 
 void settle_why(const CLI::App& command, WhyOptions& why) {
     check_each_given_once(command);
+    if (is_given(command, "--track") &&
+        (is_given(command, "--line") || is_given(command, "--time"))) {
+        throw InputError("--track tells one whole story; leave out --line and --time");
+    }
     why.line = value_of(command, "--line");
     if (const auto text = value_of(command, "--track")) {
         const std::optional<double> number = to_number(*text);
@@ -204,7 +208,7 @@ void settle_why(const CLI::App& command, WhyOptions& why) {
     }
     if (const auto text = value_of(command, "--time")) {
         why.time_s = to_number(*text);
-        if (!why.time_s) {
+        if (!why.time_s || *why.time_s < 0.0) {
             throw InputError("--time is \"" + *text + "\"; write a scene time in seconds");
         }
     }

@@ -54,7 +54,7 @@ class InstallationReader {
             const PicturePoint point{x.number(), y.number()};
             if (!std::isfinite(point.x) || !std::isfinite(point.y)) {
                 throw InputError(x.place("the point " + point_text(point) +
-                                         " lies nowhere; write pixels of the picture"));
+                                         " is not a valid position; write pixels of the picture"));
             }
             list.push_back(point);
         }

@@ -49,7 +49,7 @@ std::string line_text(const CountingLine& line) {
     std::string text = "  line \"" + line.name + "\": " + std::to_string(line.points.size()) +
                        " points, " + format_text("%.0f", length_px(line.points)) + " pixels long";
     if (line.uturn_filter) {
-        text += ", leaves out who turns back in ";
+        text += ", does not count people who turn back in ";
         text += line.uturn_area.empty()
                     ? "the picture"
                     : "an area of " + std::to_string(line.uturn_area.size()) + " points";

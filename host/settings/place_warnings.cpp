@@ -62,6 +62,13 @@ bool crosses_itself(const Points& points, bool closed) {
     return false;
 }
 
+double length_of(const Points& line) {
+    double length = 0.0;
+    for (std::size_t i = 1; i < line.size(); ++i)
+        length += std::hypot(line[i].x - line[i - 1].x, line[i].y - line[i - 1].y);
+    return length;
+}
+
 // Whether there is no place on the piece from which people can go far enough to both sides.
 bool runs_along_edge(const Points& line, int width, int height) {
     for (std::size_t i = 1; i < line.size(); ++i) {
@@ -94,9 +101,16 @@ std::vector<std::string> place_warnings(const CountedPlaces& places) {
         if (line.points.empty()) continue;
         const std::string name = "the line \"" + line.name + "\"";
         if (crosses_itself(line.points, false))
-            warnings.push_back(name + " crosses itself; who walks over both pieces counts twice");
+            warnings.push_back(
+                name + " crosses itself; anyone who walks over both parts is counted twice");
+        if (length_of(line.points) < kHalfPerson_px)
+            warnings.push_back(name + " is shorter than people are wide; hardly anybody meets it");
+        const bool partly =
+            !everywhere_on_line(line.points, [&](const PicturePoint& p) { return !excluded(p); });
         if (everywhere_on_line(line.points, excluded))
-            warnings.push_back(name + " lies in exclusion areas altogether; nobody counts there");
+            warnings.push_back(name + " lies entirely in exclusion areas; nobody is counted there");
+        else if (partly)
+            warnings.push_back(name + " lies partly in exclusion areas; nobody is counted there");
     }
     for (const CountingRegion& region : places.regions) {
         if (region.points.empty()) continue;
@@ -104,12 +118,12 @@ std::vector<std::string> place_warnings(const CountedPlaces& places) {
         if (crosses_itself(region.points, true))
             warnings.push_back(name + " crosses itself; people in parts of it are not counted");
         if (everywhere_in_region(region.points, excluded))
-            warnings.push_back(name + " lies in exclusion areas altogether; nobody counts there");
+            warnings.push_back(name + " lies entirely in exclusion areas; nobody is counted there");
     }
     return warnings;
 }
 
-std::vector<std::string> edge_warnings(const CountedPlaces& places, int width, int height) {
+std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int width, int height) {
     std::vector<std::string> warnings;
     for (const CountingLine& line : places.lines) {
         if (line.points.empty() || !runs_along_edge(line.points, width, height)) continue;
@@ -117,6 +131,11 @@ std::vector<std::string> edge_warnings(const CountedPlaces& places, int width, i
                            "\" runs along the edge of the picture; nobody can come far enough past "
                            "it to be counted");
     }
+    return warnings;
+}
+
+std::vector<std::string> region_edge_warnings(const CountedPlaces& places, int width, int height) {
+    std::vector<std::string> warnings;
     for (const CountingRegion& region : places.regions) {
         if (region.points.empty()) continue;
         const bool hidden = everywhere_in_region(region.points, [&](const PicturePoint& p) {

@@ -16,11 +16,14 @@ struct CountedPlaces {
     const std::vector<std::vector<PicturePoint>>& exclusions;
 };
 
-// One sentence for each line or region that crosses itself or lies in exclusion areas altogether.
+// One sentence for each line or region that crosses itself or lies in exclusion areas, a line also
+// when only a part of it does, or when it is shorter than people are wide.
 std::vector<std::string> place_warnings(const CountedPlaces& places);
 
-// One sentence for each line past which nobody can come far enough in a picture of this size, and
-// each region in which nobody can be seen.
-std::vector<std::string> edge_warnings(const CountedPlaces& places, int width, int height);
+// One sentence for each line past which nobody can come far enough in a picture of this size.
+std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int width, int height);
+
+// One sentence for each region in which nobody can be seen in a picture of this size.
+std::vector<std::string> region_edge_warnings(const CountedPlaces& places, int width, int height);
 
 }  // namespace host

@@ -33,7 +33,7 @@ Whole whole_from(const std::string& text, const std::string& option, Whole lowes
     const char* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
     if (error != std::errc{} || stop != end || value < lowest) {
-        throw InputError(option + " is \"" + text + "\"; write a whole number of " +
+        throw InputError(option + " is \"" + text + "\"; write a whole number from " +
                          std::to_string(lowest) + " to " +
                          std::to_string(std::numeric_limits<Whole>::max()));
     }
@@ -43,7 +43,7 @@ Whole whole_from(const std::string& text, const std::string& option, Whole lowes
 void set_camera_at(const std::string& text, RunOptions& options) {
     const std::size_t comma = text.find(',');
     const auto x = to_number(text.substr(0, comma));
-    const auto y = comma == text.npos ? std::nullopt : to_number(text.substr(comma + 1));
+    const auto y = comma == std::string::npos ? std::nullopt : to_number(text.substr(comma + 1));
     if (!x || !y) {
         throw InputError("--camera-at is \"" + text +
                          "\"; write one point in metres, such as 1.5,-2");
@@ -130,7 +130,8 @@ const std::vector<RunArgument>& source_arguments() {
          {"walks", "depth-folder"}},
         {"--height",
          "MM|auto",
-         "Camera over the floor in mm, or \"auto\" to measure it [as the source says]",
+         "Height of the camera over the floor in mm, or \"auto\" to measure it [as the source "
+         "says]",
          set_height,
          {}},
         {"--seconds", "S", "End after this much scene time", set_seconds, {}},
@@ -197,7 +198,7 @@ const std::vector<RunArgument>& output_arguments() {
          {}},
         {"--show-detected",
          "",
-         "Have the analysis also send the trails of the boxes as detected",
+         "Also send the trails of the boxes as detected",
          [](Text, RunOptions& options) { options.show_detected = true; },
          {}},
         {"--no-live",
@@ -260,7 +261,7 @@ std::optional<std::string> value_of(const CLI::App& command, const std::string& 
 
 void PlaceArguments::check_once(const std::string& option, const std::string& place) {
     if (of_last_.insert(option).second) return;
-    throw InputError(option + " is given twice for " + place + "; each takes it once");
+    throw InputError(option + " is given twice for " + place + "; give it once");
 }
 
 PlacedLine& PlaceArguments::line_before(const std::string& option) {
@@ -283,7 +284,8 @@ void PlaceArguments::add_line(const std::string& text) {
 
 void PlaceArguments::add_region(const std::string& text) {
     if (no_regions_ || (text == "none" && !regions_.empty())) {
-        throw InputError("--region none goes with no other --region; leave one of them out");
+        throw InputError(
+            "--region none cannot be combined with another --region; leave one of them out");
     }
     if (text == "none") {
         no_regions_ = true;

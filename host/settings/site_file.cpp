@@ -145,7 +145,7 @@ class SiteReader {
         }
         device.master = role == "master";
         if (!has_x || !has_y) {
-            throw InputError(device.place + " has no place; give x_m and y_m in metres");
+            throw InputError(device.place + " has no position; give x_m and y_m in metres");
         }
         if (device.height_mm == 0.0) {
             throw InputError(device.place + " has no height_mm; give its lens over the floor");

@@ -156,7 +156,7 @@ void LiveVideo::check_room() const {
     const fs::space_info space = fs::space(fs::path(setup_.path).parent_path(), error);
     if (error || space.available >= kLeftForCounts) return;
     throw std::runtime_error("less than " + std::to_string(kLeftForCounts >> 20) +
-                             " MB are free on its disk, which are left to the counts");
+                             " MB is free on its disk, and that is kept for the counts");
 }
 
 }  // namespace host

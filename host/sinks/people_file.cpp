@@ -27,19 +27,21 @@ void name_place(Json& out, const Decision& d, const StoryNames& names) {
 }
 
 // As many digits as tell measurements apart; a float as a double would have 17.
-double rounded(float value) {
-    return std::round(static_cast<double>(value) * 1000.0) / 1000.0;
+double rounded(double value) {
+    return std::round(value * 1000.0) / 1000.0;
 }
 
 Json step_json(const StoryStep& step, const StoryNames& names) {
     const Decision& d = step.decision;
-    Json out{{"frame", step.frame}, {"time_s", step.time_s}, {"what", decision_name(d.kind)}};
+    Json out{
+        {"frame", step.frame}, {"time_s", rounded(step.time_s)}, {"what", decision_name(d.kind)}};
     name_place(out, d, names);
     out["at"] = {d.x, d.y};
     if (d.value != 0.0f || d.limit != 0.0f) {
-        out["value"] = rounded(d.value);
-        out["limit"] = rounded(d.limit);
+        out["value"] = rounded(static_cast<double>(d.value));
+        out["limit"] = rounded(static_cast<double>(d.limit));
     }
+    out["text"] = step_text(d, names);
     return out;
 }
 
@@ -64,8 +66,8 @@ void PeopleFile::finish() {
 
 void PeopleFile::write(const Story& story) {
     Json line{{"track", story.track}, {"merged", story.list == VCA_LIST_MERGED}};
-    line["from_s"] = story.steps.front().time_s;
-    line["to_s"] = story.steps.back().time_s;
+    line["from_s"] = rounded(story.steps.front().time_s);
+    line["to_s"] = rounded(story.steps.back().time_s);
     line["why"] = story_sentence(story, names_);
     for (const StoryStep& step : story.steps)
         line["story"].push_back(step_json(step, names_));

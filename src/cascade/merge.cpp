@@ -191,6 +191,7 @@ int dev_cascade_local_master_merge_slave_obj(VCA_NN_RESULT_S* result,
         if (found.is_merged(i)) continue;
         found.set_merged(i);
         add_object(found, i, out);
+        note_member(found, i, i, out);
     }
     return 0;
 }

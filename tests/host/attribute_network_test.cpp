@@ -130,7 +130,7 @@ TEST(GenderNetwork, GivesTheSameBitsEveryTime) {
 TEST(NetworkFile, ARefusalSaysWhatTheFileHasAndWhatIsNeeded) {
     EXPECT_THAT(gender_error(network("small_input.onnx")),
                 AllOf(HasSubstr("1 x 3 x 112 x 112"), HasSubstr("1 x 3 x 224 x 224")));
-    EXPECT_THAT(gender_error(network("byte_input.onnx")), HasSubstr("no floats"));
+    EXPECT_THAT(gender_error(network("byte_input.onnx")), HasSubstr("not floats"));
     EXPECT_THAT(gender_error(network("open_batch.onnx")), HasSubstr("? x 3 x 224 x 224"));
     EXPECT_THAT(gender_error(network("other_order.onnx")),
                 AllOf(HasSubstr("\"male_female_unknown\""), HasSubstr("\"unknown_male_female\"")));
@@ -145,7 +145,7 @@ TEST(NetworkFile, ARefusalSaysWhatTheFileHasAndWhatIsNeeded) {
     EXPECT_THAT(gender_error(network("unknown_layer.onnx")),
                 AllOf(HasSubstr("cannot be run"), HasSubstr("NoSuchLayer")));
     EXPECT_THAT(gender_error(network("truncated.onnx")),
-                HasSubstr("no ONNX file, or not a whole one"));
+                HasSubstr("not an ONNX file, or not a complete one"));
 }
 
 TEST(NetworkFile, WhatIsNoFileIsRefused) {
@@ -155,7 +155,7 @@ TEST(NetworkFile, WhatIsNoFileIsRefused) {
     EXPECT_THAT(gender_error("/dev/zero"), HasSubstr("cannot be read"));
     const auto path = test::unique_path("vca-network-test", ".onnx");
     std::ofstream(path).close();
-    EXPECT_THAT(gender_error(path.string()), HasSubstr("no ONNX file, or not a whole one"));
+    EXPECT_THAT(gender_error(path.string()), HasSubstr("not an ONNX file, or not a complete one"));
     std::filesystem::remove(path);
     EXPECT_THROW(host::open_staff_network("visitors"), host::InputError);
 }

@@ -209,6 +209,31 @@ TEST_F(Folder, ADamagedFileIsAFrameWithoutMeasurement) {
     ASSERT_EQ(source->warnings().size(), 1u);
     EXPECT_THAT(source->warnings()[0],
                 AllOf(HasSubstr("2 of 4 frames could not be read"), HasSubstr("3.png")));
+    EXPECT_EQ(source->losses(), std::vector<std::string>{"2 of 4 frames could not be read"});
+}
+
+// Of the frames that were given, not of those that nobody asked for.
+TEST_F(Folder, OneLostFrameInTwentyIsToldAndNoLoss) {
+    for (int number = 1; number <= 30; ++number)
+        write_png(std::to_string(number) + ".png");
+    fs::resize_file(path_ / "5.png", 60);
+    fs::resize_file(path_ / "30.png", 60);
+    const auto source = open();
+    host::SourceFrame frame;
+    for (int n = 0; n < 10; ++n)
+        source->next(frame);
+    EXPECT_THAT(source->warnings().at(0), HasSubstr("1 of 10 frames"));
+    EXPECT_THAT(source->losses().at(0), HasSubstr("1 of 10 frames"));
+    for (int n = 0; n < 10; ++n)
+        source->next(frame);
+    EXPECT_THAT(source->warnings().at(0), HasSubstr("1 of 20 frames"));
+    EXPECT_TRUE(source->losses().empty());
+}
+
+TEST_F(Folder, AnEnormousFileIsNotRead) {
+    write_png("1.png");
+    fs::resize_file(path_ / "1.png", std::uintmax_t{6} << 30);
+    EXPECT_THAT(error(), HasSubstr("is larger than 1060864 bytes"));
 }
 
 TEST_F(Folder, ARecordingOfWhichMostIsDamagedIsRefusedWhenThatShows) {
@@ -228,7 +253,7 @@ TEST_F(Folder, WhatIsNoFileIsNotOpened) {
     EXPECT_THAT(error(), AllOf(HasSubstr("cannot read"), HasSubstr("it is a folder")));
     fs::remove(path_ / "1.png");
     ASSERT_EQ(::mkfifo((path_ / "1.png").c_str(), 0600), 0);
-    EXPECT_THAT(error(), HasSubstr("it is no regular file"));
+    EXPECT_THAT(error(), HasSubstr("it is not a regular file"));
 }
 
 TEST_F(Folder, SaysWhatIsWrongWithTheCameraFile) {
@@ -237,13 +262,13 @@ TEST_F(Folder, SaysWhatIsWrongWithTheCameraFile) {
     EXPECT_THAT(error(), AllOf(HasSubstr("camera.toml"), HasSubstr("unknown key \"heigth_mm\"")));
     write_camera("height_mm = -3\n");
     EXPECT_THAT(error(), AllOf(HasSubstr("line 9"),
-                               HasSubstr("height_mm must be a number of 1500 to 15000")));
+                               HasSubstr("height_mm must be a number from 1500 to 15000")));
     write_camera("height_mm = \"high\"\n");
     EXPECT_THAT(error(), HasSubstr("height_mm must be a number"));
     write_camera("", "width = 64\nheight = 48\n");
     EXPECT_THAT(error(), HasSubstr("lacks fx"));
     write_camera("", "width = 64.5\nheight = 48\n");
-    EXPECT_THAT(error(), HasSubstr("camera.toml\" line 1: width must be a number of 16 to 8192"));
+    EXPECT_THAT(error(), HasSubstr("camera.toml\" line 1: width must be a number from 16 to 8192"));
     write_camera("= 3\n");
     EXPECT_THAT(error(), HasSubstr("line 9"));
     fs::remove(path_ / "camera.toml");

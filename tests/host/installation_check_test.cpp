@@ -40,7 +40,7 @@ uturn = true
 area = [[0, 0], [50, 0], [50, 90], [0, 90]]
 flip = true
 [[line]]
-points = [[1, 2], [4, 6], [1, 10]]
+points = [[300, 200], [330, 240], [300, 280]]
 uturn = true
 [[region]]
 name = "till"
@@ -57,9 +57,10 @@ TEST(InstallationCheck, DescribesWhatWasUnderstood) {
     EXPECT_EQ(error_of(kFull), "");
     EXPECT_EQ(
         host::describe_installation(read(kFull)),
-        "  line \"door\": 2 points, 50 pixels long, leaves out who turns back in an area of 4 "
+        "  line \"door\": 2 points, 50 pixels long, does not count people who turn back in an area "
+        "of 4 "
         "points, directions swapped\n"
-        "  line \"line 2\": 3 points, 10 pixels long, leaves out who turns back in the "
+        "  line \"line 2\": 3 points, 100 pixels long, does not count people who turn back in the "
         "picture\n"
         "  region \"till\": 4 points around 5000 square pixels\n"
         "  exclusion area: 4 points around 100 square pixels\n"
@@ -91,7 +92,7 @@ TEST(InstallationCheck, WarnsOfWhatOnlySomeSourcesTake) {
     EXPECT_THAT(warned("[[line]]\npoints = [[1, 2], [960, 4]]"),
                 ElementsAre(AllOf(HasSubstr("line 2: the line has the point 960,4"),
                                   HasSubstr("a recording larger than 960 x 544"))));
-    EXPECT_THAT(warned("[[line]]\npoints = [[1, 2], [9, 4]]\nuturn = true\n"
+    EXPECT_THAT(warned("[[line]]\npoints = [[1, 2], [99, 4]]\nuturn = true\n"
                        "area = [[0, 0], [20, 0], [20, 544]]"),
                 ElementsAre(HasSubstr("line 4: the area has the point 20,544")));
     EXPECT_THAT(warned("[[region]]\npoints = [[1, 2], [1000, 4], [1000, 900]]"),

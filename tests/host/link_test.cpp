@@ -293,7 +293,7 @@ TEST_F(LinkTest, UnknownDevicesAreRefusedAndNamedOnce) {
     for (int i = 0; i < 100; ++i)
         raw.send("vca/hall/x" + std::to_string(i) + "/tracks", "");
     ASSERT_TRUE(eventually([&] { return master_.bridge->stats().unknown == 112; }));
-    EXPECT_EQ(master_.reports.count("\"stranger\" is refused, because it is no slave"), 1);
+    EXPECT_EQ(master_.reports.count("\"stranger\" is refused, because it is not a slave"), 1);
     EXPECT_EQ(master_.reports.count("is refused"), 32);
     EXPECT_EQ(master_.received(), 0u);
     EXPECT_EQ(master_.bridge->stats().requests, 0);

@@ -61,10 +61,19 @@ TEST_F(Output, WhatGrowsHasItsNameAndStays) {
         host::OutputFolder folder(base_.string(), {"events.jsonl"});
         folder.begin();
         EXPECT_FALSE(fs::exists(base_ / "events.jsonl"));
-        write(folder.file("events.jsonl"));
+        EXPECT_TRUE(fs::exists(base_ / "events.jsonl.former"));
+        std::ofstream(folder.file("events.jsonl")) << "other";
         folder.discard();
     }
-    EXPECT_FALSE(fs::exists(base_ / "events.jsonl"));
+    EXPECT_EQ(fs::file_size(base_ / "events.jsonl"), 4u) << "the former one is back";
+    {
+        host::OutputFolder folder(base_.string(), {"events.jsonl"});
+        folder.begin();
+        std::ofstream(folder.file("events.jsonl")) << "other";
+        folder.commit();
+    }
+    EXPECT_EQ(fs::file_size(base_ / "events.jsonl"), 5u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(base_), {}), 1);
 }
 
 TEST_F(Output, WhatIsLeftOutIsNotMissed) {

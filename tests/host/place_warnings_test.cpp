@@ -21,7 +21,11 @@ class Places : public ::testing::Test {
         return host::place_warnings({lines_, regions_, exclusions_});
     }
     std::vector<std::string> edges() const {
-        return host::edge_warnings({lines_, regions_, exclusions_}, 960, 544);
+        const host::CountedPlaces places{lines_, regions_, exclusions_};
+        std::vector<std::string> warnings = host::line_edge_warnings(places, 960, 544);
+        for (const std::string& warning : host::region_edge_warnings(places, 960, 544))
+            warnings.push_back(warning);
+        return warnings;
     }
 
   private:
@@ -33,8 +37,9 @@ class Places : public ::testing::Test {
 TEST_F(Places, GoodOnesAreNotMentioned) {
     line({{0, 272}, {959, 272}});
     line({{100, 100}, {500, 400}, {800, 100}});
+    line({{480, 272}, {500, 272}});
     region({{0, 0}, {959, 0}, {959, 543}, {0, 543}});
-    exclude({{0, 0}, {300, 0}, {300, 543}, {0, 543}});
+    exclude({{0, 450}, {300, 450}, {300, 543}, {0, 543}});
     EXPECT_THAT(warnings(), IsEmpty());
     EXPECT_THAT(edges(), IsEmpty());
 }
@@ -46,15 +51,21 @@ TEST_F(Places, ThatCrossThemselves) {
                                         HasSubstr("the region \"till\" crosses itself")));
 }
 
+TEST_F(Places, ThatNobodyMeets) {
+    line({{480, 272}, {481, 272}});
+    EXPECT_THAT(warnings(), ElementsAre(HasSubstr("is shorter than people are wide")));
+}
+
 TEST_F(Places, ThatAreExcludedAltogether) {
     line({{100, 200}, {400, 200}});
     region({{100, 100}, {400, 100}, {400, 300}, {100, 300}});
     exclude({{50, 50}, {250, 50}, {250, 350}, {50, 350}});
-    EXPECT_THAT(warnings(), IsEmpty());
+    EXPECT_THAT(warnings(),
+                ElementsAre(HasSubstr("the line \"gate\" lies partly in exclusion areas")));
     exclude({{250, 50}, {450, 50}, {450, 350}, {250, 350}});
     EXPECT_THAT(warnings(),
-                ElementsAre(HasSubstr("the line \"gate\" lies in exclusion areas altogether"),
-                            HasSubstr("the region \"till\" lies in exclusion areas altogether")));
+                ElementsAre(HasSubstr("the line \"gate\" lies entirely in exclusion areas"),
+                            HasSubstr("the region \"till\" lies entirely in exclusion areas")));
 }
 
 // 26 pixels past a line are needed on either side.

@@ -187,7 +187,7 @@ TEST_F(Walk, WhatIsWrongWithAFileNamesTheOption) {
                 testing::AllOf(testing::StartsWith(
                                    "cannot read the walks \"nofile\": No such file or directory"),
                                testing::HasSubstr("--trajectories needs a text file of lines")));
-    EXPECT_THAT(error("/dev/null", 5000.0), testing::HasSubstr("it is no regular file"));
+    EXPECT_THAT(error("/dev/null", 5000.0), testing::HasSubstr("it is not a regular file"));
 }
 
 TEST_F(Walk, ACameraThatNobodyPassesIsRefused) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/sinks/people_file.h"
 #include "host/sinks/score_sink.h"
 #include "host/sinks/snapshot_sink.h"
 #include "host/sinks/timing_sink.h"
@@ -53,6 +54,13 @@ class Passers {
         frame_.events.push_back({id, frame_.pass.number, frame_.pass.time_s, payload});
     }
 
+    void decide(VCA_DECISION_E kind, int track) {
+        host::Decision decision{};
+        decision.kind = kind;
+        decision.track = track;
+        send(host::kDecisionId, decision);
+    }
+
     void add_person(std::int64_t person, std::int64_t number) {
         const int step = static_cast<int>(number - 2 * person);  // 0 to 3
         const int id = static_cast<int>(person) + 1;
@@ -74,6 +82,9 @@ class Passers {
         inside.regions[0] = {in ? 1 : 0, in ? step * 500 : 0};
         regions_.people.push_back(inside);
         regions_.inside[0] += in ? 1 : 0;
+        if (step == 0) decide(VCA_DECISION_BORN, track);
+        if (step == 2) decide(VCA_DECISION_COUNTED, track);
+        if (step == 3) decide(VCA_DECISION_ENDED, static_cast<int>(2 * person) + 1);
         if (step != 2) return;
         frame_.crossings.push_back({0, id, number, 1});
         host::PersonCounted counted;
@@ -123,6 +134,11 @@ TEST(SinkMemory, OfScoresStaysFlat) {
     EXPECT_NEAR(static_cast<double>(scores.tracking.switches), kFrames / 20.0, 2.0);
     EXPECT_GT(scores.tracking.idf1(), 0.9);
     EXPECT_GT(scores.regions.at(0).stays, kFrames / 2 - 10);
+}
+
+TEST(SinkMemory, OfStoriesStaysFlat) {
+    host::PeopleFile sink("/dev/null", {{"gate"}, {}});
+    EXPECT_LT(growth(sink), 50000);
 }
 
 TEST(SinkMemory, OfTheSnapshotStaysFlat) {

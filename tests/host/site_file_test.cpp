@@ -174,12 +174,12 @@ TEST(SiteFile, RefusesValuesThatCannotBe) {
     EXPECT_THAT(error_of(kMaster), HasSubstr("has no name"));
     EXPECT_THAT(error_of("name = \"a/b\"\n"), HasSubstr("\"a/b\" cannot be used"));
     EXPECT_THAT(error_of("name = \"\"\n"), HasSubstr("letters, digits"));
-    EXPECT_THAT(error_of("name = 3\n"), HasSubstr("a text in quotes"));
+    EXPECT_THAT(error_of("name = 3\n"), HasSubstr("a quoted string"));
     EXPECT_THAT(error_of("name = \"" + std::string(65, 'a') + "\"\n"), HasSubstr("1 to 64"));
     EXPECT_THAT(error_of("stale_s = 0\n"), HasSubstr("0.1 to 3600"));
     EXPECT_THAT(error_of("stale_s = nan\n"), HasSubstr("0.1 to 3600"));
     EXPECT_THAT(error_of("stale_s = \"3\"\n"), HasSubstr("0.1 to 3600"));
-    EXPECT_THAT(error_of("max_age_frames = 0\n"), HasSubstr("whole number of 1 to 1000"));
+    EXPECT_THAT(error_of("max_age_frames = 0\n"), HasSubstr("whole number from 1 to 1000"));
     EXPECT_THAT(error_of("max_age_frames = 2.5\n"), HasSubstr("whole number"));
     EXPECT_THAT(error_of("frames_per_second = 0.5\n"), HasSubstr("1 to 240"));
     EXPECT_THAT(error_of("detect = \"radar\"\n"), HasSubstr("both, colour and depth"));
@@ -212,8 +212,8 @@ TEST(SiteFile, RefusesDevicesThatCannotWork) {
     EXPECT_THAT(changed("name = \"side\"", "name = \"main\""),
                 HasSubstr("has the name of an earlier one"));
     EXPECT_THAT(changed("name = \"side\"\n", ""), HasSubstr("has no name"));
-    EXPECT_THAT(changed("x_m = 4\n", ""), HasSubstr("has no place"));
-    EXPECT_THAT(changed("y_m = 1\n", ""), HasSubstr("has no place"));
+    EXPECT_THAT(changed("x_m = 4\n", ""), HasSubstr("has no position"));
+    EXPECT_THAT(changed("y_m = 1\n", ""), HasSubstr("has no position"));
     EXPECT_THAT(changed("x_m = 4", "x_m = inf"), HasSubstr("-1000 to 1000"));
     EXPECT_THAT(changed("x_m = 4", "x_m = 900"),
                 HasSubstr("\"side\" is too far from the master \"main\""));

@@ -149,7 +149,7 @@ TEST(SiteLosses, AreWhatWasSentAndNotHeard) {
     EXPECT_EQ(host::loss_text({}, 0), "");
     EXPECT_NE(host::loss_text(lost, 2).find("16 of 116 messages of a were lost"),
               std::string::npos);
-    EXPECT_NE(host::loss_text({}, 2).find("started again 2 times"), std::string::npos);
+    EXPECT_NE(host::loss_text({}, 2).find("restarted 2 times"), std::string::npos);
 }
 
 TEST(SitePicture, ShowsTheWaysOfMergedObjects) {

@@ -54,7 +54,9 @@ TEST_F(Fate, Counted) {
              about(VCA_DECISION_COUNTED, 1, VCA_DIR_2, -1, 0)}),
         "was counted on line gate in direction 2");
     EXPECT_EQ(why({about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, 3, 2)}),
-              "was counted on line door in direction 1 in group 3");
+              "was counted on line door in direction 1 in group 3, as number 2");
+    EXPECT_EQ(why({about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, 3, 1)}),
+              "was counted on line door in direction 1 as the first of group 3");
     EXPECT_EQ(why({about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, -1, 0),
                    about(VCA_DECISION_COUNTED, 0, VCA_DIR_2, -1, 0)}),
               "was counted on line door in direction 1 and in 2");
@@ -81,9 +83,26 @@ TEST_F(Fate, NotCountedOnALine) {
               "crossed line door and was lost before leaving its U-turn area");
     EXPECT_EQ(why({about(VCA_DECISION_CROSSED, 0, 0, 30, 22),
                    about(VCA_DECISION_SAME_SIDE, 0, VCA_DIR_1)}),
-              "crossed line door to the side where the last crossing had ended");
+              "crossed line door to the side where their last crossing ended");
     EXPECT_EQ(why({about(VCA_DECISION_NOT_COUNTING, 0, VCA_DIR_1)}),
               "crossed line door while counting was off");
+}
+
+TEST_F(Fate, TheEndOfTheRunIsNoLoss) {
+    Story told = story({about(VCA_DECISION_WAITS, 0, VCA_DIR_1, 1)});
+    told.steps.back().decision.detail = VCA_ENDED_STOPPED;
+    EXPECT_EQ(story_sentence(told, kNames),
+              "crossed line door and was still in its U-turn area when the run ended");
+}
+
+TEST_F(Fate, OfADevicesOwnTrack) {
+    host::StoryNames site = kNames;
+    site.counts_merged = true;
+    Story told = story({});
+    EXPECT_EQ(story_sentence(told, site),
+              "was followed for the site, whose merged tracks are counted");
+    told.list = VCA_LIST_MERGED;
+    EXPECT_EQ(story_sentence(told, site), "was seen too briefly to count");
 }
 
 TEST_F(Fate, EachLineHasItsClause) {
@@ -97,7 +116,7 @@ TEST_F(Fate, OfThePersonAsAWhole) {
     EXPECT_EQ(why({}), "came near no line");
     EXPECT_EQ(story_sentence(story({}), kNames), "was seen too briefly to count");
     EXPECT_EQ(why({about(VCA_DECISION_HEIGHT_OUT, -1, 0, 700, 800)}),
-              "measured 700 mm, which is below the 800 mm of people who count");
+              "measured 700 mm, which is below the limit of 800 mm for counting");
     EXPECT_EQ(why({about(VCA_DECISION_HEIGHT_OUT, -1, 0, 2400, 2200),
                    about(VCA_DECISION_HEIGHT_BACK, -1, 0, 2100)}),
               "came near no line");
@@ -109,6 +128,51 @@ TEST_F(Fate, OfThePersonAsAWhole) {
     EXPECT_EQ(why({about(VCA_DECISION_ENTERED, 0), about(VCA_DECISION_LEFT, 0, 0, 900),
                    about(VCA_DECISION_ENTERED, 0), about(VCA_DECISION_STAFF, -1, 0, 2, 2)}),
               "was in region till; is staff");
+}
+
+TEST(Step, SaysWhatWasDecidedAndByWhat) {
+    const auto text = [](const Decision& decision) { return step_text(decision, kNames); };
+    EXPECT_EQ(text(about(VCA_DECISION_BORN, -1, 0, 0.95f, 0.5f)), "appeared with a score of 0.95");
+    EXPECT_EQ(text(about(VCA_DECISION_COUNTABLE)), "can be counted from here on");
+    EXPECT_EQ(text(about(VCA_DECISION_ENDED, -1, VCA_ENDED_LOST, 5, 4)),
+              "was not seen for 5 passes: the track ended");
+    EXPECT_EQ(text(about(VCA_DECISION_ENDED, -1, VCA_ENDED_STOPPED, 0, 4)),
+              "was there when the run ended");
+    EXPECT_EQ(text(about(VCA_DECISION_FURNITURE, -1, 0, 61, 61)),
+              "stood still with a low score for 61 updates: taken for furniture");
+    EXPECT_EQ(text(about(VCA_DECISION_NO_FURNITURE)), "moved: not furniture after all");
+    EXPECT_EQ(text(about(VCA_DECISION_HEIGHT_OUT, -1, 0, 700, 800)),
+              "measured 700 mm, with a limit of 800 mm: does not count");
+    EXPECT_EQ(text(about(VCA_DECISION_HEIGHT_BACK, -1, 0, 900)), "measured 900 mm: counts again");
+    EXPECT_EQ(text(about(VCA_DECISION_PROMOTED, -1, 0, 1500, 1500)),
+              "measured 1500 mm: a person, not a small object");
+    EXPECT_EQ(text(about(VCA_DECISION_GENDER, -1, VCA_GENDER_FEMALE)), "taken for a woman");
+    EXPECT_EQ(text(about(VCA_DECISION_GENDER, -1, VCA_GENDER_MALE)), "taken for a man");
+    EXPECT_EQ(text(about(VCA_DECISION_STAFF)), "recognised as staff");
+    EXPECT_EQ(text(about(VCA_DECISION_NEAR_LINE, 0, 0, 3, 22)), "3 px before line door");
+    EXPECT_EQ(text(about(VCA_DECISION_NEAR_LINE, 0, 1, 9, 22)),
+              "9 px past line door, 22 px are needed");
+    EXPECT_EQ(text(about(VCA_DECISION_CROSSED, 1, 0, 30, 22)),
+              "crossed line gate: 30 px past it, 22 px are needed");
+    EXPECT_EQ(text(about(VCA_DECISION_SAME_SIDE, 1, VCA_DIR_1)),
+              "crossed line gate to the side where their last crossing ended: not counted");
+    EXPECT_EQ(text(about(VCA_DECISION_WAITS, 1, VCA_DIR_2, 1)),
+              "crossed line gate in direction 2: decided on leaving the U-turn area");
+    EXPECT_EQ(text(about(VCA_DECISION_TURNED_BACK, 1)),
+              "left the U-turn area of line gate on the side it came from: not counted");
+    EXPECT_EQ(text(about(VCA_DECISION_AT_END, 0, VCA_DIR_1, 5, 12)),
+              "was 12 px past line door when last near it, 5 passes ago: enough at the end of a "
+              "track");
+    EXPECT_EQ(text(about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, -1, 0)),
+              "counted on line door in direction 1");
+    EXPECT_EQ(text(about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, 3, 2)),
+              "counted on line door in direction 1 in group 3, as number 2");
+    EXPECT_EQ(text(about(VCA_DECISION_NOT_COUNTING, 0, VCA_DIR_1)),
+              "crossed line door in direction 1 while counting was off");
+    EXPECT_EQ(text(about(VCA_DECISION_ENTERED, 0)), "entered region till");
+    EXPECT_EQ(text(about(VCA_DECISION_LEFT, 0, 0, 533)), "left region till after 0.5 s");
+    EXPECT_EQ(text(about(VCA_DECISION_MERGED, 9, 0)), "is track 9 of the master");
+    EXPECT_EQ(text(about(VCA_DECISION_MERGED, 9, 5)), "is track 9 of slave 4");
 }
 
 TEST_F(Fate, ApproachesInARowAreOneStep) {

@@ -75,15 +75,15 @@ TEST_F(TomlFile, SaysWhatIsNeededInstead) {
     const auto number = [](Value v) { v.number(0.5, 3600.0); };
     const auto whole = [](Value v) { v.whole(1, 9); };
     const auto pairs = [](Value v) { v.pairs("write pairs"); };
-    EXPECT_EQ(error_of_a("\na = 1", text), "\"F\" line 2: a text in quotes is needed here");
+    EXPECT_EQ(error_of_a("\na = 1", text), "\"F\" line 2: a quoted string is needed here");
     EXPECT_EQ(error_of_a("a = 1", flag), "\"F\" line 1: true or false is needed here");
     for (const char* wrong : {"a = 0.4", "a = 3601", "a = nan", "a = true", "a = \"1\""}) {
         EXPECT_EQ(error_of_a(wrong, number),
-                  "\"F\" line 1: a number of 0.5 to 3600 is needed here");
+                  "\"F\" line 1: a number from 0.5 to 3600 is needed here");
     }
     for (const char* wrong : {"a = 0", "a = 10", "a = 2.5", "a = nan", "a = 1979-05-27"}) {
         EXPECT_EQ(error_of_a(wrong, whole),
-                  "\"F\" line 1: a whole number of 1 to 9 is needed here");
+                  "\"F\" line 1: a whole number from 1 to 9 is needed here");
     }
     EXPECT_EQ(error_of_a("a = 2.0", whole), "");
     EXPECT_THAT(error_of_a("a = []", [](Value v) { v.number(); }), HasSubstr("a number is"));
@@ -128,7 +128,7 @@ TEST_F(TomlFile, SaysWhyAFileCannotBeRead) {
     };
     EXPECT_EQ(said("/nowhere/f.toml"), "there is no test file \"/nowhere/f.toml\"; write one");
     EXPECT_EQ(said("/dev/null"),
-              "cannot read the test file \"/dev/null\": it is no regular file; write one");
+              "cannot read the test file \"/dev/null\": it is not a regular file; write one");
     const std::string folder = std::filesystem::temp_directory_path().string();
     EXPECT_EQ(said(folder),
               "cannot read the test file \"" + folder + "\": it is a folder; write one");

@@ -189,8 +189,9 @@ TEST_F(Master, ObserverHearsOfWhomAMergedPersonConsists) {
     }
     using Merged = std::array<int32_t, 4>;
     using Born = std::array<int32_t, 2>;
-    EXPECT_THAT(merged, ElementsAre(Merged{VCA_LIST_MERGED, 101, 0, 1},
-                                    Merged{VCA_LIST_MERGED, 101, 5, 9}));
+    EXPECT_THAT(merged,
+                ElementsAre(Merged{VCA_LIST_MERGED, 101, 0, 1}, Merged{VCA_LIST_MERGED, 101, 5, 9},
+                            Merged{VCA_LIST_MERGED, 102, 5, 7}));
     EXPECT_THAT(born, ElementsAre(Born{VCA_LIST_LOCAL, 1}, Born{VCA_LIST_MERGED, 101},
                                   Born{VCA_LIST_MERGED, 102}));
 }

@@ -1,6 +1,7 @@
 // Why: that every track, count and group of a run has its story, and that the command tells it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -170,13 +171,15 @@ TEST_F(Why, TellsWhoWasNotCounted) {
               static_cast<long>(run.people.size() - sent_counts(run).size()));
     const std::string first = run.people.front()["track"].dump();
     EXPECT_THAT(vca("why r --track " + first).out,
-                AllOf(HasSubstr("track " + first + ", "), HasSubstr(" born"), HasSubstr(" ended")));
+                AllOf(HasSubstr("track " + first + ", "), HasSubstr(" appeared with a score of "),
+                      HasSubstr(": the track ended")));
     EXPECT_THAT(vca("why r --track 9999").out, HasSubstr("no track 9999"));
     EXPECT_THAT(vca("why r --time 9999").out, HasSubstr("nobody around 9999 s"));
 }
 
 TEST_F(Why, RefusesWhatItCannotTell) {
-    expect_refused("why nowhere", HasSubstr("there is no \"nowhere/people.jsonl\""), "nowhere");
+    expect_refused("why nowhere", HasSubstr("cannot read \"nowhere/people.jsonl\": No such file"),
+                   "nowhere");
     fs::create_directories(work_ / "r");
     write("r/people.jsonl", "");
     write("r/summary.json", R"({"lines": [{"name": "door"}, {"name": "gate"}]})");
@@ -185,11 +188,38 @@ TEST_F(Why, RefusesWhatItCannotTell) {
                    HasSubstr("the run has no line \"dor\"; its lines are \"door\", \"gate\""),
                    "nothing");
     fs::remove(work_ / "r/summary.json");
-    EXPECT_EQ(vca("why r --line dor").status, 0) << "while the run goes on nobody knows";
-    write("r/people.jsonl", "{\"track\": 1");
-    expect_refused("why r", HasSubstr("line 1 is no story"), "nothing");
+    EXPECT_EQ(vca("why r --line dor").out,
+              "nobody came to line dor without being counted\n"
+              "the run goes on or was cut off; people whose track had not ended are missing\n");
+    write("r/summary.json", R"({"lines": 5})");
+    EXPECT_EQ(vca("why r --line dor").status, 0);
     write("r/people.jsonl", "{}\n");
-    expect_refused("why r --time 3", HasSubstr("line 1 is no story"), "nothing");
+    expect_refused("why r --time 3", HasSubstr("line 1 is not a story"), "nothing");
+    fs::remove(work_ / "r/people.jsonl");
+    ASSERT_EQ(::mkfifo((work_ / "r/people.jsonl").c_str(), 0600), 0);
+    expect_refused("why r", HasSubstr("it is not a regular file"), "nothing");
+}
+
+const char* const kStory =
+    R"({"track": 3, "merged": false, "from_s": 1.0, "to_s": 2.0, "why": "went", "story": []})";
+
+// As a run leaves it that was cut off, or whose disk was full.
+TEST_F(Why, TellsWhatIsWholeOfAFileThatWasCut) {
+    fs::create_directories(work_ / "r");
+    write("r/summary.json", "{}");
+    write("r/people.jsonl", std::string(kStory) + "\n{\"track\": 4, ");
+    EXPECT_EQ(vca("why r").out, "track 3, 1.0 to 2.0 s: went\n");
+    write("r/people.jsonl", std::string("{\"track\": 4, \n") + kStory + "\n");
+    expect_refused("why r", HasSubstr("line 1 is not a story"), "nothing");
+}
+
+TEST_F(Why, NothingInAFileReachesTheTerminal) {
+    fs::create_directories(work_ / "r");
+    write("r/summary.json", "{}");
+    std::string evil = kStory;
+    evil.replace(evil.find("went"), 4, "\\u001b[31m\\ntrack 9");
+    write("r/people.jsonl", evil + "\n");
+    EXPECT_EQ(vca("why r").out, "track 3, 1.0 to 2.0 s: \\x1b[31m\\x0atrack 9\n");
 }
 
 }  // namespace
