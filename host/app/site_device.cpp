@@ -32,7 +32,7 @@ const SiteDevice& device_named(const Site& site, const SiteOptions& options) {
     std::string known;
     for (const SiteDevice& device : site.devices)
         known += (known.empty() ? "" : ", ") + device.name;
-    throw InputError("the site \"" + site.name + "\" has no device \"" + options.device +
+    throw InputError("the site file \"" + options.file + "\" has no device \"" + options.device +
                      "\"; it has " + known);
 }
 

@@ -4,6 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <opencv2/imgcodecs.hpp>
+#include <string>
 
 #include "host/app/run.h"
 #include "tests/support/unique_path.h"
@@ -68,6 +70,28 @@ TEST_F(MeasuredHeight, IsRefusedWhenTheSourceIsShort) {
     EXPECT_THAT(error(0, 50),
                 testing::HasSubstr("--height auto got 4 measurements of the floor and needs 5"));
     EXPECT_EQ(error(0, 53), "no error");
+}
+
+// A recording in whose first second the sensor measures nothing.
+TEST(RecordedHeight, AMissingFloorIsNoMeasurement) {
+    namespace fs = std::filesystem;
+    const fs::path folder = test::unique_path("vca-recorded-height-test");
+    fs::create_directories(folder);
+    std::ofstream(folder / "camera.toml") << "width = 48\nheight = 32\nfx = 40\nfy = 40\n"
+                                             "cx = 24\ncy = 16\nframes_per_second = 10\n";
+    for (int n = 0; n < 117; ++n) {
+        const cv::Mat picture(32, 48, CV_16UC1, cv::Scalar::all(n < 13 ? 0 : 3100));
+        cv::imwrite((folder / (std::to_string(1000 + n) + ".png")).string(), picture);
+    }
+    host::RunOptions options;
+    options.source.source = "depth-folder";
+    options.source.folder = folder.string();
+    options.measure_height = true;
+    options.frames = 1;
+    host::RunPlan plan = host::prepare_run(options);
+    const host::RunFacts facts = host::run_for_scores(plan).facts;
+    EXPECT_NEAR(facts.install_height_mm, 3100.0, 20.0);
+    fs::remove_all(folder);
 }
 
 }  // namespace

@@ -135,6 +135,11 @@ TEST_F(LiveVideoFile, HasTheSourcesRateAndTheCamerasPictures) {
         EXPECT_EQ(file.get(cv::CAP_PROP_FRAME_WIDTH), host::kLivePicture.width);
         EXPECT_EQ(file.get(cv::CAP_PROP_FRAME_HEIGHT), host::kLivePicture.height);
         EXPECT_EQ(file.get(cv::CAP_PROP_FRAME_COUNT), 6);
+        // What browsers play.
+        EXPECT_EQ(static_cast<int>(file.get(cv::CAP_PROP_FOURCC)),
+                  cv::VideoWriter::fourcc('a', 'v', 'c', '1'));
+        EXPECT_EQ(static_cast<int>(file.get(cv::CAP_PROP_CODEC_PIXEL_FORMAT)),
+                  cv::VideoWriter::fourcc('I', '4', '2', '0'));
         const std::vector<cv::Mat> pictures = read_back();
         ASSERT_EQ(pictures.size(), 6u);
         // Video range of luma: 1.164 * (Y - 16).

@@ -152,6 +152,14 @@ TEST(SiteLosses, AreWhatWasSentAndNotHeard) {
     EXPECT_NE(host::loss_text({}, 2).find("restarted 2 times"), std::string::npos);
 }
 
+TEST(LinkText, AFrameInFiftyIsNoSlowMachine) {
+    host::DeviceAccount device = slave("west", 600, 0);
+    device.pace = {600, 12, 80.0};
+    EXPECT_EQ(host::link_text({device}), "");
+    device.pace.late = 13;
+    EXPECT_NE(host::link_text({device}).find("13 of 600 frames came late"), std::string::npos);
+}
+
 TEST(SitePicture, ShowsTheWaysOfMergedObjects) {
     const host::Site site = host::read_site_file(kHall);
     host::SiteResult result;

@@ -156,6 +156,9 @@ check_program() {
     local run=(env "LD_LIBRARY_PATH=$root/usr/$libdir" "${emulate_program[@]}" "$root/usr/bin/vca")
     "${run[@]}" --version >"$work/version.txt" || fail "vca --version ends with $?"
     grep -q "$version" "$work/version.txt" || fail "vca --version says $(cat "$work/version.txt")"
+    "${run[@]}" --help | grep -o '[^ ]*hall\.toml' | sort -u >"$work/examples.txt"
+    [ -s "$work/examples.txt" ] && [ -e "$(cat "$work/examples.txt")" ] ||
+        fail "vca --help names $(cat "$work/examples.txt")"
     "${run[@]}" run --frames 30 --output "$work/out" >"$work/run.log" ||
         { cat "$work/run.log" >&2 && fail "vca run"; }
     grep -q '"frames"' "$work/out/summary.json" || fail "no summary of vca run"
