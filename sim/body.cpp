@@ -5,7 +5,7 @@
 namespace sim {
 namespace {
 
-// Local axes of a person: forward, right, up; z of the camera grows downwards.
+// Local axes of a person: forward, right, up; the camera's z axis points down.
 class Frame3 {
   public:
     Frame3(const Camera& camera, double x, double y, double dir_x, double dir_y)
@@ -169,7 +169,7 @@ void add_shoulders(Builder& b, const Sizes& s, int skin, int top) {
 // is cut out there has the other radii times sqrt(1 - (offset / radius)^2).
 void add_stripe(Builder& b, const Trunk& trunk, std::size_t axis, double offset, int material) {
     constexpr double kHalfWidth_m = 0.025;
-    constexpr double kLift_m = 0.006;  // above the cloth, also where the surface curves
+    constexpr double kLift_m = 0.006;  // above the cloth, even where the surface curves
     const double part = offset / trunk.radii[axis];
     if (part <= -1.0 || part >= 1.0) return;
     const double shrink = std::sqrt(1.0 - part * part);
@@ -182,7 +182,7 @@ void add_stripe(Builder& b, const Trunk& trunk, std::size_t axis, double offset,
     b.band(centre, radii, axis, f(kHalfWidth_m), material);
 }
 
-// Two stripes over the shoulders, down to the waist in front and behind, and two round the body.
+// Two stripes over the shoulders, down to the waist in front and behind, and two around the body.
 void add_reflective_stripes(Builder& b, const Sizes& s) {
     const int grey = b.material({204, 207, 209});
     const std::array<Trunk, 3> trunk = trunk_of(s);
@@ -210,7 +210,7 @@ Arm arm_of(const Sizes& s, const Pose& pose, double side) {
         return {v3(0.10 * k, joint + side * 0.05 * k, s.shoulder - 0.25 * k),
                 v3(0.34, side * 0.20, 1.02 < s.shoulder ? 1.02 : s.shoulder)};
     }
-    // Arms swing against the leg of their side.
+    // Each arm swings opposite to the leg on its side.
     double swing = -0.42 * side * pose.stride * sine(pose.phase);
     if (pose.load == Load::kSuitcase && side > 0.0) swing = -0.35;
     const double bent = swing + 0.18 + 0.25 * pose.stride;
@@ -236,7 +236,7 @@ void add_forearm(Builder& b, const Sizes& s, const Arm& arm, int sleeve, int ski
 void add_leg(Builder& b, const Sizes& s, const Pose& pose, double side, int trousers, int shoes) {
     const double k = s.scale;
     const double swing = 0.48 * side * pose.stride * sine(pose.phase);
-    // The leg that moves forwards is bent at the knee.
+    // The leg that is moving forward is bent at the knee.
     const double lift = side * cosine(pose.phase);
     const double bend = 0.10 + 0.65 * pose.stride * (lift > 0.0 ? lift : 0.0);
     const double thigh = 0.42 * k;

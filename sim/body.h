@@ -32,7 +32,7 @@ struct Look {
     double girth = 1.0;  // 1: shoulder width 0.26 of the height
     Rgb skin, hair, top, trousers, shoes, load;
     Vest vest = Vest::kNone;
-    Rgb vest_colour;  // of the cloth, as washed and worn
+    Rgb vest_colour;  // of the cloth, faded by washing and wear
     bool short_sleeves = false;
     bool long_hair = false;
     bool bald = false;
@@ -66,13 +66,13 @@ struct Outline {
 
 Look random_look(Rng& rng, double height_m);
 
-// Dresses a person as one of the staff.
+// Dresses a person as a member of staff.
 void put_on_vest(Rng& rng, Look& look);
 
-// A yellow or orange top, as visitors wear them: without stripes.
+// A yellow or orange top of the kind visitors wear: without stripes.
 Rgb random_vivid_top(Rng& rng);
 
-// Adults N(1.70, 0.09) m within 1.50 to 1.95.
+// Adults N(1.70, 0.09) m, limited to 1.50 to 1.95.
 double random_adult_height(Rng& rng);
 
 // Distance from a person to the middle of the trolley or cart pushed.

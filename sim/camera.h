@@ -37,13 +37,13 @@ struct Camera {
     double height_m = 3.0;  // above the floor
     double focal_px = kDefaultFocalPx;
 
-    // Colour pixel of a point that is above_floor_m above the floor; it must be below the camera.
+    // Colour pixel of a point above_floor_m above the floor; the point must be below the camera.
     Pixel project(double x_m, double y_m, double above_floor_m) const {
         const double scale = focal_px / (height_m - above_floor_m);
         return {kCentreU + scale * x_m, kCentreV + scale * y_m};
     }
 
-    // The point at the given height above the floor that is seen at a colour pixel.
+    // The point at the given height above the floor seen at a colour pixel.
     Point unproject(double u, double v, double above_floor_m = 0.0) const {
         const double scale = (height_m - above_floor_m) / focal_px;
         return {(u - kCentreU) * scale, (v - kCentreV) * scale};
@@ -56,8 +56,8 @@ struct Camera {
     }
 };
 
-// Where a camera hangs over a site that several cameras watch. The site has its own floor metres,
-// x to the right and y down on a plan as seen from above.
+// Where a camera hangs over a site that several cameras watch. The site has its own floor metres, x
+// to the right and y down on a plan seen from above.
 struct CameraPlace {
     double height_m = 4.0;
     double x_m = 0.0;  // the floor point below the camera

@@ -20,7 +20,7 @@ double distance(const Point& a, const Point& b) {
     return std::sqrt(x * x + y * y);
 }
 
-// Share of the way from start to end at which p's foot lies.
+// Position of the foot of p's perpendicular as a fraction of the way from start to end.
 double foot(const Point& start, const Point& end, const Point& p) {
     const double x = end.x_m - start.x_m;
     const double y = end.y_m - start.y_m;
@@ -57,7 +57,7 @@ double signed_distance(const std::vector<Point>& line, const Point& p) {
         const double share = foot(a, b, p);
         const double t = share < 0.0 ? 0.0 : (share > 1.0 ? 1.0 : share);
         const double d = distance(p, between(a, b, t));
-        // At a bend both segments are equally near; the one seen more squarely knows the side.
+        // At a bend both segments are equally near; the one p faces more squarely decides the side.
         const bool tie = std::abs(d - nearest) < 1e-9;
         if (tie ? std::abs(across) > std::abs(result) : d < nearest) {
             nearest = d;

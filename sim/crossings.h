@@ -1,9 +1,9 @@
 // What a perfect observer counts: people's true paths against the counting lines.
 //
 // A path counts when it gets from 0.25 m on one side of the line to 0.25 m on the other with the
-// head in view all the way, over the line itself and not round its end. Over and back is two
-// crossings. On a line with a U-turn area only the sides on which a person enters and leaves the
-// area matter: different sides are one crossing, the same side is none.
+// head in view all the way, over the line itself and not around its end. Crossing over and back
+// counts as two crossings. On a line with a U-turn area only the sides on which a person enters and
+// leaves the area matter: different sides give one crossing, the same side none.
 //
 // Direction 1 ends where orient(start, end, p) = (end.y - start.y) * (p.x - end.x) -
 // (end.x - start.x) * (p.y - end.y) is positive, which for a line drawn from left to right is up
@@ -28,7 +28,7 @@ struct Crossing {
     int direction = 0;       // 1 or 2
 };
 
-// Distance from the (endlessly prolonged) line, positive on the side where direction 1 ends.
+// Distance from the (infinitely extended) line, positive on the side where direction 1 ends.
 double signed_distance(const std::vector<Point>& line, const Point& p);
 
 bool inside_polygon(const std::vector<Point>& polygon, const Point& p);
@@ -37,8 +37,8 @@ class CrossingCounter {
   public:
     explicit CrossingCounter(std::vector<CountingLine> lines);
 
-    // Call for every frame in order; gives the crossings that became complete in this frame, by
-    // line, then person. A person who is missing from the truth is out of view.
+    // Call for every frame in order; returns the crossings completed in this frame, sorted by line,
+    // then person. A person who is missing from the truth is out of view.
     std::vector<Crossing> update(const Frame& frame);
 
   private:
@@ -46,7 +46,7 @@ class CrossingCounter {
         Point at;
         std::int64_t frame = 0;
         int side = 0;     // last side reached by 0.25 m, 0 before that
-        int net = 0;      // times over the line since then, towards positive minus back
+        int net = 0;      // crossings of the line since then, towards positive minus back
         int entered = 0;  // side of entry into the U-turn area, 0 while outside or unknown
     };
 

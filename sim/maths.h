@@ -10,7 +10,7 @@ namespace sim {
 
 inline constexpr double kPi = 3.14159265358979323846;
 
-// splitmix64: one step of the sequence, and a good mixer of small integers.
+// splitmix64: one step of the sequence, and a good mixer for small integers.
 inline std::uint64_t mix64(std::uint64_t x) {
     x += 0x9E3779B97F4A7C15ULL;
     x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ULL;

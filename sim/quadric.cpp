@@ -85,7 +85,7 @@ Quadric make_bar(const Camera& camera, const Vec3& a, const Vec3& b, float radiu
     }
     q.axis = along;
     q.half_length = 0.5f * length;
-    // M = (I - a a') / r^2: an endless cylinder. The small addition keeps M regular for rays
+    // M = (I - a a') / r^2: an infinite cylinder. The small addition keeps M regular for rays
     // parallel to the axis.
     const float m = 1.0f / (radius * radius);
     const float e = 1e-4f;

@@ -1,5 +1,5 @@
-// The one curved surface bodies are made of, in camera coordinates (metres, z away from the
-// camera), and the flat-sided box of carts and cases.
+// The one kind of curved surface that bodies are made of, in camera coordinates (metres, z away
+// from the camera), and the flat-sided box of carts and cases.
 #pragma once
 
 #include <array>

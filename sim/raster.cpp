@@ -11,13 +11,13 @@ namespace {
 constexpr float kLightX = -0.28f;
 constexpr float kLightY = -0.36f;
 constexpr float kLightZ = -0.89f;
-constexpr float kAmbient = 95.0f;  // brightness of a surface that faces away, of 255
+constexpr float kAmbient = 95.0f;  // brightness of a surface that faces away, out of 255
 constexpr float kDiffuse = 155.0f;
 
 constexpr float kCu = static_cast<float>(kCentreU);
 constexpr float kCv = static_cast<float>(kCentreV);
 
-// Rows are drawn in whole blocks of pixels, so that no pixel is left over for scalar code.
+// Rows are drawn in whole blocks of pixels, so that no pixels are left over for scalar code.
 constexpr int kBlock = 8;
 static_assert(kColourWidth % kBlock == 0);
 

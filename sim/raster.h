@@ -1,5 +1,5 @@
-// Pixel loops of the renderer. Plain float arithmetic over rows, written so that compilers turn
-// them into vector code; these files are optimised in debug builds, too.
+// Pixel loops of the renderer. Plain float arithmetic over rows, written so that compilers can
+// vectorise it; these files are optimised in debug builds as well.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace sim {
 
-// Per pixel: distance along the optical axis and what is seen there, material << 8 | brightness.
+// Per pixel: distance along the optical axis, and what is seen there as material << 8 | brightness.
 struct Surface {
     std::vector<float> z;
     std::vector<std::int32_t> tag;

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kPixels = kColourWidth * kColourHeight;
 constexpr int kDepthPixels = kDepthWidth * kDepthHeight;
-constexpr int kNoiseLength = 1 << 16;  // a row starts anywhere in it
+constexpr int kNoiseLength = 1 << 16;  // a row can start anywhere in it
 constexpr int kFloorShade = 255;
 
 // Depth noise grows with the square of the distance: 2 mm at 2 m, 8 mm at 4 m.
@@ -96,7 +96,7 @@ void Renderer::make_floor() {
                 level += 5.0 * value_noise(tx * 6.0, ty * 6.0, seed_ + 2);
                 level += 5.0 * value_noise(tx * 40.0, ty * 40.0, seed_ + 3);
             }
-            // The lamps are near the camera: corners get less light.
+            // The lamps are near the camera, so the corners get less light.
             const double du = (u - kCentreU) / kCentreU;
             const double dv = (v - kCentreV) / kCentreU;
             level *= 1.04 - 0.16 * (du * du + dv * dv);
@@ -250,7 +250,7 @@ void Renderer::measure_depth(const Model& model, Frame& frame) const {
 }
 
 double Renderer::visible_share(const Model& model, const Outline& outline) const {
-    constexpr int kStep = 4;            // every fourth pixel both ways is enough for a share
+    constexpr int kStep = 4;  // every fourth pixel in each direction is enough for a share
     constexpr float kMargin_m = 0.02f;  // more than rounding, less than any other body's distance
     const float inverse = 1.0f / static_cast<float>(camera_.focal_px);
     int inside = 0;

@@ -14,12 +14,12 @@ class Renderer {
     // seed chooses the floor and the sensor noise.
     Renderer(const Camera& camera, std::uint64_t seed);
 
-    // people are where shadows fall. Fills the four images of the frame, bgr only when asked for;
-    // frame.index chooses the noise.
+    // people gives the positions of shadows. Fills the four images of the frame, bgr only on
+    // request; frame.index chooses the noise.
     void render(const Model& model, const std::vector<Pose>& people, bool with_bgr, Frame& frame);
 
-    // Share of an outline's pixels inside the image that nothing hides, in the last render; 0 when
-    // none is inside the image.
+    // Share of an outline's pixels inside the image that were unobstructed in the last render; 0
+    // when none is inside the image.
     double visible_share(const Model& model, const Outline& outline) const;
 
   private:

@@ -13,7 +13,7 @@ namespace sim {
 namespace {
 
 constexpr double kSmooth_s = 0.8;        // window of the walking direction
-constexpr double kLeastMotion_m = 0.12;  // less in a window is swaying on the spot
+constexpr double kLeastMotion_m = 0.12;  // less within a window is swaying on the spot
 constexpr double kCrowded_per_m2 = 1.0;
 constexpr double kLowestCamera_m = 1.5;
 constexpr double kHighestCamera_m = 15.0;
@@ -27,7 +27,7 @@ struct Step {
     double phase = 0.0;
 };
 
-// One person without a gap.
+// One person's track without gaps.
 struct Track {
     int id = 0;
     std::int64_t first = 0;  // frame
@@ -178,7 +178,7 @@ class Replay : public World {
     std::int64_t frame_;
 };
 
-// Half of what is seen at head height, or well below a camera that hangs hardly higher.
+// Half of what is seen at head height, or well below a camera that hangs barely higher.
 Point half_view_of_heads(const Camera& camera) {
     return camera.half_view(std::min(kTypicalHead_m, 0.7 * camera.height_m));
 }

@@ -167,7 +167,8 @@ Scene crowd() {
     return s;
 }
 
-// The exhibits stand well between the doors' lines, so that nobody who looks sways over a line.
+// The exhibits stand well between the doors' lines, so that nobody looking at them sways over a
+// line.
 Scene gallery() {
     Scene s;
     s.info = {"gallery",
@@ -198,7 +199,7 @@ Scene gallery() {
     return s;
 }
 
-constexpr double kClearing_s = 10.0;  // a way over a line takes that long
+constexpr double kClearing_s = 10.0;  // a walk over a line takes this long
 
 constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd, gallery};
 

@@ -1,4 +1,4 @@
-// One frame after the other: poses, truth, images.
+// Frame by frame: poses, truth, images.
 #include "sim/simulator.h"
 
 #include <algorithm>

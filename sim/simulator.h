@@ -1,7 +1,7 @@
 // An overhead colour + depth camera over walking people, with ground truth.
 //
-// Every image is computed from a scene and a seed alone: the same pair gives the same bytes in
-// every build. A Simulator is not thread-safe; several may run side by side.
+// Every image depends only on the scene and the seed: the same pair gives the same bytes in every
+// build. A Simulator is not thread-safe; several may run side by side.
 #pragma once
 
 #include <cstdint>
@@ -15,18 +15,18 @@
 namespace sim {
 
 struct PersonTruth {
-    int id = 0;        // from 1, never used twice in a scene; the file's id for trajectories
+    int id = 0;        // from 1, never reused within a scene; for trajectories, the id in the file
     double x_m = 0.0;  // floor position straight below the head
     double y_m = 0.0;
-    Point site;              // the same in the metres of the site; x_m, y_m where there is none
+    Point site;              // the same in site metres; x_m, y_m when there is no site
     double height_mm = 0.0;  // head top above the floor
     double head_u = 0.0;     // projected head top, colour pixels
     double head_v = 0.0;
     Box box;                // head and shoulders in perspective, hidden parts included, clipped
     bool in_view = false;   // the head top is inside the image
     bool staff = false;     // wears the staff vest
-    double visible = -1.0;  // share of the head-and-shoulder pixels inside the image that nothing
-                            // hides, 0 to 1; -1 when the frame was not rendered
+    double visible = -1.0;  // share of the head-and-shoulder pixels inside the image that are
+                            // unobstructed, 0 to 1; -1 when the frame was not rendered
 };
 
 struct Frame {
@@ -37,8 +37,8 @@ struct Frame {
     std::vector<std::uint8_t> depth_nv12;  // 480 x 256 x 3/2: luma 235 (at the camera) to 16 (10 %
                                            // below the floor, or missing), chroma 128
     std::vector<std::uint16_t> raw_mm;     // 480 x 256, distance along the optical axis, 0 missing
-    std::vector<PersonTruth> truth;        // people with any chance of being seen, sorted by id;
-                                           // in the view of a site everyone who is there
+    std::vector<PersonTruth> truth;  // people with any chance of being seen, sorted by id; for a
+                                     // camera of a site, everyone on the site
 };
 
 struct CountingLine {
@@ -60,16 +60,16 @@ struct SceneInfo {
     double duration_s = 60.0;
     std::vector<CountingLine> lines;
     std::vector<CountingRegion> regions;
-    double line_height_m = 1.6;  // project lines and regions to pixels at this height, about heads'
-    bool crowded = false;        // too dense for counting without errors
-    bool group_counting = false;         // a host should count groups in this scene
-    std::optional<CameraPlace> place{};  // in the view of a site: where the camera hangs
+    double line_height_m = 1.6;   // project lines and regions to pixels at this height (head level)
+    bool crowded = false;         // too dense for counting without errors
+    bool group_counting = false;  // a host should count groups in this scene
+    std::optional<CameraPlace> place{};  // for a camera of a site: where it hangs
 };
 
 // Names of the built-in scenes.
 std::vector<std::string> scene_names();
 
-// Description of a built-in scene. Throws std::invalid_argument that lists the known names.
+// Description of a built-in scene. Throws std::invalid_argument listing the known names.
 SceneInfo scene_info(const std::string& name);
 
 struct TrajectoryOptions {
@@ -97,10 +97,10 @@ class Simulator {
     // Renders the next frame. False at the end of the scene; the frame is then unchanged.
     bool next(Frame& frame);
 
-    // Frames are rendered without their bgr image from now on, for those who read nv12 alone.
+    // From now on frames are rendered without their bgr image, for callers that only read nv12.
     void leave_out_bgr() { with_bgr_ = false; }
 
-    // Moves on by one frame like next() but leaves the images alone; far quicker.
+    // Advances by one frame like next() but leaves the images untouched; much faster.
     bool next_truth(Frame& frame);
 
   private:
@@ -114,27 +114,27 @@ class Simulator {
     bool with_bgr_ = true;
 };
 
-// A built-in scene that lasts for `seconds` above 0, without them for its own time; infinity: it
-// never ends. People arrive until shortly before the end, or before that of the scene's own time if
-// this is later: a shorter scene is the beginning of the scene itself. Throws std::invalid_argument
-// like scene_info(), and for any other length.
+// A built-in scene that lasts for `seconds`, which must be above 0, or for its own time when they
+// are not given; with infinity it never ends. People arrive until shortly before the end, or before
+// the end of the scene's own time if that is later: a shorter scene is the beginning of the full
+// one. Throws std::invalid_argument like scene_info(), and for any other length.
 Simulator make_scene(const std::string& name, std::uint64_t seed = 1,
                      std::optional<double> seconds = {});
 
 // Names of the built-in sites: places for several cameras.
 std::vector<std::string> site_names();
 
-// What one camera sees of a site. The people and their ways depend on site and seed alone, floor
-// and sensor noise also on the camera. A line runs below the camera from one long side of the site
-// towards the other; lines and regions are in the camera's own world. `seconds` is as in
-// make_scene(). Throws std::invalid_argument that lists the known sites, when the camera hangs
-// lower than 2.2 m or higher than 15 m, or for a length that cannot be.
+// What one camera sees of a site. The people and their paths depend only on site and seed; floor
+// and sensor noise also depend on the camera. A line runs below the camera from one long side of
+// the site towards the other; lines and regions are in the camera's own world. `seconds` is as in
+// make_scene(). Throws std::invalid_argument for an unknown site (listing the known ones), when the
+// camera hangs lower than 2.2 m or higher than 15 m, or for an invalid length.
 Simulator make_site_view(const std::string& site, std::uint64_t seed, const CameraPlace& place,
                          std::optional<double> seconds = {});
 
 // People who walk as recorded in a trajectory file (sim/trajectory.h). Throws std::out_of_range
-// when none of them comes into view, std::runtime_error that names file and line when the file
-// cannot be read, std::invalid_argument for an impossible camera height.
+// when none of them comes into view, std::runtime_error naming file and line when the file cannot
+// be read, std::invalid_argument for an impossible camera height.
 Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions& options = {});
 
 }  // namespace sim

@@ -13,7 +13,7 @@ namespace {
 constexpr double kLowestCamera_m = 2.2;  // clear of the tallest heads
 constexpr double kHighestCamera_m = 15.0;
 constexpr double kTypicalHead_m = 1.7;
-constexpr double kClearing_s = 20.0;  // the way through a hall or a crowd takes that long
+constexpr double kClearing_s = 20.0;  // walking through a hall or a crowd takes this long
 
 struct Site {
     const char* name;
@@ -43,7 +43,7 @@ Site hall() {
             {"kiosk " + std::to_string(i + 1), square({kiosks[i].along, kiosks[i].across}, 0.8)});
     }
     s.plan.along_x = true;
-    s.plan.half_length_m = 11.0;  // people come and go beyond the hall
+    s.plan.half_length_m = 11.0;  // people appear and vanish outside the hall
     s.plan.half_width_m = 3.6;
     s.plan.arrivals_per_s = 0.8;
     s.plan.max_people = 28;
@@ -60,7 +60,8 @@ Site hall() {
     return s;
 }
 
-// As full as the walkers can pass one another, until some 200 people have come through.
+// As full as it can be with walkers still able to pass one another, until some 200 people have come
+// through.
 Site station() {
     Site s{
         "station",  "A passage of 16 x 8 m that a crowd of some 200 people walks through both ways",
@@ -91,7 +92,7 @@ Site find_site(const std::string& name) {
     throw std::invalid_argument("unknown site \"" + name + "\"; known sites: " + known);
 }
 
-// Across the site below the camera, as far as heads are in view however the camera is turned.
+// Across the site below the camera, as far as heads are in view at any turn of the camera.
 CountingLine line_below(const Site& site, const CameraPlace& place, const Camera& camera) {
     constexpr double kMargin_m = 0.05;
     const double reach = camera.half_view(kTypicalHead_m).y_m - kMargin_m;
@@ -118,7 +119,7 @@ std::vector<CountingRegion> regions_in_view(const Site& site, const CameraPlace&
 
 std::uint64_t seed_of(std::uint64_t seed, const CameraPlace& place) {
     for (const double value : {place.height_m, place.x_m, place.y_m, place.turn_deg})
-        seed = mix64(seed ^ std::bit_cast<std::uint64_t>(value + 0.0));  // -0 is 0
+        seed = mix64(seed ^ std::bit_cast<std::uint64_t>(value + 0.0));  // -0 becomes 0
     return seed;
 }
 

@@ -21,7 +21,7 @@ constexpr double kHighestRate = 240.0;
 constexpr double kShortest_m = 0.5;
 constexpr double kTallest_m = 2.5;
 constexpr std::int64_t kLongestSpan = 10'000'000;  // frames; four days at 30 frames a second
-constexpr double kLargestFrame = 1e15;             // so that differences cannot overflow
+constexpr double kLargestFrame = 1e15;             // small enough that differences cannot overflow
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 bool is_text(std::string_view line) {
@@ -31,7 +31,7 @@ bool is_text(std::string_view line) {
     });
 }
 
-// A word of the file as it may be shown in a message.
+// A word of the file in a form that is safe to show in a message.
 std::string shown(std::string_view word) {
     constexpr std::size_t kMost = 40;
     std::string text(word.substr(0, kMost));
@@ -203,7 +203,7 @@ class Reader {
         fail(std::string(field) + " \"" + shown(text) + "\" is not understood; expected " + right);
     }
 
-    // An axis without a unit of its own has that of the others.
+    // An axis without a unit of its own takes that of the others.
     std::array<double, 3> metres_per_unit() const {
         double common = largest_ >= 100.0 ? 0.01 : 1.0;
         for (const double unit : units_) {
@@ -222,7 +222,7 @@ class Reader {
     std::string name_;
     double wanted_fps_;
     double file_fps_ = 0.0;
-    std::array<double, 3> units_{};  // 0 while not named
+    std::array<double, 3> units_{};  // 0 until named
     double largest_ = 0.0;
     std::int64_t line_number_ = 0;
     std::vector<Row> rows_;

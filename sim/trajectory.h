@@ -1,8 +1,9 @@
-// Text files of recorded walks: `id frame x y z` in each line, blank separated, in any order.
+// Text files of recorded walks: `id frame x y z` on each line, separated by blanks, lines in any
+// order.
 //
 // Lines that start with # are comments. They may name the frame rate ("framerate: 25 fps") and the
-// units ("x/cm", "y/m"). Without a named unit, values in the hundreds are centimetres. The file's
-// y axis points up; z is the person's height, 0.5 to 2.5 m. Frame rates are 1 to 240; frame numbers
+// units ("x/cm", "y/m"). Without a named unit, values in the hundreds are centimetres. The file's y
+// axis points up; z is the person's height, 0.5 to 2.5 m. Frame rates are 1 to 240; frame numbers
 // span at most ten million.
 #pragma once
 
@@ -26,8 +27,8 @@ struct TrajectoryFile {
     std::vector<TrajectorySample> samples;  // by id, then frame
 };
 
-// name is used in messages. fps above 0 wins over the comments. Throws std::runtime_error that
-// names file and line number and says what would be right.
+// name is used in messages. fps above 0 takes precedence over the comments. Throws
+// std::runtime_error that gives file and line number and says what was expected.
 TrajectoryFile read_trajectory(std::istream& in, const std::string& name, double fps = 0.0);
 
 TrajectoryFile read_trajectory_file(const std::string& path, double fps = 0.0);

@@ -21,12 +21,12 @@ constexpr double kSway_m = 0.014;
 constexpr double kTurnRate = 3.2;  // rad/s of the body
 constexpr int kCorrections = 40;
 
-// Two groups abreast can fill the passage and push each other to and fro, and two people can each
-// keep the other from the place where both want to stop: for hours, if they were let. People who
-// only pass in a crowd are held up for less than this.
+// Two groups abreast can fill the passage and push each other back and forth, and two people can
+// each keep the other from the place where both want to stop, for hours if allowed to. People who
+// merely pass through a crowd are held up for less than this.
 constexpr double kPatience_s = 60.0;
-constexpr double kHeadway_m = 0.3;  // less is being pushed about
-constexpr double kFile_m = 0.65;    // from one to the next in a group that walks in single file
+constexpr double kHeadway_m = 0.3;  // anything less is just being pushed about
+constexpr double kFile_m = 0.65;    // spacing in a group that walks in single file
 
 struct Walker {
     Pose pose;
@@ -34,7 +34,7 @@ struct Walker {
     double across = 0.0;
     double v_along = 0.0;
     double v_across = 0.0;
-    double goal = 1.0;        // -1 or 1: the end of the passage walked to
+    double goal = 1.0;        // -1 or 1: the end of the passage being walked to
     double speed = 1.2;       // m/s, wanted
     double lane = 0.0;        // across, wanted
     double face_along = 0.0;  // unit vector
@@ -47,9 +47,9 @@ struct Walker {
     bool stops = false;        // still to come
     bool turns = false;        // still to come
     bool waits = false;        // has come to the place of the stop or turn
-    double look_across = 0.0;  // -1 or 1: side to which a stop's place draws the eyes; else 0
+    double look_across = 0.0;  // -1 or 1: side to look towards at the place of a stop; else 0
     double lane_after = 0.0;   // across, wanted after a stop at such a place
-    double got_to = -std::numeric_limits<double>::infinity();  // towards goal, at the last headway
+    double got_to = -std::numeric_limits<double>::infinity();  // towards goal, at last headway
     double held_s = 0.0;                                       // since then
     bool pushes() const { return pose.load == Load::kTrolley || pose.load == Load::kCart; }
 };
@@ -120,7 +120,7 @@ class Walkers : public World {
                 const double room = w.pushes() || other.pushes() ? 2.0 : 0.9;
                 if (std::abs(w.along - other.along) < room &&
                     std::abs(w.across - other.across) < room) {
-                    waiting_.erase(waiting_.begin());  // another arrival finds another place
+                    waiting_.erase(waiting_.begin());  // the next arrival takes another place
                     return;
                 }
             }
@@ -211,7 +211,7 @@ class Walkers : public World {
     }
 
     void make_individual(Walker& w) {
-        // No number is drawn for a share of nobody: scenes without staff stay as they are.
+        // No random number is drawn for a zero share, so scenes without staff stay unchanged.
         if (plan_.staff > 0.0 && rng_.chance(plan_.staff)) {
             put_on_vest(rng_, w.pose.look);
         } else {
@@ -321,8 +321,8 @@ class Walkers : public World {
         if (w.held_s > kPatience_s) make_way(w);
     }
 
-    // Gives up a place that cannot be reached; else keeps to the right-hand side, groups in single
-    // file, so that those who come the other way find the other side free.
+    // Gives up a place that cannot be reached; otherwise keeps to the right, groups in single file,
+    // so that people coming the other way find the other side free.
     void make_way(Walker& w) const {
         if (w.stops || w.turns) {
             go_on(w);
@@ -368,7 +368,7 @@ class Walkers : public World {
         const double miss = r_across + time * u_across;
         const double miss_along = r_along + time * u_along;
         if (std::sqrt(miss * miss + miss_along * miss_along) > comfort) return;
-        // Everyone keeps to the right when the other comes dead ahead.
+        // Everyone keeps to the right when someone is coming straight at them.
         const double side = std::abs(miss) > 0.05 ? (miss > 0.0 ? -1.0 : 1.0) : w.goal;
         across += side * 2.4 * (1.0 - time / kLookAhead_s) * (comfort - std::abs(miss)) / comfort;
     }
@@ -418,7 +418,7 @@ class Walkers : public World {
         return true;
     }
 
-    // What the step did to a walker: real velocity, body direction, gait.
+    // The step's effect on a walker: actual velocity, body direction, gait.
     void settle(Walker& w, const Walker& before, double dt) {
         w.v_along = (w.along - before.along) / dt;
         w.v_across = (w.across - before.across) / dt;
@@ -453,7 +453,7 @@ class Walkers : public World {
     Pose world_pose(const Walker& w) const {
         Pose p = w.pose;
         const double across = w.across + kSway_m * w.pose.stride * sine(w.sway_phase);
-        // (along, across) is (-y, x) or (x, y): both keep right turns right turns.
+        // (along, across) is (-y, x) or (x, y): in both, right turns stay right turns.
         p.x_m = plan_.along_x ? w.along : across;
         p.y_m = plan_.along_x ? across : -w.along;
         p.dir_x = plan_.along_x ? w.face_along : w.face_across;

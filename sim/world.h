@@ -12,7 +12,7 @@ class World {
   public:
     virtual ~World() = default;
 
-    // Poses of everyone at the next frame, sorted by id. Called once for each frame, in order.
+    // Poses of everyone in the next frame, sorted by id. Called once per frame, in order.
     virtual void step(std::vector<Pose>& people) = 0;
 };
 

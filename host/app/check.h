@@ -1,4 +1,4 @@
-// The command that checks a file of the user's.
+// The command that checks a user's file.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace host {
 
-// Reads an installation or site file as a run does, and gives what there is to say about it. The
-// plan of a site, site_plan.png, goes into the folder of the options, or beside the file. Throws
-// InputError for a file that is not sound.
+// Reads an installation or site file as a run does and returns what there is to say about it. The
+// plan of a site, site_plan.png, goes into the folder given in the options, or beside the file.
+// Throws InputError for an invalid file.
 std::string check_command(const CheckOptions& options);
 
 }  // namespace host

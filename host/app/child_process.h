@@ -1,4 +1,4 @@
-// This program once more, as a child whose output is read.
+// Another instance of this program, run as a child whose output is read.
 #pragma once
 
 #include <sys/types.h>
@@ -12,7 +12,7 @@ namespace host {
 class ChildProcess {
   public:
     // Starts the program with these arguments. It ends with the calling thread at the latest, but
-    // does not hear the terminal's Ctrl-C: that is passed on by ask_to_end(). Throws
+    // does not receive the terminal's Ctrl-C: ask_to_end() passes that on. Throws
     // std::runtime_error.
     explicit ChildProcess(const std::vector<std::string>& arguments);
     // Ends it.
@@ -22,7 +22,7 @@ class ChildProcess {
 
     // Standard output and error, never blocking; -1 after their end.
     int output() const { return output_; }
-    // The lines that have come; the last one may be without its end when the output has ended.
+    // The lines received so far; once the output has ended, the last one may lack its line end.
     std::vector<std::string> read_lines();
 
     void ask_to_end();

@@ -1,4 +1,4 @@
-// What the program ends with.
+// The program's exit statuses.
 #pragma once
 
 namespace host {

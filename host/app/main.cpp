@@ -35,7 +35,7 @@ void catch_interrupts() {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before = {};
         sigaction(number, nullptr, &before);
-        // Whoever started the program to outlive a terminal had the signal ignored.
+        // A program started to outlive its terminal has the signal ignored already.
         if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
     }
 }
@@ -46,7 +46,7 @@ void ignore_interrupts() {
         std::signal(number, SIG_IGN);
 }
 
-// What a user wrote may be part of the sentence, and of any length.
+// The sentence may contain user input of any length.
 void complain(const std::exception& error) {
     constexpr std::size_t kMostCharacters = 1000;
     std::fprintf(stderr, "vca: %s\n",

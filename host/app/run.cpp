@@ -46,7 +46,7 @@ std::vector<PicturePoint> map_points(const FrameSource& source,
     return mapped;
 }
 
-// A recording larger than the analysis' picture is scaled down, which can make points one.
+// A recording larger than the analysis' picture is scaled down, which can make points coincide.
 constexpr const char* kOnThePicture = ", scaled to the 960 x 544 picture of the analysis,";
 
 std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSource& source) {
@@ -168,7 +168,7 @@ double floor_distance_mm(const std::vector<double>& measured) {
     return std::round(quantile(measured, 0.8));
 }
 
-// The next frames of a source, so many and no more.
+// The next frames of a source, up to a given number.
 class FirstFrames final : public FrameFeed {
   public:
     FirstFrames(FrameFeed& frames, int left) : frames_(frames), left_(left) {}
@@ -180,7 +180,7 @@ class FirstFrames final : public FrameFeed {
 };
 
 // Lets the library measure its distance to the floor several times, spread over the source, which
-// is opened for this alone.
+// is opened only for this.
 double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
@@ -200,7 +200,7 @@ double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     return checked_height_mm(floor_distance_mm(measured), "the measured installation height");
 }
 
-// The frames of the source as far as the options let a run go.
+// The frames of the source as far as the options allow.
 class RunFrames final : public FrameFeed {
   public:
     // What ended them.
@@ -240,8 +240,8 @@ class RunFrames final : public FrameFeed {
     End end_ = End::kStopped;
 };
 
-// Frames without anything after the end of the source. The first of them carries what the truth
-// makes of those who were still under way.
+// Frames without anything after the end of the source. The first of them carries the truth's
+// verdict on those who were still under way.
 class ClosingFrames final : public FrameFeed {
   public:
     ClosingFrames(const RunPlan& plan, std::int64_t last, double time_s)
@@ -250,7 +250,7 @@ class ClosingFrames final : public FrameFeed {
           time_s_(time_s),
           crossings_(plan.source->settle_truth()) {}
 
-    // By the wall clock they take a while, which a user may want to cut short.
+    // At wall-clock pace they take a while, which a user may want to cut short.
     void end_with(const std::atomic<bool>& stop) { stop_ = &stop; }
 
     bool next(SourceFrame& frame) override {
@@ -283,7 +283,7 @@ class SiteLink {
     SiteLink& operator=(const SiteLink&) = delete;
 
     // All devices of a site end with the same frame. A slave that left at once would be reported as
-    // missing by a master that is still at it.
+    // missing by a master that is still running.
     void take_leave() {
         constexpr std::chrono::milliseconds kFarewell{500};
         if (!link_->figures().master) std::this_thread::sleep_for(kFarewell);
@@ -308,7 +308,7 @@ RunFacts facts_of(const RunPlan& plan, double height_mm) {
     return facts;
 }
 
-// Where the truth is known the source tells of lines at the edge itself, and the places of a site
+// Where the truth is known the source itself warns of lines at the edge, and the places of a site
 // may lie in the view of another camera.
 std::vector<std::string> warnings_of(const RunPlan& plan) {
     const CountedPlaces places{plan.lines, plan.regions, plan.exclusions};
@@ -413,7 +413,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     RunFrames frames(plan, stop);
     const std::int64_t last = session.feed(frames, plan.pace);
     facts.interrupted = frames.end() == RunFrames::End::kStopped;
-    // Only the end of the source is an end for the people in it too.
+    // Only the end of the source also ends the tracks of the people in it.
     if (frames.end() == RunFrames::End::kSource) {
         ClosingFrames closing(plan, last, frames.time_s());
         if (plan.pace != nullptr) closing.end_with(stop);

@@ -17,7 +17,7 @@
 
 namespace host {
 
-// A checked run whose source is open; nothing was written yet.
+// A checked run whose source is open; nothing has been written yet.
 struct RunPlan {
     RunOptions options;
     std::unique_ptr<FrameSource> source;
@@ -26,11 +26,11 @@ struct RunPlan {
     std::vector<std::vector<PicturePoint>> exclusions;
     std::string output;  // folder of the results
     AttributeModels attributes{};
-    std::optional<VCA_ALGO_CFG_S> config{};  // of a device of a site; none: made from the options
+    std::optional<VCA_ALGO_CFG_S> config{};  // for a device of a site; empty: made from the options
     std::optional<LinkSetup> link{};
     Pace* pace = nullptr;               // null: frames go as fast as the analysis takes them
-    bool decisions = false;             // sinks hear why, too
-    std::optional<double> height_mm{};  // of the camera; none: to be measured
+    bool decisions = false;             // sinks are told why, too
+    std::optional<double> height_mm{};  // of the camera; empty: to be measured
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.
@@ -39,14 +39,14 @@ RunPlan prepare_run(const RunOptions& options);
 // Measures the camera's height when that was asked for. Throws InputError.
 void settle_height(RunPlan& plan, const std::atomic<bool>& stop);
 
-// What the scores of a run are taken from.
+// What a run is scored on.
 ScoreSetup score_setup(const RunPlan& plan);
-// How stories call the lines and regions.
+// The names of the lines and regions in stories.
 StoryNames story_names(const RunPlan& plan);
 
-// Runs the library over the source for these sinks, to the end or until `stop` turns true. It
-// prints to standard output meanwhile. Throws InputError when a recording cannot be read on, and
-// what a sink threw.
+// Runs the library over the source for these sinks, to the end or until `stop` turns true. The
+// library prints to standard output meanwhile. Throws InputError when the rest of a recording
+// cannot be read, and rethrows what a sink threw.
 RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<bool>& stop);
 
 // A run without files, for its scores and for more sinks.

@@ -45,7 +45,8 @@ LiveVideo::Setup live_setup(const RunPlan& plan, const OutputFolder& folder) {
             {info.name, plan.lines, plan.regions, plan.exclusions}};
 }
 
-// Results that a run can do without: what fails leaves a sentence, and no file but what had grown.
+// Results that a run can do without: a failure leaves a sentence, and no file except one that had
+// already grown.
 class OptionalResults {
   public:
     explicit OptionalResults(OutputFolder& folder) : folder_(folder) {}

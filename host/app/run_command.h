@@ -7,9 +7,9 @@
 
 namespace host {
 
-// Runs it and writes the folder of its results. `keep_results` is called when everything is written
-// and from then on nothing may end the program. Gives the program's exit status; throws InputError
-// and std::runtime_error.
+// Runs it and writes the folder of its results. `keep_results` is called once everything is
+// written; from then on nothing may end the program. Returns the program's exit status; throws
+// InputError and std::runtime_error.
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)());
 
 }  // namespace host

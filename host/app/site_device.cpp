@@ -73,7 +73,7 @@ LinkSetup link_of(const Site& site, const SiteDevice& device, const SiteOptions&
     return link;
 }
 
-// What this device and the rest of its site did not hear of each other; empty when nothing.
+// What this device and the rest of its site did not hear from each other; empty if nothing.
 std::string loss_text(const RunFacts& facts) {
     if (!facts.link) return "";
     const LinkFigures& link = *facts.link;

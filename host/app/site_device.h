@@ -7,7 +7,7 @@
 
 namespace host {
 
-// Runs the device and writes its folder. Gives the program's exit status; throws InputError and
+// Runs the device and writes its folder. Returns the program's exit status; throws InputError and
 // std::runtime_error like a run.
 int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop);
 

@@ -17,8 +17,8 @@ using std::chrono::steady_clock;
 
 constexpr int kPoll_ms = 50;
 
-// A device shows its progress once a second; one that shows none for so long hangs.
-constexpr std::chrono::seconds kSilence{30};
+// A device shows its progress once a second; one that shows none for this long hangs.
+constexpr std::chrono::seconds kSilence{20};
 
 std::vector<std::string> names_of(const ProcessRun& run) {
     std::vector<std::string> names;
@@ -83,7 +83,7 @@ class Watch {
 
     void look_after(std::size_t i) {
         if (!children_[i]) return;
-        // First whether it has ended: what it wrote before is then complete.
+        // Check first whether it has ended: what it wrote before is then complete.
         const std::optional<int> status = children_[i]->end_status();
         for (const std::string& line : children_[i]->read_lines()) {
             heard_[i] = steady_clock::now();

@@ -132,7 +132,7 @@ void say(const SiteOptions& options, const std::string& text) {
     if (!options.quiet) std::fputs(text.c_str(), stderr);
 }
 
-// The counts of every camera by itself; none of those whose run did not end well.
+// The counts of every camera by itself; none for those whose run did not end well.
 void compare_alone(const Site& site, const SiteOptions& options, const fs::path& output,
                    const std::atomic<bool>& stop, SiteResult& result) {
     const auto frames = static_cast<std::int64_t>(result.frames.size());

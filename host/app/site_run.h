@@ -7,8 +7,8 @@
 
 namespace host {
 
-// Runs the site, then every camera once more alone over the same frames, and writes the folder of
-// the site. Gives the program's exit status; throws InputError and std::runtime_error.
+// Runs the site, then each camera again on its own over the same frames, and writes the site's
+// folder. Returns the program's exit status; throws InputError and std::runtime_error.
 int run_site(const SiteOptions& options, const std::atomic<bool>& stop);
 
 }  // namespace host

@@ -65,7 +65,7 @@ std::string story_text(const Json& person, const WhyOptions& options) {
     return text;
 }
 
-// The lines of a run that has ended; while it goes on nobody knows them.
+// The lines of a run that has ended; while it goes on they are unknown.
 std::vector<std::string> lines_of(const std::filesystem::path& folder) {
     std::ifstream in(folder / kSummaryFile);
     const Json summary = Json::parse(in, nullptr, false);
@@ -116,7 +116,7 @@ std::string why_command(const WhyOptions& options) {
         try {
             text += story_text(Json::parse(line), options);
         } catch (const Json::exception&) {
-            // Only the last line of a run that was cut off has no end.
+            // Only the last line of a run that was cut off can lack its end.
             if (in.eof()) break;
             throw InputError("\"" + path + "\" line " + std::to_string(number) +
                              " is not a story; the file was changed");

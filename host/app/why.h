@@ -1,4 +1,4 @@
-// The command that tells why somebody was counted or not.
+// The command that explains why somebody was counted or not.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The one pinhole record.
+// The pinhole camera record.
 #pragma once
 
 #include <optional>

@@ -10,11 +10,12 @@ namespace host {
 
 class CsvFile {
   public:
-    // Throws std::runtime_error when the file cannot be opened. An empty path: nothing is written.
+    // Throws std::runtime_error when the file cannot be opened. With an empty path nothing is
+    // written.
     CsvFile(const std::string& path, const std::string& header);
 
     // The row is in the file when this returns: rows are few, and a run may be killed. Fields that
-    // hold what parts fields are quoted. Throws std::runtime_error when that fails.
+    // contain a delimiter are quoted. Throws std::runtime_error when writing fails.
     void add_row(const std::vector<std::string>& fields);
     // Throws std::runtime_error when not everything could be written.
     void finish();
@@ -26,11 +27,11 @@ class CsvFile {
     std::ofstream out_;
 };
 
-// Numbers of a table with up to six digits; nothing for a value that is not known.
+// A number in a table, with up to six digits; empty for an unknown value.
 std::string csv_number(double value);
 std::string csv_number(const std::optional<double>& value);
 std::string csv_number(const std::optional<int>& value);
-// Seconds to the millisecond, however many they are.
+// Seconds to the millisecond, however large the number.
 std::string csv_seconds(double value_s);
 
 }  // namespace host

@@ -1,11 +1,11 @@
-// The error that means wrong input of the user.
+// The error that reports wrong user input.
 #pragma once
 
 #include <stdexcept>
 
 namespace host {
 
-// Wrong input of the user; the text is one sentence that names the place and says what is right.
+// Wrong user input; the text is one sentence that names the place and says what would be right.
 struct InputError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

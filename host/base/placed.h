@@ -1,4 +1,4 @@
-// A value of the user's that knows where it was given.
+// A user's value that knows where it was given.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace host {
 template <typename T>
 struct Placed {
     Placed() = default;
-    // Not explicit: a plain value is one that nobody gave.
+    // Not explicit: a plain value is one that no user gave.
     Placed(T given, std::string where = "")  // NOLINT(google-explicit-constructor)
         : value(std::move(given)), place(std::move(where)) {}
 
@@ -19,7 +19,7 @@ struct Placed {
     }
 
     T value{};
-    std::string place;  // as messages begin, such as: "door.toml" line 3: height_mm
+    std::string place;  // the way messages begin, such as: "door.toml" line 3: height_mm
 };
 
 }  // namespace host

@@ -76,7 +76,7 @@ std::string ProgressDisplay::text(std::size_t row) const {
     return "  " + names_[row] + std::string(width_ - names_[row].size(), ' ') + lines_[row];
 }
 
-// Those of one round come together, also the first ones, unless somebody has none for long.
+// The lines of one round come together, even the first ones, unless a row has none for long.
 void ProgressDisplay::print_round() {
     const auto now = steady_clock::now();
     bool complete = true;

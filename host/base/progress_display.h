@@ -1,4 +1,4 @@
-// Lines that show how far something has come.
+// Lines that show progress.
 #pragma once
 
 #include <chrono>
@@ -10,13 +10,14 @@
 
 namespace host {
 
-// One line for each row: on a terminal they stay at the bottom, are written anew and never wider
-// than it is. Elsewhere they come again every so often, or not at all. All functions may be called
-// by any thread.
+// One line for each row. On a terminal the lines stay at the bottom, are redrawn in place and never
+// exceed its width. Elsewhere they are repeated every so often, or not printed at all. All
+// functions may be called from any thread.
 class ProgressDisplay {
   public:
-    // Rows are shown behind their names; a row without a name stands alone. `every` parts two
-    // rounds of lines where `out` is no terminal; none: there are no lines, only sentences.
+    // Rows are shown after their names; a row without a name has no prefix. `every` is the time
+    // between two rounds of lines where `out` is not a terminal; if empty, there are no lines, only
+    // sentences.
     ProgressDisplay(std::FILE* out, std::vector<std::string> names, bool quiet,
                     std::optional<std::chrono::milliseconds> every = std::nullopt);
     ~ProgressDisplay() { finish(); }
@@ -24,12 +25,12 @@ class ProgressDisplay {
     ProgressDisplay& operator=(const ProgressDisplay&) = delete;
 
     bool terminal() const { return terminal_; }
-    // The row has something to come: rounds wait for its first line, though not for long.
+    // The row is about to have lines: rounds wait for the first one, though not for long.
     void begin(std::size_t row);
     void update(std::size_t row, const std::string& line);
-    // A sentence that stays, under the name of the row.
+    // A sentence that stays on the screen, under the row's name.
     void say(std::size_t row, const std::string& sentence);
-    // Nothing more comes of the row.
+    // The row has nothing more to show.
     void end(std::size_t row);
     // Removes the lines from a terminal.
     void finish();
@@ -51,7 +52,7 @@ class ProgressDisplay {
     std::mutex mutex_;
     std::vector<std::string> lines_;
     std::vector<bool> active_;
-    int drawn_ = 0;  // lines on the terminal; the cursor stands in the last one
+    int drawn_ = 0;  // lines on the terminal; the cursor is in the last one
     std::chrono::steady_clock::time_point next_{};
     std::chrono::steady_clock::time_point patience_{};
 };

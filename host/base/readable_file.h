@@ -1,4 +1,4 @@
-// Whether a file of the user's can be read.
+// Whether a user's file can be read.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 namespace host {
 
 // Why a file cannot be read, such as "Permission denied" or "it is a folder"; empty when it can.
-// What is no regular file is not opened, because that might wait for ever.
+// Anything but a regular file is not opened, because that might block forever.
 std::string why_unreadable(const std::string& path);
 
 }  // namespace host

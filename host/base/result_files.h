@@ -22,12 +22,12 @@ inline constexpr const char* kHeatMotionFile = "heat_motion.png";
 inline constexpr const char* kSitePictureFile = "site_picture.png";
 inline constexpr const char* kSitePlanFile = "site_plan.png";
 
-// What a run of one camera may leave; the live video when it is asked for.
+// What a run of one camera may leave; the live video only on request.
 inline constexpr const char* kRunFiles[] = {
     kSummaryFile, kEventsFile,  kPeopleFile, kCrossingsFile, kTrueCrossingsFile, kRegionsFile,
     kStaysFile,   kPictureFile, kLiveFile,   kHeatDwellFile, kHeatMotionFile,    kLogFile};
 
-// Whether a file can be followed while the run goes on; the others are there when it has ended.
+// Whether a file can be followed while the run goes on; the others appear when it has ended.
 inline bool grows(std::string_view name) {
     constexpr std::string_view kGrowing[] = {
         kEventsFile,  kPeopleFile, kCrossingsFile, kTrueCrossingsFile,

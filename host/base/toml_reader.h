@@ -1,5 +1,5 @@
-// TOML files of the user: installation, site and camera files. Every value knows its file and line,
-// and what is wrong with it is said in one sentence that begins with both.
+// The user's TOML files: installation, site and camera files. Every value knows its file and line,
+// and an error in it is reported in one sentence that begins with both.
 #pragma once
 
 #include <array>
@@ -15,8 +15,8 @@
 
 namespace host {
 
-// One value of a file, with all that is in it when it is a table or a list. What asks for another
-// kind of value than this is throws InputError.
+// One value of a file, with its contents when it is a table or a list. Asking for a different kind
+// of value throws InputError.
 class TomlValue {
   public:
     using Reader = std::function<void(const TomlValue&)>;
@@ -34,7 +34,7 @@ class TomlValue {
     bool is_text() const { return std::holds_alternative<std::string>(content_); }
     std::string text() const;
     bool flag() const;
-    // A number of any size, also an infinite one and nan; none when this is something else.
+    // Any number, including infinity and nan; empty when this is something else.
     std::optional<double> as_number() const;
     double number() const;
     double finite_number() const;
@@ -45,16 +45,16 @@ class TomlValue {
     std::array<TomlValue, 2> pair(std::string_view needed) const;
     std::vector<std::array<TomlValue, 2>> pairs(std::string_view needed) const;
 
-    // Reads a table; refuses keys that are not in the list, and one that lacks a needed key.
+    // Reads a table; refuses keys that are not in the list, and a table that lacks a required key.
     void read_keys(const Keys& keys, std::string_view needed = "a table is needed here") const;
-    // Null when this is no table or has no such key.
+    // Null when this is not a table or has no such key.
     const TomlValue* find(std::string_view key) const;
     // Reads the tables of [[NAME]] one after the other; anything else gets the sentence `needed`.
     static Reader tables(std::string needed, Reader read_table);
 
   private:
     friend class TomlParser;
-    struct Nothing {};  // a date, a time, or a number that is no double
+    struct Nothing {};  // a date, a time, or a number that is not a double
     using List = std::vector<TomlValue>;
     using Table = std::vector<std::pair<std::string, TomlValue>>;
 
@@ -67,7 +67,7 @@ class TomlValue {
 };
 
 // Reads a whole file. `kind` is what it is called in messages, such as "site file", and `remedy`
-// the end of the sentence when there is none. Throws InputError.
+// ends the sentence when there is no such file. Throws InputError.
 TomlValue read_toml_file(const std::string& path, const std::string& kind,
                          const std::string& remedy);
 

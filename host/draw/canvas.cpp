@@ -64,7 +64,7 @@ cv::Scalar line_colour(std::size_t index) {
     return kColours[index % std::size(kColours)];
 }
 
-// The hue goes round by the golden angle.
+// The hue advances by the golden angle.
 cv::Scalar track_colour(int id) {
     const double hue = std::fmod(id * 137.508, 360.0) / 60.0;
     const double x = 1.0 - std::abs(std::fmod(hue, 2.0) - 1.0);

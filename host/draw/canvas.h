@@ -1,5 +1,5 @@
-// What all pictures share: colours, text, translucent marks, labels that keep off each other, and
-// PNG files.
+// What all pictures share: colours, text, translucent marks, labels that avoid each other, and PNG
+// files.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -12,13 +12,14 @@ inline const cv::Scalar kWhite(255, 255, 255);
 inline const cv::Scalar kInk(40, 36, 32);
 inline const cv::Scalar kPaper(248, 247, 245);
 
-// Each line has its own, for the line, its arrows and its labels; dark enough for white text.
+// Each line has its own colour, for the line, its arrows and its labels; dark enough for white
+// text.
 cv::Scalar line_colour(std::size_t index);
 // Colours far apart for neighbouring numbers.
 cv::Scalar track_colour(int id);
 
-// The font knows ASCII alone: letters with marks become their plain letters, every other character
-// one question mark.
+// The font has only ASCII: accented letters become plain ones, every other character a question
+// mark.
 std::string to_ascii(const std::string& utf8);
 // At most this many characters, the last ones replaced by three dots when there are more.
 std::string shortened(const std::string& ascii, std::size_t most);
@@ -35,10 +36,10 @@ void shade(cv::Mat& image, const cv::Rect& area, const cv::Scalar& colour, doubl
 void shade_polygon(cv::Mat& image, const std::vector<cv::Point>& polygon, const cv::Scalar& colour,
                    double weight);
 
-// An area in which nobody counts: darker, hatched, with a grey outline.
+// An area in which nobody is counted: darker, hatched, with a grey outline.
 void draw_excluded(cv::Mat& image, const std::vector<cv::Point>& polygon);
 
-// Straight pieces of a rectangle's outline with gaps as long as themselves.
+// A rectangle's outline in dashes, with gaps of the same length.
 void draw_dashed(cv::Mat& image, const cv::Rect& box, const cv::Scalar& colour, int thickness);
 
 // Places in a picture that are taken by marks and labels.
@@ -48,8 +49,8 @@ class FreePlaces {
 
     void take(const cv::Rect& area) { taken_.push_back(area); }
 
-    // Takes the one of the places (upper left corners, moved into the picture) where the area
-    // covers least of what is taken; of equal ones the first.
+    // Takes whichever of the places (upper left corners, moved into the picture) covers the least
+    // of what is already taken; the first of equal ones.
     cv::Rect take_best(const cv::Size& extent, const std::vector<cv::Point>& places);
 
   private:

@@ -14,10 +14,10 @@
 namespace host {
 namespace {
 
-// A person marks the cells within 4 cells of the own one: 49 of them, away from the border.
+// A person marks the cells within 4 cells of their own: 49 of them, away from the border.
 constexpr double kCellsOfPerson = 49.0;
 
-// Of the colour map; its dark beginning would not stand out from the floor.
+// Start within the colour map, whose dark beginning would not stand out from the floor.
 constexpr double kFirstColour = 0.25;
 
 double unit_value(std::int32_t cell, HeatKind kind) {

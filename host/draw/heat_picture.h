@@ -10,13 +10,13 @@ namespace host {
 
 enum class HeatKind { kDwell, kMotion };
 
-// Where the floor lies in the picture, enlarged 1.5 times; above it is the title, at its right the
-// scale.
+// Where the floor lies in the picture, enlarged 1.5 times; the title is above it, the scale to its
+// right.
 inline const cv::Rect kHeatFloor(0, 84, 1440, 816);
 inline const cv::Size kHeatPicture(1590, 900);
 
-// Colours belong to the square root of the value's share in the greatest one, so that the ways of
-// people who only pass remain visible beside the places of people who stand.
+// Colours follow the square root of the value's share of the greatest one, so that the paths of
+// people who only pass remain visible beside the places where people stand.
 struct HeatScale {
     double most = 0.0;          // seconds, or passages
     std::vector<double> ticks;  // rising, 0 and `most` included
@@ -32,8 +32,8 @@ std::string tick_text(double value);
 cv::Scalar heat_colour(double share);
 
 // Draws `cells` (240 x 135 over the whole floor, row by row, milliseconds or passages) over the
-// floor, a 960 x 544 colour picture or nothing. Where all cells within 3 are 0 the floor shows
-// as it is but grey.
+// floor, a 960 x 544 colour picture or empty. Where all cells within 3 are 0, only the floor
+// shows, in grey.
 cv::Mat draw_heat(const cv::Mat& floor, const std::vector<std::int32_t>& cells, HeatKind kind);
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// Drawing of boxes, ways, lines and regions into the camera's picture.
+// Drawing of boxes, paths, lines and regions into the camera's picture.
 #include "host/draw/live_view.h"
 
 #include <algorithm>
@@ -21,10 +21,10 @@ const cv::Scalar kDark(28, 24, 20);
 const cv::Scalar kPale(225, 222, 218);
 constexpr double kTextSize = 0.42;
 constexpr int kRowHeight = 18;
-constexpr int kFlashFrames = 9;  // a line is bright for so long after a crossing
+constexpr int kFlashFrames = 9;  // a line stays bright for this long after a crossing
 
-// What is drawn with a number from a message must not leave the range of OpenCV's fixed-point
-// coordinates.
+// Numbers from a message must stay within the range of OpenCV's fixed-point coordinates to be
+// drawn.
 int bounded(std::int32_t value) {
     return std::clamp(value, -4000, 4000);
 }
@@ -55,13 +55,13 @@ std::string clock_text(double time_s) {
     return std::to_string(all_s / 60) + (seconds.size() < 2 ? ":0" : ":") + seconds;
 }
 
-// A short text on its own ground.
+// A short text on its own background.
 struct Chip {
     std::string text;
     cv::Scalar ground;
     cv::Scalar ink;
-    double weight = 0.8;              // of the ground
-    int gender = VCA_GENDER_UNKNOWN;  // a mark behind the text when known
+    double weight = 0.8;              // of the background
+    int gender = VCA_GENDER_UNKNOWN;  // a mark after the text if known
 
     int width() const {
         return text_size(text, kTextSize, 1).width + 10 +
@@ -183,7 +183,7 @@ class LiveView::Painter {
     std::size_t people() const { return tracks_ == nullptr ? 0 : tracks_->tracks.size(); }
 
   private:
-    // A label of a region or a line: people's labels keep off it, and it is drawn over people.
+    // A label of a region or a line: people's labels avoid it, and it is drawn over people.
     struct Sign {
         cv::Point corner;
         std::vector<ChipRow> rows;
@@ -273,7 +273,7 @@ class LiveView::Painter {
         cv::polylines(image_, trail, false, colour, 3, cv::LINE_AA);
         const cv::Rect box = box_of(track);
         if (!trail.empty()) {
-            // The way is that of the feet when people are counted by where they stand.
+            // The path is that of the feet when people are counted by where they stand.
             const cv::Point middle(box.x + box.width / 2, box.y + box.height / 2);
             cv::line(image_, middle, trail.front(), colour, 1, cv::LINE_AA);
             cv::circle(image_, trail.front(), 5, kDark, cv::FILLED, cv::LINE_AA);

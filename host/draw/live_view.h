@@ -1,5 +1,5 @@
-// One frame as a screen beside the camera shows it: the camera's picture with what the library's
-// messages tell about this frame.
+// One frame as a screen beside the camera would show it: the camera's picture with what the
+// library's messages say about this frame.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ namespace host {
 inline const cv::Rect kLiveCamera(0, 0, 960, 544);
 inline const cv::Size kLivePicture(960, 576);
 
-// What is configured and therefore in no message; points in picture coordinates.
+// What is configured and therefore not in any message; points in picture coordinates.
 struct LiveScene {
     std::string title;
     std::vector<CountingLine> lines;
@@ -38,11 +38,11 @@ class LiveView {
   public:
     explicit LiveView(LiveScene scene) : scene_(std::move(scene)) {}
 
-    // Takes in messages 6045, 6069, 6070 and 6090; others have nothing to show.
+    // Takes messages 6045, 6069, 6070 and 6090; the others have nothing to show.
     void add_event(const Event& event);
 
-    // The picture of one frame: its own messages' people and regions, and all counts so far.
-    // `camera` is a 960 x 544 colour picture or empty; the memory of `picture` is used again.
+    // The picture of one frame: the people and regions of its own messages, and all counts so far.
+    // `camera` is a 960 x 544 colour picture or empty; the memory of `picture` is reused.
     void draw(const cv::Mat& camera, std::int64_t frame_number, double time_s,
               cv::Mat& picture) const;
 

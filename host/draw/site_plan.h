@@ -16,7 +16,7 @@ cv::Scalar device_colour(std::size_t index);
 // calls.
 class FloorPlan {
   public:
-    // As large as `most` allows for what the cameras see and the lines and regions.
+    // As large as `most` allows, with room for what the cameras see, the lines and the regions.
     FloorPlan(const Site& site, const cv::Size& most);
 
     cv::Mat& image() { return image_; }
@@ -47,7 +47,7 @@ class FloorPlan {
     FreePlaces places_;
 };
 
-// Rows of a picture's panel: heading, sample and text, plain text; they go down from the top.
+// Rows of a picture's panel: heading, sample and text, plain text; filled from the top down.
 class PlanLegend {
   public:
     explicit PlanLegend(cv::Mat image);

@@ -16,14 +16,14 @@
 
 namespace host {
 
-// The frame in work, asked for whenever the library sends a message.
+// The frame being processed, asked for whenever the library sends a message.
 struct FrameStamp {
     std::int64_t frame_number = -1;
     double time_s = 0.0;
     std::int32_t feed_count = 0;  // the library's feed frame counter
 };
 
-// Whom the bus works for.
+// The client of the bus.
 class BusClient {
   public:
     virtual ~BusClient() = default;
@@ -45,10 +45,10 @@ class Bus {
     // Queues a copy of a message for the library's handler of this number; it is dropped when its
     // size is wrong, or no handler is registered at the time of delivery.
     void send_to_library(int id, const void* payload, std::size_t length);
-    // Queues a call that the bus thread makes when everything queued before was dealt with.
+    // Queues a call that the bus thread makes when everything queued before it has been dealt with.
     void call(std::function<void()> function);
-    // Waits until everything queued so far, and what it brought about, was dealt with. Not to be
-    // called on the bus thread.
+    // Waits until everything queued so far, and whatever it led to, has been dealt with. Must not
+    // be called on the bus thread.
     void wait_idle();
     // Messages for which no handler was registered.
     int undelivered() const;
@@ -56,7 +56,7 @@ class Bus {
     // handlers read the whole record without asking for the length.
     int refused() const;
 
-    // What the functions of the platform header do.
+    // Behind the functions of the platform header.
     int queue_from_library(int id, const void* payload, int length);
     int add_handlers(const SOCK_REQUEST_S* table, int count);
     int remove_handlers(const SOCK_REQUEST_S* table, int count);
@@ -81,7 +81,7 @@ class Bus {
     bool stopping_ = false;
     int undelivered_ = 0;
     int refused_ = 0;
-    // Held while a handler runs, so that remove_handlers() returns only when none does.
+    // Held while a handler runs, so that remove_handlers() returns only when none is running.
     std::mutex handlers_mutex_;
     std::map<int, void (*)(int, void*)> handlers_;
     std::thread thread_;

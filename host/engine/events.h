@@ -138,12 +138,12 @@ struct FrameCount {
     int frame_count = 0;
 };
 
-// A message whose number is not known or whose length is not that of its number.
+// A message whose number is unknown or whose length does not match its number.
 struct UnknownMessage {
     std::size_t length = 0;
 };
 
-// Why the library did what it did: no message, but in one order with them.
+// Why the library did what it did: not a message, but kept in order with the messages.
 using Decision = VCA_DECISION_S;
 inline constexpr int kDecisionId = 0;
 
@@ -154,13 +154,13 @@ using Payload =
 
 struct Event {
     int id = 0;                      // message number, or kDecisionId
-    std::int64_t frame_number = -1;  // frame in work when it was sent; -1 when there was none
+    std::int64_t frame_number = -1;  // frame in progress when it was sent; -1 for none
     double time_s = 0.0;             // scene time of that frame
     Payload payload;
     std::int32_t feed_count = 0;  // the library's feed frame counter when it was sent
 };
 
-// Decodes the bytes of message `id`; never fails, an unfit message becomes UnknownMessage.
+// Decodes the bytes of message `id`; never fails: a malformed message becomes UnknownMessage.
 Payload decode_message(int id, std::span<const std::uint8_t> bytes);
 
 // The event as one line of JSON without the line break.

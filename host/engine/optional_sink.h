@@ -9,11 +9,11 @@
 
 namespace host {
 
-// Passes everything on to a sink until that one fails, which is no failure of the run: from then on
-// it hears nothing and is gone.
+// Passes everything on to a sink until it fails, which does not fail the run: the sink is then
+// destroyed and receives nothing more.
 class OptionalSink final : public Sink {
   public:
-    // Makes the sink, which may fail already.
+    // Creates the sink; even that may fail.
     explicit OptionalSink(const std::function<std::unique_ptr<Sink>()>& make) {
         attempt([&] { sink_ = make(); });
     }

@@ -135,7 +135,7 @@ std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
     while (!broken_) {
         const int slot = pool_.acquire();
         FramePlanes& planes = pool_.planes(slot);
-        // The source fills the slot's own memory, whose size it finds from the last time.
+        // The source fills the slot's own memory, which keeps its size from the last time.
         std::swap(frame.planes, planes);
         const auto start = std::chrono::steady_clock::now();
         const bool more = frames.next(frame);
@@ -198,8 +198,8 @@ void Session::detected(std::chrono::nanoseconds elapsed) {
     report_.detection_ms += to_ms(elapsed);
 }
 
-// Detections and tracks are those of the own camera on every device; the time is that of both
-// instances.
+// Detections and tracks are those of the device's own camera on every device; the time is that of
+// both instances.
 void Session::tracked(int instance, const std::vector<IOU_TRK_OBJ_S>& objects,
                       const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
     report_.tracker_ms += to_ms(elapsed);

@@ -31,10 +31,10 @@ enum class ClockKind {
     kWall,   // the system's clocks
 };
 
-// What becomes of frames that come faster than the analysis takes them.
+// What happens to frames that come faster than the analysis takes them.
 enum class FramePolicy {
     kEvery,   // they wait
-    kNewest,  // the newest takes the place of the one that waits
+    kNewest,  // the newest replaces the one that waits
 };
 
 struct SessionSetup {
@@ -43,19 +43,19 @@ struct SessionSetup {
     const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
     ClockKind clock = ClockKind::kScene;
     FramePolicy frames = FramePolicy::kEvery;
-    bool decisions = false;  // sinks hear why, too
+    bool decisions = false;  // sinks are told why, too
 };
 
-// What a session leaves behind; all 0 after a clean one but for what was left out.
+// What a session leaves behind; all 0 after a clean one, except for left-out frames.
 struct LeftOver {
     LoanCounts loans;
     int images = 0;
     int undelivered_messages = 0;
     int refused_messages = 0;          // to the library, of a wrong size
-    std::int64_t left_out_frames = 0;  // for newer ones
+    std::int64_t left_out_frames = 0;  // in favour of newer ones
 };
 
-// Marks the answer to request_heat_map() among those that somebody else asked for.
+// Tells the answer to request_heat_map() from answers to other requests.
 inline constexpr std::array<std::uint8_t, VCA_HEAT_REQUEST_BYTES> kHeatRequest{
     'v', 'c', 'a', ' ', 'r', 'u', 'n', ' ', 'h', 'e', 'a', 't', ' ', 'm', 'a', 'p'};
 
@@ -69,15 +69,15 @@ class Session : private BusClient, private PassObserver {
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // One more listener, from the next event on, until remove_sink() or the end of the session.
+    // Adds a listener from the next event on, until remove_sink() or the end of the session.
     void add_sink(Sink& sink);
-    // The sink hears nothing any more, not even finish().
+    // From here on the sink receives nothing, not even finish().
     void remove_sink(Sink& sink);
 
-    // Feeds frames until there is none left or a sink failed, and waits for the analysis to finish
-    // them. The calling thread makes frames ahead of the analysis, as far as the pool reaches, and
-    // hands each over at its moment when there is a pace. Returns the number of the last frame fed,
-    // -1 without any.
+    // Feeds frames until none is left or a sink fails, and waits for the analysis to finish them.
+    // The calling thread makes frames ahead of the analysis, as far as the pool allows, and, if
+    // there is a pace, hands each over when it is due. Returns the number of the last frame fed, -1
+    // for none.
     std::int64_t feed(FrameFeed& frames, Pace* pace = nullptr);
 
     // Asks for the distance to the floor; the answer comes with the next frame.
@@ -85,17 +85,17 @@ class Session : private BusClient, private PassObserver {
     // The last answer in mm; 0 before the first.
     int install_height_mm() const { return install_height_mm_; }
 
-    // Has the trails of the detected boxes sent with every frame, or no longer.
+    // Turns on or off sending the trails of the detected boxes with every frame.
     void show_detected(bool on);
-    // Asks for the heat map since the last request; sinks have heard the answer on return.
+    // Asks for the heat map since the last request; sinks have received the answer on return.
     void request_heat_map();
 
-    // The frame of the last pass, or of the one in work; any thread.
+    // The frame of the last pass, or of the one in progress; any thread.
     std::int64_t frame_in_work() const;
     Bus& bus() { return *bus_; }
 
-    // Stops the library, finishes the sinks and gives what is left over; at most once. Throws what
-    // a sink threw first.
+    // Stops the library, finishes the sinks and returns what is left over; call it at most once.
+    // Throws the first error that a sink threw.
     LeftOver close();
 
   private:

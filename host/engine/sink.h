@@ -1,4 +1,4 @@
-// Who listens to a run.
+// Listeners of a run.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ struct FrameView {
     double source_ms = 0.0;  // making or reading the frame
 };
 
-// What its pass did.
+// What the pass over it did.
 struct PassReport {
     std::int64_t number = 0;
     double time_s = 0.0;               // scene time
@@ -40,17 +40,17 @@ struct PassReport {
 
 // All calls but finish() come on one thread, the bus thread, in the order in which things happened:
 // on_frame() when a pass begins, on_event() for everything that the library sends during it,
-// end_frame() when nothing of this pass can come any more, which the next pass or the end of the
-// session shows. Events before the first frame stand by themselves. A sink that waits holds the
-// frames up, so none is lost to it. One that throws is left out from then on and ends the run,
-// whose session throws the same error when it is closed.
+// end_frame() when nothing more of this pass can come, which is known once the next pass begins or
+// the session ends. Events before the first frame belong to no frame. A sink that waits holds the
+// frames up, so it misses none. One that throws is left out from then on and ends the run; the
+// session throws the same error when it is closed.
 class Sink {
   public:
     virtual ~Sink() = default;
     virtual void on_frame(const FrameView& /*frame*/) {}
     virtual void on_event(const Event& /*event*/) {}
     virtual void end_frame(const PassReport& /*report*/) {}
-    // After the library was stopped, on the thread that closes the session; at most once.
+    // After the library has stopped, on the thread that closes the session; at most once.
     virtual void finish() {}
 };
 

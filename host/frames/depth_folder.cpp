@@ -24,10 +24,10 @@ struct NumberedFile {
     bool readable = true;
 };
 
-// With as many digits, file numbers and the numbers after the last file stay 32-bit.
+// With this many digits, file numbers and the numbers after the last file stay 32-bit.
 constexpr std::size_t kMostDigits = 9;
 
-// Numbers that leave out more than this are no frame numbers but something like times of day.
+// Numbers that leave out more than this are not frame numbers but something like times of day.
 constexpr double kLongestGap_s = 10.0;
 // One frame in twenty may be lost before the counts are said to be incomplete.
 constexpr std::size_t kLeastOfLoss = 20;
@@ -37,7 +37,7 @@ constexpr std::uintmax_t kMostBesidePixels = 1u << 20;  // bytes of a file
 constexpr double kLongestStep_s = 0.25;  // between most neighbours
 constexpr std::int64_t kLongestStep = 10;
 
-// The last run of digits in a file's stem, without zeros in front.
+// The last run of digits in a file's stem, without leading zeros.
 std::optional<std::string> digits_in(const std::string& stem) {
     const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
     const auto last = std::find_if(stem.rbegin(), stem.rend(), is_digit);
@@ -122,7 +122,7 @@ std::string png_fault(const fs::path& path, const RecordingCamera& camera) {
     if (const std::string why = why_unreadable(path.string()); !why.empty()) {
         return "cannot read " + place + ": " + why;
     }
-    // Packed pixels take hardly more than plain ones.
+    // Packed pixels take hardly more space than plain ones.
     const std::uintmax_t most = 4u * static_cast<std::uintmax_t>(camera.width) *
                                     static_cast<std::uintmax_t>(camera.height) +
                                 kMostBesidePixels;
@@ -227,7 +227,7 @@ class DepthFolder final : public FrameSource {
                " frames could not be read";
     }
 
-    // A frame that cannot be read shows nothing; the way of time and the counting go on.
+    // A frame that cannot be read shows nothing; time and counting go on.
     void read_pixels(NumberedFile& file) {
         if (file.readable && !decode_grey16(read_bytes(file.path.string()), camera_.width,
                                             camera_.height, pixels_)) {
@@ -246,7 +246,7 @@ class DepthFolder final : public FrameSource {
         if (unreadable_++ == 0) first_fault_ = fault;
     }
 
-    // What is left of a recording of which most is lost would count wrong.
+    // If most of a recording is lost, what is left would give wrong counts.
     void check_readable() const {
         if (2 * unreadable_ <= files_.size()) return;
         throw InputError(first_fault_ + " (" + std::to_string(unreadable_) + " of " +

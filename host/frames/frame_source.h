@@ -37,7 +37,7 @@ struct TrueCrossing {
 
 struct SourceFrame {
     std::int64_t number = 0;
-    double time_s = 0.0;  // scene time; nobody computes it from the number
+    double time_s = 0.0;  // scene time; not derived from the number
     FramePlanes planes;
     std::vector<TruePerson> people;
     std::vector<TrueCrossing> crossings;
@@ -70,7 +70,7 @@ struct SourceOptions {
     std::optional<Placed<double>> height_mm;  // given by the user
     std::optional<PicturePoint> camera_at;    // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
-    std::optional<double> seconds;  // length of a run, which scenes last for if it is the longer
+    std::optional<double> seconds;  // length of a run; scenes last that long if it is longer
     bool foot_point = true;         // positions are on the floor, else at head height
 };
 
@@ -86,7 +86,7 @@ class FrameSource : public FrameFeed {
   public:
     const SourceInfo& info() const { return info_; }
 
-    // Leaves out frames, or all that are left when there are fewer.
+    // Skips frames, or all that are left when there are fewer.
     virtual void skip(std::int64_t frames) {
         SourceFrame unused;
         while (frames-- > 0 && next(unused)) {
@@ -96,19 +96,19 @@ class FrameSource : public FrameFeed {
     // Maps a point that a user gave to the picture.
     virtual PicturePoint to_picture(const PicturePoint& user_point) const { return user_point; }
 
-    // Makes frames carry the true crossings of these lines; nothing without truth.
+    // Makes frames carry the true crossings of these lines; does nothing without truth.
     virtual void count_truth(const std::vector<CountingLine>& /*lines*/) {}
 
     // After the last frame: the crossings of people who are still inside a U-turn area, judged by
-    // the side of the line that they stand on, just as the end of their tracks judges them.
+    // the side of the line that they stand on, just as when their tracks end.
     virtual std::vector<TrueCrossing> settle_truth() { return {}; }
 
-    // What a reader of the results has to know about the lines whose truth is counted; one sentence
+    // What a reader of the results must know about the lines whose truth is counted; one sentence
     // each.
     virtual std::vector<std::string> warnings() const { return {}; }
 
-    // What so much is missing of that the counts are not complete, of the frames given so far; one
-    // sentence each.
+    // What is missing from the frames given so far to such an extent that the counts are
+    // incomplete; one sentence each.
     virtual std::vector<std::string> losses() const { return {}; }
 
   protected:

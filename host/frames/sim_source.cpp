@@ -139,8 +139,8 @@ class SimSource final : public FrameSource {
         return {line.name, to_floor(line.points), std::move(area)};
     }
 
-    // Nobody can be followed over a line whose one side lies where heads have left the picture,
-    // though the truth goes on counting there.
+    // Nobody can be followed across a line if one side of it lies where heads have left the
+    // picture, though the truth goes on counting there.
     void warn_of_edge(const sim::CountingLine& line) {
         const std::optional<sim::Point> hidden = hidden_place(line.points);
         if (!hidden) return;
@@ -240,7 +240,7 @@ class SimSource final : public FrameSource {
     };
 
     sim::Simulator simulator_;
-    double plane_m_;  // height above the floor in which picture coordinates are meant
+    double plane_m_;  // height above the floor that picture coordinates refer to
     sim::Frame frame_;
     std::vector<Counted> counted_;
     std::vector<std::string> warnings_;

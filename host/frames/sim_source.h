@@ -12,7 +12,7 @@ namespace host {
 std::unique_ptr<FrameSource> open_scene(const SourceOptions& options);
 std::unique_ptr<FrameSource> open_walks(const SourceOptions& options);
 
-// A built-in scene in a list of them.
+// An entry in the list of built-in scenes.
 struct SceneEntry {
     std::string name;
     std::string description;  // one line

@@ -28,7 +28,7 @@ class SiteView final : public FrameSource {
     }
 
     bool next(SourceFrame& frame) override {
-        // The simulator fills the memory of the frame before, whose size it finds right.
+        // The simulator fills the memory of the previous frame, which already has the right size.
         swap_planes(frame);
         const bool more = simulator_.next(frame_);
         swap_planes(frame);

@@ -21,15 +21,16 @@ struct SiteViewSetup {
     sim::CameraPlace camera;
     double focal_px = 0.0;             // colour pixels
     Placed<double> frames_per_second;  // must be the scene's
-    std::optional<double> seconds;     // length of a run, which the scene lasts for if it is longer
+    std::optional<double> seconds;     // length of a run; the scene lasts that long if it is longer
 };
 
-// The camera of the simulator itself. Throws InputError for a scene that does not exist, a frame
-// rate that is not the scene's, or a camera that it cannot have.
+// The simulator's own camera. Throws InputError for a scene that does not exist, a frame rate that
+// is not the scene's, or a camera that the simulator cannot have.
 sim::Simulator open_simulated_view(const SiteViewSetup& setup);
 
-// The frames of one camera without people and crossings: the truth is that of the site. All
-// cameras' frames of one number show the same moment. Throws InputError like open_simulated_view().
+// The frames of one camera without people and crossings: the truth is that of the site. Frames with
+// the same number show the same moment on all cameras. Throws InputError like
+// open_simulated_view().
 std::unique_ptr<FrameSource> open_site_view(const SiteViewSetup& setup);
 
 }  // namespace host

@@ -36,7 +36,7 @@ constexpr Form kStaffForm{"staff", "other_staff", 2, "an ONNX file, vest or none
 
 const std::vector<std::int64_t> kInputShape{1, 3, kCropSide_px, kCropSide_px};
 
-// The run-time's own messages stay away from the program's output.
+// The run-time's own messages are kept out of the program's output.
 class QuietLog {
   public:
     QuietLog() : before_(cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT)) {}

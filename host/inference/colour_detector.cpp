@@ -64,7 +64,7 @@ bool outermost_pixel(const cv::Mat& mask, cv::Point2f centre, cv::Point& found) 
     return farthest >= 0.0f;
 }
 
-// What leaves the image at its far side has no head in it.
+// A blob that leaves the image at its far side has no head in it.
 bool at_border(cv::Point2f pixel) {
     return pixel.x < 2.0f || pixel.y < 2.0f || pixel.x > kWidth - 3.0f || pixel.y > kHeight - 3.0f;
 }

@@ -25,7 +25,7 @@ constexpr float kHeadDepth_mm = 150.0f;  // the head alone
 constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
 constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
 constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
-constexpr float kBorder_mm = 70.0f;      // nearer to the border too much of a head is cut off
+constexpr float kBorder_mm = 70.0f;      // any nearer to the border, too much of a head is cut off
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
 float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
@@ -148,13 +148,13 @@ HeadShape measure(std::vector<HeadSample>& samples) {
 }
 
 // Half the length of the shoulders along one axis, from the reach to both sides of the head. An
-// outstretched arm or a region that a neighbour cuts must not show.
+// outstretched arm or a region cut by a neighbour must not affect it.
 float shoulder_half_mm(float before_mm, float after_mm, float height_mm) {
     return std::clamp(0.5f * (before_mm + after_mm), 0.0825f * height_mm, 0.194f * height_mm);
 }
 
 float head_score(const HeadShape& shape) {
-    // Only tall people bend a broad back to the height of their head; what is low and large is the
+    // Only tall people bend a broad back to the height of their head; anything low and large is the
     // load of a cart.
     const float tall = trapezoid(shape.top_mm, 1100.0f, 1350.0f, 3000.0f, 4000.0f);
     const float length =
@@ -162,7 +162,7 @@ float head_score(const HeadShape& shape) {
     const float width = trapezoid(shape.head_short_mm, 12.0f, 25.0f, 75.0f, 110.0f);
     const float size = trapezoid(shape.head_area_m2, 0.005f, 0.012f, 0.045f + 0.035f * tall,
                                  0.065f + 0.075f * tall);
-    // A head leaves room for shoulders below it; the top of a box or an arm is all there is.
+    // A head leaves room for shoulders below it; a box or an arm is nothing but its top.
     const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
     const float shoulders =
         trapezoid(top_share, -1.0f, 0.0f, 0.7f - 0.1f * tall, 0.92f - 0.07f * tall);
@@ -184,7 +184,7 @@ float head_score(const HeadShape& shape) {
 // nearer to it than anybody else could stand. So is the far shoulder of a person seen aslant, of
 // which a narrow strip shows beyond the head.
 float apart_from(const HeadShape& shape, const HeadShape& taller) {
-    constexpr float kArm_mm = 400.0f;  // that much below the head's top
+    constexpr float kArm_mm = 400.0f;  // this far below the head's top
     constexpr float kShoulder_mm = 180.0f;
     constexpr float kStrip_m2 = 0.03f;
     const float below_mm = taller.top_mm - shape.top_mm;

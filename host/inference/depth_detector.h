@@ -37,7 +37,7 @@ struct HeadShape {
 
 class DepthDetector {
   public:
-    // Without the height of the camera nobody is found.
+    // Without the camera's height nobody is found.
     explicit DepthDetector(const CameraModel& camera);
 
     // `depth_mm`: 480 x 256 millimetres, 0 where missing, rows `stride_px` values apart; copied.

@@ -15,7 +15,7 @@ constexpr double kVarianceThreshold = 25.0;  // squared distance in standard dev
 constexpr double kBackgroundRatio = 0.5;
 constexpr double kSlowRate = 0.0005;
 constexpr double kMotionStep = 14.0;  // grey levels between two frames
-constexpr int kStillFrames = 12;      // a blob that did not move for so long may be a ghost
+constexpr int kStillFrames = 12;      // a blob that has not moved for this long may be a ghost
 constexpr double kStillShare = 0.97;
 constexpr double kGhostEdgeRatio = 1.6;
 constexpr int kGhostPeriod = 5;  // frames between two searches
@@ -64,8 +64,8 @@ void Foreground::follow_motion() {
     grey_.copyTo(previous_grey_);
 }
 
-// Within a patch the model is wrong in both ways: it takes the bare floor for somebody, and the one
-// who has left for the floor.
+// Within a patch the model is wrong in both ways: it takes the bare floor for a person, and the
+// person who has left for the floor.
 void Foreground::apply_patches(const cv::Mat& bgr) {
     if (patch_mask_.empty()) return;
     cv::Mat difference;
@@ -84,9 +84,9 @@ void Foreground::clean() {
     cv::morphologyEx(mask_, mask_, cv::MORPH_CLOSE, large);
 }
 
-// Someone who stood in the first frames is part of the learned background; having left, the bare
-// floor is "foreground" that never moves. Its outline is an edge of the background, not of the
-// present image. A person or a thing that stands still is the other way round.
+// Someone who stood in the first frames is part of the learned background; once that person has
+// left, the bare floor is "foreground" that never moves. Its outline is an edge of the background,
+// not of the present image. For a person or a thing that stands still it is the other way round.
 bool Foreground::is_ghost(const cv::Mat& blob, const cv::Rect& area,
                           const cv::Mat& background_grey) const {
     cv::Mat outline;

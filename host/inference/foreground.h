@@ -31,7 +31,7 @@ class Foreground {
     cv::Mat mask_;
     cv::Mat grey_, previous_grey_, difference_;
     cv::Mat still_frames_;  // frames since a pixel changed, CV_8U, saturating
-    // Where someone who stood in the learned background has left: what shows there now is the
+    // Where someone in the learned background has since left: what shows there now is used as the
     // background, until the model has learned it.
     cv::Mat patch_bgr_, patch_mask_;
     int frames_ = 0;

@@ -40,8 +40,8 @@ void PeakFinder::order_cells(const cv::Mat& height_mm, float lowest_mm) {
     }
 }
 
-// Joins the regions around a cell of height `level_mm` where no saddle or no room parts them;
-// returns the region with the highest summit.
+// Joins the regions around a cell of height `level_mm` unless both a saddle and enough room
+// separate them; returns the region with the highest summit.
 int PeakFinder::join(const int* around, int count, float level_mm, float cell_mm,
                      const PeakRules& rules) {
     int best = root(around[0]);
@@ -98,7 +98,7 @@ void PeakFinder::flood(const cv::Mat& height_mm, float cell_mm, const PeakRules&
     }
 }
 
-// Renumbers the regions that are left; regions of low summits become nobody's.
+// Renumbers the regions that are left; regions of low summits no longer belong to anybody.
 void PeakFinder::number(float lowest_peak_mm, cv::Mat& labels) {
     std::vector<int> final_label(regions_.size(), 0);
     for (std::size_t region = 0; region < regions_.size(); ++region) {

@@ -1,5 +1,5 @@
 // Heads as separate summits of a height map: a watershed that keeps a summit apart only when a
-// real saddle parts it from its higher neighbour.
+// real saddle separates it from its higher neighbour.
 #pragma once
 
 #include <cstdint>

@@ -19,7 +19,7 @@ inline constexpr int kDepthModel = 2;
 inline constexpr int kAttributeModel = 3;
 inline constexpr int kStaffModel = 4;
 
-// Scores for tracking: below the first a box is useless, from the second on it starts tracks.
+// Scores for tracking: boxes below the first are useless, boxes from the second up start tracks.
 inline constexpr float kScoreUsable = 0.3f;
 inline constexpr float kScoreSure = 0.5f;
 

@@ -35,7 +35,7 @@ struct Field {
 };
 
 // Steps from field to field of one message; `ok` turns false where the bytes end too early or are
-// no fields.
+// not fields.
 class Cursor {
   public:
     explicit Cursor(Bytes bytes) : left_(bytes) {}

@@ -1,5 +1,5 @@
 // The scene seen from straight above, in metric cells: perspective is gone, a person is the same
-// size everywhere and stands on the spot of the floor that is under the head.
+// size everywhere and stands on the spot of floor under the head.
 #pragma once
 
 #include <cstddef>
@@ -20,14 +20,14 @@ struct PlanPoint {
 inline constexpr float kLowestSurface_mm = 500.0f;
 inline constexpr float kHighestSurface_mm = 2350.0f;
 
-// Gives holes of the depth image (0) the value of their surroundings where these are near enough on
-// at least three of four sides. `reach_px` is how far a pixel looks. Of unlike sides it takes a
-// farther one, so that holes along a silhouette never enlarge it.
+// Fills holes in the depth image (0) with the value of their surroundings where these are near
+// enough on at least three of four sides. `reach_px` is how far a pixel looks. Where the sides
+// differ it takes a farther one, so that holes along a silhouette never enlarge it.
 void fill_holes(const cv::Mat& depth_mm, int reach_px, cv::Mat& filled_mm);
 
 class PlanView {
   public:
-    // Without the height of the camera nobody is found.
+    // Without the camera's height nobody is found.
     explicit PlanView(const CameraModel& camera);
 
     // Takes a CV_16U depth image without an alpha: 0 is missing.

@@ -25,7 +25,7 @@ constexpr int kBrighterThanFloor = 6;  // grey levels
 constexpr int kDarkestStripe = 126;    // luma; a floor is told from far below that
 
 // Outside are the bars and what lies beyond the crop.
-// Light may be a stripe; wide is what is light too but wider than one.
+// Light may be a stripe; wide is light too, but wider than a stripe.
 enum class Kind : std::uint8_t { kOutside, kOther, kFluorescent, kLight, kWide };
 
 struct Cell {
@@ -80,7 +80,7 @@ class Grid {
         return inside ? kinds_[index(column, row)] : Kind::kOutside;
     }
 
-    // Cells that are no bars.
+    // Cells that are not bars.
     int picture() const { return picture_; }
 
   private:
@@ -122,8 +122,8 @@ class Grid {
     }
 
     // A floor that shows between arm and trunk has cloth on both sides like a stripe. The stripes
-    // reflect more light than any floor but a white one, and a gap lies rather in the shade, so
-    // light cells that are no brighter than the wide areas are none.
+    // reflect more light than any floor but a white one, and a gap tends to lie in the shade, so
+    // light cells that are no brighter than the wide areas are not stripes.
     void forget_gaps() {
         std::int64_t sum = 0;
         std::int64_t count = 0;

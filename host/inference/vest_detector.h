@@ -1,5 +1,5 @@
 // Finds the staff's high-visibility vest in a crop: a fluorescent yellow or orange torso that is
-// crossed by light-grey reflective stripes. Colour alone is no mark, visitors wear yellow too.
+// crossed by light-grey reflective stripes. Colour alone is not enough: visitors wear yellow too.
 #pragma once
 
 #include "host/inference/attribute_model.h"

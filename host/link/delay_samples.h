@@ -24,7 +24,7 @@ class DelaySamples {
         ++count_;
     }
 
-    // Percentiles by nearest rank: the least sample that `share` of all do not exceed.
+    // Percentiles by nearest rank: the smallest sample that `share` of all do not exceed.
     DelaySummary summary() const {
         DelaySummary result;
         result.count = count_;

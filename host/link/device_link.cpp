@@ -1,4 +1,4 @@
-// Bridges of the two roles behind one face.
+// Bridges of the two roles behind one interface.
 #include "host/link/device_link.h"
 
 #include <utility>

@@ -14,8 +14,8 @@ namespace host {
 
 class DeviceLink : public Sink {
   public:
-    // Takes leave of the site; nothing reaches the library afterwards. To be called before the
-    // library is stopped.
+    // Leaves the site; nothing reaches the library afterwards. Call it before the library is
+    // stopped.
     virtual void stop() = 0;
     virtual LinkFigures figures() const = 0;
 };
@@ -24,12 +24,12 @@ struct LinkSetup {
     const Site* site = nullptr;  // must outlive the link
     std::string device;
     MqttSettings broker;
-    // One sentence for a person, on the link's threads.
+    // One sentence for a person; called on the link's threads.
     std::function<void(const std::string&)> report;
 };
 
-// A master's link or a slave's, heard by nobody yet: add it to the session's sinks. The library is
-// sent messages until stop().
+// A master's or a slave's link, not connected to a session yet: add it to the session's sinks. It
+// sends messages to the library until stop().
 std::unique_ptr<DeviceLink> make_device_link(Session& session, const LinkSetup& setup);
 
 }  // namespace host

@@ -10,7 +10,7 @@ namespace host {
 class FrameRate {
   public:
     // The rate since the last reading. A counter that was set back or far ahead in between gives
-    // no rate, so the last one stands.
+    // no rate, so the last one is kept.
     double read(std::int32_t frame_count, double now_s) {
         const std::int32_t frames = frames_after(frame_count, count_);
         const double elapsed_s = now_s - read_s_;

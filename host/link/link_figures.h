@@ -22,7 +22,7 @@ struct LinkFigures {
     bool master = false;
     bool reached = false;  // there was a connection to the broker
     int outages = 0;       // how often it was lost afterwards
-    std::string outage;    // why it was missing last
+    std::string outage;    // why it was last missing
     // A slave's.
     std::int64_t sent = 0;
     std::int64_t withheld = 0;      // before the first frame count of the master

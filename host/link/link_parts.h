@@ -13,11 +13,11 @@ namespace host {
 // Ends a sentence about a lost connection.
 inline constexpr const char* kTriedAgain = "; it is tried again";
 
-// How often a bridge looks whether something is due.
+// How often a bridge checks whether something is due.
 inline constexpr std::chrono::milliseconds kLinkTick{50};
 
 double link_clock_s();         // never goes back
-std::int64_t wall_clock_us();  // since 1970, comparable between machines that set their clocks
+std::int64_t wall_clock_us();  // since 1970, comparable between machines with synchronised clocks
 
 // The broker's settings with the client id of the device, unless they name one.
 MqttSettings broker_for(MqttSettings broker, std::string_view site, std::string_view device);

@@ -1,4 +1,4 @@
-// Building and taking apart of topics and sender clocks.
+// Building and parsing of topics and sender clocks.
 #include "host/link/link_topics.h"
 
 #include <algorithm>

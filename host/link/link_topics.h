@@ -23,7 +23,7 @@ inline constexpr std::string_view kStatusTopic = "status";
 inline constexpr std::string_view kClockProperty = "clock";
 inline constexpr std::string_view kSentProperty = "sent-us";
 
-// Throws std::invalid_argument unless a name of a site or device can stand in a topic: 1 to 64
+// Throws std::invalid_argument unless a name of a site or device can be used in a topic: 1 to 64
 // letters, digits, '-' and '_'. `what` begins the sentence.
 void check_topic_name(std::string_view name, std::string_view what);
 
@@ -42,7 +42,7 @@ struct SenderClock {
 };
 
 std::string to_text(const SenderClock& clock);
-// A clock without process for text of another form.
+// Text in any other form gives a clock without a process.
 SenderClock parse_sender_clock(std::string_view text);
 
 // How many frames `a` is after `b`; counters wrap.

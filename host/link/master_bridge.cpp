@@ -15,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Devices whose refusal is told one by one; a stranger could invent any number of names.
+// Devices whose refusal is reported one by one; a stranger could invent any number of names.
 constexpr std::size_t kMostRefusals = 32;
 constexpr std::size_t kLongestShownName = 64;
 
@@ -62,7 +62,7 @@ std::string shown_name(std::string_view name) {
 }
 
 // Milliseconds since a device's own clock said `sent_us`. In double precision, because a device may
-// claim any moment at all; real ones, below 2^53 us, are exact.
+// claim any time at all; real ones, below 2^53 us, are exact.
 double delay_ms(std::int64_t now_us, std::int64_t sent_us) {
     return (static_cast<double>(now_us) - static_cast<double>(sent_us)) / 1000.0;
 }
@@ -131,7 +131,7 @@ void MasterBridge::on_event(const Event& event) {
 
 void MasterBridge::on_message(const MqttMessage& message) {
     const std::optional<DeviceTopic> topic = split_topic(settings_.site, message.topic);
-    // What the broker kept says nothing about now.
+    // What the broker kept says nothing about the present.
     if (!topic || message.retained || topic->device == settings_.name) return;
     if (topic->kind == kTracksTopic) take_tracks(topic->device, message);
     if (topic->kind == kStatusTopic) take_status(topic->device, message);

@@ -30,12 +30,13 @@ struct MasterSettings {
 
 struct MasterHooks {
     std::function<std::int32_t()> frame_count;  // the library's feed frame counter; any thread
-    // Brings the coordinates of a slave's message into the master's picture; null to leave them.
+    // Brings the coordinates of a slave's message into the master's picture; null leaves them
+    // unchanged.
     std::function<void(int slave, SLAVE_MSG_S& message)> map;
     // One sentence about the connection or a device, for a person; called on the link's threads.
     std::function<void(const std::string&)> report;
-    // The frame of the library's last pass, or of the one it is in; any thread. Null: how long a
-    // message takes until it is counted is not measured.
+    // The frame of the library's last pass, or of the one in progress; any thread. If null, the
+    // time until a message is counted is not measured.
     std::function<std::int64_t()> frame_in_work{};
 };
 
@@ -43,14 +44,14 @@ struct SlaveView {
     DeviceState state;
     DelaySummary delay;              // from the slave's sending to the hand-over to the library
     DelaySummary counting;           // to the end of the first pass that had the message
-    double frames_per_second = 0.0;  // by the slave's last status
+    double frames_per_second = 0.0;  // from the slave's last status
 };
 
 struct MasterStats {
     bool connected = false;
-    bool reached = false;           // connected at some time
+    bool reached = false;           // connected at least once
     int outages = 0;                // how often it was lost afterwards
-    std::string outage;             // why the connection was missing last
+    std::string outage;             // why the connection was last missing
     std::int64_t unknown = 0;       // messages that name no device of the site
     std::int64_t requests = 0;      // for the frame count
     std::vector<SlaveView> slaves;  // in the order of the settings
@@ -58,21 +59,21 @@ struct MasterStats {
 
 class MasterBridge {
   public:
-    // Make it when the library is up and stop it before the library is stopped: it sends messages
+    // Create it when the library is up and stop it before the library is stopped: it sends messages
     // to the library. Throws std::invalid_argument or std::runtime_error with one sentence.
     MasterBridge(Bus& bus, MasterSettings settings, MasterHooks hooks);
     ~MasterBridge();
     MasterBridge(const MasterBridge&) = delete;
     MasterBridge& operator=(const MasterBridge&) = delete;
 
-    // To be called with every event of the library, on the bus thread; does not wait.
+    // Call it with every event of the library, on the bus thread; it does not wait.
     void on_event(const Event& event);
     MasterStats stats() const;
-    // Takes leave of the site. Afterwards nothing more reaches the library.
+    // Leaves the site. Afterwards nothing more reaches the library.
     void stop();
 
   private:
-    // Beside the gate's own record of a device.
+    // In addition to the gate's own record of a device.
     struct Extra {
         DelaySamples delay;
         DelaySamples counting;

@@ -68,7 +68,7 @@ void SlaveBridge::on_connection(bool connected, const std::string& reason) {
         if (!connected && stats_.reached) ++stats_.outages;
         stats_.reached = stats_.reached || connected;
         if (!connected) stats_.outage = reason;
-        // At once: the master may have started anew meanwhile.
+        // At once: the master may have restarted meanwhile.
         next_ask_s_ = next_heartbeat_s_ = 0.0;
     }
     if (hooks_.report) hooks_.report(connected ? "connected to the broker" : reason + kTriedAgain);

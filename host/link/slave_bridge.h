@@ -32,30 +32,30 @@ struct SlaveHooks {
 
 struct SlaveStats {
     bool connected = false;
-    bool reached = false;           // connected at some time
+    bool reached = false;           // connected at least once
     int outages = 0;                // how often it was lost afterwards
-    std::string outage;             // why the connection was missing last
-    bool synchronised = false;      // an answer of the master has come
+    std::string outage;             // why the connection was last missing
+    bool synchronised = false;      // the master has answered
     std::int64_t sent = 0;          // track messages handed to the connection
-    std::int64_t withheld = 0;      // not sent because there was no frame number of the master yet
+    std::int64_t withheld = 0;      // not sent for lack of a frame number from the master
     std::int64_t disconnected = 0;  // not sent because there was no connection
     std::int64_t answers = 0;       // frame counts received
-    std::int64_t refused = 0;       // messages that are no frame count
+    std::int64_t refused = 0;       // messages that are not a frame count
 };
 
 class SlaveBridge {
   public:
-    // Make it when the library is up and stop it before the library is stopped: it sends messages
+    // Create it when the library is up and stop it before the library is stopped: it sends messages
     // to the library. Throws std::invalid_argument or std::runtime_error with one sentence.
     SlaveBridge(Bus& bus, SlaveSettings settings, SlaveHooks hooks);
     ~SlaveBridge();
     SlaveBridge(const SlaveBridge&) = delete;
     SlaveBridge& operator=(const SlaveBridge&) = delete;
 
-    // To be called with every event of the library, on the bus thread; does not wait.
+    // Call it with every event of the library, on the bus thread; it does not wait.
     void on_event(const Event& event);
     SlaveStats stats() const;
-    // Takes leave of the site. Afterwards on_event() sends nothing.
+    // Leaves the site. Afterwards on_event() sends nothing.
     void stop();
 
   private:

@@ -121,7 +121,7 @@ Verdict TrackGate::check_time(Device& device, const TracksArrival& arrival,
     const std::int32_t age = frames_after(arrival.master_frame, frame);
     if (age > settings_.max_age_frames) return Verdict::kLate;
     if (age < -settings_.max_ahead_frames) return Verdict::kForeignClock;
-    // A last number far ahead of the master's count means that the master itself started anew.
+    // A last number far ahead of the master's count means that the master itself restarted.
     const std::int32_t last_ahead = frames_after(device.frame, arrival.master_frame);
     if (!device.ordered || last_ahead > settings_.max_ahead_frames) return Verdict::kDeliver;
     if (!arrival.clock.process.empty()) {
@@ -181,8 +181,8 @@ bool TrackGate::said_goodbye(std::string_view name) {
     return true;
 }
 
-// People who are not confirmed for as long are cleared even when the device itself is alive: its
-// last, empty message may have been lost, or all its messages are dropped.
+// People not confirmed for that long are cleared even when the device itself is alive: its last,
+// empty message may have been lost, or all its messages are dropped.
 void TrackGate::review_device(Device& device, double now_s, std::vector<DeviceChange>& due) const {
     DeviceState& state = device.state;
     const bool missing = device.gone || now_s - device.heard_s > settings_.stale_s;

@@ -23,7 +23,7 @@ struct LinkDevice {
 
 struct GateSettings {
     int max_age_frames = 15;    // older ones are late
-    int max_ahead_frames = 15;  // newer ones than that follow another clock
+    int max_ahead_frames = 15;  // ones further ahead follow another clock
     double stale_s = 2.0;       // silence after which a device is missing
 };
 
@@ -60,7 +60,7 @@ struct DeviceCounters {
     std::int64_t out_of_order = 0;
     std::int64_t refused = 0;
     std::int64_t stale_periods = 0;
-    std::int64_t cleared = 0;  // empty messages delivered in the device's stead
+    std::int64_t cleared = 0;  // empty messages delivered on the device's behalf
 };
 
 struct DeviceState {
@@ -71,7 +71,7 @@ struct DeviceState {
     std::int32_t age_frames = 0;  // and its age at that time
 };
 
-// What has to be done about a device, found by review().
+// What has to be done about a device, as found by review().
 struct DeviceChange {
     enum class Kind {
         kMissing,  // report it
@@ -85,19 +85,19 @@ struct DeviceChange {
 
 class TrackGate {
   public:
-    // Throws std::invalid_argument with one sentence when names or indices are unfit or doubled, or
-    // a limit makes no sense. Times are seconds of any clock that never goes back.
+    // Throws std::invalid_argument with one sentence when names or indices are invalid or
+    // duplicated, or a limit makes no sense. Times are seconds of any clock that never goes back.
     TrackGate(std::vector<LinkDevice> devices, GateSettings settings, double now_s);
 
     // Judges and counts a message; `message` is filled when it is to be delivered.
     Verdict judge(const TracksArrival& arrival, MASTER_MSG_S& message);
     // A sign of life, a goodbye, or another message that makes no sense. False when the device is
-    // not known.
+    // unknown.
     bool heard(std::string_view device, double now_s);
     bool said_goodbye(std::string_view device);
     bool refuse(std::string_view device);
     std::optional<int> index_of(std::string_view device) const;
-    // What became due, in the order in which it is to be done; each thing once.
+    // What has become due, in the order in which it is to be done; each item once.
     std::vector<DeviceChange> review(double now_s);
 
     std::vector<DeviceState> states() const;

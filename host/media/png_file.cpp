@@ -1,6 +1,6 @@
 // A PNG file is 8 signature bytes and a chain of chunks: length, four letters, data, checksum of
 // letters and data; numbers are big endian. The pixels are decoded here and not by a general
-// decoder, because those write about damaged files to standard error by themselves.
+// decoder, because those report damaged files on standard error by themselves.
 #include "host/media/png_file.h"
 
 #include <zlib.h>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::array<std::uint8_t, 8> kSignature{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
 constexpr std::array<std::uint8_t, 8> kEnd{'I', 'E', 'N', 'D', 0xae, 0x42, 0x60, 0x82};
-constexpr std::size_t kChunkFrame = 12;  // bytes of a chunk beside its data
+constexpr std::size_t kChunkFrame = 12;  // bytes of a chunk besides its data
 
 std::uint32_t number_at(std::span<const std::uint8_t> bytes, std::size_t at) {
     return std::uint32_t{bytes[at]} << 24 | std::uint32_t{bytes[at + 1]} << 16 |

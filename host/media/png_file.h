@@ -17,7 +17,7 @@ struct PngHeader {
     bool interlaced = false;
 };
 
-// Reads only the beginning and the end of the file; nothing when it is no PNG or was cut short.
+// Reads only the beginning and the end of the file; empty when it is not a PNG or was cut short.
 std::optional<PngHeader> read_png_header(const std::string& path);
 
 // The whole file; empty when it cannot be read.

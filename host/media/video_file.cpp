@@ -38,10 +38,10 @@ std::string error_text(int error) {
     return text.data();
 }
 
-// A key picture now and then is where a player can jump to.
+// A key picture now and then gives a player places to jump to.
 constexpr double kKeyPictures_s = 2.0;
 
-// The fastest preset costs a quarter of the default's time for half as many bytes again; the
+// The fastest preset takes a quarter of the default's time and half as many bytes again; the
 // quality is what text and thin lines need.
 void set_speed(AVCodecContext& codec) {
     av_opt_set(codec.priv_data, "preset", "ultrafast", 0);

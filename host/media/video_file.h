@@ -17,13 +17,13 @@ class VideoFile {
 
     // Throws std::runtime_error with one sentence when the file or its encoder cannot be opened.
     explicit VideoFile(const Setup& setup);
-    // Without finish() the file is none that a player opens.
+    // Without finish() no player can open the file.
     ~VideoFile();
     VideoFile(const VideoFile&) = delete;
     VideoFile& operator=(const VideoFile&) = delete;
 
-    // Appends a picture of 8-bit BGR. Throws std::runtime_error when the file does not take it,
-    // which shows some pictures later, because the encoder keeps a few.
+    // Appends a picture of 8-bit BGR. Throws std::runtime_error when it cannot be written, which
+    // may show only some pictures later, because the encoder holds a few back.
     void write(const cv::Mat& picture);
     // Ends the file. Throws std::runtime_error when not everything could be written.
     void finish();

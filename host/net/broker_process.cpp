@@ -26,7 +26,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds kStartTime{10};
 constexpr std::chrono::seconds kEndTime{5};
 constexpr std::chrono::milliseconds kPoll{10};
-constexpr std::chrono::milliseconds kWatch{200};  // between looks, and between two starts
+constexpr std::chrono::milliseconds kWatch{200};  // between checks, and between two starts
 
 // Below the ports that the system gives to outgoing connections, which would otherwise take the
 // broker's port while it is away; a client that calls it could even be connected to itself.
@@ -34,7 +34,7 @@ constexpr int kFirstPort = 20000;
 constexpr int kLastPort = 32000;
 constexpr int kPortAttempts = 100;
 
-// Debian keeps the broker where only the administrator's search path looks.
+// Debian keeps the broker in a place that only the administrator's search path includes.
 constexpr const char* kPlaces[] = {"/usr/sbin/mosquitto", "/usr/local/sbin/mosquitto",
                                    "/usr/bin/mosquitto", "/usr/local/bin/mosquitto"};
 
@@ -74,9 +74,9 @@ bool answers(int port) {
     return connect(socket.fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-// Only the machine itself can connect, so nobody has to prove who he is. The limits keep a client
-// that does not read, or sends nonsense, from filling the memory. An administrator's broker would
-// change its user, upon which the system forgets that it is to end with its parent.
+// Only the machine itself can connect, so nobody has to authenticate. The limits keep a client that
+// does not read, or sends nonsense, from filling the memory. A broker started by an administrator
+// would change its user, after which the system forgets to end it with its parent.
 void write_configuration(const std::string& path, int port) {
     std::ofstream file(path);
     file << "listener " << port << " 127.0.0.1\n"

@@ -14,19 +14,19 @@ namespace host {
 class BrokerProcess {
   public:
     // Starts mosquitto and waits until it answers on the port; its configuration and log are files
-    // in `folder`. It ends with the calling thread at the latest, but does not hear the terminal's
-    // Ctrl-C, so that the devices can take leave first. When it ends by itself it is started again.
-    // Throws std::runtime_error with one sentence when it does not start at first.
+    // in `folder`. It ends with the calling thread at the latest, but does not receive the
+    // terminal's Ctrl-C, so that the devices can say goodbye first. If it ends by itself it is
+    // restarted. Throws std::runtime_error with one sentence when the first start fails.
     BrokerProcess(const std::string& folder, int port);
     ~BrokerProcess();
     BrokerProcess(const BrokerProcess&) = delete;
     BrokerProcess& operator=(const BrokerProcess&) = delete;
 
-    // Ends the process and waits for its end.
+    // Ends the process and waits for it to exit.
     void stop();
     int port() const { return port_; }
     pid_t process_id() const { return pid_; }  // -1 when stopped
-    // How often it ended by itself and was started again.
+    // How often it ended by itself and was restarted.
     int restarts() const { return restarts_; }
 
   private:
@@ -45,7 +45,7 @@ class BrokerProcess {
     std::thread keeper_;
 };
 
-// A port of the loopback interface that nobody uses at the moment.
+// A port of the loopback interface that is free at the moment.
 int free_loopback_port();
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// A connection to an MQTT broker that comes back by itself and never makes its user wait.
+// A connection to an MQTT broker that reconnects by itself and never makes its user wait.
 #pragma once
 
 #include <atomic>
@@ -21,12 +21,12 @@ namespace host {
 struct MqttSettings {
     std::string host = "127.0.0.1";
     int port = 1883;
-    std::string client_id;  // one of its kind on the broker
+    std::string client_id;  // unique on the broker
     // Pause before a new attempt to connect: doubled after every failed one up to the longest.
     double reconnect_first_s = 0.25;
     double reconnect_longest_s = 4.0;
-    // The broker is taken for dead when it is silent for this long; 5 s is the protocol library's
-    // least. It also bounds what can pile up for a broker that has stopped reading.
+    // The broker is considered dead when it is silent for this long; 5 s is the protocol library's
+    // minimum. This also bounds what can pile up for a broker that has stopped reading.
     int keepalive_s = 5;
 };
 
@@ -64,8 +64,8 @@ class MqttClient {
     struct Hooks {
         std::function<void(const MqttMessage&)> on_message;
         // True after every connect, when the broker has confirmed the subscriptions; false, with
-        // the reason, once at the beginning of every outage, also when the broker is away from the
-        // start.
+        // the reason, once at the beginning of every outage, including when the broker is away from
+        // the start.
         std::function<void(bool connected, const std::string& reason)> on_connection;
     };
 
@@ -82,7 +82,7 @@ class MqttClient {
     // Connected, and subscribed.
     bool connected() const { return connected_; }
     // Sends what is queued, says goodbye (so that there is no last will) and ends the thread. No
-    // hook is called afterwards. Not to be called from a hook.
+    // hook is called afterwards. Must not be called from a hook.
     void stop();
 
   private:

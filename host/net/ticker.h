@@ -1,4 +1,4 @@
-// Calls a function again and again on a thread of its own.
+// Calls a function repeatedly on a thread of its own.
 #pragma once
 
 #include <chrono>

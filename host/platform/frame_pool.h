@@ -1,5 +1,5 @@
 // The pool of frame sets that the library borrows from: it knows which blocks are on loan and which
-// frames are mapped, and takes no harm from handles that were given back twice or never existed.
+// frames are mapped, and is unharmed by handles that were given back twice or never existed.
 #pragma once
 
 #include <array>
@@ -40,12 +40,12 @@ class FramePool {
     FramePlanes& planes(int slot);
     // Queues an acquired slot; frame_number is at least 0 and names the set from here on.
     void submit(int slot, std::int64_t frame_number);
-    // Likewise, in the place of what was queued and not yet borrowed: gives the number of the set
-    // that is left out for it, if there was one.
+    // Likewise, but replaces a set that is queued and not yet borrowed; returns the number of the
+    // set it replaced, if there was one.
     std::optional<std::int64_t> submit_newest(int slot, std::int64_t frame_number);
     // Puts an acquired slot back unused.
     void give_up(int slot);
-    // Waits until every submitted set was borrowed, given back and let go.
+    // Waits until every submitted set has been borrowed, given back and let go.
     void wait_drained();
 
     // Library side. Never waits: without a queued set all three blocks are VCA_VB_NONE.
@@ -58,8 +58,8 @@ class FramePool {
     const FramePlanes* on_loan(std::uint64_t frame_word) const;
     LoanCounts loans() const;
 
-    // Keeps the pixels of a set that was handed out from being overwritten until let_go(), whenever
-    // it is given back. To be called when the pass observer hears of the pass.
+    // Keeps the pixels of a set that was handed out from being overwritten until let_go(), no
+    // matter when it is given back. Call it when the pass observer is told of the pass.
     void hold(std::int64_t frame_number);
     // The pixels of a held set.
     const FramePlanes& held(std::int64_t frame_number) const;
@@ -74,7 +74,7 @@ class FramePool {
         std::uint32_t generation = 0;
         std::array<bool, kFrames> block_out{};
         std::array<bool, kFrames> mapped{};
-        bool held = false;      // somebody still looks at the pixels
+        bool held = false;      // the pixels are still in use
         bool returned = false;  // by the library
     };
 

@@ -9,7 +9,7 @@ namespace host {
 int live_images();
 
 // Place of a source rectangle inside a letterboxed picture: scaled by one factor, centred, both
-// offsets even because two by two pixels share their colour.
+// offsets even because each 2 x 2 block of pixels shares its colour.
 struct LetterboxFit {
     int x = 0;
     int y = 0;

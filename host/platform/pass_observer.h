@@ -1,4 +1,4 @@
-// What happens in a pass of the analysis, told by the platform functions that the pass calls.
+// What happens in a pass of the analysis, reported by the platform functions that the pass calls.
 #pragma once
 
 #include <chrono>
@@ -20,11 +20,11 @@ class PassObserver {
     // An instance of the tracker was updated: the detections of the frame and the targets reported.
     virtual void tracked(int instance, const std::vector<IOU_TRK_OBJ_S>& objects,
                          const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) = 0;
-    // All of the frame set came back; its pixels are still there.
+    // The whole frame set was given back; its pixels are still there.
     virtual void end_pass(std::int64_t frame_number) = 0;
 };
 
-// Null for nobody. Change it only while the analysis is down.
+// Null for none. Change it only while the analysis is down.
 void set_pass_observer(PassObserver* observer);
 PassObserver* pass_observer();
 

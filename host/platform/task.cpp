@@ -51,8 +51,8 @@ TaskBox* task_of(TQ_TASK_S* record) {
     return record == nullptr ? nullptr : box_in<TaskBox>(record->opaque, kTaskMagic);
 }
 
-// Ends the object and wipes its record; the other way round the compiler may leave out the wiping,
-// since nobody can read an object that is gone.
+// Ends the object and wipes its record; in the opposite order the compiler may leave out the
+// wiping, since nobody can read an object that is gone.
 template <typename Box, typename Record>
 void destroy(Box* box, Record* record) {
     box->~Box();

@@ -25,7 +25,7 @@ constexpr const char* kTemporarySuffix = ".part";
 constexpr const char* kFormerSuffix = ".former";
 
 // What a signal handler has to remove, files before folders; null where there is nothing. The
-// texts belong to the folder in work.
+// texts belong to the folder being written.
 constexpr std::size_t kMostEmergencyPaths = 64;
 std::array<std::atomic<const char*>, kMostEmergencyPaths> emergency_files{};
 std::array<std::atomic<const char*>, kMostEmergencyPaths> emergency_folders{};
@@ -43,7 +43,7 @@ void forget_emergency_paths() {
                      "\"; name a writable one with --output");
 }
 
-// Writes a file of a fresh name, so that none of the user's can be hit.
+// Writes a file with a fresh name, so that none of the user's files can be overwritten.
 bool can_write_into(const fs::path& folder) {
     constexpr std::size_t kMarks = 6;  // letters X that mkstemp replaces
     std::string name = (folder / ".write-test-").string() + std::string(kMarks, 'X');
@@ -61,8 +61,7 @@ FolderLock::~FolderLock() {
     if (file_ >= 0) ::close(file_);
 }
 
-// The lock goes with the process, however it ends. Where a file system knows no locks there is
-// none.
+// The lock disappears with the process, however it ends. A file system without locks gives none.
 bool FolderLock::take(const std::string& folder) {
     file_ = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     return file_ < 0 || ::flock(file_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
@@ -143,8 +142,8 @@ void OutputFolder::remove_made_folders() {
         fs::remove(folder, error);  // only when it is empty
 }
 
-// Only a file, or nothing, may be where a result goes; everything else would be found out only
-// after the run.
+// Only a file, or nothing, may be where a result goes; anything else would be noticed only after
+// the run.
 void OutputFolder::check_names() const {
     const auto check = [](const fs::path& path, bool link_allowed) {
         std::error_code error;

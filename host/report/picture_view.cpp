@@ -1,4 +1,4 @@
-// The camera's view: picture, lines, people, their ways, and labels that keep off each other.
+// The camera's view: picture, lines, people, their paths, and labels that avoid each other.
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -92,8 +92,8 @@ class View {
         take_line(points.front());
     }
 
-    // Where the person stands who is seen in this box: heads appear farther from the middle of the
-    // picture than feet, by the share of the camera's height that the person reaches up to.
+    // Where the person seen in this box stands: heads appear farther from the middle of the picture
+    // than feet, by the share of the camera's height that the person reaches up to.
     cv::Point2d place_of(const TrackedBox& track) const {
         const double x = track.box.x + track.box.w / 2;
         const double y = track.box.y + track.box.h / 2;
@@ -115,7 +115,7 @@ class View {
         int track = 0;
     };
 
-    // Ways of the last seconds before the shown frame.
+    // Paths of the last seconds before the shown frame.
     std::vector<TrailPiece> trail_pieces() const {
         std::vector<TrailPiece> pieces;
         std::map<int, cv::Point2d> last;
@@ -182,8 +182,8 @@ class View {
                    {corner.x - 100.0, corner.y}});
     }
 
-    // A label at the one of the places (upper left corners) where it covers least, the first of
-    // equal ones.
+    // A label at whichever of the places (upper left corners) covers least, the first of equal
+    // ones.
     void put_label(const std::string& text, double size, const cv::Scalar& ink,
                    const cv::Scalar& paper, const std::vector<cv::Point2d>& places) {
         const cv::Size extent = text_size(text, size, 1) + cv::Size(12, 10);
@@ -315,8 +315,8 @@ class View {
         return rect.area() - (rect & cv::Rect(0, 0, kViewWidth, kViewHeight)).area();
     }
 
-    // Lines are kept free of labels by small squares along them. An arrow stands on its own line
-    // wherever it stands, which makes no place better than another.
+    // Lines are kept free of labels by small squares along them. An arrow covers its own line
+    // wherever it is, so that makes no place better than another.
     void take_line(const std::vector<cv::Point>& points) {
         constexpr int kSide = 14;
         for (std::size_t i = 1; i < points.size(); ++i) {

@@ -12,7 +12,7 @@ namespace {
 constexpr TextColumn kName{TextColumn::kLeft, 20, 2};
 constexpr TextColumn kNumber{TextColumn::kRight, 8, 1};
 
-// Counted, and where the truth is known beside it.
+// The count, beside the truth where it is known.
 std::vector<std::string> count_cells(const std::string& name, const char* direction,
                                      const DirectionCount& count, bool with_truth) {
     if (!with_truth) return {name, direction, std::to_string(count.counted)};

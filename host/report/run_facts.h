@@ -1,4 +1,4 @@
-// What a run was, beside what it counted.
+// What a run was, apart from what it counted.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,4 @@
-// Drawing of the ways and the table beside them.
+// Drawing of the paths and the table beside them.
 #include "host/report/site_picture.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ constexpr int kPanelWidth = 460;
 constexpr int kLeastHeight = 700;
 const cv::Scalar kTruth(30, 30, 30);
 
-// The frame with most objects, the first of equal ones; null without any frame.
+// The frame with the most objects, the first of equal ones; null without any frame.
 const SiteFrame* fullest(const std::vector<SiteFrame>& frames) {
     const auto most = std::max_element(
         frames.begin(), frames.end(),
@@ -27,7 +27,7 @@ const SiteFrame* fullest(const std::vector<SiteFrame>& frames) {
     return most == frames.end() ? nullptr : &*most;
 }
 
-// Ways that end with the shown frame, the older the fainter.
+// Paths that end at the shown frame, fainter the older they are.
 void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>& frames,
                  const SiteFrame& shown) {
     constexpr int kFades = 8;

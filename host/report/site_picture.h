@@ -1,4 +1,4 @@
-// The floor of a site with the ways of the merged objects.
+// The floor of a site with the paths of the merged objects.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace host {
 
-// The plan of the floor with the merged trails before the frame with most objects, and the counts.
-// Throws std::runtime_error when the file cannot be written.
+// The plan of the floor with the merged trails before the frame with the most objects, and the
+// counts. Throws std::runtime_error when the file cannot be written.
 void write_site_picture(const Site& site, const SiteResult& result, const std::string& path);
 
 }  // namespace host

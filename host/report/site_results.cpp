@@ -56,7 +56,7 @@ LinkFigures read_link(const Json& json) {
     return link;
 }
 
-// What the master told, frame by frame.
+// What the master reported, frame by frame.
 struct MasterMessages {
     std::map<std::int64_t, std::vector<MergedTrack>> tracks;
     std::map<std::int64_t, RegionArray> people;  // in each region

@@ -19,8 +19,7 @@ struct DeviceAccount {
     LinkFigures link;
 };
 
-// Reads summary.json of a device's folder. Throws std::runtime_error when it is not as it should
-// be.
+// Reads summary.json of a device's folder. Throws std::runtime_error when it is not as expected.
 DeviceAccount read_account(const std::string& folder, const std::string& name);
 
 // Compares the first `frames` frames of the scene with the master's messages in `events_path`.
@@ -29,7 +28,7 @@ SiteResult evaluate_site(const Site& site, const std::string& events_path, std::
 // What a camera counted alone, from summary.json of its folder.
 LineCounts read_alone_counts(const Site& site, const SiteDevice& device, const std::string& folder);
 
-// Messages of a slave that its master never had.
+// Messages of a slave that its master never received.
 struct LostMessages {
     std::string name;
     std::int64_t lost = 0;
@@ -37,11 +36,11 @@ struct LostMessages {
 };
 
 // Only devices that lost some. The last second is left out: what a slave sends while its master is
-// ending already is no loss.
+// already ending is not a loss.
 std::vector<LostMessages> lost_messages(const Site& site,
                                         const std::vector<DeviceAccount>& accounts);
 
-// A sentence for each loss; empty without any.
+// A sentence for each loss; empty if there is none.
 std::string loss_text(const std::vector<LostMessages>& lost, int broker_restarts);
 
 // The table of the link, and what came late.

@@ -1,4 +1,4 @@
-// Book of tracks and people.
+// Bookkeeping of tracks and people.
 #include "host/score/identities.h"
 
 #include <algorithm>

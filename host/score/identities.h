@@ -10,24 +10,24 @@
 
 namespace host {
 
-// Tracks and people that were not seen for longer than anybody's memory are forgotten: their
-// numbers do not come back.
+// Tracks and people not seen for longer than anything remembers them are forgotten: their numbers
+// do not come back.
 class Identities {
   public:
-    // What was not seen for `memory_frames` frames may be forgotten.
+    // Anything not seen for `memory_frames` frames may be forgotten.
     explicit Identities(std::int64_t memory_frames) : memory_frames_(memory_frames) {}
 
     // Frames come with rising numbers.
     void add_frame(std::int64_t frame, const std::map<int, int>& track_of_person,
                    const std::vector<TruePerson>& people);
 
-    // The person under a track now, or when there last was anybody under it.
+    // The person under a track now, or the last one who was.
     std::optional<int> person_of(int track) const;
     // The person under a track in the frame that was added last.
     std::optional<int> person_now(int track) const;
-    // The person under a track in most of its frames; of equal ones the one with the lower number.
+    // The person under a track in most of its frames; on a tie the one with the lower number.
     std::optional<int> person_mostly(int track) const;
-    // Of a person who was seen; 0 and false of others.
+    // For a person who has been seen; 0 and false for others.
     double height_mm(int person) const;
     bool staff(int person) const;
     bool any_staff() const { return any_staff_; }  // among everybody so far

@@ -12,7 +12,7 @@ namespace host {
 namespace {
 
 constexpr int kNone = -1;
-constexpr double kExcuseIou = 0.2;  // a box this much on a hidden person is not called false
+constexpr double kExcuseIou = 0.2;  // a box overlapping a hidden person this much is not false
 
 // For each person the index of the box matched, kNone for none: overlaps of at least kMatchIou,
 // largest total overlap. `fixed` pairs of person and box index are kept as they are. Clear people
@@ -46,7 +46,7 @@ std::vector<int> match_boxes(const std::vector<TruePerson>& people,
     return fixed;
 }
 
-// Boxes that neither a person was matched to nor lie on somebody who need not be found.
+// Boxes that are neither matched to a person nor lie on somebody who need not be found.
 std::int64_t count_false(const std::vector<TruePerson>& people, const std::vector<PixelBox>& boxes,
                          const std::vector<int>& box_of_person) {
     std::int64_t count = 0;
@@ -180,8 +180,8 @@ TrackingScore TrackingMeter::score() const {
     return result;
 }
 
-// A pair holds both of its group back while one of them was seen lately, and so on through the
-// group: what is held back grows until nothing changes.
+// A pair holds both of its members back if either was seen recently, and so on through the group:
+// what is held back grows until nothing changes.
 void TrackingMeter::settle_gone() {
     const auto gone = [this](std::int64_t seen) { return seen + memory_frames_ < frame_; };
     std::set<int> people;  // held back

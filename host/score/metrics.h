@@ -21,8 +21,8 @@ struct DetectionScore {
     std::int64_t found = 0;
     std::int64_t false_boxes = 0;
 
-    double recall() const;     // no number when there was nobody to find
-    double precision() const;  // no number when nothing was reported
+    double recall() const;     // NaN when there was nobody to find
+    double precision() const;  // NaN when nothing was reported
 };
 
 // Precision and recall of boxes, frame by frame. People who are not clear (at the edge of the
@@ -40,10 +40,10 @@ struct TrackingScore {
     std::int64_t truths = 0;
     std::int64_t misses = 0;
     std::int64_t false_boxes = 0;
-    std::int64_t switches = 0;          // a person's box carries another id than when last matched
+    std::int64_t switches = 0;          // a person's box has a different id than when last matched
     std::int64_t identity_matches = 0;  // boxes explained by the best one-to-one naming of tracks
 
-    // No numbers where there is nothing to divide by.
+    // NaN where there is nothing to divide by.
     double mota() const;  // 1 - (misses + false boxes + switches) / truths
     double idf1() const;  // 2 matches / (truths + reported boxes)
     std::int64_t reported = 0;
@@ -51,14 +51,14 @@ struct TrackingScore {
 
 // CLEAR-MOT and identity scores. In each frame a person first keeps the track of the previous
 // frame while they still overlap enough; the rest is assigned optimally. The best one-to-one naming
-// of all tracks falls apart into groups of people and tracks that ever lay on each other, so a
-// group is settled, and forgotten, once nobody of it was seen for a while.
+// of all tracks splits into groups of people and tracks that were ever matched, so a group is
+// settled, and forgotten, once no member of it has been seen for a while.
 class TrackingMeter {
   public:
-    // Who was not seen for `memory_frames` frames does not come back under the same number.
+    // Anyone not seen for `memory_frames` frames does not come back under the same number.
     explicit TrackingMeter(std::int64_t memory_frames) : memory_frames_(memory_frames) {}
 
-    // Gives the track of each person matched in this frame, people who are not clear included.
+    // Returns the track of each person matched in this frame, including people who are not clear.
     std::map<int, int> add_frame(const std::vector<TruePerson>& people,
                                  const std::vector<TrackedBox>& tracks);
     // Complete after the last frame.
@@ -75,7 +75,7 @@ class TrackingMeter {
     TrackingScore score_;                      // with the identity matches of settled groups
     std::map<int, int> last_track_;            // of each person, at the last match
     std::map<int, int> current_track_;         // of each person matched in the previous frame
-    std::map<int, std::int64_t> person_seen_;  // frame in which each was there last
+    std::map<int, std::int64_t> person_seen_;  // frame in which each was last there
     std::map<int, std::int64_t> track_seen_;
     Together together_;
 };

@@ -39,8 +39,8 @@ class RegionMeter {
   public:
     explicit RegionMeter(std::vector<CountingRegion> regions);
 
-    // What the analysis reports of the frame that is added next: people in each region, and those
-    // of them whose time ran on. A frame without a report has nobody.
+    // What the analysis reports for the frame that is added next: people in each region, and those
+    // of them whose time kept running. A frame without a report has nobody.
     void add_report(const RegionArray& people, const RegionArray& inside);
     // A frame of the source and who was in it.
     void add_frame(double time_s, const std::vector<TruePerson>& people);
@@ -59,7 +59,7 @@ class RegionMeter {
         int true_people = 0;
     };
 
-    // Sums over the frames of the second in work.
+    // Sums over the frames of the current second.
     struct Second {
         std::int64_t number = 0;
         int frames = 0;

@@ -1,4 +1,4 @@
-// How right a run was; without a known truth, what it counted.
+// How accurate a run was; without a known truth, what it counted.
 #pragma once
 
 #include <array>

@@ -26,7 +26,7 @@ std::vector<SitePoint> places_of(const Site& site, const std::vector<MergedTrack
     return places;
 }
 
-// The person nearest to a place whom any camera sees, within reach; -1 for none.
+// The nearest person to a place, within reach and seen by some camera; -1 for none.
 int nearest_person(const std::vector<SitePerson>& people, const SitePoint& at) {
     int best = -1;
     double least_m = MergeMeter::kReach_m;
@@ -96,11 +96,11 @@ double MergeScore::duplicate_share() const {
 }
 
 // The track of each person, as its place in the list; -1 for none. People walk 0.6 m apart:
-// whoever would keep the object of the frame before at any price could keep the neighbour's for
-// good. So giving one more person an object comes first, keeping it second.
+// somebody who kept the previous frame's object at any price could keep the neighbour's for good.
+// So giving one more person an object comes first, keeping it second.
 std::vector<int> MergeMeter::assign(const SiteFrame& frame,
                                     const std::vector<SitePoint>& places) const {
-    constexpr double kKept_m = 0.3;      // so much farther may the object of the frame before be
+    constexpr double kKept_m = 0.3;      // how much farther the previous frame's object may be
     constexpr double kOneMore_m = 10.0;  // beyond what distances can add up to in a crowd
     Assignment pairs;
     pairs.reset(static_cast<int>(frame.people.size()), static_cast<int>(places.size()));
@@ -164,7 +164,7 @@ void MergeMeter::add_frame(const SiteFrame& frame) {
     }
 }
 
-// A second object counts with all its frames as soon as it lives too long.
+// All frames of a second object count once it lives too long.
 void MergeMeter::add_surplus(std::int64_t frame, int track, int person) {
     Surplus& run = surplus_[track];
     if (run.length == 0 || run.frame != frame - 1) run = {};

@@ -49,20 +49,21 @@ struct MergeScore {
     std::int64_t one_object = 0;     // of these: exactly one object
     std::int64_t no_object = 0;
     std::int64_t several_objects = 0;
-    std::int64_t duplicate_frames = 0;  // of objects that stay a second one for more than 5 frames
-    std::int64_t id_changes = 0;        // a person's object has another number than before
+    std::int64_t duplicate_frames = 0;  // of second objects that last more than 5 frames
+    std::int64_t id_changes = 0;        // a person's object has a different number than before
     int people = 0;                     // different people
     int people_one_object = 0;          // of these: found on most frames, never a duplicate
     std::int64_t objects = 0;           // on frames
-    std::int64_t stray_objects = 0;     // of these: near nobody whom any camera sees
+    std::int64_t stray_objects = 0;     // of these: not near anybody a camera sees
 
-    double one_object_share() const;  // no numbers without anybody
+    double one_object_share() const;  // NaN without anybody
     double duplicate_share() const;
 };
 
-// Decides frame by frame whose object each track is: objects are assigned to people within reach so
-// that as many as possible have one and, of these ways, the distances are least, those of the frame
-// before being preferred; an object left over within reach of somebody is that person's second one.
+// Decides frame by frame whose object each track is. Objects are assigned to people within reach so
+// that as many people as possible have one and, among such assignments, the distances are smallest,
+// with a preference for the pairs of the previous frame. An object left over within reach of
+// somebody is that person's second one.
 class MergeMeter {
   public:
     explicit MergeMeter(const Site& site) : site_(site) {}
@@ -90,15 +91,15 @@ class MergeMeter {
 
     const Site& site_;
     MergeScore score_;
-    std::map<int, int> track_of_;  // of each person matched in the frame before
+    std::map<int, int> track_of_;  // of each person matched in the previous frame
     std::map<int, int> last_track_;
     std::map<int, Presence> presence_;
     std::map<int, Surplus> surplus_;  // by track
 };
 
-// A meter of the site's regions, in which places are metres.
+// A meter for the site's regions, with places in metres.
 RegionMeter region_meter(const Site& site);
-// Who has to be in the regions: people whom some camera sees.
+// The people expected in the regions: those seen by some camera.
 std::vector<TruePerson> people_in_view(const SiteFrame& frame);
 
 // What a perfect observer with all cameras' views counts.

@@ -69,7 +69,7 @@ void StayMeter::add_frame(std::int64_t frame, const std::vector<TruePerson>& peo
     settle(false);
 }
 
-// Those under a track up to the last frame on which it was inside are the stay's.
+// The people of a stay are those under the track up to the last frame in which it was inside.
 void StayMeter::note_people(const Identities& identities) {
     for (auto& [key, open] : open_) {
         const std::optional<int> person = identities.person_now(key.first);
@@ -115,7 +115,7 @@ void StayMeter::settle(bool all) {
     settle_true_stays(all);
 }
 
-// Not while the person goes on staying there.
+// Not while the person is still there.
 bool StayMeter::try_settle(RegionStay& stay, bool all) {
     if (!stay.person) return true;
     const auto of_person = true_stays_.find({*stay.person, stay.region});

@@ -27,23 +27,23 @@ struct RegionStay {
     std::optional<double> true_stay_s;  // that person's time in the region meanwhile
 };
 
-// A reported stay may bridge moments on the region's edge that part the true one, so it is compared
-// with all true stays of the person that it overlaps, once these are over.
+// A reported stay may bridge moments on the region's edge that split the true one, so it is
+// compared with all true stays of the person that it overlaps, once these are over.
 class StayMeter {
   public:
-    // A track that was not reported for `memory_frames` frames has ended.
+    // A track not reported for `memory_frames` frames has ended.
     StayMeter(std::vector<CountingRegion> regions, double frames_per_second, bool has_truth,
               std::int64_t memory_frames);
 
-    // Gives how many people of each region have a time that ran on since their last report.
+    // Returns for how many people in each region the time has kept running since their last report.
     RegionArray add_report(std::int64_t frame, double time_s, const RegionsReported& report);
 
-    // After the reports of a frame: who is where in truth, and who is under each track.
+    // After the reports of a frame: where everybody truly is, and who is under each track.
     void add_frame(std::int64_t frame, const std::vector<TruePerson>& people,
                    const Identities& identities);
 
-    // The stays that were settled since the last call; with `all` those still going on too, and
-    // nothing is to be added any more.
+    // The stays settled since the last call; with `all`, also those still going on, after which
+    // nothing may be added.
     std::vector<RegionStay> take_settled(bool all = false);
 
     // True stays of a second or more that were settled, and those of which nothing was reported.

@@ -71,7 +71,7 @@ void add_step(Story& story, const Event& event, const Decision& decision) {
     story.steps.push_back({event.frame_number, event.time_s, decision});
 }
 
-// What became of a line that somebody came to.
+// How somebody's approach to a line turned out.
 struct LineOutcome {
     std::vector<const Decision*> counted;
     const Decision* at_end = nullptr;
@@ -125,7 +125,7 @@ LineOutcome outcome_of(const Story& story, int line) {
     return outcome;
 }
 
-// A group of one may stay one, of which nothing is reported.
+// A group of one may remain one, and is then never reported.
 std::string group_clause(const Decision& counted) {
     if (counted.value < 0.0f) return "";
     const int members = static_cast<int>(counted.limit);
@@ -153,7 +153,8 @@ std::string pixels(float value) {
     return format_text("%.0f px", static_cast<double>(value));
 }
 
-// The strongest reason why somebody who came to a line was not counted; nothing when he did not.
+// The strongest reason why somebody who came to a line was not counted; nothing for one who did not
+// come.
 std::string uncounted_clause(const LineOutcome& outcome, const std::string& line) {
     if (outcome.not_counting != nullptr) return "crossed line " + line + " while counting was off";
     if (outcome.turned_back != nullptr) return "turned back on line " + line;
@@ -188,7 +189,7 @@ const Decision* last_of(const Story& story, std::int32_t kind) {
     return found == story.steps.rend() ? nullptr : &found->decision;
 }
 
-// Whether the first kind was told after the second.
+// Whether the first kind was reported after the second.
 bool is_still(const Story& story, std::int32_t kind, std::int32_t back) {
     const Decision* const since = last_of(story, kind);
     const Decision* const until = last_of(story, back);

@@ -12,7 +12,7 @@
 
 namespace host {
 
-// What was decided once or several times in a row: of approaches to a line the closest, or of steps
+// A decision made once or several times in a row: for approaches to a line the closest, for steps
 // across it the farthest.
 struct StoryStep {
     std::int64_t frame = -1;  // of the first time
@@ -26,7 +26,7 @@ struct Story {
     std::int32_t list = VCA_LIST_LOCAL;
     std::int32_t track = -1;
     std::vector<StoryStep> steps;   // in order; from birth to end, when there were not too many
-    std::int64_t left_out = 0;      // steps beyond kMostSteps, but for counts and the end
+    std::int64_t left_out = 0;      // steps beyond kMostSteps, except counts and the end
     std::int64_t ended_frame = -1;  // -1 while the track lives
 };
 
@@ -50,16 +50,16 @@ std::string story_name(const std::vector<std::string>& names, int number);
 bool is_about_line(std::int32_t kind);
 bool is_about_region(std::int32_t kind);
 
-// The name of a kind of decision, as it stands in files.
+// The name of a kind of decision, as written in files.
 const char* decision_name(std::int32_t kind);
 
-// Collects decisions until a track has ended. The tracker remembers somebody for longer than the
-// library keeps his record, and may then report the same track again, whose story goes on.
+// Collects decisions until a track has ended. The tracker remembers people for longer than the
+// library keeps their records, and may then report the same track again; its story then goes on.
 class StoryBook {
   public:
     static constexpr std::int64_t kReturnFrames = 30;
 
-    // Takes the decision of a track, and gives the stories that are over, which any event shows.
+    // Takes a track's decision and returns the stories that are over, which any event can show.
     std::vector<Story> add(const Event& event);
     // The stories that are left.
     std::vector<Story> rest();

@@ -14,7 +14,7 @@ namespace host {
 namespace {
 
 // A site file that comes with the program: beside an installed one, or in the tree it was built in;
-// a word that stands for one when there is neither.
+// a placeholder when there is neither.
 std::string example_site() {
     namespace fs = std::filesystem;
     std::error_code error;
@@ -111,7 +111,7 @@ CLI::App* add_why(CLI::App& parent, WhyOptions& why) {
     return command;
 }
 
-// No option may be given twice or with nothing in it; those of lines and regions, which may
+// No option may be given twice or with an empty value; those of lines and regions, which may
 // repeat, are checked as they come.
 void check_each_given_once(const CLI::App& run) {
     for (const CLI::Option* option : run.get_options()) {

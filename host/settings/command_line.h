@@ -11,11 +11,11 @@ namespace host {
 
 enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kCheck, kWhy };
 
-// A file of the user's that is to be checked.
+// A user's file to be checked.
 struct CheckOptions {
     std::string file;
-    std::string output;    // folder of a site's plan; empty: that of the file
-    bool as_site = false;  // whatever is in it
+    std::string output;    // folder for a site's plan; empty: the file's own
+    bool as_site = false;  // regardless of its contents
 };
 
 // Whose story is told.

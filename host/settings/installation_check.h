@@ -8,7 +8,7 @@
 
 namespace host {
 
-// Throws InputError for what no source makes right.
+// Throws InputError for what is wrong whatever the source.
 void check_installation(const RunOptions& options);
 
 // What only works with some of the sources, one sentence each.

@@ -39,7 +39,7 @@ void check_name(const std::string& name, const std::string& place);
 // Throws InputError when two of them are the same.
 void check_names_differ(const std::vector<Placed<std::string>>& names);
 
-// Square pixels inside a polygon, by the even-odd rule.
+// The area of a polygon in square pixels, by the even-odd rule.
 double area_px2(const std::vector<PicturePoint>& polygon);
 
 // Whether the pieces a-b and c-d have a point in common.

@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kSamples = 8;  // along a piece, and across a region
 
-// So far past a line people have to come before they count, and so far from the edge the middle of
-// a person stays who is seen whole; both in about pixels of the 960 x 544 picture.
+// How far past a line people have to come before they count, and how far from the edge the middle
+// of a fully visible person stays; both approximate, in pixels of the 960 x 544 picture.
 constexpr double kPast_px = 26.0;
 constexpr double kHalfPerson_px = 20.0;
 
@@ -48,8 +48,8 @@ bool everywhere_in_region(const Points& region, const Test& test) {
     return true;
 }
 
-// Whether two pieces cut each other that are no neighbours; `closed` has a piece from the last
-// point to the first.
+// Whether two pieces that are not neighbours cross; `closed` adds a piece from the last point to
+// the first.
 bool crosses_itself(const Points& points, bool closed) {
     const std::size_t pieces = closed ? points.size() : points.size() - 1;
     const auto end = [&](std::size_t i) { return points[(i + 1) % points.size()]; };

@@ -1,4 +1,4 @@
-// Lines and regions that are allowed but cannot count right.
+// Lines and regions that are allowed but cannot count correctly.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace host {
 
-// What people count at, points in one system of coordinates. A camera of a site may not see a
+// Where people are counted, with points in one coordinate system. A camera of a site may not see a
 // place, which then has no points.
 struct CountedPlaces {
     const std::vector<CountingLine>& lines;
@@ -16,11 +16,11 @@ struct CountedPlaces {
     const std::vector<std::vector<PicturePoint>>& exclusions;
 };
 
-// One sentence for each line or region that crosses itself or lies in exclusion areas, a line also
-// when only a part of it does, or when it is shorter than people are wide.
+// One sentence for each line or region that crosses itself or lies in exclusion areas, for a line
+// also when only a part of it does, or when it is shorter than a person is wide.
 std::vector<std::string> place_warnings(const CountedPlaces& places);
 
-// One sentence for each line past which nobody can come far enough in a picture of this size.
+// One sentence for each line that nobody can get far enough past in a picture of this size.
 std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int width, int height);
 
 // One sentence for each region in which nobody can be seen in a picture of this size.

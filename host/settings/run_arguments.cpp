@@ -11,14 +11,14 @@ namespace {
 
 constexpr const char* kPointsOfPolygon = "\"X,Y X,Y X,Y ...\"";
 
-// An option that sets one thing; without a type it is a flag. Texts of most take part as they are.
+// An option that sets one thing; without a type it is a flag. Most values are used as written.
 struct RunArgument {
     using Apply = void (*)(const std::string& text, RunOptions& options);
     std::string name;
     std::string type;
     std::string description;
     Apply apply;                       // null: not by itself
-    std::vector<std::string> sources;  // that alone understand it; empty: all
+    std::vector<std::string> sources;  // the only ones that understand it; empty: all
 };
 
 double number_from(const std::string& text, const std::string& option) {
@@ -385,7 +385,7 @@ void RunArguments::apply_to(RunOptions& options) const {
     if (is_given(run_, "--foot") && is_given(run_, "--box")) {
         throw InputError("--foot and --box exclude each other; give one of them");
     }
-    // The command line wins over the file, wherever --config stands in it.
+    // The command line wins over the file, wherever --config appears in it.
     if (const auto file = value_of(run_, "--config")) read_config_file(*file, options);
     places_.replace_in(options);
     apply(run_, source_arguments(), options);

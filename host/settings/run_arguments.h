@@ -13,7 +13,7 @@ namespace host {
 
 // Whether an option of a parsed command was written at all.
 bool is_given(const CLI::App& command, const std::string& option);
-// What was written behind an option.
+// What was written after an option.
 std::optional<std::string> value_of(const CLI::App& command, const std::string& option);
 
 // Lines, regions and exclusion areas in the order in which they were written, because some options
@@ -21,7 +21,7 @@ std::optional<std::string> value_of(const CLI::App& command, const std::string& 
 class PlaceArguments {
   public:
     void add_options(CLI::App& run);
-    // They take the place of those that `options` holds already, each kind for itself.
+    // They replace those that `options` already holds, each kind separately.
     void replace_in(RunOptions& options) const;
 
   private:

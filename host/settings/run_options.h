@@ -14,7 +14,7 @@ namespace host {
 
 enum class DetectMode { kBoth = 0, kColour = 1, kDepth = 2 };
 
-// A counting line and its U-turn area may stand at different places.
+// A counting line and its U-turn area may have been given in different places.
 struct PlacedLine : Placed<CountingLine> {
     using Placed<CountingLine>::Placed;
     std::string area_place;
@@ -27,7 +27,7 @@ struct RunOptions {
     std::vector<PlacedLine> lines;
     std::vector<Placed<CountingRegion>> regions;
     bool no_regions = false;                                    // not even the source's own
-    std::vector<Placed<std::vector<PicturePoint>>> exclusions;  // nobody there is followed
+    std::vector<Placed<std::vector<PicturePoint>>> exclusions;  // people there are not followed
     Placed<DetectMode> detect{DetectMode::kDepth};
     std::string gender = "none";  // none, or an ONNX file
     std::string staff = "none";   // none, vest, or an ONNX file
@@ -53,7 +53,7 @@ std::optional<double> to_number(const std::string& text);
 // Millimetres of an installation height. Throws InputError outside 1500 to 15000.
 double checked_height_mm(double height_mm, const std::string& place);
 
-// Throw InputError when lowest or fewest is not below highest or most.
+// Throw InputError when lowest is not below highest, or fewest not below most.
 void check_target_range(int lowest_mm, int highest_mm, const std::string& place);
 void check_group_range(int fewest, int most, const std::string& place);
 

@@ -32,7 +32,7 @@ struct SiteDevice {
     SitePoint at;    // on the floor below the camera
     double rotation_deg =
         0.0;                 // of the picture's x axis, from the site's x axis towards its y axis
-    double height_mm = 0.0;  // lens over the floor
+    double height_mm = 0.0;  // lens above the floor
     double focal_px = kDefaultFocal_px;
     std::string place;  // where it was given, for messages
 };
@@ -56,7 +56,7 @@ struct Site {
     std::string name;
     std::string broker_host = "127.0.0.1";
     int broker_port = 1883;
-    double stale_s = 3.0;     // a device that was not heard of for so long is missing
+    double stale_s = 3.0;     // a device not heard from for this long is missing
     int max_age_frames = 15;  // older messages of a slave are dropped
     Placed<double> frames_per_second = 15.0;
     Placed<std::string> scene{"hall"};  // simulated sites only

@@ -15,7 +15,7 @@ namespace {
 constexpr double kSmallest_m = 0.1;  // between points of a line; at least a pixel of any camera
 constexpr double kSmallestArea_m2 = 0.05;
 constexpr double kStep_m = 0.05;    // between the places at which a line is looked at
-constexpr double kAside_m = 0.25;   // people must be followed so far on both sides of a line
+constexpr double kAside_m = 0.25;   // people must be followed this far on both sides of a line
 constexpr double kTouch_m2 = 0.01;  // less than this is no shared view
 
 double in_centimetres(double value_m) {
@@ -30,7 +30,7 @@ double distance_m(const SitePoint& a, const SitePoint& b) {
     return std::hypot(a.x_m - b.x_m, a.y_m - b.y_m);
 }
 
-// The checks of pixels that hold for metres too.
+// Makes the checks for pixels usable for metres too.
 std::vector<PicturePoint> as_picture(const std::vector<SitePoint>& points) {
     std::vector<PicturePoint> list;
     for (const SitePoint& p : points)
@@ -94,7 +94,7 @@ void check_area(const std::vector<SitePoint>& points, const std::string& place) 
     }
 }
 
-// The library's products of coordinates hold for this far.
+// The library's products of coordinates do not overflow within this reach.
 void check_reach(const Site& site, const std::vector<SitePoint>& points, const std::string& place) {
     for (const SitePoint& point : points) {
         const PicturePoint p = to_master(site, point);

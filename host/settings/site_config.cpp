@@ -21,7 +21,7 @@ double length_m(const std::vector<SitePoint>& points) {
     return sum;
 }
 
-// The piece of a way inside a picture, as shares of the way.
+// The part of a path inside a picture, as shares of the path.
 struct Piece {
     double from = 0.0;
     double to = 1.0;

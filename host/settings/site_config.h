@@ -9,18 +9,18 @@
 
 namespace host {
 
-// How a device counts: as one of the site, or everyone by itself for comparison.
+// How a device counts: as part of the site, or each on its own for comparison.
 enum class SiteRole { kTogether, kAlone };
 
-// The lines in the pixels of the master's picture, where they may leave it.
+// The lines in pixels of the master's picture, which they may extend beyond.
 std::vector<CountingLine> master_lines(const Site& site);
 
 // The parts of the lines over which a camera alone can follow people, in its own picture; the
 // points of a line that it does not see, or less than 0.5 m of, are empty.
 std::vector<CountingLine> own_lines(const Site& site, const SiteDevice& device);
 
-// The regions likewise; a camera alone has those of whose floor it sees every corner, the points of
-// the others are empty.
+// The regions likewise; a camera alone has those whose corners on the floor it sees completely; the
+// points of the others are empty.
 std::vector<CountingRegion> master_regions(const Site& site);
 std::vector<CountingRegion> own_regions(const Site& site, const SiteDevice& device);
 

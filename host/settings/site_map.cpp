@@ -42,7 +42,7 @@ double person_height_m(double height_mm, double lowest_lens_m) {
     return std::min(height_m >= kLeast_m ? height_m : kHead_m, 0.7 * lowest_lens_m);
 }
 
-// How far the master's foot points lie from where people stand. It draws the middle of the box
+// How far the master's foot points lie from where people stand. It moves the middle of the box
 // towards the picture's centre by the height of the head, which is a little too much:
 // foot = centre + (1 - head / lens) * (middle - centre), middle seen at 1 / (1 - middle / lens).
 // Beyond its view the difference stays what it is at the view's edge.
@@ -53,7 +53,7 @@ struct FootShift {
         change = (1.0 - height_m / lens) / reach - 1.0;
     }
 
-    // Of one coordinate from the picture's centre, of which half the picture is `half`.
+    // For one coordinate, measured from the picture's centre; `half` is half the picture's size.
     double to_foot(double place, double half) const {
         return place + change * std::clamp(place, -reach * half, reach * half);
     }
@@ -204,7 +204,7 @@ std::array<std::int32_t, 4> master_area(const Site& site) {
             bottom = std::max(bottom, p.y);
         }
     }
-    // Corners that lie on a whole pixel but for rounding stay there.
+    // Corners that lie on a whole pixel, apart from rounding, stay there.
     constexpr double kRounding_px = 1e-6;
     const int x = whole_coordinate(std::floor(left + kRounding_px));
     const int y = whole_coordinate(std::floor(top + kRounding_px));

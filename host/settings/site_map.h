@@ -16,7 +16,7 @@
 
 namespace host {
 
-// `plane_m` is the height over the floor; it must be below the camera.
+// `plane_m` is the height above the floor; it must be below the camera.
 SitePoint to_site(const SiteDevice& device, const PicturePoint& pixel, double plane_m);
 PicturePoint to_picture(const SiteDevice& device, const SitePoint& point, double plane_m);
 
@@ -39,26 +39,26 @@ POINT_POS_S whole_pixel(const PicturePoint& p);
 // A place on the floor in the master's picture.
 PicturePoint to_master(const Site& site, const SitePoint& point);
 
-// The foot point that the library reports of somebody, up to 0.3 m nearer to the centre of the
-// master's picture than where he stands, and back. A height of 0 is not known.
+// The foot point that the library reports for a person, up to 0.3 m nearer to the centre of the
+// master's picture than where that person stands, and the reverse. A height of 0 means unknown.
 PicturePoint foot_of_place(const Site& site, const SitePoint& place, double height_mm);
 SitePoint place_of_foot(const Site& site, const PicturePoint& foot, double height_mm);
 
-// Brings the tracks of a slave's message into the master's picture. Any bytes are taken: the count
-// is brought into range first.
+// Brings the tracks of a slave's message into the master's picture. Any bytes are accepted: the
+// count is brought into range first.
 //
-// A device finds feet too near to the centre of its own picture, because it draws the middle of
+// A device finds feet too near to the centre of its own picture, because it moves the middle of
 // head and shoulders inwards by the height of the head: at 6 m by 6 % of the distance, more where
 // it adds to the height. Between two cameras the same feet would be up to half a metre apart, next
-// to those of somebody else, and the wrong ones would be merged. So a slave's foot point is found
-// anew from the box's middle and the height, and put where the master's own would be; beyond the
-// master's view it is as far from the floor's pixel as at the edge of the view.
+// to those of somebody else, and the wrong ones would be merged. So a slave's foot point is
+// recomputed from the box's middle and the height, and put where the master's own would be; beyond
+// the master's view it is as far from the floor's pixel as at the edge of the view.
 //
-// A centre becomes a pixel of the floor. It lies outside of the feet as seen from the camera. The
-// library counts by centres where it does not trust a foot point; this way somebody under the slave
-// keeps to the right side of a line below it, and in the middle between two cameras the centres of
-// both average out over the feet. Projected at head height into the master's picture, somebody 6 m
-// away from the master would be moved metres, over lines never crossed.
+// A centre becomes a pixel of the floor, which lies farther out than the feet as seen from the
+// camera. The library counts by centres where it does not trust a foot point; this way a person
+// under the slave stays on the correct side of a line there, and midway between two cameras the
+// centres of both average out over the feet. Projected at head height into the master's picture, a
+// person 6 m away from the master would be moved by metres, across lines never crossed.
 void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg);
 
 // x, y, width, height of the rectangle in the master's picture that holds what all devices see of

@@ -17,7 +17,7 @@ struct SiteOptions {
     std::string device;                       // empty: the whole site on this machine
     bool alone = false;                       // the device counts by itself, as fast as it can
     std::optional<BrokerAddress> broker;      // none: the file's
-    std::optional<std::int64_t> start_at_ms;  // since 1970, of the scene's beginning
+    std::optional<std::int64_t> start_at_ms;  // since 1970, when the scene begins
     std::optional<double> seconds;            // end of the run in scene time
     std::optional<std::int64_t> frames;
     std::string output;  // empty: out/<site>, for a device out/<site>/<device>

@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-// Five to a line, those behind the first below it.
+// Five to a line, with further lines aligned below the first.
 std::string output_files() {
     std::string files;
     int count = 0;

@@ -16,7 +16,7 @@ class EventFile final : public Sink {
     // Appends the event as one line when it is a message, not a decision. Throws std::runtime_error
     // when that fails.
     void on_event(const Event& event) override;
-    // Has the frame's lines in the file, for those who follow it.
+    // Flushes the frame's lines to the file, for those who follow it.
     void end_frame(const PassReport& report) override;
     // Ends the file. Throws std::runtime_error when not everything could be written.
     void finish() override;

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 // Bounds the memory, at 0.8 MB a picture.
 constexpr std::size_t kMostWaiting = 12;
 
-// What a video leaves free on its disk, for counts.
+// What a video leaves free on its disk for the counts.
 constexpr std::uintmax_t kLeftForCounts = 64u << 20;  // bytes
 constexpr std::int64_t kLookEvery = 15;               // pictures
 
@@ -112,7 +112,7 @@ void LiveVideo::work() {
             const std::lock_guard lock(mutex_);
             spare_.push_back(std::move(picture.colour_nv12));
         }
-        // A file without any picture is none that a player opens.
+        // No player opens a file without any picture.
         if (written_ == 0) draw({});
         file_.finish();
     } catch (...) {
@@ -150,7 +150,7 @@ void LiveVideo::draw(const Picture& picture) {
     if (++written_ % kLookEvery == 0) check_room();
 }
 
-// A full disk would take the counts along.
+// A full disk would cost the counts, too.
 void LiveVideo::check_room() const {
     std::error_code error;
     const fs::space_info space = fs::space(fs::path(setup_.path).parent_path(), error);

@@ -17,8 +17,8 @@
 namespace host {
 
 // Draws and encodes on a thread of its own. Every frame is drawn with all of its own messages and
-// none of a later frame, however the threads run: it waits until end_frame() says that they have
-// come. While many pictures are still to be drawn on_frame() waits.
+// none of a later frame, regardless of thread timing: it waits until end_frame() says that they
+// have come. on_frame() waits while many pictures are still to be drawn.
 class LiveVideo final : public Sink {
   public:
     struct Setup {
@@ -27,16 +27,16 @@ class LiveVideo final : public Sink {
         LiveScene scene;
     };
 
-    // Throws std::runtime_error when the file or the thread cannot be made, or the disk is as good
-    // as full.
+    // Throws std::runtime_error when the file or the thread cannot be made, or the disk is nearly
+    // full.
     explicit LiveVideo(Setup setup);
-    // Without finish() what was not drawn yet is left out.
+    // Without finish(), anything not drawn yet is left out.
     ~LiveVideo() override;
     LiveVideo(const LiveVideo&) = delete;
     LiveVideo& operator=(const LiveVideo&) = delete;
 
-    // Copies the colour picture; frames fed after the end of the source are left out. Throws what
-    // went wrong with drawing or writing since the last call.
+    // Copies the colour picture; frames fed after the end of the source are left out. Throws any
+    // error in drawing or writing since the last call.
     void on_frame(const FrameView& frame) override;
     void on_event(const Event& event) override;
     void end_frame(const PassReport& report) override;

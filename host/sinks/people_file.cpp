@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// What the numbers of a decision mean, as far as they are no measurement.
+// What the numbers of a decision mean, where they are not measurements.
 void name_place(Json& out, const Decision& d, const StoryNames& names) {
     if (d.kind == VCA_DECISION_MERGED) {
         out["device"] = d.detail;
@@ -26,7 +26,8 @@ void name_place(Json& out, const Decision& d, const StoryNames& names) {
     }
 }
 
-// As many digits as tell measurements apart; a float as a double would have 17.
+// As many digits as are needed to tell measurements apart; a float written as a double would have
+// 17.
 double rounded(double value) {
     return std::round(value * 1000.0) / 1000.0;
 }

@@ -15,8 +15,8 @@ class PeopleFile final : public Sink {
     PeopleFile(const std::string& path, StoryNames names);
 
     void on_event(const Event& event) override;
-    // Ends the file with those who have no end. Throws std::runtime_error when not everything could
-    // be written.
+    // Ends the file with the tracks that have not ended. Throws std::runtime_error when not
+    // everything could be written.
     void finish() override;
 
   private:

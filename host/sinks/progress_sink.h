@@ -1,4 +1,4 @@
-// How far a run has come, for a person who waits.
+// How far a run has got, for a person who is waiting.
 #pragma once
 
 #include <array>

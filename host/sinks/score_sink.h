@@ -22,7 +22,7 @@ struct ScoreSetup {
     bool has_truth = false;
 };
 
-// Where the tables go; an empty path: not written.
+// Where the tables go; one with an empty path is not written.
 struct ScoreTables {
     std::string crossings;       // one row for each person counted
     std::string true_crossings;  // one for each who truly crossed a line; empty without truth
@@ -30,7 +30,7 @@ struct ScoreTables {
     std::string stays;           // each stay in a region, when it has ended
 };
 
-// Its memory does not grow with the run: whoever was not seen for a minute is forgotten.
+// Its memory does not grow with the run: anyone not seen for a minute is forgotten.
 class ScoreSink final : public Sink {
   public:
     // Throws std::runtime_error when a table cannot be opened.
@@ -65,9 +65,9 @@ class ScoreSink final : public Sink {
     RegionMeter regions_;
     StayMeter stays_;
     StaffMeter staff_;
-    std::map<int, std::int64_t> track_seen_;  // frame in which each track was reported last
+    std::map<int, std::int64_t> track_seen_;  // frame in which each track was last reported
 
-    std::vector<TruePerson> people_;  // of the frame in work
+    std::vector<TruePerson> people_;  // of the current frame
     std::vector<Event> counted_;      // people counted in it
     Scores scores_;
 };

@@ -1,4 +1,4 @@
-// Evidence of a run for its pictures: a frame worth showing, the ways of its people, the heat map.
+// Evidence of a run for its pictures: a frame worth showing, the paths of its people, the heat map.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace host {
 
-inline constexpr double kTrail_s = 6.0;  // length of the ways before the shown frame
+inline constexpr double kTrail_s = 6.0;  // length of the paths before the shown frame
 
 // The tracks of one frame.
 struct TrailFrame {
@@ -29,7 +29,7 @@ struct Evidence {
     std::optional<HeatMapReported> heat;  // of the whole run; none when there was no answer
 };
 
-// Keeps the frame with the most people; of equal ones the last, whose ways are the longest.
+// Keeps the frame with the most people; on a tie the last, whose paths are the longest.
 class SnapshotSink final : public Sink {
   public:
     void on_frame(const FrameView& frame) override;
@@ -43,7 +43,7 @@ class SnapshotSink final : public Sink {
   private:
     bool in_trails(int track) const;
 
-    std::vector<std::uint8_t> colour_nv12_;  // of the frame in work
+    std::vector<std::uint8_t> colour_nv12_;  // of the current frame
     std::deque<TrailFrame> recent_;
     std::map<int, double> heights_mm_;
     Evidence evidence_;

@@ -75,7 +75,7 @@ void Assignment::solve_group(const Pair* first, const Pair* last) {
             group_cols_.push_back(p->col);
         }
     }
-    // The method wants no more rows than columns; an unset pair costs as much as staying alone.
+    // The method needs no more rows than columns; an unset pair costs as much as staying alone.
     const bool flip = group_rows_.size() > group_cols_.size();
     const auto& lines = flip ? group_cols_ : group_rows_;
     const auto& columns = flip ? group_rows_ : group_cols_;

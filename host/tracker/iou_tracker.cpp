@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-constexpr float kMinOverlap = 0.1f;     // less is no sign of the same person
+constexpr float kMinOverlap = 0.1f;     // less does not suggest the same person
 constexpr float kLostPenalty = 0.01f;   // overlap that a frame without a match costs
 constexpr float kVelocityGain = 0.35f;  // share of a prediction error that changes the velocity
 constexpr float kCoasting = 0.9f;       // velocity kept per frame without a match

@@ -23,14 +23,14 @@ class IouTracker {
 
     void reset_objects() { inputs_.clear(); }
 
-    // Copies a detection of this frame. False when it is no box that can be followed (not a number,
-    // empty, absurdly large) or there are too many.
+    // Copies a detection of this frame. False when the box cannot be followed (not a number, empty,
+    // absurdly large) or there are too many.
     bool add_object(const IOU_TRK_OBJ_S& object);
 
     // Advances by one frame. Reports the targets matched now, by rising id.
     void update(IOU_TRK_RSLT_S& result);
 
-    // Ids count on from here; for a tracker that replaces another one.
+    // Ids continue from here; for a tracker that replaces another one.
     void set_next_id(int id) { next_id_ = id; }
     int next_id() const { return next_id_; }
 
@@ -56,10 +56,10 @@ class IouTracker {
         int id = 0;  // 0 until confirmed
         Place place;
         Place expected;
-        float vx = 0.0f;  // pixels a frame
+        float vx = 0.0f;  // pixels per frame
         float vy = 0.0f;
         int hits = 0;  // matches in a row
-        int age = 0;   // matches at all
+        int age = 0;   // matches in total
         int lost = 0;  // frames since the last match
         int input = -1;
     };

@@ -10,7 +10,7 @@ namespace {
 struct Instance {
     std::optional<host::IouTracker> tracker;
     std::vector<IOU_TRK_OBJ_S> objects;  // of this frame, for the observer
-    int next_id = 1;  // lives on over a restart, so that an id never means two people
+    int next_id = 1;                     // survives a restart, so that an id never means two people
 };
 
 Instance* instance(int inst) {

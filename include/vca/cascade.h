@@ -1,6 +1,6 @@
-/* Several devices that count as one: what slaves send to their master, the common frame counter,
- * and the master's merge of everybody's people. C++ only; the messages are in messages.h, for C
- * too. */
+/* Several devices that count as one: what slaves send to their master, the shared frame counter,
+ * and how the master merges the people of all devices. C++ only; the messages are in messages.h,
+ * usable from C as well. */
 #ifndef VCA_CASCADE_H
 #define VCA_CASCADE_H
 
@@ -8,11 +8,11 @@
 
 VCA_EXTERN_C_BEGIN
 
-/* Whether a track is current enough to be sent to the master or merged: the less it moved lately,
- * the longer it may be missing. */
+/* Whether a track is current enough to be sent to the master or merged: the less it has moved
+ * lately, the longer it may be missing. */
 VCA_API bool vca_check_obj_cscd_tracking_update(TRACKER_RSLT_S* trk);
 
-/* Sends the tracks to the master (message 6085), and one empty message after the last of them has
+/* Sends the tracks to the master (message 6085), and one empty message once the last of them is
  * gone. Returns 0. */
 VCA_API int dev_cascade_slave_send_track_to_master(std::vector<TRACKER_RSLT_S>& tracks);
 

@@ -20,14 +20,14 @@ VCA_EXTERN_C_BEGIN
 #define VCA_MASK_ROWS 181  /* cells of a mask from top to bottom */
 #define VCA_MASK_COLS 320  /* cells of a mask from left to right */
 
-/* What a device is among others (devWorkMode). */
+/* The role of a device among others (devWorkMode). */
 typedef enum VCA_WORK_MODE_E {
     VCA_WORK_ALONE = 0,  /* counts the people it sees */
     VCA_WORK_MASTER = 1, /* merges the people of its slaves with its own and counts those */
     VCA_WORK_SLAVE = 2   /* sends its people to its master and counts nobody */
 } VCA_WORK_MODE_E;
 
-/* The box that stands for a person's place on a stand-alone device (StandAloneTrkMd). */
+/* The box that marks a person's position on a stand-alone device (StandAloneTrkMd). */
 typedef enum VCA_POSITION_E {
     VCA_POSITION_BOX = 0,  /* the detection itself, curObj */
     VCA_POSITION_HEAD = 1, /* headBox */
@@ -41,17 +41,17 @@ typedef enum VCA_DETECT_MODEL_E {
     VCA_DETECT_DEPTH = 2
 } VCA_DETECT_MODEL_E;
 
-/* What an exclusion region leaves out, in the message (VCA_CFG_EXCL_S.type). */
+/* What an exclusion region excludes, as coded in the message (VCA_CFG_EXCL_S.type). */
 typedef enum VCA_CFG_EXCL_TYPE_E {
     VCA_CFG_EXCL_DETECTIONS = 0, /* detections whose centre lies inside are dropped */
-    VCA_CFG_EXCL_DEPTH = 1       /* depth pixels inside take no part in heights */
+    VCA_CFG_EXCL_DEPTH = 1       /* depth pixels inside are ignored for heights */
 } VCA_CFG_EXCL_TYPE_E;
 
-/* The same in the configuration record (ExclType), where the numbers are the other way round. */
+/* The same in the configuration record (ExclType), where the numbers are swapped. */
 typedef enum VCA_EXCL_TYPE_E { VCA_EXCL_DEPTH = 0, VCA_EXCL_DETECTIONS = 1 } VCA_EXCL_TYPE_E;
 
 /* ---- Payload of message 6078 (host to library), 1916 bytes, little-endian. The host writes every
- * field, the library reads a copy. Flags (u8) are 0 for off and on otherwise. Padding is not read.
+ * field, the library reads a copy. Flags (u8) are off when 0 and on otherwise. Padding is not read.
  * ---- */
 
 /* A point of a line or polygon. */
@@ -75,7 +75,7 @@ typedef struct VCA_CFG_LINE_S {
     uint8_t UturnEn;                   /* flag: filter people who turn back on this line */
     uint8_t pad1[3];                   /* padding */
     POINT12 uturn_pt[VCA_POLY_PT_NUM]; /* area around the line in pixels of the cascade map; with
-                                          fewer than three points everywhere is inside */
+                                          fewer than three points, everywhere counts as inside */
     uint8_t Flip;                      /* flag: swap VCA_DIR_1 and VCA_DIR_2 */
     uint8_t pad2[3];                   /* padding */
 } VCA_CFG_LINE_S;
@@ -88,7 +88,7 @@ VCA_CHECK_OFFSET(VCA_CFG_LINE_S, Flip, 188);
 
 /* A counting region. */
 typedef struct VCA_CFG_RGN_S {
-    uint8_t used;                /* flag: the points are meant */
+    uint8_t used;                /* flag: the points are used */
     uint8_t en_a;                /* flag: region on; either of the two flags is enough */
     uint8_t pad0[6];             /* padding */
     uint8_t en_b;                /* flag: the same */
@@ -105,7 +105,7 @@ VCA_CHECK_OFFSET(VCA_CFG_RGN_S, pt, 16);
 /* An exclusion region. */
 typedef struct VCA_CFG_EXCL_S {
     uint32_t reserved;           /* not read */
-    uint32_t type;               /* VCA_CFG_EXCL_TYPE_E; others keep the type there was */
+    uint32_t type;               /* VCA_CFG_EXCL_TYPE_E; other values keep the previous type */
     POINT12 pt[VCA_POLY_PT_NUM]; /* the polygon in colour-image pixels; fewer than three points
                                     switch the region off */
 } VCA_CFG_EXCL_S;
@@ -118,23 +118,23 @@ VCA_CHECK_OFFSET(VCA_CFG_EXCL_S, pt, 8);
 typedef struct VCA_ALGO_CFG_S {
     int32_t devWorkMode;       /* VCA_WORK_MODE_E */
     int32_t InstallHeight;     /* camera over the floor, mm; a change resets the floor map */
-    uint8_t AcceleroEn;        /* flag: kept and printed, without effect */
+    uint8_t AcceleroEn;        /* flag: stored and printed, no effect */
     uint8_t pad0[3];           /* padding */
     int32_t TargetHeightMax;   /* mm; taller people are not counted */
     int32_t TargetHeightMin;   /* mm; smaller people are not counted */
-    uint8_t ChildDistinction;  /* flag: kept and printed, for the host's own use */
+    uint8_t ChildDistinction;  /* flag: stored and printed, for the host's own use */
     uint8_t pad1[3];           /* padding */
-    int32_t ChildHeightThresh; /* mm; kept and printed, for the host's own use */
+    int32_t ChildHeightThresh; /* mm; stored and printed, for the host's own use */
     int32_t StandAloneTrk;     /* not 0: a stand-alone device counts by the foot point */
-    uint8_t GenderRecognize;   /* flag: off reads every gender as unknown */
+    uint8_t GenderRecognize;   /* flag: when off, every gender reads as unknown */
     uint8_t pad2[3];           /* padding */
-    uint8_t StaffDetection;    /* flag: off reads nobody as staff */
+    uint8_t StaffDetection;    /* flag: when off, nobody reads as staff */
     uint8_t pad8[3];           /* padding */
-    int32_t StaffDetectSens;   /* kept and printed, without effect */
+    int32_t StaffDetectSens;   /* stored and printed, no effect */
     uint8_t GroupEn;           /* flag: group counting */
     uint8_t pad3[3];           /* padding */
-    int32_t GroupObjNumMax;    /* people at which a group closes */
-    int32_t GroupObjNumMin;    /* people from which on a group is reported */
+    int32_t GroupObjNumMax;    /* number of people at which a group closes */
+    int32_t GroupObjNumMin;    /* fewest people for a group to be reported */
     uint8_t HtmpEn;            /* flag: heat maps */
     uint8_t pad4[3];           /* padding */
     VCA_CFG_LINE_S line[VCA_LINE_NUM]; /* counting lines 0..3 */
@@ -150,7 +150,7 @@ typedef struct VCA_ALGO_CFG_S {
     VCA_CFG_EXCL_S excl[VCA_EXCL_NUM]; /* exclusion regions 0..3 */
     uint8_t ShowHistoryBox;            /* flag: send messages 6087 and 6088 */
     uint8_t pad7[3];                   /* padding */
-    int32_t DetectModel;               /* VCA_DETECT_MODEL_E; others count as both */
+    int32_t DetectModel;               /* VCA_DETECT_MODEL_E; other values mean both */
 } VCA_ALGO_CFG_S;
 
 VCA_CHECK_SIZE(VCA_ALGO_CFG_S, 1916);
@@ -233,7 +233,7 @@ typedef struct VCA_LINE_S {
 VCA_CHECK_SIZE(VCA_LINE_S, 104);
 VCA_CHECK_OFFSET(VCA_LINE_S, pt, 4);
 
-/* What the library works by; all zero before the first configuration message but for
+/* The settings the library works with; all zero before the first configuration message, except
  * InstallHeight, which is 3000. */
 typedef struct VCA_DEV_CFG_S {
     int32_t DevType;                    /* 2 */
@@ -241,9 +241,9 @@ typedef struct VCA_DEV_CFG_S {
     int32_t srcImgWidth;                /* pixels: 960 */
     int32_t srcImgHeight;               /* pixels: 544 */
     int32_t cscdMapSize[4];             /* x, y, width, height of the device's area, pixels */
-    uint8_t HighInstall;                /* flag, as dev_set_high_install_enable left it before */
+    uint8_t HighInstall;                /* flag, copied from dev_set_high_install_enable */
     int32_t InstallHeight;              /* camera over the floor, mm */
-    uint8_t AcceleroEn;                 /* flag, without effect */
+    uint8_t AcceleroEn;                 /* flag, no effect */
     int32_t StandAloneTrkMd;            /* VCA_POSITION_E; the message gives BOX or FOOT */
     int32_t TargetHeightMin;            /* mm */
     int32_t TargetHeightMax;            /* mm */
@@ -257,8 +257,8 @@ typedef struct VCA_DEV_CFG_S {
     LINE_SEG_S lineSeg[VCA_LINE_NUM][VCA_SEG_NUM]; /* their segments from the start */
     uint8_t GroupEn;                               /* flag: group counting */
     int32_t GroupDistMax;                          /* pixels between members of a group, 55..260 */
-    int32_t GroupObjNumMin;                        /* people from which on a group is reported */
-    int32_t GroupObjNumMax;                        /* people at which a group closes */
+    int32_t GroupObjNumMin;                        /* fewest people for a group to be reported */
+    int32_t GroupObjNumMax;                        /* number of people at which a group closes */
     float GroupSpdTimesMax;                        /* largest ratio of speeds in a group: 1.75 */
     uint8_t RgnEn;                                 /* flag: region counting */
     uint8_t RgnEnable[VCA_RGN_NUM];                /* flags: the region is on */
@@ -269,7 +269,7 @@ typedef struct VCA_DEV_CFG_S {
     int32_t PersonDetMode;                         /* 1 once configured */
     uint8_t GenderRecognize;                       /* flag */
     uint8_t StaffDetection;                        /* flag */
-    int32_t StaffDetectSens;                       /* as it came, without effect */
+    int32_t StaffDetectSens;                       /* as received, no effect */
     uint8_t ChildDistinction;                      /* flag, for the host's own use */
     int32_t ChildHeightThresh;                     /* mm, for the host's own use */
     uint8_t ShowDetectBox;                         /* flag: message 6086 is sent */
@@ -327,7 +327,7 @@ VCA_API void dev_set_counting_enable(bool enable);
 VCA_API bool dev_device_is_high_install(void);
 VCA_API void dev_set_high_install_enable(bool enable);
 
-/* The feed frame counter: completed frame passes since the process started. Adding wraps. */
+/* The feed frame counter: completed frame passes since the process started. Addition wraps. */
 VCA_API int32_t vca_feed_frm_cnt_get(void);
 VCA_API void vca_feed_frm_cnt_set(int32_t count);
 VCA_API void vca_feed_frm_cnt_add(int32_t step);

@@ -23,8 +23,8 @@ VCA_CHECK_OFFSET(LOG_DBG_S, path, 1);
 /* The table of 25 switches, 17 bytes each, all off at load time; never null. */
 VCA_API uint8_t* vca_get_logs_dbg(void);
 
-/* Brings the first `count` switches in step with their flag files; looks at the files on every
- * second call only and logs each change once. */
+/* Synchronises the first `count` switches with their flag files; checks the files only on every
+ * second call and logs each change once. */
 VCA_API void avs_log_debug_update_status(LOG_DBG_S* table, unsigned count);
 
 /* Wall-clock milliseconds since 1970, rounded. */
@@ -36,7 +36,7 @@ VCA_API uint32_t avs_get_time(void);
 /* Monotonic clock: whole seconds when `unit` is 1, otherwise milliseconds. */
 VCA_API int64_t avs_get_monotonictime(int unit);
 
-/* Local time now; valid until the next call of it or of localtime, not reentrant. */
+/* Current local time; valid until the next call to this function or localtime, not reentrant. */
 VCA_API struct tm* avs_get_localtime(void);
 
 /* Writes the local date and time: fmt 1 "MM/DD/YYYY hh:mm:ss", 2 "DD/MM/YYYY hh:mm:ss", other
@@ -65,7 +65,7 @@ typedef int64_t (*VCA_TIME_FN)(void* ctx);
 
 /* Replaces the clock behind avs_get_timestamp, avs_get_time and avs_get_monotonictime; null
  * restores the system clock. Sleeping and the time stamps of log lines keep the system clock. Call
- * it while the algorithm stage is down. `ctx` is handed to `fn` and stays the caller's. */
+ * this while the algorithm stage is down. `ctx` is passed to `fn` and remains the caller's. */
 VCA_API void vca_set_time_source(VCA_TIME_FN fn, void* ctx);
 
 VCA_EXTERN_C_END

@@ -11,7 +11,7 @@ VCA_EXTERN_C_BEGIN
 
 #define VCA_DEPTH_GRID 8
 
-/* Most samples that the distance of a rectangle is taken from. */
+/* Maximum number of samples used for the distance of a rectangle. */
 #define VCA_DEPTH_SAMPLE_MAX 14400
 
 /* The floor map: 8 x 8 cells over the depth image, indexed [row][column]. */
@@ -26,7 +26,7 @@ typedef struct VCA_DEPTH_STATE_S {
     uint16_t depthSortBuf[VCA_DEPTH_SAMPLE_MAX];        /* scratch of depth16_calc_rgn_distance */
 } VCA_DEPTH_STATE_S;
 
-/* The depth state; never null, valid for the life of the process, the library's to write. */
+/* The depth state; never null, valid for the life of the process, written by the library only. */
 VCA_API const VCA_DEPTH_STATE_S* vca_depth_get_state(void);
 
 /* Resets the floor map. Returns 0. */

@@ -15,13 +15,13 @@ VCA_EXTERN_C_BEGIN
 /* Capacity of every detection list. */
 #define VCA_DET_MAX 128
 
-/* What a detection is of (class_id); other values as the detector means them. */
+/* What was detected (class_id); other values are defined by the detector. */
 typedef enum VCA_CLASS_E {
     VCA_CLASS_PERSON = 1,
     VCA_CLASS_SMALL = 2 /* small target: heights of 10 to 1500 mm */
 } VCA_CLASS_E;
 
-/* Genders, as attribute models tell them and as messages carry them. */
+/* Genders, as attribute models report them and messages carry them. */
 typedef enum VCA_GENDER_E {
     VCA_GENDER_UNKNOWN = 0,
     VCA_GENDER_MALE = 1,
@@ -38,25 +38,24 @@ VCA_CHECK_SIZE(POINT_POS_S, 8);
 VCA_CHECK_OFFSET(POINT_POS_S, x, 0);
 VCA_CHECK_OFFSET(POINT_POS_S, y, 4);
 
-/* One detected box; always copied whole. The detector writes it, but where a field says otherwise.
- */
+/* One detected box; always copied whole. The detector writes it, except where noted. */
 typedef struct DET_OBJ_S {
     uint32_t reserved0;    /* not read on detections; a slave's track id on a master's candidates */
-    uint32_t aux0;         /* copied into a track's box as it stands; on a master's merged objects
+    uint32_t aux0;         /* copied unchanged into a track's box; on a master's merged objects,
                               the device: 0 the master, 1..15 its slaves */
     uint32_t reserved1;    /* not read on detections; the frame number on a master's candidates */
     int32_t x;             /* left column, pixels */
     int32_t y;             /* top row, pixels */
     int32_t w;             /* width, pixels */
     int32_t h;             /* height, pixels */
-    int32_t area;          /* w * h in square pixels, kept in step by whoever resizes the box */
-    uint8_t class_id;      /* VCA_CLASS_E, or another value as the detector means it */
+    int32_t area;          /* w * h in square pixels, updated by any code that resizes the box */
+    uint8_t class_id;      /* VCA_CLASS_E, or another value defined by the detector */
     uint8_t pad[3];        /* padding */
     float score;           /* confidence 0..1 */
     uint32_t reserved2[2]; /* not read */
-    int32_t gender;        /* VCA_GENDER_E; on a track's box the library's decision */
-    float height;       /* height of the person, mm; on a track's box as the library measured it */
-    int32_t staff;      /* 1 for a member of staff; on a track's box the library's decision */
+    int32_t gender;        /* VCA_GENDER_E; on a track's box, the library's decision */
+    float height;       /* height of the person, mm; on a track's box, as measured by the library */
+    int32_t staff;      /* 1 for a member of staff; on a track's box, the library's decision */
     uint32_t reserved3; /* not read on detections; nonzero on a master's merged candidates */
 } DET_OBJ_S;
 
@@ -80,7 +79,7 @@ VCA_CHECK_OFFSET(DET_OBJ_S, reserved3, 60);
 /* A list of detections; the host's detector writes it. */
 typedef struct DET_OBJECTS_S {
     int32_t reserved;                /* not read */
-    int32_t num;                     /* valid entries of objs; brought into 0..128 before use */
+    int32_t num;                     /* valid entries of objs; clamped to 0..128 before use */
     DET_OBJ_S raw_objs[VCA_DET_MAX]; /* the detector's unrefined box of the same index */
     DET_OBJ_S objs[VCA_DET_MAX];     /* the boxes; objs[0..num-1] are valid */
 } DET_OBJECTS_S;
@@ -93,7 +92,7 @@ VCA_CHECK_OFFSET(DET_OBJECTS_S, objs, 8200);
 /* Result record of the host's inference. */
 typedef struct VCA_NN_RESULT_S {
     uint8_t header[32];    /* the host's, not interpreted */
-    DET_OBJECTS_S objects; /* the host writes it: the boxes it found */
+    DET_OBJECTS_S objects; /* the boxes found, written by the host */
 } VCA_NN_RESULT_S;
 
 VCA_CHECK_SIZE(VCA_NN_RESULT_S, 16424);
@@ -137,10 +136,10 @@ VCA_API int score_cmp(const void* a, const void* b);
  * warns on standard output and returns 128 at once without writing out->num. */
 VCA_API int32_t vca_nms_proc(DET_OBJECTS_S* in, float iou_thresh, DET_OBJECTS_S* out);
 
-/* Joins the colour and depth detections of a frame into `out` (num and objs only): all colour
- * boxes, the depth boxes that no colour box covers and that keep 20 pixels from the border, without
- * those in exclusion regions and, up to an installation height of 4800 mm, without those under
- * 25 pixels. Sends message 6086 when the display of detections is configured. Always returns 0. */
+/* Joins the colour and depth detections of a frame into `out` (num and objs only): all colour boxes
+ * and the depth boxes that no colour box covers and that stay 20 pixels clear of the border, except
+ * those in exclusion regions and, up to an installation height of 4800 mm, those under 25 pixels.
+ * Sends message 6086 when detection display is configured. Always returns 0. */
 VCA_API int vca_obj_merge_real_depth_rslt(const DET_OBJECTS_S* real, const DET_OBJECTS_S* depth,
                                           DET_OBJECTS_S* out);
 

@@ -1,5 +1,5 @@
 /* Line counting: geometry, crossings, groups, U-turns and results. C++ only; the messages and the
- * meaning of the directions are in messages.h, for C too. */
+ * meaning of the directions are in messages.h, usable from C as well. */
 #ifndef VCA_EVENT_H
 #define VCA_EVENT_H
 
@@ -25,7 +25,7 @@ VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, speed, 76);
 VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, line, 80);
 VCA_CHECK_OFFSET(DEV_COUNTING_RSLT_S, cross, 84);
 
-/* The way a group walks (DEV_COUNTING_GROUP_S.event). */
+/* The direction in which a group walks (DEV_COUNTING_GROUP_S.event). */
 typedef enum VCA_GROUP_DIR_E {
     VCA_GROUP_DIR_1 = 3, /* VCA_DIR_1 */
     VCA_GROUP_DIR_2 = 4  /* VCA_DIR_2 */
@@ -45,29 +45,30 @@ struct DEV_COUNTING_GROUP_S {
 
 VCA_EXTERN_C_BEGIN
 
-/* Whether two segments meet. Segments that cross in their interiors do; an end point of b on a
- * does; an end point of a on b does not. */
+/* Whether two segments meet. Crossing in their interiors counts as meeting, as does an end point of
+ * b on a; an end point of a on b does not. */
 VCA_API bool doLinesIntersect(LINE_SEG_S a, LINE_SEG_S b);
 
-/* Distance in pixels from p to the infinite line through a and b, by way of a foot point truncated
- * to whole pixels; the distance to a when a and b coincide. */
+/* Distance in pixels from p to the infinite line through a and b, using a foot point truncated to
+ * whole pixels; the distance to a when a and b coincide. */
 VCA_API float point_to_line_min_dis(POINT_POS_S p, POINT_POS_S a, POINT_POS_S b);
 
-/* Settles one track on one segment of one line for this frame. Returns 0. */
+/* Updates the crossing state of one track on one segment of one line for this frame. Returns 0. */
 VCA_API int vca_line_check_crossing_state(TRACKER_RSLT_S* trk, int line, int seg);
 
 /* Queues a counted crossing and joins the person to a group. Returns 0. */
 VCA_API int vca_dev_add_counting_line_group(TRACKER_RSLT_S* trk, int line, int cross);
 
-/* The queue of counted crossings and the open groups; never null, to be read between frame
- * passes. */
+/* The queue of counted crossings and the open groups; never null; read it between frame passes
+ * only. */
 VCA_API const std::vector<DEV_COUNTING_RSLT_S>* vca_dev_get_counting_results(void);
 VCA_API const std::vector<DEV_COUNTING_GROUP_S>* vca_dev_get_counting_groups(void);
 
 /* Whether a track takes part in line counting this frame. */
 VCA_API bool vca_check_obj_event_line_update(TRACKER_RSLT_S* trk);
 
-/* Decides the tallied crossings of a track that leaves a line's U-turn area or ends. Returns 0. */
+/* Decides on the tallied crossings of a track that leaves a line's U-turn area or ends. Returns
+ * 0. */
 VCA_API int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line);
 
 /* The line stage of a frame pass over all tracks, lines and segments. Returns 0. */

@@ -27,9 +27,9 @@ enum {
 };
 
 /* The control block: one static instance, owned by the library, shared with the host. The library
- * writes it, but for the fields marked "host", which the host's start-up functions fill. */
+ * writes it, except for the fields marked "host", which the host's start-up functions fill. */
 typedef struct VCA_CTRL_S {
-    uint8_t algo_running;        /* 1 while the analysis task is to keep looping, else 0 */
+    uint8_t algo_running;        /* 1 while the analysis task should keep looping, else 0 */
     uint8_t base_ready;          /* 1 between vca_base_init and vca_base_uninit, else 0 */
     uint8_t reserved0[2];        /* 0 */
     uint32_t frame_flag;         /* trailing word of the current frame set; with the next word it
@@ -38,13 +38,13 @@ typedef struct VCA_CTRL_S {
     VCA_SIZE_S img_size[5];      /* working sizes, pixels; set by vca_data_init */
     NN_MODEL_TYPE_E real_model;  /* host: detection model for the colour image */
     NN_MODEL_TYPE_E depth_model; /* host: detection model for the depth image */
-    uint32_t trk_param[2];       /* tracker settings: 12 frames kept, 4 matches to be reported */
-    float trk_conf_lo;           /* score of the weakest detections that are tracked, from the
+    uint32_t trk_param[2];       /* tracker settings: keep for 12 frames, report after 4 matches */
+    float trk_conf_lo;           /* lowest score of a detection that is tracked, from the
                                     colour model's configuration */
-    float trk_conf_hi;           /* score from which on a detection starts a track, from the same */
+    float trk_conf_hi;           /* lowest score that starts a track, from the same */
     int32_t trk_local;           /* tracker instance of the device's own tracks: 0 */
     int32_t trk_merged;          /* tracker instance of a master's merged tracks: 1 */
-    VCA_IMAGE_S real_img;        /* colour image of the current frame set; host but for its
+    VCA_IMAGE_S real_img;        /* colour image of the current frame set; host, except its
                                     frame_word, plane_addr and map_addr */
     VCA_IMAGE_S depth_img;       /* depth rendered as an image, for the depth model; as real_img */
     VCA_IMAGE_S raw_img;         /* raw depth: u16 millimetres, row-major, no padding; as real_img,
@@ -73,7 +73,7 @@ VCA_CHECK_OFFSET(VCA_CTRL_S, staff_model, 236);
 
 /* One mapped frame of a frame set; the host writes it. */
 typedef struct AVS_IVE_FRAME_S {
-    uint64_t word0;    /* handed on to the image record as frame_word, not interpreted */
+    uint64_t word0;    /* passed on to the image record as frame_word, not interpreted */
     uint8_t host0[16]; /* the host's, not read */
     uint64_t vir_addr; /* virtual address of the mapped frame, 0 = not mapped */
     uint8_t host1[40]; /* the host's, not read */
@@ -122,8 +122,8 @@ VCA_API int vca_algo_uninit(void);
 VCA_API VCA_CTRL_S* vca_get_pCtrl_param(void);
 
 /* The algorithm mutex (a TQ_MUTEX_S); never null, initialised between vca_algo_init and
- * vca_algo_uninit. A host that delivers messages under it never changes a configuration under a
- * running frame pass. */
+ * vca_algo_uninit. A host that delivers messages while holding it never changes the configuration
+ * during a frame pass. */
 VCA_API void* get_vca_algo_mutex(void);
 
 /* Duration in milliseconds of the last completed frame pass; 100 before the first one. */
@@ -139,7 +139,7 @@ VCA_API int vca_data_init(VCA_CTRL_S* ctrl);
 VCA_API int vca_data_uninit(VCA_CTRL_S* ctrl);
 
 /* Borrows the next frame set from the host and points the control block's images at it. Returns 0
- * with the set held, or -1 with nothing held: a set with a missing frame goes back at once. */
+ * with the set held, or -1 with nothing held: a set with a missing frame is given back at once. */
 VCA_API int32_t vca_data_get_real_depth(VCA_CTRL_S* ctrl);
 
 /* Gives the held frame set back; does nothing when none is held. Returns 0. */

@@ -17,13 +17,13 @@ typedef enum VCA_IMAGE_TYPE_E {
 /* Model number in the host's inference runtime; its values are the host's own. */
 typedef int32_t NN_MODEL_TYPE_E;
 
-/* One image. The library writes only `frame_word`, `plane_addr` and `map_addr`, and only of the
+/* One image. The library writes only `frame_word`, `plane_addr` and `map_addr`, and only in the
  * three images of the control block; everything else belongs to the host. */
 typedef struct VCA_IMAGE_S {
     int32_t type;         /* VCA_IMAGE_TYPE_E */
     uint32_t width;       /* pixels */
     uint32_t height;      /* pixels */
-    uint32_t stride;      /* bytes from one row to the next; the UV plane of NV12 has the same */
+    uint32_t stride;      /* bytes from one row to the next; the UV plane of NV12 uses the same */
     uint64_t frame_word;  /* first word of the frame record the pixels came with; the host's */
     uint64_t plane_addr;  /* virtual address of the first plane; NV12's second plane follows it at
                              plane_addr + stride * height */

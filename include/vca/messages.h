@@ -1,4 +1,4 @@
-/* Messages of the bus between library and host: their numbers and the records that travel in them.
+/* Messages of the bus between library and host: their numbers and the records they carry.
  *
  * Every message has a fixed size and is little-endian. "In" messages are delivered to the handlers
  * that the library registers, "out" messages leave through tq_sock_send_msg on channel VCA_CHANNEL.
@@ -11,7 +11,7 @@
 
 /* Message numbers. */
 enum {
-    VCA_CHANNEL = 1,                /* no message: the channel of tq_sock_send_msg */
+    VCA_CHANNEL = 1,                /* not a message: the channel of tq_sock_send_msg */
     VCA_MSG_LINE_COUNT = 6045,      /* out, 104 bytes: LINE_COUNT_MSG_S */
     VCA_MSG_TRACKS = 6069,          /* out, 27016 bytes: SHOW_MSG_S with smoothed trails */
     VCA_MSG_REGIONS = 6070,         /* out, 8672 bytes: RGN_MSG_S */
@@ -34,9 +34,9 @@ enum {
 
 #define VCA_CONFIG_REQUEST_BYTES 8048
 
-/* Direction of a crossing (`cross`). Seen along a segment from start to end in the image, direction
- * 1 ends on the left-hand side of a walker on the picture, direction 2 on the right-hand side; Flip
- * swaps them:
+/* Direction of a crossing (`cross`). For someone walking along a segment from start to end in the
+ * image, direction 1 ends on the left-hand side, direction 2 on the right-hand side; Flip swaps
+ * them:
  *
  *        direction 1
  *      start ---^----> end
@@ -99,7 +99,7 @@ VCA_CHECK_OFFSET(RGN_STAY_S, stayTime, 4);
 /* One person of the region report. */
 typedef struct RGN_PERSON_S {
     DET_OBJ_S obj;               /* the track's curObj; reserved0 holds its track id */
-    RGN_STAY_S rgn[VCA_RGN_NUM]; /* the person in regions 0..3 */
+    RGN_STAY_S rgn[VCA_RGN_NUM]; /* the person's state in regions 0..3 */
 } RGN_PERSON_S;
 
 VCA_CHECK_SIZE(RGN_PERSON_S, 96);
@@ -110,7 +110,7 @@ VCA_CHECK_OFFSET(RGN_PERSON_S, rgn, 64);
 typedef struct RGN_MSG_S {
     uint32_t frame_flag[2];                   /* frame stamp */
     uint32_t num;                             /* entries of persons, 0..90 */
-    RGN_PERSON_S persons[VCA_RGN_PERSON_MAX]; /* who takes part, inside a region or not */
+    RGN_PERSON_S persons[VCA_RGN_PERSON_MAX]; /* everyone taking part, inside a region or not */
     int32_t peopleCnt[VCA_RGN_NUM];           /* listed people inside regions 0..3 */
     uint32_t zero;                            /* 0 */
 } RGN_MSG_S;
@@ -130,7 +130,7 @@ VCA_CHECK_OFFSET(RGN_MSG_S, zero, 8668);
 /* Message 6081 to the host. */
 typedef struct HEAT_MAP_MSG_S {
     uint8_t request[VCA_HEAT_REQUEST_BYTES];      /* the request's bytes */
-    int32_t motion[VCA_HEAT_ROWS][VCA_HEAT_COLS]; /* passages of every cell */
+    int32_t motion[VCA_HEAT_ROWS][VCA_HEAT_COLS]; /* passages through every cell */
     int32_t dwell[VCA_HEAT_ROWS][VCA_HEAT_COLS];  /* milliseconds that people stood in every cell */
 } HEAT_MAP_MSG_S;
 
@@ -149,7 +149,7 @@ typedef struct DET_SHOW_MSG_S {
     int32_t depth_num;                      /* entries of depth_objs, 0..30 */
     DET_OBJ_S depth_objs[VCA_DET_SHOW_MAX]; /* boxes found on the depth image */
     int32_t merge_num;                      /* entries of merge_objs, 0..30 */
-    DET_OBJ_S merge_objs[VCA_DET_SHOW_MAX]; /* boxes that the tracker was given */
+    DET_OBJ_S merge_objs[VCA_DET_SHOW_MAX]; /* boxes passed to the tracker */
     uint32_t pad;                           /* 0 */
 } DET_SHOW_MSG_S;
 
@@ -225,10 +225,10 @@ VCA_CHECK_OFFSET(TRK_SHOW_MSG_S, footY, 16);
 /* ---- Cascade ---- */
 
 #define VCA_SLAVE_MAX 15       /* slaves of a master */
-#define VCA_SLAVE_TRACK_MAX 90 /* people that a slave sends at a time */
+#define VCA_SLAVE_TRACK_MAX 90 /* most people a slave sends at a time */
 
-/* One person as a slave sends it; coordinates are the slave's image pixels, or on the way to the
- * master what the host maps them to. */
+/* One person as a slave sends it; coordinates are the slave's image pixels, which the host maps on
+ * the way to the master. */
 typedef struct SLAVE_TRACK_S {
     uint32_t reserved0;    /* 0 */
     uint32_t track_id;     /* track id on the slave */
@@ -263,7 +263,7 @@ VCA_CHECK_OFFSET(SLAVE_TRACK_S, reserved2, 48);
 typedef struct SLAVE_MSG_S {
     uint32_t frame_flag[2]; /* frame stamp; not read by the master */
     uint32_t frame;         /* frame number of the last person, on the master's clock */
-    int32_t count;          /* entries of tracks, 0..90; brought into range before use */
+    int32_t count;          /* entries of tracks, 0..90; clamped before use */
     SLAVE_TRACK_S tracks[VCA_SLAVE_TRACK_MAX]; /* the slave's people, oldest track first */
 } SLAVE_MSG_S;
 
@@ -272,9 +272,9 @@ VCA_CHECK_OFFSET(SLAVE_MSG_S, frame, 8);
 VCA_CHECK_OFFSET(SLAVE_MSG_S, count, 12);
 VCA_CHECK_OFFSET(SLAVE_MSG_S, tracks, 16);
 
-/* Message 6085 as it is delivered to the master: the host adds who sent it. */
+/* Message 6085 as it is delivered to the master: the host adds the sender. */
 typedef struct MASTER_MSG_S {
-    uint32_t slave_idx; /* the slave, 0..14; messages of others are dropped */
+    uint32_t slave_idx; /* the slave, 0..14; messages with other values are dropped */
     uint32_t reserved;  /* not read */
     SLAVE_MSG_S msg;    /* what the slave sent, in the master's coordinates */
 } MASTER_MSG_S;

@@ -12,19 +12,19 @@
 #include "vca/messages.h"
 #include "vca/platform.h"
 
-/* The side of a counting line that a track is on (nearSide, segSide), seen by a walker from the
- * start of the segment to its end on the picture. */
+/* The side of a counting line that a track is on (nearSide, segSide), as seen by someone walking
+ * from the start of the segment to its end in the image. */
 typedef enum VCA_SIDE_E {
     VCA_SIDE_NONE = 0,  /* on the line, or not known */
-    VCA_SIDE_RIGHT = 5, /* a crossing that ends here has VCA_DIR_2, with Flip VCA_DIR_1 */
-    VCA_SIDE_LEFT = 7   /* a crossing that ends here has VCA_DIR_1, with Flip VCA_DIR_2 */
+    VCA_SIDE_RIGHT = 5, /* a crossing that ends here is VCA_DIR_2, or VCA_DIR_1 with Flip */
+    VCA_SIDE_LEFT = 7   /* a crossing that ends here is VCA_DIR_1, or VCA_DIR_2 with Flip */
 } VCA_SIDE_E;
 
 /* Where a track is with respect to a line's U-turn area (uturnState). */
 typedef enum VCA_UTURN_E {
     VCA_UTURN_OUTSIDE = 0,
     VCA_UTURN_INSIDE = 2,
-    VCA_UTURN_JUST_LEFT = 5 /* inside until the pass before */
+    VCA_UTURN_JUST_LEFT = 5 /* inside until the previous pass */
 } VCA_UTURN_E;
 
 /* A trajectory point; the library writes it. */
@@ -38,10 +38,10 @@ VCA_CHECK_OFFSET(TRK_POINT_S, x, 0);
 VCA_CHECK_OFFSET(TRK_POINT_S, y, 4);
 VCA_CHECK_OFFSET(TRK_POINT_S, zero, 8);
 
-/* One attribute sample of a track; the library writes it from what the host's models answered. */
+/* One attribute sample of a track; the library writes it from the results of the host's models. */
 struct HUMAN_ATTR_S {
     uint8_t gender_valid; /* 1 when the classifier ran on this update, else 0 */
-    int32_t gender;       /* best class: VCA_GENDER_E, others count as unknown */
+    int32_t gender;       /* best class: VCA_GENDER_E, other values count as unknown */
     float prob_male;      /* probability of male, 0..1 */
     float prob_female;    /* probability of female, 0..1 */
     uint32_t model_word;  /* filled by the model, not read */
@@ -58,8 +58,9 @@ VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff_valid, 20);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff, 24);
 VCA_CHECK_OFFSET(HUMAN_ATTR_S, staff_score, 28);
 
-/* Rows and columns of a heat grid as cells[row][column]. The cells have a block of memory of their
- * own, which a move hands over; before the first one is written there is none and all are zero. */
+/* Rows and columns of a heat grid as cells[row][column]. The cells have their own block of memory,
+ * which a move transfers; until the first cell is written there is no block and all cells are
+ * zero. */
 struct HEAT_CELLS_S {
     using Row = int32_t[VCA_HEAT_COLS];
 
@@ -77,15 +78,15 @@ struct HEAT_CELLS_S {
     std::unique_ptr<Row[]> rows_;
 };
 
-/* A heat grid, 240 columns x 135 rows. Only the cells inside the half-open rectangle
- * [x0, x1) x [y0, y1) may be nonzero; copies cost time in proportion to it. One that was moved from
- * is empty. */
+/* A heat grid, 240 columns x 135 rows. Only the cells inside the half-open rectangle [x0, x1) x
+ * [y0, y1) may be nonzero; copying takes time in proportion to its area. A moved-from grid is
+ * empty. */
 struct HEAT_GRID_S {
     HEAT_CELLS_S cell; /* cell[row][column]: milliseconds, or passages */
     int32_t x0 = 0;    /* first column that may be nonzero, 0..240 */
     int32_t y0 = 0;    /* first row that may be nonzero, 0..135 */
-    int32_t x1 = 0;    /* column behind the last, 0..240 */
-    int32_t y1 = 0;    /* row behind the last, 0..135 */
+    int32_t x1 = 0;    /* column after the last, 0..240 */
+    int32_t y1 = 0;    /* row after the last, 0..135 */
 
     HEAT_GRID_S() = default;
     HEAT_GRID_S(const HEAT_GRID_S& other) { copy_cells(other); }
@@ -140,15 +141,15 @@ struct HEAT_GRID_S {
 /* One tracked person; the library writes it. A new record is zero throughout (value-initialise it).
  * The vectors own their storage and copies are deep, but `attrImg` is a host image that copies
  * share: it is destroyed once, with vca_trk_obj_destroy_img, when the track is removed from its
- * list. Boxes and points are in colour-image pixels, those of a master's merged tracks in pixels of
- * the cascade map. Updates are passes in which the tracker reported the target. */
+ * list. Boxes and points are in colour-image pixels; those of a master's merged tracks are in
+ * pixels of the cascade map. Updates are passes in which the tracker reported the target. */
 struct TRACKER_RSLT_S {
     int32_t trackId;                /* id given by the IoU tracker */
     int32_t age;                    /* updates received; 0 during the first */
     int32_t lostCnt;                /* passes since the last update, 0..5 */
     int32_t contCnt;                /* consecutive passes with an update */
     uint32_t lastFrm;               /* feed frame counter at the last pass */
-    uint32_t updSeq;                /* count of all tracks' passes modulo 10000 at the last */
+    uint32_t updSeq;                /* count of all tracks' passes modulo 10000 at the last pass */
     int32_t trkFrames;              /* passes since creation */
     int32_t trkRsv;                 /* 0 */
     float speed;                    /* pixels per frame over the last 24 frames */
@@ -171,28 +172,28 @@ struct TRACKER_RSLT_S {
     float moveIoU;                    /* IoU of the position box with its previous value, 0..1 */
     std::vector<float> heightSamples; /* accepted samples in mm, oldest first, at most 12 */
     std::vector<float> heightMeans;   /* the newest trimmed mean, mm */
-    float height;                     /* smoothed height, mm: 500..1980, of VCA_CLASS_SMALL
-                                         10..1500; 0 before it was measured */
+    float height;                     /* smoothed height, mm: 500..1980, for VCA_CLASS_SMALL
+                                         10..1500; 0 until first measured */
     uint8_t heightExceed;             /* 1 while the height is outside the target range */
-    int32_t heightExceedCnt;          /* readings outside the range, weighed; the flag is set
-                                         above 4 and cleared below 1 */
+    int32_t heightExceedCnt;          /* weighted count of readings outside the range; the
+                                         flag is set above 4 and cleared below 1 */
     float rawHeight;                  /* last uncompensated height, mm */
     uint8_t htmpMoved;                /* 1 once moved far enough for the motion heat map */
-    DET_OBJ_S firstBox;               /* position box of the second update, and from then on
-                                         where the motion heat map last took it from */
-    HEAT_GRID_S heatDwell;            /* milliseconds per cell since they were last folded */
-    HEAT_GRID_S heatMotion;           /* passages per cell since they were last folded */
+    DET_OBJ_S firstBox;               /* position box of the second update, then the one
+                                         from which the motion heat map last measured */
+    HEAT_GRID_S heatDwell;            /* milliseconds per cell since the last fold */
+    HEAT_GRID_S heatMotion;           /* passages per cell since the last fold */
     uint8_t staticFalseDet;           /* 1 when judged a static false detection */
-    DET_OBJ_S staticRefBox;           /* position box that standing still is judged against */
+    DET_OBJ_S staticRefBox;           /* position box against which standing still is judged */
     int32_t staticMoveCnt;            /* updates in a row away from it, 0..3 */
-    int32_t staticStillCnt;           /* unsure updates at it, 0..60 */
+    int32_t staticStillCnt;           /* low-score updates at it, 0..60 */
     uint8_t bornInside;               /* 1 when first seen in the central two thirds */
     VCA_IMAGE_S attrImg;              /* attribute crop; the host fills it */
     std::vector<HUMAN_ATTR_S> attrSamples; /* at most 20, oldest first */
     uint32_t staffChkCnt;                  /* hits of the staff detector that count, 0..2 */
     int32_t genderKeep;                    /* decided gender, VCA_GENDER_E */
     float genderMean;                      /* mean probability of male over the samples, 0..1 */
-    float genderMaxProb;                   /* largest sum of probabilities so far, of genderKeep */
+    float genderMaxProb;                   /* largest sum of probabilities so far, for genderKeep */
     int32_t staffKeep;                     /* 1 once decided staff */
     float staffConf;                       /* best score of the hits that decided it, 0..1 */
     uint32_t attrRsv[2];                   /* 0 */
@@ -234,11 +235,12 @@ VCA_API IOU_TRK_RSLT_S vca_trker_run(int inst, const DET_OBJECTS_S* dets, float 
 VCA_API int vca_obj_proc_tracking(VCA_NN_RESULT_S* res, std::vector<TRACKER_RSLT_S>& list, int inst,
                                   bool merged);
 
-/* Recomputes the event box of a track; `keep` holds on to the position box also while the track is
- * young or lost. Returns &trk->evtObj. */
+/* Recomputes the event box of a track; `keep` uses the position box even while the track is young
+ * or lost. Returns &trk->evtObj. */
 VCA_API DET_OBJ_S* vca_trk_obj_get_event_box(TRACKER_RSLT_S* trk, bool keep);
 
-/* Whether the centre of the track's event box, which it recomputes, lies on a set mask cell. */
+/* Whether the centre of the track's event box, which this call recomputes, lies on a set mask
+ * cell. */
 VCA_API bool vca_trk_obj_in_mask(TRACKER_RSLT_S* trk,
                                  const char mask[VCA_MASK_ROWS][VCA_MASK_COLS]);
 

@@ -1,6 +1,6 @@
 /* The whole public interface of libvca. C++ only: needs C++20, because track.h, object.h, event.h,
- * region.h, heat_map.h, display.h and cascade.h hold std::vector. C callers include the others as
- * they need them; the records of all messages are in messages.h. */
+ * region.h, heat_map.h, display.h and cascade.h use std::vector. C callers include the others as
+ * needed; the records of all messages are in messages.h. */
 #ifndef VCA_VCA_H
 #define VCA_VCA_H
 

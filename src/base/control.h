@@ -1,4 +1,4 @@
-// The control block: what the host and all stages share about the frame in work.
+// The control block: what the host and all stages share about the current frame.
 #pragma once
 
 #include "vca/frame.h"

@@ -1,4 +1,4 @@
-// The observer, and what is remembered for it.
+// The observer and the state kept for it.
 #include "base/decision.h"
 
 #include <algorithm>

@@ -36,7 +36,7 @@ inline bool is_timing_frame(int32_t count) {
     return count % 12 == 0;
 }
 
-// Milliseconds since `start_ms`, in the type the log formats name.
+// Milliseconds since `start_ms`, in the type the log formats expect.
 inline long elapsed_ms(int64_t start_ms) {
     return static_cast<long>(avs_get_timestamp() - start_ms);
 }
@@ -52,6 +52,6 @@ inline long elapsed_ms(int64_t start_ms) {
                     vca_log_time, function, __LINE__);                                          \
     } while (0)
 
-// In exported functions. Their helpers log under the exported function's name, which is the one a
-// reader of the log can look up: VCA_LOG_AS(kLogName, ...).
+// In exported functions. Their helpers log under the exported function's name, the one a reader of
+// the log can look up: VCA_LOG_AS(kLogName, ...).
 #define VCA_LOG(format, ...) VCA_LOG_AS(__func__, format __VA_OPT__(, ) __VA_ARGS__)

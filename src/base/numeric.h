@@ -17,7 +17,7 @@ constexpr int32_t to_i32(Float v) {
     return static_cast<int32_t>(v);
 }
 
-// The same for u32: what is below 0 becomes 0.
+// The same for u32: negative values become 0.
 constexpr uint32_t to_u32(float v) {
     constexpr float kEnd = 4294967296.0f;
     if (!(v > 0.0f)) return 0;

@@ -1,4 +1,4 @@
-// The working sizes as the stages may use them.
+// The working sizes in a form that is safe for the stages to use.
 #pragma once
 
 #include <algorithm>
@@ -7,8 +7,8 @@
 
 namespace vca {
 
-// Width and height of a working size. The control block is the host's to write too, so they are
-// brought into a range in which sums of pixels and row counts cannot overflow.
+// Width and height of a working size. The host can write the control block too, so they are clamped
+// to a range in which sums of pixels and row counts cannot overflow.
 constexpr uint32_t kWorkingSizeMax = 16384;
 inline int32_t working_width(int index) {
     return static_cast<int32_t>(std::min(control_block().img_size[index].width, kWorkingSizeMax));

@@ -15,7 +15,7 @@ struct SlaveEntry {
 };
 
 // The people of all devices. A person's device is in aux0 of both boxes and the last byte of both
-// records tells whether the person was merged already.
+// records tells whether the person has already been merged.
 struct Candidates {
     int32_t num = 0;
     DET_OBJ_S centre[VCA_DET_MAX] = {};
@@ -40,7 +40,7 @@ struct CandidatePair {
 
 struct CascadeState {
     SlaveEntry slaves[VCA_SLAVE_MAX];
-    bool sent_tracks = false;  // the previous message of this slave held any
+    bool sent_tracks = false;  // the previous message of this slave held any tracks
     Candidates candidates;
     std::vector<CandidatePair> pairs;
 };

@@ -1,4 +1,4 @@
-// What travels between the devices of a cascade: a slave's tracks and the master's frame counter.
+// Data exchanged between the devices of a cascade: a slave's tracks and the master's frame counter.
 #include <cstring>
 
 #include "base/log.h"
@@ -48,7 +48,7 @@ int dev_cascade_slave_send_track_to_master(std::vector<TRACKER_RSLT_S>& tracks) 
         msg.frame = trk.lastFrm;
         if (msg.count < VCA_SLAVE_TRACK_MAX) msg.tracks[msg.count++] = to_slave_track(trk);
     }
-    // When the last one has gone, one empty message says so.
+    // Once the last track is gone, one empty message says so.
     if (msg.count > 0 || cascade.sent_tracks) vca::send_record(VCA_MSG_SLAVE_TRACKS, msg);
     if (vca::debug_on(vca::kDbgCascade)) VCA_LOG("Slave Send Obj=%d", msg.count);
     cascade.sent_tracks = msg.count > 0;

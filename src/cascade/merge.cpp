@@ -56,7 +56,7 @@ DET_OBJ_S to_box(const SLAVE_TRACK_S& track, uint32_t device, uint32_t frame) {
     return box;
 }
 
-// A slave's last report takes part until the slave sends another.
+// A slave's latest report is used until the slave sends another.
 void collect_slaves(int32_t size, Candidates& found) {
     for (uint32_t index = 0; index < VCA_SLAVE_MAX; ++index) {
         vca::SlaveEntry& entry = vca::cascade_state().slaves[index];
@@ -75,9 +75,9 @@ void collect_slaves(int32_t size, Candidates& found) {
     }
 }
 
-// All pairs that may merge, the best first and equal ones in the order of the candidates. Taken one
-// after the other, leaving out those with a merged member, they are what a search for the best pair
-// of the unmerged would find time and again.
+// All pairs that may merge, the best first and equal ones in the order of the candidates.
+// Processing them in order and skipping pairs with a merged member gives the same result as
+// repeatedly searching for the best unmerged pair.
 void list_pairs(const Candidates& found, const vca::BoxIndex& index, std::vector<Pair>& pairs) {
     pairs.clear();
     for (int32_t i = 0; i < found.num; ++i) {
@@ -108,7 +108,7 @@ void fold(const DET_OBJ_S& from, DET_OBJ_S& to) {
     to.score = std::max(to.score, from.score);
 }
 
-// The merged objects. Every one uses up a candidate, so they never outnumber the list's room.
+// The merged objects. Each one uses up a candidate, so they never exceed the list's capacity.
 void add_object(const Candidates& found, int32_t i, DET_OBJECTS_S& out) {
     out.objs[out.num] = found.match[i];
     out.raw_objs[out.num] = found.centre[i];
@@ -121,7 +121,7 @@ void fold_candidate(Candidates& found, int32_t i, DET_OBJECTS_S& out) {
     fold(found.centre[i], out.raw_objs[out.num - 1]);
 }
 
-// Of every device, the unmerged person who overlaps person `first` best; -1 for none.
+// For each device, the unmerged person who overlaps person `first` best; -1 for none.
 std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, const vca::BoxIndex& index,
                                                 int32_t first) {
     std::array<int32_t, kDeviceNum> best;
@@ -139,7 +139,7 @@ std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, const v
     return best;
 }
 
-// For the observer, who is told of it with the track that the object becomes.
+// For the observer, which is told about it together with the track the object becomes.
 void note_member(const Candidates& found, int32_t first, int32_t member, const DET_OBJECTS_S& out) {
     if (!vca::is_observed()) return;
     vca::decision_state().members.push_back(
@@ -147,7 +147,7 @@ void note_member(const Candidates& found, int32_t first, int32_t member, const D
          vca_rgn_calc_IoU(&found.match[first], &found.match[member]), kIoUMin});
 }
 
-// A group holds at most one person of every device.
+// A group holds at most one person from each device.
 void merge_group(Candidates& found, const vca::BoxIndex& index, const Pair& pair,
                  DET_OBJECTS_S& out) {
     found.set_merged(pair.first);

@@ -78,7 +78,7 @@ void copy_polyline(const VCA_CFG_LINE_S& src, int line, VCA_DEV_CFG_S& cfg) {
 }
 
 // One segment between each two successive points, up to the first point whose x is unused. A
-// segment without a complete end point keeps what it has of it and loses its start.
+// segment without a complete end point keeps the coordinate it has and loses its start.
 void build_segments(int line, VCA_DEV_CFG_S& cfg) {
     const auto& pt = cfg.line[line].pt;
     std::fill_n(cfg.lineSeg[line], VCA_SEG_NUM, LINE_SEG_S{kNoPoint, kNoPoint});

@@ -10,7 +10,8 @@ using vca::flag_set;
 
 namespace {
 
-// Set up when the library is loaded: constant data of its size would be in the library's file.
+// Initialised when the library is loaded: constant data of this size would enlarge the library
+// file.
 vca::DeviceState device;
 
 }  // namespace
@@ -59,7 +60,7 @@ void vca_feed_frm_cnt_set(int32_t count) {
     flag_set(device_state().feed_frame_count, count);
 }
 
-// In one step, because a slave's handler may set the counter meanwhile. Atomic sums wrap.
+// Atomic, because a slave's handler may set the counter concurrently. Atomic sums wrap.
 void vca_feed_frm_cnt_add(int32_t step) {
     std::atomic_ref<int32_t>(device_state().feed_frame_count)
         .fetch_add(step, std::memory_order_relaxed);

@@ -1,4 +1,5 @@
-// Polygons rasterised to the 320 x 181 mask grid, and the way into it from cascade-map coordinates.
+// Polygons rasterised to the 320 x 181 mask grid, and the conversion to it from cascade-map
+// coordinates.
 #include <algorithm>
 #include <cstdio>
 #include <iterator>

@@ -1,4 +1,4 @@
-// Looking into the 320 x 181 masks.
+// Lookups in the 320 x 181 masks.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@ namespace vca {
 
 using MaskCells = char[VCA_MASK_ROWS][VCA_MASK_COLS];
 
-// Cells of a mask from column `left` to before `right` and from row `top` to before `bottom`.
+// Cells of a mask in columns [left, right) and rows [top, bottom).
 struct CellRect {
     int32_t left, top, right, bottom;
 };
@@ -21,7 +21,7 @@ inline bool is_set(const MaskCells& mask, POINT_POS_S cell) {
            mask[cell.y][cell.x] != 0;
 }
 
-// Whether any cell of a rectangle is set; what lies beyond the grid is not.
+// Whether any cell of a rectangle is set; cells beyond the grid are not.
 inline bool any_set(const MaskCells& mask, CellRect rect) {
     const int32_t left = std::clamp(rect.left, 0, VCA_MASK_COLS);
     const int32_t right = std::clamp(rect.right, left, VCA_MASK_COLS);

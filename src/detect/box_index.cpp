@@ -4,7 +4,7 @@
 
 namespace {
 
-// Within it the ends of a box cannot overflow.
+// Within this limit the ends of a box cannot overflow.
 constexpr int32_t kOrdinary_px = 1 << 28;
 
 bool is_ordinary(int32_t start, int32_t length) {
@@ -46,7 +46,7 @@ vca::BoxSet vca::BoxIndex::near(const DET_OBJ_S& box) const {
     return across &= down;
 }
 
-// What lies beyond the cells belongs to the first or the last of them.
+// Anything beyond the cells belongs to the first or the last cell.
 vca::BoxIndex::Span vca::BoxIndex::span(int32_t start, int32_t length) const {
     return {std::clamp(start >> shift_, 0, kCells - 1),
             std::clamp((start + length) >> shift_, 0, kCells - 1)};

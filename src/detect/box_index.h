@@ -1,4 +1,4 @@
-// Which boxes of a list may overlap a given one, without a look at each of them.
+// Finds the boxes of a list that may overlap a given one without checking each of them.
 #pragma once
 
 #include <bit>
@@ -8,7 +8,7 @@
 
 namespace vca {
 
-// Numbers of boxes of a list.
+// Indices of boxes in a list.
 class BoxSet {
   public:
     void add(int32_t number) { words_[number / 64] |= uint64_t{1} << (number % 64); }
@@ -24,7 +24,8 @@ class BoxSet {
         return *this;
     }
 
-    // Calls `is_found` with the numbers in ascending order until it returns true; whether it did.
+    // Calls `is_found` with the indices in ascending order until it returns true; returns whether
+    // it did.
     template <typename Predicate>
     bool any_of(Predicate is_found) const {
         for (int k = 0; k < kWords; ++k)
@@ -33,7 +34,7 @@ class BoxSet {
         return false;
     }
 
-    // With all numbers in ascending order.
+    // Calls it with all indices in ascending order.
     template <typename Function>
     void for_each(Function function) const {
         any_of([&](int32_t number) {
@@ -48,13 +49,13 @@ class BoxSet {
 };
 
 // The list's boxes by the columns and rows of cells they reach into. Boxes that overlap by at least
-// a pixel share a cell; a box with coordinates beyond those of any picture is in all cells.
+// a pixel share a cell; a box with coordinates beyond those of any image is in all cells.
 class BoxIndex {
   public:
-    // Of at most VCA_DET_MAX boxes.
+    // Indexes at most VCA_DET_MAX boxes.
     BoxIndex(const DET_OBJ_S* boxes, int32_t num);
 
-    // Every box of the list that overlaps `box`, and perhaps others.
+    // Every box of the list that overlaps `box`, and possibly others.
     BoxSet near(const DET_OBJ_S& box) const;
 
   private:
@@ -68,7 +69,7 @@ class BoxIndex {
     Span columns_of(const DET_OBJ_S& box) const;
     Span rows_of(const DET_OBJ_S& box) const;
 
-    int shift_ = 0;  // a cell is 2 to the power of it pixels wide and high
+    int shift_ = 0;  // a cell is 2^shift_ pixels wide and high
     BoxSet columns_[kCells];
     BoxSet rows_[kCells];
 };

@@ -17,7 +17,7 @@ constexpr char kLogName[] = "vca_obj_merge_real_depth_rslt";
 
 constexpr float kCoveredIoU = 0.1f;
 constexpr int32_t kBorderPx = 19;
-constexpr int32_t kMinSidePx = 25;  // smaller boxes are no people on low installations
+constexpr int32_t kMinSidePx = 25;  // smaller boxes are not people at low installation heights
 constexpr int32_t kLowInstallMm = 4800;
 
 struct DetectState {
@@ -57,7 +57,7 @@ void tell_dropped(VCA_DECISION_E kind, const DET_OBJ_S& box, int32_t place, int3
     vca::tell({kind, 0, 0, -1, place, detail, at.x, at.y, value, limit});
 }
 
-// Names the colour box that covers it most.
+// Reports the colour box that covers it most.
 void tell_covered(const DET_OBJ_S& box, const DET_OBJ_S* colour, int32_t colour_num) {
     if (!vca::is_observed()) return;
     int32_t by = -1;
@@ -86,7 +86,7 @@ void join(const DET_OBJECTS_S& real, const DET_OBJECTS_S& depth, BoxList& work) 
     }
 }
 
-// The exclusion region that the middle of a box lies in; -1 for none.
+// The exclusion region that contains the centre of a box; -1 for none.
 int excluded_by(const DET_OBJ_S& box, const VCA_DEV_CFG_S& cfg) {
     if (cfg.ExclTotalEn == 0) return -1;
     const float sx = 320.0f / static_cast<float>(vca::working_width(VCA_SIZE_MERGE));
@@ -112,7 +112,7 @@ void log_box(const char* list, int32_t i, const DET_OBJ_S& box) {
                box.class_id, static_cast<double>(box.score));
 }
 
-// The display lists being filled: what may be shown, what is to be logged.
+// The display lists being filled: what may be shown and what should be logged.
 struct Display {
     DET_SHOW_MSG_S msg{};
     float threshold;
@@ -138,7 +138,7 @@ void display_detector(const DET_OBJECTS_S& found, const char* name,
     }
 }
 
-// A merged box is shown only above the threshold, while the others are shown at it too.
+// A merged box is shown only above the threshold, while the others are also shown at the threshold.
 void display_merged(const DET_OBJECTS_S& merged, Display& display) {
     for (int32_t i = 0; i < merged.num; ++i) {
         const DET_OBJ_S& box = merged.objs[i];

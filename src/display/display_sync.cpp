@@ -9,8 +9,8 @@
 
 namespace {
 
-// Once a track was shown, the message goes out on every frame, also with nobody in it, so that the
-// host's picture never keeps a box that has gone.
+// Once a track has been shown, the message goes out on every frame, even with nobody in it, so that
+// the host's picture never keeps a stale box.
 struct DisplayState {
     bool tracks_shown = false;
     bool detected_shown = false;

@@ -24,7 +24,7 @@ using Cells = int32_t[VCA_HEAT_ROWS][VCA_HEAT_COLS];
 
 constexpr int32_t kMoved_px = 15;
 constexpr int32_t kUpdatesPerStep = 3;    // a track adds to its grids on every third update,
-constexpr int32_t kPassesPerMeasure = 3;  // a pass of every three measures the time step
+constexpr int32_t kPassesPerMeasure = 3;  // one pass in three measures the time step
 constexpr int32_t kStep_ms = 100;
 constexpr int32_t kStepMin_ms = 120;
 constexpr int32_t kStepMax_ms = 180;
@@ -40,11 +40,11 @@ struct CellRect {
 
 struct HeatState {
     HEAT_MAP_S total{};
-    // Only cells of the total inside it may be nonzero. It never shrinks: a host that delivers a
-    // reset while a track is folded then still leaves no cell outside it.
+    // Only cells of the total inside it may be nonzero. It never shrinks: even if the host delivers
+    // a reset while a track is being folded, no nonzero cell is left outside it.
     CellRect total_rect;
-    // Too large for the stack of a host's message thread, and there before it is asked for: an
-    // answer never fails for want of memory.
+    // Too large for the stack of a host's message thread, and allocated before the first request,
+    // so that a reply never fails for lack of memory.
     HEAT_MAP_MSG_S reply{};
     int32_t passes = 0;
     int32_t last_measure_ms = 0;
@@ -63,7 +63,7 @@ int32_t dwell_step() {
     return step;
 }
 
-// Squared radius in cells of the disc that a person heats; on a master the picture is a part of a
+// Squared radius in cells of the disc that a person heats; on a master the image is part of a
 // larger area, and the disc shrinks with it.
 int32_t disc_radius_square() {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
@@ -93,7 +93,7 @@ struct Disc {
     }
 };
 
-// The part of the grid outside which the disc has no cell.
+// The part of the grid that contains all cells of the disc.
 CellRect bounds(const Disc& disc) {
     if (disc.radius_square < 0) return {};
     const int32_t reach = to_i32(std::sqrt(static_cast<double>(disc.radius_square)));

@@ -20,14 +20,14 @@ namespace {
 constexpr char kLogName[] = "vca_line_check_crossing_state";
 
 constexpr int32_t kUturnCrossPx = 5;  // distance that registers a crossing under U-turn filtering
-constexpr int32_t kNearPx = 4;        // closer to the line than this a track is on neither side
+constexpr int32_t kNearPx = 4;        // closer to the line than this, a track is on neither side
 
 bool filters_uturns(int line) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     return cfg.UturnFilter != 0 && cfg.UturnEn[line] != 0;
 }
 
-// Shorter than a pixel, as those that are not used are.
+// Shorter than a pixel, as unused segments are.
 bool is_empty(const LINE_SEG_S& s) {
     return s.start.x == s.end.x && s.start.y == s.end.y;
 }
@@ -37,7 +37,8 @@ bool is_on_extension(POINT_POS_S p, const LINE_SEG_S& s) {
            wrap_mul(wrap_sub(p.y, s.end.y), wrap_sub(s.end.x, s.start.x));
 }
 
-// Somebody before a line who comes about as near to it as people usually have to go beyond it.
+// Reports a person who has not crossed the line but is about as close to it as the distance usually
+// needed beyond it.
 void tell_near(const TRACKER_RSLT_S& trk, POINT_POS_S p, int line, const LINE_SEG_S& s,
                int32_t threshold) {
     if (!vca::is_observed()) return;
@@ -46,7 +47,7 @@ void tell_near(const TRACKER_RSLT_S& trk, POINT_POS_S p, int line, const LINE_SE
     vca::tell(VCA_DECISION_NEAR_LINE, trk, line, 0, distance, static_cast<float>(threshold));
 }
 
-// Somebody across a line but not far enough.
+// Reports a person who is across the line, but not far enough.
 void tell_touched(const TRACKER_RSLT_S& trk, int line, int32_t distance, int32_t threshold) {
     if (!vca::is_observed()) return;
     const auto beyond = static_cast<float>(distance);
@@ -58,8 +59,9 @@ void tell_touched(const TRACKER_RSLT_S& trk, int line, int32_t distance, int32_t
     vca::tell(VCA_DECISION_NEAR_LINE, trk, line, 1, beyond, static_cast<float>(threshold));
 }
 
-// Moves the state of the segment on by the track's current box. While the movement from the frozen
-// previous box crosses the segment but the track is not yet far enough past it, that box stays.
+// Advances the state of the segment with the track's current box. While the movement from the
+// frozen previous box crosses the segment but the track is not yet far enough past it, that box is
+// kept.
 void vca_line_point_cross_check(TRACKER_RSLT_S& trk, const DET_OBJ_S& cur, int line, int seg) {
     const LINE_SEG_S& s = dev_get_config()->lineSeg[line][seg];
     const POINT_POS_S pre = vca::box_center(trk.segPrev[line][seg]);

@@ -5,7 +5,8 @@
 
 namespace vca {
 
-// Settles a track whose event box is `cur` on one segment of one line for this frame.
+// Updates the crossing state of a track whose event box is `cur` on one segment of one line for
+// this frame.
 void check_crossing_state(TRACKER_RSLT_S& trk, const DET_OBJ_S& cur, int line, int seg);
 
 }  // namespace vca

@@ -52,8 +52,8 @@ float vca::distance_to_segment(POINT_POS_S p, const LINE_SEG_S& s) {
 }
 
 // The touching cases are one-sided on purpose: the movement comes first and the counting line
-// second, so a movement that merely ends on the line is no crossing, while a line that ends on the
-// movement is crossed.
+// second, so a movement that merely ends on the line is not a crossing, while a line that ends on
+// the movement is crossed.
 bool doLinesIntersect(LINE_SEG_S a, LINE_SEG_S b) {
     const int o1 = sign(orientation(a.start, a.end, b.start));
     const int o2 = sign(orientation(a.start, a.end, b.end));

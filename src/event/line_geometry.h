@@ -5,8 +5,8 @@
 
 namespace vca {
 
-// (v.y - u.y) * (w.x - v.x) - (v.x - u.x) * (w.y - v.y); above 0 when w lies on the left-hand side
-// of the walk from u to v on the picture.
+// (v.y - u.y) * (w.x - v.x) - (v.x - u.x) * (w.y - v.y); above 0 when w lies to the left of someone
+// walking from u to v in the image.
 int32_t orientation(POINT_POS_S u, POINT_POS_S v, POINT_POS_S w);
 
 // Distance in pixels from p to the nearest point of a segment.

@@ -62,7 +62,7 @@ void join(DEV_COUNTING_GROUP_S& group, const DEV_COUNTING_RSLT_S& result, bool l
                    static_cast<double>(group.speed), static_cast<double>(result.speed));
 }
 
-// Room for a usual group, so that few grow while people join them.
+// Room for a typical group, so that groups rarely grow while people join.
 std::vector<DET_OBJ_S> take_members(vca::CountingState& state) {
     std::vector<DET_OBJ_S> members;
     if (!state.spare_members.empty()) {

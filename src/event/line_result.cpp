@@ -35,7 +35,7 @@ int32_t direction(const DEV_COUNTING_GROUP_S& group) {
                                             : VCA_DIR_NONE;
 }
 
-// A full group closes in this frame whatever its silence.
+// A full group closes in this frame, however recently a member joined.
 void age(DEV_COUNTING_GROUP_S& group) {
     const int32_t max_num = dev_get_config()->GroupObjNumMax;
     if (member_count(group) >= max_num) {

@@ -51,7 +51,7 @@ Place place_of(TRACKER_RSLT_S& trk) {
 }
 
 // Between the region and its surroundings lies a band, where the person's box still reaches into
-// the region, in which nothing changes: who stands on the edge does not flicker in and out.
+// the region, in which nothing changes: a person standing on the edge does not flicker in and out.
 void update_stay(RGN_STAY_S& stay, const Place& place, const VCA_MASK_S& region, int32_t step_ms) {
     if (vca::is_set(region.mask, place.cell)) {
         stay.inRgn = 1;
@@ -147,7 +147,7 @@ int vca_event_counting_refresh_rgn_result(std::vector<TRACKER_RSLT_S>& tracks) {
         anybody = true;
         if (msg.num < VCA_RGN_PERSON_MAX) fill_entry(msg, trk);
     }
-    // When the last one has gone, one empty report says so.
+    // Once the last person has gone, one empty report says so.
     if ((anybody || region_state.anybody) && dev_get_config()->RgnEn != 0) {
         vca::send_record(VCA_MSG_REGIONS, msg);
         if (vca::debug_on(vca::kDbgRegion)) print_report(msg);

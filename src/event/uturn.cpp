@@ -58,7 +58,7 @@ int vca_rgn_uturn_check_obj_line_cross(TRACKER_RSLT_S* trk, int line) {
     const int32_t state = trk->LastState[line];
     std::printf("\tuturn_exit obj[%d] Polyline[%d] IsCrossed=%d CrossCnt=%d LastState=%d \n",
                 trk->trackId, line, 1, trk->CrossCnt[line], state);
-    // An odd number of changes of direction ends on the other side, an even number is a U-turn.
+    // An odd number of direction changes ends on the other side; an even number is a U-turn.
     if (trk->CrossCnt[line] % 2 == 1 && (state == VCA_DIR_1 || state == VCA_DIR_2))
         vca_dev_add_counting_line_group(trk, line, state);
     else

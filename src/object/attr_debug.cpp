@@ -19,7 +19,7 @@ constexpr char kCropFolder[] = "/opt/app/algo/hd/";
 constexpr char kFrameFolder[] = "/opt/app/algo/";
 constexpr uint32_t kTestCall = 10;
 
-// The files of the folder, in the order of their names; false when there is no such folder.
+// The files of the folder, sorted by name; false when the folder does not exist.
 bool list_files(const char* folder, std::vector<std::string>& files) {
     namespace fs = std::filesystem;
     std::error_code error;
@@ -35,7 +35,7 @@ bool list_files(const char* folder, std::vector<std::string>& files) {
 }
 
 // Fills an NV12 image, if there is one, with a file's bytes, rows without padding; a short file
-// leaves the rest. False when the file cannot be opened.
+// leaves the rest unchanged. False when the file cannot be opened.
 bool read_image(const char* path, const VCA_IMAGE_S& image) {
     std::FILE* file = std::fopen(path, "rb");
     if (file == nullptr) return false;
@@ -101,7 +101,7 @@ void vca::test_attribute_model() {
 
 void vca::capture_images(const TRACKER_RSLT_S& trk) {
     if (debug_on(kDbgSaveHead) && trk.age % 2 == 0) save_crop(trk);
-    // One frame for each touch of the flag file: removed, it switches off at the next look at it.
+    // One frame per touch of the flag file: once removed, the switch goes off at the next check.
     const bool save_one = debug_on(kDbgSaveOne);
     bool& frame_saved = object_state().frame_saved;
     if (save_one && !frame_saved) save_frame(trk);

@@ -49,7 +49,7 @@ DET_OBJ_S scale_to_depth(const DET_OBJ_S& box) {
     return scaled;
 }
 
-// Learnt floor distance of the map cell under the box centre, 0 when the cell has none.
+// Learnt floor distance of the map cell under the box centre, 0 when none has been learnt.
 int32_t floor_under(const DET_OBJ_S& scaled) {
     const int32_t cell_w = vca::working_width(VCA_SIZE_DEPTH) / VCA_DEPTH_GRID;
     const int32_t cell_h = vca::working_height(VCA_SIZE_DEPTH) / VCA_DEPTH_GRID;
@@ -70,7 +70,7 @@ void log_values(const char* label, const std::vector<float>& values) {
 
 // Up to seven samples lose their extremes in turn, the largest first, down to two. Longer histories
 // lose three low readings for each high one, down to four: partial views and raised arms read low.
-// Of equal values the first goes.
+// Among equal values the first is dropped.
 void trim(std::vector<float>& samples) {
     const bool is_long = samples.size() >= 8;
     const size_t keep = is_long ? 4 : 2;

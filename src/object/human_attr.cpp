@@ -18,7 +18,8 @@ namespace {
 
 constexpr size_t kSampleMax = 20;
 
-// Staff hits that decide, and the newest samples among which they must lie, at 2 m and at 6 m.
+// Staff hits needed for the decision, and the number of newest samples they must lie within, at 2 m
+// and at 6 m.
 struct Range {
     int32_t low;
     int32_t high;
@@ -26,14 +27,14 @@ struct Range {
 constexpr Range kStaffHitsMin = {2, 2};
 constexpr Range kStaffNewest = {5, 5};
 
-// The sample in front of room for a whole detection result, so that a host which writes too much
-// damages nothing; what it wrote beyond its result is dropped.
+// The sample, followed by room for a whole detection result, so that a host that writes too much
+// damages nothing; anything written beyond the result is dropped.
 struct Scratch {
     HUMAN_ATTR_S sample;
     uint8_t excess[sizeof(VCA_NN_RESULT_S)];
 };
 
-// Updates between two runs of a model: 2 in an empty scene, 4 at 15 objects, 7 from 30 on.
+// Updates between two runs of a model: 2 in an empty scene, 4 at 15 objects, 7 at 30 or more.
 int32_t sampling_period(int32_t object_count) {
     const float crowd = static_cast<float>(av_limit_min_max(object_count, 0, 30)) / 30.0f;
     return av_calc_set_val(2, 4, 7, crowd);
@@ -77,8 +78,8 @@ void detect_staff(const TRACKER_RSLT_S& trk, HUMAN_ATTR_S& sample) {
     sample.staff_score = scratch.sample.staff_score;
 }
 
-// The models take turns, so that neither runs for a track in the frame in which the other does: the
-// staff detector looks at the crop that the classifier was given one update before.
+// The models take turns, so that they never run for the same track in the same frame: the staff
+// detector looks at the crop the classifier was given one update earlier.
 HUMAN_ATTR_S take_sample(TRACKER_RSLT_S& trk, const VCA_IMAGE_S& image, int32_t object_count) {
     HUMAN_ATTR_S sample{};
     const int32_t period = sampling_period(object_count);
@@ -89,7 +90,7 @@ HUMAN_ATTR_S take_sample(TRACKER_RSLT_S& trk, const VCA_IMAGE_S& image, int32_t 
     return sample;
 }
 
-// Sums over the samples with a classification.
+// Sums over the samples that have a classification.
 struct GenderSums {
     float male = 0.0f;
     float female = 0.0f;
@@ -109,7 +110,7 @@ GenderSums sum_genders(const std::vector<HUMAN_ATTR_S>& samples) {
     return sums;
 }
 
-// Only a larger sum than ever before changes the gender.
+// Only a new largest sum changes the gender.
 void decide_gender(TRACKER_RSLT_S& trk, const GenderSums& sums) {
     const int32_t before = trk.genderKeep;
     const auto stand = [&trk](float sum, int32_t gender) {
@@ -130,7 +131,7 @@ int32_t at_install_height(Range range) {
     return av_calc_val(range.low, range.high, dev_calc_install_height_ratio());
 }
 
-// Whoever was staff once stays staff.
+// Once staff, always staff.
 void decide_staff(TRACKER_RSLT_S& trk, int32_t newest) {
     const auto hits_min = static_cast<uint32_t>(at_install_height(kStaffHitsMin));
     if (trk.staffChkCnt < hits_min) trk.staffChkCnt = 0;
@@ -150,7 +151,7 @@ void decide_staff(TRACKER_RSLT_S& trk, int32_t newest) {
               static_cast<float>(hits_min));
 }
 
-// What is switched off reads as unknown, or as no staff, everywhere downstream.
+// A disabled attribute reads as unknown, or as not staff, everywhere downstream.
 void apply_switches(TRACKER_RSLT_S& trk) {
     const VCA_DEV_CFG_S& cfg = *dev_get_config();
     if (cfg.GenderRecognize == 0) trk.genderKeep = VCA_GENDER_UNKNOWN;

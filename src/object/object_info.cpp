@@ -1,4 +1,4 @@
-// The update of one track by the detection it was matched to.
+// Updating one track from the detection it was matched to.
 #include <algorithm>
 
 #include "base/control.h"
@@ -43,7 +43,8 @@ void take_detection(TRACKER_RSLT_S& trk, const DET_OBJ_S& det) {
     cur.staff = det.staff;
 }
 
-// On a master's pass over merged objects other devices' people may lie outside its own image.
+// In a master's pass over merged objects, people seen by other devices may lie outside its own
+// image.
 bool clamps_position(bool cascade_pass) {
     const int32_t mode = vca_dev_get_work_mode();
     return mode == VCA_WORK_ALONE || mode == VCA_WORK_SLAVE ||
@@ -114,7 +115,7 @@ void measure_height(TRACKER_RSLT_S& trk, int32_t object_count) {
     vca_dev_deal_obj_height(&trk, static_cast<float>(to_i32(height)));
 }
 
-// The device that saw the person has measured height and attributes already.
+// The device that saw the person has already measured height and attributes.
 void take_cascade_measurements(TRACKER_RSLT_S& trk) {
     DET_OBJ_S& cur = trk.curObj;
     if (trk.staffKeep != 1) trk.staffKeep = cur.staff;

@@ -1,4 +1,4 @@
-// What the update of tracks keeps beside the tracks.
+// State of the track update that is not part of the tracks themselves.
 #pragma once
 
 #include <cstdint>
@@ -7,12 +7,12 @@
 namespace vca {
 
 struct ObjectState {
-    // Height samples that a track keeps: set with every frame's number of people, and that of an
-    // empty scene before the first.
+    // Number of height samples a track keeps: set from the number of people in every frame; before
+    // the first frame, the value for an empty scene.
     int32_t height_history = 12;
-    std::vector<float> trimmed;    // of the height in work; keeps its storage
+    std::vector<float> trimmed;    // for the height being computed; keeps its storage
     uint32_t attr_test_calls = 0;  // since the library was loaded
-    bool frame_saved = false;      // since the switch for it went on
+    bool frame_saved = false;      // since its switch was turned on
 };
 
 ObjectState& object_state();

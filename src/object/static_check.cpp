@@ -1,4 +1,4 @@
-// Marks tracks whose box has stood still for long while their detector score stayed low.
+// Marks tracks whose box has stood still for a long time while their detector score stayed low.
 #include "base/decision.h"
 #include "base/log.h"
 #include "vca/object.h"
@@ -13,7 +13,7 @@ constexpr float kConfidentScore = 0.9f;
 constexpr int32_t kStillUpdates = 61;
 constexpr int32_t kMovedUpdates = 4;
 
-// Only unsure frames count towards the mark; a confident score leaves the counter as it is.
+// Only low-score frames count towards the mark; a confident score leaves the counter as it is.
 void stand_still(TRACKER_RSLT_S& trk, const DET_OBJ_S& pos) {
     trk.staticMoveCnt = 0;
     if (pos.score < kConfidentScore) ++trk.staticStillCnt;

@@ -1,7 +1,8 @@
 /* The functions a host supplies; installed as vca/platform.h.
  *
  * They stay undefined in the shared library and are resolved when the host loads it. All have C
- * linkage; an int result is 0 for success, and the library ignores it where nothing is said. */
+ * linkage; an int result is 0 for success, and the library ignores it unless stated
+ * otherwise. */
 #ifndef VCA_PLATFORM_H
 #define VCA_PLATFORM_H
 
@@ -31,7 +32,7 @@ int tq_mutex_lock(TQ_MUTEX_S* mutex);
 int tq_mutex_unlock(TQ_MUTEX_S* mutex);
 int tq_mutex_uninit(TQ_MUTEX_S* mutex);
 
-/* Starts a joinable thread that runs entry(arg), and waits for its end. */
+/* Starts a joinable thread that runs entry(arg), and waits for it to end. */
 int tq_task_create_join(TQ_TASK_S* task, void* (*entry)(void*), void* arg);
 int tq_task_join(TQ_TASK_S* task);
 
@@ -54,8 +55,8 @@ typedef struct SOCK_REQUEST_S {
 VCA_CHECK_SIZE(SOCK_REQUEST_S, 24);
 VCA_CHECK_OFFSET(SOCK_REQUEST_S, handler, 8);
 
-/* Installs and removes the library's handlers; the table is the library's and stays valid. After
- * the second call returns no handler runs any more. */
+/* Installs and removes the library's handlers; the table is the library's and stays valid. Once the
+ * second call has returned, no handler runs. */
 int sock_request_register(const SOCK_REQUEST_S* table, int count);
 int sock_request_unregister(const SOCK_REQUEST_S* table, int count);
 
@@ -80,7 +81,7 @@ int avs_set_conf_thr(int percent);
 /* Configuration of a model; the host writes it and may append fields of its own. */
 typedef struct NN_MODEL_CFG_S {
     uint8_t host[140];     /* the host's, never read by the library */
-    float trk_conf_lo;     /* score 0..1; detections below it are no use for tracking */
+    float trk_conf_lo;     /* score 0..1; detections below it are not tracked */
     float det_show_thresh; /* score 0..1; detections above it start tracks and are shown */
 } NN_MODEL_CFG_S;
 
@@ -88,7 +89,7 @@ VCA_CHECK_SIZE(NN_MODEL_CFG_S, 148);
 VCA_CHECK_OFFSET(NN_MODEL_CFG_S, trk_conf_lo, 140);
 VCA_CHECK_OFFSET(NN_MODEL_CFG_S, det_show_thresh, 144);
 
-/* Configuration of a model, the host's, valid while the models are loaded; null counts as
+/* Configuration of a model, owned by the host and valid while the models are loaded; null means
  * thresholds of 0. */
 const NN_MODEL_CFG_S* vca_nn_get_pModel_cfg(NN_MODEL_TYPE_E model);
 
@@ -109,8 +110,8 @@ int vca_create_image(VCA_IMAGE_S* img, int type, int width, int height);
 /* Releases an image's memory; accepts an all-zero record. */
 int vca_destroy_image(VCA_IMAGE_S* img);
 
-/* Crops a rectangle of src and scales it into dst without changing its proportions, the rest of dst
- * filled. */
+/* Crops a rectangle of src and scales it into dst without changing its proportions, filling the
+ * rest of dst. */
 int vca_image_crop_letter(const VCA_IMAGE_S* src, const VCA_RGN_S* rgn, VCA_IMAGE_S* dst);
 
 /* Writes an image's planes to a file without row padding. */
@@ -130,8 +131,8 @@ int ss_mpi_sys_munmap(void* addr, uint32_t size);
 
 /* ---- IoU tracker ---- */
 
-/* One detection that the library hands to the tracker, or one target that the tracker reports; of
- * the latter only id and det_idx are read. */
+/* One detection passed to the tracker, or one target reported by it; of a target only id and
+ * det_idx are read. */
 typedef struct IOU_TRK_OBJ_S {
     int32_t id;       /* in: 0; out: id of the target */
     int32_t det_idx;  /* index of the detection, 0..127 */
@@ -139,7 +140,7 @@ typedef struct IOU_TRK_OBJ_S {
     int32_t y;        /* top row of the enlarged box, pixels */
     int32_t w;        /* width of the enlarged box, pixels */
     int32_t h;        /* height of the enlarged box, pixels */
-    int32_t class_id; /* VCA_CLASS_E, or another value as the detector means it */
+    int32_t class_id; /* VCA_CLASS_E, or another value defined by the detector */
     float score;      /* confidence of the detection, 0..1 */
 } IOU_TRK_OBJ_S;
 
@@ -157,7 +158,7 @@ VCA_CHECK_OFFSET(IOU_TRK_OBJ_S, score, 28);
 
 /* The targets of a frame; the host writes it. */
 typedef struct IOU_TRK_RSLT_S {
-    int32_t num;                     /* entries of objs, 0..100; brought into range before use */
+    int32_t num;                     /* entries of objs, 0..100; clamped before use */
     IOU_TRK_OBJ_S objs[VCA_TRK_MAX]; /* the targets that were matched in this frame */
 } IOU_TRK_RSLT_S;
 
@@ -165,8 +166,8 @@ VCA_CHECK_SIZE(IOU_TRK_RSLT_S, 3204);
 VCA_CHECK_OFFSET(IOU_TRK_RSLT_S, num, 0);
 VCA_CHECK_OFFSET(IOU_TRK_RSLT_S, objs, 4);
 
-/* Prepares instance `inst` (0 or 1) with two tuning values: frames a lost target is kept, and
- * matches a new target needs before it is reported. */
+/* Prepares instance `inst` (0 or 1) with two tuning values: the number of frames a lost target is
+ * kept, and the number of matches a new target needs before it is reported. */
 int ioutracker_init(int inst, int max_lost, int min_hits);
 
 /* Detections at or above `hi` are matched first, those from `lo` to `hi` second. */

@@ -1,4 +1,4 @@
-// The box that the event stages take for a track's place, and whether it lies in a mask.
+// The box that the event stages use as a track's position, and whether it lies in a mask.
 #include "config/mask_cells.h"
 #include "config/work_mode.h"
 #include "detect/box.h"
@@ -20,7 +20,7 @@ DET_OBJ_S* vca_trk_obj_get_event_box(TRACKER_RSLT_S* trk, bool keep) {
     trk->evtObj = *vca_trk_obj_get_position_box(trk);
     if (!vca::counts_by_foot()) return &trk->evtObj;
 
-    // A young or lost track's height, and so its foot point, is not to be relied on.
+    // The height of a young or lost track, and so its foot point, is unreliable.
     const bool unsure = trk->lostCnt >= 1 || (trk->age < 4 && trk->bornInside == 0);
     const bool merged = dev_get_config()->devWorkMode == VCA_WORK_MASTER;
     if (!keep && unsure) trk->evtObj = merged ? trk->rawObj : trk->curObj;

@@ -1,4 +1,4 @@
-// The gender of a track as others may read it.
+// The gender of a track as exposed to other stages.
 #pragma once
 
 #include "vca/detect.h"
@@ -9,7 +9,7 @@ inline bool is_known_gender(int32_t gender) {
     return gender == VCA_GENDER_MALE || gender == VCA_GENDER_FEMALE;
 }
 
-// What a model means by any other number is nobody else's concern.
+// Any other number is private to the model and reads as unknown.
 inline int32_t known_gender(int32_t gender) {
     return is_known_gender(gender) ? gender : int32_t{VCA_GENDER_UNKNOWN};
 }

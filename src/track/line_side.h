@@ -1,4 +1,4 @@
-// The sides of a counting line, on which tracks keep where they were.
+// The sides of a counting line, as recorded by tracks.
 #pragma once
 
 #include "vca/track.h"

@@ -23,7 +23,7 @@ void drop_oldest_above(std::vector<TRK_POINT_S>& points, size_t limit) {
     if (points.size() > limit) points.erase(points.begin());
 }
 
-// The newest sample older than the window stays, so that the window is always spanned.
+// The newest sample older than the window is kept, so that the window is always spanned.
 void drop_old_samples(TRACKER_RSLT_S& trk) {
     const auto now = static_cast<int32_t>(trk.lastFrm);
     for (size_t k = trk.moveFrm.size(); k-- > 0;) {

@@ -4,12 +4,12 @@
 
 namespace {
 
-// What is kept when a crowd leaves: enough for people who come and go, not for a whole crowd.
+// Amount kept when a crowd leaves: enough for people coming and going, not for a whole crowd.
 constexpr size_t kSpareRecords = 32;
 constexpr size_t kSpareGrids = 64;
 
-// Each list holds one more than its limit before its oldest entry is dropped. Displacements are
-// sampled on every second update and kept for 24 frames.
+// Each list briefly holds one entry more than its limit before the oldest is dropped. Displacements
+// are sampled on every second update and kept for 24 frames.
 void make_room(TRACKER_RSLT_S& trk) {
     trk.moveFrm.reserve(16);
     trk.moveDist.reserve(16);

@@ -1,11 +1,11 @@
-// What the tracking of both lists keeps from pass to pass.
+// Tracking state of both lists, kept from pass to pass.
 #pragma once
 
 #include "vca/track.h"
 
 namespace vca {
 
-// Memory of tracks that are gone, for the next ones.
+// Memory of removed tracks, reused for new ones.
 struct SpareTracks {
     std::vector<TRACKER_RSLT_S> records;  // without their grids
     std::vector<HEAT_GRID_S> grids;       // empty, with memory for their cells

@@ -1,4 +1,4 @@
-// One tracking pass: targets become records, records are updated, lost records are settled and
+// One tracking pass: targets become records, records are updated, lost records are finalised and
 // removed.
 #include <algorithm>
 
@@ -35,7 +35,7 @@ void collect_ids(const std::vector<TRACKER_RSLT_S>& list) {
         tracking.ids.push_back(trk.trackId);
 }
 
-// The first record of that id.
+// The first record with that id.
 TRACKER_RSLT_S* find_track(std::vector<TRACKER_RSLT_S>& list, int32_t id) {
     const auto it = std::find(tracking.ids.begin(), tracking.ids.end(), id);
     return it != tracking.ids.end() ? &list[static_cast<size_t>(it - tracking.ids.begin())]
@@ -130,7 +130,7 @@ void update_record(TRACKER_RSLT_S& trk) {
     vca::append_object_trail(trk);
 }
 
-// Records that stay move up to where others have left.
+// Remaining records move up into the gaps left by removed ones.
 void update_records(std::vector<TRACKER_RSLT_S>& list, bool merged) {
     auto stay = list.begin();
     for (TRACKER_RSLT_S& trk : list) {

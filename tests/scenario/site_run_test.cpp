@@ -183,7 +183,7 @@ TEST_F(SiteRun, ADeviceThatHangsIsEnded) {
     const pid_t child = start("--seconds 5");
     ::kill(device("west"), SIGSTOP);
     EXPECT_EQ(end_of(child), 3);
-    EXPECT_THAT(err(), HasSubstr("west: gave no sign of life for 30 s and is ended"));
+    EXPECT_THAT(err(), HasSubstr("west: gave no sign of life for 20 s and is ended"));
     EXPECT_THAT(out(), HasSubstr("site hall, 75 frames"));
     EXPECT_TRUE(processes_with(result().string()).empty());
 }
