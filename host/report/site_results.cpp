@@ -275,10 +275,9 @@ std::string loss_text(const std::vector<LostMessages>& lost, int broker_restarts
                 " were lost; people only it could see at the time were not counted\n";
     }
     if (broker_restarts > 0) {
-        text += "  warning: the broker died and was restarted" +
-                (broker_restarts > 1 ? " " + std::to_string(broker_restarts) + " times"
-                                     : std::string()) +
-                "\n";
+        text += "  warning: the broker died and was restarted";
+        if (broker_restarts > 1) text += ' ' + std::to_string(broker_restarts) + " times";
+        text += '\n';
     }
     return text;
 }

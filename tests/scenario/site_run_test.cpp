@@ -175,7 +175,8 @@ TEST_F(SiteRun, ABrokerThatDiesIsStartedAgain) {
     EXPECT_GE(summary["broker_restarts"], 3);
     EXPECT_EQ(status, 3) << out() << err();
     // Both came back.
-    for (const Json& slave : json(result() / "middle/summary.json")["link"]["slaves"])
+    const Json of_master = json(result() / "middle/summary.json");
+    for (const Json& slave : of_master["link"]["slaves"])
         EXPECT_GT(slave["received"], 60) << slave;
 }
 
