@@ -6,10 +6,6 @@
 // DIR holds the recorded data (depth_walk/ and trajectories/), by default ../shared/data seen from
 // the project. NAME picks cases. The library has one state per process, so each case runs in a
 // child process of its own.
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -21,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/child_runs.h"
 #include "host/app/run.h"
 #include "host/frames/depth_folder.h"
 #include "host/inference/depth_detector.h"
@@ -54,41 +51,13 @@ class CountedPeople final : public host::Sink {
 };
 
 std::string run_here(const Case& one) {
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    close(null);
     host::RunPlan plan = host::prepare_run(one.options);
     CountedPeople counted;
     return one.report({host::run_for_scores(plan, {&counted}), counted.events});
 }
 
-std::string run_in_child(const Case& one) {
-    std::fflush(stdout);
-    int ends[2];
-    if (pipe(ends) != 0) return "no pipe\n";
-    const pid_t child = fork();
-    if (child == 0) {
-        close(ends[0]);
-        std::string text;
-        try {
-            text = run_here(one);
-        } catch (const std::exception& e) {
-            text = "failed: " + std::string(e.what()) + "\n";
-        }
-        const bool written =
-            write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
-        _exit(written ? 0 : 1);
-    }
-    close(ends[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n = 0; (n = read(ends[0], buffer, sizeof(buffer))) > 0;)
-        text.append(buffer, static_cast<size_t>(n));
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) text += "(ended abnormally)\n";
-    return text;
+std::string run(const Case& one) {
+    return run_in_child([&one] { return run_here(one); });
 }
 
 template <typename... Args>
@@ -197,7 +166,7 @@ std::string seeds_row(const std::string& scene, std::uint64_t first, std::uint64
     for (std::uint64_t seed = first; seed <= last; ++seed) {
         Case one{scene, scene_options(scene), count_errors};
         one.options.source.seed = seed;
-        std::istringstream numbers(run_in_child(one));
+        std::istringstream numbers(run(one));
         int run_truth = 0;
         int run_wrong = 0;
         if (!(numbers >> run_truth >> run_wrong)) return "| " + scene + " | failed |\n";
@@ -396,7 +365,7 @@ int main(int argc, char** argv) {
         cases.push_back(std::move(one));
     std::printf("%s", kTruthHead);
     for (const Case& one : cases)
-        if (wanted(one)) std::printf("%s", run_in_child(one).c_str());
+        if (wanted(one)) std::printf("%s", run(one).c_str());
     if (names.empty()) {
         std::printf("%s", kSeedsHead);
         for (const std::string& scene : sim::scene_names())
@@ -406,7 +375,7 @@ int main(int argc, char** argv) {
     std::string staff_rows;
     for (const Case& one : staff_cases()) {
         if (!wanted(one)) continue;
-        const std::string rows = run_in_child(one);
+        const std::string rows = run(one);
         const std::size_t parted = std::min(rows.find('\f'), rows.size());
         region_rows += rows.substr(0, parted);
         if (parted < rows.size()) staff_rows += rows.substr(parted + 1);
@@ -414,6 +383,6 @@ int main(int argc, char** argv) {
     if (!region_rows.empty()) std::printf("%s%s", kRegionHead, region_rows.c_str());
     if (!staff_rows.empty()) std::printf("%s%s", kStaffHead, staff_rows.c_str());
     const Case recording = recording_case(data);
-    if (wanted(recording)) std::printf("\n%s", run_in_child(recording).c_str());
+    if (wanted(recording)) std::printf("\n%s", run(recording).c_str());
     return 0;
 }

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Runs benchmarks and writes their results into bench/results.md.
 #
-# bench/record.sh [accuracy|site|pass|instructions|memory]...: all of them without a name. The first two
-# take about half an hour together; arguments behind "--" go to bench_accuracy, for example
-# "-- --data DIR", or to bench/memory.sh. "pass" takes five minutes and wants a machine with nothing
-# else to do.
+# bench/record.sh [accuracy|counting|site|pass|instructions|memory]...: all of them without a name.
+# The first three take about three quarters of an hour together; arguments behind "--" go to
+# bench_accuracy and bench_counting, for example "-- --data DIR", or to bench/memory.sh. "pass" takes
+# five minutes and wants a machine with nothing else to do.
 set -eu
 cd "$(dirname "$0")/.."
 sections=()
@@ -13,7 +13,7 @@ while [ $# -gt 0 ] && [ "$1" != -- ]; do
     shift
 done
 [ $# -gt 0 ] && shift
-[ ${#sections[@]} -gt 0 ] || sections=(accuracy site pass instructions memory)
+[ ${#sections[@]} -gt 0 ] || sections=(accuracy counting site pass instructions memory)
 readme=bench/results.md
 text=$(mktemp)
 trap 'rm -f "$text" "$text.new"' EXIT
@@ -37,6 +37,12 @@ accuracy() {
     build bench_accuracy
     heading 'Accuracy (`build/release/bench/bench_accuracy`)'
     build/release/bench/bench_accuracy "$@"
+}
+
+counting() {
+    build bench_counting
+    heading 'Counts where it is difficult (`build/release/bench/bench_counting`)'
+    build/release/bench/bench_counting "$@"
 }
 
 site() {
@@ -76,9 +82,9 @@ replace_section() {
 
 for section in "${sections[@]}"; do
     case $section in
-        accuracy | site | pass | instructions | memory) "$section" "$@" >"$text" ;;
+        accuracy | counting | site | pass | instructions | memory) "$section" "$@" >"$text" ;;
         *)
-            echo "unknown: $section (accuracy, site, pass, instructions, memory)" >&2
+            echo "unknown: $section (accuracy, counting, site, pass, instructions, memory)" >&2
             exit 1
             ;;
     esac
