@@ -18,7 +18,19 @@ Box clipped(const Rect& r) {
     return {x0, y0, x1 - x0, y1 - y0};
 }
 
-PersonTruth truth_of(const Camera& camera, const Pose& pose, const Outline& outline) {
+// A person's head and shoulders, as large as they are straight below the camera, about a pixel.
+Rect box_about(const Pixel& middle, const Camera& camera, Pose pose) {
+    pose.x_m = pose.y_m = 0.0;
+    Model alone;
+    const Rect r = add_person(camera, pose, alone).box;
+    const int u = static_cast<int>(std::floor(middle.u));
+    const int v = static_cast<int>(std::floor(middle.v));
+    const int half_w = (r.x1 - r.x0) / 2;
+    const int half_h = (r.y1 - r.y0) / 2;
+    return {u - half_w, v - half_h, u + half_w, v + half_h};
+}
+
+PersonTruth truth_of(const Camera& camera, const Pose& pose) {
     PersonTruth t;
     t.id = pose.id;
     t.x_m = pose.x_m;
@@ -27,7 +39,7 @@ PersonTruth truth_of(const Camera& camera, const Pose& pose, const Outline& outl
     const Pixel head = camera.project(pose.x_m, pose.y_m, pose.look.height_m);
     t.head_u = head.u;
     t.head_v = head.v;
-    t.box = clipped(outline.box);
+    t.box = clipped(box_about(head, camera, pose));
     t.in_view = in_image(head);
     t.staff = pose.look.vest != Vest::kNone;
     return t;
@@ -45,8 +57,9 @@ Pose as_seen(const CameraPlace& place, const Pose& pose) {
     return seen;
 }
 
-bool leaves_trace(const PersonTruth& t) {
-    return t.box.w > 0 && t.box.h > 0;
+bool leaves_trace(const Outline& outline) {
+    const Box seen = clipped(outline.box);
+    return seen.w > 0 && seen.h > 0;
 }
 
 }  // namespace
@@ -91,9 +104,9 @@ bool Simulator::produce(Frame& frame, bool images) {
     }
     frame.truth.clear();
     for (std::size_t i = 0; i < people.size(); ++i) {
-        PersonTruth t = truth_of(info_.camera, people[i], outlines[i]);
+        PersonTruth t = truth_of(info_.camera, people[i]);
         t.site = on_site[i];
-        if (!leaves_trace(t) && !info_.place) continue;
+        if (!leaves_trace(outlines[i]) && !info_.place) continue;
         if (images) t.visible = renderer_->visible_share(model, outlines[i]);
         frame.truth.push_back(t);
     }

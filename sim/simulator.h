@@ -22,9 +22,10 @@ struct PersonTruth {
     double height_mm = 0.0;  // head top above the floor
     double head_u = 0.0;     // projected head top, colour pixels
     double head_v = 0.0;
-    Box box;                // head and shoulders in perspective, hidden parts included, clipped
-    bool in_view = false;   // the head top is inside the image
-    bool staff = false;     // wears the staff vest
+    Box box;               // as large as head and shoulders are straight below the camera, with the
+                           // head's top in the middle, hidden parts included; clipped
+    bool in_view = false;  // the head top is inside the image
+    bool staff = false;    // wears the staff vest
     double visible = -1.0;  // share of the head-and-shoulder pixels inside the image that are
                             // unobstructed, 0 to 1; -1 when the frame was not rendered
 };

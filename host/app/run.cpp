@@ -139,6 +139,7 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     setup.camera = plan.source->info().camera;
     setup.attributes = &plan.attributes;
     setup.decisions = plan.decisions;
+    setup.sensor = plan.options.sensor;
     return setup;
 }
 

@@ -11,6 +11,7 @@
 #include "host/inference/models.h"
 #include "host/platform/images.h"
 #include "host/platform/task.h"
+#include "host/tracker/tracking.h"
 #include "vca/vca.h"
 
 namespace host {
@@ -87,6 +88,7 @@ void Session::start_library() {
     }
     running_ = true;
     bus_->wait_idle();
+    if (setup_.sensor == Sensor::kExact) correction_mm_ = dev_obj_height_compen_by_install();
 }
 
 Session::~Session() {
@@ -145,6 +147,7 @@ std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
             pool_.give_up(slot);
             break;
         }
+        prepare_depth(planes);
         last = frame.number;
         if (pace != nullptr) pace->wait_for(frame.time_s);
         {
@@ -157,6 +160,15 @@ std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
     pool_.wait_drained();
     bus_->wait_idle();
     return last;
+}
+
+void Session::prepare_depth(FramePlanes& planes) const {
+    if (correction_mm_ == 0) {
+        planes.lent_mm.clear();
+    } else {
+        take_back_correction(planes.raw_mm, setup_.config.InstallHeight, correction_mm_,
+                             planes.lent_mm);
+    }
 }
 
 void Session::submit(int slot, std::int64_t number) {
@@ -188,6 +200,7 @@ void Session::begin_pass(std::int64_t frame_number) {
     report_.blank = notes.blank;
     report_.source_ms = notes.source_ms;
     report_open_ = true;
+    set_tracking_time(notes.time_s);
     clock_us_ = kClockStart_us + static_cast<std::int64_t>(notes.time_s * 1e6 + 0.5);
     pool_.hold(frame_number);
     bus_->call([this, frame_number, notes = std::move(notes)] { tell_frame(frame_number, notes); });
@@ -204,6 +217,7 @@ void Session::tracked(int instance, const std::vector<IOU_TRK_OBJ_S>& objects,
                       const IOU_TRK_RSLT_S& result, std::chrono::nanoseconds elapsed) {
     report_.tracker_ms += to_ms(elapsed);
     if (instance != kOwnCamera) return;
+    expect_heads(expected_heads());
     const double enlarged = tracker_enlargement();
     std::map<int, PixelBox> box_of_index;
     for (const IOU_TRK_OBJ_S& object : objects) {

@@ -13,6 +13,7 @@
 #include <optional>
 #include <vector>
 
+#include "host/depth/sensor.h"
 #include "host/engine/bus.h"
 #include "host/engine/pace.h"
 #include "host/engine/sink.h"
@@ -44,6 +45,7 @@ struct SessionSetup {
     ClockKind clock = ClockKind::kScene;
     FramePolicy frames = FramePolicy::kEvery;
     bool decisions = false;  // sinks are told why, too
+    Sensor sensor = Sensor::kExact;
 };
 
 // What a session leaves behind; all 0 after a clean one, except for left-out frames.
@@ -119,6 +121,7 @@ class Session : private BusClient, private PassObserver {
     void end_pass(std::int64_t frame_number) override;
 
     void start_library();
+    void prepare_depth(FramePlanes& planes) const;
     void submit(int slot, std::int64_t number);
     Notes take_notes(std::int64_t number);
     void close_report();
@@ -130,6 +133,7 @@ class Session : private BusClient, private PassObserver {
 
     const SessionSetup setup_;
     FramePool pool_;
+    int correction_mm_ = 0;  // of heights, which the library adds and an exact sensor does not need
     std::unique_ptr<Bus> bus_;
     std::vector<Sink*> sinks_;  // only touched by the bus thread, and by finish() after it
     std::vector<Sink*> failed_;

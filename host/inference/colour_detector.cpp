@@ -26,7 +26,8 @@ constexpr int kMostPeople = 8;      // per blob; beyond that nothing can be told
 constexpr float kMinCovered = 0.7f;
 constexpr float kMinExplained = 0.45f;
 constexpr float kReportScore = 0.3f;
-constexpr float kSmallestSide = 0.4f;  // of the place for head and shoulders
+constexpr float kTypicalShare = 0.75f;  // of the largest place of head and shoulders
+constexpr float kSmallestSide = 0.4f;   // of the place for head and shoulders
 constexpr float kMaxOverlap = 0.4f;
 
 float ramp(float value, float zero, float full) {
@@ -210,7 +211,8 @@ void ColourDetector::peel(const cv::Mat& blob, const cv::Rect& area) {
     }
 }
 
-// The box is what the blob fills of the place where head and shoulders may be.
+// Colour tells where the head is, but not which way the shoulders lie: the box has their mean
+// width.
 void ColourDetector::report(const Stander& person, const cv::Mat& blob, const cv::Rect& area,
                             float score) {
     if (score < kReportScore) return;
@@ -228,8 +230,14 @@ void ColourDetector::report(const Stander& person, const cv::Mat& blob, const cv
         static_cast<float>(filled.height) < kSmallestSide * place.height) {
         return;
     }
-    detections_.push_back({kClassPerson, score, filled.x * kReduction, filled.y * kReduction,
-                           filled.width * kReduction, filled.height * kReduction});
+    constexpr auto kScale = static_cast<float>(kReduction);
+    const float half_w = 0.5f * kTypicalShare * place.width;
+    const float half_h = 0.5f * kTypicalShare * place.height;
+    Detection detection;
+    detection.score = score;
+    detection.set_box((middle_x - half_w) * kScale, (middle_x + half_w) * kScale,
+                      (middle_y - half_h) * kScale, (middle_y + half_h) * kScale);
+    detections_.push_back(detection);
 }
 
 }  // namespace host

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <numbers>
 #include <opencv2/imgproc.hpp>
+#include <optional>
 
 #include "host/inference/head_span.h"
+#include "host/inference/second_look.h"
 
 namespace host {
 
@@ -22,10 +24,16 @@ constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm + 30.0f,
 constexpr float kShortestPerson_mm = 850.0f;
 constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
 constexpr float kHeadDepth_mm = 150.0f;  // the head alone
-constexpr float kCrownDepth_mm = 80.0f;  // what fixes its centre: no neck, no bent back
-constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
-constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
-constexpr float kBorder_mm = 70.0f;      // any nearer to the border, too much of a head is cut off
+// What fixes the middle of a head: lower down, its far side is out of sight.
+constexpr float kCrownDepth_mm = 40.0f;
+// Around hair that gave no echo only what is lower can tell.
+constexpr float kRimDepth_mm = 80.0f;
+constexpr float kLargeHole_m2 = 0.008f;
+constexpr float kBodyReach_mm = 420.0f;   // what is farther from the head is an arm or a bag
+constexpr float kTopArea_m2 = 0.0015f;    // surface that must reach the top, against lone pixels
+constexpr float kBorder_mm = 70.0f;       // any nearer to the border, too much of a head is cut off
+constexpr float kSecondLookScore = 0.4f;  // enough to go on with a track, not to begin one
+constexpr float kTypicalShoulder = 0.13f;  // half the width of the shoulders over the height
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
 float trapezoid(float value, float zero_low, float full_low, float full_high, float zero_high) {
@@ -137,12 +145,14 @@ HeadShape measure(std::vector<HeadSample>& samples) {
               [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
     HeadShape shape;
     shape.top_mm = robust_top_mm(samples);
-    shape.centre = surface_above(samples, shape.top_mm - kCrownDepth_mm).centre;
     const Surface head = surface_above(samples, shape.top_mm - kHeadDepth_mm);
     shape.head_area_m2 = head.area_m2;
     shape.head_long_mm = head.long_mm;
     shape.head_short_mm = head.short_mm;
     shape.hole_area_m2 = hole_area_m2(samples, shape.top_mm - kHeadDepth_mm);
+    const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
+    shape.centre =
+        surface_above(samples, shape.top_mm - (rim ? kRimDepth_mm : kCrownDepth_mm)).centre;
     measure_body(samples, shape);
     return shape;
 }
@@ -205,10 +215,33 @@ float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& ot
 
 }  // namespace
 
+namespace {
+
+// The expected head whose found one is so near to `head` that it may be both.
+std::optional<std::size_t> twin_of(const HeadPlace& head, const std::vector<ExpectedHead>& expected,
+                                   const std::vector<HeadPlace>& found,
+                                   const std::vector<int>& found_of) {
+    constexpr float kTwins_mm = 300.0f;
+    std::optional<std::size_t> nearest;
+    float least_mm = kTwins_mm;
+    for (std::size_t e = 0; e < expected.size(); ++e) {
+        if (found_of[e] < 0) continue;
+        const HeadPlace& other = found[static_cast<std::size_t>(found_of[e])];
+        const float apart_mm = std::hypot(head.x_mm - other.x_mm, head.y_mm - other.y_mm);
+        if (apart_mm >= least_mm) continue;
+        least_mm = apart_mm;
+        nearest = e;
+    }
+    return nearest;
+}
+
+}  // namespace
+
 DepthDetector::DepthDetector(const CameraModel& camera) : plan_(camera) {}
 
 const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_mm,
-                                                    std::size_t stride_px) {
+                                                    std::size_t stride_px,
+                                                    const std::vector<ExpectedHead>& expected) {
     // cv::Mat has no read-only view; the image is only read.
     const cv::Mat depth(kDepthHeight, kDepthWidth, CV_16U, const_cast<std::uint16_t*>(depth_mm),
                         stride_px * sizeof(std::uint16_t));
@@ -218,6 +251,7 @@ const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_m
     cv::medianBlur(filled_mm_, clean_mm_, 3);
     plan_.build(clean_mm_);
     find_summits(depth);
+    look_again(expected);
     std::sort(detections_.begin(), detections_.end(),
               [](const Detection& a, const Detection& b) { return a.score > b.score; });
     if (detections_.size() > kMaxDetections) detections_.resize(kMaxDetections);
@@ -278,29 +312,65 @@ bool DepthDetector::to_detection(const HeadShape& shape, Detection& detection) c
     if (detection.score < 0.3f) return false;
 
     if (border_distance_mm(shape) < kBorder_mm) return false;
-    const float lens_to_top_mm = plan_.height_mm() - shape.top_mm;
-    const Span across =
-        head_span(shape.centre.x_mm, shoulder_half_mm(shape.left_mm, shape.right_mm, shape.top_mm),
-                  lens_to_top_mm);
-    const Span along =
-        head_span(shape.centre.y_mm, shoulder_half_mm(shape.up_mm, shape.down_mm, shape.top_mm),
-                  lens_to_top_mm);
-    const float left = across.low * plan_.fx() + plan_.cx();
-    const float right = across.high * plan_.fx() + plan_.cx();
-    const float upper = along.low * plan_.fy() + plan_.cy();
-    const float lower = along.high * plan_.fy() + plan_.cy();
+    detection.head = HeadPlace{shape.centre.x_mm, shape.centre.y_mm, shape.top_mm};
+    set_box(*detection.head, shoulder_half_mm(shape.left_mm, shape.right_mm, shape.top_mm),
+            shoulder_half_mm(shape.up_mm, shape.down_mm, shape.top_mm), detection);
+    return true;
+}
+
+void DepthDetector::set_box(const HeadPlace& head, float half_x_mm, float half_y_mm,
+                            Detection& detection) const {
     constexpr float kScaleX = static_cast<float>(kColourWidth) / static_cast<float>(kDepthWidth);
     constexpr float kScaleY = static_cast<float>(kColourHeight) / static_cast<float>(kDepthHeight);
-    const int x0 = std::max(static_cast<int>(std::lround(left * kScaleX)), 0);
-    const int x1 = std::min(static_cast<int>(std::lround(right * kScaleX)), kColourWidth);
-    const int y0 = std::max(static_cast<int>(std::lround(upper * kScaleY)), 0);
-    const int y1 = std::min(static_cast<int>(std::lround(lower * kScaleY)), kColourHeight);
-    if (x1 - x0 < 8 || y1 - y0 < 8) return false;
-    detection.x = x0;
-    detection.y = y0;
-    detection.w = x1 - x0;
-    detection.h = y1 - y0;
-    return true;
+    const float lens_to_top_mm = plan_.height_mm() - head.top_mm;
+    const Span across = head_span(head.x_mm, half_x_mm, lens_to_top_mm);
+    const Span along = head_span(head.y_mm, half_y_mm, lens_to_top_mm);
+    detection.set_box((across.low * plan_.fx() + plan_.cx()) * kScaleX,
+                      (across.high * plan_.fx() + plan_.cx()) * kScaleX,
+                      (along.low * plan_.fy() + plan_.cy()) * kScaleY,
+                      (along.high * plan_.fy() + plan_.cy()) * kScaleY);
+}
+
+// Nobody who is followed is lost for a frame in which the head does not stand out by itself.
+void DepthDetector::look_again(const std::vector<ExpectedHead>& expected) {
+    std::vector<HeadPlace> found;
+    for (const Detection& detection : detections_)
+        found.push_back(*detection.head);
+    const std::vector<int> found_of = explain_heads(expected, found);
+    const SecondLook look(plan_, clean_mm_);
+    for (std::size_t e = 0; e < expected.size(); ++e) {
+        if (found_of[e] >= 0) continue;
+        const HeadPlace& head = expected[e].at;
+        if (const std::optional<std::size_t> twin = twin_of(head, expected, found, found_of)) {
+            const auto merged = static_cast<std::size_t>(found_of[*twin]);
+            if (const auto heads = look.split(head, expected[*twin].at, found, merged)) {
+                found[merged] = heads->second;
+                set_head(detections_[merged], found[merged]);
+                found.push_back(heads->first);
+                add_seen_again({heads->first, true});
+                continue;
+            }
+        }
+        if (const std::optional<SeenAgain> seen = look.at(expected[e], found)) {
+            found.push_back(seen->head);
+            add_seen_again(*seen);
+        }
+    }
+}
+
+void DepthDetector::add_seen_again(const SeenAgain& seen) {
+    Detection detection;
+    detection.score = kSecondLookScore;
+    detection.head_seen = seen.head_seen;
+    set_head(detection, seen.head);
+    detections_.push_back(detection);
+}
+
+// Moves a detection to a head of which no shoulders were measured.
+void DepthDetector::set_head(Detection& detection, const HeadPlace& head) const {
+    const float half_mm = kTypicalShoulder * head.top_mm;
+    detection.head = head;
+    set_box(head, half_mm, half_mm, detection);
 }
 
 }  // namespace host

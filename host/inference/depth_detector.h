@@ -9,6 +9,7 @@
 #include "host/inference/detector.h"
 #include "host/inference/head_peaks.h"
 #include "host/inference/plan_view.h"
+#include "host/inference/second_look.h"
 
 namespace host {
 
@@ -41,8 +42,10 @@ class DepthDetector {
     explicit DepthDetector(const CameraModel& camera);
 
     // `depth_mm`: 480 x 256 millimetres, 0 where missing, rows `stride_px` values apart; copied.
-    // The result is valid until the next call.
-    const std::vector<Detection>& detect(const std::uint16_t* depth_mm, std::size_t stride_px);
+    // Where heads are expected and none is found at first, it looks again with lower demands. The
+    // result is valid until the next call.
+    const std::vector<Detection>& detect(const std::uint16_t* depth_mm, std::size_t stride_px,
+                                         const std::vector<ExpectedHead>& expected = {});
 
     // The measured summits behind the last result, also the rejected ones, for diagnostics.
     const std::vector<HeadShape>& shapes() const { return shapes_; }
@@ -52,6 +55,11 @@ class DepthDetector {
     void gather_samples(const cv::Mat& raw_mm, std::size_t summits);
     float border_distance_mm(const HeadShape& shape) const;
     bool to_detection(const HeadShape& shape, Detection& detection) const;
+    void set_box(const HeadPlace& head, float half_x_mm, float half_y_mm,
+                 Detection& detection) const;
+    void look_again(const std::vector<ExpectedHead>& expected);
+    void add_seen_again(const SeenAgain& seen);
+    void set_head(Detection& detection, const HeadPlace& head) const;
 
     PlanView plan_;
     PeakFinder finder_;

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
+#include "host/base/head_place.h"
 #include "host/base/picture.h"
 
 namespace host {
@@ -11,16 +13,25 @@ namespace host {
 inline constexpr std::size_t kMaxDetections = 128;
 inline constexpr int kClassPerson = 1;
 
-// One person: the box holds head and shoulders, from the top of the head to about 0.45 m below it,
-// as the camera sees them.
+// One person: a box as large as head and shoulders whose middle is the top of the head. It may
+// reach beyond the picture.
 struct Detection {
     int class_id = kClassPerson;
     float score = 0.0f;  // 0 to 1; 0.8 and more for a clear person
     int x = 0;           // left edge, pixels of the 960 x 544 colour image
     int y = 0;           // top edge
-    int w = 0;
+    int w = 0;           // even, as is h, so that the box has a pixel in the middle
     int h = 0;
+    std::optional<HeadPlace> head{};  // from depth
+    bool head_seen = true;            // false: hidden, and taken to be where it was expected
+
+    // The box around the middle of these edges, in pixels.
+    void set_box(float left, float right, float upper, float lower);
 };
+
+// Shrinks a box about its middle until it keeps `border` pixels off the edges of a picture of
+// `width` x `height`. False, and unchanged, when a side would become shorter than `least`.
+bool shrink_inside(Detection& detection, int width, int height, int border, int least);
 
 // Area of the intersection over the area of the union; 0 when either box is empty.
 float box_iou(const Detection& a, const Detection& b);

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
-#include <opencv2/core.hpp>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "host/inference/colour_detector.h"
 #include "host/inference/depth_detector.h"
@@ -24,6 +26,8 @@ struct Models {
     std::unique_ptr<ColourDetector> colour;
     std::unique_ptr<DepthDetector> depth;
     NN_MODEL_CFG_S config{};
+    std::vector<ExpectedHead> expected;
+    std::vector<FoundHead> found;
 };
 
 Models& models() {
@@ -38,6 +42,8 @@ void load_detectors(Models& m) {
     m.colour =
         std::make_unique<ColourDetector>(static_cast<float>(camera.fx) * kColourWidth / kDepthWidth,
                                          static_cast<float>(camera.height_mm.value()));
+    m.expected.clear();
+    m.found.clear();
     m.config.trk_conf_lo = kScoreUsable;
     m.config.det_show_thresh = kScoreSure;
 }
@@ -47,38 +53,44 @@ const std::vector<Detection>& run_model(Models& m, int model, const VCA_IMAGE_S&
     const FramePlanes* planes =
         m.settings.pool == nullptr ? nullptr : m.settings.pool->on_loan(image.frame_word);
     if (planes == nullptr) return nobody;
-    if (model == kDepthModel) return m.depth->detect(planes->raw_mm.data(), kDepthWidth);
+    if (model == kDepthModel) {
+        return m.depth->detect(planes->raw_mm.data(), kDepthWidth, std::exchange(m.expected, {}));
+    }
     const auto* luma = reinterpret_cast<const std::uint8_t*>(image.plane_addr);
     return m.colour->detect_nv12(luma, luma + std::size_t{image.stride} * image.height,
                                  image.stride);
 }
 
-// The library drops depth boxes that reach into the outermost 20 pixels of a 960 x 540 picture.
-// People seen to more than half inside are cut to what is inside, so that they are followed from
-// where they can be seen.
+// The library drops depth boxes that reach into the outermost 20 pixels of a 960 x 540 picture, and
+// boxes with a side of less than 25 pixels under a low camera. People whose head is farther inside
+// get a smaller box, so that they are followed from where they can be seen.
 constexpr int kBorder_px = 20;
 constexpr int kMergeHeight_px = 540;
-constexpr double kLeastInside = 0.6;
+constexpr int kLeastSide_px = 26;
 
-cv::Rect inside_border(const Detection& d) {
-    const cv::Rect box(d.x, d.y, d.w, d.h);
-    const cv::Rect inner(kBorder_px, kBorder_px, kColourWidth - 2 * kBorder_px,
-                         kMergeHeight_px - 2 * kBorder_px);
-    const cv::Rect cut = box & inner;
-    return cut.area() >= kLeastInside * box.area() ? cut : box;
-}
-
-DET_OBJ_S to_record(const Detection& d) {
-    const cv::Rect box = inside_border(d);
+DET_OBJ_S to_record(Detection d) {
+    shrink_inside(d, kColourWidth, kMergeHeight_px, kBorder_px, kLeastSide_px);
     DET_OBJ_S record{};
-    record.x = box.x;
-    record.y = box.y;
-    record.w = box.width;
-    record.h = box.height;
-    record.area = box.area();
+    record.x = d.x;
+    record.y = d.y;
+    record.w = d.w;
+    record.h = d.h;
+    record.area = d.w * d.h;
     record.class_id = static_cast<std::uint8_t>(d.class_id);
     record.score = d.score;
     return record;
+}
+
+void note_heads(const DET_OBJECTS_S& objects, const std::vector<Detection>& found,
+                float least_score, std::vector<FoundHead>& heads) {
+    heads.clear();
+    int taken = 0;
+    for (const Detection& d : found) {
+        if (taken == objects.num) break;
+        if (d.score < least_score) continue;
+        const DET_OBJ_S& box = objects.objs[taken++];
+        if (d.head) heads.push_back({box.x + box.w / 2, box.y + box.h / 2, *d.head, d.head_seen});
+    }
 }
 
 void fill_result(const std::vector<Detection>& found, float least_score, DET_OBJECTS_S& objects) {
@@ -149,6 +161,23 @@ void set_model_settings(const ModelSettings& settings) {
     models().settings = settings;
 }
 
+void expect_heads(std::vector<ExpectedHead> heads) {
+    models().expected = std::move(heads);
+}
+
+// The library enlarges boxes about their middle, which may move it by a pixel.
+const FoundHead* head_in_box(int middle_x, int middle_y) {
+    const FoundHead* nearest = nullptr;
+    int least = 2;
+    for (const FoundHead& head : models().found) {
+        const int apart = std::max(std::abs(head.x - middle_x), std::abs(head.y - middle_y));
+        if (apart >= least) continue;
+        least = apart;
+        nearest = &head;
+    }
+    return nearest;
+}
+
 }  // namespace host
 
 using namespace host;
@@ -203,7 +232,9 @@ int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* resu
     if (model != kColourModel && model != kDepthModel) return -1;
     const auto start = std::chrono::steady_clock::now();
     const std::vector<Detection>& found = run_model(m, model, *image);
-    fill_result(found, m.least_score, static_cast<VCA_NN_RESULT_S*>(result)->objects);
+    DET_OBJECTS_S& objects = static_cast<VCA_NN_RESULT_S*>(result)->objects;
+    fill_result(found, m.least_score, objects);
+    if (model == kDepthModel) note_heads(objects, found, m.least_score, m.found);
     const auto elapsed = std::chrono::steady_clock::now() - start;
     if (PassObserver* const observer = pass_observer()) observer->detected(elapsed);
     return 0;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/base/camera.h"
+#include "host/base/head_place.h"
 #include "host/inference/attribute_model.h"
 #include "host/inference/detector.h"
 #include "host/platform/frame_pool.h"
@@ -32,5 +33,19 @@ struct ModelSettings {
 // Sets what the models work with; they are built when the library loads them. Call it while the
 // base stage is down.
 void set_model_settings(const ModelSettings& settings);
+
+// Where heads are expected in the next depth image; on the thread of the analysis, as are the rest.
+void expect_heads(std::vector<ExpectedHead> heads);
+
+// A head that the detector on the depth image found last.
+struct FoundHead {
+    int x = 0;  // middle of its box, pixels
+    int y = 0;
+    HeadPlace at;
+    bool seen = true;  // false: hidden, and taken to be where it was expected
+};
+
+// The head whose box has its middle at this pixel; null when the box is not one of depth.
+const FoundHead* head_in_box(int middle_x, int middle_y);
 
 }  // namespace host

@@ -100,6 +100,14 @@ AVS_IVE_ALL_S FramePool::take() {
     return set;
 }
 
+namespace {
+
+const std::vector<std::uint16_t>& lent_depth(const FramePlanes& planes) {
+    return planes.lent_mm.empty() ? planes.raw_mm : planes.lent_mm;
+}
+
+}  // namespace
+
 AVS_IVE_FRAME_S FramePool::lend(int slot_index, int frame) {
     Slot& slot = slots_[static_cast<std::size_t>(slot_index)];
     const auto f = static_cast<std::size_t>(frame);
@@ -116,13 +124,13 @@ AVS_IVE_FRAME_S FramePool::lend(int slot_index, int frame) {
 const void* FramePool::plane_address(const Slot& slot, int frame) {
     if (frame == 0) return slot.planes.colour_nv12.data();
     if (frame == 1) return slot.planes.depth_nv12.data();
-    return slot.planes.raw_mm.data();
+    return lent_depth(slot.planes).data();
 }
 
 std::uint32_t FramePool::plane_bytes(const Slot& slot, int frame) {
     if (frame == 0) return static_cast<std::uint32_t>(slot.planes.colour_nv12.size());
     if (frame == 1) return static_cast<std::uint32_t>(slot.planes.depth_nv12.size());
-    return static_cast<std::uint32_t>(slot.planes.raw_mm.size() * sizeof(std::uint16_t));
+    return static_cast<std::uint32_t>(lent_depth(slot.planes).size() * sizeof(std::uint16_t));
 }
 
 int FramePool::release_block(std::uint32_t block) {

@@ -20,6 +20,7 @@ struct FramePlanes {
     std::vector<std::uint8_t> colour_nv12;  // 960 x 544 x 3/2
     std::vector<std::uint8_t> depth_nv12;   // 480 x 256 x 3/2, depth rendered as grey
     std::vector<std::uint16_t> raw_mm;      // 480 x 256 millimetres, 0 where missing
+    std::vector<std::uint16_t> lent_mm;     // what the library gets in its place; empty: the same
     bool blank = false;                     // fed after the end of the source: left out of records
 };
 

@@ -39,7 +39,7 @@ void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>
             const double age = static_cast<double>(shown.number - frame.number) / span;
             if (age < 0.0 || age > 1.0) continue;
             for (const MergedTrack& track : frame.tracks) {
-                const cv::Point2d at = plan.at(place_of_foot(site, track.foot, track.height_mm));
+                const cv::Point2d at = plan.at(of_master(site, track.foot));
                 const auto before = last.find(track.id);
                 const int step = std::min(static_cast<int>((1.0 - age) * kFades), kFades - 1);
                 if (before != last.end() && step == fade) {
@@ -55,7 +55,7 @@ void draw_trails(FloorPlan& plan, const Site& site, const std::vector<SiteFrame>
 
 void draw_people(FloorPlan& plan, const Site& site, const SiteFrame& shown) {
     for (const MergedTrack& track : shown.tracks) {
-        const cv::Point2d at = plan.at(place_of_foot(site, track.foot, track.height_mm));
+        const cv::Point2d at = plan.at(of_master(site, track.foot));
         cv::circle(plan.image(), at, 7, kWhite, cv::FILLED, cv::LINE_AA);
         cv::circle(plan.image(), at, 5, track_colour(track.id), cv::FILLED, cv::LINE_AA);
     }

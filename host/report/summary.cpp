@@ -42,6 +42,7 @@ Json run_json(const RunFacts& facts) {
     run["install_height_mm"] = facts.install_height_mm;
     run["height_measured"] = facts.height_measured;
     run["detect"] = detect_mode_name(facts.options.detect.value);
+    run["sensor"] = sensor_name(facts.options.sensor);
     run["gender_model"] = facts.options.gender;
     run["staff_model"] = facts.options.staff;
     run["position"] = facts.options.source.foot_point ? "foot" : "box";

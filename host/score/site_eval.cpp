@@ -22,7 +22,7 @@ double distance_m(const SitePoint& a, const SitePoint& b) {
 std::vector<SitePoint> places_of(const Site& site, const std::vector<MergedTrack>& tracks) {
     std::vector<SitePoint> places;
     for (const MergedTrack& track : tracks)
-        places.push_back(place_of_foot(site, track.foot, track.height_mm));
+        places.push_back(of_master(site, track.foot));
     return places;
 }
 

@@ -30,6 +30,10 @@ class InstallationReader {
                   const std::string place = value.place("detect");
                   options_.detect = {parse_detect_mode(value.text(), place), place};
               }},
+             {"sensor",
+              [this](Value value) {
+                  options_.sensor = parse_sensor(value.text(), value.place("sensor"));
+              }},
              {"gender", [this](Value v) { options_.gender = model(v, "gender"); }},
              {"staff", [this](Value v) { options_.staff = model(v, "staff"); }},
              {"position", [this](Value value) { read_position(value); }}});

@@ -122,8 +122,8 @@ std::string describe_installation(const RunOptions& options) {
             " mm, counted by " +
             (options.source.foot_point ? "the point on the floor" : "head and shoulders") +
             "\n  groups: " + group_text(options) + "\n  detection on " +
-            detect_mode_name(options.detect.value) + ", gender " + options.gender + ", staff " +
-            options.staff + "\n";
+            detect_mode_name(options.detect.value) + ", sensor " + sensor_name(options.sensor) +
+            ", gender " + options.gender + ", staff " + options.staff + "\n";
     for (const std::string& warning : installation_warnings(options))
         text += "  warning: " + warning + "\n";
     return text;

@@ -157,6 +157,11 @@ const std::vector<RunArgument>& counting_arguments() {
              options.detect = {parse_detect_mode(text, place), place};
          },
          {}},
+        {"--sensor",
+         "exact|reads-low",
+         "Whether people measure as tall as they are, or too low from high up [exact]",
+         [](Text text, RunOptions& options) { options.sensor = parse_sensor(text, "--sensor"); },
+         {}},
         {"--gender",
          "none|FILE.onnx",
          "Network that tells men from women [none]",
@@ -181,7 +186,7 @@ const std::vector<RunArgument>& counting_arguments() {
          "FILE",
          "TOML file with [[line]] tables (name, points, uturn, area, flip), [[region]] "
          "tables (name, points), [[exclude]] tables (points), height_mm, "
-         "target_height_mm, [group] (enabled, min, max), detect, gender, staff, position",
+         "target_height_mm, [group] (enabled, min, max), detect, sensor, gender, staff, position",
          nullptr,
          {}},
     };

@@ -77,6 +77,12 @@ void check_group_range(int fewest, int most, const std::string& place) {
                      " members; write min and max with 1 <= min <= max");
 }
 
+Sensor parse_sensor(const std::string& name, const std::string& place) {
+    for (const Sensor sensor : {Sensor::kExact, Sensor::kReadsLow})
+        if (name == sensor_name(sensor)) return sensor;
+    throw InputError(place + " is \"" + name + "\"; known are exact and reads-low");
+}
+
 DetectMode parse_detect_mode(const std::string& name, const std::string& place) {
     for (const DetectMode mode : {DetectMode::kBoth, DetectMode::kColour, DetectMode::kDepth}) {
         if (name == detect_mode_name(mode)) return mode;

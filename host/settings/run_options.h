@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/base/placed.h"
+#include "host/depth/sensor.h"
 #include "host/frames/frame_source.h"
 #include "host/settings/line_checks.h"
 
@@ -29,6 +30,7 @@ struct RunOptions {
     bool no_regions = false;                                    // not even the source's own
     std::vector<Placed<std::vector<PicturePoint>>> exclusions;  // people there are not followed
     Placed<DetectMode> detect{DetectMode::kDepth};
+    Sensor sensor = Sensor::kExact;
     std::string gender = "none";  // none, or an ONNX file
     std::string staff = "none";   // none, vest, or an ONNX file
     int target_min_mm = 800;      // people outside this range of heights are not counted
@@ -57,6 +59,7 @@ double checked_height_mm(double height_mm, const std::string& place);
 void check_target_range(int lowest_mm, int highest_mm, const std::string& place);
 void check_group_range(int fewest, int most, const std::string& place);
 
+Sensor parse_sensor(const std::string& name, const std::string& place);
 DetectMode parse_detect_mode(const std::string& name, const std::string& place);
 const char* detect_mode_name(DetectMode mode);
 

@@ -31,48 +31,11 @@ double metres_per_pixel(const SiteDevice& device, double plane_m) {
     return (lens_m(device) - plane_m) / device.focal_px;
 }
 
-// From the top of the head down to the middle of the box around head and shoulders; measured on the
-// detector: 0.27 to 0.29 m, wherever in the picture.
-constexpr double kMiddleBelowHead_m = 0.28;
-
 // The reported height of a person, or a typical one where it cannot be true.
 double person_height_m(double height_mm, double lowest_lens_m) {
     constexpr double kLeast_m = 0.5;
     const double height_m = height_mm / 1000.0;
     return std::min(height_m >= kLeast_m ? height_m : kHead_m, 0.7 * lowest_lens_m);
-}
-
-// How far the master's foot points lie from where people stand. It moves the middle of the box
-// towards the picture's centre by the height of the head, which is a little too much:
-// foot = centre + (1 - head / lens) * (middle - centre), middle seen at 1 / (1 - middle / lens).
-// Beyond its view the difference stays what it is at the view's edge.
-struct FootShift {
-    FootShift(const Site& site, double height_m) {
-        const double lens = lens_m(master_of(site));
-        reach = 1.0 - (height_m - kMiddleBelowHead_m) / lens;
-        change = (1.0 - height_m / lens) / reach - 1.0;
-    }
-
-    // For one coordinate, measured from the picture's centre; `half` is half the picture's size.
-    double to_foot(double place, double half) const {
-        return place + change * std::clamp(place, -reach * half, reach * half);
-    }
-    double to_place(double foot, double half) const {
-        const double edge = (1.0 + change) * reach * half;
-        if (std::abs(foot) <= edge) return foot / (1.0 + change);
-        return foot - change * std::copysign(reach * half, foot);
-    }
-
-    double reach = 0.0;   // part of the picture in which the middle of a box can be
-    double change = 0.0;  // share of the distance from the centre
-};
-
-// Where the master would find the foot point of somebody who stands at a place.
-PicturePoint foot_of_master(const Site& site, const SitePoint& at, double height_m) {
-    const FootShift shift(site, height_m);
-    const PicturePoint p = to_master(site, at);
-    return {kCentreU + shift.to_foot(p.x - kCentreU, kCentreU),
-            kCentreV + shift.to_foot(p.y - kCentreV, kCentreV)};
 }
 
 using Polygon = std::vector<SitePoint>;
@@ -158,17 +121,8 @@ PicturePoint to_master(const Site& site, const SitePoint& point) {
     return to_picture(master_of(site), point, 0.0);
 }
 
-PicturePoint foot_of_place(const Site& site, const SitePoint& place, double height_mm) {
-    return foot_of_master(site, place, person_height_m(height_mm, lens_m(master_of(site))));
-}
-
-SitePoint place_of_foot(const Site& site, const PicturePoint& foot, double height_mm) {
-    const SiteDevice& master = master_of(site);
-    const FootShift shift(site, person_height_m(height_mm, lens_m(master)));
-    return to_site(master,
-                   {kCentreU + shift.to_place(foot.x - kCentreU, kCentreU),
-                    kCentreV + shift.to_place(foot.y - kCentreV, kCentreV)},
-                   0.0);
+SitePoint of_master(const Site& site, const PicturePoint& floor) {
+    return to_site(master_of(site), floor, 0.0);
 }
 
 void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg) {
@@ -180,8 +134,7 @@ void map_to_master(const Site& site, int slave, SLAVE_MSG_S& msg) {
         SLAVE_TRACK_S& track = msg.tracks[i];
         const PicturePoint middle{static_cast<double>(track.cx), static_cast<double>(track.cy)};
         const double height_m = person_height_m(track.height, lowest_lens_m);
-        const SitePoint at = to_site(*device, middle, height_m - kMiddleBelowHead_m);
-        const POINT_POS_S foot = whole_pixel(foot_of_master(site, at, height_m));
+        const POINT_POS_S foot = whole_pixel(to_master(site, to_site(*device, middle, height_m)));
         const POINT_POS_S centre = whole_pixel(to_master(site, to_site(*device, middle, 0.0)));
         track.foot_x = foot.x;
         track.foot_y = foot.y;

@@ -36,23 +36,15 @@ double shared_view_m2(const SiteDevice& a, const SiteDevice& b, double plane_m);
 // The nearest whole pixel, as a configuration may hold it.
 POINT_POS_S whole_pixel(const PicturePoint& p);
 
-// A place on the floor in the master's picture.
+// A place on the floor in the master's picture, and the reverse.
 PicturePoint to_master(const Site& site, const SitePoint& point);
-
-// The foot point that the library reports for a person, up to 0.3 m nearer to the centre of the
-// master's picture than where that person stands, and the reverse. A height of 0 means unknown.
-PicturePoint foot_of_place(const Site& site, const SitePoint& place, double height_mm);
-SitePoint place_of_foot(const Site& site, const PicturePoint& foot, double height_mm);
+SitePoint of_master(const Site& site, const PicturePoint& floor);
 
 // Brings the tracks of a slave's message into the master's picture. Any bytes are accepted: the
 // count is brought into range first.
 //
-// A device finds feet too near to the centre of its own picture, because it moves the middle of
-// head and shoulders inwards by the height of the head: at 6 m by 6 % of the distance, more where
-// it adds to the height. Between two cameras the same feet would be up to half a metre apart, next
-// to those of somebody else, and the wrong ones would be merged. So a slave's foot point is
-// recomputed from the box's middle and the height, and put where the master's own would be; beyond
-// the master's view it is as far from the floor's pixel as at the edge of the view.
+// The top of the head is in the middle of a box, so a slave's foot point is the place below it in
+// the master's picture.
 //
 // A centre becomes a pixel of the floor, which lies farther out than the feet as seen from the
 // camera. The library counts by centres where it does not trust a foot point; this way a person

@@ -21,6 +21,20 @@ constexpr float kReach = 0.6f;
 constexpr float kRival = 1.6f;      // a rival must be farther away by this factor
 constexpr int kLargestSide = 8192;  // pixels
 constexpr int kLargestOffset = 65536;
+// Heads on the floor plan. A walker's speed changes by about a third within kPace_s; nobody who
+// comes into view walks faster than kFastest, and whoever is followed strays from the expected way
+// at less than kStray.
+constexpr float kHeadReach_mm = 150.0f;
+constexpr float kFastest_mm_s = 2500.0f;
+constexpr float kStray_mm_s = 1500.0f;
+constexpr float kFarthest_mm = 800.0f;
+constexpr float kPace_s = 0.15f;
+constexpr float kCoasting_s = 0.6f;
+constexpr float kHeightReach_mm = 400.0f;
+constexpr float kConfirm_s = 0.19f;  // at few frames a second two matches this far apart are enough
+constexpr int kLeastHits = 2;
+constexpr float kLongestInterval_s = 1.0f;
+constexpr float kLongestLost_s = 0.9f;
 
 bool usable(const IOU_TRK_OBJ_S& object) {
     const auto near = [](int value) { return value > -kLargestOffset && value < kLargestOffset; };
@@ -47,10 +61,13 @@ void IouTracker::set_conf_thresh(float lo, float hi) {
     hi_ = std::max(finite_or_zero(hi), lo_);
 }
 
-bool IouTracker::add_object(const IOU_TRK_OBJ_S& object) {
+bool IouTracker::add_object(const IOU_TRK_OBJ_S& object, const std::optional<HeadPlace>& head,
+                            bool head_seen) {
     if (inputs_.size() == kMaxInputs || !usable(object)) return false;
     Input input;
     input.object = object;
+    input.head = head;
+    input.head_seen = head_seen;
     input.place.w = static_cast<float>(object.w);
     input.place.h = static_cast<float>(object.h);
     input.place.x = static_cast<float>(object.x) + 0.5f * input.place.w;
@@ -67,9 +84,39 @@ float IouTracker::overlap(const Place& a, const Place& b) {
     return intersection_over_union(edges(a), edges(b));
 }
 
+// How far two heads are apart in place and height, as a share of what one person can do within a
+// frame: 1 for none, 0 and less for too far.
+float IouTracker::head_likeness(const Target& target, const Input& input) const {
+    const float speed = target.age < kYoung ? kFastest_mm_s : kStray_mm_s;
+    const float frames = 1.0f + 0.5f * static_cast<float>(target.lost);
+    const float reach_mm = std::min(kHeadReach_mm + speed * interval_s_ * frames, kFarthest_mm);
+    const float apart =
+        std::hypot(target.head->x_mm - input.head->x_mm, target.head->y_mm - input.head->y_mm) /
+        reach_mm;
+    const float taller = std::fabs(target.head->top_mm - input.head->top_mm) / kHeightReach_mm;
+    return 1.0f - std::hypot(apart, taller);
+}
+
+float IouTracker::likeness(const Target& target, const Input& input) const {
+    if (target.head && input.head) return head_likeness(target, input);
+    const float iou = overlap(target.expected, input.place);
+    return iou < kMinOverlap ? 0.0f : iou;
+}
+
 void IouTracker::predict() {
     for (Target& target : targets_) {
         target.input = -1;
+        target.followed_s += interval_s_;
+        target.unseen_s += interval_s_;
+        if (target.head) {
+            if (target.lost > 0 || target.unseen_s > 1.5f * interval_s_) {
+                const float keep = std::exp(-interval_s_ / kCoasting_s);
+                target.head_vx *= keep;
+                target.head_vy *= keep;
+            }
+            target.head->x_mm += target.head_vx * interval_s_;
+            target.head->y_mm += target.head_vy * interval_s_;
+        }
         if (target.lost > 0) {
             target.vx *= kCoasting;
             target.vy *= kCoasting;
@@ -97,11 +144,11 @@ void IouTracker::match_by_overlap(float score_from, float score_below) {
     for (std::size_t t = 0; t < free_targets_.size(); ++t) {
         const Target& target = targets_[free_targets_[t]];
         for (std::size_t i = 0; i < free_inputs_.size(); ++i) {
-            const float iou = overlap(target.expected, inputs_[free_inputs_[i]].place);
-            if (iou < kMinOverlap) continue;
+            const float like = likeness(target, inputs_[free_inputs_[i]]);
+            if (like <= 0.0f) continue;
             const float penalty = kLostPenalty * static_cast<float>(target.lost);
             assignment_.set(static_cast<int>(t), static_cast<int>(i),
-                            std::max(iou - penalty, 0.001f));
+                            std::max(like - penalty, 0.001f));
         }
     }
     const std::vector<int>& column = assignment_.solve();
@@ -129,12 +176,16 @@ void IouTracker::match_by_distance() {
     const auto open = [this](const Input& input) {
         return !input.taken && input.object.score >= hi_;
     };
+    const auto by_heads = [](const Target& target, const Input& input) {
+        return target.head && input.head;
+    };
     for (Target& target : targets_) {
         if (!candidate(target)) continue;
         float best = reach_of(target);
         std::size_t chosen = inputs_.size();
         for (std::size_t i = 0; i < inputs_.size(); ++i) {
-            if (open(inputs_[i]) && distance(target, inputs_[i]) < best) {
+            if (open(inputs_[i]) && !by_heads(target, inputs_[i]) &&
+                distance(target, inputs_[i]) < best) {
                 best = distance(target, inputs_[i]);
                 chosen = i;
             }
@@ -163,12 +214,31 @@ void IouTracker::take(Target& target, std::size_t input) {
         target.vx += kVelocityGain * (seen.x - target.expected.x) / frames;
         target.vy += kVelocityGain * (seen.y - target.expected.y) / frames;
     }
+    take_head(target, inputs_[input]);
     target.place = target.expected = seen;
     target.input = static_cast<int>(input);
     target.lost = 0;
     ++target.hits;
     ++target.age;
     inputs_[input].taken = true;
+}
+
+// Follows the head with a gain that forgets an old speed within kPace_s, however often frames come.
+void IouTracker::take_head(Target& target, const Input& input) const {
+    if (!input.head) {
+        target.head.reset();
+        return;
+    }
+    if (!target.head) {
+        target.head_vx = target.head_vy = 0.0f;
+    } else if (input.head_seen) {
+        const float elapsed_s = interval_s_ * static_cast<float>(target.lost + 1);
+        const float gain = target.age < kYoung ? 1.0f : 1.0f - std::exp(-interval_s_ / kPace_s);
+        target.head_vx += gain * (input.head->x_mm - target.head->x_mm) / elapsed_s;
+        target.head_vy += gain * (input.head->y_mm - target.head->y_mm) / elapsed_s;
+    }
+    target.head = input.head;
+    if (input.head_seen) target.unseen_s = 0.0f;
 }
 
 void IouTracker::drop_lost() {
@@ -178,8 +248,9 @@ void IouTracker::drop_lost() {
         target.hits = 0;
     }
     std::erase_if(targets_, [this](const Target& target) {
-        const int keep = target.id != 0 ? max_lost_ : std::min(max_lost_, kUnconfirmedLost);
-        return target.lost > keep;
+        if (target.id == 0) return target.lost > std::min(max_lost_, kUnconfirmedLost);
+        const float lost_s = interval_s_ * static_cast<float>(target.lost);
+        return target.lost > max_lost_ || (target.head && lost_s > kLongestLost_s);
     });
 }
 
@@ -189,10 +260,28 @@ void IouTracker::start_targets() {
         if (targets_.size() == kMaxTargets) return;
         Target target;
         target.place = target.expected = inputs_[i].place;
+        target.head = inputs_[i].head;
         target.hits = target.age = 1;
         target.input = static_cast<int>(i);
         targets_.push_back(target);
     }
+}
+
+bool IouTracker::is_confirmed(const Target& target) const {
+    if (target.hits >= min_hits_) return true;
+    return target.head && target.hits >= kLeastHits && target.followed_s >= kConfirm_s;
+}
+
+std::vector<ExpectedHead> IouTracker::expected_heads() const {
+    std::vector<ExpectedHead> heads;
+    for (const Target& target : targets_) {
+        if (target.id == 0 || !target.head) continue;
+        HeadPlace at = *target.head;
+        at.x_mm += target.head_vx * interval_s_;
+        at.y_mm += target.head_vy * interval_s_;
+        heads.push_back({at, target.unseen_s});
+    }
+    return heads;
 }
 
 // Targets are kept in the order they started in; ids are given in the order of confirmation.
@@ -200,7 +289,7 @@ void IouTracker::report(IOU_TRK_RSLT_S& result) {
     result.num = 0;
     for (Target& target : targets_) {
         if (target.input < 0) continue;
-        if (target.id == 0 && target.hits >= min_hits_) target.id = next_id_++;
+        if (target.id == 0 && is_confirmed(target)) target.id = next_id_++;
         if (target.id == 0 || result.num == VCA_TRK_MAX) continue;
         IOU_TRK_OBJ_S& out = result.objs[result.num++];
         out = inputs_[static_cast<std::size_t>(target.input)].object;
@@ -210,7 +299,8 @@ void IouTracker::report(IOU_TRK_RSLT_S& result) {
               [](const IOU_TRK_OBJ_S& a, const IOU_TRK_OBJ_S& b) { return a.id < b.id; });
 }
 
-void IouTracker::update(IOU_TRK_RSLT_S& result) {
+void IouTracker::update(IOU_TRK_RSLT_S& result, float interval_s) {
+    interval_s_ = std::clamp(interval_s, 0.001f, kLongestInterval_s);
     for (Input& input : inputs_)
         input.taken = false;
     predict();

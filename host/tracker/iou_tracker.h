@@ -1,11 +1,14 @@
-// Follows boxes from frame to frame by their overlap with where the targets are expected.
+// Follows people from frame to frame: by where their heads are expected on the floor plan where
+// both are known from depth, else by the overlap of boxes.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
+#include "host/base/head_place.h"
 #include "host/tracker/assignment.h"
 #include "vca/platform.h"
 
@@ -23,16 +26,24 @@ class IouTracker {
 
     void reset_objects() { inputs_.clear(); }
 
-    // Copies a detection of this frame. False when the box cannot be followed (not a number, empty,
+    // Copies a detection of this frame, with its head where depth shows it; a head that is not seen
+    // is where it was expected. False when the box cannot be followed (not a number, empty,
     // absurdly large) or there are too many.
-    bool add_object(const IOU_TRK_OBJ_S& object);
+    bool add_object(const IOU_TRK_OBJ_S& object, const std::optional<HeadPlace>& head = {},
+                    bool head_seen = true);
 
-    // Advances by one frame. Reports the targets matched now, by rising id.
-    void update(IOU_TRK_RSLT_S& result);
+    // Advances by one frame, `interval_s` after the last. Reports the targets matched now, by
+    // rising id.
+    void update(IOU_TRK_RSLT_S& result, float interval_s = kUsualInterval_s);
+
+    // Where the heads of the reported targets should be one frame from now.
+    std::vector<ExpectedHead> expected_heads() const;
 
     // Ids continue from here; for a tracker that replaces another one.
     void set_next_id(int id) { next_id_ = id; }
     int next_id() const { return next_id_; }
+
+    static constexpr float kUsualInterval_s = 1.0f / 15.0f;
 
   private:
     static constexpr std::size_t kMaxInputs = 256;
@@ -49,6 +60,8 @@ class IouTracker {
     struct Input {
         IOU_TRK_OBJ_S object;
         Place place;
+        std::optional<HeadPlace> head;
+        bool head_seen = true;
         bool taken = false;
     };
 
@@ -58,18 +71,27 @@ class IouTracker {
         Place expected;
         float vx = 0.0f;  // pixels per frame
         float vy = 0.0f;
-        int hits = 0;  // matches in a row
-        int age = 0;   // matches in total
-        int lost = 0;  // frames since the last match
+        std::optional<HeadPlace> head;  // expected
+        float head_vx = 0.0f;           // mm/s
+        float head_vy = 0.0f;
+        float unseen_s = 0.0f;    // since the head itself was seen
+        float followed_s = 0.0f;  // since the first match
+        int hits = 0;             // matches in a row
+        int age = 0;              // matches in total
+        int lost = 0;             // frames since the last match
         int input = -1;
     };
 
     static float overlap(const Place& a, const Place& b);
+    float likeness(const Target& target, const Input& input) const;
+    float head_likeness(const Target& target, const Input& input) const;
 
     void predict();
     void match_by_overlap(float score_from, float score_below);
     void match_by_distance();
     void take(Target& target, std::size_t input);
+    void take_head(Target& target, const Input& input) const;
+    bool is_confirmed(const Target& target) const;
     void drop_lost();
     void start_targets();
     void report(IOU_TRK_RSLT_S& result);
@@ -79,6 +101,7 @@ class IouTracker {
     float lo_ = 0.0f;
     float hi_ = 0.0f;
     int next_id_ = 1;
+    float interval_s_ = kUsualInterval_s;
     std::vector<Input> inputs_;
     std::vector<Target> targets_;
     std::vector<std::size_t> free_targets_, free_inputs_;

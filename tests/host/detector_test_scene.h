@@ -57,10 +57,11 @@ class Scene {
         ellipsoids_.push_back({x, y, 0.45f * height, 150.0f * k, 130.0f * k, 0.45f * height});
     }
 
-    // The rectangle around the projected head and shoulders of such a person, hidden parts too.
+    // A rectangle as large as the projected head and shoulders of such a person straight below the
+    // camera, around the top of the head, hidden parts too.
     host::Detection truth(float x, float y, float height, bool shoulders_along_y = false) const {
         Scene alone(camera_.height_mm);
-        alone.person(x, y, height, shoulders_along_y);
+        alone.person(0.0f, 0.0f, height, shoulders_along_y);
         float low_u = 1e9f, high_u = -1e9f, low_v = 1e9f, high_v = -1e9f;
         for (std::size_t part = 0; part < 2; ++part) {
             const Ellipsoid& e = alone.ellipsoids_[part];
@@ -78,10 +79,14 @@ class Scene {
                 }
             }
         }
-        const auto pixel_of = [](float value) { return static_cast<int>(std::lround(value)); };
-        return {host::kClassPerson,       1.0f,
-                pixel_of(low_u),          pixel_of(low_v),
-                pixel_of(high_u - low_u), pixel_of(high_v - low_v)};
+        const float lens_to_top = camera_.height_mm - height;
+        const float u = 2.0f * (camera_.cx + camera_.fx * x / lens_to_top);
+        const float v = 2.125f * (camera_.cy + camera_.fy * y / lens_to_top);
+        const float half_w = 0.5f * (high_u - low_u);
+        const float half_h = 0.5f * (high_v - low_v);
+        host::Detection box{host::kClassPerson, 1.0f};
+        box.set_box(u - half_w, u + half_w, v - half_h, v + half_h);
+        return box;
     }
 
     void ellipsoid(const Ellipsoid& shape) { ellipsoids_.push_back(shape); }

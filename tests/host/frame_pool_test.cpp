@@ -37,6 +37,19 @@ void give_back(FramePool& pool, const AVS_IVE_ALL_S& set) {
     give_back(pool, set.raw);
 }
 
+TEST(FramePool, LendsDepthInThePlaceOfTheSensorsWhereThereIsAny) {
+    FramePool pool(1);
+    const int slot = pool.acquire();
+    pool.planes(slot).raw_mm.assign(480 * 256, 3000);
+    pool.planes(slot).lent_mm.assign(480 * 256, 3060);
+    pool.submit(slot, 1);
+    const AVS_IVE_ALL_S set = pool.take();
+    EXPECT_EQ(*reinterpret_cast<const std::uint16_t*>(set.raw.vir_addr), 3060);
+    EXPECT_EQ(pool.on_loan(set.raw.word0)->raw_mm[0], 3000);
+    give_back(pool, set);
+    EXPECT_EQ(pool.loans().errors, 0);
+}
+
 TEST(FramePool, HandsOutNothingWhenNothingIsReady) {
     FramePool pool(2);
     const AVS_IVE_ALL_S set = pool.take();

@@ -312,6 +312,83 @@ TEST_F(IouTrackerTest, IdsAreUniqueUnderRandomInput) {
     EXPECT_GT(newest, 10);
 }
 
+// ---- With heads from depth ----
+
+class HeadTracking : public testing::Test {
+  protected:
+    HeadTracking() { tracker_.set_conf_thresh(0.3f, 0.5f); }
+
+    // Small boxes far from each other: only the heads tell who is who.
+    IOU_TRK_RSLT_S step(const std::vector<host::HeadPlace>& heads, float interval_s,
+                        bool seen = true) {
+        tracker_.reset_objects();
+        for (std::size_t i = 0; i < heads.size(); ++i) {
+            const IOU_TRK_OBJ_S box{
+                0, static_cast<int>(i), static_cast<int>(heads[i].x_mm), 100, 20, 20, 1, 0.9f};
+            tracker_.add_object(box, heads[i], seen);
+        }
+        IOU_TRK_RSLT_S result{};
+        tracker_.update(result, interval_s);
+        return result;
+    }
+
+    host::IouTracker tracker_{12, 4};
+};
+
+TEST_F(HeadTracking, FastWalkersAtFourFramesASecondKeepTheirIds) {
+    // 1.6 m/s past each other, 0.5 m apart: 0.4 m a frame.
+    for (int frame = 0; frame < 8; ++frame) {
+        const float x = -1400.0f + 400.0f * static_cast<float>(frame);
+        const IOU_TRK_RSLT_S result = step({{x, 0.0f, 1700.0f}, {-x, 500.0f, 1750.0f}}, 0.25f);
+        EXPECT_EQ(result.num, frame == 0 ? 0 : 2) << "two matches 0.25 s apart confirm";
+        for (int i = 0; i < result.num; ++i)
+            EXPECT_EQ(result.objs[i].det_idx, result.objs[i].id - 1) << frame;
+    }
+}
+
+TEST_F(HeadTracking, FourMatchesConfirmAtManyFramesASecond) {
+    for (int frame = 0; frame < 3; ++frame)
+        EXPECT_EQ(step({{0.0f, 0.0f, 1700.0f}}, 1.0f / 30.0f).num, 0);
+    EXPECT_EQ(step({{0.0f, 0.0f, 1700.0f}}, 1.0f / 30.0f).num, 1);
+}
+
+TEST_F(HeadTracking, HeightTellsWhoIsWho) {
+    for (int frame = 0; frame < 6; ++frame)
+        step({{0.0f, 0.0f, 1850.0f}, {300.0f, 0.0f, 1450.0f}}, 0.1f);
+    // Both jump by half their distance; the tall one stays the tall one.
+    const IOU_TRK_RSLT_S result = step({{150.0f, 0.0f, 1450.0f}, {160.0f, 0.0f, 1850.0f}}, 0.1f);
+    ASSERT_EQ(result.num, 2);
+    EXPECT_EQ(result.objs[0].det_idx, 1);
+    EXPECT_EQ(result.objs[1].det_idx, 0);
+}
+
+TEST_F(HeadTracking, SomebodyElseLongAfterIsNotTheSame) {
+    for (int frame = 0; frame < 4; ++frame)
+        step({{0.0f, 0.0f, 1700.0f}}, 0.25f);
+    for (int frame = 0; frame < 4; ++frame)
+        EXPECT_EQ(step({}, 0.25f).num, 0);
+    step({{50.0f, 0.0f, 1700.0f}}, 0.25f);
+    const IOU_TRK_RSLT_S result = step({{50.0f, 0.0f, 1700.0f}}, 0.25f);
+    ASSERT_EQ(result.num, 1);
+    EXPECT_EQ(result.objs[0].id, 2);
+}
+
+TEST_F(HeadTracking, HeadsAreExpectedWhereTheirWayLeads) {
+    for (int frame = 0; frame < 30; ++frame)
+        step({{100.0f * static_cast<float>(frame), 0.0f, 1700.0f}}, 0.1f);
+    std::vector<host::ExpectedHead> expected = tracker_.expected_heads();
+    ASSERT_EQ(expected.size(), 1u);
+    EXPECT_NEAR(expected[0].at.x_mm, 3000.0f, 20.0f);
+    EXPECT_FLOAT_EQ(expected[0].unseen_s, 0.0f);
+    // Hidden, the head is waited for: slower and slower, and the time is kept.
+    for (int frame = 0; frame < 5; ++frame)
+        step({tracker_.expected_heads()[0].at}, 0.1f, false);
+    expected = tracker_.expected_heads();
+    ASSERT_EQ(expected.size(), 1u);
+    EXPECT_NEAR(expected[0].unseen_s, 0.5f, 1e-4f);
+    EXPECT_LT(expected[0].at.x_mm, 3600.0f);
+}
+
 TEST(IouTrackerInstances, AreIndependentAndNeverReuseAnId) {
     const IOU_TRK_OBJ_S object = box(100, 100);
     EXPECT_EQ(ioutracker_update(0).num, 0) << "not prepared yet";

@@ -27,8 +27,7 @@ class Scene {
         frame.number = next_++;
         frame.people = std::move(people);
         for (const Object& object : objects)
-            frame.tracks.push_back(
-                {object.id, host::foot_of_place(site_, object.at, 1700.0), 1700.0});
+            frame.tracks.push_back({object.id, host::to_master(site_, object.at), 1700.0});
         meter_.add_frame(frame);
     }
 

@@ -219,24 +219,35 @@ Box drawn_extent(const Frame& frame, double camera_height_m, double height_m) {
     return {2 * x0, static_cast<int>(y0 * row), 2 * (x1 - x0), static_cast<int>((y1 - y0) * row)};
 }
 
-TEST(Render, BoxesAreAroundHeadAndShoulders) {
-    for (const double x : {-1.0, 0.7}) {
-        for (const double y : {-0.4, 0.5}) {
-            for (const double height : {1.2, 1.7, 1.9}) {
-                Pose pose = standing(1, x, y, height);
-                pose.dir_x = 0.6;
-                pose.dir_y = 0.8;
-                Simulator simulator = fixed_scene({pose}, 3.6);
-                Frame frame;
-                ASSERT_TRUE(simulator.next(frame));
-                const PersonTruth& t = frame.truth.at(0);
-                const Box drawn = drawn_extent(frame, 3.6, height);
-                // Edge pixels get lost, and arms hang a little outside of the shoulders.
-                constexpr int kSlack_px = 14;
-                EXPECT_NEAR(t.box.x, drawn.x, kSlack_px);
-                EXPECT_NEAR(t.box.y, drawn.y, kSlack_px);
-                EXPECT_NEAR(t.box.x + t.box.w, drawn.x + drawn.w, kSlack_px);
-                EXPECT_NEAR(t.box.y + t.box.h, drawn.y + drawn.h, kSlack_px);
+PersonTruth truth_of_one(Pose pose, double x, double y, Frame& frame) {
+    pose.x_m = x;
+    pose.y_m = y;
+    Simulator simulator = fixed_scene({pose}, 3.6);
+    EXPECT_TRUE(simulator.next(frame));
+    return frame.truth.at(0);
+}
+
+// Straight below the camera a box is as large as what is drawn of head and shoulders; elsewhere it
+// has the same size around the top of the head.
+TEST(Render, BoxesAreAsLargeAsHeadAndShouldersAroundTheHead) {
+    for (const double height : {1.2, 1.7, 1.9}) {
+        Pose pose = standing(1, 0.0, 0.0, height);
+        pose.dir_x = 0.6;
+        pose.dir_y = 0.8;
+        Frame frame;
+        const PersonTruth below = truth_of_one(pose, 0.0, 0.0, frame);
+        const Box drawn = drawn_extent(frame, 3.6, height);
+        // Edge pixels get lost, and arms hang a little outside of the shoulders.
+        constexpr int kSlack_px = 14;
+        EXPECT_NEAR(below.box.w, drawn.w, 2 * kSlack_px);
+        EXPECT_NEAR(below.box.h, drawn.h, 2 * kSlack_px);
+        for (const double x : {-1.0, 0.0, 0.7}) {
+            for (const double y : {-0.4, 0.5}) {
+                const PersonTruth t = truth_of_one(pose, x, y, frame);
+                EXPECT_EQ(t.box.w, below.box.w);
+                EXPECT_EQ(t.box.h, below.box.h);
+                EXPECT_NEAR(t.box.x + t.box.w / 2.0, t.head_u, 1.0);
+                EXPECT_NEAR(t.box.y + t.box.h / 2.0, t.head_v, 1.0);
                 EXPECT_TRUE(t.in_view);
                 EXPECT_DOUBLE_EQ(t.visible, 1.0);
             }

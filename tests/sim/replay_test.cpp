@@ -157,7 +157,7 @@ TEST_F(Replay, EveryHeightOfTheCameraGivesPictures) {
         ASSERT_EQ(frame.truth.size(), 2u) << height;
         EXPECT_NEAR(frame.truth[0].height_mm, 1000.0 * tall, 0.01);
         EXPECT_NEAR(frame.truth[1].height_mm, 500.0, 0.01);
-        EXPECT_GT(frame.truth[0].box.w, 0);
+        EXPECT_GT(frame.truth[1].box.w, 0);
         const std::uint16_t farthest = *std::max_element(frame.raw_mm.begin(), frame.raw_mm.end());
         EXPECT_NEAR(farthest, 1000.0 * height, 0.05 * 1000.0 * height + 60.0) << height;
         ASSERT_EQ(s.info().lines.size(), 1u);

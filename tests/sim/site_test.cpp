@@ -117,10 +117,7 @@ TEST(Site, HeadsAreSeenWhereTheyAre) {
                 ASSERT_TRUE(view.next_truth(frame));
             ASSERT_TRUE(view.next(frame));
             for (const PersonTruth& t : frame.truth) {
-                if (t.box.w == 0) {
-                    EXPECT_EQ(t.visible, 0.0);
-                    EXPECT_FALSE(t.in_view);
-                }
+                EXPECT_TRUE(t.box.w > 0 || !t.in_view);
                 if (!t.in_view || t.visible < 0.9) continue;
                 const auto x = std::min(static_cast<std::size_t>(t.head_u / 2.0), std::size_t{479});
                 const auto y =

@@ -77,6 +77,16 @@ Colour mean_colour(const Frame& frame, const sim::Box& box) {
     return sum;
 }
 
+// Where a person's shoulders and chest show, 0.35 m below the top of the head.
+sim::Box chest_of(const sim::PersonTruth& person) {
+    const double lens_to_top_m = kCamera_m - person.height_mm / 1000.0;
+    const double nearer = lens_to_top_m / (lens_to_top_m + 0.35) - 1.0;
+    sim::Box box = person.box;
+    box.x += static_cast<int>(std::lround(nearer * (person.head_u - sim::kCentreU)));
+    box.y += static_cast<int>(std::lround(nearer * (person.head_v - sim::kCentreV)));
+    return box;
+}
+
 double vividness(const Colour& c) {
     return *std::max_element(c.begin(), c.end()) - *std::min_element(c.begin(), c.end());
 }
@@ -92,11 +102,11 @@ TEST(Vest, ColoursTheBoxSeenFromAbove) {
         const Frame plain = picture_of(people);
         const Frame vest = picture_of(staff);
         for (std::size_t i = 0; i < people.size(); ++i) {
-            const sim::Box box = plain.truth[i].box;
+            const sim::Box box = chest_of(plain.truth[i]);
             EXPECT_FALSE(plain.truth[i].staff);
             EXPECT_TRUE(vest.truth[i].staff);
-            EXPECT_EQ(vest.truth[i].box.w, box.w);
-            EXPECT_EQ(vest.truth[i].box.h, box.h);
+            EXPECT_EQ(vest.truth[i].box.w, plain.truth[i].box.w);
+            EXPECT_EQ(vest.truth[i].box.h, plain.truth[i].box.h);
             EXPECT_GT(vividness(mean_colour(vest, box)), vividness(mean_colour(plain, box)) + 25.0)
                 << "place " << i << ", turn " << turn;
         }
@@ -117,7 +127,7 @@ TEST(Vest, LightGreyStripesTellItFromATopOfTheSameColour) {
         for (std::size_t i = 0; i < staff.size(); ++i) {
             int stripes = 0;
             int cloth = 0;
-            each_pixel(with.truth[i].box, [&](int x, int y) {
+            each_pixel(chest_of(with.truth[i]), [&](int x, int y) {
                 const Colour a = colour_at(with, x, y);
                 const Colour b = colour_at(without, x, y);
                 if (vividness(b) < 80.0) return;

@@ -1,0 +1,19 @@
+// Where heads are, as detector and tracker tell each other.
+#pragma once
+
+namespace host {
+
+// The top of a head, seen from straight above.
+struct HeadPlace {
+    float x_mm = 0.0f;    // right of the lens axis
+    float y_mm = 0.0f;    // towards the lower edge of the picture
+    float top_mm = 0.0f;  // above the floor
+};
+
+// Where the head of somebody who is being followed should be in the next frame.
+struct ExpectedHead {
+    HeadPlace at;
+    float unseen_s = 0.0f;  // for this long the head itself has not been seen
+};
+
+}  // namespace host
