@@ -1,4 +1,5 @@
-// How right the counts are on recorded walks, where people stand close and lines end in their stream.
+// How right the counts are on recorded walks, where people stand close and lines end in their
+// stream.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -37,8 +38,9 @@ class RecordedWalks : public test::Program {
     }
 };
 
-// 148 people through a corridor 1.8 m wide, four lines from wall to wall, seen from 6 m: measured 1 of
-// 592 wrong; 28 and more before places were those of the head's top and nobody was lost for a frame.
+// 148 people through a corridor 1.8 m wide, four lines from wall to wall, seen from 6 m: measured 1
+// of 592 wrong; 28 and more before places were those of the head's top and nobody was lost for a
+// frame.
 TEST_F(RecordedWalks, FlowFromWallToWall) {
     const std::string file = kWalks + "unidirectional_uo_180_180_070.txt";
     if (!fs::exists(file)) GTEST_SKIP() << "no recorded walks at " << file;
@@ -50,7 +52,8 @@ TEST_F(RecordedWalks, FlowFromWallToWall) {
     EXPECT_LE(errors.wrong, 2);
 }
 
-// Two streams through each other, lines that end among the people: measured 2 of 781 wrong; 42 before.
+// Two streams through each other, lines that end among the people: measured 2 of 781 wrong; 42
+// before.
 TEST_F(RecordedWalks, LinesThatEndInTheStream) {
     const std::string file = kWalks + "bidirectional_corridor_400_b_03.txt";
     if (!fs::exists(file)) GTEST_SKIP() << "no recorded walks at " << file;
