@@ -138,7 +138,7 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     setup.config = plan.config ? *plan.config : config_of(plan, height_mm);
     setup.camera = plan.source->info().camera;
     setup.attributes = &plan.attributes;
-    setup.decisions = plan.decisions;
+    setup.late_counts = plan.options.late_counts;
     setup.sensor = plan.options.sensor;
     return setup;
 }

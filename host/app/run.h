@@ -29,7 +29,6 @@ struct RunPlan {
     std::optional<VCA_ALGO_CFG_S> config{};  // for a device of a site; empty: made from the options
     std::optional<LinkSetup> link{};
     Pace* pace = nullptr;               // null: frames go as fast as the analysis takes them
-    bool decisions = false;             // sinks are told why, too
     std::optional<double> height_mm{};  // of the camera; empty: to be measured
 };
 

@@ -99,7 +99,6 @@ RunFacts run_into(OutputFolder& folder, RunPlan& plan, const std::vector<Sink*>&
 
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)()) {
     RunPlan plan = prepare_run(options);
-    plan.decisions = true;
     OutputFolder folder(plan.output, {std::begin(kRunFiles), std::end(kRunFiles)});
     settle_height(plan, stop);
     folder.begin();

@@ -108,7 +108,6 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     if (options.seconds) site.seconds = options.seconds;
     const SiteDevice& device = device_named(site, options);
     RunPlan plan = plan_of(site, device, options);
-    plan.decisions = true;
     OutputFolder folder(plan.output, {kLogFile, kEventsFile, kPeopleFile, kCrossingsFile,
                                       kRegionsFile, kStaysFile, kSummaryFile});
     folder.begin();

@@ -32,7 +32,7 @@ class BusClient {
     // Stamps outgoing messages; called by the sending thread.
     virtual FrameStamp stamp() { return {}; }
     // Every decoded message, on the bus thread; may call send_to_library().
-    virtual void on_event(const Event& event) = 0;
+    virtual void on_event(Event event) = 0;
 };
 
 class Bus {

@@ -71,6 +71,14 @@ struct Fields {
         out["gender"] = e.box.gender;
         out["staff"] = e.box.staff;
         out["box"] = box_json(e.box);
+        if (!e.at_end) return;
+        out["at_end"] = {{"passes_since", e.at_end->passes_since},
+                         {"past_px", std::round(e.at_end->past_px * 10.0) / 10.0}};
+        out["late"] = is_late(*e.at_end);
+    }
+    void operator()(const CountLeftOut& e) const {
+        (*this)(e.count);
+        out["left_out"] = true;
     }
     void operator()(const GroupCounted& e) const {
         out["members"] = e.members;
@@ -136,6 +144,7 @@ struct Fields {
 
 struct Name {
     const char* operator()(const PersonCounted&) const { return "person_counted"; }
+    const char* operator()(const CountLeftOut&) const { return "person_counted"; }
     const char* operator()(const GroupCounted&) const { return "group_counted"; }
     const char* operator()(const InstallHeight&) const { return "install_height"; }
     const char* operator()(const ConfigRequest&) const { return "config_request"; }

@@ -57,7 +57,7 @@ RegionPerson to_person(const RGN_PERSON_S& p) {
 }
 
 Payload to_payload(const LINE_COUNT_MSG_S& m) {
-    return PersonCounted{stamp_of(m.frame_flag), m.trackId, to_box(m.obj), m.line, m.cross};
+    return PersonCounted{stamp_of(m.frame_flag), m.trackId, to_box(m.obj), m.line, m.cross, {}};
 }
 
 Payload to_payload(const GROUP_COUNT_MSG_S& m) {

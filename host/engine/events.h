@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <variant>
@@ -31,6 +32,18 @@ struct ReportedBox {
     int staff = 0;
 };
 
+// Where a track ended whose end made the library count.
+struct TrackEnd {
+    int list = 0;          // VCA_LIST_E
+    int passes_since = 0;  // since the person was last seen just past the line
+    double past_px = 0.0;  // past the line at the end; negative for before it
+};
+
+// The person was no longer past the line.
+inline bool is_late(const TrackEnd& end) {
+    return end.past_px < 0.0;
+}
+
 // One person crossed a counting line.
 struct PersonCounted {
     std::uint64_t frame_stamp = 0;
@@ -38,6 +51,12 @@ struct PersonCounted {
     ReportedBox box;  // position box at the crossing
     int line = 0;     // 0 to 3
     int direction = 0;
+    std::optional<TrackEnd> at_end;  // counted because the track ended
+};
+
+// A late count that the settings leave out.
+struct CountLeftOut {
+    PersonCounted count;  // with `at_end`
 };
 
 // A group of people crossed a counting line together.
@@ -148,9 +167,9 @@ using Decision = VCA_DECISION_S;
 inline constexpr int kDecisionId = 0;
 
 using Payload =
-    std::variant<PersonCounted, GroupCounted, InstallHeight, ConfigRequest, DetectionsShown,
-                 TrackAppeared, TrackRemoved, TracksShown, RegionsReported, HeatMapReported,
-                 SlaveTracks, FrameCount, Decision, UnknownMessage>;
+    std::variant<PersonCounted, CountLeftOut, GroupCounted, InstallHeight, ConfigRequest,
+                 DetectionsShown, TrackAppeared, TrackRemoved, TracksShown, RegionsReported,
+                 HeatMapReported, SlaveTracks, FrameCount, Decision, UnknownMessage>;
 
 struct Event {
     int id = 0;                      // message number, or kDecisionId

@@ -61,7 +61,11 @@ PixelBox as_detected(const IOU_TRK_OBJ_S& object, double factor) {
 }  // namespace
 
 Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
-    : setup_(setup), pool_(kPoolSlots), sinks_(std::move(sinks)), clock_us_(kClockStart_us) {
+    : setup_(setup),
+      late_counts_(setup_.config, setup_.late_counts),
+      pool_(kPoolSlots),
+      sinks_(std::move(sinks)),
+      clock_us_(kClockStart_us) {
     try {
         bus_.reset(new Bus(*this));  // as its client, which nobody else can see
     } catch (const std::system_error&) {
@@ -74,7 +78,7 @@ Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
     set_frame_pool(&pool_);
     set_bus(bus_.get());
     if (setup_.clock == ClockKind::kScene) vca_set_time_source(read_clock, &clock_us_);
-    if (setup_.decisions) vca_set_decision_observer(queue_decision, bus_.get());
+    vca_set_decision_observer(queue_decision, bus_.get());
     start_library();
 }
 
@@ -273,7 +277,8 @@ void Session::tell_frame(std::int64_t number, const Notes& notes) {
     pool_.let_go(number);
 }
 
-void Session::on_event(const Event& event) {
+void Session::on_event(Event event) {
+    late_counts_.check(event);
     tell([&event](Sink& sink) { sink.on_event(event); });
     if (std::holds_alternative<ConfigRequest>(event.payload)) {
         bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);

@@ -15,6 +15,7 @@
 
 #include "host/depth/sensor.h"
 #include "host/engine/bus.h"
+#include "host/engine/late_counts.h"
 #include "host/engine/pace.h"
 #include "host/engine/sink.h"
 #include "host/frames/frame_source.h"
@@ -44,7 +45,7 @@ struct SessionSetup {
     const AttributeModels* attributes = nullptr;  // must outlive the session; null: none
     ClockKind clock = ClockKind::kScene;
     FramePolicy frames = FramePolicy::kEvery;
-    bool decisions = false;  // sinks are told why, too
+    LateCounts late_counts = LateCounts::kDrop;
     Sensor sensor = Sensor::kExact;
 };
 
@@ -112,7 +113,7 @@ class Session : private BusClient, private PassObserver {
 
     TQ_MUTEX_S* handler_mutex() override;
     FrameStamp stamp() override;
-    void on_event(const Event& event) override;
+    void on_event(Event event) override;
 
     void begin_pass(std::int64_t frame_number) override;
     void detected(std::chrono::nanoseconds elapsed) override;
@@ -132,6 +133,7 @@ class Session : private BusClient, private PassObserver {
     void disconnect();
 
     const SessionSetup setup_;
+    LateCountFilter late_counts_;
     FramePool pool_;
     int correction_mm_ = 0;  // of heights, which the library adds and an exact sensor does not need
     std::unique_ptr<Bus> bus_;

@@ -37,6 +37,9 @@ void print_counts(std::string& out, const RunFacts& facts, const Scores& scores)
     for (std::size_t line = 0; line < scores.counts.size(); ++line)
         print_both(facts.lines[line].name, scores.counts[line]);
     if (!scores.counts.empty()) print_both("all lines", scores.totals);
+    if (scores.late_crossings > 0)
+        out += format_text("  left out: %lld counted late, on people who had gone back\n",
+                           static_cast<long long>(scores.late_crossings));
 }
 
 void print_regions(std::string& out, const RunFacts& facts, const Scores& scores) {

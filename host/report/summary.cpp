@@ -42,6 +42,7 @@ Json run_json(const RunFacts& facts) {
     run["install_height_mm"] = facts.install_height_mm;
     run["height_measured"] = facts.height_measured;
     run["detect"] = detect_mode_name(facts.options.detect.value);
+    run["late_counts"] = late_counts_name(facts.options.late_counts);
     run["sensor"] = sensor_name(facts.options.sensor);
     run["gender_model"] = facts.options.gender;
     run["staff_model"] = facts.options.staff;
@@ -244,6 +245,7 @@ void write_summary(const RunFacts& facts, const Scores& scores, const Evidence& 
     root["run"] = run_json(facts);
     root["lines"] = lines_json(facts, scores);
     root["totals"] = totals_json(facts, scores);
+    root["totals"]["left_out_late"] = scores.late_crossings;
     root["regions"] = regions_json(facts, scores);
     if (facts.source.has_truth && !facts.regions.empty()) {
         root["stay_time"] = stay_time_json(scores.stays);

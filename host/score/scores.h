@@ -50,6 +50,7 @@ struct Scores {
     std::array<DirectionCount, 2> totals{};             // all lines
     std::int64_t crossings = 0;
     std::int64_t staff_crossings = 0;
+    std::int64_t late_crossings = 0;  // left out of all the others
     GroupCount groups;
     std::int64_t tracks = 0;   // different ids reported
     Samples heights_mm;        // measured, of counted persons

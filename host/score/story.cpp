@@ -74,6 +74,7 @@ void add_step(Story& story, const Event& event, const Decision& decision) {
 // How somebody's approach to a line turned out.
 struct LineOutcome {
     std::vector<const Decision*> counted;
+    const Decision* left_out = nullptr;  // a count that the settings leave out
     const Decision* at_end = nullptr;
     const Decision* turned_back = nullptr;
     const Decision* waits = nullptr;  // still, when the track ended
@@ -93,7 +94,11 @@ LineOutcome outcome_of(const Story& story, int line) {
         if (d.place != line || !is_about_line(d.kind)) continue;
         switch (d.kind) {
             case VCA_DECISION_COUNTED:
-                outcome.counted.push_back(&d);
+                if (step.left_out) {
+                    outcome.left_out = &d;
+                } else {
+                    outcome.counted.push_back(&d);
+                }
                 outcome.waits = outcome.beyond = nullptr;
                 break;
             case VCA_DECISION_AT_END:
@@ -141,7 +146,7 @@ std::string counted_clause(const LineOutcome& outcome, const std::string& line) 
         text += std::to_string(counted->detail);
         text += group_clause(*counted);
     }
-    if (outcome.at_end != nullptr) {
+    if (outcome.at_end != nullptr && outcome.left_out == nullptr) {
         text += format_text(" when the track ended, %.0f passes after it was seen %.0f px past it",
                             static_cast<double>(outcome.at_end->value),
                             static_cast<double>(outcome.at_end->limit));
@@ -156,6 +161,10 @@ std::string pixels(float value) {
 // The strongest reason why somebody who came to a line was not counted; nothing for one who did not
 // come.
 std::string uncounted_clause(const LineOutcome& outcome, const std::string& line) {
+    if (outcome.left_out != nullptr) {
+        return "touched line " + line + " and went back, so that a count in direction " +
+               std::to_string(outcome.left_out->detail) + " when the track ended was left out";
+    }
     if (outcome.not_counting != nullptr) return "crossed line " + line + " while counting was off";
     if (outcome.turned_back != nullptr) return "turned back on line " + line;
     if (outcome.waits != nullptr) {
@@ -259,7 +268,8 @@ std::string story_sentence(const Story& story, const StoryNames& names) {
     return text.empty() ? "came near no line" : text;
 }
 
-std::string step_text(const Decision& d, const StoryNames& names) {
+std::string step_text(const StoryStep& step, const StoryNames& names) {
+    const Decision& d = step.decision;
     const std::string line = "line " + story_name(names.lines, d.place);
     const std::string region = "region " + story_name(names.regions, d.place);
     const std::string direction = " in direction " + std::to_string(d.detail);
@@ -304,7 +314,8 @@ std::string step_text(const Decision& d, const StoryNames& names) {
             return "was " + pixels(d.limit) + " past " + line + " when last near it, " +
                    number(d.value) + " passes ago: enough at the end of a track";
         case VCA_DECISION_COUNTED:
-            return "counted on " + line + direction + group_clause(d);
+            return (step.left_out ? "left out, having gone back: counted on " : "counted on ") +
+                   line + direction + group_clause(d);
         case VCA_DECISION_NOT_COUNTING:
             return "crossed " + line + direction + " while counting was off";
         case VCA_DECISION_ENTERED:
@@ -321,8 +332,19 @@ std::string step_text(const Decision& d, const StoryNames& names) {
     }
 }
 
+void StoryBook::leave_out(const PersonCounted& count) {
+    const auto story = open_.find({count.at_end->list, count.track});
+    if (story == open_.end()) return;
+    std::vector<StoryStep>& steps = story->second.steps;
+    const auto step = std::find_if(steps.rbegin(), steps.rend(), [&](const StoryStep& each) {
+        return each.decision.kind == VCA_DECISION_COUNTED && each.decision.place == count.line;
+    });
+    if (step != steps.rend()) step->left_out = true;
+}
+
 std::vector<Story> StoryBook::add(const Event& event) {
     std::vector<Story> over = take_over(event.frame_number);
+    if (const auto* late = std::get_if<CountLeftOut>(&event.payload)) leave_out(late->count);
     const auto* const decision = std::get_if<Decision>(&event.payload);
     if (decision == nullptr || decision->track < 0) return over;
     Story& story = open_[{decision->list, decision->track}];

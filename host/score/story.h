@@ -18,6 +18,7 @@ struct StoryStep {
     std::int64_t frame = -1;  // of the first time
     double time_s = 0.0;
     Decision decision{};
+    bool left_out = false;  // a count that the settings leave out, because the person went back
 };
 
 struct Story {
@@ -42,7 +43,7 @@ struct StoryNames {
 std::string story_sentence(const Story& story, const StoryNames& names);
 
 // What one step says, such as: 9 px past line door, 22 px are needed.
-std::string step_text(const Decision& decision, const StoryNames& names);
+std::string step_text(const StoryStep& step, const StoryNames& names);
 
 // The name of a line or region, its number from 1 when it has none.
 std::string story_name(const std::vector<std::string>& names, int number);
@@ -66,6 +67,7 @@ class StoryBook {
 
   private:
     std::vector<Story> take_over(std::int64_t frame);
+    void leave_out(const PersonCounted& count);
 
     std::map<std::pair<std::int32_t, std::int32_t>, Story> open_;  // by list and track
     std::int64_t next_end_ = INT64_MAX;  // no story is over before this frame

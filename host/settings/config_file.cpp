@@ -34,6 +34,11 @@ class InstallationReader {
               [this](Value value) {
                   options_.sensor = parse_sensor(value.text(), value.place("sensor"));
               }},
+             {"late_counts",
+              [this](Value value) {
+                  options_.late_counts =
+                      parse_late_counts(value.text(), value.place("late_counts"));
+              }},
              {"gender", [this](Value v) { options_.gender = model(v, "gender"); }},
              {"staff", [this](Value v) { options_.staff = model(v, "staff"); }},
              {"position", [this](Value value) { read_position(value); }}});

@@ -123,7 +123,8 @@ std::string describe_installation(const RunOptions& options) {
             (options.source.foot_point ? "the point on the floor" : "head and shoulders") +
             "\n  groups: " + group_text(options) + "\n  detection on " +
             detect_mode_name(options.detect.value) + ", sensor " + sensor_name(options.sensor) +
-            ", gender " + options.gender + ", staff " + options.staff + "\n";
+            ", late counts " + late_counts_name(options.late_counts) + ", gender " +
+            options.gender + ", staff " + options.staff + "\n";
     for (const std::string& warning : installation_warnings(options))
         text += "  warning: " + warning + "\n";
     return text;

@@ -162,6 +162,14 @@ const std::vector<RunArgument>& counting_arguments() {
          "Whether people measure as tall as they are, or too low from high up [exact]",
          [](Text text, RunOptions& options) { options.sensor = parse_sensor(text, "--sensor"); },
          {}},
+        {"--late-counts",
+         "drop|keep",
+         "What becomes of counts made when a track ends where nobody is past the line any more "
+         "[drop]",
+         [](Text text, RunOptions& options) {
+             options.late_counts = parse_late_counts(text, "--late-counts");
+         },
+         {}},
         {"--gender",
          "none|FILE.onnx",
          "Network that tells men from women [none]",
@@ -186,7 +194,8 @@ const std::vector<RunArgument>& counting_arguments() {
          "FILE",
          "TOML file with [[line]] tables (name, points, uturn, area, flip), [[region]] "
          "tables (name, points), [[exclude]] tables (points), height_mm, "
-         "target_height_mm, [group] (enabled, min, max), detect, sensor, gender, staff, position",
+         "target_height_mm, [group] (enabled, min, max), detect, sensor, late_counts, gender, "
+         "staff, position",
          nullptr,
          {}},
     };

@@ -83,6 +83,12 @@ Sensor parse_sensor(const std::string& name, const std::string& place) {
     throw InputError(place + " is \"" + name + "\"; known are exact and reads-low");
 }
 
+LateCounts parse_late_counts(const std::string& name, const std::string& place) {
+    for (const LateCounts late_counts : {LateCounts::kDrop, LateCounts::kKeep})
+        if (name == late_counts_name(late_counts)) return late_counts;
+    throw InputError(place + " is \"" + name + "\"; known are drop and keep");
+}
+
 DetectMode parse_detect_mode(const std::string& name, const std::string& place) {
     for (const DetectMode mode : {DetectMode::kBoth, DetectMode::kColour, DetectMode::kDepth}) {
         if (name == detect_mode_name(mode)) return mode;

@@ -8,6 +8,7 @@
 
 #include "host/base/placed.h"
 #include "host/depth/sensor.h"
+#include "host/engine/late_counts.h"
 #include "host/frames/frame_source.h"
 #include "host/settings/line_checks.h"
 
@@ -31,6 +32,7 @@ struct RunOptions {
     std::vector<Placed<std::vector<PicturePoint>>> exclusions;  // people there are not followed
     Placed<DetectMode> detect{DetectMode::kDepth};
     Sensor sensor = Sensor::kExact;
+    LateCounts late_counts = LateCounts::kDrop;
     std::string gender = "none";  // none, or an ONNX file
     std::string staff = "none";   // none, vest, or an ONNX file
     int target_min_mm = 800;      // people outside this range of heights are not counted
@@ -60,6 +62,7 @@ void check_target_range(int lowest_mm, int highest_mm, const std::string& place)
 void check_group_range(int fewest, int most, const std::string& place);
 
 Sensor parse_sensor(const std::string& name, const std::string& place);
+LateCounts parse_late_counts(const std::string& name, const std::string& place);
 DetectMode parse_detect_mode(const std::string& name, const std::string& place);
 const char* detect_mode_name(DetectMode mode);
 

@@ -42,7 +42,7 @@ Json step_json(const StoryStep& step, const StoryNames& names) {
         out["value"] = rounded(static_cast<double>(d.value));
         out["limit"] = rounded(static_cast<double>(d.limit));
     }
-    out["text"] = step_text(d, names);
+    out["text"] = step_text(step, names);
     return out;
 }
 

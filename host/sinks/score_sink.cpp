@@ -43,6 +43,8 @@ void ScoreSink::on_frame(const FrameView& frame) {
 void ScoreSink::on_event(const Event& event) {
     if (std::holds_alternative<PersonCounted>(event.payload)) {
         counted_.push_back(event);
+    } else if (std::holds_alternative<CountLeftOut>(event.payload)) {
+        ++scores_.late_crossings;
     } else if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
         ++scores_.groups.groups;
         scores_.groups.members += group->members;

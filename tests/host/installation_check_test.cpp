@@ -67,7 +67,7 @@ TEST(InstallationCheck, DescribesWhatWasUnderstood) {
         "  camera height: 3500.5 mm\n"
         "  people: of 1000 to 2000 mm, counted by head and shoulders\n"
         "  groups: counted, of 3 to 5 people\n"
-        "  detection on depth, sensor exact, gender none, staff none\n");
+        "  detection on depth, sensor exact, late counts drop, gender none, staff none\n");
 }
 
 TEST(InstallationCheck, NamesWhatTheSourceDecides) {
@@ -76,7 +76,7 @@ TEST(InstallationCheck, NamesWhatTheSourceDecides) {
               "  camera height: as the source says\n"
               "  people: of 800 to 2200 mm, counted by the point on the floor\n"
               "  groups: as the source suggests, of 2 to 6 people\n"
-              "  detection on depth, sensor exact, gender none, staff none\n");
+              "  detection on depth, sensor exact, late counts drop, gender none, staff none\n");
     EXPECT_THAT(
         host::describe_installation(read("height_mm = \"auto\"\n[group]\nenabled = false")),
         AllOf(HasSubstr("camera height: measured at the start"), HasSubstr("groups: not counted")));

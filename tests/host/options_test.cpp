@@ -176,11 +176,14 @@ TEST(CommandLine, SaysWhatIsWrongWithRegionsAndExclusionAreas) {
 }
 
 TEST(CommandLine, ReadsNumbersAndChoices) {
-    const host::RunOptions options = run_options(
-        {"--source",    "walks",    "--trajectories", "a.txt",   "--height",  "5200",
-         "--camera-at", "-1.5,2",   "--fps",          "16",      "--seconds", "2.5",
-         "--frames",    "9",        "--detect",       "both",    "--box",     "--seed",
-         "7",           "--output", "here",           "--quiet", "--sensor",  "reads-low"});
+    const host::RunOptions options =
+        run_options({"--source",  "walks",       "--trajectories", "a.txt",     "--height",
+                     "5200",      "--camera-at", "-1.5,2",         "--fps",     "16",
+                     "--seconds", "2.5",         "--frames",       "9",         "--detect",
+                     "both",      "--box",       "--seed",         "7",         "--output",
+                     "here",      "--quiet",     "--sensor",       "reads-low", "--late-counts",
+                     "keep"});
+    EXPECT_EQ(options.late_counts, host::LateCounts::kKeep);
     EXPECT_EQ(options.sensor, host::Sensor::kReadsLow);
     EXPECT_EQ(options.source.height_mm->value, 5200.0);
     EXPECT_EQ(options.source.camera_at->x, -1.5);
@@ -209,6 +212,7 @@ TEST(CommandLine, SaysWhatIsWrong) {
     EXPECT_THAT(error_of({"--height", "3"}), HasSubstr("1500 to 15000"));
     EXPECT_THAT(error_of({"--detect", "radar"}), HasSubstr("both, colour and depth"));
     EXPECT_THAT(error_of({"--sensor", "sonar"}), HasSubstr("exact and reads-low"));
+    EXPECT_THAT(error_of({"--late-counts", "maybe"}), HasSubstr("drop and keep"));
     EXPECT_THAT(error_of({"--seconds", "0"}), HasSubstr("above 0"));
     EXPECT_THAT(error_of({"--frames", "-1"}), HasSubstr("whole number from 1"));
     EXPECT_THAT(error_of({"--source", "walks", "--fps", "1000"}), HasSubstr("1 to 240"));

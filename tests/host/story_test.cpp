@@ -130,8 +130,30 @@ TEST_F(Fate, OfThePersonAsAWhole) {
               "was in region till; is staff");
 }
 
+TEST(LeftOut, IsToldAsACountThatDoesNotCount) {
+    StoryBook book;
+    const auto add = [&book](const host::Payload& payload) { book.add({0, 3, 0.1, payload}); };
+    add(about(VCA_DECISION_BORN));
+    add(about(VCA_DECISION_COUNTABLE));
+    add(about(VCA_DECISION_AT_END, 0, VCA_DIR_1, 40, 5));
+    add(about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, -1, 0));
+    host::PersonCounted counted;
+    counted.track = 7;
+    counted.at_end = {VCA_LIST_LOCAL, 40, -60.0};
+    add(host::CountLeftOut{counted});
+    const std::vector<Story> stories = book.rest();
+    ASSERT_EQ(stories.size(), 1u);
+    EXPECT_EQ(story_sentence(stories[0], kNames),
+              "touched line door and went back, so that a count in direction 1 when the track "
+              "ended was left out");
+    EXPECT_EQ(step_text(stories[0].steps.back(), kNames),
+              "left out, having gone back: counted on line door in direction 1");
+}
+
 TEST(Step, SaysWhatWasDecidedAndByWhat) {
-    const auto text = [](const Decision& decision) { return step_text(decision, kNames); };
+    const auto text = [](const Decision& decision) {
+        return step_text({0, 0.0, decision}, kNames);
+    };
     EXPECT_EQ(text(about(VCA_DECISION_BORN, -1, 0, 0.95f, 0.5f)), "appeared with a score of 0.95");
     EXPECT_EQ(text(about(VCA_DECISION_COUNTABLE)), "can be counted from here on");
     EXPECT_EQ(text(about(VCA_DECISION_ENDED, -1, VCA_ENDED_LOST, 5, 4)),

@@ -18,7 +18,7 @@ class BusFunctions final : public host::BusClient {
                           std::function<TQ_MUTEX_S*()> mutex = {})
         : on_event_(std::move(on_event)), stamp_(std::move(stamp)), mutex_(std::move(mutex)) {}
 
-    void on_event(const host::Event& event) override {
+    void on_event(host::Event event) override {
         if (on_event_) on_event_(event);
     }
     host::FrameStamp stamp() override { return stamp_ ? stamp_() : host::FrameStamp{}; }
