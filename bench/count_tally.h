@@ -10,6 +10,7 @@
 #include "host/engine/sink.h"
 #include "host/score/identities.h"
 #include "host/score/metrics.h"
+#include "sim/crossings.h"
 
 // What is compared: a person over a line in a direction.
 struct Passage {
@@ -25,7 +26,9 @@ struct CountTally {
     std::int64_t truth = 0;
     std::int64_t missed = 0;
     std::int64_t extra = 0;
-    std::int64_t backwards = 0;   // of the extra ones: the person went the other way only
+    std::int64_t swaying = 0;     // of the extra ones: the person did go over the line and 0.15 m
+                                  // beyond, but not as far as the truth asks for
+    std::int64_t backwards = 0;   // of the other extra ones: the person went the other way only
     std::int64_t switches = 0;    // of tracks, as CLEAR-MOT counts them
     std::int64_t gap_frames = 0;  // between the first and the last report of a track, without one
     std::int64_t tracked_frames = 0;  // all frames between these
@@ -36,16 +39,26 @@ struct CountTally {
 };
 
 // Each true passage takes the counted one of the same line and direction nearest in time: the same
-// person's within 15 s first, then another's within 3 s, which the truth may know by a different
+// person's first, then another's within 3 s, which the truth may know by a different
 // name. What is left over is wrong; a line each goes to `cases`.
+// Passages before `from_s` count only as partners of later ones. `touches`: passages as the truth
+// would know them if it asked for less.
 CountTally compare_passages(const std::vector<Passage>& truth, const std::vector<Passage>& counted,
+                            std::vector<Passage> touches, double from_s,
                             std::vector<std::string>& cases);
+
+struct TallySetup {
+    double frames_per_second = 15.0;
+    double from_s = 0.0;  // what happens before is left out: a recording may begin with people on a
+                          // line
+    std::vector<host::CountingLine> lines;
+    double m_per_px = 0.0;  // of places on the floor
+};
 
 // Follows a run.
 class TallySink final : public host::Sink {
   public:
-    // What happens before `from_s` is left out: a recording may begin with people on a line.
-    TallySink(double frames_per_second, double from_s);
+    explicit TallySink(const TallySetup& setup);
 
     void on_frame(const host::FrameView& frame) override;
     void on_event(const host::Event& event) override;
@@ -63,12 +76,14 @@ class TallySink final : public host::Sink {
 
     void count_false_boxes(const host::PassReport& report);
 
-    const double from_s_;
+    const TallySetup setup_;
+    sim::CrossingCounter sway_;
     host::TrackingMeter tracking_;
     host::Identities identities_;
     std::vector<host::TruePerson> people_;
     std::vector<host::Event> counted_now_;
     std::vector<Passage> truth_;
+    std::vector<Passage> touches_;
     std::vector<Passage> counted_;
     std::map<int, Seen> seen_;  // by track
     std::int64_t false_boxes_ = 0;

@@ -84,14 +84,18 @@ std::string run_here(const Run& one) {
         plan.source = std::make_unique<FewerFrames>(std::move(plan.source), one.every);
         plan.source->count_truth(plan.lines);
     }
-    TallySink sink(plan.source->info().frames_per_second, one.from_s);
+    const host::SourceInfo& info = plan.source->info();
+    // The colour picture has twice the columns of the depth image.
+    TallySink sink({info.frames_per_second, one.from_s, plan.lines,
+                    info.camera.height_mm.value_or(0.0) / 1000.0 / (2.0 * info.camera.fx)});
     const std::atomic<bool> never{false};
     host::run(plan, {&sink}, never);
     std::vector<std::string> cases;
     const CountTally t = sink.tally(cases);
     std::ostringstream text;
-    text << t.truth << ' ' << t.missed << ' ' << t.extra << ' ' << t.backwards << ' ' << t.switches
-         << ' ' << t.gap_frames << ' ' << t.tracked_frames << ' ' << t.false_boxes << '\n';
+    text << t.truth << ' ' << t.missed << ' ' << t.extra << ' ' << t.swaying << ' ' << t.backwards
+         << ' ' << t.switches << ' ' << t.gap_frames << ' ' << t.tracked_frames << ' '
+         << t.false_boxes << '\n';
     for (const std::string& line : cases)
         text << line << '\n';
     return text.str();
@@ -122,11 +126,11 @@ double percent(std::int64_t hits, std::int64_t of) {
 void print_row(const std::string& name, const CountTally& t) {
     const Interval ci = wilson(t.wrong(), t.truth);
     std::printf(
-        "| %s | %lld | %lld + %lld = %lld (%.2f %%; %.2f to %.2f %%) | %lld | %lld | "
+        "| %s | %lld | %lld + %lld = %lld (%.2f %%; %.2f to %.2f %%) | %lld | %lld | %lld | "
         "%lld of %lld (%.3f %%) | %lld |\n",
         name.c_str(), static_cast<long long>(t.truth), static_cast<long long>(t.missed),
         static_cast<long long>(t.extra), static_cast<long long>(t.wrong()),
-        percent(t.wrong(), t.truth), 100 * ci.low, 100 * ci.high,
+        percent(t.wrong(), t.truth), 100 * ci.low, 100 * ci.high, static_cast<long long>(t.swaying),
         static_cast<long long>(t.backwards), static_cast<long long>(t.switches),
         static_cast<long long>(t.gap_frames), static_cast<long long>(t.tracked_frames),
         percent(t.gap_frames, t.tracked_frames), static_cast<long long>(t.false_boxes));
@@ -322,14 +326,16 @@ int main(int argc, char** argv) {
     std::vector<std::string> cases;
     Rows rows;
     std::printf(
-        "| what | true crossings | missed + extra (share; 95 %% interval) | backwards | id "
-        "switches | frames without detection | boxes on nobody |\n|---|---|---|---|---|---|---|\n");
+        "| what | true crossings | missed + extra (share; 95 %% interval) | of these swaying | "
+        "backwards | id "
+        "switches | frames without detection | boxes on nobody "
+        "|\n|---|---|---|---|---|---|---|---|\n");
     const std::vector<std::string> texts = run_in_children(works);
     for (size_t i = 0; i < runs.size(); ++i) {
         std::istringstream text(texts[i]);
         CountTally t;
-        if (!(text >> t.truth >> t.missed >> t.extra >> t.backwards >> t.switches >> t.gap_frames >>
-              t.tracked_frames >> t.false_boxes)) {
+        if (!(text >> t.truth >> t.missed >> t.extra >> t.swaying >> t.backwards >> t.switches >>
+              t.gap_frames >> t.tracked_frames >> t.false_boxes)) {
             std::printf("| %s: %s | failed: %s |\n", runs[i].row.c_str(), runs[i].name.c_str(),
                         texts[i].c_str());
             continue;

@@ -78,8 +78,8 @@ bool inside_polygon(const std::vector<Point>& polygon, const Point& p) {
     return inside;
 }
 
-CrossingCounter::CrossingCounter(std::vector<CountingLine> lines)
-    : lines_(std::move(lines)), paths_(lines_.size()) {}
+CrossingCounter::CrossingCounter(std::vector<CountingLine> lines, double depth_m)
+    : lines_(std::move(lines)), depth_m_(depth_m), paths_(lines_.size()) {}
 
 std::vector<Crossing> CrossingCounter::update(const Frame& frame) {
     std::vector<Crossing> found;
@@ -103,12 +103,12 @@ std::vector<Crossing> CrossingCounter::update(const Frame& frame) {
     return found;
 }
 
-int CrossingCounter::step_line(const CountingLine& line, Path& path, const Point& to) {
+int CrossingCounter::step_line(const CountingLine& line, Path& path, const Point& to) const {
     for (std::size_t i = 0; i + 1 < line.points.size(); ++i) {
         path.net += passes(line.points[i], line.points[i + 1], path.at, to);
     }
     const double signed_m = signed_distance(line.points, to);
-    if (std::abs(signed_m) < kCrossingDepth_m) return 0;
+    if (std::abs(signed_m) < depth_m_) return 0;
     const int side = side_of(signed_m);
     const bool over = path.side == -side && path.net == side;
     path.side = side;

@@ -35,7 +35,8 @@ bool inside_polygon(const std::vector<Point>& polygon, const Point& p);
 
 class CrossingCounter {
   public:
-    explicit CrossingCounter(std::vector<CountingLine> lines);
+    // `depth_m`: how far beyond the line both sides are reached.
+    explicit CrossingCounter(std::vector<CountingLine> lines, double depth_m = kCrossingDepth_m);
 
     // Call for every frame in order; returns the crossings completed in this frame, sorted by line,
     // then person. A person who is missing from the truth is out of view.
@@ -50,10 +51,11 @@ class CrossingCounter {
         int entered = 0;  // side of entry into the U-turn area, 0 while outside or unknown
     };
 
-    static int step_line(const CountingLine& line, Path& path, const Point& to);
+    int step_line(const CountingLine& line, Path& path, const Point& to) const;
     static int step_area(const CountingLine& line, Path& path, const Point& to);
 
     std::vector<CountingLine> lines_;
+    double depth_m_;
     std::vector<std::map<int, Path>> paths_;  // for each line, by person
 };
 
