@@ -33,6 +33,14 @@ constexpr float kBodyReach_mm = 420.0f;   // what is farther from the head is an
 constexpr float kTopArea_m2 = 0.0015f;    // surface that must reach the top, against lone pixels
 constexpr float kBorder_mm = 70.0f;       // any nearer to the border, too much of a head is cut off
 constexpr float kSecondLookScore = 0.4f;  // enough to go on with a track, not to begin one
+// Heads that touch are one summit, longer than a head alone.
+constexpr float kTwoHeads_mm = 75.0f;  // standard deviation along it
+constexpr float kTwoHeads_m2 = 0.035f;
+constexpr float kTopsDepth_mm = 200.0f;
+constexpr float kAlike_mm = 150.0f;  // between the tops of people whose heads touch
+constexpr float kTouchingSmoothing_mm = 20.0f;
+constexpr PeakRules kTouchingRules{.saddle_mm = 25.0f, .distance_mm = 140.0f};
+constexpr float kSureHead = 0.7f;
 constexpr float kTypicalShoulder = 0.13f;  // half the width of the shoulders over the height
 
 // 1 inside [full_low, full_high], falling linearly to 0 at zero_low and zero_high.
@@ -215,28 +223,6 @@ float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& ot
 
 }  // namespace
 
-namespace {
-
-// The expected head whose found one is so near to `head` that it may be both.
-std::optional<std::size_t> twin_of(const HeadPlace& head, const std::vector<ExpectedHead>& expected,
-                                   const std::vector<HeadPlace>& found,
-                                   const std::vector<int>& found_of) {
-    constexpr float kTwins_mm = 300.0f;
-    std::optional<std::size_t> nearest;
-    float least_mm = kTwins_mm;
-    for (std::size_t e = 0; e < expected.size(); ++e) {
-        if (found_of[e] < 0) continue;
-        const HeadPlace& other = found[static_cast<std::size_t>(found_of[e])];
-        const float apart_mm = std::hypot(head.x_mm - other.x_mm, head.y_mm - other.y_mm);
-        if (apart_mm >= least_mm) continue;
-        least_mm = apart_mm;
-        nearest = e;
-    }
-    return nearest;
-}
-
-}  // namespace
-
 DepthDetector::DepthDetector(const CameraModel& camera) : plan_(camera) {}
 
 const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_mm,
@@ -270,7 +256,7 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     shapes_.clear();
     detections_.clear();
     for (std::size_t i = 0; i < peaks.size(); ++i)
-        shapes_.push_back(measure(samples_[i]));
+        add_shapes(samples_[i]);
     for (const HeadShape& shape : shapes_) {
         Detection detection;
         detection.score = head_score(shape) * apart_from_taller(shape, shapes_);
@@ -293,9 +279,65 @@ void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
             const auto z_mm = static_cast<float>(depth[u]);
             samples_[static_cast<std::size_t>(label[cells[u]] - 1)].push_back(
                 {plan_.pixel_to_plan(u, v, z_mm), plan_.height_mm() - z_mm, z_mm * z_mm * pixel_m2,
-                 raw[u] == 0});
+                 raw[u] == 0, cells[u]});
         }
     }
+}
+
+// What is longer than a head may be several that touch.
+void DepthDetector::add_shapes(std::vector<HeadSample>& samples) {
+    const HeadShape whole = measure(samples);
+    if (whole.head_long_mm >= kTwoHeads_mm && whole.head_area_m2 >= kTwoHeads_m2) {
+        const std::vector<HeadShape> heads = part(samples, whole.top_mm);
+        shapes_.insert(shapes_.end(), heads.begin(), heads.end());
+        if (!heads.empty()) return;
+    }
+    shapes_.push_back(whole);
+}
+
+// The heads of people of like height who touch, from a finer look at their tops; none for one head
+// or something else.
+std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& samples, float top_mm) {
+    const float lowest_mm = top_mm - kTopsDepth_mm;
+    const int cols = plan_.surface_mm().cols;
+    cv::Rect room;
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) continue;
+        room |= cv::Rect(sample.cell % cols, sample.cell / cols, 1, 1);
+    }
+    tops_mm_.create(room.size(), CV_32F);
+    tops_mm_.setTo(lowest_mm);
+    for (const HeadSample& sample : samples) {
+        if (sample.height_mm < lowest_mm) continue;
+        const int col = sample.cell % cols;
+        const int row = sample.cell / cols;
+        tops_mm_.at<float>(row - room.y, col - room.x) = raised_mm_.at<float>(row, col);
+    }
+    const double sigma_cells = static_cast<double>(kTouchingSmoothing_mm / plan_.cell_mm());
+    cv::GaussianBlur(tops_mm_, tops_mm_, cv::Size(), sigma_cells, sigma_cells,
+                     cv::BORDER_CONSTANT | cv::BORDER_ISOLATED);
+    PeakRules rules = kTouchingRules;
+    rules.lowest_mm = lowest_mm + 30.0f;
+    rules.lowest_peak_mm = top_mm - kAlike_mm;
+    const auto& peaks = touching_finder_.find(tops_mm_, plan_.cell_mm(), rules, tops_labels_);
+    if (peaks.size() < 2) return {};
+    std::vector<std::vector<HeadSample>> parts(peaks.size());
+    for (const HeadSample& sample : samples) {
+        const int col = sample.cell % cols - room.x;
+        const int row = sample.cell / cols - room.y;
+        const auto nearest =
+            std::min_element(peaks.begin(), peaks.end(), [col, row](const Peak& a, const Peak& b) {
+                return std::hypot(a.col - col, a.row - row) < std::hypot(b.col - col, b.row - row);
+            });
+        parts[static_cast<std::size_t>(nearest - peaks.begin())].push_back(sample);
+    }
+    std::vector<HeadShape> heads;
+    for (std::vector<HeadSample>& each : parts) {
+        const HeadShape shape = measure(each);
+        if (head_score(shape) >= kSureHead) heads.push_back(shape);
+    }
+    if (heads.size() < 2) heads.clear();
+    return heads;
 }
 
 float DepthDetector::border_distance_mm(const HeadShape& shape) const {
@@ -336,26 +378,11 @@ void DepthDetector::look_again(const std::vector<ExpectedHead>& expected) {
     std::vector<HeadPlace> found;
     for (const Detection& detection : detections_)
         found.push_back(*detection.head);
-    const std::vector<int> found_of = explain_heads(expected, found);
-    const SecondLook look(plan_, clean_mm_);
-    for (std::size_t e = 0; e < expected.size(); ++e) {
-        if (found_of[e] >= 0) continue;
-        const HeadPlace& head = expected[e].at;
-        if (const std::optional<std::size_t> twin = twin_of(head, expected, found, found_of)) {
-            const auto merged = static_cast<std::size_t>(found_of[*twin]);
-            if (const auto heads = look.split(head, expected[*twin].at, found, merged)) {
-                found[merged] = heads->second;
-                set_head(detections_[merged], found[merged]);
-                found.push_back(heads->first);
-                add_seen_again({heads->first, true});
-                continue;
-            }
-        }
-        if (const std::optional<SeenAgain> seen = look.at(expected[e], found)) {
-            found.push_back(seen->head);
-            add_seen_again(*seen);
-        }
-    }
+    const SecondLookResult again = SecondLook(plan_, clean_mm_).look(expected, found);
+    for (std::size_t f = 0; f < found.size(); ++f)
+        if (again.found[f] != found[f]) set_head(detections_[f], again.found[f]);
+    for (const SeenAgain& seen : again.seen)
+        add_seen_again(seen);
 }
 
 void DepthDetector::add_seen_again(const SeenAgain& seen) {

@@ -19,6 +19,7 @@ struct HeadSample {
     float height_mm = 0.0f;
     float area_m2 = 0.0f;  // horizontal surface that the pixel covers at its depth
     bool filled = false;   // missing in the image, taken from its surroundings
+    int cell = 0;          // of the plan view
 };
 
 // What was measured on one summit of the height map.
@@ -53,6 +54,8 @@ class DepthDetector {
   private:
     void find_summits(const cv::Mat& raw_mm);
     void gather_samples(const cv::Mat& raw_mm, std::size_t summits);
+    void add_shapes(std::vector<HeadSample>& samples);
+    std::vector<HeadShape> part(const std::vector<HeadSample>& samples, float top_mm);
     float border_distance_mm(const HeadShape& shape) const;
     bool to_detection(const HeadShape& shape, Detection& detection) const;
     void set_box(const HeadPlace& head, float half_x_mm, float half_y_mm,
@@ -68,6 +71,9 @@ class DepthDetector {
     cv::Mat raised_mm_;
     cv::Mat smooth_mm_;
     cv::Mat labels_;
+    PeakFinder touching_finder_;
+    cv::Mat tops_mm_;  // of one summit
+    cv::Mat tops_labels_;
     std::vector<std::vector<HeadSample>> samples_;  // per summit
     std::vector<HeadShape> shapes_;
     std::vector<Detection> detections_;

@@ -22,7 +22,15 @@ constexpr float kGoodArea_m2 = 0.012f;    // enough to tell where the head is
 constexpr float kNearer_mm = 100.0f;      // what hides a head is nearer to the camera by this
 constexpr float kMostlyBlocked = 0.5f;
 constexpr float kLongestHidden_s = 1.0f;
-constexpr int kSplitRounds = 4;
+constexpr float kLongestMerged_s = 0.6f;  // two heads as near as one
+constexpr float kTwoHeads_m2 = 0.042f;    // a surface that is more than one head's
+constexpr float kTogether_mm = 500.0f;    // heads nearer to each other may share surfaces
+constexpr float kTwins_mm = 300.0f;       // heads nearer to each other may be found as one
+constexpr float kApart_mm = 180.0f;  // a found head nearer than this to another is between both
+constexpr int kRounds = 4;
+constexpr float kLongestLeaning_s = 1.5f;
+constexpr float kShoulder_mm = 150.0f;  // at least this far below the top of the head
+constexpr float kShoulderReach_mm = 250.0f;
 
 float distance_mm(const HeadPlace& head, float x_mm, float y_mm) {
     return std::hypot(head.x_mm - x_mm, head.y_mm - y_mm);
@@ -30,20 +38,6 @@ float distance_mm(const HeadPlace& head, float x_mm, float y_mm) {
 
 float distance_mm(const HeadPlace& a, const HeadPlace& b) {
     return distance_mm(a, b.x_mm, b.y_mm);
-}
-
-bool nearer_to_another(const PlanPoint& at, const HeadPlace& head,
-                       const std::vector<HeadPlace>& found) {
-    const float own_mm = distance_mm(head, at.x_mm, at.y_mm);
-    return std::any_of(found.begin(), found.end(), [&](const HeadPlace& other) {
-        return distance_mm(other, at.x_mm, at.y_mm) < own_mm;
-    });
-}
-
-bool is_taken(const HeadPlace& head, const std::vector<HeadPlace>& found) {
-    return std::any_of(found.begin(), found.end(), [&](const HeadPlace& other) {
-        return distance_mm(head, other) < kLeastApart_mm;
-    });
 }
 
 }  // namespace
@@ -110,16 +104,6 @@ void SecondLook::visit_surface(const HeadPlace& head, Visit visit) const {
     }
 }
 
-SecondLook::Patch SecondLook::patch_at(const HeadPlace& head,
-                                       const std::vector<HeadPlace>& found) const {
-    Patch patch;
-    visit_surface(head, [&](const Sample& sample) {
-        if (!nearer_to_another(sample.at, head, found)) patch.add(sample);
-    });
-    patch.settle();
-    return patch;
-}
-
 float SecondLook::blocked(const HeadPlace& head) const {
     constexpr float kHeadHalf_mm = 100.0f;
     const float lens_to_top_mm = std::max(plan_.height_mm() - head.top_mm, 100.0f);
@@ -140,55 +124,132 @@ float SecondLook::blocked(const HeadPlace& head) const {
     return looked > 0 ? static_cast<float>(hidden) / static_cast<float>(looked) : 0.0f;
 }
 
-std::optional<SeenAgain> SecondLook::at(const ExpectedHead& expected,
-                                        const std::vector<HeadPlace>& found) const {
-    const Patch patch = patch_at(expected.at, found);
-    const HeadPlace seen{patch.x_mm, patch.y_mm, expected.at.top_mm};
-    const bool as_tall = patch.top_mm > expected.at.top_mm - kNod_mm;
-    if (patch.area_m2 >= kGoodArea_m2 && as_tall && !is_taken(seen, found))
-        return SeenAgain{seen, true};
-    if (expected.unseen_s > kLongestHidden_s || is_taken(expected.at, found)) return std::nullopt;
-    if ((patch.area_m2 >= kLeastArea_m2 && as_tall) || blocked(expected.at) >= kMostlyBlocked)
-        return SeenAgain{expected.at, false};
+// The expected heads that nobody was found for, and the found heads near them, each where it was
+// expected: a found one may be two that stand together.
+std::vector<SecondLook::Share> SecondLook::shares_of(const std::vector<ExpectedHead>& expected,
+                                                     const std::vector<HeadPlace>& found) const {
+    const std::vector<int> found_of = explain_heads(expected, found);
+    std::vector<Share> shares;
+    for (std::size_t e = 0; e < expected.size(); ++e)
+        if (found_of[e] < 0) shares.push_back({expected[e].at, -1, static_cast<int>(e), {}});
+    const std::size_t missing = shares.size();
+    for (std::size_t f = 0; f < found.size(); ++f) {
+        const bool near = std::any_of(
+            shares.begin(), shares.begin() + static_cast<std::ptrdiff_t>(missing),
+            [&](const Share& share) { return distance_mm(share.head, found[f]) < kTogether_mm; });
+        if (near) shares.push_back({found[f], static_cast<int>(f), -1, {}});
+    }
+    for (std::size_t e = 0; e < expected.size(); ++e) {
+        for (Share& share : shares)
+            if (share.found >= 0 && share.found == found_of[e]) share.head = expected[e].at;
+    }
+    return shares;
+}
+
+std::vector<SecondLook::Sample> SecondLook::surfaces_of(const std::vector<Share>& shares) const {
+    std::vector<Sample> samples;
+    for (std::size_t i = 0; i < shares.size(); ++i) {
+        visit_surface(shares[i].head, [&](const Sample& sample) {
+            // What lies within reach of several comes from the first.
+            for (std::size_t k = 0; k < i; ++k)
+                if (distance_mm(shares[k].head, sample.at.x_mm, sample.at.y_mm) <= kReach_mm)
+                    return;
+            samples.push_back(sample);
+        });
+    }
+    return samples;
+}
+
+// As many means as there are heads, from where these are expected (Lloyd, Least Squares
+// Quantization in PCM, 1982).
+void SecondLook::share_out(std::vector<Share>& shares) const {
+    const std::vector<Sample> samples = surfaces_of(shares);
+    for (int round = 0; round < kRounds; ++round) {
+        for (Share& share : shares)
+            share.patch = {};
+        for (const Sample& sample : samples) {
+            Share* nearest = nullptr;
+            float least_mm = kReach_mm + 1.0f;
+            for (Share& share : shares) {
+                const float apart_mm = distance_mm(share.head, sample.at.x_mm, sample.at.y_mm);
+                if (apart_mm >= least_mm) continue;
+                least_mm = apart_mm;
+                nearest = &share;
+            }
+            if (nearest != nullptr) nearest->patch.add(sample);
+        }
+        for (Share& share : shares) {
+            share.patch.settle();
+            if (share.patch.area_m2 < kGoodArea_m2) continue;
+            share.head.x_mm = share.patch.x_mm;
+            share.head.y_mm = share.patch.y_mm;
+        }
+    }
+}
+
+// A shoulder keeps its place beside a taller head; a person who stands as near soon stands out.
+bool SecondLook::leans_on(const Share& share, const std::vector<Share>& others) {
+    return std::any_of(others.begin(), others.end(), [&](const Share& other) {
+        return other.found >= 0 && other.head.top_mm > share.head.top_mm + kShoulder_mm &&
+               distance_mm(share.head, other.head) < kShoulderReach_mm;
+    });
+}
+
+// The head that is known to be where another is thought to be.
+const SecondLook::Share* SecondLook::taker_of(const HeadPlace& head, const Share& share,
+                                              const std::vector<Share>& others) {
+    const auto taker = std::find_if(others.begin(), others.end(), [&](const Share& other) {
+        const bool sure = other.found >= 0 || other.patch.area_m2 >= kGoodArea_m2;
+        return &other != &share && sure && distance_mm(head, other.head) < kLeastApart_mm;
+    });
+    return taker == others.end() ? nullptr : &*taker;
+}
+
+std::optional<SeenAgain> SecondLook::judge(const Share& share, const ExpectedHead& expected,
+                                           const std::vector<Share>& others) const {
+    if (expected.unfound_s > kLongestLeaning_s && leans_on(share, others)) return std::nullopt;
+    const bool as_tall = share.patch.top_mm > expected.at.top_mm - kNod_mm;
+    if (share.patch.area_m2 >= kGoodArea_m2 && as_tall &&
+        taker_of(share.head, share, others) == nullptr)
+        return SeenAgain{share.head, true};
+    const SeenAgain hidden{expected.at, false};
+    if (const Share* const taker = taker_of(expected.at, share, others)) {
+        const bool both = share.patch.area_m2 + taker->patch.area_m2 >= kTwoHeads_m2;
+        return both && expected.unseen_s <= kLongestMerged_s ? std::optional(hidden) : std::nullopt;
+    }
+    if (expected.unseen_s > kLongestHidden_s) return std::nullopt;
+    if ((share.patch.area_m2 >= kLeastArea_m2 && as_tall) || blocked(expected.at) >= kMostlyBlocked)
+        return hidden;
     return std::nullopt;
 }
 
-// Two means on the surfaces of both heads, from where they are expected (Lloyd, Least Squares
-// Quantization in PCM, 1982). One head splits into halves that are too near to each other.
-std::optional<std::pair<HeadPlace, HeadPlace>> SecondLook::split(
-    const HeadPlace& one, const HeadPlace& other, const std::vector<HeadPlace>& found,
-    std::size_t merged) const {
-    std::vector<HeadPlace> others = found;
-    others.erase(others.begin() + static_cast<std::ptrdiff_t>(merged));
-    std::vector<Sample> samples;
-    const auto keep = [&](const HeadPlace& own, const HeadPlace& twin, bool first) {
-        visit_surface(own, [&](const Sample& sample) {
-            if (nearer_to_another(sample.at, own, others)) return;
-            // What lies within reach of both comes from the first.
-            if (!first && distance_mm(twin, sample.at.x_mm, sample.at.y_mm) <= kReach_mm) return;
-            samples.push_back(sample);
-        });
-    };
-    keep(one, other, true);
-    keep(other, one, false);
-    HeadPlace a = one;
-    HeadPlace b = other;
-    Patch of_a, of_b;
-    for (int round = 0; round < kSplitRounds; ++round) {
-        of_a = of_b = {};
-        for (const Sample& sample : samples) {
-            const bool to_a = distance_mm(a, sample.at.x_mm, sample.at.y_mm) <
-                              distance_mm(b, sample.at.x_mm, sample.at.y_mm);
-            (to_a ? of_a : of_b).add(sample);
-        }
-        of_a.settle();
-        of_b.settle();
-        if (std::min(of_a.area_m2, of_b.area_m2) < kGoodArea_m2) return std::nullopt;
-        a.x_mm = of_a.x_mm, a.y_mm = of_a.y_mm;
-        b.x_mm = of_b.x_mm, b.y_mm = of_b.y_mm;
+// Found heads that had been taken for one move apart from those who are seen beside them.
+void SecondLook::move_apart(const Share& seen, const std::vector<Share>& shares,
+                            std::vector<HeadPlace>& found) {
+    for (const Share& other : shares) {
+        if (other.found < 0 || other.patch.area_m2 < kGoodArea_m2) continue;
+        HeadPlace& head = found[static_cast<std::size_t>(other.found)];
+        if (distance_mm(seen.head, other.head) > kTwins_mm ||
+            distance_mm(seen.head, head) >= kApart_mm)
+            continue;
+        head.x_mm = other.head.x_mm;
+        head.y_mm = other.head.y_mm;
     }
-    if (distance_mm(a, b) < kLeastApart_mm) return std::nullopt;
-    return std::pair{a, b};
+}
+
+SecondLookResult SecondLook::look(const std::vector<ExpectedHead>& expected,
+                                  const std::vector<HeadPlace>& found) const {
+    SecondLookResult result{{}, found};
+    std::vector<Share> shares = shares_of(expected, found);
+    share_out(shares);
+    for (const Share& share : shares) {
+        if (share.expected < 0) continue;
+        const auto seen = judge(share, expected[static_cast<std::size_t>(share.expected)], shares);
+        if (!seen) continue;
+        result.seen.push_back(*seen);
+        if (seen->head_seen) move_apart(share, shares, result.found);
+    }
+    return result;
 }
 
 }  // namespace host

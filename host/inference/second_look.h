@@ -1,10 +1,8 @@
 // A second look for heads where they are expected and were not found.
 #pragma once
 
-#include <cstddef>
 #include <opencv2/core.hpp>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "host/base/head_place.h"
@@ -21,23 +19,22 @@ struct SeenAgain {
     bool head_seen = true;  // false: hidden behind something nearer to the camera
 };
 
+// What a second look found.
+struct SecondLookResult {
+    std::vector<SeenAgain> seen;   // in addition to the found heads
+    std::vector<HeadPlace> found;  // the found heads, apart from those who had been taken for one
+};
+
 class SecondLook {
   public:
     // Both must outlive it. `depth_mm`: CV_16U, without holes as far as they could be filled.
     SecondLook(const PlanView& plan, const cv::Mat& depth_mm) : plan_(plan), depth_mm_(depth_mm) {}
 
-    // The head, if something of its height still stands there that is not one of `found`, or if
-    // something taller stands before it; empty when the place is free, or when nothing of the head
-    // has been seen for too long.
-    std::optional<SeenAgain> at(const ExpectedHead& expected,
-                                const std::vector<HeadPlace>& found) const;
-
-    // Two heads where two are expected side by side and only `found[merged]` was found between
-    // them; empty when what is there is one head.
-    std::optional<std::pair<HeadPlace, HeadPlace>> split(const HeadPlace& one,
-                                                         const HeadPlace& other,
-                                                         const std::vector<HeadPlace>& found,
-                                                         std::size_t merged) const;
+    // Whoever is expected but was not found is seen again where a surface of the head's height
+    // is left for them: all heads that stand together share the surfaces around them. Somebody of
+    // whom too little shows may be hidden, for a while, behind something nearer to the camera.
+    SecondLookResult look(const std::vector<ExpectedHead>& expected,
+                          const std::vector<HeadPlace>& found) const;
 
   private:
     struct Sample {
@@ -56,10 +53,28 @@ class SecondLook {
         void settle();  // after the last sample
     };
 
+    // One of the heads that stand together.
+    struct Share {
+        HeadPlace head;
+        int found = -1;     // which found head, or
+        int expected = -1;  // which expected head nobody was found for
+        Patch patch;
+    };
+
     // Calls visit(sample) for the surfaces of the depth of a head around a place.
     template <typename Visit>
     void visit_surface(const HeadPlace& head, Visit visit) const;
-    Patch patch_at(const HeadPlace& head, const std::vector<HeadPlace>& found) const;
+    std::vector<Share> shares_of(const std::vector<ExpectedHead>& expected,
+                                 const std::vector<HeadPlace>& found) const;
+    std::vector<Sample> surfaces_of(const std::vector<Share>& shares) const;
+    void share_out(std::vector<Share>& shares) const;
+    static const Share* taker_of(const HeadPlace& head, const Share& share,
+                                 const std::vector<Share>& others);
+    static void move_apart(const Share& seen, const std::vector<Share>& shares,
+                           std::vector<HeadPlace>& found);
+    static bool leans_on(const Share& share, const std::vector<Share>& others);
+    std::optional<SeenAgain> judge(const Share& share, const ExpectedHead& expected,
+                                   const std::vector<Share>& others) const;
     // Share of the head's place that something nearer to the camera hides.
     float blocked(const HeadPlace& head) const;
 

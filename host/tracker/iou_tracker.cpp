@@ -31,7 +31,7 @@ constexpr float kFarthest_mm = 800.0f;
 constexpr float kPace_s = 0.15f;
 constexpr float kCoasting_s = 0.6f;
 constexpr float kHeightReach_mm = 400.0f;
-constexpr float kConfirm_s = 0.19f;  // at few frames a second two matches this far apart are enough
+constexpr float kConfirm_s = 0.12f;  // at few frames a second two matches this far apart are enough
 constexpr int kLeastHits = 2;
 constexpr float kLongestInterval_s = 1.0f;
 constexpr float kLongestLost_s = 0.9f;
@@ -108,6 +108,7 @@ void IouTracker::predict() {
         target.input = -1;
         target.followed_s += interval_s_;
         target.unseen_s += interval_s_;
+        target.unfound_s += interval_s_;
         if (target.head) {
             if (target.lost > 0 || target.unseen_s > 1.5f * interval_s_) {
                 const float keep = std::exp(-interval_s_ / kCoasting_s);
@@ -239,6 +240,7 @@ void IouTracker::take_head(Target& target, const Input& input) const {
     }
     target.head = input.head;
     if (input.head_seen) target.unseen_s = 0.0f;
+    if (input.object.score >= hi_) target.unfound_s = 0.0f;
 }
 
 void IouTracker::drop_lost() {
@@ -279,7 +281,7 @@ std::vector<ExpectedHead> IouTracker::expected_heads() const {
         HeadPlace at = *target.head;
         at.x_mm += target.head_vx * interval_s_;
         at.y_mm += target.head_vy * interval_s_;
-        heads.push_back({at, target.unseen_s});
+        heads.push_back({at, target.unseen_s, target.unfound_s});
     }
     return heads;
 }

@@ -75,6 +75,7 @@ class IouTracker {
         float head_vx = 0.0f;           // mm/s
         float head_vy = 0.0f;
         float unseen_s = 0.0f;    // since the head itself was seen
+        float unfound_s = 0.0f;   // since a sure detection
         float followed_s = 0.0f;  // since the first match
         int hits = 0;             // matches in a row
         int age = 0;              // matches in total

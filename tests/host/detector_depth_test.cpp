@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -86,6 +87,24 @@ TEST(DepthDetector, TwoSideBySideAreTwo) {
         EXPECT_EQ(boxes.size(), 2u) << camera_height;
         EXPECT_TRUE(any_at(boxes, scene, -250.0f, 100.0f, 1750.0f)) << camera_height;
         EXPECT_TRUE(any_at(boxes, scene, 250.0f, 120.0f, 1650.0f)) << camera_height;
+    }
+}
+
+TEST(DepthDetector, HeadsThatTouchAreFoundOneByOne) {
+    for (const float camera_height : {3000.0f, 4000.0f, 6000.0f}) {
+        Scene scene(camera_height);
+        scene.person(-200.0f, 300.0f, 1720.0f, true);
+        scene.person(0.0f, 300.0f, 1700.0f, true);
+        scene.person(210.0f, 310.0f, 1740.0f, true);
+        scene.render(8.0f, 50);
+        const auto boxes = scene.detect();
+        EXPECT_EQ(boxes.size(), 3u) << camera_height;
+        for (const float x : {-200.0f, 0.0f, 210.0f}) {
+            EXPECT_TRUE(std::any_of(
+                boxes.begin(), boxes.end(),
+                [x](const Detection& box) { return std::fabs(box.head->x_mm - x) < 35.0f; }))
+                << x << " at " << camera_height;
+        }
     }
 }
 
@@ -237,16 +256,41 @@ std::vector<Detection> seen_again(Scene& scene, const std::vector<host::Expected
     return detector.detect(scene.render(8.0f, 50).data(), host::kDepthWidth, expected);
 }
 
-TEST(SecondLook, TwoHeadsThatTouchAreTwoOnlyWhereTwoAreExpected) {
+TEST(SecondLook, TwoHeadsAsOneAreTwoWhereTwoAreExpected) {
     Scene scene(4000.0f);
-    scene.person(-95.0f, 300.0f, 1700.0f, true);
-    scene.person(95.0f, 300.0f, 1700.0f, true);
-    ASSERT_EQ(seen_again(scene, {}).size(), 1u);
+    scene.person(-80.0f, 300.0f, 1700.0f, true);
+    scene.person(80.0f, 300.0f, 1700.0f, true);
     const auto boxes =
-        seen_again(scene, {{{-80.0f, 310.0f, 1700.0f}, 0.1f}, {{110.0f, 290.0f, 1700.0f}, 0.1f}});
+        seen_again(scene, {{{-70.0f, 310.0f, 1700.0f}, 0.1f}, {{90.0f, 290.0f, 1700.0f}, 0.1f}});
     ASSERT_EQ(boxes.size(), 2u);
     const float apart = std::fabs(boxes[0].head->x_mm - boxes[1].head->x_mm);
-    EXPECT_NEAR(apart, 190.0f, 40.0f);
+    EXPECT_NEAR(apart, 160.0f, 40.0f);
+}
+
+TEST(SecondLook, ThreeInARowStayThree) {
+    for (const float apart : {180.0f, 220.0f}) {
+        Scene scene(4000.0f);
+        std::vector<host::ExpectedHead> expected;
+        for (const float y : {-apart, 0.0f, apart}) {
+            scene.person(100.0f, y, 1700.0f, false);
+            expected.push_back({{110.0f, y + 20.0f, 1700.0f}, 0.1f});
+        }
+        const auto boxes = seen_again(scene, expected);
+        ASSERT_EQ(boxes.size(), 3u) << apart;
+        for (const host::ExpectedHead& head : expected) {
+            EXPECT_TRUE(std::any_of(boxes.begin(), boxes.end(), [&](const Detection& box) {
+                return std::hypot(box.head->x_mm - 100.0f, box.head->y_mm - head.at.y_mm + 20.0f) <
+                       40.0f;
+            })) << head.at.y_mm;
+        }
+    }
+}
+
+TEST(SecondLook, AShoulderIsNobodyForLong) {
+    Scene scene(4000.0f);
+    scene.person(300.0f, 0.0f, 1800.0f, true);
+    const host::HeadPlace shoulder{300.0f, 180.0f, 1500.0f};
+    EXPECT_EQ(seen_again(scene, {{shoulder, 0.0f, 2.0f}}).size(), 1u);
 }
 
 TEST(SecondLook, OnePersonIsNeverTwo) {
