@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 #include "host/base/picture.h"
@@ -78,7 +77,7 @@ void LateCountFilter::check(Event& event) {
                        counted->direction == VCA_DIR_1 ? past_px : -past_px};
     ends_.erase(end);
     if (is_late(*counted->at_end) && late_counts_ == LateCounts::kDrop)
-        event.payload = CountLeftOut{std::move(*counted)};
+        event.payload = CountLeftOut{*counted};
 }
 
 }  // namespace host
