@@ -33,6 +33,15 @@ struct Box {
     int h = 0;
 };
 
+// How crooked a camera hangs, by the right-hand rule about the axes of its picture: x to the right,
+// y down, z away from the camera. Roll turns it about y, so that with a positive one it looks
+// towards the picture's right edge; pitch then about x, so that with a positive one it looks
+// towards the upper edge.
+struct Tilt {
+    double roll_deg = 0.0;  // -20 to 20
+    double pitch_deg = 0.0;
+};
+
 struct Camera {
     double height_m = 3.0;  // above the floor
     double focal_px = kDefaultFocalPx;

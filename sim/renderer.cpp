@@ -56,10 +56,20 @@ int noise_start(std::uint64_t seed, std::int64_t index, int row) {
 
 }  // namespace
 
-Renderer::Renderer(const Camera& camera, std::uint64_t seed) : camera_(camera), seed_(seed) {
+Renderer::Renderer(const Camera& camera, const Turn& turn, std::uint64_t seed)
+    : camera_(camera), turn_(turn), seed_(seed) {
     make_floor();
     make_noise();
     planes_ = floor_;
+}
+
+Renderer::FloorPlace Renderer::floor_at(int u, int v) const {
+    if (turn_.is_level()) return {camera_.unproject(u, v), 1.0};
+    const Vec3 ray = turn_.back({static_cast<float>((u - kCentreU) / camera_.focal_px),
+                                 static_cast<float>((v - kCentreV) / camera_.focal_px), 1.0f});
+    const double down = ray[2];
+    const double scale = camera_.height_m / down;
+    return {{scale * ray[0], scale * ray[1]}, down};
 }
 
 void Renderer::make_floor() {
@@ -80,10 +90,10 @@ void Renderer::make_floor() {
     const double warmth = rng.uniform(-4.0, 16.0);
     for (int v = 0; v < kColourHeight; ++v) {
         for (int u = 0; u < kColourWidth; ++u) {
-            const Point p = camera_.unproject(u, v);
+            const auto [p, down] = floor_at(u, v);
             const double wave = 0.003 * value_noise(p.x_m * 0.9 + 40.0, p.y_m * 0.9 + 40.0, seed_);
-            floor_z_[pixel_at(u, v)] =
-                static_cast<float>(camera_.height_m + tilt_x * p.x_m + tilt_y * p.y_m + wave);
+            floor_z_[pixel_at(u, v)] = static_cast<float>(
+                (camera_.height_m + tilt_x * p.x_m + tilt_y * p.y_m + wave) / down);
             const double tx = p.x_m / tile_m + shift_x;
             const double ty = p.y_m / tile_m + shift_y;
             const double ex = std::abs(tx - std::floor(tx) - 0.5);
@@ -154,7 +164,9 @@ void Renderer::render(const Model& model, const std::vector<Pose>& people, bool 
 void Renderer::cast_shadow(const Point& at) {
     constexpr double kRadius_m = 0.55;
     constexpr float kStrength = 0.38f;
-    const Pixel centre = camera_.project(at.x_m, at.y_m, 0.0);
+    const std::optional<Pixel> shown = turn_.pixel(camera_, camera_.project(at.x_m, at.y_m, 0.0));
+    if (!shown) return;
+    const Pixel centre = *shown;
     const double radius = kRadius_m * camera_.focal_px / camera_.height_m;
     if (centre.u < -radius || centre.u > kColourWidth + radius) return;
     if (centre.v < -radius || centre.v > kColourHeight + radius) return;

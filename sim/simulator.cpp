@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "sim/renderer.h"
+#include "sim/tilt.h"
 #include "sim/world.h"
 
 namespace sim {
@@ -30,7 +32,7 @@ Rect box_about(const Pixel& middle, const Camera& camera, Pose pose) {
     return {u - half_w, v - half_h, u + half_w, v + half_h};
 }
 
-PersonTruth truth_of(const Camera& camera, const Pose& pose) {
+PersonTruth truth_of(const Camera& camera, const Turn& turn, const Pose& pose) {
     PersonTruth t;
     t.id = pose.id;
     t.x_m = pose.x_m;
@@ -40,7 +42,8 @@ PersonTruth truth_of(const Camera& camera, const Pose& pose) {
     t.head_u = head.u;
     t.head_v = head.v;
     t.box = clipped(box_about(head, camera, pose));
-    t.in_view = in_image(head);
+    const std::optional<Pixel> shown = turn.pixel(camera, head);
+    t.in_view = in_image(head) && shown && in_image(*shown);
     t.staff = pose.look.vest != Vest::kNone;
     return t;
 }
@@ -65,11 +68,27 @@ bool leaves_trace(const Outline& outline) {
 }  // namespace
 
 Simulator::Simulator(SceneInfo info, std::unique_ptr<World> world, std::uint64_t seed)
-    : info_(std::move(info)), seed_(seed), world_(std::move(world)) {}
+    : info_(std::move(info)),
+      seed_(seed),
+      world_(std::move(world)),
+      turn_(std::make_unique<Turn>(Tilt{})) {}
 
 Simulator::~Simulator() = default;
 Simulator::Simulator(Simulator&&) noexcept = default;
 Simulator& Simulator::operator=(Simulator&&) noexcept = default;
+
+void Simulator::tilt(const Tilt& tilt) {
+    constexpr double kMost_deg = 20.0;
+    for (const double angle : {tilt.roll_deg, tilt.pitch_deg}) {
+        if (!(std::abs(angle) <= kMost_deg))
+            throw std::invalid_argument("a camera can hang crooked by at most 20 degrees each way");
+    }
+    *turn_ = Turn(tilt);
+}
+
+std::optional<Pixel> Simulator::shown_at(const Pixel& level) const {
+    return turn_->pixel(info_.camera, level);
+}
 
 bool Simulator::next(Frame& frame) {
     return produce(frame, true);
@@ -98,16 +117,21 @@ bool Simulator::produce(Frame& frame, bool images) {
     std::vector<Outline> outlines;
     for (const Pose& pose : people)
         outlines.push_back(add_person(info_.camera, pose, model));
+    if (images && !turn_->is_level()) model = (*turn_)(info_.camera, model);
     if (images) {
-        if (!renderer_) renderer_ = std::make_unique<Renderer>(info_.camera, seed_);
+        if (!renderer_) renderer_ = std::make_unique<Renderer>(info_.camera, *turn_, seed_);
         renderer_->render(model, people, with_bgr_, frame);
     }
     frame.truth.clear();
     for (std::size_t i = 0; i < people.size(); ++i) {
-        PersonTruth t = truth_of(info_.camera, people[i]);
+        PersonTruth t = truth_of(info_.camera, *turn_, people[i]);
         t.site = on_site[i];
         if (!leaves_trace(outlines[i]) && !info_.place) continue;
-        if (images) t.visible = renderer_->visible_share(model, outlines[i]);
+        if (images) {
+            const Outline shown =
+                turn_->is_level() ? outlines[i] : Turn::outline(outlines[i], model);
+            t.visible = renderer_->visible_share(model, shown);
+        }
         frame.truth.push_back(t);
     }
     return true;

@@ -24,7 +24,7 @@ struct PersonTruth {
     double head_v = 0.0;
     Box box;               // as large as head and shoulders are straight below the camera, with the
                            // head's top in the middle, hidden parts included; clipped
-    bool in_view = false;  // the head top is inside the image
+    bool in_view = false;  // the head top is inside the image, also that of a crooked camera
     bool staff = false;    // wears the staff vest
     double visible = -1.0;  // share of the head-and-shoulder pixels inside the image that are
                             // unobstructed, 0 to 1; -1 when the frame was not rendered
@@ -56,7 +56,7 @@ struct CountingRegion {
 struct SceneInfo {
     std::string name;
     std::string description;  // one line
-    Camera camera;
+    Camera camera;            // as if it hung level
     double fps = 15.0;
     double duration_s = 60.0;
     std::vector<CountingLine> lines;
@@ -85,6 +85,7 @@ struct TrajectoryOptions {
 
 class World;
 class Renderer;
+class Turn;
 
 class Simulator {
   public:
@@ -98,6 +99,14 @@ class Simulator {
     // Renders the next frame. False at the end of the scene; the frame is then unchanged.
     bool next(Frame& frame);
 
+    // Before the first frame: makes the camera hang crooked. Only what is rendered changes; truth,
+    // lines and info().camera stay those of a level camera at the same place. Throws
+    // std::invalid_argument beyond 20 degrees either way.
+    void tilt(const Tilt& tilt);
+
+    // Where the pictures show what a level camera's show at a pixel; empty where they cannot.
+    std::optional<Pixel> shown_at(const Pixel& level) const;
+
     // From now on frames are rendered without their bgr image, for callers that only read nv12.
     void leave_out_bgr() { with_bgr_ = false; }
 
@@ -110,6 +119,7 @@ class Simulator {
     SceneInfo info_;
     std::uint64_t seed_;  // of floor and noise
     std::unique_ptr<World> world_;
+    std::unique_ptr<Turn> turn_;
     std::unique_ptr<Renderer> renderer_;  // made at the first rendered frame
     std::int64_t next_index_ = 0;
     bool with_bgr_ = true;
