@@ -272,6 +272,39 @@ void add_scenes(const Settings& settings, std::vector<Run>& runs) {
     }
 }
 
+// The scenes under a camera that hangs crooked to one side, towards the upper edge, and both.
+void add_crooked(const Settings&, std::vector<Run>& runs) {
+    struct Hanging {
+        const char* row;
+        host::Tilt tilt;
+    };
+    constexpr double kBoth = 0.707;  // of each, so that the whole is the same
+    std::vector<Hanging> all{{"crooked 0", {}}};
+    for (const auto& [row, angle] :
+         {std::pair{"crooked 5", 5.0}, {"crooked 10", 10.0}, {"crooked 15", 15.0}}) {
+        all.push_back({row, {angle, 0.0}});
+        all.push_back({row, {0.0, angle}});
+        all.push_back({row, {kBoth * angle, kBoth * angle}});
+    }
+    for (const Hanging& hanging : all) {
+        for (const std::string& scene : sim::scene_names()) {
+            for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+                Run run;
+                run.row = hanging.row;
+                char name[120];
+                std::snprintf(name, sizeof name, "%s, seed %d, roll %.0f, pitch %.0f",
+                              scene.c_str(), static_cast<int>(seed), hanging.tilt.roll_deg,
+                              hanging.tilt.pitch_deg);
+                run.name = name;
+                run.options.source.scene = scene;
+                run.options.source.seed = seed;
+                run.options.source.camera_tilt = hanging.tilt;
+                runs.push_back(std::move(run));
+            }
+        }
+    }
+}
+
 std::vector<Run> all_runs(const Settings& settings) {
     std::vector<Run> runs;
     Walks walks(settings, runs);
@@ -280,6 +313,7 @@ std::vector<Run> all_runs(const Settings& settings) {
     add_ending(walks);
     add_slow(walks);
     add_scenes(settings, runs);
+    add_crooked(settings, runs);
     return runs;
 }
 

@@ -180,12 +180,16 @@ class FirstFrames final : public FrameFeed {
     int left_;
 };
 
+std::unique_ptr<FrameSource> open_levelled(const RunOptions& options) {
+    return level_source(open_source(options.source), options.tilt);
+}
+
 // Lets the library measure its distance to the floor several times, spread over the source, which
 // is opened only for this.
 double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
-    trial.source = open_source(plan.options.source);
+    trial.source = open_levelled(plan.options);
     const StandardOutput nowhere("/dev/null");  // for what the library prints
     Session session(to_setup(trial, kUnmeasuredHeight_mm), {});
     std::vector<double> measured;
@@ -331,7 +335,7 @@ void stretch_scene(RunPlan& plan) {
     const double asked_s = static_cast<double>(*plan.options.frames) / info.frames_per_second;
     if (asked_s <= info.duration_s) return;
     plan.options.source.seconds = asked_s;
-    plan.source = open_source(plan.options.source);
+    plan.source = open_levelled(plan.options);
 }
 
 // A source that cannot last as long as was asked for.
@@ -349,7 +353,7 @@ RunPlan prepare_run(const RunOptions& options) {
     RunPlan plan;
     plan.options = options;
     plan.options.source.seconds = options.seconds;
-    plan.source = open_source(plan.options.source);
+    plan.source = open_levelled(plan.options);
     stretch_scene(plan);
     plan.output = options.output;
     const SourceInfo& info = plan.source->info();
@@ -426,6 +430,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     if (link) facts.link = link->figures();
     if (plan.pace != nullptr) facts.pace = plan.pace->figures();
     facts.warnings = warnings_of(plan);
+    facts.source = plan.source->info();  // the tilt was found in the first frames
     facts.timings = timing.timings();
     facts.scene_s = static_cast<double>(facts.timings.frames) / facts.source.frames_per_second;
     if (frames.end() == RunFrames::End::kSource) {

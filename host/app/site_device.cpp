@@ -46,7 +46,7 @@ RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& o
     plan.options.frames = options.frames;
     plan.options.seconds = options.seconds;
     if (!options.seconds && !options.frames) plan.options.seconds = site.seconds;
-    plan.source = open_site_view(view_setup(site, device));
+    plan.source = level_source(open_site_view(view_setup(site, device)), plan.options.tilt);
     plan.config = device_config(site, device, role);
     if (options.alone) {
         plan.lines = own_lines(site, device);

@@ -172,7 +172,7 @@ class DepthFolder final : public FrameSource {
                                false,
                                {},
                                false});
-        far_mm_ = options.height_mm.value_or(camera.height_mm.value_or(4000.0)).value * 1.1;
+        info_.black_mm = options.height_mm.value_or(camera.height_mm.value_or(4000.0)).value * 1.1;
     }
 
     bool next(SourceFrame& frame) override {
@@ -180,7 +180,7 @@ class DepthFolder final : public FrameSource {
         NumberedFile& file = files_[position_];
         read_pixels(file);
         resample_depth(pixels_.data(), camera_.width, camera_.height, frame.planes.raw_mm);
-        render_grey(frame.planes.raw_mm, far_mm_, frame.planes.depth_nv12,
+        render_grey(frame.planes.raw_mm, info_.black_mm, frame.planes.depth_nv12,
                     frame.planes.colour_nv12);
         frame.planes.blank = false;
         frame.number = file.number;
@@ -258,7 +258,6 @@ class DepthFolder final : public FrameSource {
     std::size_t unreadable_ = 0;
     std::string first_fault_;
     RecordingFit fit_;
-    double far_mm_ = 0.0;  // distance that is drawn black
     std::size_t position_ = 0;
     std::vector<std::uint16_t> pixels_;
 };

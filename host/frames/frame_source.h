@@ -55,8 +55,11 @@ struct SourceInfo {
     bool group_counting = false;
     bool crowded = false;  // too dense to be counted without errors
     bool has_truth = false;
-    bool has_colour = false;  // the colour image shows more than the depth does
-    int user_width = 960;     // size of the picture in which a user gives points
+    bool has_colour = false;   // the colour image shows more than the depth does
+    double black_mm = 0.0;     // distance that the depth image draws black
+    std::optional<Tilt> tilt;  // of the camera, once it has been found or set
+    bool levelled = false;     // the frames were turned by it to those of a level camera
+    int user_width = 960;      // size of the picture in which a user gives points
     int user_height = 544;
 };
 
@@ -71,6 +74,7 @@ struct SourceOptions {
     std::optional<PicturePoint> camera_at;    // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
     std::optional<double> seconds;  // length of a run; scenes last that long if it is longer
+    Tilt camera_tilt;               // of a simulated camera
     bool foot_point = true;         // positions are on the floor, else at head height
 };
 

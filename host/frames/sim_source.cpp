@@ -22,9 +22,11 @@ constexpr double kMostlySeen = 0.5;  // share of head and shoulders that nothing
 
 class SimSource final : public FrameSource {
   public:
-    SimSource(sim::Simulator simulator, std::string kind, std::string name, bool foot_point)
+    SimSource(sim::Simulator simulator, std::string kind, std::string name,
+              const SourceOptions& options)
         : simulator_(std::move(simulator)),
-          plane_m_(foot_point ? 0.0 : simulator_.info().line_height_m) {
+          plane_m_(options.foot_point ? 0.0 : simulator_.info().line_height_m) {
+        simulator_.tilt({options.camera_tilt.roll_deg, options.camera_tilt.pitch_deg});
         const sim::SceneInfo& scene = simulator_.info();
         info_.kind = std::move(kind);
         info_.name = std::move(name);
@@ -40,6 +42,7 @@ class SimSource final : public FrameSource {
         info_.crowded = scene.crowded;
         info_.has_truth = true;
         info_.has_colour = true;
+        info_.black_mm = 1100.0 * scene.camera.height_m;
         simulator_.leave_out_bgr();
     }
 
@@ -182,18 +185,29 @@ class SimSource final : public FrameSource {
         const sim::Camera& camera = simulator_.info().camera;
         const sim::Pixel head =
             camera.project(at.x_m, at.y_m, std::min(kHead_m, 0.7 * camera.height_m));
-        return head.u >= -kRounding_px && head.v >= -kRounding_px &&
-               head.u <= sim::kColourWidth + kRounding_px &&
-               head.v <= sim::kColourHeight + kRounding_px;
+        return shown_within(head, -kRounding_px);
+    }
+
+    // Whether a pixel is this far inside the level picture, and inside the one that is taken.
+    bool shown_within(const sim::Pixel& level, double border_px) const {
+        const auto inside = [border_px](const sim::Pixel& p) {
+            return p.u >= border_px && p.v >= border_px && p.u <= sim::kColourWidth - border_px &&
+                   p.v <= sim::kColourHeight - border_px;
+        };
+        const std::optional<sim::Pixel> taken = simulator_.shown_at(level);
+        return inside(level) && taken && inside(*taken);
     }
 
     void copy_truth(SourceFrame& frame) {
         frame.people.clear();
         for (const sim::PersonTruth& person : frame_.truth) {
             const PixelBox box{person.box.x, person.box.y, person.box.w, person.box.h};
-            const bool inside = box.x >= kBorder_px && box.y >= kBorder_px &&
-                                box.x + box.w <= sim::kColourWidth - kBorder_px &&
-                                box.y + box.h <= sim::kColourHeight - kBorder_px;
+            const double right = box.x + box.w;
+            const double lower = box.y + box.h;
+            bool inside = true;
+            for (const double u : {static_cast<double>(box.x), right})
+                for (const double v : {static_cast<double>(box.y), lower})
+                    inside = inside && shown_within({u, v}, kBorder_px);
             if (box.w <= 0 || box.h <= 0) continue;
             const sim::Pixel place =
                 simulator_.info().camera.project(person.x_m, person.y_m, plane_m_);
@@ -255,7 +269,7 @@ std::unique_ptr<FrameSource> open_scene(const SourceOptions& options) {
         std::optional<double> longer = options.seconds;
         if (longer && *longer <= sim::scene_info(options.scene).duration_s) longer.reset();
         return std::make_unique<SimSource>(sim::make_scene(options.scene, options.seed, longer),
-                                           "scene", options.scene, options.foot_point);
+                                           "scene", options.scene, options);
     } catch (const std::invalid_argument& e) {
         throw InputError(e.what());
     }
@@ -280,7 +294,7 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
     try {
         return std::make_unique<SimSource>(
             sim::make_trajectory_scene(options.trajectories, walks), "walks",
-            std::filesystem::path(options.trajectories).stem().string(), options.foot_point);
+            std::filesystem::path(options.trajectories).stem().string(), options);
     } catch (const std::out_of_range& e) {
         throw InputError(e.what());
     } catch (const std::invalid_argument& e) {

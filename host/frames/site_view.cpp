@@ -24,6 +24,7 @@ class SiteView final : public FrameSource {
         info_.camera = {setup.focal_px * kAcross, setup.focal_px * kDown, sim::kCentreU * kAcross,
                         sim::kCentreV * kDown, setup.camera.height_m * 1000.0};
         info_.has_colour = true;
+        info_.black_mm = 1100.0 * setup.camera.height_m;
         simulator_.leave_out_bgr();
     }
 

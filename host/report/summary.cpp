@@ -29,6 +29,12 @@ Json points_json(const std::vector<PicturePoint>& points) {
     return list;
 }
 
+Json tilt_json(const std::optional<Tilt>& tilt) {
+    if (!tilt) return nullptr;
+    return {{"roll", std::round(100.0 * tilt->roll_deg) / 100.0},
+            {"pitch", std::round(100.0 * tilt->pitch_deg) / 100.0}};
+}
+
 Json run_json(const RunFacts& facts) {
     const SourceInfo& source = facts.source;
     Json run;
@@ -41,6 +47,8 @@ Json run_json(const RunFacts& facts) {
     run["scene_seconds"] = facts.scene_s;
     run["install_height_mm"] = facts.install_height_mm;
     run["height_measured"] = facts.height_measured;
+    run["tilt_deg"] = tilt_json(source.tilt);
+    run["levelled"] = source.levelled;
     run["detect"] = detect_mode_name(facts.options.detect.value);
     run["late_counts"] = late_counts_name(facts.options.late_counts);
     run["sensor"] = sensor_name(facts.options.sensor);

@@ -59,7 +59,8 @@ left of the line, looking along it in the picture from its first point to its la
 With --device NAME it is one camera of the site, on a machine of its own.
 
 --uturn, --flip and --name belong to the --line before them, --name also to a --region.
-Points are pixels of the 960 x 544 picture, for a recording pixels of its own images.
+Points are pixels of the 960 x 544 picture, for a recording pixels of its own images. Those of a
+camera that hangs crooked are pixels of the pictures that a run shows, which are those of a level one.
 
 In the output folder: events.jsonl (every message of the analysis), people.jsonl (why each was
 counted or not), summary.json (all counts and measurements), crossings.csv and true_crossings.csv

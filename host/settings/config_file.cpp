@@ -39,6 +39,7 @@ class InstallationReader {
                   options_.late_counts =
                       parse_late_counts(value.text(), value.place("late_counts"));
               }},
+             {"tilt", [this](Value value) { read_tilt(value); }},
              {"gender", [this](Value v) { options_.gender = model(v, "gender"); }},
              {"staff", [this](Value v) { options_.staff = model(v, "staff"); }},
              {"position", [this](Value value) { read_position(value); }}});
@@ -151,6 +152,17 @@ class InstallationReader {
                         "groups are set in a [group] table");
         check_group_range(options_.group_min, options_.group_max,
                           value.place("the size of groups"));
+    }
+
+    void read_tilt(Value value) {
+        const std::string place = value.place("tilt");
+        if (value.is_text()) {
+            options_.tilt = parse_tilt(value.text(), place);
+            return;
+        }
+        const auto [roll, pitch] =
+            value.pair("tilt is written as \"auto\", \"none\" or [roll, pitch] in degrees");
+        options_.tilt = checked_tilt({roll.finite_number(), pitch.finite_number()}, place);
     }
 
     void read_position(Value value) {

@@ -68,6 +68,13 @@ std::string height_text(const RunOptions& options) {
     return plain_number(options.source.height_mm->value) + " mm";
 }
 
+std::string tilt_sentence(const TiltSetting& tilt) {
+    if (tilt.kind == TiltSetting::Kind::kAuto) return "found on the floor at the start of a run";
+    if (tilt.kind == TiltSetting::Kind::kNone) return "none, it looks straight down";
+    return "roll " + plain_number(tilt.given.roll_deg) + ", pitch " +
+           plain_number(tilt.given.pitch_deg) + " degrees";
+}
+
 std::string group_text(const RunOptions& options) {
     const std::string size =
         std::to_string(options.group_min) + " to " + std::to_string(options.group_max) + " people";
@@ -117,7 +124,8 @@ std::string describe_installation(const RunOptions& options) {
         text += polygon_text("region \"" + region.value.name + "\"", region.value.points);
     for (const Placed<std::vector<PicturePoint>>& area : options.exclusions)
         text += polygon_text("exclusion area", area.value);
-    text += "  camera height: " + height_text(options) + "\n  people: of " +
+    text += "  camera height: " + height_text(options) +
+            "\n  camera tilt: " + tilt_sentence(options.tilt) + "\n  people: of " +
             std::to_string(options.target_min_mm) + " to " + std::to_string(options.target_max_mm) +
             " mm, counted by " +
             (options.source.foot_point ? "the point on the floor" : "head and shoulders") +

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -49,6 +50,12 @@ void set_camera_at(const std::string& text, RunOptions& options) {
                          "\"; write one point in metres, such as 1.5,-2");
     }
     options.source.camera_at = PicturePoint{*x, *y};
+}
+
+double angle_from(const std::string& text, const std::string& option) {
+    const double angle = number_from(text, option);
+    if (std::abs(angle) <= kMostTilt_deg) return angle;
+    throw InputError(option + " is " + text + "; it must be -20 to 20 degrees");
 }
 
 void set_rate(const std::string& text, RunOptions& options) {
@@ -134,6 +141,21 @@ const std::vector<RunArgument>& source_arguments() {
          "says]",
          set_height,
          {}},
+        {"--roll",
+         "DEG",
+         "Hang the simulated camera crooked, -20 to 20; with a positive one it looks towards the "
+         "picture's right edge [0]",
+         [](Text text, RunOptions& options) {
+             options.source.camera_tilt.roll_deg = angle_from(text, "--roll");
+         },
+         {"scene", "walks"}},
+        {"--pitch",
+         "DEG",
+         "The same; with a positive one it looks towards the upper edge [0]",
+         [](Text text, RunOptions& options) {
+             options.source.camera_tilt.pitch_deg = angle_from(text, "--pitch");
+         },
+         {"scene", "walks"}},
         {"--seconds", "S", "End after this much scene time", set_seconds, {}},
         {"--frames",
          "N",
@@ -170,6 +192,12 @@ const std::vector<RunArgument>& counting_arguments() {
              options.late_counts = parse_late_counts(text, "--late-counts");
          },
          {}},
+        {"--tilt",
+         "auto|none|ROLL,PITCH",
+         "How crooked the camera hangs: found on the floor, not at all, or so many degrees; all "
+         "pictures are turned to those of a level camera [auto]",
+         [](Text text, RunOptions& options) { options.tilt = parse_tilt(text, "--tilt"); },
+         {}},
         {"--gender",
          "none|FILE.onnx",
          "Network that tells men from women [none]",
@@ -194,8 +222,8 @@ const std::vector<RunArgument>& counting_arguments() {
          "FILE",
          "TOML file with [[line]] tables (name, points, uturn, area, flip), [[region]] "
          "tables (name, points), [[exclude]] tables (points), height_mm, "
-         "target_height_mm, [group] (enabled, min, max), detect, sensor, late_counts, gender, "
-         "staff, position",
+         "target_height_mm, [group] (enabled, min, max), detect, sensor, late_counts, tilt, "
+         "gender, staff, position",
          nullptr,
          {}},
     };

@@ -77,6 +77,29 @@ void check_group_range(int fewest, int most, const std::string& place) {
                      " members; write min and max with 1 <= min <= max");
 }
 
+TiltSetting parse_tilt(const std::string& text, const std::string& place) {
+    if (text == "auto") return {};
+    if (text == "none") return {TiltSetting::Kind::kNone, {}};
+    const std::size_t comma = text.find(',');
+    const auto roll = to_number(text.substr(0, comma));
+    const auto pitch =
+        comma == std::string::npos ? std::nullopt : to_number(text.substr(comma + 1));
+    if (!roll || !pitch) {
+        throw InputError(place + " is \"" + text +
+                         "\"; write auto, none, or roll and pitch in degrees, such as 3.5,-2");
+    }
+    return checked_tilt({*roll, *pitch}, place);
+}
+
+TiltSetting checked_tilt(const Tilt& tilt, const std::string& place) {
+    for (const double angle : {tilt.roll_deg, tilt.pitch_deg}) {
+        if (std::abs(angle) <= kMostTilt_deg) continue;
+        throw InputError(place + " has an angle of " + plain_number(angle) +
+                         " degrees; roll and pitch are each from -20 to 20");
+    }
+    return {TiltSetting::Kind::kGiven, tilt};
+}
+
 Sensor parse_sensor(const std::string& name, const std::string& place) {
     for (const Sensor sensor : {Sensor::kExact, Sensor::kReadsLow})
         if (name == sensor_name(sensor)) return sensor;

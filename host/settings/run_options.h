@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/base/placed.h"
+#include "host/depth/levelled_source.h"
 #include "host/depth/sensor.h"
 #include "host/engine/late_counts.h"
 #include "host/frames/frame_source.h"
@@ -33,6 +34,7 @@ struct RunOptions {
     Placed<DetectMode> detect{DetectMode::kDepth};
     Sensor sensor = Sensor::kExact;
     LateCounts late_counts = LateCounts::kDrop;
+    TiltSetting tilt;
     std::string gender = "none";  // none, or an ONNX file
     std::string staff = "none";   // none, vest, or an ONNX file
     int target_min_mm = 800;      // people outside this range of heights are not counted
@@ -60,6 +62,10 @@ double checked_height_mm(double height_mm, const std::string& place);
 // Throw InputError when lowest is not below highest, or fewest not below most.
 void check_target_range(int lowest_mm, int highest_mm, const std::string& place);
 void check_group_range(int fewest, int most, const std::string& place);
+
+// "auto", "none" or "ROLL,PITCH" in degrees; a pair of angles. Throw InputError.
+TiltSetting parse_tilt(const std::string& text, const std::string& place);
+TiltSetting checked_tilt(const Tilt& tilt, const std::string& place);
 
 Sensor parse_sensor(const std::string& name, const std::string& place);
 LateCounts parse_late_counts(const std::string& name, const std::string& place);

@@ -33,6 +33,7 @@ constexpr const char* kFull = R"(
 height_mm = 3500.5
 target_height_mm = [1000, 2000]
 position = "box"
+tilt = [2.5, -3]
 [[line]]
 name = "door"
 points = [[10, 20], [40, 60]]
@@ -65,6 +66,7 @@ TEST(InstallationCheck, DescribesWhatWasUnderstood) {
         "  region \"till\": 4 points around 5000 square pixels\n"
         "  exclusion area: 4 points around 100 square pixels\n"
         "  camera height: 3500.5 mm\n"
+        "  camera tilt: roll 2.5, pitch -3 degrees\n"
         "  people: of 1000 to 2000 mm, counted by head and shoulders\n"
         "  groups: counted, of 3 to 5 people\n"
         "  detection on depth, sensor exact, late counts drop, gender none, staff none\n");
@@ -74,9 +76,12 @@ TEST(InstallationCheck, NamesWhatTheSourceDecides) {
     EXPECT_EQ(host::describe_installation(read("")),
               "  no line: the source's own are counted\n"
               "  camera height: as the source says\n"
+              "  camera tilt: found on the floor at the start of a run\n"
               "  people: of 800 to 2200 mm, counted by the point on the floor\n"
               "  groups: as the source suggests, of 2 to 6 people\n"
               "  detection on depth, sensor exact, late counts drop, gender none, staff none\n");
+    EXPECT_THAT(host::describe_installation(read("tilt = \"none\"")),
+                HasSubstr("camera tilt: none, it looks straight down"));
     EXPECT_THAT(
         host::describe_installation(read("height_mm = \"auto\"\n[group]\nenabled = false")),
         AllOf(HasSubstr("camera height: measured at the start"), HasSubstr("groups: not counted")));

@@ -198,6 +198,32 @@ TEST(CommandLine, ReadsNumbersAndChoices) {
     EXPECT_TRUE(run_options({"--height", "auto"}).measure_height);
 }
 
+TEST(CommandLine, ReadsTilts) {
+    using Kind = host::TiltSetting::Kind;
+    EXPECT_EQ(run_options({}).tilt.kind, Kind::kAuto);
+    EXPECT_EQ(run_options({"--tilt", "auto"}).tilt.kind, Kind::kAuto);
+    EXPECT_EQ(run_options({"--tilt", "none"}).tilt.kind, Kind::kNone);
+    const host::TiltSetting given = run_options({"--tilt", "-3.5,2"}).tilt;
+    EXPECT_EQ(given.kind, Kind::kGiven);
+    EXPECT_EQ(given.given.roll_deg, -3.5);
+    EXPECT_EQ(given.given.pitch_deg, 2.0);
+    const host::RunOptions crooked = run_options({"--roll", "-20", "--pitch", "7.5"});
+    EXPECT_EQ(crooked.source.camera_tilt.roll_deg, -20.0);
+    EXPECT_EQ(crooked.source.camera_tilt.pitch_deg, 7.5);
+    for (const char* wrong : {"level", "3", "3,", "3,x", "1,2,3", "nan,1"})
+        EXPECT_THAT(error_of({"--tilt", wrong}), HasSubstr("auto, none, or roll and pitch"));
+    EXPECT_THAT(error_of({"--tilt", "0,20.5"}),
+                AllOf(HasSubstr("20.5"), HasSubstr("from -20 to 20")));
+    EXPECT_THAT(error_of({"--roll", "21"}), HasSubstr("--roll is 21; it must be -20 to 20"));
+    EXPECT_THAT(error_of({"--pitch", "-20.1"}), HasSubstr("--pitch is -20.1"));
+    EXPECT_THAT(error_of({"--pitch", "steep"}), HasSubstr("write a number"));
+    for (const char* source : {"depth-folder", "null"}) {
+        EXPECT_THAT(error_of({"--source", source, "--roll", "2"}),
+                    HasSubstr("--roll belongs to --source scene or walks"));
+    }
+    EXPECT_EQ(error_of({"--source", "walks", "--pitch", "2"}), "");
+}
+
 TEST(CommandLine, SaysWhatIsWrong) {
     EXPECT_THAT(error_of({"--line", "5,6"}), AllOf(HasSubstr("1 point"), HasSubstr("2 to 5")));
     EXPECT_THAT(error_of({"--line", "1,1 2,2 3,3 4,4 5,5 6,6"}), HasSubstr("6 points"));
@@ -404,6 +430,7 @@ height_mm = 3500
 target_height_mm = [1000, 2000]
 detect = "both"
 position = "box"
+tilt = [3, -4.5]
 [[line]]
 name = "door"
 points = [[10, 20], [30.5, 40]]
@@ -446,6 +473,11 @@ max = 5
     EXPECT_EQ(options.group_min, 3);
     EXPECT_EQ(options.group_max, 5);
     EXPECT_TRUE(read("height_mm = \"auto\"").measure_height);
+    EXPECT_EQ(options.tilt.kind, host::TiltSetting::Kind::kGiven);
+    EXPECT_EQ(options.tilt.given.roll_deg, 3.0);
+    EXPECT_EQ(options.tilt.given.pitch_deg, -4.5);
+    EXPECT_EQ(read("tilt = \"none\"").tilt.kind, host::TiltSetting::Kind::kNone);
+    EXPECT_EQ(read("tilt = \"auto\"").tilt.kind, host::TiltSetting::Kind::kAuto);
 }
 
 TEST_F(ConfigFile, NamesFileLineAndRemedy) {
@@ -464,6 +496,11 @@ TEST_F(ConfigFile, NamesFileLineAndRemedy) {
     EXPECT_THAT(error_in("group = 5"), HasSubstr("[group]"));
     EXPECT_THAT(error_in("[group]\nenabled = 1"), HasSubstr("true or false"));
     EXPECT_THAT(error_in("position = \"nose\""), HasSubstr("foot and box"));
+    EXPECT_THAT(error_in("tilt = \"level\""), HasSubstr("auto, none, or roll and pitch"));
+    EXPECT_THAT(error_in("tilt = 3"), HasSubstr("[roll, pitch] in degrees"));
+    EXPECT_THAT(error_in("tilt = [1, 2, 3]"), HasSubstr("[roll, pitch] in degrees"));
+    EXPECT_THAT(error_in("tilt = [1, 21]"), HasSubstr("from -20 to 20"));
+    EXPECT_THAT(error_in("tilt = [1, nan]"), HasSubstr("a finite number is needed"));
     EXPECT_THAT(error_in("x = = 3"), HasSubstr("line 1"));
     host::RunOptions options;
     EXPECT_THROW(host::read_config_file("/nonexistent.toml", options), host::InputError);
