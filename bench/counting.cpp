@@ -1,6 +1,6 @@
 // How right the counts are where it is difficult: recorded walks under cameras at several heights,
 // a jam before a door, lines that end inside a stream, few frames a second, many seeds of the
-// scenes, and the recording of a real depth camera. Prints a Markdown table.
+// scenes, crooked cameras, and the recording of a real depth camera. Prints a Markdown table.
 //
 //   bench_counting [--data DIR] [--cases] [--seeds FIRST-LAST] [ROW ...]
 //
@@ -24,6 +24,7 @@
 #include "bench/count_tally.h"
 #include "host/app/run.h"
 #include "sim/simulator.h"
+#include "sim/tilt.h"
 
 namespace {
 
@@ -70,6 +71,11 @@ class FewerFrames final : public host::FrameSource {
 
     void count_truth(const std::vector<host::CountingLine>& lines) override {
         source_->count_truth(lines);
+    }
+
+    void begin() override {
+        source_->begin();
+        info_.camera = source_->info().camera;
     }
 
   private:
@@ -272,34 +278,104 @@ void add_scenes(const Settings& settings, std::vector<Run>& runs) {
     }
 }
 
-// The scenes under a camera that hangs crooked to one side, towards the upper edge, and both.
-void add_crooked(const Settings&, std::vector<Run>& runs) {
-    struct Hanging {
-        const char* row;
-        host::Tilt tilt;
-    };
-    constexpr double kBoth = 0.707;  // of each, so that the whole is the same
-    std::vector<Hanging> all{{"crooked 0", {}}};
-    for (const auto& [row, angle] :
-         {std::pair{"crooked 5", 5.0}, {"crooked 10", 10.0}, {"crooked 15", 15.0}}) {
-        all.push_back({row, {angle, 0.0}});
-        all.push_back({row, {0.0, angle}});
-        all.push_back({row, {kBoth * angle, kBoth * angle}});
+// ---- Crooked cameras ----
+
+// To the right, towards the upper edge, and both.
+std::vector<sim::Tilt> tilts_of(double degrees) {
+    constexpr double kBoth = 0.707;  // of each, so that the whole is about the same
+    return {{degrees, 0.0}, {0.0, degrees}, {kBoth * degrees, kBoth * degrees}};
+}
+
+constexpr double kCut_deg = 10.0;  // the lines are those in view at this tilt
+
+// Whether a head over this point of the floor is in all pictures.
+bool in_view_of_all(const sim::Camera& camera, const sim::Point& at, double head_m) {
+    const sim::Pixel level = camera.project(at.x_m, at.y_m, head_m);
+    for (const sim::Tilt& tilt : tilts_of(kCut_deg)) {
+        const auto taken = sim::Turn(tilt).pixel(camera, level);
+        if (!taken || !sim::in_image(*taken)) return false;
     }
-    for (const Hanging& hanging : all) {
+    return sim::in_image(level);
+}
+
+sim::Point between(const sim::Point& a, const sim::Point& b, double part) {
+    return {a.x_m + part * (b.x_m - a.x_m), a.y_m + part * (b.y_m - a.y_m)};
+}
+
+// The part of a straight line to both sides of which people are in view for a while.
+FloorLine cut_to_view(const sim::Camera& camera, const sim::CountingLine& line) {
+    constexpr double kAside_m = 0.35;
+    constexpr double kHead_m = 1.7;
+    constexpr int kParts = 200;
+    const sim::Point a = line.points.front();
+    const sim::Point b = line.points.back();
+    const double length = std::hypot(b.x_m - a.x_m, b.y_m - a.y_m);
+    const sim::Point aside{kAside_m * (b.y_m - a.y_m) / length,
+                           -kAside_m * (b.x_m - a.x_m) / length};
+    double first = 1.0;
+    double last = 0.0;
+    for (int i = 0; i <= kParts; ++i) {
+        const double part = static_cast<double>(i) / kParts;
+        const sim::Point p = between(a, b, part);
+        if (!in_view_of_all(camera, {p.x_m + aside.x_m, p.y_m + aside.y_m}, kHead_m) ||
+            !in_view_of_all(camera, {p.x_m - aside.x_m, p.y_m - aside.y_m}, kHead_m))
+            continue;
+        first = std::min(first, part);
+        last = std::max(last, part);
+    }
+    const sim::Point p = between(a, b, first);
+    const sim::Point q = between(a, b, last);
+    return {p.x_m, p.y_m, q.x_m, q.y_m};
+}
+
+// A scene's own lines as far as they are in view, with their areas drawn in.
+std::vector<host::PlacedLine> lines_in_view(const sim::SceneInfo& scene) {
+    constexpr double kTallest_m = 2.0;  // to be judged, everybody has to leave the area in view
+    std::vector<host::PlacedLine> lines;
+    for (const sim::CountingLine& line : scene.lines) {
+        const FloorLine cut = cut_to_view(scene.camera, line);
+        lines.push_back(placed(cut, scene.camera.height_m, lines.size() + 1));
+        host::CountingLine& counting = lines.back().value;
+        counting.uturn_filter = !line.uturn_area.empty();
+        const sim::Point middle{0.5 * (cut.x0 + cut.x1), 0.5 * (cut.y0 + cut.y1)};
+        for (const sim::Point& corner : line.uturn_area) {
+            double part = 1.0;
+            while (part > 0.0 &&
+                   !in_view_of_all(scene.camera, between(middle, corner, part), kTallest_m))
+                part -= 0.01;
+            const sim::Point p = between(middle, corner, part);
+            const sim::Pixel at = scene.camera.project(p.x_m, p.y_m, 0.0);
+            counting.uturn_area.push_back({std::round(at.u), std::round(at.v)});
+        }
+    }
+    return lines;
+}
+
+// The scenes with these lines under a camera that hangs level, and more and more crooked.
+void add_crooked(std::vector<Run>& runs) {
+    constexpr std::uint64_t kSeeds = 3;
+    for (const double degrees : {0.0, 5.0, 10.0, 15.0}) {
+        std::vector<sim::Tilt> tilts = tilts_of(degrees);
+        if (degrees == 0.0) tilts.resize(1);
         for (const std::string& scene : sim::scene_names()) {
-            for (std::uint64_t seed = 1; seed <= 3; ++seed) {
-                Run run;
-                run.row = hanging.row;
-                char name[120];
-                std::snprintf(name, sizeof name, "%s, seed %d, roll %.0f, pitch %.0f",
-                              scene.c_str(), static_cast<int>(seed), hanging.tilt.roll_deg,
-                              hanging.tilt.pitch_deg);
-                run.name = name;
-                run.options.source.scene = scene;
-                run.options.source.seed = seed;
-                run.options.source.camera_tilt = hanging.tilt;
-                runs.push_back(std::move(run));
+            const std::vector<host::PlacedLine> lines = lines_in_view(sim::scene_info(scene));
+            for (const sim::Tilt& tilt : tilts) {
+                for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
+                    Run run;
+                    char text[120];
+                    std::snprintf(text, sizeof text, "crooked by %.0f degrees%s", degrees,
+                                  sim::scene_info(scene).crowded ? ", crowded" : "");
+                    run.row = text;
+                    std::snprintf(text, sizeof text, "%s, seed %d, roll %.1f, pitch %.1f",
+                                  scene.c_str(), static_cast<int>(seed), tilt.roll_deg,
+                                  tilt.pitch_deg);
+                    run.name = text;
+                    run.options.source.scene = scene;
+                    run.options.source.seed = seed;
+                    run.options.source.camera_tilt = {tilt.roll_deg, tilt.pitch_deg};
+                    run.options.lines = lines;
+                    runs.push_back(std::move(run));
+                }
             }
         }
     }
@@ -313,7 +389,7 @@ std::vector<Run> all_runs(const Settings& settings) {
     add_ending(walks);
     add_slow(walks);
     add_scenes(settings, runs);
-    add_crooked(settings, runs);
+    add_crooked(runs);
     return runs;
 }
 

@@ -190,6 +190,7 @@ double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
     trial.source = open_levelled(plan.options);
+    trial.source->begin();
     const StandardOutput nowhere("/dev/null");  // for what the library prints
     Session session(to_setup(trial, kUnmeasuredHeight_mm), {});
     std::vector<double> measured;
@@ -406,6 +407,7 @@ void settle_height(RunPlan& plan, const std::atomic<bool>& stop) {
 RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<bool>& stop) {
     const auto start = std::chrono::steady_clock::now();
     settle_height(plan, stop);
+    plan.source->begin();
     const double height_mm = *plan.height_mm;
     RunFacts facts = facts_of(plan, height_mm);
     TimingSink timing;
@@ -430,7 +432,6 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     if (link) facts.link = link->figures();
     if (plan.pace != nullptr) facts.pace = plan.pace->figures();
     facts.warnings = warnings_of(plan);
-    facts.source = plan.source->info();  // the tilt was found in the first frames
     facts.timings = timing.timings();
     facts.scene_s = static_cast<double>(facts.timings.frames) / facts.source.frames_per_second;
     if (frames.end() == RunFrames::End::kSource) {

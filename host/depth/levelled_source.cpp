@@ -24,8 +24,13 @@ class LevelledSource final : public FrameSource {
         if (setting.kind == TiltSetting::Kind::kGiven) set_tilt(setting.given, 0.0);
     }
 
+    void begin() override {
+        source_->begin();
+        if (std::exchange(looks_, false)) look_for_floor();
+    }
+
     bool next(SourceFrame& frame) override {
-        look_for_floor();
+        begin();
         if (!kept_.empty()) {
             frame = std::move(kept_.front());
             kept_.pop_front();
@@ -37,7 +42,7 @@ class LevelledSource final : public FrameSource {
     }
 
     void skip(std::int64_t frames) override {
-        look_for_floor();
+        begin();
         for (; frames > 0 && !kept_.empty(); --frames)
             kept_.pop_front();
         if (frames > 0) source_->skip(frames);
@@ -58,7 +63,7 @@ class LevelledSource final : public FrameSource {
                 "the camera hangs, and its pictures are used as they are; set tilt to [roll, "
                 "pitch] or to \"none\"");
         }
-        if (info_.tilt && info_.levelled && lean_deg(*info_.tilt) > kMostWarranted_deg) {
+        if (info_.camera.levelled && lean_deg(*info_.tilt) > kMostWarranted_deg) {
             list.push_back(format_text(
                 "the camera hangs crooked by %.1f degrees (roll %.1f, pitch %.1f); beyond 15 "
                 "degrees counts are not warranted, hang it straighter",
@@ -68,10 +73,7 @@ class LevelledSource final : public FrameSource {
     }
 
   private:
-    // Lines must have been named to the source before its first frame, so it cannot be read
-    // earlier than this.
     void look_for_floor() {
-        if (!std::exchange(looks_, false)) return;
         std::optional<FloorPlane> best;
         for (SourceFrame frame; source_->next(frame); frame = {}) {
             kept_.push_back(std::move(frame));
@@ -87,7 +89,7 @@ class LevelledSource final : public FrameSource {
     void set_tilt(const Tilt& tilt, double least_deg) {
         info_.tilt = tilt;
         if (!(lean_deg(tilt) > least_deg)) return;
-        info_.levelled = true;
+        info_.camera.levelled = tilt;
         rectifier_.emplace(info_.camera, tilt);
     }
 

@@ -7,8 +7,6 @@
 namespace host {
 namespace {
 
-constexpr double kDegree = 3.14159265358979323846 / 180.0;
-// Colour pixel (u, v) shows what depth pixel (u * 480 / 960, v * 256 / 544) measures.
 constexpr double kAcross = static_cast<double>(kDepthWidth) / kColourWidth;
 constexpr double kDown = static_cast<double>(kDepthHeight) / kColourHeight;
 
@@ -23,30 +21,9 @@ cv::Mat plane(const std::vector<std::uint8_t>& nv12, bool luma) {
 
 }  // namespace
 
-// Roll turns the camera about y, pitch about the x axis that it has then; what it sees turns the
-// other way round, in the opposite order.
-Rectifier::Rectifier(const CameraModel& camera, const Tilt& tilt) : camera_(camera) {
-    const double sr = std::sin(tilt.roll_deg * kDegree), cr = std::cos(tilt.roll_deg * kDegree);
-    const double sp = std::sin(tilt.pitch_deg * kDegree), cp = std::cos(tilt.pitch_deg * kDegree);
-    rows_[0] = {cr, 0.0, -sr};
-    rows_[1] = {sp * sr, cp, sp * cr};
-    rows_[2] = {cp * sr, -sp, cp * cr};
+Rectifier::Rectifier(const CameraModel& camera, const Tilt& tilt) : taken_(camera, tilt) {
     make_depth_table();
     make_colour_tables();
-}
-
-Rectifier::Ray Rectifier::taken_ray(const PicturePoint& level) const {
-    const double x = (level.x * kAcross - camera_.cx) / camera_.fx;
-    const double y = (level.y * kDown - camera_.cy) / camera_.fy;
-    const auto turned = [&](const Ray& row) { return row.x * x + row.y * y + row.z; };
-    return {turned(rows_[0]), turned(rows_[1]), turned(rows_[2])};
-}
-
-std::optional<PicturePoint> Rectifier::taken_at(const PicturePoint& level) const {
-    const Ray r = taken_ray(level);
-    if (!(r.z > 0.0)) return std::nullopt;
-    return PicturePoint{(camera_.cx + camera_.fx * r.x / r.z) / kAcross,
-                        (camera_.cy + camera_.fy * r.y / r.z) / kDown};
 }
 
 void Rectifier::make_depth_table() {
@@ -55,13 +32,13 @@ void Rectifier::make_depth_table() {
     for (int v = 0; v < kDepthHeight; ++v) {
         for (int u = 0; u < kDepthWidth; ++u, ++out) {
             const PicturePoint level{u / kAcross, v / kDown};
-            const std::optional<PicturePoint> taken = taken_at(level);
+            const std::optional<PicturePoint> taken = taken_.at(level);
             if (!taken) continue;
             const double x = std::round(taken->x * kAcross);
             const double y = std::round(taken->y * kDown);
             if (x < 0.0 || y < 0.0 || x >= kDepthWidth || y >= kDepthHeight) continue;
             out->from = static_cast<std::int32_t>(y) * kDepthWidth + static_cast<std::int32_t>(x);
-            out->shorter = static_cast<float>(1.0 / taken_ray(level).z);
+            out->shorter = static_cast<float>(1.0 / taken_.ray(level)[2]);
         }
     }
 }
@@ -72,7 +49,7 @@ void Rectifier::make_colour_tables() {
         cv::Mat map(kColourHeight / size, kColourWidth / size, CV_32FC2);
         for (int v = 0; v < map.rows; ++v) {
             for (int u = 0; u < map.cols; ++u) {
-                const auto taken = taken_at({size * u + middle, size * v + middle});
+                const auto taken = taken_.at({size * u + middle, size * v + middle});
                 // Far outside: cv::remap then takes the border's value.
                 const PicturePoint p = taken.value_or(PicturePoint{-1e4, -1e4});
                 map.at<cv::Vec2f>(v, u) = {static_cast<float>((p.x - middle) / size),

@@ -6,21 +6,16 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
-#include <optional>
 #include <vector>
 
 #include "host/base/camera.h"
-#include "host/base/picture.h"
+#include "host/base/turn.h"
 
 namespace host {
 
 class Rectifier {
   public:
     Rectifier(const CameraModel& camera, const Tilt& tilt);
-
-    // Where the crooked camera has what a level one has at a pixel of the 960 x 544 picture; empty
-    // behind its back.
-    std::optional<PicturePoint> taken_at(const PicturePoint& level) const;
 
     // Distances along the level camera's axis, from the nearest pixel: between two surfaces there
     // is nothing to be measured. 0 where the crooked camera did not look.
@@ -32,20 +27,15 @@ class Rectifier {
                 std::vector<std::uint8_t>& level_nv12) const;
 
   private:
-    struct Ray {
-        double x, y, z;
-    };
     struct DepthPixel {
         std::int32_t from = -1;  // pixel of the crooked camera; -1: none
         float shorter = 0.0f;    // level depth over taken depth
     };
 
-    Ray taken_ray(const PicturePoint& level) const;
     void make_depth_table();
     void make_colour_tables();
 
-    CameraModel camera_;
-    Ray rows_[3];  // R
+    TakenPicture taken_;
     std::vector<DepthPixel> depth_;
     cv::Mat luma_at_, luma_between_;  // fixed-point maps of cv::remap
     cv::Mat chroma_at_, chroma_between_;

@@ -58,7 +58,6 @@ struct SourceInfo {
     bool has_colour = false;   // the colour image shows more than the depth does
     double black_mm = 0.0;     // distance that the depth image draws black
     std::optional<Tilt> tilt;  // of the camera, once it has been found or set
-    bool levelled = false;     // the frames were turned by it to those of a level camera
     int user_width = 960;      // size of the picture in which a user gives points
     int user_height = 544;
 };
@@ -110,6 +109,10 @@ class FrameSource : public FrameFeed {
     // What a reader of the results must know about the lines whose truth is counted; one sentence
     // each.
     virtual std::vector<std::string> warnings() const { return {}; }
+
+    // After count_truth() and before the first frame: finds out what info() can only say once
+    // frames were looked at. They are kept; next() does it when nobody else did.
+    virtual void begin() {}
 
     // What is missing from the frames given so far to such an extent that the counts are
     // incomplete; one sentence each.

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/base/turn.h"
 #include "host/inference/colour_detector.h"
 #include "host/inference/depth_detector.h"
 #include "host/platform/pass_observer.h"
@@ -25,6 +26,8 @@ struct Models {
     float least_score = 0.0f;
     std::unique_ptr<ColourDetector> colour;
     std::unique_ptr<DepthDetector> depth;
+    std::optional<TakenPicture> taken;  // of levelled pictures
+    std::vector<Detection> inside_taken;
     NN_MODEL_CFG_S config{};
     std::vector<ExpectedHead> expected;
     std::vector<FoundHead> found;
@@ -42,6 +45,8 @@ void load_detectors(Models& m) {
     m.colour =
         std::make_unique<ColourDetector>(static_cast<float>(camera.fx) * kColourWidth / kDepthWidth,
                                          static_cast<float>(camera.height_mm.value()));
+    m.taken.reset();
+    if (camera.levelled) m.taken.emplace(camera, *camera.levelled);
     m.expected.clear();
     m.found.clear();
     m.config.trk_conf_lo = kScoreUsable;
@@ -67,6 +72,19 @@ const std::vector<Detection>& run_model(Models& m, int model, const VCA_IMAGE_S&
 constexpr int kBorder_px = 20;
 constexpr int kMergeHeight_px = 540;
 constexpr int kLeastSide_px = 26;
+
+// A levelled picture ends where the one ends that was taken: of people there only a part is seen,
+// at a wrong place. They are left out as near to that edge as to the picture's own.
+const std::vector<Detection>& inside_taken(Models& m, const std::vector<Detection>& found) {
+    constexpr double kOutermost_px = kBorder_px + kLeastSide_px / 2.0;
+    if (!m.taken) return found;
+    m.inside_taken.clear();
+    for (const Detection& d : found) {
+        if (m.taken->shows({d.x + d.w / 2.0, d.y + d.h / 2.0}, kOutermost_px))
+            m.inside_taken.push_back(d);
+    }
+    return m.inside_taken;
+}
 
 DET_OBJ_S to_record(Detection d) {
     shrink_inside(d, kColourWidth, kMergeHeight_px, kBorder_px, kLeastSide_px);
@@ -231,7 +249,7 @@ int vca_nn_detection(NN_MODEL_TYPE_E model, const VCA_IMAGE_S* image, void* resu
     if (model == kStaffModel) return run_staff_model(m, image, result);
     if (model != kColourModel && model != kDepthModel) return -1;
     const auto start = std::chrono::steady_clock::now();
-    const std::vector<Detection>& found = run_model(m, model, *image);
+    const std::vector<Detection>& found = inside_taken(m, run_model(m, model, *image));
     DET_OBJECTS_S& objects = static_cast<VCA_NN_RESULT_S*>(result)->objects;
     fill_result(found, m.least_score, objects);
     if (model == kDepthModel) note_heads(objects, found, m.least_score, m.found);

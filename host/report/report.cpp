@@ -154,11 +154,11 @@ std::string summary_text(const RunFacts& facts, const Scores& scores, const Evid
                     facts.install_height_mm, facts.height_measured ? " (measured)" : "",
                     detect_mode_name(facts.options.detect.value),
                     facts.interrupted ? ", ended early by the user" : "");
-    if (facts.source.levelled) {
+    if (const auto& tilt = facts.source.camera.levelled) {
         out += format_text(
             "the camera hangs crooked by roll %.1f, pitch %.1f degrees; its "
             "pictures were levelled\n",
-            facts.source.tilt->roll_deg, facts.source.tilt->pitch_deg);
+            tilt->roll_deg, tilt->pitch_deg);
     }
     for (const std::string& warning : facts.warnings)
         out += "warning: " + warning + "\n";

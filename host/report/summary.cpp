@@ -48,7 +48,7 @@ Json run_json(const RunFacts& facts) {
     run["install_height_mm"] = facts.install_height_mm;
     run["height_measured"] = facts.height_measured;
     run["tilt_deg"] = tilt_json(source.tilt);
-    run["levelled"] = source.levelled;
+    run["levelled"] = source.camera.levelled.has_value();
     run["detect"] = detect_mode_name(facts.options.detect.value);
     run["late_counts"] = late_counts_name(facts.options.late_counts);
     run["sensor"] = sensor_name(facts.options.sensor);

@@ -115,7 +115,7 @@ TEST(LevelledSource, TheFirstFrameIsLevelAlready) {
     SourceFrame frame;
     for (int i = 0; i <= 4; ++i)
         ASSERT_TRUE(one.source->next(frame));
-    EXPECT_TRUE(one.source->info().levelled);
+    EXPECT_TRUE(one.source->info().camera.levelled.has_value());
     EXPECT_NEAR(one.source->info().tilt->roll_deg, -6.0, 0.05);
     EXPECT_NEAR(one.source->info().tilt->pitch_deg, 9.0, 0.05);
     int seen = 0;
@@ -171,11 +171,11 @@ TEST(LevelledSource, LessThanHalfADegreeChangesNoByte) {
         EXPECT_EQ(a.planes.colour_nv12, b.planes.colour_nv12);
         EXPECT_EQ(a.planes.depth_nv12, b.planes.depth_nv12);
     }
-    EXPECT_FALSE(one.source->info().levelled);
+    EXPECT_FALSE(one.source->info().camera.levelled.has_value());
     EXPECT_NEAR(one.source->info().tilt->roll_deg, 0.3, 0.02);
     Levelled more({0.6, 0.0}, 0, 3);
     ASSERT_TRUE(more.source->next(b));
-    EXPECT_TRUE(more.source->info().levelled);
+    EXPECT_TRUE(more.source->info().camera.levelled.has_value());
 }
 
 TEST(LevelledSource, WithoutAFloorFramesStayAndThatIsSaid) {
@@ -184,7 +184,7 @@ TEST(LevelledSource, WithoutAFloorFramesStayAndThatIsSaid) {
     while (one.source->next(frame)) {
     }
     EXPECT_FALSE(one.source->info().tilt);
-    EXPECT_FALSE(one.source->info().levelled);
+    EXPECT_FALSE(one.source->info().camera.levelled.has_value());
     EXPECT_THAT(one.source->warnings(), ElementsAre("of its own", HasSubstr("no floor was found")));
     Levelled empty({8.0, 0.0}, 0, 0);
     EXPECT_FALSE(empty.source->next(frame));
@@ -195,7 +195,7 @@ TEST(LevelledSource, BeyondFifteenDegreesIsAWarningAndStillLevel) {
     Levelled one({0.0, 18.0}, 0, 2);
     SourceFrame frame;
     ASSERT_TRUE(one.source->next(frame));
-    EXPECT_TRUE(one.source->info().levelled);
+    EXPECT_TRUE(one.source->info().camera.levelled.has_value());
     EXPECT_NEAR(frame.planes.raw_mm[128 * 480 + 240], 3000, 8);
     EXPECT_THAT(one.source->warnings(),
                 ElementsAre("of its own", ::testing::AllOf(HasSubstr("by 18.0 degrees"),
@@ -208,7 +208,7 @@ TEST(LevelledSource, ASetTiltIsBelieved) {
     EXPECT_EQ(given.source->info().tilt->roll_deg, 8.0);
     ASSERT_TRUE(given.source->next(frame));
     EXPECT_EQ(given.recording->made(), 1);
-    EXPECT_TRUE(given.source->info().levelled);
+    EXPECT_TRUE(given.source->info().camera.levelled.has_value());
     EXPECT_THAT(given.source->warnings(), ElementsAre("of its own"));
 
     Levelled none({8.0, 0.0}, 0, 40, {TiltSetting::Kind::kNone, {}});

@@ -37,11 +37,11 @@ TEST(Rectifier, ACrookedFloorComesOutFlat) {
 // A direction goes to the pixel of the crooked camera that sees it.
 TEST(Rectifier, RaysComeBackWithinHalfAPixel) {
     for (const Tilt& tilt : kTilts) {
-        const Rectifier rectifier(kCamera, tilt);
+        const host::TakenPicture picture(kCamera, tilt);
         const cv::Matx33d to_level = test::to_level(tilt);
         for (int y = 2; y < 544; y += 60) {
             for (int x = 3; x < 960; x += 70) {
-                const auto taken = rectifier.taken_at({double(x), double(y)});
+                const auto taken = picture.at({double(x), double(y)});
                 ASSERT_TRUE(taken.has_value());
                 const cv::Vec3d ray =
                     to_level * cv::Vec3d((taken->x * 0.5 - kCamera.cx) / kCamera.fx,
@@ -51,6 +51,20 @@ TEST(Rectifier, RaysComeBackWithinHalfAPixel) {
             }
         }
     }
+}
+
+// The left edge of what a camera sees that looks 10 degrees to the right.
+TEST(TakenPicture, EndsWhereTheCameraDidNotLook) {
+    const host::TakenPicture picture(kCamera, {10, 0});
+    const double across_deg = std::atan(kCamera.cx / kCamera.fx) / test::kDegree;
+    const double edge =
+        2.0 * (kCamera.cx - kCamera.fx * std::tan((across_deg - 10.0) * test::kDegree));
+    EXPECT_NEAR(picture.at({edge, 272.0})->x, 0.0, 1e-6);
+    EXPECT_TRUE(picture.shows({edge + 1.0, 272.0}, 0.0));
+    EXPECT_FALSE(picture.shows({edge - 1.0, 272.0}, 0.0));
+    EXPECT_FALSE(picture.shows({edge + 20.0, 272.0}, 33.0));
+    EXPECT_TRUE(picture.shows({edge + 40.0, 272.0}, 33.0));
+    EXPECT_TRUE(picture.shows({950.0, 272.0}, 33.0));
 }
 
 // Every depth pixel comes from the one whose ray is nearest.
@@ -109,7 +123,8 @@ TEST(Rectifier, ColourComesFromWhereItWasTaken) {
     int outside = 0;
     for (int y = 4; y < 544; y += 30) {
         for (int x = 4; x < 960; x += 30) {
-            const PicturePoint at = rectifier.taken_at({x + 0.5, y + 0.5}).value();
+            const PicturePoint at =
+                host::TakenPicture(kCamera, {10, 0}).at({x + 0.5, y + 0.5}).value();
             const auto luma = level[static_cast<std::size_t>(y * 960 + x)];
             const auto* chroma = &level[static_cast<std::size_t>(960 * 544 + y / 2 * 960 + x)];
             if (at.x < -2 || at.y < -2 || at.x > 962 || at.y > 546) {

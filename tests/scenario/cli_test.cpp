@@ -270,6 +270,32 @@ TEST_F(Program, MeasuresTheHeightWhenAsked) {
     EXPECT_EQ(count_messages(events, "config_request"), 1);
 }
 
+TEST_F(Program, LevelsACrookedCamera) {
+    const std::string run = "run --quiet --no-live --scene doorway --seconds 15 --output ";
+    ASSERT_EQ(vca(run + "level").status, 0);
+    const Outcome outcome = vca(run + "crooked --roll 7 --pitch -7 --height auto");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("hangs crooked by roll"));
+    const nlohmann::json level = summary("level");
+    const nlohmann::json crooked = summary("crooked");
+    EXPECT_FALSE(level["run"]["levelled"]);
+    EXPECT_NEAR(level["run"]["tilt_deg"]["roll"].get<double>(), 0.0, 0.3);
+    EXPECT_TRUE(crooked["run"]["levelled"]);
+    EXPECT_NEAR(crooked["run"]["tilt_deg"]["roll"].get<double>(), 7.0, 0.3);
+    EXPECT_NEAR(crooked["run"]["tilt_deg"]["pitch"].get<double>(), -7.0, 0.3);
+    EXPECT_NEAR(crooked["run"]["install_height_mm"].get<double>(), 3000.0, 30.0);
+    EXPECT_EQ(crooked["run"]["frames"], level["run"]["frames"]);
+    EXPECT_EQ(crooked["totals"], level["totals"]);
+    EXPECT_GT(level["totals"]["direction_1"]["true"].get<int>(), 1);
+
+    ASSERT_EQ(vca(run + "taken --roll 7 --pitch -7 --tilt none").status, 0);
+    EXPECT_TRUE(summary("taken")["run"]["tilt_deg"].is_null());
+    write("tilt.toml", "tilt = [7, -7]\n");
+    ASSERT_EQ(vca(run + "set --roll 7 --pitch -7 --config tilt.toml").status, 0);
+    EXPECT_EQ(summary("set")["run"]["tilt_deg"]["pitch"], -7.0);
+    EXPECT_EQ(summary("set")["totals"], level["totals"]);
+}
+
 TEST_F(Program, FollowsTheConfigurationFile) {
     write("door.toml",
           "detect = \"depth\"\n[[line]]\nname = \"mine\"\n"
@@ -392,6 +418,11 @@ TEST_F(Program, RefusesWrongInputInOneSentence) {
     expect_refused("--line '5,6 970,6'", HasSubstr("959,543"));
     expect_refused("--height -3", HasSubstr("-3"));
     expect_refused("--config none.toml", HasSubstr("none.toml"));
+    expect_refused("--tilt steep", HasSubstr("auto, none, or roll and pitch"));
+    expect_refused("--roll 30", HasSubstr("-20 to 20 degrees"));
+    expect_refused("--folder x --pitch 3", HasSubstr("--pitch belongs to --source scene or walks"));
+    write("tilt.toml", "\ntilt = [0, 25]\n");
+    expect_refused("--config tilt.toml", AllOf(HasSubstr("line 2"), HasSubstr("-20 to 20")));
     expect_refused("--staff vests", AllOf(HasSubstr("\"vests\""), HasSubstr("vest or none")));
     write("words.onnx", "no network");
     expect_refused("--gender words.onnx", HasSubstr("not an ONNX file, or not a complete one"));
