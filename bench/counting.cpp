@@ -2,7 +2,8 @@
 // a jam before a door, lines that end inside a stream, few frames a second, many seeds of the
 // scenes, crooked cameras, and the recording of a real depth camera. Prints a Markdown table.
 //
-//   bench_counting [--data DIR] [--cases] [--seeds FIRST-LAST] [ROW ...]
+//   bench_counting [--data DIR] [--cases] [--seeds FIRST-LAST] [--clutter-seconds S]
+//                  [ROW ...]
 //
 // DIR holds the recorded data, by default ../shared/data seen from the project. --cases lists each
 // wrong count below the table. Runs go on as many processors as there are.
@@ -23,6 +24,7 @@
 #include "bench/child_runs.h"
 #include "bench/count_tally.h"
 #include "host/app/run.h"
+#include "host/frames/sim_source.h"
 #include "sim/simulator.h"
 #include "sim/tilt.h"
 
@@ -34,6 +36,7 @@ struct Settings {
     fs::path data = fs::path(VCA_PROJECT_DIR) / "../shared/data";
     std::uint64_t first_seed = 2;
     std::uint64_t last_seed = 21;
+    double clutter_s = 3600.0;
     bool cases = false;
     std::vector<std::string> rows;
 };
@@ -181,6 +184,7 @@ host::PlacedLine placed(const FloorLine& line, double height_m, size_t number) {
 
 constexpr char kTwoWays[] = "bidirectional_corridor_400_b_03";
 constexpr char kOneWay[] = "unidirectional_uo_180_180_070";
+constexpr char kClutter[] = "clutter";
 constexpr char kBottleneck[] = "bottleneck_030_c_56_h0";
 constexpr double kOneWayFps = 16.0;         // its file names none
 constexpr double kStandingAtFirst_s = 3.0;  // the jam is there, on the lines, when its file begins
@@ -266,6 +270,7 @@ void add_slow(Walks& walks) {
 
 void add_scenes(const Settings& settings, std::vector<Run>& runs) {
     for (const std::string& scene : sim::scene_names()) {
+        if (scene == kClutter) continue;
         for (std::uint64_t seed = settings.first_seed; seed <= settings.last_seed; ++seed) {
             Run run;
             run.row = sim::scene_info(scene).crowded ? "scenes, crowded" : "scenes";
@@ -381,6 +386,53 @@ void add_crooked(std::vector<Run>& runs) {
     }
 }
 
+const char* sensor_name(const std::string& noise) {
+    if (noise == "time-of-flight") return "time of flight";
+    return noise == "stereo" ? "stereo" : "plain sensor";
+}
+
+// Scenes that can be counted without errors, seen by other sensors and at other frame rates.
+void add_sensors(const Settings& settings, std::vector<Run>& runs) {
+    constexpr std::uint64_t kSeeds = 5;
+    for (const std::string& noise : host::simulated_sensors()) {
+        for (const double fps : {8.0, 15.0, 30.0}) {
+            for (const std::string& scene : sim::scene_names()) {
+                if (sim::scene_info(scene).crowded || scene == kClutter) continue;
+                for (std::uint64_t i = 0; i < kSeeds; ++i) {
+                    Run run;
+                    run.row = std::string(sensor_name(noise)) + ", " +
+                              std::to_string(std::lround(fps)) + " frames/s";
+                    run.options.source.seed = settings.first_seed + i;
+                    run.name = scene + ", seed " + std::to_string(run.options.source.seed);
+                    run.options.source.scene = scene;
+                    run.options.source.noise = noise;
+                    run.options.source.frames_per_second = fps;
+                    run.options.source.colours = false;
+                    runs.push_back(std::move(run));
+                }
+            }
+        }
+    }
+}
+
+// An hour with each kind of things that are not people.
+void add_clutter(const Settings& settings, std::vector<Run>& runs) {
+    for (const std::string& kind : sim::clutter_names()) {
+        for (const std::string& noise : host::simulated_sensors()) {
+            Run run;
+            run.row = "clutter, " + kind;
+            run.name = sensor_name(noise);
+            run.options.source.scene = kClutter;
+            run.options.source.clutter = {kind};
+            run.options.source.noise = noise;
+            run.options.source.seed = settings.first_seed;
+            run.options.source.colours = false;
+            run.options.source.seconds = run.options.seconds = settings.clutter_s;
+            runs.push_back(std::move(run));
+        }
+    }
+}
+
 std::vector<Run> all_runs(const Settings& settings) {
     std::vector<Run> runs;
     Walks walks(settings, runs);
@@ -390,6 +442,8 @@ std::vector<Run> all_runs(const Settings& settings) {
     add_slow(walks);
     add_scenes(settings, runs);
     add_crooked(runs);
+    add_sensors(settings, runs);
+    add_clutter(settings, runs);
     return runs;
 }
 
@@ -413,6 +467,8 @@ Settings read_arguments(int argc, char** argv) {
             settings.cases = true;
         } else if (word == "--data" && i + 1 < argc) {
             settings.data = argv[++i];
+        } else if (word == "--clutter-seconds" && i + 1 < argc) {
+            settings.clutter_s = std::strtod(argv[++i], nullptr);
         } else if (word == "--seeds" && i + 1 < argc) {
             char* dash = nullptr;
             settings.first_seed = std::strtoull(argv[++i], &dash, 10);

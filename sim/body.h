@@ -25,7 +25,21 @@ struct Material {
 // Staff wear one over their top: fluorescent, sleeveless, with grey reflective stripes.
 enum class Vest { kNone, kYellow, kOrange };
 
-enum class Load { kNone, kHandbag, kBackpack, kSuitcase, kTrolley, kCart };
+enum class Load {
+    kNone,
+    kHandbag,
+    kBackpack,
+    kSuitcase,
+    kTrolley,
+    kCart,
+    kPram,
+    kDog,       // on a lead at the right
+    kUmbrella,  // open, over the head
+};
+
+inline bool is_pushed(Load load) {
+    return load == Load::kTrolley || load == Load::kCart || load == Load::kPram;
+}
 
 struct Look {
     double height_m = 1.7;
@@ -50,11 +64,19 @@ struct Pose {
     Look look;
 };
 
+// Where the sun shines on the floor: an ellipse along the world's axes.
+struct SunPatch {
+    Point centre;
+    double half_x_m = 0.0;
+    double half_y_m = 0.0;
+};
+
 // Everything to be drawn in one frame. Material 0 is the floor.
 struct Model {
     std::vector<Quadric> quadrics;
     std::vector<Brick> bricks;
     std::vector<Material> materials;
+    std::vector<SunPatch> suns{};
 };
 
 // A person's head and shoulders: surfaces model.quadrics[first .. first + count), image rectangle.

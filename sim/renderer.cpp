@@ -1,4 +1,4 @@
-// Floor, shading of the final colours, and the two sensors' imperfections.
+// Floor, shading of the final colours, and what the two sensors make of them.
 #include "sim/renderer.h"
 
 #include <algorithm>
@@ -8,17 +8,10 @@ namespace sim {
 namespace {
 
 constexpr int kPixels = kColourWidth * kColourHeight;
-constexpr int kDepthPixels = kDepthWidth * kDepthHeight;
 constexpr int kNoiseLength = 1 << 16;  // a row can start anywhere in it
 constexpr int kFloorShade = 255;
 
-// Depth noise grows with the square of the distance: 2 mm at 2 m, 8 mm at 4 m.
-constexpr float kDepthNoise_mm_per_m2 = 0.5f;
-constexpr float kEdgeStep_m = 0.15f;          // a larger step between neighbours is an edge
-constexpr std::uint16_t kEdgeLoss = 36000;    // of 65536
-constexpr std::uint16_t kRandomLoss = 60;     // of 65536
-constexpr std::uint64_t kHairPatchLoss = 90;  // of 256
-constexpr double kColourNoise = 1.8;          // standard deviation, grey levels
+constexpr double kColourNoise = 1.8;  // standard deviation, grey levels
 
 std::size_t pixel_at(int x, int y) {
     return static_cast<std::size_t>(y * kColourWidth + x);
@@ -56,10 +49,10 @@ int noise_start(std::uint64_t seed, std::int64_t index, int row) {
 
 }  // namespace
 
-Renderer::Renderer(const Camera& camera, const Turn& turn, std::uint64_t seed)
+Renderer::Renderer(const Camera& camera, const Turn& turn, std::uint64_t seed, Noise noise)
     : camera_(camera), turn_(turn), seed_(seed) {
     make_floor();
-    make_noise();
+    make_noise(noise);
     planes_ = floor_;
 }
 
@@ -117,28 +110,30 @@ void Renderer::make_floor() {
     }
 }
 
-void Renderer::make_noise() {
+void Renderer::make_noise(Noise noise) {
     Rng rng(seed_ ^ 0x5EED'0000ULL);
     colour_noise_.resize(kNoiseLength + kColourWidth);
     for (std::int8_t& n : colour_noise_) {
         n = static_cast<std::int8_t>(std::floor(kColourNoise * rng.normal() + 0.5));
     }
-    depth_noise_.resize(kNoiseLength + kDepthWidth);
-    for (float& n : depth_noise_)
-        n = static_cast<float>(rng.normal());
-    depth_chance_.resize(kNoiseLength + kDepthWidth);
-    for (std::uint16_t& n : depth_chance_)
-        n = static_cast<std::uint16_t>(rng.bits() >> 48);
+    sensor_ = make_sensor(noise, camera_, NoiseRows(seed_, rng));
 }
 
-void Renderer::render(const Model& model, const std::vector<Pose>& people, bool with_bgr,
+void Renderer::render(const Model& model, const std::vector<Pose>& people, Colours colours,
                       Frame& frame) {
+    draw_surfaces(model, people);
+    find_sun(model);
+    if (colours != Colours::kNone) paint(model, colours, frame);
+    measure_depth(model, frame);
+}
+
+void Renderer::draw_surfaces(const Model& model, const std::vector<Pose>& people) {
     surface_.z = floor_z_;
     surface_.tag.assign(kPixels, kFloorShade);
     const float focal = static_cast<float>(camera_.focal_px);
     for (const Pose& person : people) {
         cast_shadow({person.x_m, person.y_m});
-        if (person.load != Load::kTrolley && person.load != Load::kCart) continue;
+        if (!is_pushed(person.load)) continue;
         cast_shadow({person.x_m + kTrolleyAhead_m * person.dir_x,
                      person.y_m + kTrolleyAhead_m * person.dir_y});
     }
@@ -146,19 +141,21 @@ void Renderer::render(const Model& model, const std::vector<Pose>& people, bool 
         draw(q, focal, surface_);
     for (const Brick& b : model.bricks)
         draw(b, focal, surface_);
+}
 
+void Renderer::paint(const Model& model, Colours colours, Frame& frame) {
     resolve(model);
+    brighten();
     soften(planes_.b, scratch_);
     soften(planes_.g, scratch_);
     soften(planes_.r, scratch_);
     add_colour_noise(frame.index);
-    if (with_bgr) {
+    if (colours == Colours::kAll) {
         frame.bgr.resize(static_cast<std::size_t>(kPixels) * 3);
         interleave_bgr(planes_, frame.bgr.data());
     }
     frame.nv12.resize(static_cast<std::size_t>(kPixels) * 3 / 2);
     convert_nv12(planes_, frame.nv12.data());
-    measure_depth(model, frame);
 }
 
 void Renderer::cast_shadow(const Point& at) {
@@ -203,6 +200,45 @@ void Renderer::resolve(const Model& model) {
     }
 }
 
+// What the sun falls on: its light comes in aslant, so who stands in a patch is lit where the way
+// of the light ends in it.
+void Renderer::find_sun(const Model& model) {
+    constexpr float kSlant = 0.6f;  // metres towards x for each metre of height
+    sunlit_.clear();
+    if (model.suns.empty()) return;
+    sunlit_.assign(kPixels, 0);
+    const float inverse = static_cast<float>(1.0 / camera_.focal_px);
+    const float floor_m = static_cast<float>(camera_.height_m);
+    for (int v = 0; v < kColourHeight; ++v) {
+        const float slope_y = static_cast<float>(v - kColourHeight / 2) * inverse;
+        for (int u = 0; u < kColourWidth; ++u) {
+            const float z = surface_.z[pixel_at(u, v)];
+            const float slope_x = static_cast<float>(u - kColourWidth / 2) * inverse;
+            const Vec3 at = turn_.back({slope_x * z, slope_y * z, z});
+            const float x = at[0] + kSlant * (floor_m - at[2]);
+            for (const SunPatch& sun : model.suns) {
+                const float ex =
+                    (x - static_cast<float>(sun.centre.x_m)) / static_cast<float>(sun.half_x_m);
+                const float ey =
+                    (at[1] - static_cast<float>(sun.centre.y_m)) / static_cast<float>(sun.half_y_m);
+                if (ex * ex + ey * ey < 1.0f) sunlit_[pixel_at(u, v)] = 1;
+            }
+        }
+    }
+}
+
+void Renderer::brighten() {
+    const auto bright = [](std::uint8_t level, int gain) {
+        return static_cast<std::uint8_t>(std::min(30 + level * gain / 16, 255));
+    };
+    for (std::size_t i = 0; i < sunlit_.size(); ++i) {
+        if (sunlit_[i] == 0) continue;
+        planes_.b[i] = bright(planes_.b[i], 22);
+        planes_.g[i] = bright(planes_.g[i], 25);
+        planes_.r[i] = bright(planes_.r[i], 26);
+    }
+}
+
 void Renderer::add_colour_noise(std::int64_t index) {
     for (int y = 0; y < kColourHeight; ++y) {
         const std::size_t at = pixel_at(0, y);
@@ -215,49 +251,35 @@ void Renderer::add_colour_noise(std::int64_t index) {
     }
 }
 
-void Renderer::measure_depth(const Model& model, Frame& frame) const {
-    frame.raw_mm.resize(kDepthPixels);
+void Renderer::view_depth(const Model& model) {
+    view_.materials = model.materials;
+    view_.z_m.resize(kDepthPixels);
+    view_.material.resize(kDepthPixels);
+    view_.sunlit.resize(sunlit_.empty() ? 0 : kDepthPixels);
+    for (int y = 0; y < kDepthHeight; ++y) {
+        const int row = (y * kColourHeight + kDepthHeight / 2) / kDepthHeight;
+        const std::size_t from = pixel_at(0, std::min(row, kColourHeight - 1));
+        const std::size_t to = static_cast<std::size_t>(y * kDepthWidth);
+        for (std::size_t x = 0; x < kDepthWidth; ++x) {
+            view_.z_m[to + x] = surface_.z[from + 2 * x];
+            view_.material[to + x] = static_cast<std::uint16_t>(surface_.tag[from + 2 * x] >> 8);
+            if (!sunlit_.empty()) view_.sunlit[to + x] = sunlit_[from + 2 * x];
+        }
+    }
+}
+
+void Renderer::measure_depth(const Model& model, Frame& frame) {
+    view_depth(model);
+    view_.frame = frame.index;
+    view_.time_s = frame.time_s;
+    sensor_->measure(view_, frame.raw_mm);
     frame.depth_nv12.resize(static_cast<std::size_t>(kDepthPixels) * 3 / 2);
     std::fill(frame.depth_nv12.begin() + kDepthPixels, frame.depth_nv12.end(), std::uint8_t{128});
     const float grey_per_mm = static_cast<float>(219.0 / (1100.0 * camera_.height_m));
-    const auto source_row = [](int row) {
-        return std::min((row * kColourHeight + kDepthHeight / 2) / kDepthHeight, kColourHeight - 1);
-    };
-    for (int y = 0; y < kDepthHeight; ++y) {
-        const float* here = surface_.z.data() + pixel_at(0, source_row(y));
-        const float* above = surface_.z.data() + pixel_at(0, source_row(std::max(y - 1, 0)));
-        const float* below =
-            surface_.z.data() + pixel_at(0, source_row(std::min(y + 1, kDepthHeight - 1)));
-        const std::int32_t* tags = surface_.tag.data() + pixel_at(0, source_row(y));
-        const float* noise = depth_noise_.data() + noise_start(seed_ + 12, frame.index, y);
-        const std::uint16_t* chance =
-            depth_chance_.data() + noise_start(seed_ + 13, frame.index, y);
-        for (int x = 0; x < kDepthWidth; ++x) {
-            const int u = 2 * x;
-            const float z = here[u];
-            const float left = here[std::max(u - 2, 0)];
-            const float right = here[std::min(u + 2, kColourWidth - 2)];
-            const float low = std::min(std::min(left, right), std::min(above[u], below[u]));
-            const float high = std::max(std::max(left, right), std::max(above[u], below[u]));
-            const bool edge = high - z > kEdgeStep_m || z - low > kEdgeStep_m;
-            bool lost = chance[x] < (edge ? kEdgeLoss : kRandomLoss);
-            const int material = tags[u] >> 8;
-            if (material != 0 &&
-                model.materials[static_cast<std::size_t>(material)].swallows_infrared) {
-                // Ragged blotches of a few pixels that stay for some frames.
-                const int ragged = chance[x] & 3;
-                const std::uint64_t cell = static_cast<std::uint64_t>((x + ragged) / 4) << 40 ^
-                                           static_cast<std::uint64_t>((y + ragged) / 4) << 20 ^
-                                           static_cast<std::uint64_t>(frame.index / 3);
-                lost = lost || (mix64(cell ^ seed_) & 255U) < kHairPatchLoss;
-            }
-            const float mm = z * 1000.0f + noise[x] * (kDepthNoise_mm_per_m2 * z * z);
-            const std::size_t at = static_cast<std::size_t>(y * kDepthWidth + x);
-            const int value = lost ? 0 : static_cast<int>(mm + 0.5f);
-            frame.raw_mm[at] = static_cast<std::uint16_t>(value);
-            const float grey = 235.0f - grey_per_mm * static_cast<float>(value);
-            frame.depth_nv12[at] = static_cast<std::uint8_t>(lost || grey < 16.0f ? 16.0f : grey);
-        }
+    for (std::size_t i = 0; i < kDepthPixels; ++i) {
+        const std::uint16_t mm = frame.raw_mm[i];
+        const float grey = 235.0f - grey_per_mm * static_cast<float>(mm);
+        frame.depth_nv12[i] = static_cast<std::uint8_t>(mm == 0 || grey < 16.0f ? 16.0f : grey);
     }
 }
 

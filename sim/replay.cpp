@@ -266,6 +266,7 @@ Simulator make_trajectory_scene(const std::string& path, const TrajectoryOptions
     info.name = std::filesystem::path(path).stem().string();
     info.description = "Walks recorded in " + std::filesystem::path(path).filename().string();
     info.camera.height_m = options.camera_height_m;
+    info.noise = options.noise;
     info.line_height_m = std::min(info.line_height_m, 0.7 * options.camera_height_m);
     info.fps = file.fps;
     info.duration_s = static_cast<double>(last - first + 1) / file.fps;

@@ -1,7 +1,9 @@
 // The built-in scenes.
 #include <array>
 #include <stdexcept>
+#include <utility>
 
+#include "sim/clutter.h"
 #include "sim/simulator.h"
 #include "sim/walkers.h"
 
@@ -11,6 +13,7 @@ namespace {
 struct Scene {
     SceneInfo info;
     WalkerPlan plan;
+    std::vector<Clutter> clutter{};
 };
 
 Camera camera_at(double height_m) {
@@ -199,9 +202,31 @@ Scene gallery() {
     return s;
 }
 
+Scene clutter() {
+    Scene s;
+    s.info = {"clutter",
+              "Chairs, prams, trolleys, dogs, umbrellas, a door, sun, a person waiting, camera at "
+              "3.8 m",
+              camera_at(3.8),
+              15.0,
+              120.0,
+              {across_line("passage", 1.85)},
+              {rectangle("inside", {-1.8, -1.05}, {1.8, -0.2})},
+              1.6,
+              false,
+              false};
+    s.plan.half_length_m = 3.4;
+    s.plan.half_width_m = 0.65;
+    s.plan.arrivals_per_s = 0.25;
+    s.plan.max_people = 4;
+    s.plan.burdened = 0.6;
+    s.clutter = all_clutter();
+    return s;
+}
+
 constexpr double kClearing_s = 10.0;  // a walk over a line takes this long
 
-constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd, gallery};
+constexpr std::array kScenes = {doorway, entrance, uturn, groups, shop, crowd, gallery, clutter};
 
 Scene find_scene(const std::string& name) {
     std::string known;
@@ -211,6 +236,17 @@ Scene find_scene(const std::string& name) {
         known += (known.empty() ? "" : ", ") + s.info.name;
     }
     throw std::invalid_argument("unknown scene \"" + name + "\"; known scenes: " + known);
+}
+
+Simulator make(Scene s, std::uint64_t seed, std::optional<double> seconds,
+               const CaptureOptions& capture) {
+    s.info.noise = capture.noise;
+    s.info.fps = capture.fps.value_or(s.info.fps);
+    s.info.duration_s = settle_length(s.plan, s.info.duration_s, kClearing_s, seconds);
+    const double fps = s.info.fps;
+    if (s.clutter.empty()) return {std::move(s.info), make_walkers(s.plan, fps, seed), seed};
+    s.plan.burdens = burdens_of(s.clutter);
+    return {std::move(s.info), make_cluttered(s.clutter, s.plan, fps, seed), seed};
 }
 
 }  // namespace
@@ -226,11 +262,18 @@ SceneInfo scene_info(const std::string& name) {
     return find_scene(name).info;
 }
 
-Simulator make_scene(const std::string& name, std::uint64_t seed, std::optional<double> seconds) {
-    Scene s = find_scene(name);
-    s.info.duration_s = settle_length(s.plan, s.info.duration_s, kClearing_s, seconds);
-    const double fps = s.info.fps;
-    return {std::move(s.info), make_walkers(s.plan, fps, seed), seed};
+Simulator make_scene(const std::string& name, std::uint64_t seed, std::optional<double> seconds,
+                     const CaptureOptions& capture) {
+    return make(find_scene(name), seed, seconds, capture);
+}
+
+Simulator make_clutter(const std::vector<std::string>& kinds, std::uint64_t seed,
+                       std::optional<double> seconds, const CaptureOptions& capture) {
+    Scene s = clutter();
+    s.clutter.clear();
+    for (const std::string& kind : kinds)
+        s.clutter.push_back(clutter_from(kind));
+    return make(std::move(s), seed, seconds, capture);
 }
 
 }  // namespace sim

@@ -117,10 +117,12 @@ bool Simulator::produce(Frame& frame, bool images) {
     std::vector<Outline> outlines;
     for (const Pose& pose : people)
         outlines.push_back(add_person(info_.camera, pose, model));
+    add_things(info_.camera, world_->things(), model);
     if (images && !turn_->is_level()) model = (*turn_)(info_.camera, model);
     if (images) {
-        if (!renderer_) renderer_ = std::make_unique<Renderer>(info_.camera, *turn_, seed_);
-        renderer_->render(model, people, with_bgr_, frame);
+        if (!renderer_)
+            renderer_ = std::make_unique<Renderer>(info_.camera, *turn_, seed_, info_.noise);
+        renderer_->render(model, people, colours_, frame);
     }
     frame.truth.clear();
     for (std::size_t i = 0; i < people.size(); ++i) {

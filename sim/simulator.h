@@ -4,6 +4,7 @@
 // build. A Simulator is not thread-safe; several may run side by side.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "sim/camera.h"
+#include "sim/noise.h"
 
 namespace sim {
 
@@ -65,6 +67,7 @@ struct SceneInfo {
     bool crowded = false;         // too dense for counting without errors
     bool group_counting = false;  // a host should count groups in this scene
     std::optional<CameraPlace> place{};  // for a camera of a site: where it hangs
+    Noise noise = Noise::kPlain;         // of the depth sensor
 };
 
 // Names of the built-in scenes.
@@ -81,11 +84,15 @@ struct TrajectoryOptions {
     double fps = 0.0;              // 0: from the file's comments, else 25
     std::uint64_t seed = 1;        // looks of the people and sensor noise
     std::vector<CountingLine> lines;  // empty: one line below the camera, across the main motion
+    Noise noise = Noise::kPlain;      // of the depth sensor
 };
 
 class World;
 class Renderer;
 class Turn;
+
+// Which colour images of a frame are rendered.
+enum class Colours { kNone, kNv12, kAll };
 
 class Simulator {
   public:
@@ -108,7 +115,11 @@ class Simulator {
     std::optional<Pixel> shown_at(const Pixel& level) const;
 
     // From now on frames are rendered without their bgr image, for callers that only read nv12.
-    void leave_out_bgr() { with_bgr_ = false; }
+    void leave_out_bgr() { colours_ = std::min(colours_, Colours::kNv12); }
+
+    // From now on frames are rendered with their depth images only, for callers that look at
+    // nothing else; what is in bgr and nv12 is left as it is.
+    void leave_out_colours() { colours_ = Colours::kNone; }
 
     // Advances by one frame like next() but leaves the images untouched; much faster.
     bool next_truth(Frame& frame);
@@ -122,7 +133,13 @@ class Simulator {
     std::unique_ptr<Turn> turn_;
     std::unique_ptr<Renderer> renderer_;  // made at the first rendered frame
     std::int64_t next_index_ = 0;
-    bool with_bgr_ = true;
+    Colours colours_ = Colours::kAll;
+};
+
+// How a built-in scene is taken.
+struct CaptureOptions {
+    std::optional<double> fps;    // the scene's own
+    Noise noise = Noise::kPlain;  // of the depth sensor
 };
 
 // A built-in scene that lasts for `seconds`, which must be above 0, or for its own time when they
@@ -130,7 +147,14 @@ class Simulator {
 // the end of the scene's own time if that is later: a shorter scene is the beginning of the full
 // one. Throws std::invalid_argument like scene_info(), and for any other length.
 Simulator make_scene(const std::string& name, std::uint64_t seed = 1,
-                     std::optional<double> seconds = {});
+                     std::optional<double> seconds = {}, const CaptureOptions& capture = {});
+
+// What is about in the scene "clutter": "chairs", "prams" and so on.
+std::vector<std::string> clutter_names();
+
+// The scene "clutter" with only some of it. Throws std::invalid_argument for an unknown kind too.
+Simulator make_clutter(const std::vector<std::string>& kinds, std::uint64_t seed = 1,
+                       std::optional<double> seconds = {}, const CaptureOptions& capture = {});
 
 // Names of the built-in sites: places for several cameras.
 std::vector<std::string> site_names();

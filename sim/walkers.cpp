@@ -51,7 +51,7 @@ struct Walker {
     double lane_after = 0.0;   // across, wanted after a stop at such a place
     double got_to = -std::numeric_limits<double>::infinity();  // towards goal, at last headway
     double held_s = 0.0;                                       // since then
-    bool pushes() const { return pose.load == Load::kTrolley || pose.load == Load::kCart; }
+    bool pushes() const { return is_pushed(pose.load); }
 };
 
 // A disc that others keep away from: a body, or the trolley in front of one.
@@ -225,20 +225,30 @@ class Walkers : public World {
     }
 
     void give_load(Walker& w) {
+        if (!plan_.burdens.empty() && rng_.chance(plan_.burdened)) {
+            const int kinds = static_cast<int>(plan_.burdens.size());
+            w.pose.load = plan_.burdens[static_cast<std::size_t>(rng_.below(kinds))];
+            if (w.pushes()) slow_down(w);
+            return;
+        }
         const double kind = rng_.uniform();
         if (kind < plan_.trolleys) {
             w.pose.load = rng_.chance(0.7) ? Load::kTrolley : Load::kCart;
-            w.speed = std::min(w.speed, 1.1);
-            w.v_along = w.goal * w.speed;
-            const double room = std::max(plan_.half_width_m - 0.1, 0.0);
-            w.lane = clamp(w.lane, -room, room);
-            w.across = w.lane;
+            slow_down(w);
             return;
         }
         if (kind < plan_.trolleys + plan_.bags) {
             constexpr Load kBags[] = {Load::kHandbag, Load::kBackpack, Load::kSuitcase};
             w.pose.load = kBags[rng_.below(3)];
         }
+    }
+
+    void slow_down(Walker& w) const {
+        w.speed = std::min(w.speed, 1.1);
+        w.v_along = w.goal * w.speed;
+        const double room = std::max(plan_.half_width_m - 0.1, 0.0);
+        w.lane = clamp(w.lane, -room, room);
+        w.across = w.lane;
     }
 
     void give_pause(Walker& w) {

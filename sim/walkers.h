@@ -35,6 +35,8 @@ struct WalkerPlan {
     std::vector<StopPlace> stop_places;  // empty: people stop somewhere on their way
     double returns = 0.0;                // share of those at stop_places who go back from there
     double trolleys = 0.0;               // share of single arrivals with a trolley or cart
+    double burdened = 0.0;               // share of single arrivals with one of these
+    std::vector<Load> burdens;
     double bags = 0.2;        // share of single arrivals with a bag, backpack or suitcase
     double staff = 0.0;       // share of single arrivals who wear the staff vest; no bags
     double vivid_tops = 0.0;  // share of the other single arrivals in a yellow or orange top

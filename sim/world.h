@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sim/body.h"
+#include "sim/things.h"
 
 namespace sim {
 
@@ -14,6 +15,9 @@ class World {
 
     // Poses of everyone in the next frame, sorted by id. Called once per frame, in order.
     virtual void step(std::vector<Pose>& people) = 0;
+
+    // What else is there in the frame of the last step.
+    virtual Things things() const { return {}; }
 };
 
 }  // namespace sim

@@ -50,6 +50,7 @@ class SimSource final : public FrameSource {
         frame_.nv12.swap(frame.planes.colour_nv12);
         frame_.depth_nv12.swap(frame.planes.depth_nv12);
         frame_.raw_mm.swap(frame.planes.raw_mm);
+        frame_.nv12.resize(kColourWidth * kColourHeight * 3 / 2);
         const bool more = simulator_.next(frame_);
         frame_.nv12.swap(frame.planes.colour_nv12);
         frame_.depth_nv12.swap(frame.planes.depth_nv12);
@@ -268,8 +269,15 @@ std::unique_ptr<FrameSource> open_scene(const SourceOptions& options) {
         // where its floor is measured, does not depend on how much of it is run.
         std::optional<double> longer = options.seconds;
         if (longer && *longer <= sim::scene_info(options.scene).duration_s) longer.reset();
-        return std::make_unique<SimSource>(sim::make_scene(options.scene, options.seed, longer),
-                                           "scene", options.scene, options);
+        const sim::CaptureOptions capture{options.frames_per_second,
+                                          sim::noise_from(options.noise)};
+        sim::Simulator scene =
+            options.clutter.empty()
+                ? sim::make_scene(options.scene, options.seed, longer, capture)
+                : sim::make_clutter(options.clutter, options.seed, longer, capture);
+        if (!options.colours) scene.leave_out_colours();
+        return std::make_unique<SimSource>(std::move(scene), "scene", options.scene,
+                                           options);
     } catch (const std::invalid_argument& e) {
         throw InputError(e.what());
     }
@@ -287,6 +295,7 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
     walks.camera_height_m = options.height_mm ? options.height_mm->value / 1000.0 : kWalksHeight_m;
     walks.fps = options.frames_per_second.value_or(0.0);
     walks.seed = options.seed;
+    walks.noise = sim::noise_from(options.noise);
     if (options.camera_at) {
         walks.centre_given = true;
         walks.centre = {options.camera_at->x, options.camera_at->y};
@@ -312,6 +321,10 @@ std::vector<SceneEntry> scene_list() {
                         info.regions.size(), info.crowded});
     }
     return list;
+}
+
+std::vector<std::string> simulated_sensors() {
+    return sim::noise_names();
 }
 
 }  // namespace host

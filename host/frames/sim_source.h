@@ -25,4 +25,7 @@ struct SceneEntry {
 
 std::vector<SceneEntry> scene_list();
 
+// Names of the depth sensors that can be simulated.
+std::vector<std::string> simulated_sensors();
+
 }  // namespace host

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "host/frames/sim_source.h"
+
 namespace host {
 namespace {
 
@@ -21,6 +23,13 @@ struct RunArgument {
     Apply apply;                       // null: not by itself
     std::vector<std::string> sources;  // the only ones that understand it; empty: all
 };
+
+std::string joined(const std::vector<std::string>& words, const std::string& between) {
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : between) + word;
+    return text;
+}
 
 double number_from(const std::string& text, const std::string& option) {
     const std::optional<double> value = to_number(text);
@@ -66,6 +75,14 @@ void set_rate(const std::string& text, RunOptions& options) {
     options.source.frames_per_second = fps;
 }
 
+void set_noise(const std::string& text, RunOptions& options) {
+    const std::vector<std::string> known = simulated_sensors();
+    if (std::find(known.begin(), known.end(), text) == known.end()) {
+        throw InputError("--noise is \"" + text + "\"; known are " + joined(known, ", "));
+    }
+    options.source.noise = text;
+}
+
 void set_height(const std::string& text, RunOptions& options) {
     options.measure_height = text == "auto";
     options.source.height_mm.reset();
@@ -84,13 +101,6 @@ void set_seconds(const std::string& text, RunOptions& options) {
     if (!(*options.seconds > 0.0)) {
         throw InputError("--seconds is " + text + "; it must be above 0");
     }
-}
-
-std::string joined(const std::vector<std::string>& words, const std::string& between) {
-    std::string text;
-    for (const std::string& word : words)
-        text += (text.empty() ? "" : between) + word;
-    return text;
 }
 
 const std::vector<RunArgument>& source_arguments() {
@@ -132,9 +142,14 @@ const std::vector<RunArgument>& source_arguments() {
          {"depth-folder"}},
         {"--fps",
          "N",
-         "Frames a second of walks or recording [as the file says]",
+         "Frames a second of scene, walks or recording [as scene or file says]",
          set_rate,
-         {"walks", "depth-folder"}},
+         {"scene", "walks", "depth-folder"}},
+        {"--noise",
+         joined(simulated_sensors(), "|"),
+         "Depth sensor that is simulated [plain]",
+         set_noise,
+         {"scene", "walks"}},
         {"--height",
          "MM|auto",
          "Height of the camera over the floor in mm, or \"auto\" to measure it [as the source "

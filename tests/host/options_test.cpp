@@ -188,6 +188,8 @@ TEST(CommandLine, ReadsNumbersAndChoices) {
     EXPECT_EQ(options.source.height_mm->value, 5200.0);
     EXPECT_EQ(options.source.camera_at->x, -1.5);
     EXPECT_EQ(*options.source.frames_per_second, 16.0);
+    EXPECT_EQ(options.source.noise, "plain");
+    EXPECT_EQ(run_options({"--noise", "stereo"}).source.noise, "stereo");
     EXPECT_EQ(*options.seconds, 2.5);
     EXPECT_EQ(*options.frames, 9);
     EXPECT_EQ(options.detect.value, host::DetectMode::kBoth);
@@ -237,6 +239,7 @@ TEST(CommandLine, SaysWhatIsWrong) {
     EXPECT_THAT(error_of({"--height", "tall"}), HasSubstr("\"tall\""));
     EXPECT_THAT(error_of({"--height", "3"}), HasSubstr("1500 to 15000"));
     EXPECT_THAT(error_of({"--detect", "radar"}), HasSubstr("both, colour and depth"));
+    EXPECT_THAT(error_of({"--noise", "sonar"}), HasSubstr("plain, time-of-flight, stereo"));
     EXPECT_THAT(error_of({"--sensor", "sonar"}), HasSubstr("exact and reads-low"));
     EXPECT_THAT(error_of({"--late-counts", "maybe"}), HasSubstr("drop and keep"));
     EXPECT_THAT(error_of({"--seconds", "0"}), HasSubstr("above 0"));
@@ -261,7 +264,10 @@ TEST(CommandLine, OptionsBelongToTheirSource) {
     EXPECT_THAT(error_of({"--source", "scene", "--trajectories", "x"}),
                 HasSubstr("--source walks"));
     EXPECT_THAT(error_of({"--camera-at", "1,2"}), HasSubstr("--source walks"));
-    EXPECT_THAT(error_of({"--fps", "20"}), HasSubstr("--source walks or depth-folder"));
+    EXPECT_THAT(error_of({"--source", "null", "--fps", "20"}),
+                HasSubstr("--source scene or walks or depth-folder"));
+    EXPECT_THAT(error_of({"--folder", "x", "--noise", "stereo"}),
+                HasSubstr("--source scene or walks"));
     for (const char* source : {"depth-folder", "null", "walks"}) {
         EXPECT_THAT(error_of({"--source", source, "--scene", "crowd"}),
                     HasSubstr("--source scene"));
@@ -270,6 +276,7 @@ TEST(CommandLine, OptionsBelongToTheirSource) {
     EXPECT_THAT(error_of({"--source", "null", "--seed", "2"}), HasSubstr("--seed"));
     EXPECT_EQ(error_of({"--source", "walks", "--seed", "2"}), "");
     EXPECT_EQ(error_of({"--source", "walks", "--fps", "20"}), "");
+    EXPECT_EQ(error_of({"--fps", "20"}), "");
 }
 
 TEST(CommandLine, AFileOrFolderImpliesItsSource) {

@@ -23,7 +23,7 @@ TEST(SceneBytes, AreTheKnownOnes) {
         {"doorway", 0xE944CB009FC9304BULL}, {"entrance", 0xB53633DB48034B36ULL},
         {"uturn", 0x83C82168EE9CFD6DULL},   {"groups", 0xDE4FEBF53E1FA4EBULL},
         {"shop", 0x4C51BDE14D134BA9ULL},    {"crowd", 0x8EB1B21ECD3AE347ULL},
-        {"gallery", 0x16C14668AC3AE0F5ULL}};
+        {"gallery", 0x16C14668AC3AE0F5ULL}, {"clutter", 0x7B36D4C2B0140245ULL}};
     for (const std::string& name : sim::scene_names()) {
         Simulator simulator = sim::make_scene(name, 7);
         Frame frame;
