@@ -138,6 +138,13 @@ CountTally compare_passages(const std::vector<Passage>& truth, const std::vector
     return tally;
 }
 
+TallySetup tally_setup(const host::RunPlan& plan, double from_s) {
+    const host::SourceInfo& info = plan.source->info();
+    // The colour picture has twice the columns of the depth image.
+    return {info.frames_per_second, from_s, plan.lines,
+            info.camera.height_mm.value_or(0.0) / 1000.0 / (2.0 * info.camera.fx)};
+}
+
 TallySink::TallySink(const TallySetup& setup)
     : setup_(setup),
       sway_(on_floor(setup), kSway_m),

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/app/run.h"
 #include "host/engine/sink.h"
 #include "host/score/identities.h"
 #include "host/score/metrics.h"
@@ -54,6 +55,9 @@ struct TallySetup {
     std::vector<host::CountingLine> lines;
     double m_per_px = 0.0;  // of places on the floor
 };
+
+// For a run whose frames come as its source has them now.
+TallySetup tally_setup(const host::RunPlan& plan, double from_s = 0.0);
 
 // Follows a run.
 class TallySink final : public host::Sink {

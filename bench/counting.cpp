@@ -46,8 +46,9 @@ struct Run {
     std::string row;
     std::string name;
     host::RunOptions options;
-    int every = 1;        // of this many frames the first is used
-    double from_s = 0.0;  // the beginning is left out
+    std::function<sim::Simulator()> simulator{};  // instead of the source of the options
+    int every = 1;                                // of this many frames the first is used
+    double from_s = 0.0;                          // the beginning is left out
 };
 
 // ---- A run ----
@@ -88,15 +89,14 @@ class FewerFrames final : public host::FrameSource {
 };
 
 std::string run_here(const Run& one) {
-    host::RunPlan plan = host::prepare_run(one.options);
+    host::RunPlan plan = one.simulator
+                             ? host::prepare_run(one.options, host::open_simulator(one.simulator()))
+                             : host::prepare_run(one.options);
     if (one.every > 1) {
         plan.source = std::make_unique<FewerFrames>(std::move(plan.source), one.every);
         plan.source->count_truth(plan.lines);
     }
-    const host::SourceInfo& info = plan.source->info();
-    // The colour picture has twice the columns of the depth image.
-    TallySink sink({info.frames_per_second, one.from_s, plan.lines,
-                    info.camera.height_mm.value_or(0.0) / 1000.0 / (2.0 * info.camera.fx)});
+    TallySink sink(tally_setup(plan, one.from_s));
     const std::atomic<bool> never{false};
     host::run(plan, {&sink}, never);
     std::vector<std::string> cases;
@@ -391,23 +391,29 @@ const char* sensor_name(const std::string& noise) {
     return noise == "stereo" ? "stereo" : "plain sensor";
 }
 
+// Nothing here looks at colours.
+sim::Simulator depth_only(sim::Simulator simulator) {
+    simulator.leave_out_colours();
+    return simulator;
+}
+
 // Scenes that can be counted without errors, seen by other sensors and at other frame rates.
 void add_sensors(const Settings& settings, std::vector<Run>& runs) {
     constexpr std::uint64_t kSeeds = 5;
-    for (const std::string& noise : host::simulated_sensors()) {
+    for (const std::string& noise : sim::noise_names()) {
         for (const double fps : {8.0, 15.0, 30.0}) {
+            const sim::CaptureOptions capture{fps, sim::noise_from(noise)};
             for (const std::string& scene : sim::scene_names()) {
                 if (sim::scene_info(scene).crowded || scene == kClutter) continue;
                 for (std::uint64_t i = 0; i < kSeeds; ++i) {
+                    const std::uint64_t seed = settings.first_seed + i;
                     Run run;
                     run.row = std::string(sensor_name(noise)) + ", " +
                               std::to_string(std::lround(fps)) + " frames/s";
-                    run.options.source.seed = settings.first_seed + i;
-                    run.name = scene + ", seed " + std::to_string(run.options.source.seed);
-                    run.options.source.scene = scene;
-                    run.options.source.noise = noise;
-                    run.options.source.frames_per_second = fps;
-                    run.options.source.colours = false;
+                    run.name = scene + ", seed " + std::to_string(seed);
+                    run.simulator = [=] {
+                        return depth_only(sim::make_scene(scene, seed, {}, capture));
+                    };
                     runs.push_back(std::move(run));
                 }
             }
@@ -418,16 +424,15 @@ void add_sensors(const Settings& settings, std::vector<Run>& runs) {
 // An hour with each kind of things that are not people.
 void add_clutter(const Settings& settings, std::vector<Run>& runs) {
     for (const std::string& kind : sim::clutter_names()) {
-        for (const std::string& noise : host::simulated_sensors()) {
+        for (const std::string& noise : sim::noise_names()) {
+            const sim::CaptureOptions capture{{}, sim::noise_from(noise)};
             Run run;
             run.row = "clutter, " + kind;
-            run.name = sensor_name(noise);
-            run.options.source.scene = kClutter;
-            run.options.source.clutter = {kind};
-            run.options.source.noise = noise;
-            run.options.source.seed = settings.first_seed;
-            run.options.source.colours = false;
-            run.options.source.seconds = run.options.seconds = settings.clutter_s;
+            run.name = kind + " seen by " + sensor_name(noise);
+            run.simulator = [=, &settings] {
+                return depth_only(
+                    sim::make_clutter({kind}, settings.first_seed, settings.clutter_s, capture));
+            };
             runs.push_back(std::move(run));
         }
     }

@@ -1,4 +1,5 @@
 // The built-in scenes.
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
@@ -274,6 +275,28 @@ Simulator make_clutter(const std::vector<std::string>& kinds, std::uint64_t seed
     for (const std::string& kind : kinds)
         s.clutter.push_back(clutter_from(kind));
     return make(std::move(s), seed, seconds, capture);
+}
+
+Simulator make_siting_scene(const Camera& camera, std::uint64_t seed,
+                            const CaptureOptions& capture) {
+    constexpr double kHead_m = 1.7;
+    constexpr double kMargin_m = 0.15;      // of the line, from the edge of the picture
+    constexpr double kBesideLine_m = 0.15;  // heads keep this away from its ends
+    constexpr double kPeople_per_m2 = 0.3;
+    constexpr double kPeople_per_m_s = 0.3;  // through a metre of width
+    const Point half = camera.half_view(kHead_m);
+    const double line_m = std::max(half.x_m - kMargin_m, 0.1);
+    Scene s;
+    s.info.name = "siting";
+    s.info.description = "A passage as wide as the picture";
+    s.info.camera = camera;
+    s.info.line_height_m = std::min(s.info.line_height_m, 0.7 * camera.height_m);
+    s.info.lines = {across_line("passage", line_m)};
+    s.plan.half_length_m = camera.half_view(0.0).y_m + 1.0;
+    s.plan.half_width_m = std::max(line_m - kBesideLine_m, 0.05);
+    s.plan.arrivals_per_s = std::max(2.0 * line_m * kPeople_per_m_s, 0.3);
+    s.plan.max_people = static_cast<int>(4.0 * s.plan.half_length_m * line_m * kPeople_per_m2) + 2;
+    return make(std::move(s), seed, {}, capture);
 }
 
 }  // namespace sim

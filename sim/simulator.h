@@ -156,6 +156,11 @@ std::vector<std::string> clutter_names();
 Simulator make_clutter(const std::vector<std::string>& kinds, std::uint64_t seed = 1,
                        std::optional<double> seconds = {}, const CaptureOptions& capture = {});
 
+// People who walk under a camera with this height and lens, both ways through a passage as wide as
+// the picture is at the height of heads, over a line across it.
+Simulator make_siting_scene(const Camera& camera, std::uint64_t seed = 1,
+                            const CaptureOptions& capture = {});
+
 // Names of the built-in sites: places for several cameras.
 std::vector<std::string> site_names();
 

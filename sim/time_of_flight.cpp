@@ -21,12 +21,13 @@ namespace sim {
 namespace {
 
 constexpr float kRange_m = 7.5f;          // c / (2 f) at 20 MHz
-constexpr float kNoise_m = 0.001f;        // k: 3 mm on a white floor at 2 m, 15 mm at 6 m
+constexpr float kNoise_m = 0.001f;        // k: 3 mm on a grey floor at 2 m, 13 mm at 6 m
 constexpr float kRoomLight = 0.02f;       // B, in units of A of a white surface at 1 m
 constexpr float kSunLight = 4.0f;         // B in a patch of sun
 constexpr float kLeastLight = 0.0065f;    // A below this is reported as missing
 constexpr float kMostNoise_m = 0.06f;     // as is a value that is worth nothing
-constexpr float kDarkAlbedo = 0.04f;      // of dark hair and black cloth
+constexpr float kHairAlbedo = 0.05f;      // of dark hair
+constexpr float kBlackAlbedo = 0.08f;     // of black cloth
 constexpr int kDarkCloth = 135;           // red, green and blue together
 constexpr float kEdgeStep_m = 0.10f;      // a pixel with a larger step beside it sees both sides
 constexpr std::uint16_t kFlying = 40000;  // of 65536 such pixels
@@ -42,7 +43,8 @@ float albedo_of(const Material& material, std::size_t index) {
     if (index == 0) return kFloor;
     const Rgb c = material.colour;
     const int sum = c.r + c.g + c.b;
-    if (material.swallows_infrared || sum < kDarkCloth) return kDarkAlbedo;
+    if (material.swallows_infrared) return kHairAlbedo;
+    if (sum < kDarkCloth) return kBlackAlbedo;
     return 0.15f + 0.6f * static_cast<float>(sum) / 765.0f;
 }
 

@@ -180,16 +180,12 @@ class FirstFrames final : public FrameFeed {
     int left_;
 };
 
-std::unique_ptr<FrameSource> open_levelled(const RunOptions& options) {
-    return level_source(open_source(options.source), options.tilt);
-}
-
 // Lets the library measure its distance to the floor several times, spread over the source, which
 // is opened only for this.
 double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
-    trial.source = open_levelled(plan.options);
+    trial.source = level_source(open_source(plan.options.source), plan.options.tilt);
     trial.source->begin();
     const StandardOutput nowhere("/dev/null");  // for what the library prints
     Session session(to_setup(trial, kUnmeasuredHeight_mm), {});
@@ -330,13 +326,13 @@ std::vector<std::string> warnings_of(const RunPlan& plan) {
 }
 
 // A built-in scene lasts for as many frames as are asked for.
-void stretch_scene(RunPlan& plan) {
-    const SourceInfo& info = plan.source->info();
-    if (!plan.options.frames || info.kind != "scene") return;
-    const double asked_s = static_cast<double>(*plan.options.frames) / info.frames_per_second;
+void stretch_scene(RunOptions& options, std::unique_ptr<FrameSource>& source) {
+    const SourceInfo& info = source->info();
+    if (!options.frames || info.kind != "scene") return;
+    const double asked_s = static_cast<double>(*options.frames) / info.frames_per_second;
     if (asked_s <= info.duration_s) return;
-    plan.options.source.seconds = asked_s;
-    plan.source = open_levelled(plan.options);
+    options.source.seconds = asked_s;
+    source = open_source(options.source);
 }
 
 // A source that cannot last as long as was asked for.
@@ -349,13 +345,20 @@ std::optional<std::string> short_source_warning(const RunPlan& plan, double scen
 
 }  // namespace
 
-RunPlan prepare_run(const RunOptions& options) {
+RunPlan prepare_run(const RunOptions& given) {
+    check_options(given);
+    RunOptions options = given;
+    options.source.seconds = options.seconds;
+    std::unique_ptr<FrameSource> source = open_source(options.source);
+    stretch_scene(options, source);
+    return prepare_run(options, std::move(source));
+}
+
+RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> source) {
     check_options(options);
     RunPlan plan;
     plan.options = options;
-    plan.options.source.seconds = options.seconds;
-    plan.source = open_levelled(plan.options);
-    stretch_scene(plan);
+    plan.source = level_source(std::move(source), options.tilt);
     plan.output = options.output;
     const SourceInfo& info = plan.source->info();
     if (options.source.height_mm && info.kind == "scene") {

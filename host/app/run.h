@@ -35,6 +35,9 @@ struct RunPlan {
 // Opens the source and settles lines, regions and height. Throws InputError.
 RunPlan prepare_run(const RunOptions& options);
 
+// The same for a source that is open already.
+RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> source);
+
 // Measures the camera's height when that was asked for. Throws InputError.
 void settle_height(RunPlan& plan, const std::atomic<bool>& stop);
 

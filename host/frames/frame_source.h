@@ -72,12 +72,10 @@ struct SourceOptions {
     std::optional<Placed<double>> height_mm;  // given by the user
     std::optional<PicturePoint> camera_at;    // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
-    std::string noise = "plain";       // of a simulated depth sensor
-    Tilt camera_tilt;                  // of a simulated camera
-    std::optional<double> seconds;     // length of a run; scenes last that long if it is longer
-    std::vector<std::string> clutter;  // what is about in the scene clutter; empty: everything
-    bool colours = true;     // simulate the colour picture; nothing but depth may be used without
-    bool foot_point = true;  // positions are on the floor, else at head height
+    std::string noise = "plain";    // of a simulated depth sensor
+    Tilt camera_tilt;               // of a simulated camera
+    std::optional<double> seconds;  // length of a run; scenes last that long if it is longer
+    bool foot_point = true;         // positions are on the floor, else at head height
 };
 
 // Frame sets one after the other, with rising numbers and scene times.

@@ -10,7 +10,6 @@
 
 #include "host/base/readable_file.h"
 #include "sim/crossings.h"
-#include "sim/simulator.h"
 
 namespace host {
 namespace {
@@ -22,14 +21,12 @@ constexpr double kMostlySeen = 0.5;  // share of head and shoulders that nothing
 
 class SimSource final : public FrameSource {
   public:
-    SimSource(sim::Simulator simulator, std::string kind, std::string name,
-              const SourceOptions& options)
+    SimSource(sim::Simulator simulator, std::string kind, bool foot_point)
         : simulator_(std::move(simulator)),
-          plane_m_(options.foot_point ? 0.0 : simulator_.info().line_height_m) {
-        simulator_.tilt({options.camera_tilt.roll_deg, options.camera_tilt.pitch_deg});
+          plane_m_(foot_point ? 0.0 : simulator_.info().line_height_m) {
         const sim::SceneInfo& scene = simulator_.info();
         info_.kind = std::move(kind);
-        info_.name = std::move(name);
+        info_.name = scene.name;
         info_.description = scene.description;
         info_.frames_per_second = scene.fps;
         info_.duration_s = scene.duration_s;
@@ -261,7 +258,17 @@ class SimSource final : public FrameSource {
     std::vector<std::string> warnings_;
 };
 
+// With its camera as crooked as asked for.
+sim::Simulator hung(sim::Simulator simulator, const SourceOptions& options) {
+    simulator.tilt({options.camera_tilt.roll_deg, options.camera_tilt.pitch_deg});
+    return simulator;
+}
+
 }  // namespace
+
+std::unique_ptr<FrameSource> open_simulator(sim::Simulator simulator, bool foot_point) {
+    return std::make_unique<SimSource>(std::move(simulator), "scene", foot_point);
+}
 
 std::unique_ptr<FrameSource> open_scene(const SourceOptions& options) {
     try {
@@ -271,13 +278,9 @@ std::unique_ptr<FrameSource> open_scene(const SourceOptions& options) {
         if (longer && *longer <= sim::scene_info(options.scene).duration_s) longer.reset();
         const sim::CaptureOptions capture{options.frames_per_second,
                                           sim::noise_from(options.noise)};
-        sim::Simulator scene =
-            options.clutter.empty()
-                ? sim::make_scene(options.scene, options.seed, longer, capture)
-                : sim::make_clutter(options.clutter, options.seed, longer, capture);
-        if (!options.colours) scene.leave_out_colours();
-        return std::make_unique<SimSource>(std::move(scene), "scene", options.scene,
-                                           options);
+        return open_simulator(
+            hung(sim::make_scene(options.scene, options.seed, longer, capture), options),
+            options.foot_point);
     } catch (const std::invalid_argument& e) {
         throw InputError(e.what());
     }
@@ -302,8 +305,8 @@ std::unique_ptr<FrameSource> open_walks(const SourceOptions& options) {
     }
     try {
         return std::make_unique<SimSource>(
-            sim::make_trajectory_scene(options.trajectories, walks), "walks",
-            std::filesystem::path(options.trajectories).stem().string(), options);
+            hung(sim::make_trajectory_scene(options.trajectories, walks), options), "walks",
+            options.foot_point);
     } catch (const std::out_of_range& e) {
         throw InputError(e.what());
     } catch (const std::invalid_argument& e) {

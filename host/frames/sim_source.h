@@ -6,11 +6,15 @@
 #include <vector>
 
 #include "host/frames/frame_source.h"
+#include "sim/simulator.h"
 
 namespace host {
 
 std::unique_ptr<FrameSource> open_scene(const SourceOptions& options);
 std::unique_ptr<FrameSource> open_walks(const SourceOptions& options);
+
+// A simulation that is not in the table of sources.
+std::unique_ptr<FrameSource> open_simulator(sim::Simulator simulator, bool foot_point = true);
 
 // An entry in the list of built-in scenes.
 struct SceneEntry {
