@@ -29,8 +29,9 @@ constexpr float kCrownDepth_mm = 40.0f;
 // Around hair that gave no echo only what is lower can tell.
 constexpr float kRimDepth_mm = 80.0f;
 constexpr float kLargeHole_m2 = 0.008f;
-constexpr float kBodyReach_mm = 420.0f;   // what is farther from the head is an arm or a bag
-constexpr float kTopArea_m2 = 0.0015f;    // surface that must reach the top, against lone pixels
+constexpr float kUnderUmbrella_mm = 250.0f;  // from the top of an umbrella to that of the head
+constexpr float kBodyReach_mm = 420.0f;      // what is farther from the head is an arm or a bag
+constexpr float kTopArea_m2 = 0.0015f;       // surface that must reach the top, against lone pixels
 constexpr float kBorder_mm = 70.0f;       // any nearer to the border, too much of a head is cut off
 constexpr float kSecondLookScore = 0.4f;  // enough to go on with a track, not to begin one
 // Heads that touch are one summit, longer than a head alone.
@@ -157,6 +158,7 @@ HeadShape measure(std::vector<HeadSample>& samples) {
     shape.head_area_m2 = head.area_m2;
     shape.head_long_mm = head.long_mm;
     shape.head_short_mm = head.short_mm;
+    shape.crown_area_m2 = surface_above(samples, shape.top_mm - kCrownDepth_mm).area_m2;
     shape.hole_area_m2 = hole_area_m2(samples, shape.top_mm - kHeadDepth_mm);
     const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
     shape.centre =
@@ -198,6 +200,20 @@ float head_score(const HeadShape& shape) {
     return std::max(head, 0.6f * std::sqrt(hole * length * size * roundness * solid));
 }
 
+// A dome over a head: large, round, without holes, and curved, as no shelf or door is.
+float umbrella_score(const HeadShape& shape) {
+    const float height = trapezoid(shape.top_mm, 1500.0f, 1650.0f, 2300.0f, 2350.0f);
+    const float size = trapezoid(shape.head_area_m2, 0.22f, 0.30f, 1.0f, 1.4f);
+    const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
+                                      0.6f, 0.75f, 1.0f, 2.0f);
+    const float ellipse_m2 = 4e-6f * std::numbers::pi_v<float> *
+                             std::max(shape.head_long_mm * shape.head_short_mm, 1.0f);
+    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.7f, 0.85f, 1.3f, 1.6f);
+    const float curved = trapezoid(shape.crown_area_m2 / std::max(shape.head_area_m2, 1e-6f), 0.05f,
+                                   0.12f, 0.65f, 0.8f);
+    return 0.9f * std::sqrt(height * size * roundness * solid * curved);
+}
+
 // An elbow, a hand or a bag at somebody's side is a summit too, far below that person's head and
 // nearer to it than anybody else could stand. So is the far shoulder of a person seen aslant, of
 // which a narrow strip shows beyond the head.
@@ -219,6 +235,10 @@ float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& ot
     for (const HeadShape& other : others)
         apart = std::min(apart, apart_from(shape, other));
     return apart;
+}
+
+HeadPlace under_umbrella(const HeadShape& shape) {
+    return {shape.centre.x_mm, shape.centre.y_mm, shape.top_mm - kUnderUmbrella_mm};
 }
 
 }  // namespace
@@ -259,8 +279,11 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
         add_shapes(samples_[i]);
     for (const HeadShape& shape : shapes_) {
         Detection detection;
-        detection.score = head_score(shape) * apart_from_taller(shape, shapes_);
-        if (to_detection(shape, detection)) detections_.push_back(detection);
+        const float umbrella = umbrella_score(shape);
+        detection.score = std::max(head_score(shape), umbrella) * apart_from_taller(shape, shapes_);
+        if (!to_detection(shape, detection)) continue;
+        if (umbrella > 0.0f) set_head(detection, under_umbrella(shape));
+        detections_.push_back(detection);
     }
 }
 

@@ -29,6 +29,7 @@ struct HeadShape {
     float head_area_m2 = 0.0f;   // visible surface within 0.15 m below the top
     float head_long_mm = 0.0f;   // standard deviation of that surface along its long axis
     float head_short_mm = 0.0f;  // and across
+    float crown_area_m2 = 0.0f;  // and within 0.04 m below it
     float hole_area_m2 = 0.0f;   // part of it that gave no echo
     float body_area_m2 = 0.0f;   // visible surface within 0.45 m below the top
     float left_mm = 0.0f;        // reach of head and shoulders from the centre to each side

@@ -188,6 +188,28 @@ TEST(DepthDetector, HairWithoutAnEchoLosesNobody) {
     }
 }
 
+TEST(DepthDetector, SomebodyIsUnderAnUmbrellaButNotUnderABoard) {
+    for (const float camera : {3300.0f, 4500.0f, 6000.0f}) {
+        for (const float x : {0.0f, 600.0f}) {
+            Scene umbrella(camera);
+            umbrella.person(x, 0.0f, 1700.0f);
+            umbrella.ellipsoid({x, 0.0f, 1810.0f, 500.0f, 500.0f, 170.0f});
+            umbrella.render(8.0f, 50);
+            const auto boxes = umbrella.detect();
+            ASSERT_EQ(boxes.size(), 1u) << x << " at " << camera;
+            EXPECT_NEAR(boxes[0].head->x_mm, x, 60.0f) << camera;
+            EXPECT_NEAR(boxes[0].head->y_mm, 0.0f, 60.0f) << camera;
+            EXPECT_NEAR(boxes[0].head->top_mm, 1730.0f, 60.0f) << camera;
+            for (const float half_mm : {300.0f, 450.0f}) {
+                Scene board(camera);
+                board.brick({x, 0.0f, half_mm, half_mm, 1900.0f});
+                board.render(8.0f, 50);
+                EXPECT_TRUE(board.detect().empty()) << half_mm << " at " << camera;
+            }
+        }
+    }
+}
+
 TEST(DepthDetector, HeadOutsideTheImageIsNotReported) {
     Scene scene(3300.0f);
     const float edge_mm = 240.0f / scene.camera().fx * 1600.0f;
