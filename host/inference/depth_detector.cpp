@@ -158,11 +158,11 @@ HeadShape measure(std::vector<HeadSample>& samples) {
     shape.head_area_m2 = head.area_m2;
     shape.head_long_mm = head.long_mm;
     shape.head_short_mm = head.short_mm;
-    shape.crown_area_m2 = surface_above(samples, shape.top_mm - kCrownDepth_mm).area_m2;
     shape.hole_area_m2 = hole_area_m2(samples, shape.top_mm - kHeadDepth_mm);
+    const Surface crown = surface_above(samples, shape.top_mm - kCrownDepth_mm);
+    shape.crown_area_m2 = crown.area_m2;
     const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
-    shape.centre =
-        surface_above(samples, shape.top_mm - (rim ? kRimDepth_mm : kCrownDepth_mm)).centre;
+    shape.centre = rim ? surface_above(samples, shape.top_mm - kRimDepth_mm).centre : crown.centre;
     measure_body(samples, shape);
     return shape;
 }
@@ -192,8 +192,12 @@ float head_score(const HeadShape& shape) {
     // and lone fragments have less.
     const float ellipse_m2 = 4e-6f * std::numbers::pi_v<float> *
                              std::max(shape.head_long_mm * shape.head_short_mm, 1.0f);
-    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.6f - 0.2f * tall,
-                                  1.1f - 0.3f * tall, 10.0f, 20.0f);
+    // Hair that gives an echo here and there leaves fragments too, with holes between them.
+    const float patchy =
+        trapezoid(shape.hole_area_m2 / std::max(shape.head_area_m2, 1e-6f), 0.1f, 0.3f, 1.0f, 2.0f);
+    const float loose = 0.3f * std::max(patchy, tall);
+    const float solid = trapezoid(shape.head_area_m2 / ellipse_m2, 0.6f - 0.67f * loose,
+                                  1.1f - loose, 10.0f, 20.0f);
     const float head = 0.95f * std::sqrt(length * width * size * shoulders * roundness * solid);
     // Dark hair may swallow a whole head: shoulders around a hole of a head's size.
     const float hole = trapezoid(shape.hole_area_m2, 0.008f, 0.012f, 0.06f, 0.1f);
