@@ -161,10 +161,11 @@ double floor_distance_mm(const std::vector<double>& measured) {
     const double median = quantile(measured, 0.5);
     const double farthest = quantile(measured, 1.0);
     if (farthest - median > kWidestSpread_mm) {
-        throw InputError("--height auto measured " + std::to_string(std::lround(median)) + " to " +
-                         std::to_string(std::lround(farthest)) +
-                         " mm, because the floor under the camera is hardly ever free; give "
-                         "--height MM");
+        throw InputError(
+            "--height auto measured " + std::to_string(std::lround(median)) + " to " +
+            std::to_string(std::lround(farthest)) +
+            " mm, because the floor under the camera is hardly ever free, or hardly measured; give "
+            "--height MM");
     }
     return std::round(quantile(measured, 0.8));
 }
@@ -321,6 +322,9 @@ std::vector<std::string> warnings_of(const RunPlan& plan) {
     if (!plan.config) add(region_edge_warnings(places, kColourWidth, kColourHeight));
     if (!plan.source->info().has_truth && !plan.config)
         add(line_edge_warnings(places, kColourWidth, kColourHeight));
+    if (!plan.source->info().has_truth && !plan.config)
+        add(unseen_line_warnings(places, plan.source->info().camera,
+                                 plan.options.source.foot_point));
     add(plan.source->warnings());
     return warnings;
 }

@@ -54,6 +54,9 @@ class TakenPicture {
                             (camera_.cy + camera_.fy * y / z) / kDown};
     }
 
+    // What the level one has straight below it.
+    PicturePoint below() const { return {camera_.cx / kAcross, camera_.cy / kDown}; }
+
     // Whether that is at least so many pixels from its edges.
     bool shows(const PicturePoint& level, double border_px) const {
         const std::optional<PicturePoint> p = at(level);

@@ -1,6 +1,7 @@
 // The wrapper around a source.
 #include "host/depth/levelled_source.h"
 
+#include <cmath>
 #include <deque>
 #include <utility>
 
@@ -13,8 +14,10 @@ namespace host {
 namespace {
 
 constexpr double kLooking_s = 1.0;        // for the floor
+constexpr std::size_t kMostLooks = 30;    // that many frames are kept
 constexpr double kSureShare = 0.4;        // of the measurements on the floor: no need to look on
 constexpr double kLevelEnough_deg = 0.5;  // floors lean by tenths of a degree themselves
+constexpr double kHeightOff = 0.1;        // of the known height, beyond which it is not the floor
 
 class LevelledSource final : public FrameSource {
   public:
@@ -58,12 +61,13 @@ class LevelledSource final : public FrameSource {
     std::vector<std::string> warnings() const override {
         std::vector<std::string> list = source_->warnings();
         if (no_floor_) {
-            list.emplace_back(
-                "no floor was found in the depth at the beginning, so it is not known how crooked "
-                "the camera hangs, and its pictures are used as they are; set tilt to [roll, "
-                "pitch] or to \"none\"");
+            list.push_back(
+                "no floor was found in the depth at the beginning" + not_floor_text() +
+                ", so it is not known how crooked the camera hangs, and its pictures are used as "
+                "they are; set tilt to [roll, pitch] or to \"none\"");
         }
-        if (info_.camera.levelled && lean_deg(*info_.tilt) > kMostWarranted_deg) {
+        if (info_.camera.levelled &&
+            lean_deg(*info_.tilt) > kMostWarranted_deg + kLevelEnough_deg) {
             list.push_back(format_text(
                 "the camera hangs crooked by %.1f degrees (roll %.1f, pitch %.1f); beyond 15 "
                 "degrees counts are not warranted, hang it straighter",
@@ -78,12 +82,30 @@ class LevelledSource final : public FrameSource {
         for (SourceFrame frame; source_->next(frame); frame = {}) {
             kept_.push_back(std::move(frame));
             const auto plane = fit_floor(kept_.back().planes.raw_mm, info_.camera);
-            if (plane && (!best || plane->share > best->share)) best = plane;
+            if (plane && !is_at_floor(*plane))
+                not_floor_mm_ = plane->distance_mm;
+            else if (plane && (!best || plane->share > best->share))
+                best = plane;
             if (best && best->share >= kSureShare) break;
+            if (kept_.size() >= kMostLooks) break;
             if (kept_.back().time_s - kept_.front().time_s >= kLooking_s) break;
         }
         if (best) set_tilt(best->tilt, kLevelEnough_deg);
         no_floor_ = !best && !kept_.empty();
+    }
+
+    // A table, or a lid that somebody has yet to take off, is not.
+    bool is_at_floor(const FloorPlane& plane) const {
+        const auto height_mm = info_.camera.height_mm;
+        return !height_mm || std::abs(plane.distance_mm - *height_mm) <= kHeightOff * *height_mm;
+    }
+
+    std::string not_floor_text() const {
+        if (!not_floor_mm_) return "";
+        return format_text(
+            ": the largest plane is %.0f mm away, and the camera is said to be %.0f "
+            "mm above the floor",
+            *not_floor_mm_, *info_.camera.height_mm);
     }
 
     void set_tilt(const Tilt& tilt, double least_deg) {
@@ -108,7 +130,8 @@ class LevelledSource final : public FrameSource {
     std::unique_ptr<FrameSource> source_;
     bool looks_;  // still has to
     bool no_floor_ = false;
-    std::deque<SourceFrame> kept_;  // read, not handed out yet
+    std::optional<double> not_floor_mm_;  // distance of a plane that cannot be the floor
+    std::deque<SourceFrame> kept_;        // read, not handed out yet
     std::optional<Rectifier> rectifier_;
     std::vector<std::uint16_t> level_mm_;
     std::vector<std::uint8_t> level_nv12_;

@@ -156,12 +156,16 @@ class InstallationReader {
 
     void read_tilt(Value value) {
         const std::string place = value.place("tilt");
+        const std::string form =
+            "tilt is written as \"auto\", \"none\" or [roll, pitch] in degrees";
         if (value.is_text()) {
-            options_.tilt = parse_tilt(value.text(), place);
+            const std::string word = value.text();
+            if (word != "auto" && word != "none")
+                throw InputError(place + " is \"" + word + "\"; " + form);
+            options_.tilt = parse_tilt(word, place);
             return;
         }
-        const auto [roll, pitch] =
-            value.pair("tilt is written as \"auto\", \"none\" or [roll, pitch] in degrees");
+        const auto [roll, pitch] = value.pair(form);
         options_.tilt = checked_tilt({roll.finite_number(), pitch.finite_number()}, place);
     }
 

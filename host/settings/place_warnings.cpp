@@ -5,6 +5,7 @@
 #include <cmath>
 #include <functional>
 
+#include "host/base/turn.h"
 #include "host/settings/line_checks.h"
 
 namespace host {
@@ -16,6 +17,8 @@ constexpr int kSamples = 8;  // along a piece, and across a region
 // of a fully visible person stays; both approximate, in pixels of the 960 x 544 picture.
 constexpr double kPast_px = 26.0;
 constexpr double kHalfPerson_px = 20.0;
+
+constexpr double kTypical_mm = 1700.0;  // tall
 
 using Points = std::vector<PicturePoint>;
 using Test = std::function<bool(const PicturePoint&)>;
@@ -130,6 +133,27 @@ std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int wid
         warnings.push_back("the line \"" + line.name +
                            "\" runs along the edge of the picture; nobody can come far enough past "
                            "it to be counted");
+    }
+    return warnings;
+}
+
+std::vector<std::string> unseen_line_warnings(const CountedPlaces& places,
+                                              const CameraModel& camera, bool foot_point) {
+    if (!camera.levelled) return {};
+    const TakenPicture taken(camera, *camera.levelled);
+    const double height_mm = camera.height_mm.value_or(0.0);
+    // A head is seen farther from the middle of the picture than the feet below it.
+    const double outwards =
+        foot_point && height_mm > 1.2 * kTypical_mm ? height_mm / (height_mm - kTypical_mm) : 1.0;
+    const auto seen = [&](const PicturePoint& p) {
+        return taken.shows(between(taken.below(), p, outwards), kHalfPerson_px);
+    };
+    std::vector<std::string> warnings;
+    for (const CountingLine& line : places.lines) {
+        if (line.points.empty() || everywhere_on_line(line.points, seen)) continue;
+        warnings.push_back("over a part of the line \"" + line.name +
+                           "\" people's heads are outside what the crooked camera sees; nobody is "
+                           "counted there");
     }
     return warnings;
 }

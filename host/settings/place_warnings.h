@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/camera.h"
 #include "host/base/counting_places.h"
 
 namespace host {
@@ -22,6 +23,11 @@ std::vector<std::string> place_warnings(const CountedPlaces& places);
 
 // One sentence for each line that nobody can get far enough past in a picture of this size.
 std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int width, int height);
+
+// One sentence for each line over which the heads of people are not all in the picture that a
+// crooked camera took; points are where they stand or, without `foot_point`, where their heads are.
+std::vector<std::string> unseen_line_warnings(const CountedPlaces& places,
+                                              const CameraModel& camera, bool foot_point);
 
 // One sentence for each region in which nobody can be seen in a picture of this size.
 std::vector<std::string> region_edge_warnings(const CountedPlaces& places, int width, int height);

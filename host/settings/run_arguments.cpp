@@ -142,7 +142,9 @@ const std::vector<RunArgument>& source_arguments() {
          {"depth-folder"}},
         {"--fps",
          "N",
-         "Frames a second of scene, walks or recording [as scene or file says]",
+         "Frames a second: of the scene's camera, or at which walks or a recording were taken [as "
+         "scene "
+         "or file says]",
          set_rate,
          {"scene", "walks", "depth-folder"}},
         {"--noise",

@@ -19,11 +19,14 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-// Frames with numbers and times of their own; the first show no floor.
+// Frames with numbers and times of their own; the first show no floor, but a lid or nothing.
 class Recording final : public host::FrameSource {
   public:
-    Recording(const Tilt& tilt, int without_floor, int frames)
-        : floor_(test::floor_image(tilt, 3000.0)), without_floor_(without_floor), frames_(frames) {
+    Recording(const Tilt& tilt, int without_floor, int frames, double lid_mm = 0.0)
+        : floor_(test::floor_image(tilt, 3000.0)),
+          before_(test::floor_image({12.0, 0.0}, lid_mm)),
+          without_floor_(without_floor),
+          frames_(frames) {
         info_.camera = test::kCamera;
         info_.black_mm = 3300.0;
         info_.has_colour = true;
@@ -36,8 +39,7 @@ class Recording final : public host::FrameSource {
         frame.crossings = {{0, made_, frame.number, 1}};
         frame.people = {{made_, {}, 1700.0, false, {}, false, false}};
         frame.planes.colour_nv12.assign(960 * 544 * 3 / 2, static_cast<std::uint8_t>(made_ + 50));
-        frame.planes.raw_mm =
-            made_ < without_floor_ ? std::vector<std::uint16_t>(floor_.size(), 0) : floor_;
+        frame.planes.raw_mm = made_ < without_floor_ ? before_ : floor_;
         host::draw_depth(frame.planes.raw_mm, info_.black_mm, frame.planes.depth_nv12);
         ++made_;
         return true;
@@ -53,6 +55,7 @@ class Recording final : public host::FrameSource {
 
   private:
     std::vector<std::uint16_t> floor_;
+    std::vector<std::uint16_t> before_;
     int without_floor_;
     int frames_;
     int made_ = 0;
@@ -189,6 +192,20 @@ TEST(LevelledSource, WithoutAFloorFramesStayAndThatIsSaid) {
     Levelled empty({8.0, 0.0}, 0, 0);
     EXPECT_FALSE(empty.source->next(frame));
     EXPECT_THAT(empty.source->warnings(), ElementsAre("of its own"));
+}
+
+TEST(LevelledSource, APlaneAtAnotherDistanceThanTheFloorIsNotTheFloor) {
+    SourceFrame frame;
+    const auto late = level_source(std::make_unique<Recording>(Tilt{-6.0, 9.0}, 4, 40, 400.0), {});
+    ASSERT_TRUE(late->next(frame));
+    EXPECT_NEAR(late->info().tilt->roll_deg, -6.0, 0.05);
+    const auto never =
+        level_source(std::make_unique<Recording>(Tilt{-6.0, 9.0}, 40, 40, 400.0), {});
+    ASSERT_TRUE(never->next(frame));
+    EXPECT_FALSE(never->info().tilt);
+    EXPECT_THAT(never->warnings(),
+                ElementsAre("of its own", HasSubstr("largest plane is 400 mm away, and the camera "
+                                                    "is said to be 3000 mm above the floor")));
 }
 
 TEST(LevelledSource, BeyondFifteenDegreesIsAWarningAndStillLevel) {

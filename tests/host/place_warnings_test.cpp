@@ -28,11 +28,26 @@ class Places : public ::testing::Test {
         return warnings;
     }
 
+    std::vector<std::string> unseen(const host::Tilt& tilt, bool foot_point) const {
+        const host::CameraModel camera{257.37, 242.23, 240.0, 128.0, 3000.0, tilt};
+        return host::unseen_line_warnings({lines_, regions_, exclusions_}, camera, foot_point);
+    }
+
   private:
     std::vector<host::CountingLine> lines_;
     std::vector<host::CountingRegion> regions_;
     std::vector<Points> exclusions_;
 };
+
+// Under a camera that looks 10 degrees to the right the level picture is black at the left.
+TEST_F(Places, ALineWhereACrookedCameraSeesNoHeadsIsMentioned) {
+    line({{300, 200}, {300, 340}});
+    EXPECT_THAT(unseen({10.0, 0.0}, false), IsEmpty());
+    EXPECT_THAT(unseen({10.0, 0.0}, true), ElementsAre(HasSubstr("a part of the line \"gate\"")));
+    EXPECT_THAT(unseen({-10.0, 0.0}, true), IsEmpty());
+    line({{30, 200}, {300, 200}});
+    EXPECT_EQ(unseen({10.0, 0.0}, false).size(), 1u);
+}
 
 TEST_F(Places, GoodOnesAreNotMentioned) {
     line({{0, 272}, {959, 272}});
