@@ -268,6 +268,12 @@ void add_slow(Walks& walks) {
     }
 }
 
+// Nothing here looks at colours.
+sim::Simulator depth_only(sim::Simulator simulator) {
+    simulator.leave_out_colours();
+    return simulator;
+}
+
 void add_scenes(const Settings& settings, std::vector<Run>& runs) {
     for (const std::string& scene : sim::scene_names()) {
         if (scene == kClutter) continue;
@@ -275,9 +281,7 @@ void add_scenes(const Settings& settings, std::vector<Run>& runs) {
             Run run;
             run.row = sim::scene_info(scene).crowded ? "scenes, crowded" : "scenes";
             run.name = scene + ", seed " + std::to_string(seed);
-            run.options.source.source = "scene";
-            run.options.source.scene = scene;
-            run.options.source.seed = seed;
+            run.simulator = [=] { return depth_only(sim::make_scene(scene, seed)); };
             runs.push_back(std::move(run));
         }
     }
@@ -375,9 +379,11 @@ void add_crooked(std::vector<Run>& runs) {
                                   scene.c_str(), static_cast<int>(seed), tilt.roll_deg,
                                   tilt.pitch_deg);
                     run.name = text;
-                    run.options.source.scene = scene;
-                    run.options.source.seed = seed;
-                    run.options.source.camera_tilt = {tilt.roll_deg, tilt.pitch_deg};
+                    run.simulator = [=] {
+                        sim::Simulator simulator = depth_only(sim::make_scene(scene, seed));
+                        simulator.tilt(tilt);
+                        return simulator;
+                    };
                     run.options.lines = lines;
                     runs.push_back(std::move(run));
                 }
@@ -389,12 +395,6 @@ void add_crooked(std::vector<Run>& runs) {
 const char* sensor_name(const std::string& noise) {
     if (noise == "time-of-flight") return "time of flight";
     return noise == "stereo" ? "stereo" : "plain sensor";
-}
-
-// Nothing here looks at colours.
-sim::Simulator depth_only(sim::Simulator simulator) {
-    simulator.leave_out_colours();
-    return simulator;
 }
 
 // Scenes that can be counted without errors, seen by other sensors and at other frame rates.

@@ -149,7 +149,16 @@ void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
     shape.down_mm = quantile(ys, 0.98f);
 }
 
-HeadShape measure(std::vector<HeadSample>& samples) {
+// A camera sees more of a head's near side than of its far side. For the topmost `depth_mm` of a
+// paraboloid the mean over the picture lies depth/2 tan(angle of sight) too near to the point below
+// the camera, however curved it is.
+PlanPoint top_of(const PlanPoint& seen, float depth_mm, float camera_to_top_mm) {
+    const float farther = 1.0f + 0.5f * depth_mm / std::max(camera_to_top_mm, depth_mm);
+    return {farther * seen.x_mm, farther * seen.y_mm};
+}
+
+// Of samples by a camera that hangs `camera_mm` above the floor.
+HeadShape measure(std::vector<HeadSample>& samples, float camera_mm) {
     std::sort(samples.begin(), samples.end(),
               [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
     HeadShape shape;
@@ -162,7 +171,10 @@ HeadShape measure(std::vector<HeadSample>& samples) {
     const Surface crown = surface_above(samples, shape.top_mm - kCrownDepth_mm);
     shape.crown_area_m2 = crown.area_m2;
     const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
-    shape.centre = rim ? surface_above(samples, shape.top_mm - kRimDepth_mm).centre : crown.centre;
+    const float depth_mm = rim ? kRimDepth_mm : kCrownDepth_mm;
+    const PlanPoint seen =
+        rim ? surface_above(samples, shape.top_mm - kRimDepth_mm).centre : crown.centre;
+    shape.centre = top_of(seen, depth_mm, camera_mm - shape.top_mm);
     measure_body(samples, shape);
     return shape;
 }
@@ -241,6 +253,20 @@ float apart_from_taller(const HeadShape& shape, const std::vector<HeadShape>& ot
     return apart;
 }
 
+// More of a shoulder, or a bag on it, shows than a strip; a person of whom no more is to be seen
+// may stand there too. Enough to go on with a track, not to begin one.
+bool leans_on_taller(const HeadShape& shape, const std::vector<HeadShape>& others) {
+    constexpr float kBelow_mm = 180.0f;
+    constexpr float kAside_mm = 300.0f;
+    constexpr float kPartOfBody_m2 = 0.045f;
+    if (shape.body_area_m2 >= kPartOfBody_m2) return false;
+    return std::any_of(others.begin(), others.end(), [&](const HeadShape& taller) {
+        return taller.top_mm - shape.top_mm >= kBelow_mm &&
+               std::hypot(taller.centre.x_mm - shape.centre.x_mm,
+                          taller.centre.y_mm - shape.centre.y_mm) < kAside_mm;
+    });
+}
+
 HeadPlace under_umbrella(const HeadShape& shape) {
     return {shape.centre.x_mm, shape.centre.y_mm, shape.top_mm - kUnderUmbrella_mm};
 }
@@ -285,6 +311,8 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
         Detection detection;
         const float umbrella = umbrella_score(shape);
         detection.score = std::max(head_score(shape), umbrella) * apart_from_taller(shape, shapes_);
+        if (leans_on_taller(shape, shapes_))
+            detection.score = std::min(detection.score, kSecondLookScore);
         if (!to_detection(shape, detection)) continue;
         if (umbrella > 0.0f) set_head(detection, under_umbrella(shape));
         detections_.push_back(detection);
@@ -313,7 +341,7 @@ void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
 
 // What is longer than a head may be several that touch.
 void DepthDetector::add_shapes(std::vector<HeadSample>& samples) {
-    const HeadShape whole = measure(samples);
+    const HeadShape whole = measure(samples, plan_.height_mm());
     if (whole.head_long_mm >= kTwoHeads_mm && whole.head_area_m2 >= kTwoHeads_m2) {
         const std::vector<HeadShape> heads = part(samples, whole.top_mm);
         shapes_.insert(shapes_.end(), heads.begin(), heads.end());
@@ -360,7 +388,7 @@ std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& sample
     }
     std::vector<HeadShape> heads;
     for (std::vector<HeadSample>& each : parts) {
-        const HeadShape shape = measure(each);
+        const HeadShape shape = measure(each, plan_.height_mm());
         if (head_score(shape) >= kSureHead) heads.push_back(shape);
     }
     if (heads.size() < 2) heads.clear();

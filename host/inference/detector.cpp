@@ -2,6 +2,7 @@
 #include "host/inference/detector.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cmath>
 #include <tuple>
 
@@ -18,12 +19,20 @@ void Detection::set_box(float left, float right, float upper, float lower) {
     h = 2 * half_h;
 }
 
-bool shrink_inside(Detection& detection, int width, int height, int border, int least) {
-    const int middle_x = detection.x + detection.w / 2;
-    const int middle_y = detection.y + detection.h / 2;
-    const int half_w = std::min({detection.w / 2, middle_x - border, width - border - middle_x});
-    const int half_h = std::min({detection.h / 2, middle_y - border, height - border - middle_y});
-    if (2 * half_w < least || 2 * half_h < least) return false;
+bool shrink_inside(Detection& detection, const BoxLimits& limits) {
+    const auto moved_in = [&limits](int middle, int side) {
+        const int outermost = limits.border + (limits.least_side + 1) / 2;
+        const int inside = std::clamp(middle, outermost, side - outermost);
+        return std::abs(inside - middle) <= limits.farther ? inside : middle;
+    };
+    const int middle_x = moved_in(detection.x + detection.w / 2, limits.width);
+    const int middle_y = moved_in(detection.y + detection.h / 2, limits.height);
+    const auto half_side = [&limits](int side, int middle, int picture) {
+        return std::min({side / 2, middle - limits.border, picture - limits.border - middle});
+    };
+    const int half_w = half_side(detection.w, middle_x, limits.width);
+    const int half_h = half_side(detection.h, middle_y, limits.height);
+    if (2 * half_w < limits.least_side || 2 * half_h < limits.least_side) return false;
     detection.x = middle_x - half_w;
     detection.y = middle_y - half_h;
     detection.w = 2 * half_w;

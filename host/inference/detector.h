@@ -29,9 +29,18 @@ struct Detection {
     void set_box(float left, float right, float upper, float lower);
 };
 
-// Shrinks a box about its middle until it keeps `border` pixels off the edges of a picture of
-// `width` x `height`. False, and unchanged, when a side would become shorter than `least`.
-bool shrink_inside(Detection& detection, int width, int height, int border, int least);
+// Where boxes may lie in a picture; all in pixels.
+struct BoxLimits {
+    int width = 0;  // of the picture
+    int height = 0;
+    int border = 0;      // kept off its edges
+    int least_side = 0;  // of a box
+    int farther = 0;     // a middle this much too near to an edge is moved away from it
+};
+
+// Shrinks a box about its middle until it keeps off the edges. False, and unchanged, when a side
+// would become too short.
+bool shrink_inside(Detection& detection, const BoxLimits& limits);
 
 // Area of the intersection over the area of the union; 0 when either box is empty.
 float box_iou(const Detection& a, const Detection& b);

@@ -72,22 +72,24 @@ const std::vector<Detection>& run_model(Models& m, int model, const VCA_IMAGE_S&
 constexpr int kBorder_px = 20;
 constexpr int kMergeHeight_px = 540;
 constexpr int kLeastSide_px = 26;
+// A head that is farther out by no more than this is reported at the outermost place.
+constexpr int kFarther_px = 8;
 
 // A levelled picture ends where the one ends that was taken: of people there only a part is seen,
 // at a wrong place. They are left out as near to that edge as to the picture's own.
 const std::vector<Detection>& inside_taken(Models& m, const std::vector<Detection>& found) {
-    constexpr double kOutermost_px = kBorder_px + kLeastSide_px / 2.0;
+    constexpr double kFromEdge_px = kBorder_px + kLeastSide_px / 2.0 - kFarther_px;
     if (!m.taken) return found;
     m.inside_taken.clear();
     for (const Detection& d : found) {
-        if (m.taken->shows({d.x + d.w / 2.0, d.y + d.h / 2.0}, kOutermost_px))
+        if (m.taken->shows({d.x + d.w / 2.0, d.y + d.h / 2.0}, kFromEdge_px))
             m.inside_taken.push_back(d);
     }
     return m.inside_taken;
 }
 
 DET_OBJ_S to_record(Detection d) {
-    shrink_inside(d, kColourWidth, kMergeHeight_px, kBorder_px, kLeastSide_px);
+    shrink_inside(d, {kColourWidth, kMergeHeight_px, kBorder_px, kLeastSide_px, kFarther_px});
     DET_OBJ_S record{};
     record.x = d.x;
     record.y = d.y;

@@ -26,7 +26,8 @@ constexpr float kLongestMerged_s = 0.6f;  // two heads as near as one
 constexpr float kTwoHeads_m2 = 0.042f;    // a surface that is more than one head's
 constexpr float kTogether_mm = 500.0f;    // heads nearer to each other may share surfaces
 constexpr float kTwins_mm = 300.0f;       // heads nearer to each other may be found as one
-constexpr float kApart_mm = 180.0f;  // a found head nearer than this to another is between both
+constexpr float kApart_mm = 180.0f;   // a found head nearer than this to another is between both
+constexpr float kAstray_mm = 200.0f;  // farther from where it is expected, a head is another's
 constexpr int kRounds = 4;
 constexpr float kLongestLeaning_s = 1.5f;
 constexpr float kShoulder_mm = 150.0f;  // at least this far below the top of the head
@@ -210,6 +211,7 @@ std::optional<SeenAgain> SecondLook::judge(const Share& share, const ExpectedHea
     if (expected.unfound_s > kLongestLeaning_s && leans_on(share, others)) return std::nullopt;
     const bool as_tall = share.patch.top_mm > expected.at.top_mm - kNod_mm;
     if (share.patch.area_m2 >= kGoodArea_m2 && as_tall &&
+        distance_mm(share.head, expected.at) < kAstray_mm &&
         taker_of(share.head, share, others) == nullptr)
         return SeenAgain{share.head, true};
     const SeenAgain hidden{expected.at, false};

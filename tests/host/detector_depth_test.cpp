@@ -44,6 +44,8 @@ TEST_P(OnePerson, IsFoundWhereTheHeadIsAllOverTheView) {
                 ASSERT_EQ(boxes.size(), 1u) << height << " at " << sx << ", " << sy;
                 EXPECT_GE(boxes[0].score, 0.8f) << height << " at " << sx << ", " << sy;
                 EXPECT_EQ(boxes[0].class_id, host::kClassPerson);
+                EXPECT_NEAR(boxes[0].head->x_mm, sx * reach_x, 10.0f) << height;
+                EXPECT_NEAR(boxes[0].head->y_mm, sy * reach_y, 10.0f) << height;
                 EXPECT_TRUE(is_at(boxes[0], scene, sx * reach_x, sy * reach_y, height, sx < 0.0f))
                     << height << " at " << sx << ", " << sy;
             }
@@ -362,18 +364,35 @@ TEST(SecondLook, NobodyIsSeenWhereNothingStands) {
 TEST(Boxes, ShrinkAboutTheirMiddle) {
     Detection box;
     box.set_box(0.0f, 60.0f, 100.0f, 140.0f);
-    ASSERT_TRUE(host::shrink_inside(box, 960, 540, 20, 10));
+    ASSERT_TRUE(host::shrink_inside(box, {960, 540, 20, 10, 0}));
     EXPECT_EQ(box.x, 20);
     EXPECT_EQ(box.w, 20);
     EXPECT_EQ(box.y, 100);
     EXPECT_EQ(box.h, 40);
     const Detection before = box;
-    EXPECT_FALSE(host::shrink_inside(box, 960, 540, 26, 10)) << "too little would be left";
+    EXPECT_FALSE(host::shrink_inside(box, {960, 540, 26, 10, 0})) << "too little would be left";
     EXPECT_EQ(box.w, before.w);
     box.set_box(900.0f, 960.0f, 480.0f, 540.0f);
-    ASSERT_TRUE(host::shrink_inside(box, 960, 540, 20, 10));
+    ASSERT_TRUE(host::shrink_inside(box, {960, 540, 20, 10, 0}));
     EXPECT_EQ(box.x + box.w, 940);
     EXPECT_EQ(box.y + box.h, 520);
+}
+
+TEST(Boxes, AMiddleALittleTooFarOutIsMovedIn) {
+    const host::BoxLimits limits{960, 540, 20, 26, 8};
+    Detection box;
+    box.set_box(900.0f, 970.0f, 0.0f, 100.0f);
+    ASSERT_EQ(box.x + box.w / 2, 935);
+    ASSERT_TRUE(host::shrink_inside(box, limits));
+    EXPECT_EQ(box.x + box.w / 2, 927);
+    EXPECT_EQ(box.w, 26);
+    EXPECT_EQ(box.y + box.h / 2, 50);
+    box.set_box(902.0f, 972.0f, 0.0f, 100.0f);
+    EXPECT_FALSE(host::shrink_inside(box, limits));
+    EXPECT_EQ(box.x + box.w / 2, 937) << "unchanged";
+    box.set_box(400.0f, 460.0f, 0.0f, 52.0f);
+    ASSERT_TRUE(host::shrink_inside(box, limits));
+    EXPECT_EQ(box.y + box.h / 2, 33);
 }
 
 TEST(Boxes, OverlapOfBoxes) {
