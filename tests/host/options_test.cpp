@@ -213,7 +213,7 @@ TEST(CommandLine, ReadsTilts) {
     EXPECT_EQ(crooked.source.camera_tilt.roll_deg, -20.0);
     EXPECT_EQ(crooked.source.camera_tilt.pitch_deg, 7.5);
     for (const char* wrong : {"level", "3", "3,", "3,x", "1,2,3", "nan,1"})
-        EXPECT_THAT(error_of({"--tilt", wrong}), HasSubstr("auto\", \"none\" or [roll, pitch]"));
+        EXPECT_THAT(error_of({"--tilt", wrong}), HasSubstr("auto, none, or roll and pitch"));
     EXPECT_THAT(error_of({"--tilt", "0,20.5"}),
                 AllOf(HasSubstr("20.5"), HasSubstr("from -20 to 20")));
     EXPECT_THAT(error_of({"--roll", "21"}), HasSubstr("--roll is 21; it must be -20 to 20"));
@@ -503,7 +503,7 @@ TEST_F(ConfigFile, NamesFileLineAndRemedy) {
     EXPECT_THAT(error_in("group = 5"), HasSubstr("[group]"));
     EXPECT_THAT(error_in("[group]\nenabled = 1"), HasSubstr("true or false"));
     EXPECT_THAT(error_in("position = \"nose\""), HasSubstr("foot and box"));
-    EXPECT_THAT(error_in("tilt = \"level\""), HasSubstr("auto, none, or roll and pitch"));
+    EXPECT_THAT(error_in("tilt = \"level\""), HasSubstr("\"auto\", \"none\" or [roll, pitch]"));
     EXPECT_THAT(error_in("tilt = 3"), HasSubstr("[roll, pitch] in degrees"));
     EXPECT_THAT(error_in("tilt = [1, 2, 3]"), HasSubstr("[roll, pitch] in degrees"));
     EXPECT_THAT(error_in("tilt = [1, 21]"), HasSubstr("from -20 to 20"));
