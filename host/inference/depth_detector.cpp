@@ -259,7 +259,8 @@ bool leans_on_taller(const HeadShape& shape, const std::vector<HeadShape>& other
     constexpr float kBelow_mm = 180.0f;
     constexpr float kAside_mm = 300.0f;
     constexpr float kPartOfBody_m2 = 0.045f;
-    if (shape.body_area_m2 >= kPartOfBody_m2) return false;
+    constexpr float kPartOfHead_m2 = 0.021f;
+    if (shape.body_area_m2 >= kPartOfBody_m2 && shape.head_area_m2 >= kPartOfHead_m2) return false;
     return std::any_of(others.begin(), others.end(), [&](const HeadShape& taller) {
         return taller.top_mm - shape.top_mm >= kBelow_mm &&
                std::hypot(taller.centre.x_mm - shape.centre.x_mm,
