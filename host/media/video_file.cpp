@@ -2,41 +2,18 @@
 #include "host/media/video_file.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
+#include "host/media/libav.h"
+
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/opt.h>
 }
 
 namespace host {
 namespace {
-
-struct FreeCodec {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FreeFormat {
-    void operator()(AVFormatContext* format) const {
-        if (format->pb != nullptr) avio_closep(&format->pb);
-        avformat_free_context(format);
-    }
-};
-
-std::string error_text(int error) {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    av_strerror(error, text.data(), text.size());
-    return text.data();
-}
 
 // A key picture now and then gives a player places to jump to.
 constexpr double kKeyPictures_s = 2.0;
@@ -52,7 +29,7 @@ void set_speed(AVCodecContext& codec) {
 
 struct VideoFile::Encoder {
     explicit Encoder(const Setup& setup) : path(setup.path) {
-        av_log_set_level(AV_LOG_QUIET);  // what matters comes as an error
+        libav::silence();
         const AVCodec* const h264 = avcodec_find_encoder_by_name("libx264");
         codec.reset(avcodec_alloc_context3(h264));
         if (h264 == nullptr || codec == nullptr) fail("there is no encoder for H.264");
@@ -88,7 +65,7 @@ struct VideoFile::Encoder {
         check(avcodec_parameters_from_context(stream->codecpar, codec.get()));
         stream->time_base = codec->time_base;
         stream->avg_frame_rate = codec->framerate;
-        check(avio_open(&format->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE));
+        check(avio_open(&format->pb, libav::file_url(path).c_str(), AVIO_FLAG_WRITE));
         check(avformat_write_header(format.get(), nullptr));
     }
 
@@ -128,7 +105,7 @@ struct VideoFile::Encoder {
     }
 
     void check(int result) const {
-        if (result < 0) fail(error_text(result));
+        if (result < 0) fail(libav::error_text(result));
     }
 
     [[noreturn]] void fail(const std::string& why) const {
@@ -136,10 +113,10 @@ struct VideoFile::Encoder {
     }
 
     std::string path;
-    std::unique_ptr<AVCodecContext, FreeCodec> codec;
-    std::unique_ptr<AVFormatContext, FreeFormat> format;
-    std::unique_ptr<AVFrame, FreeFrame> picture;
-    std::unique_ptr<AVPacket, FreePacket> packet;
+    libav::Codec codec;
+    libav::Output format;
+    libav::Frame picture;
+    libav::Packet packet;
     AVStream* stream = nullptr;  // the container's
     cv::Mat planar;
     std::int64_t count = 0;
