@@ -19,7 +19,7 @@
 
 #include "bench/child_runs.h"
 #include "host/app/run.h"
-#include "host/frames/depth_folder.h"
+#include "host/frames/depth_camera.h"
 #include "host/inference/depth_detector.h"
 #include "sim/simulator.h"
 #include "vca/base.h"

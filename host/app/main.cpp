@@ -7,6 +7,7 @@
 
 #include "host/app/check.h"
 #include "host/app/exit_status.h"
+#include "host/app/record_command.h"
 #include "host/app/run_command.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
@@ -67,6 +68,9 @@ int main(int argc, char** argv) {
             case host::Command::kRun:
                 catch_interrupts();
                 return host::run_command(command.run, stop_requested, ignore_interrupts);
+            case host::Command::kRecord:
+                catch_interrupts();
+                return host::record_command(command.record, stop_requested);
             case host::Command::kScenes:
                 host::write_text(stdout, host::scenes_text());
                 return host::kExitOk;

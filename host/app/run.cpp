@@ -50,9 +50,16 @@ std::vector<PicturePoint> map_points(const FrameSource& source,
 constexpr const char* kOnThePicture = ", scaled to the 960 x 544 picture of the analysis,";
 
 std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSource& source) {
-    if (options.lines.empty()) return source.info().lines;
     const SourceInfo& info = source.info();
     std::vector<CountingLine> lines;
+    if (options.lines.empty()) {
+        for (CountingLine line : info.lines) {
+            line.points = map_points(source, line.points);
+            line.uturn_area = map_points(source, line.uturn_area);
+            lines.push_back(std::move(line));
+        }
+        return lines;
+    }
     for (const PlacedLine& given : options.lines) {
         CountingLine line = given.value;
         const std::string place = given.place_or("the line \"" + line.name + "\"");
@@ -80,8 +87,12 @@ std::vector<PicturePoint> settle_polygon(const std::vector<PicturePoint>& points
 
 std::vector<CountingRegion> settle_regions(const RunOptions& options, const FrameSource& source) {
     if (options.no_regions) return {};
-    if (options.regions.empty()) return source.info().regions;
     std::vector<CountingRegion> regions;
+    if (options.regions.empty()) {
+        for (const CountingRegion& own : source.info().regions)
+            regions.push_back({own.name, map_points(source, own.points)});
+        return regions;
+    }
     for (const Placed<CountingRegion>& given : options.regions) {
         const auto& [name, points] = given.value;
         const std::string place = given.place_or("the region \"" + name + "\"");
@@ -371,6 +382,7 @@ RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> sour
                          "\" has its camera at " +
                          std::to_string(std::lround(info.camera.height_mm.value_or(0.0))) + " mm");
     }
+    if (info.kind == "recording" && !info.has_colour) check_goes_without_colour(options);
     plan.lines = settle_lines(options, *plan.source);
     plan.regions = settle_regions(options, *plan.source);
     plan.exclusions = settle_exclusions(options, *plan.source);
@@ -383,6 +395,17 @@ RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> sour
     plan.attributes = open_attribute_models(options.gender, options.staff);
     if (plan.output.empty()) plan.output = "out/" + info.name;
     return plan;
+}
+
+double expected_frames(const RunPlan& plan) {
+    const SourceInfo& info = plan.source->info();
+    double frames = info.duration_s * info.frames_per_second;
+    const auto limit = [&frames](double most) {
+        if (frames <= 0.0 || most < frames) frames = most;
+    };
+    if (plan.options.frames) limit(static_cast<double>(*plan.options.frames));
+    if (plan.options.seconds) limit(*plan.options.seconds * info.frames_per_second);
+    return frames;
 }
 
 ScoreSetup score_setup(const RunPlan& plan) {
@@ -427,8 +450,8 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     RunFrames frames(plan, stop);
     const std::int64_t last = session.feed(frames, plan.pace);
     facts.interrupted = frames.end() == RunFrames::End::kStopped;
-    // Only the end of the source also ends the tracks of the people in it.
-    if (frames.end() == RunFrames::End::kSource) {
+    // Only the end of the scene also ends the tracks of the people in it.
+    if (frames.end() == RunFrames::End::kSource && plan.source->ends_the_scene()) {
         ClosingFrames closing(plan, last, frames.time_s());
         if (plan.pace != nullptr) closing.end_with(stop);
         session.feed(closing, plan.pace);

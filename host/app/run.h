@@ -41,6 +41,9 @@ RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> sour
 // Measures the camera's height when that was asked for. Throws InputError.
 void settle_height(RunPlan& plan, const std::atomic<bool>& stop);
 
+// How many frames the run will have; 0 when that is not known.
+double expected_frames(const RunPlan& plan);
+
 // What a run is scored on.
 ScoreSetup score_setup(const RunPlan& plan);
 // The names of the lines and regions in stories.

@@ -27,17 +27,6 @@
 namespace host {
 namespace {
 
-double expected_frames(const RunPlan& plan) {
-    const SourceInfo& info = plan.source->info();
-    double frames = info.duration_s * info.frames_per_second;
-    const auto limit = [&frames](double most) {
-        if (frames <= 0.0 || most < frames) frames = most;
-    };
-    if (plan.options.frames) limit(static_cast<double>(*plan.options.frames));
-    if (plan.options.seconds) limit(*plan.options.seconds * info.frames_per_second);
-    return frames;
-}
-
 LiveVideo::Setup live_setup(const RunPlan& plan, const OutputFolder& folder) {
     const SourceInfo& info = plan.source->info();
     return {folder.file(kLiveFile),

@@ -1,6 +1,8 @@
 // Decoding, widths and formats of texts.
 #include "host/base/text.h"
 
+#include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -95,6 +97,12 @@ std::string plain_number(double value) {
     std::ostringstream out;
     out << value;
     return out.str();
+}
+
+std::string exact_number(double value) {
+    std::array<char, 32> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    return {digits.data(), end};
 }
 
 std::string table_row(const std::vector<TextColumn>& columns,

@@ -37,6 +37,9 @@ std::string percent_text(double share, int digits);
 // "2.5" or "3" as a person would write it, with at most 6 digits.
 std::string plain_number(double value);
 
+// The fewest digits that read back as the same number.
+std::string exact_number(double value);
+
 // One column of a table, in characters.
 struct TextColumn {
     enum Side { kLeft, kRight };

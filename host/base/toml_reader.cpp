@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "host/base/input_error.h"
 #include "host/base/readable_file.h"
@@ -185,6 +186,11 @@ TomlValue read_toml_file(const std::string& path, const std::string& kind,
     }
     std::ifstream in(path);
     return TomlParser(path).parse(in);
+}
+
+TomlValue parse_toml(const std::string& text, const std::string& name) {
+    std::istringstream in(text);
+    return TomlParser(name).parse(in);
 }
 
 }  // namespace host

@@ -70,5 +70,7 @@ class TomlValue {
 // ends the sentence when there is no such file. Throws InputError.
 TomlValue read_toml_file(const std::string& path, const std::string& kind,
                          const std::string& remedy);
+// Reads the text of one; `name` stands for its path in messages.
+TomlValue parse_toml(const std::string& text, const std::string& name);
 
 }  // namespace host

@@ -57,6 +57,7 @@ class LevelledSource final : public FrameSource {
     }
     std::vector<TrueCrossing> settle_truth() override { return source_->settle_truth(); }
     std::vector<std::string> losses() const override { return source_->losses(); }
+    bool ends_the_scene() const override { return source_->ends_the_scene(); }
 
     std::vector<std::string> warnings() const override {
         std::vector<std::string> list = source_->warnings();
@@ -116,8 +117,14 @@ class LevelledSource final : public FrameSource {
     }
 
     void level(FramePlanes& planes) {
+        TakenPictures& taken = planes.taken;
         rectifier_->depth(planes.raw_mm, level_mm_);
         planes.raw_mm.swap(level_mm_);
+        if (taken.width == 0) {
+            taken.width = kDepthWidth;
+            taken.height = kDepthHeight;
+            taken.depth_mm.swap(level_mm_);
+        }
         if (!info_.has_colour) {
             render_grey(planes.raw_mm, info_.black_mm, planes.depth_nv12, planes.colour_nv12);
             return;
@@ -125,6 +132,7 @@ class LevelledSource final : public FrameSource {
         draw_depth(planes.raw_mm, info_.black_mm, planes.depth_nv12);
         rectifier_->colour(planes.colour_nv12, level_nv12_);
         planes.colour_nv12.swap(level_nv12_);
+        taken.colour_nv12.swap(level_nv12_);
     }
 
     std::unique_ptr<FrameSource> source_;

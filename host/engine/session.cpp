@@ -21,9 +21,6 @@ namespace {
 // Enough frames ahead that neither core waits for a slow frame of the other.
 constexpr int kPoolSlots = 6;
 
-// 2026-01-01 00:00 UTC.
-constexpr std::int64_t kClockStart_us = 1767225600LL * 1000000;
-
 // The first of the tracker's instances: a master tracks twice with every frame, instance 0 what its
 // own camera sees and instance 1 the merged people of all devices.
 constexpr int kOwnCamera = 0;
@@ -65,7 +62,7 @@ Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
       late_counts_(setup_.config, setup_.late_counts),
       pool_(kPoolSlots),
       sinks_(std::move(sinks)),
-      clock_us_(kClockStart_us) {
+      clock_us_(kSceneStart_us) {
     try {
         bus_.reset(new Bus(*this));  // as its client, which nobody else can see
     } catch (const std::system_error&) {
@@ -205,7 +202,7 @@ void Session::begin_pass(std::int64_t frame_number) {
     report_.source_ms = notes.source_ms;
     report_open_ = true;
     set_tracking_time(notes.time_s);
-    clock_us_ = kClockStart_us + static_cast<std::int64_t>(notes.time_s * 1e6 + 0.5);
+    clock_us_ = kSceneStart_us + static_cast<std::int64_t>(notes.time_s * 1e6 + 0.5);
     pool_.hold(frame_number);
     bus_->call([this, frame_number, notes = std::move(notes)] { tell_frame(frame_number, notes); });
     pass_start_ = std::chrono::steady_clock::now();

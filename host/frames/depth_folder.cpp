@@ -3,13 +3,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 #include <filesystem>
 
 #include "host/base/picture.h"
 #include "host/base/readable_file.h"
 #include "host/base/text.h"
-#include "host/base/toml_reader.h"
 #include "host/frames/grey_picture.h"
 #include "host/media/png_file.h"
 
@@ -149,7 +147,7 @@ std::string png_fault(const fs::path& path, const RecordingCamera& camera) {
 class DepthFolder final : public FrameSource {
   public:
     DepthFolder(const fs::path& folder, const RecordingCamera& camera, const SourceOptions& options)
-        : camera_(camera), files_(list_files(folder)) {
+        : camera_(camera), view_(camera), files_(list_files(folder)) {
         for (NumberedFile& file : files_)
             note_fault(file, png_fault(file.path, camera_));
         check_readable();
@@ -161,31 +159,24 @@ class DepthFolder final : public FrameSource {
         check_steps(files_, info_.frames_per_second);
         info_.duration_s = static_cast<double>(files_.back().number - files_.front().number + 1) /
                            info_.frames_per_second;
-        fit_ = fit_recording(camera.width, camera.height);
-        info_.camera = {camera.fx * fit_.scale, camera.fy * fit_.scale, to_depth_x(camera.cx),
-                        to_depth_y(camera.cy), camera.height_mm};
-        info_.user_width = camera.width;
-        info_.user_height = camera.height;
-        info_.lines.push_back({"middle",
-                               {to_picture({0.0, camera.height / 2.0}),
-                                to_picture({camera.width - 1.0, camera.height / 2.0})},
-                               false,
-                               {},
-                               false});
+        describe_camera(camera, view_, info_);
         info_.black_mm = options.height_mm.value_or(camera.height_mm.value_or(4000.0)).value * 1.1;
     }
 
     bool next(SourceFrame& frame) override {
         if (position_ == files_.size()) return false;
         NumberedFile& file = files_[position_];
-        read_pixels(file);
-        resample_depth(pixels_.data(), camera_.width, camera_.height, frame.planes.raw_mm);
+        TakenPictures& taken = frame.planes.taken;
+        read_pixels(file, taken.depth_mm);
+        taken.width = camera_.width;
+        taken.height = camera_.height;
+        resample_depth(taken.depth_mm.data(), camera_.width, camera_.height, frame.planes.raw_mm);
         render_grey(frame.planes.raw_mm, info_.black_mm, frame.planes.depth_nv12,
                     frame.planes.colour_nv12);
         frame.planes.blank = false;
         frame.number = file.number;
-        frame.time_s =
-            static_cast<double>(file.number - files_.front().number) / info_.frames_per_second;
+        frame.time_s = whole_microseconds(static_cast<double>(file.number - files_.front().number) /
+                                          info_.frames_per_second);
         frame.people.clear();
         frame.crossings.clear();
         ++position_;
@@ -207,15 +198,9 @@ class DepthFolder final : public FrameSource {
         return {loss_text()};
     }
 
-    PicturePoint to_picture(const PicturePoint& p) const override {
-        return {to_depth_x(p.x) * kColourWidth / kDepthWidth,
-                to_depth_y(p.y) * kColourHeight / kDepthHeight};
-    }
+    PicturePoint to_picture(const PicturePoint& p) const override { return view_.to_picture(p); }
 
   private:
-    double to_depth_x(double u) const { return (u + 0.5) * fit_.scale + fit_.offset_x - 0.5; }
-    double to_depth_y(double v) const { return (v + 0.5) * fit_.scale + fit_.offset_y - 0.5; }
-
     std::size_t lost_frames() const {
         return static_cast<std::size_t>(
             std::count_if(files_.begin(), files_.begin() + static_cast<std::ptrdiff_t>(position_),
@@ -228,15 +213,15 @@ class DepthFolder final : public FrameSource {
     }
 
     // A frame that cannot be read shows nothing; time and counting go on.
-    void read_pixels(NumberedFile& file) {
-        if (file.readable && !decode_grey16(read_bytes(file.path.string()), camera_.width,
-                                            camera_.height, pixels_)) {
+    void read_pixels(NumberedFile& file, std::vector<std::uint16_t>& pixels) {
+        if (file.readable &&
+            !decode_grey16(read_bytes(file.path.string()), camera_.width, camera_.height, pixels)) {
             note_fault(file, "\"" + file.path.string() +
                                  "\" is a damaged PNG file; record it again or remove it");
             check_readable();
         }
         if (file.readable) return;
-        pixels_.assign(
+        pixels.assign(
             static_cast<std::size_t>(camera_.width) * static_cast<std::size_t>(camera_.height), 0);
     }
 
@@ -254,129 +239,14 @@ class DepthFolder final : public FrameSource {
     }
 
     RecordingCamera camera_;
+    RecordingView view_;
     std::vector<NumberedFile> files_;
     std::size_t unreadable_ = 0;
     std::string first_fault_;
-    RecordingFit fit_;
     std::size_t position_ = 0;
-    std::vector<std::uint16_t> pixels_;
 };
 
-// A number of the camera file.
-double camera_number(const TomlValue& value, const char* key, double low, double high,
-                     const std::string& unit, bool whole = false) {
-    const std::optional<double> number = value.as_number();
-    const bool fits = number && *number >= low && *number <= high;
-    if (fits && (!whole || *number == std::floor(*number))) return *number;
-    throw InputError(value.place(key) + " must be a number from " + plain_number(low) + " to " +
-                     plain_number(high) + unit);
-}
-
-int camera_pixels(const TomlValue& value, const char* key) {
-    return static_cast<int>(
-        camera_number(value, key, 16.0, kMostRecordingPixels, " whole pixels", true));
-}
-
 }  // namespace
-
-RecordingCamera read_recording_camera(const std::string& path) {
-    constexpr const char* kInside = " pixels, which is inside the picture";
-    RecordingCamera camera;
-    // From a view of 157 degrees across to one of 6.
-    const auto focal = [&camera](const TomlValue& value, const char* key) {
-        return camera_number(value, key, 0.1 * camera.width, 10.0 * camera.width, " pixels");
-    };
-    using Value = const TomlValue&;
-    read_toml_file(path, "camera file", "name one with --camera FILE")
-        .read_keys({
-            {"width", [&](Value v) { camera.width = camera_pixels(v, "width"); }, true},
-            {"height", [&](Value v) { camera.height = camera_pixels(v, "height"); }, true},
-            {"fx", [&](Value v) { camera.fx = focal(v, "fx"); }, true},
-            {"fy", [&](Value v) { camera.fy = focal(v, "fy"); }, true},
-            {"cx",
-             [&](Value v) { camera.cx = camera_number(v, "cx", 0.0, camera.width - 1, kInside); },
-             true},
-            {"cy",
-             [&](Value v) { camera.cy = camera_number(v, "cy", 0.0, camera.height - 1, kInside); },
-             true},
-            {"frames_per_second",
-             [&](Value v) {
-                 camera.frames_per_second = camera_number(v, "frames_per_second", 1.0, 240.0, "");
-             },
-             true},
-            {"height_mm",
-             [&](Value v) {
-                 camera.height_mm = camera_number(v, "height_mm", 1500.0, 15000.0, " millimetres");
-             }},
-        });
-    return camera;
-}
-
-RecordingFit fit_recording(int width, int height) {
-    RecordingFit fit;
-    fit.scale = std::min(static_cast<double>(kDepthWidth) / width,
-                         static_cast<double>(kDepthHeight) / height);
-    fit.offset_x = (kDepthWidth - width * fit.scale) / 2.0;
-    fit.offset_y = (kDepthHeight - height * fit.scale) / 2.0;
-    return fit;
-}
-
-namespace {
-
-// The recording pixels under one depth pixel along one axis.
-struct Footprint {
-    int first = 0;
-    int last = -1;  // inclusive; below first when there is none
-    double middle = 0.0;
-};
-
-std::vector<Footprint> footprints(int depth_size, int size, double scale, double offset) {
-    std::vector<Footprint> list(static_cast<std::size_t>(depth_size));
-    for (int i = 0; i < depth_size; ++i) {
-        const double middle = (i + 0.5 - offset) / scale - 0.5;
-        if (middle <= -0.5 || middle >= size - 0.5) continue;
-        const double reach = std::max(0.5 / scale, 0.5);
-        list[static_cast<std::size_t>(i)] = {
-            std::max(static_cast<int>(std::ceil(middle - reach)), 0),
-            std::min(static_cast<int>(std::floor(middle + reach)), size - 1), middle};
-    }
-    return list;
-}
-
-std::uint16_t nearest_valid(const std::uint16_t* recording, int width, const Footprint& across,
-                            const Footprint& down) {
-    std::uint16_t best = 0;
-    double best_distance = 1e9;
-    for (int v = down.first; v <= down.last; ++v) {
-        for (int u = across.first; u <= across.last; ++u) {
-            const std::uint16_t value = recording[v * width + u];
-            const double du = u - across.middle;
-            const double dv = v - down.middle;
-            const double distance = du * du + dv * dv;
-            if (value != 0 && distance < best_distance) {
-                best = value;
-                best_distance = distance;
-            }
-        }
-    }
-    return best;
-}
-
-}  // namespace
-
-void resample_depth(const std::uint16_t* recording, int width, int height,
-                    std::vector<std::uint16_t>& depth) {
-    const RecordingFit fit = fit_recording(width, height);
-    const std::vector<Footprint> across = footprints(kDepthWidth, width, fit.scale, fit.offset_x);
-    const std::vector<Footprint> down = footprints(kDepthHeight, height, fit.scale, fit.offset_y);
-    depth.resize(static_cast<std::size_t>(kDepthWidth) * kDepthHeight);
-    auto out = depth.begin();
-    for (const Footprint& row : down) {
-        for (const Footprint& column : across) {
-            *out++ = nearest_valid(recording, width, column, row);
-        }
-    }
-}
 
 std::unique_ptr<FrameSource> open_depth_folder(const SourceOptions& options) {
     if (options.folder.empty()) throw InputError("the source depth-folder needs --folder DIR");

@@ -1,4 +1,5 @@
-// Where frames come from: simulated scenes, recorded walks, recordings of a depth camera.
+// Where frames come from: simulated scenes, recorded walks, folders and recordings of a depth
+// camera.
 #pragma once
 
 #include <cstdint>
@@ -12,9 +13,13 @@
 #include "host/base/input_error.h"
 #include "host/base/picture.h"
 #include "host/base/placed.h"
+#include "host/frames/depth_camera.h"
 #include "host/platform/frame_pool.h"
 
 namespace host {
+
+// Scenes begin at 2026-01-01 00:00 UTC, so that runs repeat exactly.
+inline constexpr std::int64_t kSceneStart_us = 1767225600LL * 1000000;
 
 // A person who is really there.
 struct TruePerson {
@@ -37,7 +42,7 @@ struct TrueCrossing {
 
 struct SourceFrame {
     std::int64_t number = 0;
-    double time_s = 0.0;  // scene time; not derived from the number
+    double time_s = 0.0;  // scene time in whole microseconds; not derived from the number
     FramePlanes planes;
     std::vector<TruePerson> people;
     std::vector<TrueCrossing> crossings;
@@ -50,7 +55,8 @@ struct SourceInfo {
     double frames_per_second = 15.0;
     double duration_s = 0.0;  // 0 when not known
     CameraModel camera;
-    std::vector<CountingLine> lines;      // the source's own, in picture coordinates
+    RecordingCamera sensor;               // as the pictures were taken; its width 0: not known
+    std::vector<CountingLine> lines;      // the source's own, in the user's coordinates
     std::vector<CountingRegion> regions;  // likewise
     bool group_counting = false;
     bool crowded = false;  // too dense to be counted without errors
@@ -60,7 +66,14 @@ struct SourceInfo {
     std::optional<Tilt> tilt;  // of the camera, once it has been found or set
     int user_width = 960;      // size of the picture in which a user gives points
     int user_height = 544;
+    std::int64_t start_us = kSceneStart_us;  // of scene time 0, in microseconds since 1970
 };
+
+// What is known of a recording's source from its camera, with a line across the middle.
+void describe_camera(const RecordingCamera& camera, const RecordingView& view, SourceInfo& info);
+
+// Recordings keep scene times in microseconds, and a run over one sees the very same number.
+double whole_microseconds(double time_s);
 
 struct SourceOptions {
     std::string source = "scene";
@@ -68,7 +81,10 @@ struct SourceOptions {
     std::uint64_t seed = 1;
     std::string trajectories;
     std::string folder;
-    std::string camera_file;                  // empty: camera.toml in the folder
+    std::vector<std::string> recordings;      // one after the other
+    std::optional<double> from_s;             // scene time at which a recording is entered
+    std::optional<double> to_s;               // and left
+    std::string camera_file;                  // empty: that of the folder or recording
     std::optional<Placed<double>> height_mm;  // given by the user
     std::optional<PicturePoint> camera_at;    // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
@@ -114,6 +130,10 @@ class FrameSource : public FrameFeed {
     // After count_truth() and before the first frame: finds out what info() can only say once
     // frames were looked at. They are kept; next() does it when nobody else did.
     virtual void begin() {}
+
+    // Whether what was to be seen has ended with the last frame; otherwise people may still have
+    // been on their way.
+    virtual bool ends_the_scene() const { return true; }
 
     // What is missing from the frames given so far to such an extent that the counts are
     // incomplete; one sentence each.

@@ -31,6 +31,10 @@ class SimSource final : public FrameSource {
         info_.frames_per_second = scene.fps;
         info_.duration_s = scene.duration_s;
         info_.camera = depth_camera(scene.camera);
+        info_.sensor = {
+            kDepthWidth,     kDepthHeight,           info_.camera.fx,
+            info_.camera.fy, info_.camera.cx,        info_.camera.cy,
+            scene.fps,       info_.camera.height_mm, PictureSize{kColourWidth, kColourHeight}};
         for (const sim::CountingLine& line : scene.lines)
             info_.lines.push_back(to_pixels(line));
         for (const sim::CountingRegion& region : scene.regions)
@@ -54,7 +58,8 @@ class SimSource final : public FrameSource {
         frame_.raw_mm.swap(frame.planes.raw_mm);
         if (!more) return false;
         frame.number = frame_.index;
-        frame.time_s = frame_.time_s;
+        frame.time_s = whole_microseconds(frame_.time_s);
+        frame.planes.taken.width = 0;
         frame.planes.blank = false;
         copy_truth(frame);
         return true;

@@ -35,7 +35,7 @@ class SiteView final : public FrameSource {
         swap_planes(frame);
         if (!more) return false;
         frame.number = frame_.index;
-        frame.time_s = frame_.time_s;
+        frame.time_s = whole_microseconds(frame_.time_s);
         frame.planes.blank = false;
         frame.people.clear();
         frame.crossings.clear();

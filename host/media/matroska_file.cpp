@@ -2,6 +2,7 @@
 #include "host/media/matroska_file.h"
 
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 
 extern "C" {
@@ -16,8 +17,9 @@ constexpr std::int64_t kLongestCluster_ms = 1000;
 
 }  // namespace
 
-MatroskaFile::MatroskaFile(std::string path) : path_(std::move(path)) {
+MatroskaFile::MatroskaFile(std::string path) : path_(std::move(path)), text_(av_packet_alloc()) {
     libav::silence();
+    if (text_ == nullptr) fail("no memory");
     AVFormatContext* opened = nullptr;
     check(avformat_alloc_output_context2(&opened, nullptr, "matroska", nullptr));
     format_.reset(opened);
@@ -75,15 +77,27 @@ void MatroskaFile::write(int track, AVPacket& packet) {
     av_packet_unref(&packet);
 }
 
+void MatroskaFile::write_text(int track, std::int64_t time_ms, std::int64_t duration_ms,
+                              const std::string& text) {
+    check(av_new_packet(text_.get(), static_cast<int>(text.size())));
+    std::memcpy(text_->data, text.data(), text.size());
+    text_->pts = text_->dts = time_ms;
+    text_->duration = duration_ms;
+    write(track, *text_);
+}
+
 void MatroskaFile::flush() {
     check(av_write_frame(format_.get(), nullptr));
     avio_flush(format_->pb);
     check(format_->pb->error);
 }
 
-void MatroskaFile::finish() {
+void MatroskaFile::finish_as(const std::string& path) {
     check(av_write_trailer(format_.get()));
     check(avio_closep(&format_->pb));
+    std::error_code error;
+    std::filesystem::rename(path_, path, error);
+    if (error) fail(error.message());
 }
 
 std::int64_t MatroskaFile::size() const {

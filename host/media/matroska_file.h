@@ -38,10 +38,12 @@ class MatroskaFile {
 
     // Takes over a packet whose times are in milliseconds, and leaves it blank.
     void write(int track, AVPacket& packet);
+    void write_text(int track, std::int64_t time_ms, std::int64_t duration_ms,
+                    const std::string& text);
     // Hands everything written so far to the system.
     void flush();
-    // Ends the file with its index.
-    void finish();
+    // Ends the file with its index, and gives it another name.
+    void finish_as(const std::string& path);
 
     // Bytes handed to the system so far.
     std::int64_t size() const;
@@ -54,6 +56,7 @@ class MatroskaFile {
   private:
     std::string path_;
     libav::Output format_;
+    libav::Packet text_;
 };
 
 }  // namespace host

@@ -1,6 +1,8 @@
 // Names in a recording, which its writer and its readers share.
 #pragma once
 
+#include <string>
+
 namespace host {
 
 inline constexpr const char* kDepthTrack = "DEPTH";
@@ -21,6 +23,26 @@ inline constexpr const char* kTimeTag = "VCA_TIME_US";    // scene time of times
 
 inline constexpr const char* kFormatVersion = "1";
 inline constexpr const char* kMillimetres = "mm";
+
+// The last line of a file says why it ends there.
+enum class RecordingEnd {
+    kNextFile,  // the recording goes on in another file
+    kSource,    // there was nothing more to record
+    kStopped,   // there was, but recording ended
+};
+
+constexpr const char* recording_end_name(RecordingEnd end) {
+    if (end == RecordingEnd::kNextFile) return "next file";
+    return end == RecordingEnd::kSource ? "source" : "stopped";
+}
+
+// How the lines begin that a frame and the end of a file have.
+inline constexpr const char* kFrameLine = "{\"frame\":";
+inline constexpr const char* kEndLine = "{\"end\":";
+
+inline std::string end_line(RecordingEnd end) {
+    return std::string(kEndLine) + "\"" + recording_end_name(end) + "\"}";
+}
 
 inline constexpr const char* kRecordingExtension = ".mkv";
 inline constexpr const char* kUnfinishedExtension = ".part";

@@ -233,9 +233,9 @@ struct RecordingReader::Input {
                                     static_cast<std::size_t>(std::max(packet->size, 0)));
         if (line.size() > kMostTextBytes) {
             damage.note(MediaFault::kText, last_us);
-        } else if (line.starts_with("{\"frame\":")) {
+        } else if (line.starts_with(kFrameLine)) {
             read_frame_line(line);
-        } else if (line.starts_with("{\"end\":")) {
+        } else if (line.starts_with(kEndLine)) {
             read_end_line(line);
         } else if (frame.lines.size() == kMostLines || line_bytes + line.size() > kMostLineBytes) {
             damage.note(MediaFault::kText, last_us);
@@ -434,6 +434,14 @@ const std::vector<std::string>& RecordingReader::last_lines() const {
 
 const std::string& RecordingReader::end() const {
     return input_->end;
+}
+
+std::int64_t RecordingReader::lost_frames() const {
+    std::int64_t sum = 0;
+    for (const MediaFault fault : {MediaFault::kDepth, MediaFault::kSize, MediaFault::kPixels,
+                                   MediaFault::kOrder, MediaFault::kTime})
+        sum += input_->damage.count(fault);
+    return sum;
 }
 
 std::vector<std::string> RecordingReader::damage() const {

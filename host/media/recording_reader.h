@@ -80,6 +80,8 @@ class RecordingReader {
 
     // What was damaged so far, one sentence for each kind.
     std::vector<std::string> damage() const;
+    // Depth pictures that were there and were left out.
+    std::int64_t lost_frames() const;
 
   private:
     struct Input;

@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <optional>
 
 #include "host/base/text.h"
-#include "host/media/recording_format.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -130,25 +128,11 @@ void copy_colour(std::span<const std::uint8_t> nv12, AVFrame& picture) {
 
 }  // namespace
 
-const char* recording_end_name(RecordingEnd end) {
-    switch (end) {
-        case RecordingEnd::kNextFile:
-            return "next file";
-        case RecordingEnd::kSource:
-            return "source";
-        case RecordingEnd::kStopped:
-            break;
-    }
-    return "stopped";
-}
-
 struct RecordingWriter::Encoders {
     explicit Encoders(const Setup& given)
         : setup(given),
           file(setup.path + kUnfinishedExtension),
-          depth(file, "ffv1", AV_PIX_FMT_GRAY16LE, setup.width, setup.height),
-          packet(av_packet_alloc()) {
-        if (packet == nullptr) file.fail("no memory");
+          depth(file, "ffv1", AV_PIX_FMT_GRAY16LE, setup.width, setup.height) {
         depth.make_lossless();
         depth_track = depth.open(file, kDepthTrack, setup.frames_per_second);
         if (setup.colour != RecordedColour::kNone) open_colour();
@@ -179,12 +163,10 @@ struct RecordingWriter::Encoders {
     }
 
     void write_text(std::int64_t time_ms, const std::string& text) {
-        file.check(av_new_packet(packet.get(), static_cast<int>(text.size())));
-        std::memcpy(packet->data, text.data(), text.size());
-        packet->pts = packet->dts = time_ms;
-        packet->duration =
-            std::max<std::int64_t>(static_cast<std::int64_t>(1000.0 / setup.frames_per_second), 1);
-        file.write(text_track, *packet);
+        file.write_text(
+            text_track, time_ms,
+            std::max<std::int64_t>(static_cast<std::int64_t>(1000.0 / setup.frames_per_second), 1),
+            text);
     }
 
     // What belongs to a frame comes before its depth, so that a reader who has the depth has it
@@ -192,11 +174,11 @@ struct RecordingWriter::Encoders {
     void write(const RecordedPictures& pictures) {
         const std::int64_t time_ms = timestamp(pictures.time_us);
         file.flush();  // the frame before, with all that was said about it
-        write_text(
-            time_ms,
-            format_text("{\"frame\":%lld,\"time_us\":%lld,\"width\":%d,\"height\":%d}",
-                        static_cast<long long>(pictures.number),
-                        static_cast<long long>(pictures.time_us), setup.width, setup.height));
+        write_text(time_ms,
+                   kFrameLine + format_text("%lld,\"time_us\":%lld,\"width\":%d,\"height\":%d}",
+                                            static_cast<long long>(pictures.number),
+                                            static_cast<long long>(pictures.time_us), setup.width,
+                                            setup.height));
         if (colour && !pictures.colour.empty()) {
             copy_colour(pictures.colour, colour->picture());
             file.write(colour_track, colour->encode(time_ms));
@@ -209,7 +191,6 @@ struct RecordingWriter::Encoders {
     MatroskaFile file;
     PictureEncoder depth;
     std::optional<PictureEncoder> colour;
-    libav::Packet packet;
     int depth_track = 0;
     int colour_track = 0;
     int text_track = 0;
@@ -242,12 +223,8 @@ void RecordingWriter::write_line(std::int64_t time_us, const std::string& line) 
 }
 
 void RecordingWriter::finish(RecordingEnd end) {
-    encoders_->write_text(encoders_->last_ms,
-                          format_text("{\"end\":\"%s\"}", recording_end_name(end)));
-    encoders_->file.finish();
-    std::error_code error;
-    std::filesystem::rename(encoders_->file.path(), encoders_->setup.path, error);
-    if (error) encoders_->file.fail(error.message());
+    encoders_->write_text(encoders_->last_ms, end_line(end));
+    encoders_->file.finish_as(encoders_->setup.path);
 }
 
 std::int64_t RecordingWriter::size() const {

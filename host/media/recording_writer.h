@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/media/matroska_file.h"
+#include "host/media/recording_format.h"
 
 namespace host {
 
@@ -16,14 +17,6 @@ enum class RecordedColour {
     kLossless,  // reads back pixel for pixel
     kSmall,     // looks the same
 };
-
-// The last line of a file says why it ends there.
-enum class RecordingEnd {
-    kNextFile,  // the recording goes on in another file
-    kSource,    // there was nothing more to record
-    kStopped,   // there was, but recording ended
-};
-const char* recording_end_name(RecordingEnd end);
 
 // Pictures as the sensor gave them.
 struct RecordedPictures {

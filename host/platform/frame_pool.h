@@ -15,13 +15,22 @@
 
 namespace host {
 
+// Pictures as a sensor took them, where the frame set was made from them.
+struct TakenPictures {
+    int width = 0;  // of the depth picture; 0: the frame set is what was taken
+    int height = 0;
+    std::vector<std::uint16_t> depth_mm;
+    std::vector<std::uint8_t> colour_nv12;  // 960 x 544 x 3/2; empty: that of the frame set
+};
+
 // The pixels of one synchronised frame set.
 struct FramePlanes {
     std::vector<std::uint8_t> colour_nv12;  // 960 x 544 x 3/2
     std::vector<std::uint8_t> depth_nv12;   // 480 x 256 x 3/2, depth rendered as grey
     std::vector<std::uint16_t> raw_mm;      // 480 x 256 millimetres, 0 where missing
     std::vector<std::uint16_t> lent_mm;     // what the library gets in its place; empty: the same
-    bool blank = false;                     // fed after the end of the source: left out of records
+    TakenPictures taken;
+    bool blank = false;  // fed after the end of the source: left out of records
 };
 
 // What is still out, and what was given back wrongly.

@@ -373,6 +373,13 @@ std::vector<Story> StoryBook::take_over(std::int64_t frame) {
     return over;
 }
 
+double StoryBook::open_since_s() const {
+    double since_s = INFINITY;
+    for (const auto& [key, story] : open_)
+        since_s = std::min(since_s, story.steps.front().time_s);
+    return since_s;
+}
+
 std::vector<Story> StoryBook::rest() {
     std::vector<Story> stories;
     for (auto& [key, story] : open_)

@@ -62,6 +62,8 @@ class StoryBook {
 
     // Takes a track's decision and returns the stories that are over, which any event can show.
     std::vector<Story> add(const Event& event);
+    // Since when somebody is there whose story is not over; infinite when nobody is.
+    double open_since_s() const;
     // The stories that are left.
     std::vector<Story> rest();
 

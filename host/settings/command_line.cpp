@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <set>
 
+#include "host/settings/record_arguments.h"
 #include "host/settings/run_arguments.h"
 #include "host/settings/version_text.h"
 
@@ -36,6 +37,8 @@ Examples; replace words in capitals with your own files and folders:
   vca run --scene uturn --seconds 30        the first half minute of another scene
   vca run --trajectories WALKS.txt --height 6000
   vca run --folder RECORDING --line "256,0 256,423" --height auto
+  vca record --scene corridor --output DIR  depth, counts and settings in files that players open
+  vca run --recording DIR/*.mkv             the same counts again
   vca run --line "100,272 860,272" --uturn "60,150 900,150 900,400 60,400"
   vca run --region "300,150 660,150 660,400 300,400" --name till
   vca run --site )" +
@@ -51,7 +54,8 @@ Examples; replace words in capitals with your own files and folders:
 }
 
 constexpr const char* kRunFooter = R"(
---trajectories alone implies --source walks, --folder alone implies --source depth-folder.
+--trajectories alone implies --source walks, --folder --source depth-folder, and --recording --source
+recording. Settings that a recording carries count unless --config names others; options override both.
 
 A counting line counts in two directions: direction 1 is that of a walker who ends up on the
 left of the line, looking along it in the picture from its first point to its last.
@@ -71,6 +75,12 @@ The .jsonl and .csv files can be followed while the run goes on.
 
 Exit status: 0 when all went well, 1 when the run failed, 2 for wrong input, 3 when the counts are
 kept but something is missing; a message says what.
+)";
+
+constexpr const char* kRecordFooter = R"(
+Files of 5 minutes in Matroska, named by the UTC time of their first frame and ending in .part while they
+are written. Players show the depth and, as subtitles, what was counted; "vca run --recording FILE ..."
+counts again with the settings that the recording carries.
 )";
 
 void add_site_options(CLI::App& run, SiteOptions& site) {
@@ -118,7 +128,8 @@ void check_each_given_once(const CLI::App& run) {
     for (const CLI::Option* option : run.get_options()) {
         if (option->count() == 0 || option->get_trigger_on_parse()) continue;
         const bool flag = option->get_items_expected_max() == 0;
-        if (!flag && option->count() > 1) {
+        const bool list = option->get_items_expected_max() > 1;
+        if (!flag && !list && option->count() > 1) {
             throw InputError(option->get_name() + " is given " + std::to_string(option->count()) +
                              " times; give it once");
         }
@@ -243,9 +254,14 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     CLI::App* run = app.add_subcommand("run", "Analyse a scene or a recording and count");
     // Repeated options are collected first, to be refused with a sentence of our own.
     run->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    const RunArguments arguments(*run);
+    const RunArguments arguments(*run, RunArguments::Output::kResults);
     add_site_options(*run, result.site);
     run->footer(kRunFooter);
+    CLI::App* record =
+        app.add_subcommand("record", "Record depth, counts and settings of a scene or a camera");
+    record->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    const RecordArguments record_arguments(*record);
+    record->footer(kRecordFooter);
     CLI::App* scenes = app.add_subcommand("scenes", "List the built-in scenes");
     CLI::App* check =
         add_check(app, "Say whether a site file or a file for --config is sound", result.check);
@@ -266,6 +282,11 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
         result.text = version_text();
     } else if (run->parsed()) {
         settle_run(*run, arguments, result);
+    } else if (record->parsed()) {
+        check_each_given_once(*record);
+        record_arguments.apply_to(result.record);
+        check_record_options(result.record);
+        result.command = Command::kRecord;
     } else if (check->parsed() || site_check->parsed()) {
         result.command = Command::kCheck;
         result.check.as_site = site_check->parsed();

@@ -4,12 +4,13 @@
 #include <optional>
 #include <string>
 
+#include "host/settings/record_options.h"
 #include "host/settings/run_options.h"
 #include "host/settings/site_options.h"
 
 namespace host {
 
-enum class Command { kRun, kScenes, kText, kSite, kSiteDevice, kCheck, kWhy };
+enum class Command { kRun, kRecord, kScenes, kText, kSite, kSiteDevice, kCheck, kWhy };
 
 // A user's file to be checked.
 struct CheckOptions {
@@ -29,6 +30,7 @@ struct WhyOptions {
 struct CommandLine {
     Command command = Command::kText;
     RunOptions run;
+    RecordOptions record;
     SiteOptions site;  // of kSite and kSiteDevice
     CheckOptions check;
     WhyOptions why;

@@ -1,6 +1,7 @@
 // The TOML file that holds lines and settings of an installation.
 #include <cmath>
 
+#include "host/base/text.h"
 #include "host/base/toml_reader.h"
 #include "host/settings/run_options.h"
 
@@ -9,6 +10,31 @@ namespace {
 
 using Value = const TomlValue&;
 
+// The keys, which reader and writer share.
+constexpr const char* kLine = "line";
+constexpr const char* kRegion = "region";
+constexpr const char* kExclude = "exclude";
+constexpr const char* kHeight_mm = "height_mm";
+constexpr const char* kTargetHeight_mm = "target_height_mm";
+constexpr const char* kGroup = "group";
+constexpr const char* kDetect = "detect";
+constexpr const char* kSensor = "sensor";
+constexpr const char* kLateCounts = "late_counts";
+constexpr const char* kTilt = "tilt";
+constexpr const char* kGender = "gender";
+constexpr const char* kStaff = "staff";
+constexpr const char* kPosition = "position";
+constexpr const char* kName = "name";
+constexpr const char* kPoints = "points";
+constexpr const char* kUturn = "uturn";
+constexpr const char* kArea = "area";
+constexpr const char* kFlip = "flip";
+constexpr const char* kEnabled = "enabled";
+constexpr const char* kMin = "min";
+constexpr const char* kMax = "max";
+constexpr const char* kFoot = "foot";
+constexpr const char* kBox = "box";
+
 // Sets options one key after the other.
 class InstallationReader {
   public:
@@ -16,33 +42,32 @@ class InstallationReader {
 
     void read(Value root) {
         root.read_keys(
-            {{"line", TomlValue::tables("lines are written as [[line]] tables",
-                                        [this](Value table) { read_line(table); })},
-             {"region", TomlValue::tables("regions are written as [[region]] tables",
-                                          [this](Value table) { read_region(table); })},
-             {"exclude", TomlValue::tables("exclusion areas are written as [[exclude]] tables",
-                                           [this](Value table) { read_exclusion(table); })},
-             {"height_mm", [this](Value value) { read_height(value); }},
-             {"target_height_mm", [this](Value value) { read_target(value); }},
-             {"group", [this](Value value) { read_group(value); }},
-             {"detect",
+            {{kLine, TomlValue::tables("lines are written as [[line]] tables",
+                                       [this](Value table) { read_line(table); })},
+             {kRegion, TomlValue::tables("regions are written as [[region]] tables",
+                                         [this](Value table) { read_region(table); })},
+             {kExclude, TomlValue::tables("exclusion areas are written as [[exclude]] tables",
+                                          [this](Value table) { read_exclusion(table); })},
+             {kHeight_mm, [this](Value value) { read_height(value); }},
+             {kTargetHeight_mm, [this](Value value) { read_target(value); }},
+             {kGroup, [this](Value value) { read_group(value); }},
+             {kDetect,
               [this](Value value) {
-                  const std::string place = value.place("detect");
+                  const std::string place = value.place(kDetect);
                   options_.detect = {parse_detect_mode(value.text(), place), place};
               }},
-             {"sensor",
+             {kSensor,
               [this](Value value) {
-                  options_.sensor = parse_sensor(value.text(), value.place("sensor"));
+                  options_.sensor = parse_sensor(value.text(), value.place(kSensor));
               }},
-             {"late_counts",
+             {kLateCounts,
               [this](Value value) {
-                  options_.late_counts =
-                      parse_late_counts(value.text(), value.place("late_counts"));
+                  options_.late_counts = parse_late_counts(value.text(), value.place(kLateCounts));
               }},
-             {"tilt", [this](Value value) { read_tilt(value); }},
-             {"gender", [this](Value v) { options_.gender = model(v, "gender"); }},
-             {"staff", [this](Value v) { options_.staff = model(v, "staff"); }},
-             {"position", [this](Value value) { read_position(value); }}});
+             {kTilt, [this](Value value) { read_tilt(value); }},
+             {kGender, [this](Value v) { options_.gender = model(v, kGender); }},
+             {kStaff, [this](Value v) { options_.staff = model(v, kStaff); }},
+             {kPosition, [this](Value value) { read_position(value); }}});
     }
 
   private:
@@ -78,20 +103,20 @@ class InstallationReader {
         PlacedLine given({}, table.place("the line"));
         CountingLine& line = given.value;
         line.name = "line " + std::to_string(options_.lines.size() + 1);
-        table.read_keys({{"name", [&line](Value value) { line.name = name(value); }},
-                         {"points",
+        table.read_keys({{kName, [&line](Value value) { line.name = name(value); }},
+                         {kPoints,
                           [&](Value value) {
                               line.points = points(value);
                               given.place = value.place("the line");
                           }},
-                         {"uturn", [&line](Value value) { line.uturn_filter = value.flag(); }},
-                         {"area",
+                         {kUturn, [&line](Value value) { line.uturn_filter = value.flag(); }},
+                         {kArea,
                           [&](Value value) {
                               line.uturn_area = points(value);
                               given.area_place = value.place("the area");
                               check_area_points(line.uturn_area, given.area_place);
                           }},
-                         {"flip", [&line](Value value) { line.flip = value.flag(); }}});
+                         {kFlip, [&line](Value value) { line.flip = value.flag(); }}});
         check_line_points(line.points, given.place);
         if (!line.uturn_area.empty() && !line.uturn_filter) {
             throw InputError(given.area_place +
@@ -108,8 +133,8 @@ class InstallationReader {
         }
         Placed<CountingRegion> given({}, table.place("the region"));
         given.value.name = "region " + std::to_string(options_.regions.size() + 1);
-        table.read_keys({{"name", [&given](Value value) { given.value.name = name(value); }},
-                         {"points", [&given](Value value) {
+        table.read_keys({{kName, [&given](Value value) { given.value.name = name(value); }},
+                         {kPoints, [&given](Value value) {
                               given.value.points = points(value);
                               given.place = value.place("the region");
                           }}});
@@ -122,7 +147,7 @@ class InstallationReader {
             throw InputError(table.place("this is exclusion area 5; at most 4 are possible"));
         }
         Placed<std::vector<PicturePoint>> given({}, table.place("the exclusion area"));
-        table.read_keys({{"points", [&given](Value value) {
+        table.read_keys({{kPoints, [&given](Value value) {
                               given = {points(value), value.place("the exclusion area")};
                           }}});
         check_exclusion_points(given.value, given.place);
@@ -132,7 +157,7 @@ class InstallationReader {
     void read_height(Value value) {
         options_.measure_height = value.is_text() && value.text() == "auto";
         if (options_.measure_height) return;
-        const std::string place = value.place("height_mm");
+        const std::string place = value.place(kHeight_mm);
         options_.source.height_mm = Placed(checked_height_mm(value.finite_number(), place), place);
     }
 
@@ -142,20 +167,20 @@ class InstallationReader {
         options_.target_min_mm = lowest.whole(0, kMostWhole);
         options_.target_max_mm = highest.whole(0, kMostWhole);
         check_target_range(options_.target_min_mm, options_.target_max_mm,
-                           value.place("target_height_mm"));
+                           value.place(kTargetHeight_mm));
     }
 
     void read_group(Value value) {
-        value.read_keys({{"enabled", [this](Value v) { options_.group_counting = v.flag(); }},
-                         {"min", [this](Value v) { options_.group_min = v.whole(0, kMostWhole); }},
-                         {"max", [this](Value v) { options_.group_max = v.whole(0, kMostWhole); }}},
+        value.read_keys({{kEnabled, [this](Value v) { options_.group_counting = v.flag(); }},
+                         {kMin, [this](Value v) { options_.group_min = v.whole(0, kMostWhole); }},
+                         {kMax, [this](Value v) { options_.group_max = v.whole(0, kMostWhole); }}},
                         "groups are set in a [group] table");
         check_group_range(options_.group_min, options_.group_max,
                           value.place("the size of groups"));
     }
 
     void read_tilt(Value value) {
-        const std::string place = value.place("tilt");
+        const std::string place = value.place(kTilt);
         const std::string form =
             "tilt is written as \"auto\", \"none\" or [roll, pitch] in degrees";
         if (value.is_text()) {
@@ -171,17 +196,123 @@ class InstallationReader {
 
     void read_position(Value value) {
         const std::string name = value.text();
-        if (name != "foot" && name != "box") {
+        if (name != kFoot && name != kBox) {
             throw InputError(value.place("position is \"") + name + "\"; known are foot and box");
         }
-        options_.source.foot_point = name == "foot";
+        options_.source.foot_point = name == kFoot;
     }
 
     static constexpr int kMostWhole = 100000;
     RunOptions& options_;
 };
 
+// A basic string: quotes, backslashes and control characters need an escape.
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            result += '\\';
+            result += c;
+        } else if (code < 0x20 || code == 0x7f) {
+            result += format_text("\\u%04x", static_cast<unsigned>(code));
+        } else {
+            result += c;
+        }
+    }
+    return result + '"';
+}
+
+std::string in_brackets(const std::vector<PicturePoint>& list) {
+    std::string text;
+    for (const PicturePoint& p : list) {
+        text += (text.empty() ? "[" : ", [") + exact_number(p.x) + ", " + exact_number(p.y) + "]";
+    }
+    return "[" + text + "]";
+}
+
+// Writes the keys of one table after the other.
+class InstallationWriter {
+  public:
+    std::string write(const RunOptions& options) {
+        add_settings(options);
+        for (const PlacedLine& line : options.lines)
+            add_line(line.value);
+        for (const Placed<CountingRegion>& region : options.regions) {
+            begin("[[", kRegion, "]]");
+            add(kName, quoted(region.value.name));
+            add(kPoints, in_brackets(region.value.points));
+        }
+        for (const auto& area : options.exclusions) {
+            begin("[[", kExclude, "]]");
+            add(kPoints, in_brackets(area.value));
+        }
+        return text_;
+    }
+
+  private:
+    void add_settings(const RunOptions& options) {
+        if (options.measure_height) {
+            add(kHeight_mm, quoted("auto"));
+        } else if (options.source.height_mm) {
+            add(kHeight_mm, exact_number(options.source.height_mm->value));
+        }
+        add(kTargetHeight_mm, "[" + std::to_string(options.target_min_mm) + ", " +
+                                  std::to_string(options.target_max_mm) + "]");
+        add(kDetect, quoted(detect_mode_name(options.detect.value)));
+        add(kSensor, quoted(sensor_name(options.sensor)));
+        add(kLateCounts, quoted(late_counts_name(options.late_counts)));
+        add(kTilt, tilt_text(options.tilt));
+        add(kGender, quoted(options.gender));
+        add(kStaff, quoted(options.staff));
+        add(kPosition, quoted(options.source.foot_point ? kFoot : kBox));
+        begin("[", kGroup, "]");
+        if (options.group_counting) add(kEnabled, *options.group_counting ? "true" : "false");
+        add(kMin, std::to_string(options.group_min));
+        add(kMax, std::to_string(options.group_max));
+    }
+
+    void add_line(const CountingLine& line) {
+        begin("[[", kLine, "]]");
+        add(kName, quoted(line.name));
+        add(kPoints, in_brackets(line.points));
+        if (line.uturn_filter) add(kUturn, "true");
+        if (!line.uturn_area.empty()) add(kArea, in_brackets(line.uturn_area));
+        if (line.flip) add(kFlip, "true");
+    }
+
+    static std::string tilt_text(const TiltSetting& tilt) {
+        switch (tilt.kind) {
+            case TiltSetting::Kind::kAuto:
+                return quoted("auto");
+            case TiltSetting::Kind::kNone:
+                return quoted("none");
+            case TiltSetting::Kind::kGiven:
+                break;
+        }
+        return "[" + exact_number(tilt.given.roll_deg) + ", " + exact_number(tilt.given.pitch_deg) +
+               "]";
+    }
+
+    void begin(const char* open, const char* table, const char* close) {
+        text_ += std::string("\n") + open + table + close + "\n";
+    }
+    void add(const char* key, const std::string& value) {
+        text_ += std::string(key) + " = " + value + "\n";
+    }
+
+    std::string text_;
+};
+
 }  // namespace
+
+std::string config_text(const RunOptions& options) {
+    return InstallationWriter().write(options);
+}
+
+void parse_config(const std::string& text, const std::string& name, RunOptions& options) {
+    InstallationReader(options).read(parse_toml(text, name));
+}
 
 void read_config_file(const std::string& path, RunOptions& options) {
     InstallationReader(options).read(

@@ -5,7 +5,7 @@
 #include <functional>
 
 #include "host/base/text.h"
-#include "host/frames/depth_folder.h"
+#include "host/frames/depth_camera.h"
 #include "host/inference/attribute_model.h"
 #include "host/settings/place_warnings.h"
 

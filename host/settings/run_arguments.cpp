@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <limits>
 
+#include "host/frames/recording.h"
 #include "host/frames/sim_source.h"
+#include "host/media/recording_format.h"
 
 namespace host {
 namespace {
@@ -75,6 +77,13 @@ void set_rate(const std::string& text, RunOptions& options) {
     options.source.frames_per_second = fps;
 }
 
+double time_from(const std::string& text, const std::string& option) {
+    constexpr double kLatest_s = 1e9;
+    const double time_s = number_from(text, option);
+    if (time_s >= 0.0 && time_s <= kLatest_s) return time_s;
+    throw InputError(option + " is " + text + "; write a scene time in seconds from 0 on");
+}
+
 void set_noise(const std::string& text, RunOptions& options) {
     const std::vector<std::string> known = simulated_sensors();
     if (std::find(known.begin(), known.end(), text) == known.end()) {
@@ -132,19 +141,28 @@ const std::vector<RunArgument>& source_arguments() {
          {"walks"}},
         {"--folder",
          "DIR",
-         "Recording of a depth camera: numbered 16-bit PNG files in millimetres",
+         "Pictures of a depth camera: numbered 16-bit PNG files in millimetres",
          [](Text text, RunOptions& options) { options.source.folder = text; },
          {"depth-folder"}},
+        {"--from",
+         "S",
+         "Leave out what is before this scene time of a recording",
+         [](Text text, RunOptions& options) { options.source.from_s = time_from(text, "--from"); },
+         {"recording"}},
+        {"--to",
+         "S",
+         "End a recording at this scene time",
+         [](Text text, RunOptions& options) { options.source.to_s = time_from(text, "--to"); },
+         {"recording"}},
         {"--camera",
          "FILE",
-         "Camera file of the recording [camera.toml in its folder]",
+         "Camera file of the folder or recording [camera.toml in it]",
          [](Text text, RunOptions& options) { options.source.camera_file = text; },
-         {"depth-folder"}},
+         {"depth-folder", "recording"}},
         {"--fps",
          "N",
-         "Frames a second: of the scene's camera, or at which walks or a recording were taken [as "
-         "scene "
-         "or file says]",
+         "Frames a second: of the scene's camera, or at which walks or the pictures of a folder were "
+         "taken [as scene or file says]",
          set_rate,
          {"scene", "walks", "depth-folder"}},
         {"--noise",
@@ -247,14 +265,12 @@ const std::vector<RunArgument>& counting_arguments() {
     return list;
 }
 
-const std::vector<RunArgument>& output_arguments() {
+const std::vector<RunArgument>& output_arguments(RunArguments::Output output) {
     using Text = const std::string&;
-    static const std::vector<RunArgument> list{
-        {"--output",
-         "DIR",
-         "Folder for the results [out/<name>]",
-         [](Text text, RunOptions& options) { options.output = text; },
-         {}},
+    const auto set_folder = [](Text text, RunOptions& options) { options.output = text; };
+    const auto set_quiet = [](Text, RunOptions& options) { options.quiet = true; };
+    static const std::vector<RunArgument> results{
+        {"--output", "DIR", "Folder for the results [out/<name>]", set_folder, {}},
         {"--show-detected",
          "",
          "Also send the trails of the boxes as detected",
@@ -265,13 +281,13 @@ const std::vector<RunArgument>& output_arguments() {
          "Leave out the live video",
          [](Text, RunOptions& options) { options.live = false; },
          {}},
-        {"--quiet",
-         "",
-         "Print only the summary",
-         [](Text, RunOptions& options) { options.quiet = true; },
-         {}},
+        {"--quiet", "", "Print only the summary", set_quiet, {}},
     };
-    return list;
+    static const std::vector<RunArgument> recording{
+        {"--output", "DIR", "Folder for the recording [recordings/<name>]", set_folder, {}},
+        {"--quiet", "", "Show no progress", set_quiet, {}},
+    };
+    return output == RunArguments::Output::kResults ? results : recording;
 }
 
 void add_to(CLI::App& run, const std::vector<RunArgument>& arguments, const std::string& group) {
@@ -304,6 +320,19 @@ void check_sources(const CLI::App& run, const std::string& source) {
         if (std::find(fit.begin(), fit.end(), source) != fit.end()) continue;
         throw InputError(argument.name + " belongs to --source " + joined(fit, " or ") +
                          "; the source of this run is " + source);
+    }
+}
+
+constexpr const char* kRecordings = "--recording";
+constexpr int kMostRecordings = 100000;
+
+void read_recorded_settings(const std::string& path, RunOptions& options) {
+    const auto text = recorded_settings(path);
+    if (!text) return;
+    try {
+        parse_config(*text, path + ": " + kSettingsAttachment, options);
+    } catch (const InputError& error) {
+        throw InputError(std::string(error.what()) + "; give --config FILE in their place");
     }
 }
 
@@ -424,16 +453,22 @@ void PlaceArguments::replace_in(RunOptions& options) const {
     if (!exclusions_.empty()) options.exclusions = exclusions_;
 }
 
-RunArguments::RunArguments(CLI::App& run) : run_(run) {
+RunArguments::RunArguments(CLI::App& run, Output output) : run_(run), output_(output) {
     add_to(run_, source_arguments(), "Where the frames come from");
+    run_.add_option(kRecordings, "Recordings, one after the other, with their camera and settings")
+        ->type_name("FILE ...")
+        ->expected(1, kMostRecordings)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->group("Where the frames come from");
     places_.add_options(run_);
     add_to(run_, counting_arguments(), "Counting");
-    add_to(run_, output_arguments(), "Output");
+    add_to(run_, output_arguments(output_), "Output");
 }
 
 // A file or folder alone implies its source.
 std::string RunArguments::source() const {
     if (const auto source = value_of(run_, "--source")) return *source;
+    if (is_given(run_, "--recording")) return "recording";
     if (is_given(run_, "--trajectories")) return "walks";
     return is_given(run_, "--folder") ? "depth-folder" : "scene";
 }
@@ -444,12 +479,25 @@ void RunArguments::apply_to(RunOptions& options) const {
     if (is_given(run_, "--foot") && is_given(run_, "--box")) {
         throw InputError("--foot and --box exclude each other; give one of them");
     }
-    // The command line wins over the file, wherever --config appears in it.
-    if (const auto file = value_of(run_, "--config")) read_config_file(*file, options);
+    if (is_given(run_, kRecordings)) {
+        if (options.source.source != "recording") {
+            throw InputError(std::string(kRecordings) +
+                             " belongs to --source recording; the source of this run is " +
+                             options.source.source);
+        }
+        options.source.recordings = run_.get_option(kRecordings)->results();
+    }
+    // The command line wins over the file, wherever --config appears in it, and the file takes the
+    // place of what a recording carries.
+    if (const auto file = value_of(run_, "--config")) {
+        read_config_file(*file, options);
+    } else if (!options.source.recordings.empty()) {
+        read_recorded_settings(options.source.recordings.front(), options);
+    }
     places_.replace_in(options);
     apply(run_, source_arguments(), options);
     apply(run_, counting_arguments(), options);
-    apply(run_, output_arguments(), options);
+    apply(run_, output_arguments(output_), options);
 }
 
 }  // namespace host

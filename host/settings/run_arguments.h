@@ -45,8 +45,11 @@ class PlaceArguments {
 
 class RunArguments {
   public:
+    // What the command writes.
+    enum class Output { kResults, kRecording };
+
     // Adds the options to the command.
-    explicit RunArguments(CLI::App& run);
+    RunArguments(CLI::App& run, Output output);
 
     // After parsing: what the configuration file says, then what the command line says. Throws
     // InputError.
@@ -56,6 +59,7 @@ class RunArguments {
     std::string source() const;
 
     CLI::App& run_;
+    Output output_;
     PlaceArguments places_;
 };
 

@@ -153,15 +153,17 @@ void check_options(const RunOptions& options) {
     check_target_range(options.target_min_mm, options.target_max_mm,
                        "the range of counted heights");
     check_group_range(options.group_min, options.group_max, "the size of groups");
-    if (options.source.source == "depth-folder" && options.detect.value != DetectMode::kDepth) {
+    if (options.source.source == "depth-folder") check_goes_without_colour(options);
+}
+
+void check_goes_without_colour(const RunOptions& options) {
+    if (options.detect.value != DetectMode::kDepth) {
         throw InputError(options.detect.place_or("--detect") + " is \"" +
                          detect_mode_name(options.detect.value) +
                          "\"; a depth recording has no colour, so it must be depth");
     }
-    if (options.source.source == "depth-folder") {
-        check_no_model(options.gender, "gender");
-        check_no_model(options.staff, "staff");
-    }
+    check_no_model(options.gender, "gender");
+    check_no_model(options.staff, "staff");
 }
 
 }  // namespace host

@@ -74,9 +74,16 @@ const char* detect_mode_name(DetectMode mode);
 
 // Sets in `options` what the file says. Throws InputError that names file and line.
 void read_config_file(const std::string& path, RunOptions& options);
+// The same from the text of one; `name` is what messages call it.
+void parse_config(const std::string& text, const std::string& name, RunOptions& options);
+// The text of a file that sets what these options set; every number reads back exactly.
+std::string config_text(const RunOptions& options);
 
 // Whether the analysis is to tell staff from visitors.
 bool uses_staff_model(const RunOptions& options);
+
+// Throws InputError when the options need colour.
+void check_goes_without_colour(const RunOptions& options);
 
 // Everything that can be said without opening the source. Throws InputError.
 void check_options(const RunOptions& options);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/frames/depth_camera.h"
 #include "host/frames/depth_folder.h"
 #include "host/frames/frame_source.h"
 #include "host/frames/sim_source.h"
