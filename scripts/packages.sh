@@ -7,7 +7,7 @@ vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils
-    abigail-tools python3-onnx dpkg-dev file"
+    abigail-tools python3-onnx dpkg-dev file ffmpeg python3-av python3-numpy"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 # For builds with clang, fuzzing among them, and for scripts/tidy.sh.

@@ -99,6 +99,7 @@ class Recording final : public FrameSource {
         while (reader_ != nullptr) {
             if (reader_->next(media_)) {
                 place_in_scene();
+                if (media_.time_us < from_us_) continue;
                 if (media_.time_us >= to_us_) {
                     cut_short_ = true;
                     leave_file();
@@ -166,7 +167,7 @@ class Recording final : public FrameSource {
         } else if (is_ours(reader_->info())) {
             time_offset_us_ = 0;
         }
-        if (time_offset_us_) reader_->skip_to(from_us_ - *time_offset_us_);
+        if (time_offset_us_ && from_us_ > 0) reader_->skip_to(from_us_ - *time_offset_us_);
     }
 
     void leave_file() {
