@@ -43,11 +43,12 @@ TEST_P(RoundTrip, GivesTheSameEvents) {
 // Beginnings of all scenes, cameras that hang crooked or are noisy, and a whole walk.
 INSTANTIATE_TEST_SUITE_P(
     Of, RoundTrip,
-    ::testing::Values("--scene doorway --seconds 8", "--scene entrance --seconds 8",
-                      "--scene uturn --seconds 8", "--scene groups --seconds 8",
-                      "--scene shop --seconds 8 --noise time-of-flight", "--scene crowd --seconds 4",
-                      "--scene gallery --seconds 8", "--scene clutter --seconds 8",
-                      "--scene entrance --seconds 6 --roll 5 --pitch -4", DEPTH_WALK));
+    ::testing::Values("--scene doorway --seconds 5", "--scene entrance --seconds 5",
+                      "--scene uturn --seconds 5", "--scene groups --seconds 5",
+                      "--scene shop --seconds 5 --noise time-of-flight",
+                      "--scene crowd --seconds 4", "--scene gallery --seconds 5",
+                      "--scene clutter --seconds 5",
+                      "--scene entrance --seconds 5 --roll 5 --pitch -4", DEPTH_WALK));
 
 class ColourRoundTrip : public RoundTrip {};
 
@@ -57,8 +58,8 @@ TEST_P(ColourRoundTrip, GivesTheSameEvents) {
 
 INSTANTIATE_TEST_SUITE_P(
     Of, ColourRoundTrip,
-    ::testing::Values("--scene gallery --seconds 6 --detect colour --staff vest",
-                      "--scene entrance --seconds 3 --detect both --roll 5"));
+    ::testing::Values("--scene gallery --seconds 4 --detect colour --staff vest",
+                      "--scene entrance --seconds 2 --detect both --roll 5"));
 
 TEST_F(Recording, KeepsThePicturesAndTimesOfASensor) {
     if (!fs::exists(VCA_SHARED_DATA_DIR "/depth_walk")) GTEST_SKIP() << "no recordings";
@@ -237,7 +238,7 @@ TEST_F(Recording, KeepsTheNewestHours) {
 // Every count, and everybody who turned back at the line, is in a clip with the seconds around it,
 // and the pictures are those of the whole recording.
 TEST_F(Recording, ClipsHoldWhatMatters) {
-    const std::string scene = "--scene uturn --seconds 30 ";
+    const std::string scene = "--scene uturn --seconds 22 ";
     record(scene);
     record(scene + "--clips 1", "clips");
     const Recorded whole = read_recording(only_file());
@@ -270,7 +271,7 @@ TEST_F(Recording, ClipsHoldWhatMatters) {
             return span.first <= at_us - 900'000 && span.second >= at_us + 900'000;
         })) << line;
     }
-    EXPECT_GT(counts, 3);
+    EXPECT_GT(counts, 1);
     std::string clips;
     for (const fs::path& file : files("clips"))
         clips += "'" + file.string() + "' ";
