@@ -24,7 +24,7 @@ namespace {
 
 // Containers that recordings and streams of depth come in, and what they may be read through.
 // Others could make the program open further files and addresses.
-constexpr const char* kFormats = "matroska,webm,nut,rawvideo,v4l2,video4linux2";
+constexpr const char* kFormats = "matroska,webm,nut,rawvideo";
 constexpr const char* kProtocols = "file,pipe,tcp,unix";
 
 // A packet of 16-bit pixels is never much longer than the pixels themselves.
