@@ -231,14 +231,14 @@ struct RecordingReader::Input {
     void read_text(MediaFrame& frame) {
         const std::string_view line(reinterpret_cast<const char*>(packet->data),
                                     static_cast<std::size_t>(std::max(packet->size, 0)));
-        if (line.size() > kMostTextBytes) {
+        const bool fits = line.size() <= kMostTextBytes && frame.lines.size() < kMostLines &&
+                          line_bytes + line.size() <= kMostLineBytes;
+        if (!fits) {
             damage.note(MediaFault::kText, last_us);
         } else if (line.starts_with(kFrameLine)) {
             read_frame_line(line);
         } else if (line.starts_with(kEndLine)) {
             read_end_line(line);
-        } else if (frame.lines.size() == kMostLines || line_bytes + line.size() > kMostLineBytes) {
-            damage.note(MediaFault::kText, last_us);
         } else {
             line_bytes += line.size();
             frame.lines.emplace_back(line);
@@ -276,9 +276,8 @@ struct RecordingReader::Input {
     void read_colour(MediaFrame& frame) {
         const bool stands_alone = stream(tracks.colour).codecpar->codec_id == AV_CODEC_ID_FFV1;
         if (stands_alone && time_of_packet().value_or(0) + first_us.value_or(0) < from_us) return;
-        if (stands_alone && !colour_sums.is_whole(bytes())) {
-            damage.note(MediaFault::kColour, last_us);
-        } else if (decode(colour.get()) && is_usable_colour(*picture)) {
+        const bool whole = !stands_alone || colour_sums.is_whole(bytes());
+        if (whole && decode(colour.get()) && is_usable_colour(*picture)) {
             take_colour(*picture, frame);
             frame.has_colour = true;
         } else {
