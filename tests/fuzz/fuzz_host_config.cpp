@@ -54,8 +54,10 @@ void read_command_line(const std::string& text) {
             word += c;
             continue;
         }
-        if (words.back() == "--config") word = file().path();
-        if (word.rfind("--config=", 0) == 0) word = "--config=" + file().path();
+        for (const std::string option : {"--config", "--recording"}) {
+            if (words.back() == option) word = file().path();
+            if (word.starts_with(option + "=")) word = option + "=" + file().path();
+        }
         words.push_back(std::move(word));
         word.clear();
     }

@@ -1,11 +1,13 @@
 // Recordings as files: what is written is read back, and damage costs no more than it hit.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <random>
+#include <thread>
 
 #include "host/base/input_error.h"
 #include "host/media/recording_reader.h"
@@ -289,6 +291,18 @@ TEST_F(RecordingFile, StopsWhenAsked) {
     while (reader.next(frame))
         ++more;
     EXPECT_LE(more, 29);
+}
+
+// Without an index, a length or a way back.
+TEST_F(RecordingFile, IsReadFromAPipe) {
+    const std::string whole = make(12);
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+    std::thread sender([&] { test::write_all(path("pipe"), whole); });
+    const ReadBack back = read_back(path("pipe"));
+    sender.join();
+    EXPECT_EQ(back.frames.size(), 12u);
+    expect_written(back.frames);
+    EXPECT_EQ(back.end, "source");
 }
 
 TEST_F(RecordingFile, SaysWhyItCannotBeWritten) {
