@@ -54,8 +54,9 @@ Examples; replace words in capitals with your own files and folders:
 }
 
 constexpr const char* kRunFooter = R"(
---trajectories alone implies --source walks, --folder --source depth-folder, and --recording --source
-recording. Settings that a recording carries count unless --config names others; options override both.
+--trajectories alone implies --source walks, --folder alone implies --source depth-folder, and
+--recording alone implies --source recording. Settings that a recording carries count unless --config
+names others; options override both.
 
 A counting line counts in two directions: direction 1 is that of a walker who ends up on the
 left of the line, looking along it in the picture from its first point to its last.

@@ -71,11 +71,13 @@ inline std::string cluster(std::uint64_t time_ms, const std::string& picture) {
                                    element(0xA3, std::string("\x81\0\0", 3) + '\x80' + picture));
 }
 
+inline std::string matroska_info() {
+    return element(0x1549A966, element(0x2AD7B1, 1'000'000) + element(0x4D80, std::string("test")) +
+                                   element(0x5741, std::string("test")));
+}
+
 inline std::string matroska(const std::string& content) {
-    const std::string info =
-        element(0x1549A966, element(0x2AD7B1, 1'000'000) + element(0x4D80, std::string("test")) +
-                                element(0x5741, std::string("test")));
-    return ebml_head() + element(0x18538067, info + content);
+    return ebml_head() + element(0x18538067, matroska_info() + content);
 }
 
 }  // namespace test
