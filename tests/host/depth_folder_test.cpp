@@ -376,7 +376,7 @@ TEST(Sources, UnknownNamesListTheKnown) {
         FAIL() << "an unknown source was opened";
     } catch (const host::InputError& e) {
         EXPECT_THAT(e.what(),
-                    AllOf(HasSubstr("\"usb\""), HasSubstr("scene, walks, depth-folder, null")));
+                    AllOf(HasSubstr("\"usb\""), HasSubstr("scene, walks, depth-folder, recording, null")));
     }
 }
 
