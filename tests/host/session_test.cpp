@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -24,6 +25,11 @@ namespace {
 using ::testing::ElementsAre;
 
 constexpr std::int64_t kNever = -2;
+
+// Of a scene with 15 frames a second, in whole microseconds.
+double scene_time_s(std::int64_t number) {
+    return std::round(1e6 * static_cast<double>(number) / 15.0) / 1e6;
+}
 
 // Lists the calls that it gets. It throws at the frame that it is told to.
 class CallList final : public host::Sink {
@@ -43,14 +49,14 @@ class CallList final : public host::Sink {
 
     void on_frame(const host::FrameView& frame) override {
         note({Kind::kFrame, frame.number, 0});
-        EXPECT_NEAR(frame.time_s, static_cast<double>(frame.number) / 15.0, 1e-9);
+        EXPECT_NEAR(frame.time_s, scene_time_s(frame.number), 1e-12);
     }
     void on_event(const host::Event& event) override {
         note({Kind::kEvent, event.frame_number, event.id});
     }
     void end_frame(const host::PassReport& report) override {
         note({Kind::kEnd, report.number, 0});
-        EXPECT_NEAR(report.time_s, static_cast<double>(report.number) / 15.0, 1e-9);
+        EXPECT_NEAR(report.time_s, scene_time_s(report.number), 1e-12);
     }
     void finish() override { note({Kind::kFinish, -1, 0}); }
 
