@@ -2,8 +2,8 @@
 #include "host/inference/detector.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cmath>
+#include <cstdlib>
 #include <tuple>
 
 #include "host/base/overlap.h"

@@ -161,7 +161,8 @@ const std::vector<RunArgument>& source_arguments() {
          {"depth-folder", "recording"}},
         {"--fps",
          "N",
-         "Frames a second: of the scene's camera, or at which walks or the pictures of a folder were "
+         "Frames a second: of the scene's camera, or at which walks or the pictures of a folder "
+         "were "
          "taken [as scene or file says]",
          set_rate,
          {"scene", "walks", "depth-folder"}},
