@@ -4,11 +4,21 @@
 set -eu
 cd "$(dirname "$0")"
 . scripts/packages.sh
+# A database is the service's, with packages of its own.
+packages=$vca_run_packages
+service=OFF
+case " $* " in
+*" --store"*)
+    packages=$vca_packages
+    service=ON
+    ;;
+esac
 # shellcheck disable=SC2086
-install_missing_packages $vca_packages
+install_missing_packages $packages
 mkdir -p build
 [ -x build/release/host/vca ] || echo "Building, which takes a minute or two the first time ..."
-cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF >build/run.log 2>&1 &&
+cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF -DVCA_WITH_SERVICE=$service \
+    >build/run.log 2>&1 &&
     cmake --build --preset release --target vca_program >>build/run.log 2>&1 || {
     cat build/run.log >&2
     exit 1

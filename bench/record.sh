@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs benchmarks and writes their results into bench/results.md.
 #
-# bench/record.sh [accuracy|counting|site|recording|pass|instructions|memory]...: all of them without a name.
+# bench/record.sh [accuracy|counting|site|recording|store|pass|instructions|memory]...: all of them without a name.
 # The first three take about three quarters of an hour together; arguments behind "--" go to
 # bench_accuracy and bench_counting, for example "-- --data DIR", or to bench/memory.sh. "pass" takes
 # five minutes and wants a machine with nothing else to do.
@@ -13,7 +13,7 @@ while [ $# -gt 0 ] && [ "$1" != -- ]; do
     shift
 done
 [ $# -gt 0 ] && shift
-[ ${#sections[@]} -gt 0 ] || sections=(accuracy counting site recording pass instructions memory)
+[ ${#sections[@]} -gt 0 ] || sections=(accuracy counting site recording store pass instructions memory)
 readme=bench/results.md
 text=$(mktemp)
 trap 'rm -f "$text" "$text.new"' EXIT
@@ -57,6 +57,15 @@ recording() {
     build/release/bench/bench_recording
 }
 
+store() {
+    local folder
+    build bench_store
+    heading 'A database after a year (`build/release/bench/bench_store`)'
+    folder=$(mktemp -d)
+    build/release/bench/bench_store "$folder"
+    rm -r "$folder"
+}
+
 pass() {
     build bench_pass
     heading 'Time of one frame pass of the library (`build/release/bench/bench_pass`)'
@@ -88,9 +97,9 @@ replace_section() {
 
 for section in "${sections[@]}"; do
     case $section in
-        accuracy | counting | site | recording | pass | instructions | memory) "$section" "$@" >"$text" ;;
+        accuracy | counting | site | recording | store | pass | instructions | memory) "$section" "$@" >"$text" ;;
         *)
-            echo "unknown: $section (accuracy, counting, site, recording, pass, instructions, memory)" >&2
+            echo "unknown: $section (accuracy, counting, site, recording, store, pass, instructions, memory)" >&2
             exit 1
             ;;
     esac

@@ -1,13 +1,18 @@
 # Sourced by run.sh, test.sh and scripts/package.sh: installs the Debian packages that the project
 # needs and that are missing, and nothing else.
 
-vca_packages="g++ cmake ninja-build pkg-config git ca-certificates
+# To build the library and vca run.
+vca_run_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libopencv-video-dev
     libopencv-dnn-dev libavcodec-dev libavformat-dev libavutil-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
-    libmosquitto-dev mosquitto"
+    libmosquitto-dev mosquitto libboost-dev"
+# For the service: the database, random numbers and time zones.
+vca_service_packages="libsqlite3-dev libsodium-dev libhowardhinnant-date-dev tzdata"
+vca_packages="$vca_run_packages $vca_service_packages"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils
-    abigail-tools python3-onnx dpkg-dev file ffmpeg python3-av python3-numpy"
+    abigail-tools python3-onnx dpkg-dev file ffmpeg python3-av python3-numpy
+    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 # For builds with clang, fuzzing among them, and for scripts/tidy.sh.

@@ -33,7 +33,7 @@ std::string check_site_file(const CheckOptions& options) {
         options.output.empty() ? fs::path(options.file).parent_path() : fs::path(options.output);
     const fs::path plan = folder / kSitePlanFile;
     for (const SiteDevice& device : site.devices)
-        open_simulated_view(view_setup(site, device));
+        if (device.is_simulated()) open_simulated_view(view_setup(site, device));
     if (options.output.empty()) {
         write_plan_beside(site, plan.string());
     } else {

@@ -5,12 +5,17 @@
 #include <exception>
 #include <string>
 
+#include "host/app/audit_command.h"
+#include "host/app/camera_check.h"
 #include "host/app/check.h"
+#include "host/app/compare_command.h"
 #include "host/app/exit_status.h"
 #include "host/app/record_command.h"
 #include "host/app/run_command.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
+#include "host/app/store_commands.h"
+#include "host/app/what_if_command.h"
 #include "host/app/why.h"
 #include "host/base/text.h"
 #include "host/report/output_folder.h"
@@ -63,7 +68,9 @@ int main(int argc, char** argv) {
     // A limit of the file size shows as a failed write too.
     std::signal(SIGXFSZ, SIG_IGN);
     try {
-        const host::CommandLine command = host::parse_command_line(argc, argv);
+        host::CommandLine command = host::parse_command_line(argc, argv);
+        for (host::RunOptions* run : {&command.run, &command.record.run, &command.camera_check.run})
+            run->source.stop = &stop_requested;
         switch (command.command) {
             case host::Command::kRun:
                 catch_interrupts();
@@ -83,9 +90,29 @@ int main(int argc, char** argv) {
             case host::Command::kCheck:
                 host::write_text(stdout, host::check_command(command.check));
                 return host::kExitOk;
+            case host::Command::kCameraCheck:
+                catch_interrupts();
+                host::write_text(stdout, host::camera_check(command.camera_check, stop_requested));
+                return host::kExitOk;
             case host::Command::kWhy:
                 host::write_text(stdout, host::why_command(command.why));
                 return host::kExitOk;
+            case host::Command::kCounts:
+            case host::Command::kExport:
+            case host::Command::kBackup:
+            case host::Command::kRestore:
+            case host::Command::kCorrect:
+                catch_interrupts();
+                return host::store_command(command, stop_requested);
+            case host::Command::kAudit:
+                catch_interrupts();
+                return host::audit_command(command.audit, stop_requested);
+            case host::Command::kCompare:
+                host::write_text(stdout, host::compare_command(command.compare));
+                return host::kExitOk;
+            case host::Command::kWhatIf:
+                catch_interrupts();
+                return host::what_if_command(command.what_if, stop_requested);
             case host::Command::kText:
                 host::write_text(stdout, command.text);
                 return host::kExitOk;

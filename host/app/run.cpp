@@ -13,10 +13,12 @@
 
 #include "host/base/text.h"
 #include "host/engine/session.h"
+#include "host/media/recording_format.h"
 #include "host/report/output_folder.h"
 #include "host/score/samples.h"
 #include "host/settings/library_config.h"
 #include "host/settings/place_warnings.h"
+#include "vca/object.h"
 
 namespace host {
 namespace {
@@ -148,6 +150,7 @@ SessionSetup to_setup(const RunPlan& plan, double height_mm) {
     SessionSetup setup;
     setup.config = plan.config ? *plan.config : config_of(plan, height_mm);
     setup.camera = plan.source->info().camera;
+    if (plan.source->info().live) setup.frames = FramePolicy::kNewest;
     setup.attributes = &plan.attributes;
     setup.late_counts = plan.options.late_counts;
     setup.sensor = plan.options.sensor;
@@ -197,18 +200,21 @@ class FirstFrames final : public FrameFeed {
 double measure_height_mm(const RunPlan& plan, const std::atomic<bool>& stop) {
     RunPlan trial;
     trial.options = plan.options;
-    trial.source = level_source(open_source(plan.options.source), plan.options.tilt);
-    trial.source->begin();
+    // A live camera cannot be opened twice, and its frames go on anyway.
+    const bool live = plan.source->info().live;
+    if (!live) trial.source = level_source(open_source(plan.options.source), plan.options.tilt);
+    FrameSource& source = live ? *plan.source : *trial.source;
+    source.begin();
     const StandardOutput nowhere("/dev/null");  // for what the library prints
-    Session session(to_setup(trial, kUnmeasuredHeight_mm), {});
+    Session session(to_setup(live ? plan : trial, kUnmeasuredHeight_mm), {});
     std::vector<double> measured;
     for (int i = 0; i < kMeasurements && !stop; ++i) {
         session.request_install_height();
-        FirstFrames frames(*trial.source, kFramesPerMeasurement);
+        FirstFrames frames(source, kFramesPerMeasurement);
         if (session.feed(frames) < 0) break;
         const int answer_mm = session.install_height_mm();
         if (answer_mm > 0 && answer_mm < kNoFloor_mm) measured.push_back(answer_mm);
-        trial.source->skip(frames_between(trial.source->info()));
+        source.skip(frames_between(source.info()));
     }
     if (stop) throw std::runtime_error("stopped before the installation height was measured");
     return checked_height_mm(floor_distance_mm(measured), "the measured installation height");
@@ -229,7 +235,7 @@ class RunFrames final : public FrameFeed {
     bool next(SourceFrame& frame) override {
         if (stop_) return false;
         if (!plan_.source->next(frame)) {
-            end_ = End::kSource;
+            if (!stop_) end_ = End::kSource;
             return false;
         }
         if (++made_ > most_ || frame.time_s >= until_s_) {
@@ -322,24 +328,6 @@ RunFacts facts_of(const RunPlan& plan, double height_mm) {
     return facts;
 }
 
-// Where the truth is known the source itself warns of lines at the edge, and the places of a site
-// may lie in the view of another camera.
-std::vector<std::string> warnings_of(const RunPlan& plan) {
-    const CountedPlaces places{plan.lines, plan.regions, plan.exclusions};
-    std::vector<std::string> warnings = place_warnings(places);
-    const auto add = [&warnings](const std::vector<std::string>& more) {
-        warnings.insert(warnings.end(), more.begin(), more.end());
-    };
-    if (!plan.config) add(region_edge_warnings(places, kColourWidth, kColourHeight));
-    if (!plan.source->info().has_truth && !plan.config)
-        add(line_edge_warnings(places, kColourWidth, kColourHeight));
-    if (!plan.source->info().has_truth && !plan.config)
-        add(unseen_line_warnings(places, plan.source->info().camera,
-                                 plan.options.source.foot_point));
-    add(plan.source->warnings());
-    return warnings;
-}
-
 // A built-in scene lasts for as many frames as are asked for.
 void stretch_scene(RunOptions& options, std::unique_ptr<FrameSource>& source) {
     const SourceInfo& info = source->info();
@@ -360,11 +348,37 @@ std::optional<std::string> short_source_warning(const RunPlan& plan, double scen
 
 }  // namespace
 
+// Where the truth is known the source itself warns of lines at the edge, and the places of a site
+// may lie in the view of another camera.
+std::vector<std::string> run_warnings(const RunPlan& plan) {
+    const CountedPlaces places{plan.lines, plan.regions, plan.exclusions};
+    std::vector<std::string> warnings = place_warnings(places);
+    const auto add = [&warnings](const std::vector<std::string>& more) {
+        warnings.insert(warnings.end(), more.begin(), more.end());
+    };
+    if (!plan.config) add(region_edge_warnings(places, kColourWidth, kColourHeight));
+    if (!plan.source->info().has_truth && !plan.config)
+        add(line_edge_warnings(places, kColourWidth, kColourHeight));
+    if (!plan.source->info().has_truth && !plan.config)
+        add(unseen_line_warnings(places, plan.source->info().camera,
+                                 plan.options.source.foot_point));
+    add(plan.source->warnings());
+    return warnings;
+}
+
+int height_correction_mm(const RunPlan& plan, double height_mm) {
+    const StandardOutput nowhere("/dev/null");  // for what the library prints
+    const Session session(to_setup(plan, height_mm), {});
+    return dev_obj_height_compen_by_install();
+}
+
 RunPlan prepare_run(const RunOptions& given) {
     check_options(given);
     RunOptions options = given;
     options.source.seconds = options.seconds;
     std::unique_ptr<FrameSource> source = open_source(options.source);
+    take_carried_settings(source->info().settings,
+                          options.source.live_depth + ": " + kSettingsAttachment, options);
     stretch_scene(options, source);
     return prepare_run(options, std::move(source));
 }
@@ -382,7 +396,8 @@ RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> sour
                          "\" has its camera at " +
                          std::to_string(std::lround(info.camera.height_mm.value_or(0.0))) + " mm");
     }
-    if (info.kind == "recording" && !info.has_colour) check_goes_without_colour(options);
+    if ((info.kind == "recording" || info.live) && !info.has_colour)
+        check_goes_without_colour(options);
     plan.lines = settle_lines(options, *plan.source);
     plan.regions = settle_regions(options, *plan.source);
     plan.exclusions = settle_exclusions(options, *plan.source);
@@ -448,7 +463,9 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     if (plan.link) link.emplace(session, *plan.link);
     if (plan.options.show_detected) session.show_detected(true);
     RunFrames frames(plan, stop);
+    plan.source->listen([&session](const InputNotice& notice) { session.tell_input(notice); });
     const std::int64_t last = session.feed(frames, plan.pace);
+    plan.source->listen({});
     facts.interrupted = frames.end() == RunFrames::End::kStopped;
     // Only the end of the scene also ends the tracks of the people in it.
     if (frames.end() == RunFrames::End::kSource && plan.source->ends_the_scene()) {
@@ -461,7 +478,8 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     facts.left = session.close();
     if (link) facts.link = link->figures();
     if (plan.pace != nullptr) facts.pace = plan.pace->figures();
-    facts.warnings = warnings_of(plan);
+    facts.warnings = run_warnings(plan);
+    facts.input = plan.source->live_figures();
     facts.timings = timing.timings();
     facts.scene_s = static_cast<double>(facts.timings.frames) / facts.source.frames_per_second;
     if (frames.end() == RunFrames::End::kSource) {

@@ -44,6 +44,13 @@ void settle_height(RunPlan& plan, const std::atomic<bool>& stop);
 // How many frames the run will have; 0 when that is not known.
 double expected_frames(const RunPlan& plan);
 
+// What must be known about the lines and regions before anybody relies on their counts; one
+// sentence each.
+std::vector<std::string> run_warnings(const RunPlan& plan);
+
+// What the library adds to everybody's height where its camera hangs so high.
+int height_correction_mm(const RunPlan& plan, double height_mm);
+
 // What a run is scored on.
 ScoreSetup score_setup(const RunPlan& plan);
 // The names of the lines and regions in stories.

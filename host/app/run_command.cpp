@@ -12,6 +12,7 @@
 
 #include "host/app/exit_status.h"
 #include "host/app/run.h"
+#include "host/app/run_store.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
 #include "host/engine/optional_sink.h"
@@ -88,6 +89,7 @@ RunFacts run_into(OutputFolder& folder, RunPlan& plan, const std::vector<Sink*>&
 
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)()) {
     RunPlan plan = prepare_run(options);
+    const std::unique_ptr<Sink> store = open_run_store(plan);
     OutputFolder folder(plan.output, {std::begin(kRunFiles), std::end(kRunFiles)});
     settle_height(plan, stop);
     folder.begin();
@@ -104,6 +106,7 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     SnapshotSink snapshot;
     ProgressSink progress(display, {plan.source->info().frames_per_second, expected_frames(plan)});
     std::vector<Sink*> sinks{&events, &people, &scores, &snapshot, &progress};
+    if (store != nullptr) sinks.push_back(store.get());
     std::optional<OptionalSink> live;
     if (options.live) {
         live.emplace([&] { return std::make_unique<LiveVideo>(live_setup(plan, folder)); });

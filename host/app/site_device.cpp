@@ -13,6 +13,7 @@
 #include "host/base/progress_display.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
+#include "host/frames/site_camera.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
 #include "host/report/summary.h"
@@ -36,7 +37,30 @@ const SiteDevice& device_named(const Site& site, const SiteOptions& options) {
                      "\"; it has " + known);
 }
 
-RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& options) {
+std::unique_ptr<FrameSource> open_device(const Site& site, const SiteDevice& device,
+                                         const std::atomic<bool>& stop) {
+    if (device.is_simulated()) return open_site_view(view_setup(site, device));
+    SiteCameraSetup setup;
+    setup.name = device.name;
+    setup.focal_px = device.focal_px;
+    setup.height_mm = device.height_mm;
+    const bool live = device.files.recording.empty();
+    setup.source.source = live ? "live" : "recording";
+    if (!live) setup.source.recordings = {device.files.recording};
+    setup.source.live_depth = device.files.depth;
+    setup.source.depth_format = device.files.depth_format;
+    setup.source.camera_file = device.files.camera;
+    setup.source.height_mm = Placed<double>(device.height_mm, device.place);
+    setup.source.stop = &stop;
+    try {
+        return open_site_camera(setup);
+    } catch (const InputError& error) {
+        throw InputError(device.place + ": " + error.what());
+    }
+}
+
+RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& options,
+                const std::atomic<bool>& stop) {
     const SiteRole role = options.alone ? SiteRole::kAlone : SiteRole::kTogether;
     RunPlan plan;
     plan.options.source.seed = site.seed;
@@ -46,7 +70,7 @@ RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& o
     plan.options.frames = options.frames;
     plan.options.seconds = options.seconds;
     if (!options.seconds && !options.frames) plan.options.seconds = site.seconds;
-    plan.source = level_source(open_site_view(view_setup(site, device)), plan.options.tilt);
+    plan.source = level_source(open_device(site, device, stop), plan.options.tilt);
     plan.config = device_config(site, device, role);
     if (options.alone) {
         plan.lines = own_lines(site, device);
@@ -107,7 +131,7 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     Site site = read_site_file(options.file);
     if (options.seconds) site.seconds = options.seconds;
     const SiteDevice& device = device_named(site, options);
-    RunPlan plan = plan_of(site, device, options);
+    RunPlan plan = plan_of(site, device, options, stop);
     OutputFolder folder(plan.output, {kLogFile, kEventsFile, kPeopleFile, kCrossingsFile,
                                       kRegionsFile, kStaysFile, kSummaryFile});
     folder.begin();
@@ -116,7 +140,8 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     Pace pace(site.frames_per_second.value, options.start_at_ms, stop);
     if (!options.alone) {
         plan.link = link_of(site, device, options, display);
-        plan.pace = &pace;
+        // A live camera has its own.
+        if (!plan.source->info().live) plan.pace = &pace;
     }
 
     EventFile events(folder.file(kEventsFile));
@@ -134,11 +159,11 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
         std::fprintf(stderr, "vca: %s\n", left.c_str());
         return kExitFailure;
     }
-    if (const std::string loss = loss_text(facts); !loss.empty()) {
-        std::fprintf(stderr, "vca: %s\n", loss.c_str());
-        return kExitIncomplete;
-    }
-    return kExitOk;
+    std::vector<std::string> losses = plan.source->losses();
+    if (std::string loss = loss_text(facts); !loss.empty()) losses.push_back(std::move(loss));
+    for (const std::string& loss : losses)
+        std::fprintf(stderr, "vca: %s\n", visible(loss).c_str());
+    return losses.empty() ? kExitOk : kExitIncomplete;
 }
 
 }  // namespace host

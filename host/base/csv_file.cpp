@@ -6,20 +6,6 @@
 #include "host/base/text.h"
 
 namespace host {
-namespace {
-
-std::string quoted(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"') out += '"';
-        out += c;
-    }
-    return out + "\"";
-}
-
-}  // namespace
-
 CsvFile::CsvFile(const std::string& path, const std::string& header) : path_(path) {
     if (path_.empty()) return;
     out_.open(path_);
@@ -30,7 +16,7 @@ CsvFile::CsvFile(const std::string& path, const std::string& header) : path_(pat
 void CsvFile::add_row(const std::vector<std::string>& fields) {
     if (path_.empty()) return;
     for (std::size_t i = 0; i < fields.size(); ++i)
-        out_ << (i > 0 ? "," : "") << quoted(fields[i]);
+        out_ << (i > 0 ? "," : "") << csv_field(fields[i]);
     out_ << std::endl;
     check();
 }
@@ -43,6 +29,16 @@ void CsvFile::finish() {
 
 void CsvFile::check() const {
     if (!out_) throw std::runtime_error("cannot write \"" + path_ + "\"");
+}
+
+std::string csv_field(const std::string& text) {
+    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+    std::string out = "\"";
+    for (const char c : text) {
+        if (c == '"') out += '"';
+        out += c;
+    }
+    return out + "\"";
 }
 
 std::string csv_number(double value) {

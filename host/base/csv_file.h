@@ -27,6 +27,8 @@ class CsvFile {
     std::ofstream out_;
 };
 
+// In quotes where it has a comma, a quote or the end of a line.
+std::string csv_field(const std::string& text);
 // A number in a table, with up to six digits; empty for an unknown value.
 std::string csv_number(double value);
 std::string csv_number(const std::optional<double>& value);

@@ -19,8 +19,12 @@ inline constexpr const char* kLiveFile = "live.mp4";
 inline constexpr const char* kPictureFile = "picture.png";
 inline constexpr const char* kHeatDwellFile = "heat_dwell.png";
 inline constexpr const char* kHeatMotionFile = "heat_motion.png";
+inline constexpr const char* kCameraFile = "camera.png";
 inline constexpr const char* kSitePictureFile = "site_picture.png";
 inline constexpr const char* kSitePlanFile = "site_plan.png";
+
+inline constexpr const char* kAuditFile = "audit.json";
+inline constexpr const char* kAuditPage = "audit.html";
 
 // What a run of one camera may leave; the live video only on request.
 inline constexpr const char* kRunFiles[] = {

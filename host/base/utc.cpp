@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <ctime>
 
 #include "host/base/text.h"
@@ -13,6 +14,11 @@ namespace {
 constexpr const char* kForm = "0000-00-00T00-00-00.000Z";  // 0 for a digit
 
 }  // namespace
+
+std::int64_t utc_now_us() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
 
 std::string utc_name(std::int64_t us) {
     const std::int64_t ms = us / 1000 - (us % 1000 < 0 ? 1 : 0);

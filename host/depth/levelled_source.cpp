@@ -57,6 +57,10 @@ class LevelledSource final : public FrameSource {
     }
     std::vector<TrueCrossing> settle_truth() override { return source_->settle_truth(); }
     std::vector<std::string> losses() const override { return source_->losses(); }
+    std::optional<LiveFigures> live_figures() const override { return source_->live_figures(); }
+    void listen(const std::function<void(const InputNotice&)>& listener) override {
+        source_->listen(listener);
+    }
     bool ends_the_scene() const override { return source_->ends_the_scene(); }
 
     std::vector<std::string> warnings() const override {

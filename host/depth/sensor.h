@@ -14,11 +14,15 @@ enum class Sensor {
 
 const char* sensor_name(Sensor sensor);
 
-// From high up the library adds `correction_mm` to the height of everybody. Moves what stands on a
-// floor `floor_mm` away farther from the camera by as much, so that an exact sensor's heights come
-// out right; the floor and what lies on it stay where they are, since the library measures its
-// distance. Same size; 0 stays 0.
-void take_back_correction(const std::vector<std::uint16_t>& depth_mm, int floor_mm,
-                          int correction_mm, std::vector<std::uint16_t>& corrected_mm);
+// The depth that the library gets in place of the sensor's; empty when it gets that. Same size, 0
+// stays 0, and so do the floor, `floor_mm` away, and what lies on it, since the library measures
+// their distance.
+// - From high up the library adds `correction_mm` to the height of everybody: what stands on the
+//   floor is moved away from the camera by as much, so that an exact sensor's heights come out
+//   right.
+// - The library takes nothing higher than 2 m for a measurement, and somebody of whom nothing lower
+//   is to be seen, as under an umbrella, would not count: what is higher becomes 2 m high.
+void suit_library(const std::vector<std::uint16_t>& depth_mm, int floor_mm, int correction_mm,
+                  std::vector<std::uint16_t>& suited_mm);
 
 }  // namespace host

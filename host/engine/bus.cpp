@@ -151,7 +151,8 @@ void Bus::deliver(Message& message) {
     }
     if (!message.to_library) {
         client_.on_event({message.id, message.stamp.frame_number, message.stamp.time_s,
-                          decode_message(message.id, message.bytes), message.stamp.feed_count});
+                          decode_message(message.id, message.bytes), message.stamp.feed_count,
+                          message.stamp.utc_us, message.stamp.blank});
         return;
     }
     const std::lock_guard handlers_lock(handlers_mutex_);

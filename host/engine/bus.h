@@ -21,6 +21,8 @@ struct FrameStamp {
     std::int64_t frame_number = -1;
     double time_s = 0.0;
     std::int32_t feed_count = 0;  // the library's feed frame counter
+    std::int64_t utc_us = 0;      // 0 when the source is not live
+    bool blank = false;           // fed after the end of the source
 };
 
 // The client of the bus.

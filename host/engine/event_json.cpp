@@ -60,6 +60,10 @@ Json slave_track_json(const SLAVE_TRACK_S& t) {
             {"centre", {t.cx, t.cy}}, {"foot", {t.foot_x, t.foot_y}}};
 }
 
+double seconds(std::int64_t us) {
+    return static_cast<double>(us) / 1e6;
+}
+
 struct Fields {
     Json& out;
 
@@ -78,6 +82,7 @@ struct Fields {
     }
     void operator()(const CountLeftOut& e) const {
         (*this)(e.count);
+        out["late"] = true;
         out["left_out"] = true;
     }
     void operator()(const GroupCounted& e) const {
@@ -121,6 +126,16 @@ struct Fields {
         out["tracks"] = std::move(list);
     }
     void operator()(const FrameCount& e) const { out["frame_count"] = e.frame_count; }
+    void operator()(const InputGap& e) const {
+        out["from_s"] = seconds(e.from_us);
+        out["to_s"] = seconds(e.to_us);
+        out["why"] = e.why;
+    }
+    void operator()(const InputFault& e) const {
+        out["what"] = e.what;
+        out["since_s"] = seconds(e.since_us);
+        if (e.until_us) out["until_s"] = seconds(*e.until_us);
+    }
     void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
 
     void operator()(const Decision& e) const {
@@ -159,6 +174,10 @@ struct Name {
     const char* operator()(const SlaveTracks&) const { return "slave_tracks"; }
     const char* operator()(const FrameCount&) const { return "frame_count"; }
     const char* operator()(const Decision&) const { return "decision"; }
+    const char* operator()(const InputGap&) const { return "input_gap"; }
+    const char* operator()(const InputFault& e) const {
+        return e.until_us ? "input_fault_ended" : "input_fault";
+    }
     const char* operator()(const UnknownMessage&) const { return "unknown"; }
 };
 
@@ -170,6 +189,7 @@ std::string to_json_line(const Event& event) {
     out["id"] = event.id;
     out["frame"] = event.frame_number;
     out["time_s"] = event.time_s;
+    if (event.utc_us != 0) out["utc_us"] = event.utc_us;
     std::visit(Fields{out}, event.payload);
     return out.dump();
 }

@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/frames/input_notice.h"
 #include "vca/cascade.h"
 #include "vca/decision.h"
 #include "vca/detect.h"
@@ -54,9 +55,17 @@ struct PersonCounted {
     std::optional<TrackEnd> at_end;  // counted because the track ended
 };
 
+enum class LeftOut {
+    kNot,
+    kWentBack,  // the track ended before the line again
+    kUnseen,    // crossed the line after the last frame
+};
+
 // A late count that the settings leave out.
 struct CountLeftOut {
-    PersonCounted count;  // with `at_end`
+    PersonCounted count;  // with `at_end` if the person went back
+    int list = 0;         // VCA_LIST_E
+    LeftOut why = LeftOut::kWentBack;
 };
 
 // A group of people crossed a counting line together.
@@ -165,18 +174,22 @@ struct UnknownMessage {
 // Why the library did what it did: not a message, but kept in order with the messages.
 using Decision = VCA_DECISION_S;
 inline constexpr int kDecisionId = 0;
+// What happens to a live input is no message either: InputGap and InputFault.
+inline constexpr int kInputId = -1;
 
-using Payload =
-    std::variant<PersonCounted, CountLeftOut, GroupCounted, InstallHeight, ConfigRequest,
-                 DetectionsShown, TrackAppeared, TrackRemoved, TracksShown, RegionsReported,
-                 HeatMapReported, SlaveTracks, FrameCount, Decision, UnknownMessage>;
+using Payload = std::variant<PersonCounted, CountLeftOut, GroupCounted, InstallHeight,
+                             ConfigRequest, DetectionsShown, TrackAppeared, TrackRemoved,
+                             TracksShown, RegionsReported, HeatMapReported, SlaveTracks, FrameCount,
+                             Decision, InputGap, InputFault, UnknownMessage>;
 
 struct Event {
-    int id = 0;                      // message number, or kDecisionId
+    int id = 0;                      // message number, kDecisionId or kInputId
     std::int64_t frame_number = -1;  // frame in progress when it was sent; -1 for none
     double time_s = 0.0;             // scene time of that frame
     Payload payload;
     std::int32_t feed_count = 0;  // the library's feed frame counter when it was sent
+    std::int64_t utc_us = 0;      // of that frame, since 1970; 0 when the source is not live
+    bool blank = false;           // that frame was fed after the end of the source
 };
 
 // Decodes the bytes of message `id`; never fails: a malformed message becomes UnknownMessage.

@@ -62,22 +62,34 @@ void LateCountFilter::check(Event& event) {
     if (const auto* const decision = std::get_if<Decision>(&event.payload)) {
         if (!ends_.empty() && ends_.front().frame != decision->frame) ends_.clear();
         if (decision->kind == VCA_DECISION_AT_END) ends_.push_back(*decision);
+        if (decision->kind == VCA_DECISION_CROSSED && event.blank) unseen_.push_back(*decision);
         return;
     }
-    auto* const counted = std::get_if<PersonCounted>(&event.payload);
+    const auto* const counted = std::get_if<PersonCounted>(&event.payload);
     if (counted == nullptr) return;
-    const auto end = std::find_if(ends_.begin(), ends_.end(), [counted](const Decision& each) {
+    const auto is_of_count = [counted](const Decision& each) {
         return each.track == counted->track && each.place == counted->line;
-    });
-    if (end == ends_.end()) return;
-    const VCA_CFG_LINE_S& line = config_.line[end->place];
+    };
+    const auto end = std::find_if(ends_.begin(), ends_.end(), is_of_count);
+    const auto unseen = std::find_if(unseen_.begin(), unseen_.end(), is_of_count);
+    if (end != ends_.end()) {
+        const Decision announced = *end;
+        ends_.erase(end);
+        check_end(event, announced);
+    } else if (unseen != unseen_.end() && late_counts_ == LateCounts::kDrop) {
+        event.payload = CountLeftOut{*counted, unseen->list, LeftOut::kUnseen};
+    }
+}
+
+void LateCountFilter::check_end(Event& event, const Decision& end) {
+    auto& counted = std::get<PersonCounted>(event.payload);
+    const VCA_CFG_LINE_S& line = config_.line[end.place];
     const double past_px =
-        past_line_px(line, {static_cast<double>(end->x), static_cast<double>(end->y)});
-    counted->at_end = {end->list, static_cast<int>(end->value),
-                       counted->direction == VCA_DIR_1 ? past_px : -past_px};
-    ends_.erase(end);
-    if (is_late(*counted->at_end) && late_counts_ == LateCounts::kDrop)
-        event.payload = CountLeftOut{*counted};
+        past_line_px(line, {static_cast<double>(end.x), static_cast<double>(end.y)});
+    counted.at_end = {end.list, static_cast<int>(end.value),
+                      counted.direction == VCA_DIR_1 ? past_px : -past_px};
+    if (is_late(*counted.at_end) && late_counts_ == LateCounts::kDrop)
+        event.payload = CountLeftOut{counted, end.list, LeftOut::kWentBack};
 }
 
 }  // namespace host

@@ -1,6 +1,8 @@
-// Counts that the library makes when a track ends just past a line. It goes by the last time that
-// the person was seen just past it, and that may be long ago: somebody touches a line, goes back,
-// and is counted where the track ends.
+// Counts of people who are not seen crossing. The library counts when a track ends just past a
+// line, by the last time that the person was seen just past it, and that may be long ago: somebody
+// touches a line, goes back, and is counted where the track ends. And for those who are not seen
+// any more it takes the place of the head for that of the feet: after the last frame of a source,
+// whoever still stands near a line may so be found on its other side.
 #pragma once
 
 #include <vector>
@@ -10,7 +12,8 @@
 
 namespace host {
 
-// What becomes of counts of people who were no longer past the line when their track ended.
+// What becomes of counts of people who were no longer past the line when their track ended, or
+// crossed it after the last frame.
 enum class LateCounts {
     kDrop,  // told as left out
     kKeep,  // marked, and counted like others
@@ -28,9 +31,12 @@ class LateCountFilter {
     void check(Event& event);
 
   private:
+    void check_end(Event& event, const Decision& end);
+
     const VCA_ALGO_CFG_S& config_;
     LateCounts late_counts_;
-    std::vector<Decision> ends_;  // of this pass, until the counts that they announce
+    std::vector<Decision> ends_;    // of this pass, until the counts that they announce
+    std::vector<Decision> unseen_;  // crossings after the last frame
 };
 
 }  // namespace host

@@ -153,8 +153,8 @@ std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
         if (pace != nullptr) pace->wait_for(frame.time_s);
         {
             const std::lock_guard lock(mutex_);
-            waiting_[last] = {frame.time_s, planes.blank, frame.people, frame.crossings,
-                              to_ms(elapsed)};
+            waiting_[last] = {frame.time_s, frame.utc_us,    planes.blank,
+                              frame.people, frame.crossings, to_ms(elapsed)};
         }
         submit(slot, last);
     }
@@ -164,16 +164,12 @@ std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
 }
 
 void Session::prepare_depth(FramePlanes& planes) const {
-    if (correction_mm_ == 0) {
-        planes.lent_mm.clear();
-    } else {
-        take_back_correction(planes.raw_mm, setup_.config.InstallHeight, correction_mm_,
-                             planes.lent_mm);
-    }
+    suit_library(planes.raw_mm, setup_.config.InstallHeight, correction_mm_, planes.lent_mm);
 }
 
 void Session::submit(int slot, std::int64_t number) {
-    if (setup_.frames == FramePolicy::kEvery) {
+    const bool blank = pool_.planes(slot).blank;  // those that end a scene are not left out
+    if (setup_.frames == FramePolicy::kEvery || blank) {
         pool_.submit(slot, number);
     } else if (const auto left_out = pool_.submit_newest(slot, number)) {
         const std::lock_guard lock(mutex_);
@@ -182,13 +178,20 @@ void Session::submit(int slot, std::int64_t number) {
     }
 }
 
+void Session::tell_input(const InputNotice& notice) {
+    const FrameStamp now = stamp();
+    Event event{kInputId, now.frame_number, now.time_s, {}, now.feed_count, now.utc_us, now.blank};
+    std::visit([&event](const auto& what) { event.payload = what; }, notice);
+    bus_->call([this, event = std::move(event)] { on_event(event); });
+}
+
 // ---- A pass, on the thread of the analysis ----
 
 Session::Notes Session::take_notes(std::int64_t number) {
     const std::lock_guard lock(mutex_);
     auto found = waiting_.extract(number);
     Notes notes = found.empty() ? Notes{} : std::move(found.mapped());
-    stamp_ = {number, notes.time_s, 0};
+    stamp_ = {number, notes.time_s, 0, notes.utc_us, notes.blank};
     return notes;
 }
 

@@ -88,6 +88,9 @@ class Session : private BusClient, private PassObserver {
     // The last answer in mm; 0 before the first.
     int install_height_mm() const { return install_height_mm_; }
 
+    // Sinks receive what happened to a live input as an event, after those queued so far.
+    void tell_input(const InputNotice& notice);
+
     // Turns on or off sending the trails of the detected boxes with every frame.
     void show_detected(bool on);
     // Asks for the heat map since the last request; sinks have received the answer on return.
@@ -105,6 +108,7 @@ class Session : private BusClient, private PassObserver {
     // What is known of a frame before the analysis takes it up.
     struct Notes {
         double time_s = 0.0;
+        std::int64_t utc_us = 0;
         bool blank = false;
         std::vector<TruePerson> people;
         std::vector<TrueCrossing> crossings;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "host/frames/depth_folder.h"
+#include "host/frames/live_input.h"
 #include "host/frames/recording.h"
 #include "host/frames/sim_source.h"
 
@@ -30,11 +31,12 @@ struct SourceEntry {
     std::unique_ptr<FrameSource> (*open)(const SourceOptions&);
 };
 
-constexpr std::array<SourceEntry, 5> kSources{{
+constexpr std::array<SourceEntry, 6> kSources{{
     {"scene", open_scene},
     {"walks", open_walks},
     {"depth-folder", open_depth_folder},
     {"recording", open_recording},
+    {"live", open_live},
     {"null", open_null},
 }};
 

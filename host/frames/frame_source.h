@@ -2,7 +2,9 @@
 // camera.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +16,8 @@
 #include "host/base/picture.h"
 #include "host/base/placed.h"
 #include "host/frames/depth_camera.h"
+#include "host/frames/input_notice.h"
+#include "host/frames/live_figures.h"
 #include "host/platform/frame_pool.h"
 
 namespace host {
@@ -42,7 +46,8 @@ struct TrueCrossing {
 
 struct SourceFrame {
     std::int64_t number = 0;
-    double time_s = 0.0;  // scene time in whole microseconds; not derived from the number
+    double time_s = 0.0;      // scene time in whole microseconds; not derived from the number
+    std::int64_t utc_us = 0;  // since 1970, by the system's clock; 0 when the source is not live
     FramePlanes planes;
     std::vector<TruePerson> people;
     std::vector<TrueCrossing> crossings;
@@ -59,6 +64,7 @@ struct SourceInfo {
     std::vector<CountingLine> lines;      // the source's own, in the user's coordinates
     std::vector<CountingRegion> regions;  // likewise
     bool group_counting = false;
+    bool live = false;     // frames come when they come; those that nobody takes are lost
     bool crowded = false;  // too dense to be counted without errors
     bool has_truth = false;
     bool has_colour = false;   // the colour image shows more than the depth does
@@ -67,6 +73,7 @@ struct SourceInfo {
     int user_width = 960;      // size of the picture in which a user gives points
     int user_height = 544;
     std::int64_t start_us = kSceneStart_us;  // of scene time 0, in microseconds since 1970
+    std::string settings;  // text of a file for --config that a live stream carries; may be empty
 };
 
 // What is known of a recording's source from its camera, with a line across the middle.
@@ -84,7 +91,10 @@ struct SourceOptions {
     std::vector<std::string> recordings;      // one after the other
     std::optional<double> from_s;             // scene time at which a recording is entered
     std::optional<double> to_s;               // and left
-    std::string camera_file;                  // empty: that of the folder or recording
+    std::string live_depth;                   // where the pictures of a live camera come from
+    std::string depth_format;                 // of them; empty: found out
+    std::string live_colour;                  // colour pictures beside them; empty: none but theirs
+    std::string camera_file;                  // empty: that of the folder, recording or stream
     std::optional<Placed<double>> height_mm;  // given by the user
     std::optional<PicturePoint> camera_at;    // metres in the trajectory file's coordinates
     std::optional<double> frames_per_second;
@@ -92,6 +102,7 @@ struct SourceOptions {
     Tilt camera_tilt;               // of a simulated camera
     std::optional<double> seconds;  // length of a run; scenes last that long if it is longer
     bool foot_point = true;         // positions are on the floor, else at head height
+    const std::atomic<bool>* stop = nullptr;  // ends waiting for a live camera; outlives the source
 };
 
 // Frame sets one after the other, with rising numbers and scene times.
@@ -138,6 +149,13 @@ class FrameSource : public FrameFeed {
     // What is missing from the frames given so far to such an extent that the counts are
     // incomplete; one sentence each.
     virtual std::vector<std::string> losses() const { return {}; }
+
+    // Calls the listener, within next(), when something happens to a live input; what happened
+    // before is told at once. An empty one ends it.
+    virtual void listen(const std::function<void(const InputNotice&)>& /*listener*/) {}
+
+    // What became of the frames of a live input so far.
+    virtual std::optional<LiveFigures> live_figures() const { return std::nullopt; }
 
   protected:
     SourceInfo info_;

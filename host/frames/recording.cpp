@@ -7,8 +7,7 @@
 #include <filesystem>
 
 #include "host/base/text.h"
-#include "host/frames/depth_calibration.h"
-#include "host/frames/grey_picture.h"
+#include "host/frames/media_pictures.h"
 #include "host/media/recording_format.h"
 #include "host/media/recording_reader.h"
 
@@ -17,8 +16,6 @@ namespace {
 
 // One frame in twenty may be lost before the counts are said to be incomplete.
 constexpr std::int64_t kLeastOfLoss = 20;
-// Where neither container nor camera file says.
-constexpr double kUsualRate = 15.0;
 constexpr std::int64_t kLatestStart_us = 10'000'000'000'000'000;  // the year 2286
 
 std::int64_t to_us(double s) {
@@ -29,11 +26,6 @@ std::unique_ptr<RecordingReader> open_file(const std::string& path, bool want_co
     RecordingReader::Setup setup = RecordingReader::file(path);
     setup.want_colour = want_colour;
     return std::make_unique<RecordingReader>(setup);
-}
-
-std::string tag_of(const MediaInfo& info, const char* name) {
-    const auto found = info.tags.find(name);
-    return found == info.tags.end() ? "" : found->second;
 }
 
 bool is_ours(const MediaInfo& info) {
@@ -47,23 +39,6 @@ std::optional<std::int64_t> start_of(const MediaInfo& info) {
     return std::clamp<std::int64_t>(std::atoll(text.c_str()), 0, kLatestStart_us);
 }
 
-RecordingCamera camera_of(const MediaInfo& info, const std::string& path,
-                          const SourceOptions& options) {
-    if (!options.camera_file.empty()) return read_recording_camera(options.camera_file);
-    if (const auto file = info.attachments.find(kCameraAttachment); file != info.attachments.end())
-        return parse_recording_camera(file->second, path + ": " + kCameraAttachment);
-    const auto calibration = info.attachments.find(kCalibrationAttachment);
-    if (calibration != info.attachments.end()) {
-        RecordingCamera camera =
-            read_depth_calibration(calibration->second, tag_of(info, kDepthModeTag),
-                                   {info.width, info.height}, '"' + path + '"');
-        camera.frames_per_second =
-            info.frames_per_second > 0.0 ? info.frames_per_second : kUsualRate;
-        return camera;
-    }
-    throw InputError("\"" + path + "\" does not say what camera it is from; give --camera FILE");
-}
-
 class Recording final : public FrameSource {
   public:
     explicit Recording(const SourceOptions& options)
@@ -72,7 +47,7 @@ class Recording final : public FrameSource {
           to_us_(options.to_s ? to_us(*options.to_s) : INT64_MAX) {
         reader_ = open_file(paths_.front());
         const MediaInfo& media = reader_->info();
-        camera_ = camera_of(media, paths_.front(), options);
+        camera_ = camera_of_media(media, paths_.front(), options.camera_file);
         if (options.frames_per_second) camera_.frames_per_second = *options.frames_per_second;
         check_size(media, paths_.front());
         view_.emplace(camera_);
@@ -82,14 +57,7 @@ class Recording final : public FrameSource {
         info_.frames_per_second = camera_.frames_per_second;
         info_.start_us = start_of(media).value_or(kSceneStart_us);
         describe_camera(camera_, *view_, info_);
-        info_.has_colour =
-            media.colour_width == kColourWidth && media.colour_height == kColourHeight;
-        if (media.colour_width > 0 && !info_.has_colour) {
-            notes_.push_back(format_text(
-                "the colour pictures of the recording have %d x %d pixels and are not used; "
-                "960 x 544 are needed",
-                media.colour_width, media.colour_height));
-        }
+        if (const auto note = settle_colour(media, info_)) notes_.push_back(*note);
         info_.black_mm = options.height_mm.value_or(camera_.height_mm.value_or(4000.0)).value * 1.1;
         info_.duration_s = duration();
         enter_file();
@@ -137,10 +105,7 @@ class Recording final : public FrameSource {
 
   private:
     void check_size(const MediaInfo& media, const std::string& path) const {
-        if (media.width == camera_.width && media.height == camera_.height) return;
-        throw InputError("\"" + path + "\" has depth pictures of " + std::to_string(media.width) +
-                         " x " + std::to_string(media.height) + " pixels, but its camera " +
-                         std::to_string(camera_.width) + " x " + std::to_string(camera_.height));
+        check_media_size(media, camera_, path);
     }
 
     // Of all files together, as far as they are whole; 0 when one of them was cut.
@@ -214,34 +179,10 @@ class Recording final : public FrameSource {
     }
 
     void fill(SourceFrame& frame) {
-        FramePlanes& planes = frame.planes;
-        planes.taken.width = media_.width;
-        planes.taken.height = media_.height;
-        planes.taken.depth_mm.swap(media_.depth_mm);
-        resample_depth(planes.taken.depth_mm.data(), media_.width, media_.height, planes.raw_mm);
-        if (info_.has_colour) {
-            draw_depth(planes.raw_mm, info_.black_mm, planes.depth_nv12);
-            take_colour(planes.colour_nv12);
-        } else {
-            render_grey(planes.raw_mm, info_.black_mm, planes.depth_nv12, planes.colour_nv12);
-        }
-        planes.blank = false;
         frame.number = media_.number;
         frame.time_s = static_cast<double>(media_.time_us) / 1e6;
-        frame.people.clear();
-        frame.crossings.clear();
+        pictures_.fill(media_, info_, frame);
         ++given_;
-    }
-
-    // A frame whose colour was lost shows the last one.
-    void take_colour(std::vector<std::uint8_t>& nv12) {
-        constexpr std::size_t kBytes = std::size_t{kColourWidth} * kColourHeight * 3 / 2;
-        constexpr std::uint8_t kGrey = 128;
-        if (media_.has_colour && media_.colour_nv12.size() == kBytes) {
-            colour_nv12_.swap(media_.colour_nv12);
-        }
-        if (colour_nv12_.empty()) colour_nv12_.assign(kBytes, kGrey);
-        nv12 = colour_nv12_;
     }
 
     std::vector<std::string> paths_;
@@ -252,7 +193,7 @@ class Recording final : public FrameSource {
     RecordingCamera camera_;
     std::optional<RecordingView> view_;
     MediaFrame media_;
-    std::vector<std::uint8_t> colour_nv12_;
+    MediaPictures pictures_;
     std::vector<std::string> notes_;
     std::optional<std::int64_t> time_offset_us_;
     std::int64_t number_offset_ = 0;

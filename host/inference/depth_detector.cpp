@@ -198,8 +198,10 @@ float head_score(const HeadShape& shape) {
     const float top_share = shape.head_area_m2 / std::max(shape.body_area_m2, 1e-6f);
     const float shoulders =
         trapezoid(top_share, -1.0f, 0.0f, 0.7f - 0.1f * tall, 0.92f - 0.07f * tall);
+    // The backs of chairs are as high as the smallest children, and long.
+    const float low = trapezoid(shape.top_mm, 0.0f, 1.0f, 930.0f, 1030.0f);
     const float roundness = trapezoid(shape.head_short_mm / std::max(shape.head_long_mm, 1.0f),
-                                      0.15f, 0.45f, 1.0f, 2.0f);
+                                      0.15f + 0.3f * low, 0.45f + 0.2f * low, 1.0f, 2.0f);
     // An ellipse of uniform surface has the area 4 pi times the product of its deviations; wires
     // and lone fragments have less.
     const float ellipse_m2 = 4e-6f * std::numbers::pi_v<float> *

@@ -30,7 +30,9 @@ constexpr float kApart_mm = 180.0f;   // a found head nearer than this to anothe
 constexpr float kAstray_mm = 200.0f;  // farther from where it is expected, a head is another's
 constexpr int kRounds = 4;
 constexpr float kLongestLeaning_s = 1.5f;
-constexpr float kShoulder_mm = 150.0f;  // at least this far below the top of the head
+constexpr float kLongestAlone_s = 0.8f;
+constexpr float kFurniture_mm = 1100.0f;  // backs of chairs, loads of carts
+constexpr float kShoulder_mm = 150.0f;    // at least this far below the top of the head
 constexpr float kShoulderReach_mm = 250.0f;
 
 float distance_mm(const HeadPlace& head, float x_mm, float y_mm) {
@@ -196,6 +198,14 @@ bool SecondLook::leans_on(const Share& share, const std::vector<Share>& others) 
     });
 }
 
+// Nobody is near enough to hide a head or to blend with it: a child who stands so soon stands out,
+// and a chair that was once taken for one does not.
+bool SecondLook::is_alone(const Share& share, const std::vector<Share>& others) {
+    return std::none_of(others.begin(), others.end(), [&](const Share& other) {
+        return &other != &share && distance_mm(share.head, other.head) < kTogether_mm;
+    });
+}
+
 // The head that is known to be where another is thought to be.
 const SecondLook::Share* SecondLook::taker_of(const HeadPlace& head, const Share& share,
                                               const std::vector<Share>& others) {
@@ -209,6 +219,9 @@ const SecondLook::Share* SecondLook::taker_of(const HeadPlace& head, const Share
 std::optional<SeenAgain> SecondLook::judge(const Share& share, const ExpectedHead& expected,
                                            const std::vector<Share>& others) const {
     if (expected.unfound_s > kLongestLeaning_s && leans_on(share, others)) return std::nullopt;
+    if (expected.at.top_mm < kFurniture_mm && expected.unfound_s > kLongestAlone_s &&
+        is_alone(share, others))
+        return std::nullopt;
     const bool as_tall = share.patch.top_mm > expected.at.top_mm - kNod_mm;
     if (share.patch.area_m2 >= kGoodArea_m2 && as_tall &&
         distance_mm(share.head, expected.at) < kAstray_mm &&

@@ -72,6 +72,7 @@ class SecondLook {
                                  const std::vector<Share>& others);
     static void move_apart(const Share& seen, const std::vector<Share>& shares,
                            std::vector<HeadPlace>& found);
+    static bool is_alone(const Share& share, const std::vector<Share>& others);
     static bool leans_on(const Share& share, const std::vector<Share>& others);
     std::optional<SeenAgain> judge(const Share& share, const ExpectedHead& expected,
                                    const std::vector<Share>& others) const;

@@ -30,7 +30,14 @@ struct FreeOutput {
 struct CloseInput {
     void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
 };
+struct FreeBytes {
+    void operator()(AVIOContext* bytes) const {
+        av_freep(&bytes->buffer);
+        avio_context_free(&bytes);
+    }
+};
 
+using Bytes = std::unique_ptr<AVIOContext, FreeBytes>;
 using Codec = std::unique_ptr<AVCodecContext, FreeCodec>;
 using Frame = std::unique_ptr<AVFrame, FreeFrame>;
 using Packet = std::unique_ptr<AVPacket, FreePacket>;

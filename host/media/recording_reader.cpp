@@ -123,20 +123,14 @@ struct RecordingReader::Input {
     explicit Input(const Setup& given) : setup(given) {
         libav::silence();
         open();
-        tracks = find_tracks(*format, setup.want_colour);
-        if (tracks.depth < 0) {
-            throw InputError(
-                setup.name +
-                " has no depth: it needs a track of 16-bit grey pictures in millimetres");
-        }
+        tracks = setup.colour_only ? find_colour_track(*format)
+                                   : find_tracks(*format, setup.want_colour);
+        check_tracks();
         choose_streams();
         info = describe(*format, tracks);
         check_size();
-        depth = open_decoder(stream(tracks.depth));
-        if (depth == nullptr) throw InputError(setup.name + " has a depth track of unknown coding");
         if (tracks.colour >= 0) colour = open_decoder(stream(tracks.colour));
-        has_sums = stream(tracks.depth).codecpar->codec_id == AV_CODEC_ID_FFV1 &&
-                   stream(tracks.depth).codecpar->extradata_size > 0;
+        if (tracks.depth >= 0) open_depth();
         if (const auto tag = info.tags.find(kTimeTag); tag != info.tags.end())
             first_us = std::clamp<std::int64_t>(std::atoll(tag->second.c_str()), 0, kMostTime_us);
         packet.reset(av_packet_alloc());
@@ -144,15 +138,45 @@ struct RecordingReader::Input {
         if (packet == nullptr || picture == nullptr) throw InputError("no memory");
     }
 
+    void check_tracks() const {
+        if (setup.colour_only && tracks.colour < 0)
+            throw InputError(setup.name + " has no colour pictures");
+        if (setup.colour_only || tracks.depth >= 0) return;
+        throw InputError(setup.name +
+                         " has no depth: it needs a track of 16-bit grey pictures in millimetres");
+    }
+
+    void open_depth() {
+        const AVCodecParameters& codec = *stream(tracks.depth).codecpar;
+        depth = open_decoder(stream(tracks.depth));
+        if (depth == nullptr) throw InputError(setup.name + " has a depth track of unknown coding");
+        has_sums = codec.codec_id == AV_CODEC_ID_FFV1 && codec.extradata_size > 0;
+    }
+
     static int asks_to_stop(void* input) {
         const auto& stop = static_cast<Input*>(input)->setup.stop;
         return stop && stop() ? 1 : 0;
+    }
+
+    static int take_bytes(void* input, std::uint8_t* to, int most) {
+        const int taken = static_cast<Input*>(input)->setup.read(to, most);
+        return taken > 0 ? taken : AVERROR_EOF;
+    }
+
+    AVIOContext* open_bytes() {
+        constexpr int kBuffer = 1 << 16;
+        auto* const buffer = static_cast<unsigned char*>(av_malloc(kBuffer));
+        if (buffer == nullptr) throw InputError("no memory");
+        bytes_in.reset(avio_alloc_context(buffer, kBuffer, 0, this, take_bytes, nullptr, nullptr));
+        if (bytes_in == nullptr) av_free(buffer);
+        return bytes_in.get();
     }
 
     void open() {
         AVFormatContext* opened = avformat_alloc_context();
         if (opened == nullptr) throw InputError("no memory");
         opened->interrupt_callback = {asks_to_stop, this};
+        if (setup.read) opened->pb = open_bytes();
         AVDictionary* options = nullptr;
         av_dict_set(&options, "format_whitelist", kFormats, 0);
         av_dict_set(&options, "protocol_whitelist", kProtocols, 0);
@@ -182,9 +206,9 @@ struct RecordingReader::Input {
 
     void check_size() const {
         if (is_depth_size(info.width, info.height)) return;
-        throw InputError(setup.name + " has depth pictures of " + std::to_string(info.width) +
-                         " x " + std::to_string(info.height) +
-                         " pixels; each side must be 16 to 8192");
+        throw InputError(setup.name + (setup.colour_only ? " has colour" : " has depth") +
+                         " pictures of " + std::to_string(info.width) + " x " +
+                         std::to_string(info.height) + " pixels; each side must be 16 to 8192");
     }
 
     // False at the end.
@@ -285,6 +309,13 @@ struct RecordingReader::Input {
         }
     }
 
+    void place_colour(MediaFrame& frame) {
+        frame.number = ++last_number;
+        frame.time_us = last_us = time_of_packet().value_or(last_us + step_us());
+        frame.width = frame.colour_width;
+        frame.height = frame.colour_height;
+    }
+
     std::span<const std::uint8_t> bytes() const {
         return {packet->data, static_cast<std::size_t>(std::max(packet->size, 0))};
     }
@@ -312,7 +343,7 @@ struct RecordingReader::Input {
             frame.number = announcement->number;
             frame.time_us = announcement->time_us;
         }
-        if (any && (frame.number <= last_number || frame.time_us <= last_us)) {
+        if (!setup.live && any && (frame.number <= last_number || frame.time_us <= last_us)) {
             damage.note(MediaFault::kOrder, frame.time_us);
             return false;
         }
@@ -343,7 +374,7 @@ struct RecordingReader::Input {
             damage.note(MediaFault::kPixels, frame.time_us);
             return false;
         }
-        if (picture->width != info.width || picture->height != info.height) {
+        if (!setup.live && (picture->width != info.width || picture->height != info.height)) {
             damage.note(MediaFault::kSize, frame.time_us);
             return false;
         }
@@ -361,6 +392,10 @@ struct RecordingReader::Input {
                 read_text(frame);
             } else if (track == tracks.colour) {
                 read_colour(frame);
+                if (setup.colour_only && frame.has_colour) {
+                    place_colour(frame);
+                    return true;
+                }
             } else if (track == tracks.depth) {
                 if (read_depth(frame)) return true;
                 frame.has_colour = false;
@@ -381,6 +416,7 @@ struct RecordingReader::Input {
     };
 
     Setup setup;
+    libav::Bytes bytes_in;  // outlives what reads from it
     libav::Input format;
     RecordingTracks tracks;
     MediaInfo info;

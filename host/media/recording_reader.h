@@ -39,7 +39,7 @@ struct MediaInfo {
     int colour_height = 0;
     double frames_per_second = 0.0;  // 0 when not said
     double duration_s = 0.0;         // 0 when not known, as in a file that was cut
-    bool has_text = false;
+    bool has_text = false;           // frames have numbers and times of their own
     std::map<std::string, std::string> tags;
     std::map<std::string, std::string> attachments;  // by file name
     std::vector<std::string> left_out;               // attachments that are too large
@@ -54,12 +54,20 @@ class RecordingReader {
         std::map<std::string, std::string> options{};  // of the format and the protocol
         std::function<bool()> stop{};                  // true ends a read that waits
         bool want_colour = true;
+        // Colour pictures are all that is wanted; their size is that of the frames.
+        bool colour_only = false;
+        // In place of opening `url`: waits for bytes and takes at most so many; 0 at the end, also
+        // when `stop` turned true.
+        std::function<int(std::uint8_t* to, int most)> read{};
+        // The sender may begin again at any time: frames need not rise, nor keep their size.
+        bool live = false;
     };
 
     // A file by its path.
     static Setup file(const std::string& path);
 
-    // Throws InputError when this cannot be read at all, or has no depth.
+    // Throws InputError when this cannot be read at all, or has no depth, or not the colour that is
+    // all that is wanted.
     explicit RecordingReader(const Setup& setup);
     ~RecordingReader();
     RecordingReader(const RecordingReader&) = delete;

@@ -91,12 +91,24 @@ RecordingTracks find_tracks(const AVFormatContext& format, bool want_colour) {
     return tracks;
 }
 
+RecordingTracks find_colour_track(const AVFormatContext& format) {
+    RecordingTracks tracks;
+    tracks.colour = find_colour(format);
+    for (const AVStream* stream : streams_of(format)) {
+        if (tracks.colour < 0 && stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+            !is_grey16(stream->codecpar->format))
+            tracks.colour = stream->index;
+    }
+    return tracks;
+}
+
 MediaInfo describe(const AVFormatContext& format, const RecordingTracks& tracks) {
     MediaInfo info;
-    const AVStream& depth = *format.streams[static_cast<std::size_t>(tracks.depth)];
-    info.width = depth.codecpar->width;
-    info.height = depth.codecpar->height;
-    info.frames_per_second = rate_of(depth);
+    const int main = tracks.depth >= 0 ? tracks.depth : tracks.colour;
+    const AVStream& pictures = *format.streams[static_cast<std::size_t>(main)];
+    info.width = pictures.codecpar->width;
+    info.height = pictures.codecpar->height;
+    info.frames_per_second = rate_of(pictures);
     if (tracks.colour >= 0) {
         const AVStream& colour = *format.streams[static_cast<std::size_t>(tracks.colour)];
         info.colour_width = colour.codecpar->width;

@@ -13,6 +13,9 @@ struct RecordingTracks {
 };
 
 RecordingTracks find_tracks(const AVFormatContext& format, bool want_colour);
+// Where only colour is wanted, any pictures are.
+RecordingTracks find_colour_track(const AVFormatContext& format);
+// Size and rate are those of the depth, or of the colour where there is no depth.
 MediaInfo describe(const AVFormatContext& format, const RecordingTracks& tracks);
 
 }  // namespace host

@@ -38,8 +38,10 @@ void print_counts(std::string& out, const RunFacts& facts, const Scores& scores)
         print_both(facts.lines[line].name, scores.counts[line]);
     if (!scores.counts.empty()) print_both("all lines", scores.totals);
     if (scores.late_crossings > 0)
-        out += format_text("  left out: %lld counted late, on people who had gone back\n",
-                           static_cast<long long>(scores.late_crossings));
+        out += format_text(
+            "  left out: %lld counted late, on people who had gone back or were not seen any "
+            "more\n",
+            static_cast<long long>(scores.late_crossings));
 }
 
 void print_regions(std::string& out, const RunFacts& facts, const Scores& scores) {
@@ -127,6 +129,15 @@ void print_quality(std::string& out, const RunFacts& facts, const Scores& scores
            percent_text(scores.tracking.idf1(), 2) + "\n";
 }
 
+void print_input(std::string& out, const LiveFigures& input) {
+    const auto number = [](std::int64_t n) { return static_cast<long long>(n); };
+    out += format_text(
+        "  live input           %lld frames, %lld late, %lld missing, %lld dropped, %lld damaged; "
+        "%lld gaps of %.1f s in all\n",
+        number(input.frames), number(input.late), number(input.missing), number(input.dropped),
+        number(input.damaged), number(input.gaps), static_cast<double>(input.gap_us) / 1e6);
+}
+
 void print_times(std::string& out, const RunFacts& facts) {
     const Timings& times = facts.timings;
     out += format_text(
@@ -171,6 +182,7 @@ std::string summary_text(const RunFacts& facts, const Scores& scores, const Evid
     print_staff(out, facts, scores);
     print_places(out, facts, scores, evidence);
     print_quality(out, facts, scores);
+    if (facts.input) print_input(out, *facts.input);
     print_times(out, facts);
     return out;
 }

@@ -29,8 +29,9 @@ struct RunFacts {
     double scene_s = 0.0;
     Timings timings;
     LeftOver left;
-    std::optional<LinkFigures> link;  // of a device of a site
-    std::optional<PaceFigures> pace;  // of a run by the wall clock
+    std::optional<LinkFigures> link;   // of a device of a site
+    std::optional<LiveFigures> input;  // of a live source
+    std::optional<PaceFigures> pace;   // of a run by the wall clock
 };
 
 }  // namespace host

@@ -93,6 +93,7 @@ void list_counts(PlanLegend& legend, const Site& site, const SiteResult& result)
         }
         legend.heading("");
     }
+    if (!result.has_truth) return;
     legend.heading("Seen by two cameras at once");
     const MergeScore& merge = result.merge;
     legend.text(std::to_string(merge.people) + " people, " +
@@ -126,8 +127,10 @@ void write_site_picture(const Site& site, const SiteResult& result, const std::s
     PlanLegend legend(picture(cv::Rect(size.width, kTitleHeight, kPanelWidth, height)));
     legend.marks(site);
     legend.text(format_text("coloured: objects and their last %.0f s", kTrailTime_s));
-    legend.text("rings: where people truly are, bold when");
-    legend.text("two cameras see them");
+    if (result.has_truth) {
+        legend.text("rings: where people truly are, bold when");
+        legend.text("two cameras see them");
+    }
     legend.heading("");
     list_counts(legend, site, result);
     write_png(picture, path);

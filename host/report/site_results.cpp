@@ -154,16 +154,17 @@ Json merge_json(const MergeScore& merge) {
             {"stray_objects", merge.stray_objects}};
 }
 
-Json regions_json(const Site& site, const std::vector<Occupancy>& regions) {
+Json regions_json(const Site& site, const SiteResult& result) {
     Json list = Json::array();
-    for (std::size_t i = 0; i < regions.size(); ++i) {
-        const Occupancy& o = regions[i];
-        list.push_back({{"name", site.regions[i].name},
-                        {"people", o.mean},
-                        {"peak", o.peak},
-                        {"true_people", o.true_mean},
-                        {"true_peak", o.true_peak},
-                        {"mean_abs_error", o.mean_abs_error}});
+    for (std::size_t i = 0; i < result.regions.size(); ++i) {
+        const Occupancy& o = result.regions[i];
+        Json region{{"name", site.regions[i].name}, {"people", o.mean}, {"peak", o.peak}};
+        if (result.has_truth) {
+            region["true_people"] = o.true_mean;
+            region["true_peak"] = o.true_peak;
+            region["mean_abs_error"] = o.mean_abs_error;
+        }
+        list.push_back(std::move(region));
     }
     return list;
 }
@@ -173,18 +174,39 @@ Json regions_json(const Site& site, const std::vector<Occupancy>& regions) {
 DeviceAccount read_account(const std::string& folder, const std::string& name) {
     const Json summary = read_json(folder + "/" + kSummaryFile);
     try {
-        const Json& pace = summary.at("pace");
-        return {name,
-                summary.at("run").at("frames"),
-                {pace.at("frames"), pace.at("late"), pace.at("most_late_ms")},
-                read_link(summary.at("link"))};
+        PaceFigures figures;
+        // A live camera keeps its own.
+        if (const auto pace = summary.find("pace"); pace != summary.end())
+            figures = {pace->at("frames"), pace->at("late"), pace->at("most_late_ms")};
+        return {name, summary.at("run").at("frames"), figures, read_link(summary.at("link"))};
     } catch (const Json::exception&) {
         throw std::runtime_error("\"" + folder + "/summary.json\" is not of a device of a site");
     }
 }
 
+namespace {
+
+// What the master says of everybody, of whom nobody else knows.
+SiteResult tell_merged(const Site& site, MasterMessages messages) {
+    SiteResult result;
+    result.has_truth = false;
+    RegionMeter regions = region_meter(site);
+    for (auto& [number, tracks] : messages.tracks) {
+        regions.add_report(messages.people[number], {});
+        regions.add_frame(static_cast<double>(number) / site.frames_per_second.value, {});
+        result.frames.push_back({number, {}, std::move(tracks)});
+    }
+    result.truth = no_counts(site, "true");
+    result.merged = count_messages(site, messages.counted);
+    result.regions = regions.occupancy();
+    return result;
+}
+
+}  // namespace
+
 SiteResult evaluate_site(const Site& site, const std::string& events_path, std::int64_t frames) {
     MasterMessages messages = read_messages(events_path);
+    if (!is_simulated(site)) return tell_merged(site, std::move(messages));
     SiteResult result;
     SiteScene scene(site);
     SiteTruth truth(site);
@@ -289,12 +311,12 @@ void write_site_summary(const Site& site, const SiteResult& result,
     root["site"] = site.name;
     root["commit"] = version_commit();
     root["frames"] = result.frames.size();
-    root["true"] = counts_json(site, result.truth, result.truth);
+    if (result.has_truth) root["true"] = counts_json(site, result.truth, result.truth);
     root["merged"] = counts_json(site, result.merged, result.truth);
     for (const LineCounts& counts : result.alone)
         root["alone"][counts.who] = counts_json(site, counts, result.truth);
-    root["regions"] = regions_json(site, result.regions);
-    root["seen_by_two"] = merge_json(result.merge);
+    root["regions"] = regions_json(site, result);
+    if (result.has_truth) root["seen_by_two"] = merge_json(result.merge);
     root["broker_restarts"] = broker_restarts;
     for (const LostMessages& device : lost_messages(site, accounts))
         root["lost_messages"][device.name] = device.lost;

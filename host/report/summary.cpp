@@ -235,6 +235,18 @@ Json pace_json(const PaceFigures& pace) {
             {"most_late_ms", rounded(pace.most_late_ms, 0.1)}};
 }
 
+Json input_json(const LiveFigures& input) {
+    return {{"frames", input.frames},
+            {"late", input.late},
+            {"missing", input.missing},
+            {"dropped", input.dropped},
+            {"damaged", input.damaged},
+            {"gaps", input.gaps},
+            {"opened", input.opened},
+            {"colourless", input.colourless},
+            {"gap_seconds", static_cast<double>(input.gap_us) / 1e6}};
+}
+
 Json left_over_json(const LeftOver& left) {
     return {{"blocks", left.loans.blocks},
             {"mappings", left.loans.mappings},
@@ -272,6 +284,7 @@ void write_summary(const RunFacts& facts, const Scores& scores, const Evidence& 
     root["times_real_time"] = facts.wall_s > 0.0 ? facts.scene_s / facts.wall_s : 0.0;
     if (facts.pace) root["pace"] = pace_json(*facts.pace);
     if (facts.link) root["link"] = link_json(*facts.link);
+    if (facts.input) root["input"] = input_json(*facts.input);
     root["left_over"] = left_over_json(facts.left);
     std::ofstream out(path);
     // The name of a folder can be any bytes; the file is UTF-8 all the same.

@@ -288,11 +288,23 @@ std::string region_rows(const Site& site, const std::vector<Occupancy>& regions)
     return text;
 }
 
+std::string plain_region_rows(const Site& site, const std::vector<Occupancy>& regions) {
+    if (regions.empty()) return "";
+    std::vector<TextColumn> columns{{TextColumn::kLeft, 20, 2}};
+    columns.resize(3, {TextColumn::kRight, 10, 0});
+    std::string text = "\n" + table_row(columns, {"region", "people", "peak"});
+    for (std::size_t i = 0; i < regions.size(); ++i)
+        text += table_row(columns, {site.regions[i].name, format_text("%.2f", regions[i].mean),
+                                    std::to_string(regions[i].peak)});
+    return text;
+}
+
 }  // namespace
 
 std::string site_table(const Site& site, const SiteResult& result) {
     constexpr std::size_t kCell = 10;
-    std::vector<const LineCounts*> counts{&result.truth, &result.merged};
+    std::vector<const LineCounts*> counts{&result.merged};
+    if (result.has_truth) counts.insert(counts.begin(), &result.truth);
     for (const LineCounts& alone : result.alone)
         counts.push_back(&alone);
     std::vector<TextColumn> columns{{TextColumn::kLeft, 18, 2}, {TextColumn::kLeft, 2, 0}};
@@ -312,6 +324,7 @@ std::string site_table(const Site& site, const SiteResult& result) {
             text += table_row(columns, cells);
         }
     }
+    if (!result.has_truth) return text + plain_region_rows(site, result.regions);
     std::vector<std::string> errors{"error", "", ""};
     for (std::size_t k = 1; k < counts.size(); ++k) {
         const std::optional<double> error = count_error(*counts[k], result.truth);

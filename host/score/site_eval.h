@@ -127,6 +127,7 @@ LineCounts no_counts(const Site& site, const std::string& who);
 std::optional<double> count_error(const LineCounts& counts, const LineCounts& truth);
 
 struct SiteResult {
+    bool has_truth = true;  // else nobody is known, and only what was merged says something
     LineCounts truth;
     LineCounts merged;
     std::vector<LineCounts> alone;

@@ -75,6 +75,7 @@ void add_step(Story& story, const Event& event, const Decision& decision) {
 struct LineOutcome {
     std::vector<const Decision*> counted;
     const Decision* left_out = nullptr;  // a count that the settings leave out
+    LeftOut why_left_out = LeftOut::kNot;
     const Decision* at_end = nullptr;
     const Decision* turned_back = nullptr;
     const Decision* waits = nullptr;  // still, when the track ended
@@ -94,8 +95,9 @@ LineOutcome outcome_of(const Story& story, int line) {
         if (d.place != line || !is_about_line(d.kind)) continue;
         switch (d.kind) {
             case VCA_DECISION_COUNTED:
-                if (step.left_out) {
+                if (step.left_out != LeftOut::kNot) {
                     outcome.left_out = &d;
+                    outcome.why_left_out = step.left_out;
                 } else {
                     outcome.counted.push_back(&d);
                 }
@@ -130,6 +132,17 @@ LineOutcome outcome_of(const Story& story, int line) {
     return outcome;
 }
 
+const char* left_out_clause(LeftOut why) {
+    switch (why) {
+        case LeftOut::kWentBack:
+            return "left out, having gone back: ";
+        case LeftOut::kUnseen:
+            return "left out, after the last frame: ";
+        default:
+            return "";
+    }
+}
+
 // A group of one may remain one, and is then never reported.
 std::string group_clause(const Decision& counted) {
     if (counted.value < 0.0f) return "";
@@ -161,6 +174,10 @@ std::string pixels(float value) {
 // The strongest reason why somebody who came to a line was not counted; nothing for one who did not
 // come.
 std::string uncounted_clause(const LineOutcome& outcome, const std::string& line) {
+    if (outcome.why_left_out == LeftOut::kUnseen) {
+        return "was near line " + line + " when the source ended, so that a count in direction " +
+               std::to_string(outcome.left_out->detail) + " after its last frame was left out";
+    }
     if (outcome.left_out != nullptr) {
         return "touched line " + line + " and went back, so that a count in direction " +
                std::to_string(outcome.left_out->detail) + " when the track ended was left out";
@@ -314,8 +331,8 @@ std::string step_text(const StoryStep& step, const StoryNames& names) {
             return "was " + pixels(d.limit) + " past " + line + " when last near it, " +
                    number(d.value) + " passes ago: enough at the end of a track";
         case VCA_DECISION_COUNTED:
-            return (step.left_out ? "left out, having gone back: counted on " : "counted on ") +
-                   line + direction + group_clause(d);
+            return left_out_clause(step.left_out) + ("counted on " + line) + direction +
+                   group_clause(d);
         case VCA_DECISION_NOT_COUNTING:
             return "crossed " + line + direction + " while counting was off";
         case VCA_DECISION_ENTERED:
@@ -332,19 +349,19 @@ std::string step_text(const StoryStep& step, const StoryNames& names) {
     }
 }
 
-void StoryBook::leave_out(const PersonCounted& count) {
-    const auto story = open_.find({count.at_end->list, count.track});
+void StoryBook::leave_out(const CountLeftOut& late) {
+    const auto story = open_.find({late.list, late.count.track});
     if (story == open_.end()) return;
     std::vector<StoryStep>& steps = story->second.steps;
     const auto step = std::find_if(steps.rbegin(), steps.rend(), [&](const StoryStep& each) {
-        return each.decision.kind == VCA_DECISION_COUNTED && each.decision.place == count.line;
+        return each.decision.kind == VCA_DECISION_COUNTED && each.decision.place == late.count.line;
     });
-    if (step != steps.rend()) step->left_out = true;
+    if (step != steps.rend()) step->left_out = late.why;
 }
 
 std::vector<Story> StoryBook::add(const Event& event) {
     std::vector<Story> over = take_over(event.frame_number);
-    if (const auto* late = std::get_if<CountLeftOut>(&event.payload)) leave_out(late->count);
+    if (const auto* late = std::get_if<CountLeftOut>(&event.payload)) leave_out(*late);
     const auto* const decision = std::get_if<Decision>(&event.payload);
     if (decision == nullptr || decision->track < 0) return over;
     Story& story = open_[{decision->list, decision->track}];

@@ -18,7 +18,7 @@ struct StoryStep {
     std::int64_t frame = -1;  // of the first time
     double time_s = 0.0;
     Decision decision{};
-    bool left_out = false;  // a count that the settings leave out, because the person went back
+    LeftOut left_out = LeftOut::kNot;  // of a count
 };
 
 struct Story {
@@ -69,7 +69,7 @@ class StoryBook {
 
   private:
     std::vector<Story> take_over(std::int64_t frame);
-    void leave_out(const PersonCounted& count);
+    void leave_out(const CountLeftOut& late);
 
     std::map<std::pair<std::int32_t, std::int32_t>, Story> open_;  // by list and track
     std::int64_t next_end_ = INT64_MAX;  // no story is over before this frame

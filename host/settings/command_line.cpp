@@ -7,12 +7,16 @@
 #include <filesystem>
 #include <set>
 
+#include "host/settings/audit_arguments.h"
 #include "host/settings/record_arguments.h"
 #include "host/settings/run_arguments.h"
+#include "host/settings/store_arguments.h"
 #include "host/settings/version_text.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kPersonHeight = "--person-height";
 
 // A site file that comes with the program: beside an installed one, or in the tree it was built in;
 // a placeholder when there is neither.
@@ -49,7 +53,13 @@ Examples; replace words in capitals with your own files and folders:
            site + R"(
                                             whether a site file is sound, and a plan of its floor
   vca check DOOR.toml                       whether a file for --config is sound
+  vca camera check --depth /dev/video0 --camera CAMERA.toml --person-height 1.75
+                                            what a camera sees, and which settings fit it
   vca why out/entrance --line entrance      who came to that line and was not counted, and why
+  vca run --store DOOR.db                   keep the counts in a database, too
+  vca counts --store DOOR.db --by hour      what it has counted today
+  vca audit DOOR.mkv --labels DOOR.csv      how right the counts are, compared with what a person saw
+  vca whatif DOOR.mkv --config DOOR.toml    what other settings would have counted
 )";
 }
 
@@ -227,6 +237,24 @@ void settle_why(const CLI::App& command, WhyOptions& why) {
     }
 }
 
+void settle_camera_check(const CLI::App& command, const RunArguments& arguments,
+                         CameraCheckOptions& options) {
+    constexpr double kShortest_m = 1.2;
+    constexpr double kTallest_m = 2.2;
+    check_each_given_once(command);
+    arguments.apply_to(options.run);
+    check_options(options.run);
+    const auto text = value_of(command, kPersonHeight);
+    if (!text) return;
+    const std::optional<double> height_m = to_number(*text);
+    if (!height_m || *height_m < kShortest_m || *height_m > kTallest_m) {
+        throw InputError(
+            std::string(kPersonHeight) + " is \"" + *text +
+            "\"; write the height in metres of somebody who walks through, 1.2 to 2.2");
+    }
+    options.person_mm = 1000.0 * *height_m;
+}
+
 // Such as "vca site check".
 std::string name_of_asked(const CLI::App& app) {
     const std::vector<CLI::App*> parsed = app.get_subcommands();
@@ -267,6 +295,20 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     CLI::App* check =
         add_check(app, "Say whether a site file or a file for --config is sound", result.check);
     CLI::App* why = add_why(app, result.why);
+    CLI::App* camera = app.add_subcommand("camera", "A camera before it counts");
+    camera->require_subcommand(1);
+    CLI::App* camera_check = camera->add_subcommand(
+        "check", "Look at any source for a while and say what the camera sees");
+    camera_check->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    const RunArguments camera_arguments(*camera_check, RunArguments::Output::kPicture);
+    camera_check
+        ->add_option(kPersonHeight,
+                     "Height of somebody who walks below the camera meanwhile, with shoes: says "
+                     "which --sensor fits")
+        ->type_name("M")
+        ->group("Output");
+    const StoreArguments store_arguments(app);
+    const AuditArguments audit_arguments(app);
     CLI::App* site = app.add_subcommand("site", "Sites of several cameras");
     site->require_subcommand(1);
     CLI::App* site_check = add_check(
@@ -292,9 +334,18 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
         result.command = Command::kCheck;
         result.check.as_site = site_check->parsed();
         check_each_given_once(check->parsed() ? *check : *site_check);
+    } else if (camera_check->parsed()) {
+        settle_camera_check(*camera_check, camera_arguments, result.camera_check);
+        result.command = Command::kCameraCheck;
     } else if (why->parsed()) {
         result.command = Command::kWhy;
         settle_why(*why, result.why);
+    } else if (const CLI::App* command = store_arguments.parsed()) {
+        check_each_given_once(*command);
+        store_arguments.apply_to(result);
+    } else if (const CLI::App* audit = audit_arguments.parsed()) {
+        check_each_given_once(*audit);
+        audit_arguments.apply_to(result);
     } else if (scenes->parsed()) {
         result.command = Command::kScenes;
     } else {

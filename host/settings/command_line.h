@@ -4,19 +4,45 @@
 #include <optional>
 #include <string>
 
+#include "host/settings/audit_options.h"
 #include "host/settings/record_options.h"
 #include "host/settings/run_options.h"
 #include "host/settings/site_options.h"
+#include "host/settings/store_options.h"
 
 namespace host {
 
-enum class Command { kRun, kRecord, kScenes, kText, kSite, kSiteDevice, kCheck, kWhy };
+enum class Command {
+    kRun,
+    kRecord,
+    kScenes,
+    kText,
+    kSite,
+    kSiteDevice,
+    kCheck,
+    kCameraCheck,
+    kWhy,
+    kCounts,
+    kExport,
+    kBackup,
+    kRestore,
+    kCorrect,
+    kAudit,
+    kCompare,
+    kWhatIf
+};
 
 // A user's file to be checked.
 struct CheckOptions {
     std::string file;
     std::string output;    // folder for a site's plan; empty: the file's own
     bool as_site = false;  // regardless of its contents
+};
+
+// A camera to be looked at; no output: no picture.
+struct CameraCheckOptions {
+    RunOptions run;
+    std::optional<double> person_mm;  // height of somebody who walks through
 };
 
 // Whose story is told.
@@ -33,7 +59,16 @@ struct CommandLine {
     RecordOptions record;
     SiteOptions site;  // of kSite and kSiteDevice
     CheckOptions check;
+    CameraCheckOptions camera_check;
     WhyOptions why;
+    CountsOptions counts;
+    ExportOptions exported;
+    BackupOptions backup;
+    RestoreOptions restore;
+    CorrectOptions correct;
+    AuditOptions audit;
+    CompareOptions compare;
+    WhatIfOptions what_if;
     std::string text;  // help or version, when that was asked for
 };
 

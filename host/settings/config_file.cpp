@@ -314,6 +314,20 @@ void parse_config(const std::string& text, const std::string& name, RunOptions& 
     InstallationReader(options).read(parse_toml(text, name));
 }
 
+void take_carried_settings(const std::string& text, const std::string& name, RunOptions& options) {
+    if (text.empty() || !options.set_again) return;
+    RunOptions carried;
+    carried.source = options.source;
+    carried.set_again = options.set_again;
+    try {
+        parse_config(text, name, carried);
+    } catch (const InputError& error) {
+        throw InputError(std::string(error.what()) + "; give --config FILE in their place");
+    }
+    carried.set_again(carried);
+    options = std::move(carried);
+}
+
 void read_config_file(const std::string& path, RunOptions& options) {
     InstallationReader(options).read(
         read_toml_file(path, "configuration file", "--config needs a readable file"));

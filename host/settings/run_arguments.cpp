@@ -14,6 +14,7 @@
 namespace host {
 namespace {
 
+constexpr const char* kLiveDepth = "--depth";
 constexpr const char* kPointsOfPolygon = "\"X,Y X,Y X,Y ...\"";
 
 // An option that sets one thing; without a type it is a flag. Most values are used as written.
@@ -112,9 +113,14 @@ void set_seconds(const std::string& text, RunOptions& options) {
     }
 }
 
-const std::vector<RunArgument>& source_arguments() {
+// What is recorded of colour is another option's question, which has the shorter name there.
+const char* live_colour_option(RunArguments::Output output) {
+    return output == RunArguments::Output::kRecording ? "--colour-url" : "--colour";
+}
+
+std::vector<RunArgument> source_arguments(RunArguments::Output output) {
     using Text = const std::string&;
-    static const std::vector<RunArgument> list{
+    return {
         {"--source", joined(source_names(), "|"), "Kind of source [scene]", nullptr, {}},
         {"--scene",
          "NAME",
@@ -156,9 +162,29 @@ const std::vector<RunArgument>& source_arguments() {
          {"recording"}},
         {"--camera",
          "FILE",
-         "Camera file of the folder or recording [camera.toml in it]",
+         "Camera file of the folder, recording or live camera [camera.toml in it]",
          [](Text text, RunOptions& options) { options.source.camera_file = text; },
-         {"depth-folder", "recording"}},
+         {"depth-folder", "recording", "live"}},
+        {kLiveDepth,
+         "URL",
+         "Live depth camera: - for standard input, a named pipe, a device with 16-bit depth such "
+         "as "
+         "/dev/video0, tcp://HOST:PORT, or tcp://HOST:PORT?listen to wait for the sender",
+         [](Text text, RunOptions& options) { options.source.live_depth = text; },
+         {"live"}},
+        {live_colour_option(output),
+         "URL",
+         "Colour pictures beside the live depth, where they come as a stream of their own: 960 x "
+         "544, Matroska or NUT",
+         [](Text text, RunOptions& options) { options.source.live_colour = text; },
+         {"live"}},
+        {"--depth-format",
+         "raw:WxH@FPS",
+         "Live depth as raw 16-bit pictures, low byte first, in millimetres [Matroska or NUT, "
+         "found "
+         "out]",
+         [](Text text, RunOptions& options) { options.source.depth_format = text; },
+         {"live"}},
         {"--fps",
          "N",
          "Frames a second: of the scene's camera, or at which walks or the pictures of a folder "
@@ -201,7 +227,6 @@ const std::vector<RunArgument>& source_arguments() {
          },
          {}},
     };
-    return list;
 }
 
 const std::vector<RunArgument>& counting_arguments() {
@@ -272,6 +297,16 @@ const std::vector<RunArgument>& output_arguments(RunArguments::Output output) {
     const auto set_quiet = [](Text, RunOptions& options) { options.quiet = true; };
     static const std::vector<RunArgument> results{
         {"--output", "DIR", "Folder for the results [out/<name>]", set_folder, {}},
+        {"--store",
+         "FILE.db",
+         "Also keep the counts in this database, which need not exist, see \"vca counts\"",
+         [](Text text, RunOptions& options) { options.store = text; },
+         {}},
+        {"--store-log",
+         "FILE",
+         "Append a line for each transaction that is safe in the database",
+         [](Text text, RunOptions& options) { options.store_log = text; },
+         {}},
         {"--show-detected",
          "",
          "Also send the trails of the boxes as detected",
@@ -288,7 +323,18 @@ const std::vector<RunArgument>& output_arguments(RunArguments::Output output) {
         {"--output", "DIR", "Folder for the recording [recordings/<name>]", set_folder, {}},
         {"--quiet", "", "Show no progress", set_quiet, {}},
     };
-    return output == RunArguments::Output::kResults ? results : recording;
+    static const std::vector<RunArgument> picture{
+        {"--output", "DIR", "Folder for camera.png [none is written]", set_folder, {}},
+    };
+    switch (output) {
+        case RunArguments::Output::kResults:
+            return results;
+        case RunArguments::Output::kRecording:
+            return recording;
+        case RunArguments::Output::kPicture:
+            break;
+    }
+    return picture;
 }
 
 void add_to(CLI::App& run, const std::vector<RunArgument>& arguments, const std::string& group) {
@@ -305,17 +351,24 @@ void add_to(CLI::App& run, const std::vector<RunArgument>& arguments, const std:
     }
 }
 
-void apply(const CLI::App& run, const std::vector<RunArgument>& arguments, RunOptions& options) {
+// An option that was written, and what was written after it.
+struct GivenArgument {
+    RunArgument::Apply apply;
+    std::string text;
+};
+
+void add_given(const CLI::App& run, const std::vector<RunArgument>& arguments,
+               std::vector<GivenArgument>& given) {
     for (const RunArgument& argument : arguments) {
         const std::optional<std::string> text = value_of(run, argument.name);
-        if (text && argument.apply != nullptr) argument.apply(*text, options);
+        if (text && argument.apply != nullptr) given.push_back({argument.apply, *text});
     }
 }
 
-void check_sources(const CLI::App& run, const std::string& source) {
+void check_sources(const CLI::App& run, RunArguments::Output output, const std::string& source) {
     const std::vector<std::string> known = source_names();
     if (std::find(known.begin(), known.end(), source) == known.end()) return;
-    for (const RunArgument& argument : source_arguments()) {
+    for (const RunArgument& argument : source_arguments(output)) {
         const std::vector<std::string>& fit = argument.sources;
         if (fit.empty() || !is_given(run, argument.name)) continue;
         if (std::find(fit.begin(), fit.end(), source) != fit.end()) continue;
@@ -327,6 +380,8 @@ void check_sources(const CLI::App& run, const std::string& source) {
 constexpr const char* kRecordings = "--recording";
 constexpr int kMostRecordings = 100000;
 
+}  // namespace
+
 void read_recorded_settings(const std::string& path, RunOptions& options) {
     const auto text = recorded_settings(path);
     if (!text) return;
@@ -336,8 +391,6 @@ void read_recorded_settings(const std::string& path, RunOptions& options) {
         throw InputError(std::string(error.what()) + "; give --config FILE in their place");
     }
 }
-
-}  // namespace
 
 bool is_given(const CLI::App& command, const std::string& option) {
     return command.get_option(option)->count() > 0;
@@ -455,7 +508,7 @@ void PlaceArguments::replace_in(RunOptions& options) const {
 }
 
 RunArguments::RunArguments(CLI::App& run, Output output) : run_(run), output_(output) {
-    add_to(run_, source_arguments(), "Where the frames come from");
+    add_to(run_, source_arguments(output_), "Where the frames come from");
     run_.add_option(kRecordings, "Recordings, one after the other, with their camera and settings")
         ->type_name("FILE ...")
         ->expected(1, kMostRecordings)
@@ -470,13 +523,14 @@ RunArguments::RunArguments(CLI::App& run, Output output) : run_(run), output_(ou
 std::string RunArguments::source() const {
     if (const auto source = value_of(run_, "--source")) return *source;
     if (is_given(run_, "--recording")) return "recording";
+    if (is_given(run_, kLiveDepth)) return "live";
     if (is_given(run_, "--trajectories")) return "walks";
     return is_given(run_, "--folder") ? "depth-folder" : "scene";
 }
 
 void RunArguments::apply_to(RunOptions& options) const {
     options.source.source = source();
-    check_sources(run_, options.source.source);
+    check_sources(run_, output_, options.source.source);
     if (is_given(run_, "--foot") && is_given(run_, "--box")) {
         throw InputError("--foot and --box exclude each other; give one of them");
     }
@@ -495,10 +549,18 @@ void RunArguments::apply_to(RunOptions& options) const {
     } else if (!options.source.recordings.empty()) {
         read_recorded_settings(options.source.recordings.front(), options);
     }
-    places_.replace_in(options);
-    apply(run_, source_arguments(), options);
-    apply(run_, counting_arguments(), options);
-    apply(run_, output_arguments(output_), options);
+    std::vector<GivenArgument> given;
+    add_given(run_, source_arguments(output_), given);
+    add_given(run_, counting_arguments(), given);
+    add_given(run_, output_arguments(output_), given);
+    const auto set = [places = places_, given](RunOptions& to) {
+        places.replace_in(to);
+        for (const GivenArgument& argument : given)
+            argument.apply(argument.text, to);
+    };
+    set(options);
+    // What a stream carries is only known once it is open.
+    if (options.source.source == "live" && !is_given(run_, "--config")) options.set_again = set;
 }
 
 }  // namespace host

@@ -16,6 +16,9 @@ bool is_given(const CLI::App& command, const std::string& option);
 // What was written after an option.
 std::optional<std::string> value_of(const CLI::App& command, const std::string& option);
 
+// Sets in `options` what a recording says that it was made with, if it does. Throws InputError.
+void read_recorded_settings(const std::string& path, RunOptions& options);
+
 // Lines, regions and exclusion areas in the order in which they were written, because some options
 // belong to the one before them.
 class PlaceArguments {
@@ -46,7 +49,7 @@ class PlaceArguments {
 class RunArguments {
   public:
     // What the command writes.
-    enum class Output { kResults, kRecording };
+    enum class Output { kResults, kRecording, kPicture };
 
     // Adds the options to the command.
     RunArguments(CLI::App& run, Output output);

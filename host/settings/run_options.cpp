@@ -148,6 +148,9 @@ void check_options(const RunOptions& options) {
         throw InputError("there are " + std::to_string(options.exclusions.size()) +
                          " exclusion areas; at most 4 are possible");
     }
+    if (!options.store_log.empty() && options.store.empty()) {
+        throw InputError("--store-log belongs to --store; name the database too");
+    }
     check_names(options.lines);
     check_names(options.regions);
     check_target_range(options.target_min_mm, options.target_max_mm,

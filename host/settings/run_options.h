@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,9 +46,14 @@ struct RunOptions {
     std::optional<double> seconds;  // end of the run in scene time
     std::optional<std::int64_t> frames;
     std::string output;          // folder of the results; empty: out/<name of the source>
+    std::string store;           // database that keeps the counts; empty: none
+    std::string store_log;       // gets a line for each of its transactions; empty: none
     bool show_detected = false;  // have the library send the trails of the detected boxes too
     bool live = true;            // write the live video
     bool quiet = false;
+    // Sets once more what the command line set, which goes before what a live stream carries;
+    // empty where what it carries does not count.
+    std::function<void(RunOptions&)> set_again;
 };
 
 // "x,y x,y ..." to points. Throws InputError that begins with `place`.
@@ -76,6 +82,9 @@ const char* detect_mode_name(DetectMode mode);
 void read_config_file(const std::string& path, RunOptions& options);
 // The same from the text of one; `name` is what messages call it.
 void parse_config(const std::string& text, const std::string& name, RunOptions& options);
+// Takes the settings that came with a live stream, where they count. Throws InputError that begins
+// with `name`.
+void take_carried_settings(const std::string& text, const std::string& name, RunOptions& options);
 // The text of a file that sets what these options set; every number reads back exactly.
 std::string config_text(const RunOptions& options);
 

@@ -20,6 +20,11 @@ const SiteDevice& master_of(const Site& site) {
     return *master;
 }
 
+bool is_simulated(const Site& site) {
+    return std::all_of(site.devices.begin(), site.devices.end(),
+                       [](const SiteDevice& device) { return device.is_simulated(); });
+}
+
 const SiteDevice* find_slave(const Site& site, int index) {
     return find_if(site, [index](const SiteDevice& d) { return !d.master && d.index == index; });
 }

@@ -25,6 +25,14 @@ inline constexpr double kDefaultFocal_px = 514.737;
 inline constexpr int kMostSlaves = 15;
 inline constexpr double kHead_m = 1.7;  // height at which a person has to be in view to be found
 
+// Where the pictures of a real camera come from.
+struct SiteCameraFiles {
+    std::string recording;
+    std::string depth;         // address of a live camera
+    std::string depth_format;  // of it
+    std::string camera;        // camera file; empty: that of the recording or stream
+};
+
 struct SiteDevice {
     std::string name;
     bool master = false;
@@ -34,7 +42,10 @@ struct SiteDevice {
         0.0;                 // of the picture's x axis, from the site's x axis towards its y axis
     double height_mm = 0.0;  // lens above the floor
     double focal_px = kDefaultFocal_px;
-    std::string place;  // where it was given, for messages
+    SiteCameraFiles files;  // none: the simulator's camera
+    std::string place;      // where it was given, for messages
+
+    bool is_simulated() const { return files.recording.empty() && files.depth.empty(); }
 };
 
 struct SiteLine {
@@ -75,6 +86,9 @@ struct Site {
 
 // The one device that counts for all. The site must have been checked.
 const SiteDevice& master_of(const Site& site);
+
+// Whether nothing in it is real, so that the truth is known.
+bool is_simulated(const Site& site);
 
 // Null when no slave has this index, or no device this name.
 const SiteDevice* find_slave(const Site& site, int index);

@@ -287,6 +287,10 @@ void check_site(const Site& site, const std::string& file) {
     for (const SiteDevice& device : site.devices) {
         const std::array<SitePoint, 4> view = view_outline(device, 0.0);
         check_reach(site, {view.begin(), view.end()}, device.place);
+        if (!device.is_simulated() && site.detect != DetectMode::kDepth) {
+            throw InputError(device.place + " gives depth alone, and detect is \"" +
+                             detect_mode_name(site.detect) + "\"; write detect = \"depth\"");
+        }
     }
     if (site.lines.size() > kMaxLines) {
         throw InputError(site.lines[kMaxLines].place +

@@ -1,9 +1,12 @@
 // The TOML file of a site: broker, cameras, lines and regions in metres.
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <limits>
 
 #include "host/base/toml_reader.h"
+#include "host/frames/depth_camera.h"
+#include "host/frames/live_reader.h"
 #include "host/settings/site.h"
 #include "host/settings/site_check.h"
 
@@ -44,8 +47,16 @@ std::vector<SitePoint> points(Value value) {
     return list;
 }
 
+// Files stand beside the site's own.
+std::string beside(const std::string& folder, const std::string& file) {
+    const std::filesystem::path path(file);
+    return path.is_absolute() ? file : (std::filesystem::path(folder) / path).string();
+}
+
 class SiteReader {
   public:
+    explicit SiteReader(std::string folder) : folder_(std::move(folder)) {}
+
     Site read(Value root) {
         root.read_keys(
             {{"name", [this](Value v) { site_.name = plain_name(v, "name"); }},
@@ -137,7 +148,11 @@ class SiteReader {
               [&](Value v) {
                   device.height_mm = checked_height_mm(v.finite_number(), v.place("height_mm"));
               }},
-             {"focal_px", [&](Value v) { device.focal_px = v.number(200.0, 2000.0); }}});
+             {"focal_px", [&](Value v) { device.focal_px = v.number(200.0, 2000.0); }},
+             {"recording", [&](Value v) { device.files.recording = file(v, "recording"); }},
+             {"depth", [&](Value v) { device.files.depth = address(v); }},
+             {"depth_format", [&](Value v) { device.files.depth_format = format(v); }},
+             {"camera", [&](Value v) { device.files.camera = file(v, "camera"); }}});
         device.place = table.place("the device \"" + device.name + "\"");
         if (device.name.empty()) throw InputError(table.place("this device has no name"));
         if (role.empty()) {
@@ -150,7 +165,54 @@ class SiteReader {
         if (device.height_mm == 0.0) {
             throw InputError(device.place + " has no height_mm; give its lens over the floor");
         }
+        check_files(device);
         site_.devices.push_back(std::move(device));
+    }
+
+    std::string file(Value value, const char* key) const {
+        if (value.text().empty())
+            throw InputError(value.place(key) + " is empty; write the name of a file");
+        return beside(folder_, value.text());
+    }
+
+    std::string address(Value value) const {
+        const std::string text = value.text();
+        if (text == "-" || text.empty()) {
+            throw InputError(value.place("depth") + " is \"" + text +
+                             "\"; write a named pipe, a device, or tcp://HOST:PORT");
+        }
+        return text.starts_with("tcp://") ? text : beside(folder_, text);
+    }
+
+    static std::string format(Value value) {
+        try {
+            parse_depth_format(value.text());
+        } catch (const InputError&) {
+            throw InputError(value.place("depth_format") + " is \"" + value.text() +
+                             "\"; write raw:WIDTHxHEIGHT@FPS, such as raw:640x480@30");
+        }
+        return value.text();
+    }
+
+    static void check_files(const SiteDevice& device) {
+        const SiteCameraFiles& files = device.files;
+        if (!files.recording.empty() && !files.depth.empty())
+            throw InputError(device.place + " has a recording and a live camera; leave out one");
+        if (!files.depth_format.empty() && files.depth.empty())
+            throw InputError(device.place +
+                             " has a depth_format without depth; add depth = "
+                             "\"URL\", or leave it out");
+        if (!files.camera.empty() && device.is_simulated())
+            throw InputError(device.place +
+                             " has a camera file and is simulated; add depth = "
+                             "\"URL\" or recording = \"FILE\", or leave it out");
+        if (!files.camera.empty()) {
+            try {
+                read_recording_camera(files.camera);
+            } catch (const InputError& error) {
+                throw InputError(device.place + ": " + error.what());
+            }
+        }
     }
 
     void read_line(Value table) {
@@ -174,6 +236,7 @@ class SiteReader {
         site_.regions.push_back(std::move(region));
     }
 
+    const std::string folder_;
     Site site_;
 };
 
@@ -189,7 +252,8 @@ bool is_site_file(const std::string& path) {
 
 Site read_site_file(const std::string& path) {
     const std::string file = "\"" + path + "\"";
-    Site site = SiteReader().read(read_toml_file(path, "site file", "give a readable file"));
+    Site site = SiteReader(std::filesystem::path(path).parent_path().string())
+                    .read(read_toml_file(path, "site file", "give a readable file"));
     if (site.name.empty()) {
         throw InputError(file +
                          " has no name; write name = \"...\" at its top, the broker's topics begin "

@@ -67,7 +67,8 @@ std::vector<ClipTimes::Span> uncounted_spans(const Story& story) {
             const std::int64_t time_us = to_us(step.time_s);
             if (!near) near = {time_us, time_us};
             near->to_us = time_us;
-            counted = counted || (step.decision.kind == VCA_DECISION_COUNTED && !step.left_out);
+            counted = counted || (step.decision.kind == VCA_DECISION_COUNTED &&
+                                  step.left_out == LeftOut::kNot);
         }
         if (near && !counted) spans.push_back(*near);
     }

@@ -13,6 +13,8 @@ EventFile::EventFile(const std::string& path) : path_(path), out_(path) {
 void EventFile::on_event(const Event& event) {
     if (std::holds_alternative<Decision>(event.payload)) return;
     out_ << to_json_line(event) << '\n';
+    // What is wrong with an input is of interest while no frames come.
+    if (event.id == kInputId) out_.flush();
     check();
 }
 

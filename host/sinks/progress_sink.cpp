@@ -9,8 +9,6 @@
 namespace host {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr int kBarWidth = 16;
 constexpr std::chrono::milliseconds kEvery{100};
 constexpr std::chrono::seconds kFirst{1};  // before it there is no rate to speak of
@@ -31,7 +29,7 @@ void ProgressSink::on_event(const Event& event) {
 
 void ProgressSink::end_frame(const PassReport& report) {
     if (report.blank) return;
-    const auto now = steady_clock::now();
+    const auto now = setup_.now();
     if (frames_++ == 0) {
         start_ = now;
         next_ = now + kFirst;

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 
 #include "host/base/progress_display.h"
 #include "host/engine/pace.h"
@@ -16,6 +17,7 @@ struct ProgressSetup {
     double total_frames = 0.0;   // 0: not known
     bool counts = true;          // show who was counted
     const Pace* pace = nullptr;  // show the late frames; must outlive the sink
+    std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };
 
 class ProgressSink final : public Sink {

@@ -42,7 +42,8 @@ TEST(ClipTimes, GivesOnlyWhatIsOver) {
     EXPECT_TRUE(times.empty());
 }
 
-host::StoryStep step(int kind, int line, double time_s, bool left_out = false) {
+host::StoryStep step(int kind, int line, double time_s,
+                     host::LeftOut left_out = host::LeftOut::kNot) {
     host::StoryStep result;
     result.time_s = time_s;
     result.decision.kind = kind;
@@ -60,7 +61,7 @@ TEST(UncountedSpans, AreThoseOfLinesWithoutACount) {
     ASSERT_EQ(spans.size(), 1u);
     EXPECT_EQ(spans[0].from_us, 2'000'000);
     EXPECT_EQ(spans[0].to_us, 4'000'000);
-    story.steps[3].left_out = true;
+    story.steps[3].left_out = host::LeftOut::kWentBack;
     EXPECT_EQ(host::uncounted_spans(story).size(), 2u);
     story.steps = {step(VCA_DECISION_BORN, 0, 0.0), step(VCA_DECISION_ENTERED, 0, 1.0)};
     EXPECT_THAT(host::uncounted_spans(story), IsEmpty());

@@ -375,8 +375,9 @@ TEST(Sources, UnknownNamesListTheKnown) {
         host::open_source(options);
         FAIL() << "an unknown source was opened";
     } catch (const host::InputError& e) {
-        EXPECT_THAT(e.what(), AllOf(HasSubstr("\"usb\""),
-                                    HasSubstr("scene, walks, depth-folder, recording, null")));
+        EXPECT_THAT(e.what(),
+                    AllOf(HasSubstr("\"usb\""),
+                          HasSubstr("scene, walks, depth-folder, recording, live, null")));
     }
 }
 

@@ -120,6 +120,29 @@ TEST(DepthDetector, ChildBesideAnAdultIsFound) {
     EXPECT_TRUE(any_at(boxes, scene, 450.0f, 0.0f, 1050.0f));
 }
 
+TEST(DepthDetector, SmallChildrenAreFoundAndBacksOfChairsAreNot) {
+    for (const float x : {0.0f, 700.0f, -1200.0f}) {
+        for (const float height : {930.0f, 1000.0f, 1100.0f}) {
+            for (const bool turned : {false, true}) {
+                Scene child(3300.0f);
+                child.person(x, 200.0f, height, turned);
+                child.render(8.0f, 50);
+                const auto boxes = child.detect();
+                ASSERT_EQ(boxes.size(), 1u) << height << " at " << x;
+                EXPECT_GT(boxes[0].score, 0.7f) << height << " at " << x;
+            }
+        }
+        // As thick as a stereo camera sees them.
+        for (const float thick : {35.0f, 45.0f, 55.0f}) {
+            Scene chair(3300.0f);
+            chair.brick({x, 200.0f, 220.0f, 220.0f, 450.0f});
+            chair.brick({x, 400.0f, 125.0f, thick, 910.0f});
+            chair.render(8.0f, 50);
+            EXPECT_TRUE(chair.detect().empty()) << thick << " at " << x;
+        }
+    }
+}
+
 TEST(DepthDetector, CrowdOnARasterIsCountedExactly) {
     Scene scene(6000.0f);
     int people = 0;
@@ -336,6 +359,19 @@ TEST(SecondLook, FindsAHeadThatDoesNotLookLikeAPerson) {
     EXPECT_TRUE(boxes[0].head_seen);
     EXPECT_LT(boxes[0].score, 0.5f) << "enough to go on with, not to begin";
     EXPECT_NEAR(boxes[0].head->x_mm, 300.0f, 25.0f);
+}
+
+TEST(SecondLook, WhatIsLowAndAloneAndNeverLooksLikeAPersonIsAThing) {
+    const host::HeadPlace low{300.0f, -200.0f, 950.0f};
+    Scene scene(4000.0f);
+    add_bare_head(scene, low.x_mm, low.y_mm, low.top_mm);
+    EXPECT_EQ(seen_again(scene, {{low, 0.0f, 0.1f}}).size(), 1u);
+    EXPECT_TRUE(seen_again(scene, {{low, 0.0f, 2.0f}}).empty());
+    scene.person(300.0f, 200.0f, 1700.0f);  // who may hide the shoulders
+    EXPECT_EQ(seen_again(scene, {{low, 0.0f, 2.0f}}).size(), 2u);
+    Scene adult(4000.0f);
+    add_bare_head(adult, low.x_mm, low.y_mm, 1700.0f);
+    EXPECT_EQ(seen_again(adult, {{{low.x_mm, low.y_mm, 1700.0f}, 0.0f, 2.0f}}).size(), 1u);
 }
 
 TEST(SecondLook, WhoIsHiddenBehindSomebodyTallerIsWaitedForAMoment) {

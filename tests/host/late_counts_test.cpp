@@ -82,6 +82,19 @@ TEST_F(LateCount, IsLeftOutWhereThePersonHadGoneBack) {
     EXPECT_EQ(event.id, 6045);
 }
 
+// Without a frame the head's place takes that of the feet, which may lie beyond a line.
+TEST_F(LateCount, IsLeftOutWhenItIsOfACrossingAfterTheLastFrame) {
+    Event crossed = end_at(400, 262);
+    std::get<Decision>(crossed.payload).kind = VCA_DECISION_CROSSED;
+    EXPECT_TRUE(std::holds_alternative<PersonCounted>(after(drop_, {crossed}, count()).payload));
+    crossed.blank = true;
+    EXPECT_TRUE(std::holds_alternative<PersonCounted>(after(keep_, {crossed}, count()).payload));
+    const Event left_out = after(drop_, {crossed}, count());
+    EXPECT_EQ(std::get<CountLeftOut>(left_out.payload).why, host::LeftOut::kUnseen);
+    EXPECT_TRUE(
+        std::holds_alternative<PersonCounted>(after(drop_, {}, count(VCA_DIR_1, 0, 8)).payload));
+}
+
 TEST_F(LateCount, CountsAndIsMarkedWhenTheyAreKept) {
     const Event event = after(keep_, {end_at(400, 372)}, count());
     EXPECT_TRUE(is_late(*std::get<PersonCounted>(event.payload).at_end));

@@ -55,6 +55,54 @@ TEST(CommandLine, AnOptionIsNoValueOfAnother) {
     EXPECT_EQ(run_options({"--output", "-"}).output, "-");
 }
 
+// In vca record the shorter name says what is recorded of colour.
+TEST(CommandLine, TakesColourBesideLiveDepth) {
+    const host::RunOptions run = run_options({"--depth", "pipe", "--colour", "tcp://camera:1"});
+    EXPECT_EQ(run.source.source, "live");
+    EXPECT_EQ(run.source.live_colour, "tcp://camera:1");
+    EXPECT_THAT(error_of({"--colour", "pipe"}), HasSubstr("--colour belongs to --source live"));
+    const host::RecordOptions record =
+        parse({"record", "--depth", "pipe", "--colour-url", "other", "--colour", "small"}).record;
+    EXPECT_EQ(record.run.source.live_colour, "other");
+    EXPECT_EQ(record.colour, host::RecordedColour::kSmall);
+}
+
+TEST(CommandLine, CameraCheckTakesWhatARunTakesAndSomebodysHeight) {
+    const host::CommandLine command =
+        parse({"camera", "check", "--depth", "pipe", "--line", "0,0 9,9", "--person-height", "1.75",
+               "--output", "look"});
+    EXPECT_EQ(command.command, host::Command::kCameraCheck);
+    EXPECT_EQ(command.camera_check.run.source.live_depth, "pipe");
+    EXPECT_EQ(command.camera_check.run.lines.size(), 1u);
+    EXPECT_EQ(command.camera_check.run.output, "look");
+    EXPECT_EQ(command.camera_check.person_mm, 1750.0);
+    for (const char* wrong : {"1750", "0", "tall"})
+        EXPECT_THROW(parse({"camera", "check", "--person-height", wrong}), host::InputError);
+    EXPECT_THROW(parse({"camera"}), host::InputError);
+}
+
+// What a live stream carries comes before what was written, and after nothing else.
+TEST(CommandLine, CarriedSettingsGiveWayToWhatIsWritten) {
+    const std::string carried =
+        "height_mm = 2500\nsensor = \"reads-low\"\n"
+        "[[line]]\nname = \"door\"\npoints = [[0, 9], [99, 9]]\n";
+    host::RunOptions live = run_options({"--depth", "pipe", "--height", "4000"});
+    host::take_carried_settings(carried, "pipe", live);
+    EXPECT_EQ(live.source.live_depth, "pipe");
+    EXPECT_EQ(live.source.height_mm->value, 4000.0);
+    EXPECT_EQ(live.sensor, host::Sensor::kReadsLow);
+    EXPECT_EQ(live.lines.at(0).value.name, "door");
+    host::RunOptions own_line = run_options({"--depth", "pipe", "--line", "0,50 99,50"});
+    host::take_carried_settings(carried, "pipe", own_line);
+    ASSERT_EQ(own_line.lines.size(), 1u);
+    EXPECT_EQ(own_line.lines[0].value.name, "line 1");
+    EXPECT_EQ(own_line.source.height_mm->value, 2500.0);
+    host::RunOptions scene = run_options({});
+    host::take_carried_settings(carried, "pipe", scene);
+    EXPECT_TRUE(scene.lines.empty());
+    EXPECT_THROW(host::take_carried_settings("height_mm = 1", "pipe", live), host::InputError);
+}
+
 TEST(CommandLine, WhyTakesNumbersThatCanBe) {
     const auto error = [](std::vector<const char*> words) -> std::string {
         words.insert(words.begin(), {"why", "run"});
@@ -91,7 +139,8 @@ TEST(CommandLine, ExamplesNameNoFileThatIsNotThere) {
     std::istringstream words(parse({"--help"}).text);
     for (std::string word; words >> word;) {
         if (!word.ends_with(".toml")) continue;
-        EXPECT_TRUE(word == "SITE.toml" || word == "DOOR.toml" || std::filesystem::exists(word))
+        EXPECT_TRUE(word == "SITE.toml" || word == "DOOR.toml" || word == "CAMERA.toml" ||
+                    std::filesystem::exists(word))
             << word;
     }
 }

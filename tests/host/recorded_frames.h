@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/media/recording_writer.h"
@@ -64,7 +65,9 @@ inline void write_frame(host::RecordingWriter& writer, int index, bool colour = 
 
 inline std::string read_all(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return std::move(bytes).str();
 }
 
 inline void write_all(const std::filesystem::path& path, const std::string& bytes) {

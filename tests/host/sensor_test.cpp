@@ -11,16 +11,28 @@ namespace {
 TEST(Sensor, PeopleMoveByTheCorrectionAndTheFloorStays) {
     const std::vector<std::uint16_t> depth{0, 2300, 3500, 3700, 4000, 4100};
     std::vector<std::uint16_t> corrected;
-    host::take_back_correction(depth, 4100, 60, corrected);
+    host::suit_library(depth, 4100, 60, corrected);
     EXPECT_EQ(corrected, (std::vector<std::uint16_t>{0, 2360, 3500, 3700, 4000, 4100}));
-    host::take_back_correction(depth, 4100, -40, corrected);
+    host::suit_library(depth, 4100, -40, corrected);
     EXPECT_EQ(corrected, (std::vector<std::uint16_t>{0, 2260, 3500, 3700, 4000, 4100}));
 }
 
 TEST(Sensor, NothingLeavesTheRange) {
-    std::vector<std::uint16_t> corrected;
-    host::take_back_correction({10, 65530}, 70000, -40, corrected);
-    EXPECT_EQ(corrected, (std::vector<std::uint16_t>{0, 65490}));
+    std::vector<std::uint16_t> suited;
+    host::suit_library({10, 65530}, 2000, -40, suited);
+    EXPECT_EQ(suited, (std::vector<std::uint16_t>{0, 65530}));
+    host::suit_library({10, 65530}, 70000, 60, suited);
+    EXPECT_EQ(suited, (std::vector<std::uint16_t>{65535, 65535}));
+}
+
+TEST(Sensor, NothingIsHigherThanTheLibraryMeasures) {
+    std::vector<std::uint16_t> suited{1};
+    host::suit_library({0, 1300, 1500, 3300}, 3300, 0, suited);
+    EXPECT_TRUE(suited.empty());  // the same
+    host::suit_library({0, 1299, 1500, 3300}, 3300, 0, suited);
+    EXPECT_EQ(suited, (std::vector<std::uint16_t>{0, 1300, 1500, 3300}));
+    host::suit_library({0, 1200, 1299, 3300}, 3300, -40, suited);
+    EXPECT_EQ(suited, (std::vector<std::uint16_t>{0, 1300, 1300, 3300}));
 }
 
 TEST(Sensor, HasANameForSettings) {

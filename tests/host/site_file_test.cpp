@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "host/settings/site_check.h"
 #include "host/settings/site_map.h"
 #include "tests/host/site_fixture.h"
@@ -79,6 +81,38 @@ TEST(SiteFile, HasDefaults) {
     EXPECT_EQ(site.devices.at(0).focal_px, host::kDefaultFocal_px);
     EXPECT_FALSE(site.group_counting);
     EXPECT_THAT(site.lines, IsEmpty());
+}
+
+// Names of files are meant from where the site file is.
+TEST(SiteFile, CamerasMayBeRecordedOrLive) {
+    const std::string text =
+        replaced(kTwo, "height_mm = 6000\n", "height_mm = 6000\nrecording = \"walks/door.mkv\"\n") +
+        "depth = \"tcp://camera:7000\"\ndepth_format = \"raw:640x480@15\"\n";
+    const test::SiteFile file(text);
+    const host::Site site = host::read_site_file(file.path());
+    const auto folder = std::filesystem::path(file.path()).parent_path();
+    EXPECT_EQ(site.devices.at(0).files.recording, (folder / "walks/door.mkv").string());
+    EXPECT_EQ(site.devices.at(1).files.depth, "tcp://camera:7000");
+    EXPECT_EQ(site.devices.at(1).files.depth_format, "raw:640x480@15");
+    EXPECT_FALSE(site.devices.at(0).is_simulated());
+    EXPECT_FALSE(host::is_simulated(site));
+    EXPECT_TRUE(host::is_simulated(read(kTwo)));
+    EXPECT_EQ(read(kTwo + "depth = \"/dev/video0\"\n").devices.at(1).files.depth, "/dev/video0");
+}
+
+TEST(SiteFile, RefusesCamerasThatAreNone) {
+    const auto with = [](const std::string& keys) { return error_of(kTwo + keys + "\n"); };
+    EXPECT_THAT(with("recording = \"a\"\ndepth = \"b\""), HasSubstr("leave out one"));
+    EXPECT_THAT(with("depth = \"-\""), AllOf(HasSubstr("\"F\" line "), HasSubstr("named pipe")));
+    EXPECT_THAT(with("recording = \"\""), HasSubstr("recording is empty"));
+    EXPECT_THAT(with("depth_format = \"raw:640x480@15\""), HasSubstr("without depth"));
+    EXPECT_THAT(with("depth = \"p\"\ndepth_format = \"raw\""),
+                AllOf(HasSubstr("\"F\" line "), HasSubstr("raw:640x480@30")));
+    EXPECT_THAT(with("camera = \"camera.toml\""), HasSubstr("is simulated"));
+    EXPECT_THAT(with("depth = \"p\"\ncamera = \"none.toml\""),
+                AllOf(HasSubstr("the device \"side\""), HasSubstr("none.toml")));
+    EXPECT_THAT(error_of("detect = \"both\"\n" + kTwo + "depth = \"p\"\n"),
+                HasSubstr("gives depth alone"));
 }
 
 TEST(SiteFile, ReadsEverything) {

@@ -140,7 +140,7 @@ TEST(LeftOut, IsToldAsACountThatDoesNotCount) {
     host::PersonCounted counted;
     counted.track = 7;
     counted.at_end = {VCA_LIST_LOCAL, 40, -60.0};
-    add(host::CountLeftOut{counted});
+    add(host::CountLeftOut{counted, VCA_LIST_LOCAL, host::LeftOut::kWentBack});
     const std::vector<Story> stories = book.rest();
     ASSERT_EQ(stories.size(), 1u);
     EXPECT_EQ(story_sentence(stories[0], kNames),
@@ -148,6 +148,24 @@ TEST(LeftOut, IsToldAsACountThatDoesNotCount) {
               "ended was left out");
     EXPECT_EQ(step_text(stories[0].steps.back(), kNames),
               "left out, having gone back: counted on line door in direction 1");
+}
+
+TEST(LeftOut, IsToldOfACrossingAfterTheLastFrame) {
+    StoryBook book;
+    const auto add = [&book](const host::Payload& payload) { book.add({0, 3, 0.1, payload}); };
+    add(about(VCA_DECISION_BORN));
+    add(about(VCA_DECISION_CROSSED, 0, VCA_DIR_1, 70, 21));
+    add(about(VCA_DECISION_COUNTED, 0, VCA_DIR_1, -1, 0));
+    host::PersonCounted counted;
+    counted.track = 7;
+    add(host::CountLeftOut{counted, VCA_LIST_LOCAL, host::LeftOut::kUnseen});
+    const std::vector<Story> stories = book.rest();
+    ASSERT_EQ(stories.size(), 1u);
+    EXPECT_EQ(story_sentence(stories[0], kNames),
+              "was near line door when the source ended, so that a count in direction 1 after its "
+              "last frame was left out");
+    EXPECT_EQ(step_text(stories[0].steps.back(), kNames),
+              "left out, after the last frame: counted on line door in direction 1");
 }
 
 TEST(Step, SaysWhatWasDecidedAndByWhat) {

@@ -1,0 +1,65 @@
+// What the commands that read a database are asked for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+enum class CountsBy { kLine, kHour, kKind };
+enum class TextForm { kTable, kCsv, kJson, kJsonLines };
+
+// A line through which people come in.
+struct Entrance {
+    std::string line;
+    int direction = 1;  // of those who come in
+};
+
+struct CountsOptions {
+    std::vector<std::string> stores;
+    CountsBy by = CountsBy::kLine;
+    TextForm form = TextForm::kTable;
+    std::string date;       // local day; empty: today
+    std::string time_zone;  // empty: the machine's
+    std::vector<Entrance> entrances;
+    bool groups_as_one = false;
+    std::string open_from;  // opening hours, local; empty: the whole day
+    std::string open_to;
+    bool follow = false;
+    std::string after;    // EPOCH:SEQUENCE, or 0 for the beginning; empty: from now on
+    bool inside = false;  // how many people are inside now
+    std::string area;     // its name, for corrections
+    std::string reset;    // local time at which nobody is inside
+    std::optional<int> capacity;
+};
+
+struct ExportOptions {
+    std::vector<std::string> stores;
+    std::string from;  // local days, both included
+    std::string to;
+    std::string time_zone;
+    TextForm form = TextForm::kCsv;
+};
+
+struct BackupOptions {
+    std::string store;
+    std::string output;  // empty: beside the database
+};
+
+struct RestoreOptions {
+    std::string backup;
+    std::string store;
+    bool replace = false;  // what is there is kept under another name
+};
+
+struct CorrectOptions {
+    std::string store;
+    std::string area;
+    int people = 0;  // to be added; negative for too many
+    std::string who;
+    std::string why;
+};
+
+}  // namespace host

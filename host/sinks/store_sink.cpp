@@ -1,0 +1,224 @@
+// From events to records.
+#include "host/sinks/store_sink.h"
+
+#include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "host/sinks/story_json.h"
+#include "vca/heat_map.h"
+
+namespace host {
+namespace {
+
+constexpr double kMemory_s = 60.0;
+
+PersonKind kind_of(const ReportedBox& box, double child_below_mm) {
+    if (box.staff == 1) return PersonKind::kStaff;
+    return box.height_mm < child_below_mm ? PersonKind::kChild : PersonKind::kAdult;
+}
+
+HeatGrid::Cells coarse(const std::vector<std::int32_t>& fine) {
+    static_assert(VCA_HEAT_COLS % HeatGrid::kColumns == 0 && VCA_HEAT_ROWS % HeatGrid::kRows == 0);
+    constexpr int kAcross = VCA_HEAT_COLS / HeatGrid::kColumns;
+    constexpr int kDown = VCA_HEAT_ROWS / HeatGrid::kRows;
+    HeatGrid::Cells cells(std::size_t{HeatGrid::kColumns} * HeatGrid::kRows, 0);
+    for (std::size_t i = 0; i < fine.size(); ++i) {
+        const std::size_t row = i / VCA_HEAT_COLS / kDown;
+        const std::size_t column = i % VCA_HEAT_COLS / kAcross;
+        cells.at(row * HeatGrid::kColumns + column) += fine[i];
+    }
+    return cells;
+}
+
+}  // namespace
+
+HeatGrid coarse_heat(const HeatMapReported& heat, std::int64_t hour) {
+    return {hour, coarse(heat.dwell_ms), coarse(heat.motion)};
+}
+
+StoreSink::StoreSink(const StoreSinkSetup& setup)
+    : setup_(setup),
+      writer_(setup.writer),
+      stays_(setup.regions, setup.frames_per_second, false,
+             std::llround(kMemory_s * setup.frames_per_second)),
+      zone_(setup.time_zone) {
+    for (const Area& area : setup.areas)
+        areas_.emplace_back(area, zone_);
+}
+
+std::int64_t StoreSink::time_us(double time_s) const {
+    return setup_.start_us + std::llround(time_s * 1e6);
+}
+
+std::string StoreSink::line_name(int line) const {
+    return story_name(setup_.names.lines, line);
+}
+
+void StoreSink::on_frame(const FrameView& frame) {
+    report_.reset();
+    // After the end of the source nothing is watched any more.
+    if (frame.planes.blank) return;
+    const std::int64_t now_us = time_us(frame.time_s);
+    if (!minute_) {
+        batch_.watched_from_us = now_us;
+        begin_areas(now_us);
+    }
+    if (const std::int64_t minute = minute_of(now_us); minute != minute_) {
+        end_minute();
+        minute_ = minute;
+        batch_.watched_minutes.push_back(minute);
+    }
+    until_us_ = now_us;
+}
+
+// Whoever came in before a restart is still inside. A database that cannot be read now tells of
+// nobody.
+void StoreSink::begin_areas(std::int64_t now_us) {
+    if (areas_.empty()) return;
+    try {
+        std::vector<StoreReader> stores;
+        stores.emplace_back(setup_.writer.store.path);
+        for (AreaMeter& meter : areas_)
+            meter.begin(now_us, area_balance(stores, meter.area(), zone_, now_us).inside());
+    } catch (const std::runtime_error&) {
+        return;
+    }
+}
+
+void StoreSink::on_event(const Event& event) {
+    for (const Story& story : book_.add(event))
+        add_story(story);
+    if (const auto* counted = std::get_if<PersonCounted>(&event.payload)) {
+        add_crossing(event, *counted, EventKind::kCrossing);
+    } else if (const auto* late = std::get_if<CountLeftOut>(&event.payload)) {
+        add_crossing(event, late->count, EventKind::kCrossingLeftOut);
+    } else if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
+        add_group(event, *group);
+    } else if (const auto* regions = std::get_if<RegionsReported>(&event.payload)) {
+        stays_.add_report(event.frame_number, event.time_s, *regions);
+        report_ = *regions;
+    } else if (const auto* heat = std::get_if<HeatMapReported>(&event.payload)) {
+        batch_.heat.push_back(coarse_heat(*heat, hour_of(until_us_)));
+    }
+    // A count is not kept waiting for the end of its frame.
+    if (!batch_.events.empty()) hand_over();
+}
+
+void StoreSink::add_crossing(const Event& event, const PersonCounted& count, EventKind kind) {
+    StoredEvent stored;
+    stored.kind = kind;
+    stored.time_us = time_us(event.time_s);
+    stored.scene_us = stored.time_us - setup_.start_us;
+    stored.place = line_name(count.line);
+    stored.direction = count.direction;
+    stored.track = count.track;
+    stored.person = kind_of(count.box, setup_.child_below_mm);
+    stored.json = to_json_line(event);
+    batch_.events.push_back(stored);
+    if (kind == EventKind::kCrossing) add_capacity(stored);
+}
+
+void StoreSink::add_capacity(const StoredEvent& crossing) {
+    for (AreaMeter& area : areas_) {
+        const AreaMeter::Change change =
+            area.add(crossing.time_us, crossing.place, crossing.direction);
+        if (change == AreaMeter::Change::kNone) continue;
+        StoredEvent stored;
+        stored.kind = EventKind::kCapacity;
+        stored.time_us = crossing.time_us;
+        stored.scene_us = crossing.scene_us;
+        stored.place = area.area().name;
+        stored.people = static_cast<int>(area.inside());
+        stored.json = nlohmann::ordered_json{{"message", "capacity"},
+                                             {"area", area.area().name},
+                                             {"inside", area.inside()},
+                                             {"full", change == AreaMeter::Change::kFull}}
+                          .dump();
+        batch_.events.push_back(std::move(stored));
+    }
+}
+
+void StoreSink::add_group(const Event& event, const GroupCounted& group) {
+    StoredEvent stored;
+    stored.kind = EventKind::kGroup;
+    stored.time_us = time_us(event.time_s);
+    stored.scene_us = stored.time_us - setup_.start_us;
+    stored.place = line_name(group.line);
+    stored.direction = group.direction;
+    stored.people = group.members;
+    stored.json = to_json_line(event);
+    batch_.events.push_back(std::move(stored));
+}
+
+void StoreSink::add_story(const Story& story) {
+    batch_.people.push_back({time_us(story.steps.front().time_s),
+                             time_us(story.steps.back().time_s), story.track,
+                             story.list == VCA_LIST_MERGED, story_sentence(story, setup_.names),
+                             story_json(story, setup_.names)});
+}
+
+void StoreSink::end_frame(const PassReport& report) {
+    stays_.add_frame(report.number, {}, nobody_);
+    if (!report.blank && minute_) add_region_frames(*minute_);
+    add_stays(false);
+    if (!batch_.empty()) hand_over();
+}
+
+void StoreSink::add_region_frames(std::int64_t minute) {
+    for (std::size_t r = 0; r < setup_.regions.size(); ++r) {
+        RegionMinute& now = now_[r];
+        now.minute = minute;
+        now.region = setup_.regions[r].name;
+        const int people = report_ && r < report_->inside.size() ? report_->inside[r] : 0;
+        ++now.frames;
+        now.people_frames += people;
+        now.most = std::max<std::int64_t>(now.most, people);
+    }
+}
+
+void StoreSink::add_stays(bool all) {
+    for (const RegionStay& stay : stays_.take_settled(all)) {
+        const auto at = static_cast<std::size_t>(stay.region);
+        if (at >= setup_.regions.size()) continue;
+        StoredEvent stored;
+        stored.kind = EventKind::kStay;
+        stored.time_us = time_us(stay.entered_s + stay.stay_s);
+        stored.scene_us = stored.time_us - setup_.start_us;
+        stored.place = setup_.regions[at].name;
+        stored.track = stay.track;
+        const std::int64_t stay_ms = std::llround(stay.stay_s * 1000.0);
+        stored.json = nlohmann::ordered_json{{"message", "stay"},
+                                             {"frame", stay.last_frame},
+                                             {"time_s", stay.entered_s + stay.stay_s},
+                                             {"track", stay.track},
+                                             {"region", stay.region},
+                                             {"stay_ms", stay_ms}}
+                          .dump();
+        batch_.regions.push_back(
+            {minute_of(stored.time_us), setup_.regions[at].name, 0, 0, 0, 1, stay_ms});
+        batch_.events.push_back(std::move(stored));
+    }
+}
+
+void StoreSink::end_minute() {
+    for (auto& [region, minute] : std::exchange(now_, {}))
+        batch_.regions.push_back(std::move(minute));
+}
+
+void StoreSink::hand_over() {
+    if (minute_) batch_.watched_until_us = until_us_;
+    writer_.add(std::exchange(batch_, {}));
+}
+
+void StoreSink::finish() {
+    for (const Story& story : book_.rest())
+        add_story(story);
+    add_stays(true);
+    end_minute();
+    hand_over();
+    writer_.finish();
+}
+
+}  // namespace host

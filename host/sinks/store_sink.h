@@ -1,0 +1,74 @@
+// Keeps what is counted in a database: each count as soon as it is made, regions minute by minute,
+// stories when their tracks have ended. It never drops an event; when the database's writer has too
+// much to do, the sink waits and the camera takes fewer frames.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/engine/sink.h"
+#include "host/score/identities.h"
+#include "host/score/stay_meter.h"
+#include "host/score/story.h"
+#include "host/store/store_writer.h"
+#include "host/store/visitors.h"
+
+namespace host {
+
+struct StoreSinkSetup {
+    StoreWriterSetup writer;
+    std::int64_t start_us = 0;  // of scene time 0, in microseconds since 1970
+    double frames_per_second = 15.0;
+    std::vector<CountingRegion> regions;
+    StoryNames names;
+    double child_below_mm = 1300.0;  // people who are less tall count as children
+    std::vector<Area> areas;         // that only this camera's lines lead to, with a capacity
+    std::string time_zone;           // of their resets
+};
+
+class StoreSink final : public Sink {
+  public:
+    // Throws InputError for a path that cannot be right.
+    explicit StoreSink(const StoreSinkSetup& setup);
+
+    void on_frame(const FrameView& frame) override;
+    void on_event(const Event& event) override;
+    void end_frame(const PassReport& report) override;
+    // Throws std::runtime_error when something could not be written.
+    void finish() override;
+
+  private:
+    std::int64_t time_us(double time_s) const;
+    std::string line_name(int line) const;
+    void add_crossing(const Event& event, const PersonCounted& count, EventKind kind);
+    void begin_areas(std::int64_t now_us);
+    void add_capacity(const StoredEvent& crossing);
+    void add_group(const Event& event, const GroupCounted& group);
+    void add_story(const Story& story);
+    void add_stays(bool all);
+    void add_region_frames(std::int64_t minute);
+    void end_minute();
+    void hand_over();
+
+    const StoreSinkSetup setup_;
+    StoreWriter writer_;
+    Batch batch_;
+    StoryBook book_;
+    StayMeter stays_;
+    const TimeZone zone_;
+    std::vector<AreaMeter> areas_;
+    const Identities nobody_{1};             // whom the stays of a real camera are compared with
+    std::optional<RegionsReported> report_;  // of the frame in progress
+    std::optional<std::int64_t> minute_;     // the last one that was watched
+    std::int64_t until_us_ = 0;
+    std::map<std::size_t, RegionMinute> now_;  // the regions in it
+};
+
+// Times and passages of the library's heat map, 5 x 5 of its cells in one.
+HeatGrid coarse_heat(const HeatMapReported& heat, std::int64_t hour);
+
+}  // namespace host

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# scripts/kill_test.sh N: kills a counting program N times at moments that matter, and compares what a
+# receiver was told with what the database holds. See scripts/kill_test.py.
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+# shellcheck disable=SC2086
+install_missing_packages $vca_packages python3
+cmake --preset release >/dev/null
+cmake --build --preset release --target vca_program >/dev/null
+exec python3 scripts/kill_test.py build/release/host/vca "${1:-30}"

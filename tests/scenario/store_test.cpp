@@ -1,0 +1,172 @@
+// A run with a database, and the commands that read it, as a user calls them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/program.h"
+
+namespace {
+
+using test::json_lines;
+using test::Outcome;
+using test::read_file;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using Json = nlohmann::json;
+
+class StoredRun : public test::Program {
+  protected:
+    void run(const std::string& more = "") const {
+        const Outcome outcome =
+            vca("run --quiet --no-live --scene doorway --seconds 25 --output run --store door.db " +
+                more);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+    }
+    Json counts(const std::string& more) const {
+        const Outcome outcome =
+            vca("counts --store door.db --date 2026-01-01 --time-zone UTC --format json " + more);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return Json::parse(outcome.out);
+    }
+    int rows_of(const std::string& file) const {
+        const std::string text = read_file(work_ / "run" / file);
+        return static_cast<int>(std::count(text.begin(), text.end(), '\n')) - 1;
+    }
+};
+
+TEST_F(StoredRun, HoldsWhatTheRunHasCounted) {
+    run("--store-log told.jsonl");
+    const Json summary = json(work_ / "run" / "summary.json");
+    int all = 0;
+    for (const Json& row : counts("")) {
+        EXPECT_EQ(row["device"], "door");
+        EXPECT_EQ(row["watched_minutes"], 1);
+        all += row["adult"].get<int>() + row["child"].get<int>() + row["staff"].get<int>();
+    }
+    EXPECT_GT(all, 0);
+    EXPECT_EQ(all, rows_of("crossings.csv"));
+
+    const Outcome events = vca("export --store door.db --format jsonl --time-zone UTC");
+    ASSERT_EQ(events.status, 0) << events.err;
+    int crossings = 0;
+    int stays = 0;
+    std::int64_t sequence = 0;
+    for (const Json& event : json_lines(events.out)) {
+        crossings += event["kind"] == "crossing" ? 1 : 0;
+        stays += event["kind"] == "stay" ? 1 : 0;
+        sequence = std::max(sequence, event["sequence"].get<std::int64_t>());
+        EXPECT_THAT(event["time"].get<std::string>(), StartsWith("2026-01-01T00:00:"));
+    }
+    EXPECT_EQ(crossings, all);
+    EXPECT_EQ(stays, rows_of("stays.csv"));
+    EXPECT_EQ(json_lines(read_file(work_ / "told.jsonl")).back()["sequence"], sequence);
+}
+
+TEST_F(StoredRun, IsTheSameRunWithADatabaseAndWithout) {
+    run();
+    const Outcome other = vca("run --quiet --no-live --scene doorway --seconds 25 --output other");
+    ASSERT_EQ(other.status, 0) << other.err;
+    EXPECT_EQ(read_file(work_ / "run" / "events.jsonl"),
+              read_file(work_ / "other" / "events.jsonl"));
+}
+
+TEST_F(StoredRun, ASecondRunGoesOn) {
+    run();
+    const Json once = counts("");
+    run();
+    const Json twice = counts("");
+    for (std::size_t i = 0; i < once.size(); ++i)
+        EXPECT_EQ(twice[i]["adult"], once[i]["adult"].get<int>() * 2);
+    EXPECT_EQ(twice[0]["watched_minutes"], 1);
+}
+
+TEST_F(StoredRun, IsShownByHourKindAndEntrance) {
+    run();
+    const Json lines = counts("");
+    const Json hours = counts("--by hour");
+    EXPECT_EQ(hours.size(), 24 * lines.size());
+    EXPECT_EQ(hours[0]["hour"], "00:00");
+    EXPECT_EQ(hours[0]["adult"], lines[0]["adult"]);
+    EXPECT_EQ(hours[2]["watched_minutes"], 0);
+    const Json kinds = counts("--by kind");
+    EXPECT_EQ(kinds.size(), 3 * lines.size());
+    EXPECT_EQ(kinds[0]["people"], lines[0]["adult"]);
+
+    const std::string line = lines[0]["line"];
+    const Json visitors = counts("--entrance " + line);
+    EXPECT_EQ(visitors[0]["visitors"], lines[0]["adult"].get<int>() + lines[0]["child"].get<int>());
+    EXPECT_EQ(counts("--entrance " + line + ":2")[0]["adults"], lines[1]["adult"]);
+    EXPECT_EQ(counts("--open 01:00-02:00 --entrance " + line)[0]["visitors"], 0);
+    EXPECT_EQ(counts("--open 22:00-01:00 --by hour --entrance " + line).size(), 3u);
+    const Json inside = counts("--inside --reset 00:00 --capacity 1 --entrance " + line);
+    EXPECT_EQ(inside[0]["inside"], inside[0]["in"].get<int>() - inside[0]["out"].get<int>());
+    EXPECT_EQ(inside[0]["in"], visitors[0]["visitors"]);
+
+    const Outcome table =
+        vca("counts --store door.db --date 2026-01-01 --time-zone Asia/Kathmandu");
+    EXPECT_THAT(table.out, AllOf(StartsWith("2026-01-01, Asia/Kathmandu\n"), HasSubstr(line)));
+    EXPECT_THAT(vca("counts --store door.db --date 2025-06-01 --time-zone UTC").out,
+                HasSubstr("watched last on 2026-01-01"));
+}
+
+TEST_F(StoredRun, IsFollowed) {
+    run();
+    const std::size_t events =
+        json_lines(vca("export --store door.db --format jsonl --time-zone UTC").out).size();
+    write("out.txt", "");
+    const pid_t child = start_vca("counts --store door.db --follow --after 0 --time-zone UTC");
+    EXPECT_TRUE(test::eventually([&] { return json_lines(out()).size() == events; }));
+    kill(child, SIGTERM);
+    EXPECT_EQ(end_of(child), 0);
+}
+
+// A follower goes on with a database that has taken the place of the one it began with.
+TEST_F(StoredRun, IsFollowedAcrossARestore) {
+    run();
+    const std::size_t events =
+        json_lines(vca("export --store door.db --format jsonl --time-zone UTC").out).size();
+    ASSERT_EQ(vca("backup --store door.db --output door.backup").status, 0);
+    write("followed.txt", "");
+    const pid_t child =
+        start_vca("counts --store door.db --follow --after 0 --time-zone UTC >followed.txt");
+    const auto followed = [&] { return json_lines(read_file(work_ / "followed.txt")); };
+    EXPECT_TRUE(test::eventually([&] { return followed().size() == events; }));
+    ASSERT_EQ(vca("restore door.backup --store door.db --replace").status, 0);
+    run();
+    EXPECT_TRUE(test::eventually([&] { return followed().size() >= 2 * events; }));
+    kill(child, SIGTERM);
+    EXPECT_EQ(end_of(child), 0);
+    EXPECT_EQ(followed().size(), 2 * events);
+    EXPECT_NE(followed().front()["epoch"], followed().back()["epoch"]);
+}
+
+TEST_F(StoredRun, IsCopiedAndRestored) {
+    run();
+    ASSERT_EQ(vca("backup --store door.db --output door.backup").status, 0);
+    EXPECT_EQ(vca("restore door.backup --store door.db").status, 2);
+    const Json before = counts("");
+    ASSERT_EQ(vca("restore door.backup --store door.db --replace").status, 0);
+    EXPECT_EQ(counts(""), before);
+    EXPECT_EQ(vca("correct --store door.db --people=-2 --who anna --why forgotten").status, 0);
+    EXPECT_EQ(counts(""), before);
+}
+
+TEST_F(StoredRun, RefusesWhatIsWrong) {
+    write("letter.db", std::string(5000, 'x'));
+    expect_refused("run --store letter.db --output r", HasSubstr("is not a database"), "r");
+    expect_refused("run --store no/door.db --output r", HasSubstr("there is no folder"), "r");
+    expect_refused("run --store-log x --output r", HasSubstr("belongs to --store"), "r");
+    expect_refused("counts --store none.db", HasSubstr("there is no database"), "none.db");
+    expect_refused("counts --store letter.db --groups-as-one", HasSubstr("--entrance"), "r");
+    expect_refused("counts --store letter.db --time-zone Mars/Base", HasSubstr("no time zone"),
+                   "r");
+    expect_refused("counts --store letter.db --by week", HasSubstr("known are line, hour, kind"),
+                   "r");
+    expect_refused("counts", HasSubstr("--store"), "r");
+}
+
+}  // namespace
