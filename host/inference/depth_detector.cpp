@@ -22,16 +22,7 @@ constexpr PeakRules kHeadRules{.lowest_mm = kLowestSurface_mm + 30.0f,
                                .saddle_mm = 60.0f,
                                .distance_mm = 220.0f};
 constexpr float kShortestPerson_mm = 850.0f;
-constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
-constexpr float kHeadDepth_mm = 150.0f;  // the head alone
-// What fixes the middle of a head: lower down, its far side is out of sight.
-constexpr float kCrownDepth_mm = 40.0f;
-// Around hair that gave no echo only what is lower can tell.
-constexpr float kRimDepth_mm = 80.0f;
-constexpr float kLargeHole_m2 = 0.008f;
 constexpr float kUnderUmbrella_mm = 250.0f;  // from the top of an umbrella to that of the head
-constexpr float kBodyReach_mm = 420.0f;      // what is farther from the head is an arm or a bag
-constexpr float kTopArea_m2 = 0.0015f;       // surface that must reach the top, against lone pixels
 constexpr float kBorder_mm = 70.0f;       // any nearer to the border, too much of a head is cut off
 constexpr float kSecondLookScore = 0.4f;  // enough to go on with a track, not to begin one
 // Heads that touch are one summit, longer than a head alone.
@@ -50,133 +41,6 @@ float trapezoid(float value, float zero_low, float full_low, float full_high, fl
     if (value < full_low) return (value - zero_low) / (full_low - zero_low);
     if (value > full_high) return (zero_high - value) / (zero_high - full_high);
     return 1.0f;
-}
-
-// The value that `share` of the values stay below; 0 for none.
-float quantile(std::vector<float>& values, float share) {
-    if (values.empty()) return 0.0f;
-    const auto last = static_cast<float>(values.size() - 1);
-    const auto nth = values.begin() + static_cast<std::ptrdiff_t>(share * last);
-    std::nth_element(values.begin(), nth, values.end());
-    return *nth;
-}
-
-// Where the surface down to `lowest_mm` lies. Samples come sorted by falling height.
-struct Surface {
-    PlanPoint centre;
-    float long_mm = 0.0f;  // standard deviations along the main axes
-    float short_mm = 0.0f;
-    float area_m2 = 0.0f;
-};
-
-// Sums of weight, first and second moments of a surface.
-class Moments {
-  public:
-    void add(const HeadSample& sample) {
-        const double w = static_cast<double>(sample.area_m2);
-        const double x = static_cast<double>(sample.at.x_mm);
-        const double y = static_cast<double>(sample.at.y_mm);
-        area_ += w;
-        x_ += w * x;
-        y_ += w * y;
-        xx_ += w * x * x;
-        xy_ += w * x * y;
-        yy_ += w * y * y;
-    }
-
-    Surface surface() const {
-        if (area_ <= 0.0) return {};
-        const double x = x_ / area_;
-        const double y = y_ / area_;
-        const double xx = xx_ / area_ - x * x;
-        const double xy = xy_ / area_ - x * y;
-        const double yy = yy_ / area_ - y * y;
-        // Eigenvalues of the symmetric matrix {{xx, xy}, {xy, yy}}.
-        const double mean = 0.5 * (xx + yy);
-        const double split = std::hypot(0.5 * (xx - yy), xy);
-        return {{static_cast<float>(x), static_cast<float>(y)},
-                static_cast<float>(std::sqrt(std::max(mean + split, 0.0))),
-                static_cast<float>(std::sqrt(std::max(mean - split, 0.0))),
-                static_cast<float>(area_)};
-    }
-
-  private:
-    double area_ = 0.0, x_ = 0.0, y_ = 0.0, xx_ = 0.0, xy_ = 0.0, yy_ = 0.0;
-};
-
-Surface surface_above(const std::vector<HeadSample>& samples, float lowest_mm) {
-    Moments moments;
-    for (const HeadSample& sample : samples) {
-        if (sample.height_mm < lowest_mm) break;
-        moments.add(sample);
-    }
-    return moments.surface();
-}
-
-float hole_area_m2(const std::vector<HeadSample>& samples, float lowest_mm) {
-    float area_m2 = 0.0f;
-    for (const HeadSample& sample : samples) {
-        if (sample.height_mm < lowest_mm) break;
-        if (sample.filled) area_m2 += sample.area_m2;
-    }
-    return area_m2;
-}
-
-float robust_top_mm(const std::vector<HeadSample>& samples) {
-    float area_m2 = 0.0f;
-    for (const HeadSample& sample : samples) {
-        area_m2 += sample.area_m2;
-        if (area_m2 >= kTopArea_m2) return sample.height_mm;
-    }
-    return 0.0f;
-}
-
-// Head and shoulders as far as they are seen and within reach of the head.
-void measure_body(const std::vector<HeadSample>& samples, HeadShape& shape) {
-    std::vector<float> xs, ys;
-    for (const HeadSample& sample : samples) {
-        if (sample.height_mm < shape.top_mm - kBodyDepth_mm) break;
-        const float dx = sample.at.x_mm - shape.centre.x_mm;
-        const float dy = sample.at.y_mm - shape.centre.y_mm;
-        if (std::hypot(dx, dy) > kBodyReach_mm) continue;
-        shape.body_area_m2 += sample.area_m2;
-        xs.push_back(dx);
-        ys.push_back(dy);
-    }
-    shape.left_mm = -quantile(xs, 0.02f);
-    shape.right_mm = quantile(xs, 0.98f);
-    shape.up_mm = -quantile(ys, 0.02f);
-    shape.down_mm = quantile(ys, 0.98f);
-}
-
-// A camera sees more of a head's near side than of its far side. For the topmost `depth_mm` of a
-// paraboloid the mean over the picture lies depth/2 tan(angle of sight) too near to the point below
-// the camera, however curved it is.
-PlanPoint top_of(const PlanPoint& seen, float depth_mm, float camera_to_top_mm) {
-    const float farther = 1.0f + 0.5f * depth_mm / std::max(camera_to_top_mm, depth_mm);
-    return {farther * seen.x_mm, farther * seen.y_mm};
-}
-
-// Of samples by a camera that hangs `camera_mm` above the floor.
-HeadShape measure(std::vector<HeadSample>& samples, float camera_mm) {
-    std::sort(samples.begin(), samples.end(),
-              [](const HeadSample& a, const HeadSample& b) { return a.height_mm > b.height_mm; });
-    HeadShape shape;
-    shape.top_mm = robust_top_mm(samples);
-    const Surface head = surface_above(samples, shape.top_mm - kHeadDepth_mm);
-    shape.head_area_m2 = head.area_m2;
-    shape.head_long_mm = head.long_mm;
-    shape.head_short_mm = head.short_mm;
-    shape.hole_area_m2 = hole_area_m2(samples, shape.top_mm - kHeadDepth_mm);
-    const Surface crown = surface_above(samples, shape.top_mm - kCrownDepth_mm);
-    shape.crown_area_m2 = crown.area_m2;
-    const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
-    const float depth_mm = rim ? kRimDepth_mm : kCrownDepth_mm;
-    const PlanPoint seen =
-        rim ? surface_above(samples, shape.top_mm - kRimDepth_mm).centre : crown.centre;
-    shape.centre = top_of(seen, depth_mm, camera_mm - shape.top_mm);
-    measure_body(samples, shape);
-    return shape;
 }
 
 // Half the length of the shoulders along one axis, from the reach to both sides of the head. An
@@ -270,6 +134,13 @@ bool leans_on_taller(const HeadShape& shape, const std::vector<HeadShape>& other
     });
 }
 
+// A rectangle with `by` more on each side, as far as it lies in a picture.
+cv::Rect grown(const cv::Rect& room, int by, const cv::Size& picture) {
+    if (room.empty()) return {};
+    return cv::Rect(room.x - by, room.y - by, room.width + 2 * by, room.height + 2 * by) &
+           cv::Rect(cv::Point(), picture);
+}
+
 HeadPlace under_umbrella(const HeadShape& shape) {
     return {shape.centre.x_mm, shape.centre.y_mm, shape.top_mm - kUnderUmbrella_mm};
 }
@@ -284,30 +155,53 @@ const std::vector<Detection>& DepthDetector::detect(const std::uint16_t* depth_m
     // cv::Mat has no read-only view; the image is only read.
     const cv::Mat depth(kDepthHeight, kDepthWidth, CV_16U, const_cast<std::uint16_t*>(depth_mm),
                         stride_px * sizeof(std::uint16_t));
-    const float head_depth_mm = std::max(plan_.height_mm() - 1700.0f, 500.0f);
-    const int reach_px = static_cast<int>(kHoleReach_mm * plan_.fx() / head_depth_mm);
-    fill_holes(depth, reach_px, filled_mm_);
-    cv::medianBlur(filled_mm_, clean_mm_, 3);
-    plan_.build(clean_mm_);
+    const cv::Rect room = plan_.room_of_surfaces(depth);
+    clean(depth, room);
+    plan_.build(clean_mm_, room);
     find_summits(depth);
-    look_again(expected);
+    look_again(expected, room);
     std::sort(detections_.begin(), detections_.end(),
               [](const Detection& a, const Detection& b) { return a.score > b.score; });
     if (detections_.size() > kMaxDetections) detections_.resize(kMaxDetections);
     return detections_;
 }
 
-void DepthDetector::find_summits(const cv::Mat& raw_mm) {
+// Fills holes and takes lone pixels out of `room`, with the pixels around it that matter.
+void DepthDetector::clean(const cv::Mat& raw_mm, const cv::Rect& room) {
+    if (room.empty()) return;
+    const float head_depth_mm = std::max(plan_.height_mm() - 1700.0f, 500.0f);
+    const int reach_px = static_cast<int>(kHoleReach_mm * plan_.fx() / head_depth_mm);
+    const cv::Rect around = grown(room, 1, raw_mm.size());
+    filler_.fill(raw_mm, reach_px, around, filled_mm_);
+    cv::medianBlur(filled_mm_, blurred_mm_, 3);
+    clean_mm_.create(raw_mm.size(), CV_16U);
+    blurred_mm_(room - around.tl()).copyTo(clean_mm_(room));
+}
+
+// Summits of the smoothed plan view, in as much of it as they can be in.
+const std::vector<Peak>& DepthDetector::find_peaks() {
     const double sigma_cells = static_cast<double>(kHeadSmoothing_mm / plan_.cell_mm());
+    const cv::Mat& surface_mm = plan_.surface_mm();
+    const int reach = static_cast<int>(std::ceil(4.0 * sigma_cells)) + 1;  // of the blur
+    const cv::Rect room = grown(plan_.seen(), reach, surface_mm.size());
+    const cv::Rect around = grown(room, reach, surface_mm.size());
+    raised_mm_.create(surface_mm.size(), CV_32F);
+    smooth_mm_.create(surface_mm.size(), CV_32F);
+    labels_.create(surface_mm.size(), CV_32S);
     // The floor is raised to the lowest surface of interest, so that it pulls down the summits of
     // children no more than those of adults.
-    cv::max(plan_.surface_mm(), static_cast<double>(kLowestSurface_mm), raised_mm_);
-    cv::GaussianBlur(raised_mm_, smooth_mm_, cv::Size(), sigma_cells, sigma_cells,
+    cv::max(surface_mm(around), static_cast<double>(kLowestSurface_mm), raised_mm_(around));
+    cv::GaussianBlur(raised_mm_(room), smooth_mm_(room), cv::Size(), sigma_cells, sigma_cells,
                      cv::BORDER_REPLICATE);
-    const auto& peaks = finder_.find(smooth_mm_, plan_.cell_mm(), kHeadRules, labels_);
-    gather_samples(raw_mm, peaks.size());
+    return finder_.find(smooth_mm_, room, plan_.cell_mm(), kHeadRules, labels_);
+}
+
+void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     shapes_.clear();
     detections_.clear();
+    if (plan_.seen().empty()) return;
+    const std::vector<Peak>& peaks = find_peaks();
+    gather_samples(raw_mm, peaks.size());
     for (std::size_t i = 0; i < peaks.size(); ++i)
         add_shapes(samples_[i]);
     for (const HeadShape& shape : shapes_) {
@@ -328,23 +222,20 @@ void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
         list.clear();
     const auto* label = labels_.ptr<int>();
     const float pixel_m2 = 1e-6f / (plan_.fx() * plan_.fy());
-    for (int v = 0; v < kDepthHeight; ++v) {
-        const auto* depth = clean_mm_.ptr<std::uint16_t>(v);
-        const auto* raw = raw_mm.ptr<std::uint16_t>(v);
-        const auto* cells = plan_.cell_of_pixel().ptr<int>(v);
-        for (int u = 0; u < kDepthWidth; ++u) {
-            if (cells[u] < 0 || label[cells[u]] == 0) continue;
-            const auto z_mm = static_cast<float>(depth[u]);
-            samples_[static_cast<std::size_t>(label[cells[u]] - 1)].push_back(
-                {plan_.pixel_to_plan(u, v, z_mm), plan_.height_mm() - z_mm, z_mm * z_mm * pixel_m2,
-                 raw[u] == 0, cells[u]});
-        }
+    for (const SurfacePixel& pixel : plan_.pixels()) {
+        if (label[pixel.cell] == 0) continue;
+        const auto depth_mm = clean_mm_.at<std::uint16_t>(pixel.v, pixel.u);
+        const auto z_mm = static_cast<float>(depth_mm);
+        samples_[static_cast<std::size_t>(label[pixel.cell] - 1)].push_back(
+            {plan_.pixel_to_plan(pixel.u, pixel.v, z_mm), plan_.height_mm() - z_mm,
+             z_mm * z_mm * pixel_m2, pixel.cell, depth_mm,
+             raw_mm.at<std::uint16_t>(pixel.v, pixel.u) == 0});
     }
 }
 
 // What is longer than a head may be several that touch.
-void DepthDetector::add_shapes(std::vector<HeadSample>& samples) {
-    const HeadShape whole = measure(samples, plan_.height_mm());
+void DepthDetector::add_shapes(const std::vector<HeadSample>& samples) {
+    const HeadShape whole = meter_.measure(samples, plan_.height_mm());
     if (whole.head_long_mm >= kTwoHeads_mm && whole.head_area_m2 >= kTwoHeads_m2) {
         const std::vector<HeadShape> heads = part(samples, whole.top_mm);
         shapes_.insert(shapes_.end(), heads.begin(), heads.end());
@@ -364,6 +255,7 @@ std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& sample
         room |= cv::Rect(sample.cell % cols, sample.cell / cols, 1, 1);
     }
     tops_mm_.create(room.size(), CV_32F);
+    tops_labels_.create(room.size(), CV_32S);
     tops_mm_.setTo(lowest_mm);
     for (const HeadSample& sample : samples) {
         if (sample.height_mm < lowest_mm) continue;
@@ -377,7 +269,8 @@ std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& sample
     PeakRules rules = kTouchingRules;
     rules.lowest_mm = lowest_mm + 30.0f;
     rules.lowest_peak_mm = top_mm - kAlike_mm;
-    const auto& peaks = touching_finder_.find(tops_mm_, plan_.cell_mm(), rules, tops_labels_);
+    const auto& peaks = touching_finder_.find(tops_mm_, cv::Rect(cv::Point(), room.size()),
+                                              plan_.cell_mm(), rules, tops_labels_);
     if (peaks.size() < 2) return {};
     std::vector<std::vector<HeadSample>> parts(peaks.size());
     for (const HeadSample& sample : samples) {
@@ -390,8 +283,8 @@ std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& sample
         parts[static_cast<std::size_t>(nearest - peaks.begin())].push_back(sample);
     }
     std::vector<HeadShape> heads;
-    for (std::vector<HeadSample>& each : parts) {
-        const HeadShape shape = measure(each, plan_.height_mm());
+    for (const std::vector<HeadSample>& each : parts) {
+        const HeadShape shape = meter_.measure(each, plan_.height_mm());
         if (head_score(shape) >= kSureHead) heads.push_back(shape);
     }
     if (heads.size() < 2) heads.clear();
@@ -432,11 +325,11 @@ void DepthDetector::set_box(const HeadPlace& head, float half_x_mm, float half_y
 }
 
 // Nobody who is followed is lost for a frame in which the head does not stand out by itself.
-void DepthDetector::look_again(const std::vector<ExpectedHead>& expected) {
+void DepthDetector::look_again(const std::vector<ExpectedHead>& expected, const cv::Rect& room) {
     std::vector<HeadPlace> found;
     for (const Detection& detection : detections_)
         found.push_back(*detection.head);
-    const SecondLookResult again = SecondLook(plan_, clean_mm_).look(expected, found);
+    const SecondLookResult again = SecondLook(plan_, clean_mm_, room).look(expected, found);
     for (std::size_t f = 0; f < found.size(); ++f)
         if (again.found[f] != found[f]) set_head(detections_[f], again.found[f]);
     for (const SeenAgain& seen : again.seen)

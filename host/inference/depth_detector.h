@@ -8,35 +8,12 @@
 
 #include "host/inference/detector.h"
 #include "host/inference/head_peaks.h"
+#include "host/inference/head_shape.h"
+#include "host/inference/hole_filler.h"
 #include "host/inference/plan_view.h"
 #include "host/inference/second_look.h"
 
 namespace host {
-
-// One depth pixel of a summit.
-struct HeadSample {
-    PlanPoint at;
-    float height_mm = 0.0f;
-    float area_m2 = 0.0f;  // horizontal surface that the pixel covers at its depth
-    bool filled = false;   // missing in the image, taken from its surroundings
-    int cell = 0;          // of the plan view
-};
-
-// What was measured on one summit of the height map.
-struct HeadShape {
-    PlanPoint centre;            // middle of the head's top
-    float top_mm = 0.0f;         // highest surface above the floor
-    float head_area_m2 = 0.0f;   // visible surface within 0.15 m below the top
-    float head_long_mm = 0.0f;   // standard deviation of that surface along its long axis
-    float head_short_mm = 0.0f;  // and across
-    float crown_area_m2 = 0.0f;  // and within 0.04 m below it
-    float hole_area_m2 = 0.0f;   // part of it that gave no echo
-    float body_area_m2 = 0.0f;   // visible surface within 0.45 m below the top
-    float left_mm = 0.0f;        // reach of head and shoulders from the centre to each side
-    float right_mm = 0.0f;
-    float up_mm = 0.0f;
-    float down_mm = 0.0f;
-};
 
 class DepthDetector {
   public:
@@ -53,22 +30,27 @@ class DepthDetector {
     const std::vector<HeadShape>& shapes() const { return shapes_; }
 
   private:
+    void clean(const cv::Mat& raw_mm, const cv::Rect& room);
+    const std::vector<Peak>& find_peaks();
     void find_summits(const cv::Mat& raw_mm);
     void gather_samples(const cv::Mat& raw_mm, std::size_t summits);
-    void add_shapes(std::vector<HeadSample>& samples);
+    void add_shapes(const std::vector<HeadSample>& samples);
     std::vector<HeadShape> part(const std::vector<HeadSample>& samples, float top_mm);
     float border_distance_mm(const HeadShape& shape) const;
     bool to_detection(const HeadShape& shape, Detection& detection) const;
     void set_box(const HeadPlace& head, float half_x_mm, float half_y_mm,
                  Detection& detection) const;
-    void look_again(const std::vector<ExpectedHead>& expected);
+    void look_again(const std::vector<ExpectedHead>& expected, const cv::Rect& room);
     void add_seen_again(const SeenAgain& seen);
     void set_head(Detection& detection, const HeadPlace& head) const;
 
     PlanView plan_;
+    HoleFiller filler_;
     PeakFinder finder_;
-    cv::Mat filled_mm_;
-    cv::Mat clean_mm_;
+    HeadMeter meter_;
+    cv::Mat filled_mm_;  // of the part of the image in which people may be
+    cv::Mat blurred_mm_;
+    cv::Mat clean_mm_;  // right in that part only
     cv::Mat raised_mm_;
     cv::Mat smooth_mm_;
     cv::Mat labels_;

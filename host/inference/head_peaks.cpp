@@ -27,16 +27,17 @@ int PeakFinder::root(int region) {
     return region;
 }
 
-void PeakFinder::order_cells(const cv::Mat& height_mm, float lowest_mm) {
+void PeakFinder::order_cells(const cv::Mat& height_mm, const cv::Rect& room, float lowest_mm) {
     for (auto& level : levels_)
         level.clear();
-    const auto* heights = height_mm.ptr<float>();
-    const int count = static_cast<int>(height_mm.total());
-    for (int cell = 0; cell < count; ++cell) {
-        if (heights[cell] < lowest_mm) continue;
-        const auto level = static_cast<std::size_t>((heights[cell] - lowest_mm) / kLevelStep_mm);
-        if (level >= levels_.size()) levels_.resize(level + 1);
-        levels_[level].push_back(cell);
+    for (int row = room.y; row < room.br().y; ++row) {
+        const auto* heights = height_mm.ptr<float>(row);
+        for (int col = room.x; col < room.br().x; ++col) {
+            if (heights[col] < lowest_mm) continue;
+            const auto level = static_cast<std::size_t>((heights[col] - lowest_mm) / kLevelStep_mm);
+            if (level >= levels_.size()) levels_.resize(level + 1);
+            levels_[level].push_back(row * height_mm.cols + col);
+        }
     }
 }
 
@@ -62,8 +63,8 @@ int PeakFinder::join(const int* around, int count, float level_mm, float cell_mm
     return best;
 }
 
-void PeakFinder::flood(const cv::Mat& height_mm, float cell_mm, const PeakRules& rules,
-                       cv::Mat& labels) {
+void PeakFinder::flood(const cv::Mat& height_mm, const cv::Rect& room, float cell_mm,
+                       const PeakRules& rules, cv::Mat& labels) {
     const auto* heights = height_mm.ptr<float>();
     auto* label = labels.ptr<int>();
     const int cols = height_mm.cols;
@@ -75,11 +76,13 @@ void PeakFinder::flood(const cv::Mat& height_mm, float cell_mm, const PeakRules&
             int count = 0;
             float steepest_mm = -1.0f;
             int uphill = 0;
-            for (int r = std::max(row - 1, 0); r <= std::min(row + 1, height_mm.rows - 1); ++r) {
-                for (int c = std::max(col - 1, 0); c <= std::min(col + 1, cols - 1); ++c) {
+            bool alike = true;
+            for (int r = std::max(row - 1, room.y); r < std::min(row + 2, room.br().y); ++r) {
+                for (int c = std::max(col - 1, room.x); c < std::min(col + 2, room.br().x); ++c) {
                     const int next = r * cols + c;
                     if (label[next] == 0) continue;
                     around[static_cast<std::size_t>(count++)] = label[next] - 1;
+                    alike = alike && label[next] - 1 == around[0];
                     if (heights[next] > steepest_mm) {
                         steepest_mm = heights[next];
                         uphill = label[next] - 1;
@@ -90,7 +93,7 @@ void PeakFinder::flood(const cv::Mat& height_mm, float cell_mm, const PeakRules&
                 uphill = static_cast<int>(regions_.size());
                 regions_.push_back({col, row, heights[cell]});
                 parent_.push_back(uphill);
-            } else {
+            } else if (!alike) {
                 join(around.data(), count, heights[cell], cell_mm, rules);
             }
             label[cell] = uphill + 1;
@@ -108,22 +111,20 @@ void PeakFinder::number(float lowest_peak_mm, cv::Mat& labels) {
         final_label[region] = static_cast<int>(peaks_.size());
     }
     auto* label = labels.ptr<int>();
-    const int count = static_cast<int>(labels.total());
-    for (int cell = 0; cell < count; ++cell) {
-        if (label[cell] == 0) continue;
-        label[cell] = final_label[static_cast<std::size_t>(root(label[cell] - 1))];
+    for (const std::vector<int>& level : levels_) {
+        for (const int cell : level)
+            label[cell] = final_label[static_cast<std::size_t>(root(label[cell] - 1))];
     }
 }
 
-const std::vector<Peak>& PeakFinder::find(const cv::Mat& height_mm, float cell_mm,
-                                          const PeakRules& rules, cv::Mat& labels) {
+const std::vector<Peak>& PeakFinder::find(const cv::Mat& height_mm, const cv::Rect& room,
+                                          float cell_mm, const PeakRules& rules, cv::Mat& labels) {
     regions_.clear();
     parent_.clear();
     peaks_.clear();
-    labels.create(height_mm.size(), CV_32S);
-    labels.setTo(0);
-    order_cells(height_mm, rules.lowest_mm);
-    flood(height_mm, cell_mm, rules, labels);
+    labels(room).setTo(0);
+    order_cells(height_mm, room, rules.lowest_mm);
+    flood(height_mm, room, cell_mm, rules, labels);
     number(rules.lowest_peak_mm, labels);
     return peaks_;
 }

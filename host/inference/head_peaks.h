@@ -21,18 +21,19 @@ struct Peak {
     float height_mm = 0.0f;
 };
 
-// Splits the height map (CV_32F, mm, cells of `cell_mm`) into one region per summit. `labels`
-// (CV_32S) holds 1 + the index of the summit, 0 elsewhere. Same input, same output: cells of equal
-// height are taken in reading order.
+// Splits the part `room` of a height map (CV_32F, mm, cells of `cell_mm`) into one region per
+// summit. There `labels` (CV_32S, as large as the map) holds 1 + the index of the summit, or 0.
+// Same input, same output: cells of equal height are taken in reading order.
 class PeakFinder {
   public:
-    const std::vector<Peak>& find(const cv::Mat& height_mm, float cell_mm, const PeakRules& rules,
-                                  cv::Mat& labels);
+    const std::vector<Peak>& find(const cv::Mat& height_mm, const cv::Rect& room, float cell_mm,
+                                  const PeakRules& rules, cv::Mat& labels);
 
   private:
     int root(int region);
-    void order_cells(const cv::Mat& height_mm, float lowest_mm);
-    void flood(const cv::Mat& height_mm, float cell_mm, const PeakRules& rules, cv::Mat& labels);
+    void order_cells(const cv::Mat& height_mm, const cv::Rect& room, float lowest_mm);
+    void flood(const cv::Mat& height_mm, const cv::Rect& room, float cell_mm,
+               const PeakRules& rules, cv::Mat& labels);
     int join(const int* around, int count, float level_mm, float cell_mm, const PeakRules& rules);
     void number(float lowest_peak_mm, cv::Mat& labels);
 

@@ -7,65 +7,43 @@
 #include <vector>
 
 #include "host/base/picture.h"
+#include "host/inference/pixel_blocks.h"
 
 namespace host {
 
 namespace {
 
-// The second farthest of the sides that were found; 0 unless at least three were.
-std::uint16_t hole_value(std::array<std::uint16_t, 4> sides) {
-    std::sort(sides.begin(), sides.end());
-    return sides[1] == 0 ? std::uint16_t{0} : sides[2];
+// Marks the cells that were not seen (0) while enough around them were (255, which adds up as -1).
+void mark_gaps(const std::uint8_t* seen, std::ptrdiff_t stride, int count, std::uint8_t* marks) {
+    constexpr std::uint8_t kEnough = 5;
+    for (int i = 0; i < count; ++i) {
+        const std::uint8_t* const at = seen + i;
+        const std::uint8_t* const over = at - stride;
+        const std::uint8_t* const under = at + stride;
+        const auto around = static_cast<std::uint8_t>(
+            -(over[-1] + over[0] + over[1] + at[-1] + at[1] + under[-1] + under[0] + under[1]));
+        marks[i] = static_cast<std::uint8_t>((around >= kEnough ? 255 : 0) & ~at[0]);
+    }
 }
 
-// Nearest valid value within `reach` before each pixel, scanning columns left to right and rows top
-// to bottom (step 1) or the other way round (step -1).
-void nearest_before(const cv::Mat& depth, int reach, int step, cv::Mat& along_row,
-                    cv::Mat& along_column) {
-    along_row.create(depth.size(), CV_16U);
-    along_column.create(depth.size(), CV_16U);
-    std::vector<std::uint16_t> above(static_cast<std::size_t>(depth.cols), 0);
-    std::vector<int> above_age(static_cast<std::size_t>(depth.cols), reach);
-    const int first_row = step > 0 ? 0 : depth.rows - 1;
-    const int first_col = step > 0 ? 0 : depth.cols - 1;
-    for (int i = 0, v = first_row; i < depth.rows; ++i, v += step) {
-        const auto* in = depth.ptr<std::uint16_t>(v);
-        auto* row_out = along_row.ptr<std::uint16_t>(v);
-        auto* column_out = along_column.ptr<std::uint16_t>(v);
-        std::uint16_t beside = 0;
-        int beside_age = reach;
-        for (int j = 0, u = first_col; j < depth.cols; ++j, u += step) {
-            const auto c = static_cast<std::size_t>(u);
-            if (in[u] != 0) {
-                beside = above[c] = in[u];
-                beside_age = above_age[c] = 0;
-                continue;
-            }
-            row_out[u] = ++beside_age <= reach ? beside : std::uint16_t{0};
-            column_out[u] = ++above_age[c] <= reach ? above[c] : std::uint16_t{0};
+// Of the cells that were seen among one and those around it.
+float mean_around(const float* cell_mm, std::ptrdiff_t stride) {
+    float sum_mm = 0.0f;
+    int seen = 0;
+    for (const std::ptrdiff_t line : {-stride, std::ptrdiff_t{0}, stride}) {
+        for (std::ptrdiff_t dx = -1; dx <= 1; ++dx) {
+            sum_mm += cell_mm[line + dx];
+            seen += cell_mm[line + dx] > 0.0f ? 1 : 0;
         }
     }
+    return sum_mm / static_cast<float>(seen);
+}
+
+std::uint16_t whole_mm(float depth_mm) {
+    return static_cast<std::uint16_t>(std::clamp(depth_mm, 0.0f, 65535.0f));
 }
 
 }  // namespace
-
-void fill_holes(const cv::Mat& depth_mm, int reach_px, cv::Mat& filled_mm) {
-    cv::Mat left, right, up, down;
-    nearest_before(depth_mm, reach_px, 1, left, up);
-    nearest_before(depth_mm, reach_px, -1, right, down);
-    filled_mm.create(depth_mm.size(), CV_16U);
-    for (int v = 0; v < depth_mm.rows; ++v) {
-        const auto* in = depth_mm.ptr<std::uint16_t>(v);
-        const auto* l = left.ptr<std::uint16_t>(v);
-        const auto* r = right.ptr<std::uint16_t>(v);
-        const auto* u = up.ptr<std::uint16_t>(v);
-        const auto* d = down.ptr<std::uint16_t>(v);
-        auto* out = filled_mm.ptr<std::uint16_t>(v);
-        for (int c = 0; c < depth_mm.cols; ++c) {
-            out[c] = in[c] != 0 ? in[c] : hole_value({l[c], r[c], u[c], d[c]});
-        }
-    }
-}
 
 PlanView::PlanView(const CameraModel& camera)
     : fx_(static_cast<float>(camera.fx)),
@@ -83,64 +61,121 @@ PlanView::PlanView(const CameraModel& camera)
     const float bottom_mm = (static_cast<float>(kDepthHeight) - cy_) / fy_ * farthest_mm;
     const int cols = static_cast<int>((right_mm - left_mm_) / cell_mm_) + 1;
     const int rows = static_cast<int>((bottom_mm - top_mm_) / cell_mm_) + 1;
-    surface_mm_.create(rows, cols, CV_32F);
-    closed_mm_.create(rows, cols, CV_32F);
-    cell_of_pixel_.create(kDepthHeight, kDepthWidth, CV_32S);
+    surface_mm_ = cv::Mat::zeros(rows, cols, CV_32F);
+    room_for_pixels_.resize(std::size_t{kDepthWidth} * kDepthHeight);
+    nearest_mm_ = whole_mm(std::ceil(std::max(height_mm_ - kHighestSurface_mm, 1.0f)));
+    farthest_mm_ = whole_mm(std::floor(height_mm_ - kLowestSurface_mm));
+    for (int u = 0; u < kDepthWidth; ++u)
+        slope_x_.push_back((static_cast<float>(u) + 0.5f - cx_) / fx_);
+    for (const float slope : slope_x_)
+        column_slope_.push_back(slope / cell_mm_);
+    for (int v = 0; v < kDepthHeight; ++v)
+        slope_y_.push_back((static_cast<float>(v) + 0.5f - cy_) / fy_);
 }
 
-PlanPoint PlanView::pixel_to_plan(int u, int v, float depth_mm) const {
-    return {(static_cast<float>(u) + 0.5f - cx_) / fx_ * depth_mm,
-            (static_cast<float>(v) + 0.5f - cy_) / fy_ * depth_mm};
+cv::Rect PlanView::room_of_surfaces(const cv::Mat& depth_mm) const {
+    static_assert(kDepthWidth % kBlock == 0);
+    if (farthest_mm_ == 0) return {};
+    const auto span_mm = static_cast<std::uint16_t>(farthest_mm_ - 1);
+    cv::Rect room;
+    for (int v = 0; v < depth_mm.rows; ++v) {
+        const auto* row = depth_mm.ptr<std::uint16_t>(v);
+        const auto holds_surface = [&](int u) { return any_within(row + u, 1, span_mm); };
+        int first = 0;
+        while (first < depth_mm.cols && !holds_surface(first))
+            first += kBlock;
+        if (first == depth_mm.cols) continue;
+        int last = depth_mm.cols - kBlock;
+        while (!holds_surface(last))
+            last -= kBlock;
+        room |= cv::Rect(first, v, last + kBlock - first, 1);
+    }
+    if (room.empty()) return room;
+    // With the neighbours, in whole blocks.
+    return cv::Rect(room.x - kBlock, room.y - 1, room.width + 2 * kBlock, room.height + 2) &
+           cv::Rect(0, 0, depth_mm.cols, depth_mm.rows);
 }
 
-void PlanView::build(const cv::Mat& depth_mm) {
-    surface_mm_.setTo(0.0f);
-    auto* surface = surface_mm_.ptr<float>();
-    const float nearest_mm = std::max(height_mm_ - kHighestSurface_mm, 1.0f);
-    const float farthest_mm = height_mm_ - kLowestSurface_mm;
-    std::array<float, kDepthWidth> slope;
-    for (int u = 0; u < kDepthWidth; ++u) {
-        slope[static_cast<std::size_t>(u)] = (static_cast<float>(u) + 0.5f - cx_) / fx_ / cell_mm_;
+void PlanView::build(const cv::Mat& depth_mm, const cv::Rect& room) {
+    surface_mm_(seen_).setTo(0.0f);
+    seen_ = farthest_mm_ < nearest_mm_ ? cv::Rect() : cells_of(room);
+    pixel_count_ = 0;
+    if (seen_.empty()) return;
+    const auto span_mm = static_cast<std::uint16_t>(farthest_mm_ - nearest_mm_);
+    SurfacePixel* end = room_for_pixels_.data();
+    for (int v = room.y; v < room.br().y; ++v) {
+        const auto* row = depth_mm.ptr<std::uint16_t>(v);
+        for (int u = room.x; u < room.br().x; u += kBlock)
+            if (any_within(row + u, nearest_mm_, span_mm)) end = add_block(row + u, u, v, end);
     }
-    for (int v = 0; v < kDepthHeight; ++v) {
-        const auto* in = depth_mm.ptr<std::uint16_t>(v);
-        auto* cells = cell_of_pixel_.ptr<int>(v);
-        const float row_slope = (static_cast<float>(v) + 0.5f - cy_) / fy_ / cell_mm_;
-        for (int u = 0; u < kDepthWidth; ++u) {
-            const auto z = static_cast<float>(in[u]);
-            cells[u] = -1;
-            if (z < nearest_mm || z > farthest_mm) continue;
-            const int col =
-                static_cast<int>(slope[static_cast<std::size_t>(u)] * z - left_mm_ / cell_mm_);
-            const int row = static_cast<int>(row_slope * z - top_mm_ / cell_mm_);
-            if (col < 0 || col >= surface_mm_.cols || row < 0 || row >= surface_mm_.rows) continue;
-            const int cell = row * surface_mm_.cols + col;
-            cells[u] = cell;
-            surface[cell] = std::max(surface[cell], height_mm_ - z);
-        }
-    }
+    pixel_count_ = static_cast<std::size_t>(end - room_for_pixels_.data());
     close_gaps();
+}
+
+// The cells that surfaces in a part of the image may fall into: a column's or row's ray leads from
+// the highest surface of interest to the lowest one.
+cv::Rect PlanView::cells_of(const cv::Rect& room) const {
+    if (room.empty()) return {};
+    const auto ends = [this](float first_slope, float last_slope, float origin_mm) {
+        const float near_mm = nearest_mm_;
+        const float far_mm = farthest_mm_;
+        const auto [low, high] = std::minmax({first_slope * near_mm, first_slope * far_mm,
+                                              last_slope * near_mm, last_slope * far_mm});
+        return std::pair(static_cast<int>((low - origin_mm) / cell_mm_) - 1,
+                         static_cast<int>((high - origin_mm) / cell_mm_) + 2);
+    };
+    const auto [left, right] = ends(slope_x_[static_cast<std::size_t>(room.x)],
+                                    slope_x_[static_cast<std::size_t>(room.br().x - 1)], left_mm_);
+    const auto [top, bottom] = ends(slope_y_[static_cast<std::size_t>(room.y)],
+                                    slope_y_[static_cast<std::size_t>(room.br().y - 1)], top_mm_);
+    return cv::Rect(left, top, right - left, bottom - top) &
+           cv::Rect(0, 0, surface_mm_.cols, surface_mm_.rows);
+}
+
+SurfacePixel* PlanView::add_block(const std::uint16_t* depth_mm, int u, int v, SurfacePixel* end) {
+    const float row_slope = slope_y_[static_cast<std::size_t>(v)] / cell_mm_;
+    const float* const column_slope = column_slope_.data() + u;
+    const float left = left_mm_ / cell_mm_;
+    const float top = top_mm_ / cell_mm_;
+    std::array<int, kBlock> cols, rows;
+    for (std::size_t i = 0; i < kBlock; ++i) {
+        const auto z = static_cast<float>(depth_mm[i]);
+        cols[i] = static_cast<int>(column_slope[i] * z - left);
+        rows[i] = static_cast<int>(row_slope * z - top);
+    }
+    auto* const surface = surface_mm_.ptr<float>();
+    for (std::size_t i = 0; i < kBlock; ++i) {
+        if (depth_mm[i] < nearest_mm_ || depth_mm[i] > farthest_mm_) continue;
+        if (cols[i] < 0 || cols[i] >= surface_mm_.cols || rows[i] < 0 ||
+            rows[i] >= surface_mm_.rows)
+            continue;
+        const int cell = rows[i] * surface_mm_.cols + cols[i];
+        *end++ = {static_cast<std::uint16_t>(u + static_cast<int>(i)),
+                  static_cast<std::uint16_t>(v), cell};
+        surface[cell] = std::max(surface[cell], height_mm_ - static_cast<float>(depth_mm[i]));
+    }
+    return end;
 }
 
 // A cell that no pixel fell into between cells that were seen is a sampling gap, not an edge.
 void PlanView::close_gaps() {
-    surface_mm_.copyTo(closed_mm_);
-    for (int row = 1; row + 1 < surface_mm_.rows; ++row) {
-        for (int col = 1; col + 1 < surface_mm_.cols; ++col) {
-            if (surface_mm_.at<float>(row, col) > 0.0f) continue;
-            float sum_mm = 0.0f;
-            int seen = 0;
-            for (int dy = -1; dy <= 1; ++dy) {
-                const auto* line = surface_mm_.ptr<float>(row + dy) + col;
-                for (int dx = -1; dx <= 1; ++dx) {
-                    sum_mm += line[dx];
-                    seen += line[dx] > 0.0f ? 1 : 0;
-                }
-            }
-            if (seen >= 5) closed_mm_.at<float>(row, col) = sum_mm / static_cast<float>(seen);
+    gaps_.clear();
+    seen_cells_.create(surface_mm_.size(), CV_8U);
+    cv::compare(surface_mm_(seen_), 0.0, seen_cells_(seen_), cv::CMP_GT);
+    const int first = seen_.x + 1;
+    const int count = seen_.width - 2;
+    const auto cols = static_cast<std::ptrdiff_t>(surface_mm_.cols);
+    marks_.resize(static_cast<std::size_t>(seen_.width));
+    for (int row = seen_.y + 1; row < seen_.br().y - 1; ++row) {
+        mark_gaps(seen_cells_.ptr<std::uint8_t>(row) + first, cols, count, marks_.data());
+        const auto* const here = surface_mm_.ptr<float>(row) + first;
+        for (int i = 0; i < count; ++i) {
+            if (marks_[static_cast<std::size_t>(i)] != 0)
+                gaps_.emplace_back(row * surface_mm_.cols + first + i, mean_around(here + i, cols));
         }
     }
-    cv::swap(surface_mm_, closed_mm_);
+    for (const auto& [cell, height_mm] : gaps_)
+        surface_mm_.ptr<float>()[cell] = height_mm;
 }
 
 }  // namespace host

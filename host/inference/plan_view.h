@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
+#include <span>
+#include <utility>
+#include <vector>
 
 #include "host/base/camera.h"
 
@@ -20,26 +23,37 @@ struct PlanPoint {
 inline constexpr float kLowestSurface_mm = 500.0f;
 inline constexpr float kHighestSurface_mm = 2350.0f;
 
-// Fills holes in the depth image (0) with the value of their surroundings where these are near
-// enough on at least three of four sides. `reach_px` is how far a pixel looks. Where the sides
-// differ it takes a farther one, so that holes along a silhouette never enlarge it.
-void fill_holes(const cv::Mat& depth_mm, int reach_px, cv::Mat& filled_mm);
+// A depth pixel within the bounds.
+struct SurfacePixel {
+    std::uint16_t u = 0;
+    std::uint16_t v = 0;
+    std::int32_t cell = 0;
+};
 
 class PlanView {
   public:
     // Without the camera's height nobody is found.
     explicit PlanView(const CameraModel& camera);
 
-    // Takes a CV_16U depth image without an alpha: 0 is missing.
-    void build(const cv::Mat& depth_mm);
+    // A rectangle of whole blocks of columns around all pixels of a CV_16U depth image (0 is
+    // missing) that are nearer than the lowest surface of interest, and around their neighbours;
+    // empty without any.
+    cv::Rect room_of_surfaces(const cv::Mat& depth_mm) const;
+    // Takes such a part of a depth image; the rest of it shows nothing of interest.
+    void build(const cv::Mat& depth_mm, const cv::Rect& room);
 
     // Highest surface of each cell above the floor, mm (CV_32F); 0 where nothing was seen.
     const cv::Mat& surface_mm() const { return surface_mm_; }
-    // The cell of each depth pixel (CV_32S), -1 for pixels outside the height bounds.
-    const cv::Mat& cell_of_pixel() const { return cell_of_pixel_; }
+    // The cells that are not 0 are all in here.
+    const cv::Rect& seen() const { return seen_; }
+    // The depth pixels within the height bounds, in reading order.
+    std::span<const SurfacePixel> pixels() const { return {room_for_pixels_.data(), pixel_count_}; }
 
     float cell_mm() const { return cell_mm_; }
-    PlanPoint pixel_to_plan(int u, int v, float depth_mm) const;
+    PlanPoint pixel_to_plan(int u, int v, float depth_mm) const {
+        return {slope_x_[static_cast<std::size_t>(u)] * depth_mm,
+                slope_y_[static_cast<std::size_t>(v)] * depth_mm};
+    }
     float fx() const { return fx_; }
     float fy() const { return fy_; }
     float cx() const { return cx_; }
@@ -47,6 +61,9 @@ class PlanView {
     float height_mm() const { return height_mm_; }
 
   private:
+    cv::Rect cells_of(const cv::Rect& room) const;
+    // Writes the pixels of a block of row `v` from `end` on, and returns the new end.
+    SurfacePixel* add_block(const std::uint16_t* depth_mm, int u, int v, SurfacePixel* end);
     void close_gaps();
 
     // The camera in the precision of the image arithmetic.
@@ -58,9 +75,18 @@ class PlanView {
     float cell_mm_ = 0.0f;
     float left_mm_ = 0.0f;  // outer corner of cell (0, 0)
     float top_mm_ = 0.0f;
+    std::uint16_t nearest_mm_ = 0;  // depth of the highest and the lowest surface of interest
+    std::uint16_t farthest_mm_ = 0;
+    std::vector<float> slope_x_;       // of the ray through the middle of each column of pixels
+    std::vector<float> slope_y_;       // and of each row
+    std::vector<float> column_slope_;  // as slope_x_, in cells
     cv::Mat surface_mm_;
-    cv::Mat closed_mm_;
-    cv::Mat cell_of_pixel_;
+    cv::Rect seen_;
+    std::vector<SurfacePixel> room_for_pixels_;  // as many as an image has
+    std::size_t pixel_count_ = 0;
+    cv::Mat seen_cells_;
+    std::vector<std::uint8_t> marks_;  // of gaps in a row
+    std::vector<std::pair<int, float>> gaps_;
 };
 
 }  // namespace host

@@ -87,10 +87,10 @@ void SecondLook::visit_surface(const HeadPlace& head, Visit visit) const {
     const float v = head.y_mm / lens_to_top_mm * plan_.fy() + plan_.cy();
     const float reach_u = kReach_mm * plan_.fx() / lens_to_top_mm + 1.0f;
     const float reach_v = kReach_mm * plan_.fy() / lens_to_top_mm + 1.0f;
-    const int u0 = std::clamp(static_cast<int>(u - reach_u), 0, kDepthWidth);
-    const int u1 = std::clamp(static_cast<int>(u + reach_u) + 1, 0, kDepthWidth);
-    const int v0 = std::clamp(static_cast<int>(v - reach_v), 0, kDepthHeight);
-    const int v1 = std::clamp(static_cast<int>(v + reach_v) + 1, 0, kDepthHeight);
+    const int u0 = std::clamp(static_cast<int>(u - reach_u), room_.x, room_.br().x);
+    const int u1 = std::clamp(static_cast<int>(u + reach_u) + 1, room_.x, room_.br().x);
+    const int v0 = std::clamp(static_cast<int>(v - reach_v), room_.y, room_.br().y);
+    const int v1 = std::clamp(static_cast<int>(v + reach_v) + 1, room_.y, room_.br().y);
     const float pixel_m2 = 1e-6f / (plan_.fx() * plan_.fy());
     for (int row = v0; row < v1; ++row) {
         const auto* depth = depth_mm_.ptr<std::uint16_t>(row);
@@ -119,8 +119,9 @@ float SecondLook::blocked(const HeadPlace& head) const {
             const int v = static_cast<int>(
                 std::floor((head.y_mm + y) / lens_to_top_mm * plan_.fy() + plan_.cy()));
             if (u < 0 || v < 0 || u >= kDepthWidth || v >= kDepthHeight) continue;
-            const auto z_mm = static_cast<float>(depth_mm_.at<std::uint16_t>(v, u));
             ++looked;
+            if (!room_.contains({u, v})) continue;
+            const auto z_mm = static_cast<float>(depth_mm_.at<std::uint16_t>(v, u));
             hidden += z_mm > 0.0f && z_mm < lens_to_top_mm - kNearer_mm ? 1 : 0;
         }
     }

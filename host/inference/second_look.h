@@ -27,8 +27,10 @@ struct SecondLookResult {
 
 class SecondLook {
   public:
-    // Both must outlive it. `depth_mm`: CV_16U, without holes as far as they could be filled.
-    SecondLook(const PlanView& plan, const cv::Mat& depth_mm) : plan_(plan), depth_mm_(depth_mm) {}
+    // Plan and depth must outlive it. `depth_mm`: CV_16U, without holes as far as they could be
+    // filled; outside `room` it shows nothing of interest.
+    SecondLook(const PlanView& plan, const cv::Mat& depth_mm, const cv::Rect& room)
+        : plan_(plan), depth_mm_(depth_mm), room_(room) {}
 
     // Whoever is expected but was not found is seen again where a surface of the head's height
     // is left for them: all heads that stand together share the surfaces around them. Somebody of
@@ -81,6 +83,7 @@ class SecondLook {
 
     const PlanView& plan_;
     const cv::Mat& depth_mm_;
+    const cv::Rect room_;
 };
 
 }  // namespace host

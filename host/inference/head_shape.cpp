@@ -1,0 +1,214 @@
+// Top, middle and extent of a head from the samples of its surface.
+#include "host/inference/head_shape.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+constexpr float kBodyDepth_mm = 450.0f;  // head and shoulders
+constexpr float kHeadDepth_mm = 150.0f;  // the head alone
+// What fixes the middle of a head: lower down, its far side is out of sight.
+constexpr float kCrownDepth_mm = 40.0f;
+// Around hair that gave no echo only what is lower can tell.
+constexpr float kRimDepth_mm = 80.0f;
+constexpr float kLargeHole_m2 = 0.008f;
+constexpr float kBodyReach_mm = 420.0f;  // what is farther from the head is an arm or a bag
+constexpr float kTopArea_m2 = 0.0015f;   // surface that must reach the top, against lone pixels
+
+// Where a surface lies.
+struct Surface {
+    PlanPoint centre;
+    float long_mm = 0.0f;  // standard deviations along the main axes
+    float short_mm = 0.0f;
+    float area_m2 = 0.0f;
+};
+
+// Sums of weight, first and second moments of a surface.
+class Moments {
+  public:
+    void add(const HeadSample& sample) {
+        const double w = static_cast<double>(sample.area_m2);
+        const double x = static_cast<double>(sample.at.x_mm);
+        const double y = static_cast<double>(sample.at.y_mm);
+        area_ += w;
+        x_ += w * x;
+        y_ += w * y;
+        xx_ += w * x * x;
+        xy_ += w * x * y;
+        yy_ += w * y * y;
+    }
+
+    Surface surface() const {
+        if (area_ <= 0.0) return {};
+        const double x = x_ / area_;
+        const double y = y_ / area_;
+        const double xx = xx_ / area_ - x * x;
+        const double xy = xy_ / area_ - x * y;
+        const double yy = yy_ / area_ - y * y;
+        // Eigenvalues of the symmetric matrix {{xx, xy}, {xy, yy}}.
+        const double mean = 0.5 * (xx + yy);
+        const double split = std::hypot(0.5 * (xx - yy), xy);
+        return {{static_cast<float>(x), static_cast<float>(y)},
+                static_cast<float>(std::sqrt(std::max(mean + split, 0.0))),
+                static_cast<float>(std::sqrt(std::max(mean - split, 0.0))),
+                static_cast<float>(area_)};
+    }
+
+  private:
+    double area_ = 0.0, x_ = 0.0, y_ = 0.0, xx_ = 0.0, xy_ = 0.0, yy_ = 0.0;
+};
+
+// The surfaces of a head down to three depths below its top.
+struct HeadSurfaces {
+    Surface crown, rim, head;
+    float hole_m2 = 0.0f;  // part of the head that gave no echo
+};
+
+// Samples come sorted by falling height.
+HeadSurfaces surfaces_of(const std::vector<HeadSample>& samples, float top_mm) {
+    HeadSurfaces surfaces;
+    Moments moments;
+    auto sample = samples.begin();
+    const auto add_down_to = [&](float lowest_mm) {
+        for (; sample != samples.end() && sample->height_mm >= lowest_mm; ++sample) {
+            moments.add(*sample);
+            if (sample->filled) surfaces.hole_m2 += sample->area_m2;
+        }
+        return moments.surface();
+    };
+    surfaces.crown = add_down_to(top_mm - kCrownDepth_mm);
+    surfaces.rim = add_down_to(top_mm - kRimDepth_mm);
+    surfaces.head = add_down_to(top_mm - kHeadDepth_mm);
+    return surfaces;
+}
+
+// A camera sees more of a head's near side than of its far side. For the topmost `depth_mm` of a
+// paraboloid the mean over the picture lies depth/2 tan(angle of sight) too near to the point below
+// the camera, however curved it is.
+PlanPoint top_of(const PlanPoint& seen, float depth_mm, float camera_to_top_mm) {
+    const float farther = 1.0f + 0.5f * depth_mm / std::max(camera_to_top_mm, depth_mm);
+    return {farther * seen.x_mm, farther * seen.y_mm};
+}
+
+}  // namespace
+
+// A histogram finds the few among which they are; of these the order is looked at.
+std::array<float, 2> Quantiles::of(const std::vector<float>& values, float low, float high) {
+    if (values.empty()) return {};
+    const float per_mm = static_cast<float>(kBins) / (2.0f * reach_);
+    bins_.resize(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i)
+        bins_[i] = static_cast<std::uint8_t>(static_cast<int>((values[i] + reach_) * per_mm));
+    std::array<std::size_t, kBins + 1> counts{};  // the last one is for the reach itself
+    for (const std::uint8_t bin : bins_)
+        ++counts[bin];
+    std::array<std::size_t, 2> ranks{}, chosen{};
+    for (std::size_t q = 0; q < ranks.size(); ++q) {
+        const auto last = static_cast<float>(values.size() - 1);
+        ranks[q] = static_cast<std::size_t>((q == 0 ? low : high) * last);
+        for (; ranks[q] >= counts[chosen[q]]; ++chosen[q])
+            ranks[q] -= counts[chosen[q]];
+        candidates_[q].clear();
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (bins_[i] == chosen[0]) candidates_[0].push_back(values[i]);
+        if (bins_[i] == chosen[1]) candidates_[1].push_back(values[i]);
+    }
+    std::array<float, 2> result{};
+    for (std::size_t q = 0; q < ranks.size(); ++q) {
+        const auto nth = candidates_[q].begin() + static_cast<std::ptrdiff_t>(ranks[q]);
+        std::nth_element(candidates_[q].begin(), nth, candidates_[q].end());
+        result[q] = *nth;
+    }
+    return result;
+}
+
+HeadMeter::HeadMeter() : quantiles_(kBodyReach_mm) {}
+
+// Counts the samples of each depth and returns the robust top.
+float HeadMeter::count_depths(const std::vector<HeadSample>& samples) {
+    const auto [nearest, farthest] = std::minmax_element(
+        samples.begin(), samples.end(),
+        [](const HeadSample& a, const HeadSample& b) { return a.depth_mm < b.depth_mm; });
+    nearest_mm_ = nearest->depth_mm;
+    const auto depths = static_cast<std::size_t>(farthest->depth_mm - nearest_mm_) + 1;
+    counts_.assign(depths, 0);
+    areas_m2_.resize(depths);
+    heights_mm_.resize(depths);
+    for (const HeadSample& sample : samples) {
+        const auto depth = static_cast<std::size_t>(sample.depth_mm - nearest_mm_);
+        ++counts_[depth];
+        areas_m2_[depth] = sample.area_m2;
+        heights_mm_[depth] = sample.height_mm;
+    }
+    float area_m2 = 0.0f;
+    for (std::size_t depth = 0; depth < depths; ++depth) {
+        for (std::uint32_t i = 0; i < counts_[depth]; ++i) {
+            area_m2 += areas_m2_[depth];
+            if (area_m2 >= kTopArea_m2) return heights_mm_[depth];
+        }
+    }
+    return 0.0f;
+}
+
+// Sorts the samples of head and shoulders by falling height; of the same height they stay in order.
+void HeadMeter::sort_body(const std::vector<HeadSample>& samples, float lowest_mm) {
+    std::size_t depths = 0;
+    std::uint32_t total = 0;
+    for (; depths < counts_.size(); ++depths) {
+        if (counts_[depths] > 0 && heights_mm_[depths] < lowest_mm) break;
+        total += std::exchange(counts_[depths], total);  // from here on where its samples go
+    }
+    body_.resize(total);
+    for (const HeadSample& sample : samples) {
+        const auto depth = static_cast<std::size_t>(sample.depth_mm - nearest_mm_);
+        if (depth < depths) body_[counts_[depth]++] = sample;
+    }
+}
+
+// As far as head and shoulders are seen and within reach of the head.
+void HeadMeter::measure_body(HeadShape& shape) {
+    xs_.clear();
+    ys_.clear();
+    for (const HeadSample& sample : body_) {
+        const float dx = sample.at.x_mm - shape.centre.x_mm;
+        const float dy = sample.at.y_mm - shape.centre.y_mm;
+        if (dx * dx + dy * dy > kBodyReach_mm * kBodyReach_mm) continue;
+        shape.body_area_m2 += sample.area_m2;
+        xs_.push_back(dx);
+        ys_.push_back(dy);
+    }
+    const auto [left, right] = quantiles_.of(xs_, 0.02f, 0.98f);
+    const auto [up, down] = quantiles_.of(ys_, 0.02f, 0.98f);
+    shape.left_mm = -left;
+    shape.right_mm = right;
+    shape.up_mm = -up;
+    shape.down_mm = down;
+}
+
+HeadShape HeadMeter::measure(const std::vector<HeadSample>& samples, float camera_mm) {
+    if (samples.empty()) return {};
+    HeadShape shape;
+    shape.top_mm = count_depths(samples);
+    if (shape.top_mm == 0.0f) return shape;
+    sort_body(samples, shape.top_mm - kBodyDepth_mm);
+    const HeadSurfaces seen = surfaces_of(body_, shape.top_mm);
+    shape.head_area_m2 = seen.head.area_m2;
+    shape.head_long_mm = seen.head.long_mm;
+    shape.head_short_mm = seen.head.short_mm;
+    shape.hole_area_m2 = seen.hole_m2;
+    shape.crown_area_m2 = seen.crown.area_m2;
+    const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
+    shape.centre = top_of(rim ? seen.rim.centre : seen.crown.centre,
+                          rim ? kRimDepth_mm : kCrownDepth_mm, camera_mm - shape.top_mm);
+    measure_body(shape);
+    return shape;
+}
+
+}  // namespace host

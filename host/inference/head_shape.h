@@ -1,0 +1,76 @@
+// What is measured on one summit of the height map.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "host/inference/plan_view.h"
+
+namespace host {
+
+// One depth pixel of a summit.
+struct HeadSample {
+    PlanPoint at;
+    float height_mm = 0.0f;
+    float area_m2 = 0.0f;        // horizontal surface that the pixel covers at its depth
+    int cell = 0;                // of the plan view
+    std::uint16_t depth_mm = 0;  // the same for all samples of one height
+    bool filled = false;         // missing in the image, taken from its surroundings
+};
+
+// A summit as it was measured.
+struct HeadShape {
+    PlanPoint centre;            // middle of the head's top
+    float top_mm = 0.0f;         // highest surface above the floor
+    float head_area_m2 = 0.0f;   // visible surface within 0.15 m below the top
+    float head_long_mm = 0.0f;   // standard deviation of that surface along its long axis
+    float head_short_mm = 0.0f;  // and across
+    float crown_area_m2 = 0.0f;  // and within 0.04 m below it
+    float hole_area_m2 = 0.0f;   // part of it that gave no echo
+    float body_area_m2 = 0.0f;   // visible surface within 0.45 m below the top
+    float left_mm = 0.0f;        // reach of head and shoulders from the centre to each side
+    float right_mm = 0.0f;
+    float up_mm = 0.0f;
+    float down_mm = 0.0f;
+};
+
+// Quantiles of values within +-`reach`.
+class Quantiles {
+  public:
+    explicit Quantiles(float reach) : reach_(reach) {}
+    // The values that `low` and `high`, shares of the values, stay below; 0 for none.
+    std::array<float, 2> of(const std::vector<float>& values, float low, float high);
+
+  private:
+    static constexpr std::size_t kBins = 64;
+
+    const float reach_;
+    std::vector<std::uint8_t> bins_;                  // of the values
+    std::array<std::vector<float>, 2> candidates_{};  // that share a bin with the quantiles
+};
+
+// Measures summits, with memory of its own that it keeps.
+class HeadMeter {
+  public:
+    HeadMeter();
+    // Of samples by a camera that hangs `camera_mm` above the floor. What reaches no height with
+    // enough surface has the top 0 and no shape.
+    HeadShape measure(const std::vector<HeadSample>& samples, float camera_mm);
+
+  private:
+    float count_depths(const std::vector<HeadSample>& samples);
+    void sort_body(const std::vector<HeadSample>& samples, float lowest_mm);
+    void measure_body(HeadShape& shape);
+
+    std::uint16_t nearest_mm_ = 0;
+    std::vector<std::uint32_t> counts_;  // of samples at each depth from the nearest one on
+    std::vector<float> areas_m2_;        // of one sample at each
+    std::vector<float> heights_mm_;      // and its height
+    std::vector<HeadSample> body_;       // the topmost samples by falling height
+    std::vector<float> xs_, ys_;
+    Quantiles quantiles_;
+};
+
+}  // namespace host
