@@ -66,7 +66,7 @@ Bus::~Bus() {
     {
         const std::lock_guard lock(queue_mutex_);
         stopping_ = true;
-        queue_changed_.notify_all();
+        queued_.notify_one();
     }
     thread_.join();
 }
@@ -78,28 +78,32 @@ void Bus::send_to_library(int id, const void* payload, std::size_t length) {
         ++refused_;
         return;
     }
-    queue_.push_back({true, id, {}, copy_bytes(payload, length), {}});
-    queue_changed_.notify_all();
+    push({true, id, {}, copy_bytes(payload, length), {}});
 }
 
 void Bus::call(std::function<void()> function) {
     const std::lock_guard lock(queue_mutex_);
-    queue_.push_back({false, 0, {}, {}, std::move(function)});
-    queue_changed_.notify_all();
+    push({false, 0, {}, {}, std::move(function)});
+}
+
+// With the mutex held. A thread that is at work looks for more by itself.
+void Bus::push(Message&& message) {
+    queue_.push_back(std::move(message));
+    if (std::exchange(waiting_, false)) queued_.notify_one();
 }
 
 int Bus::queue_from_library(int id, const void* payload, int length) {
     if (length < 0 || (payload == nullptr && length > 0)) return -1;
-    const FrameStamp stamp = client_.stamp();
+    Message message{
+        false, id, client_.stamp(), copy_bytes(payload, static_cast<std::size_t>(length)), {}};
     const std::lock_guard lock(queue_mutex_);
-    queue_.push_back({false, id, stamp, copy_bytes(payload, static_cast<std::size_t>(length)), {}});
-    queue_changed_.notify_all();
+    push(std::move(message));
     return 0;
 }
 
 void Bus::wait_idle() {
     std::unique_lock lock(queue_mutex_);
-    queue_changed_.wait(lock, [this] { return queue_.empty() && !busy_; });
+    idle_.wait(lock, [this] { return queue_.empty() && !busy_; });
 }
 
 int Bus::undelivered() const {
@@ -129,18 +133,22 @@ int Bus::remove_handlers(const SOCK_REQUEST_S* table, int count) {
 }
 
 void Bus::work() {
+    std::deque<Message> taken;
     std::unique_lock lock(queue_mutex_);
     while (true) {
-        queue_changed_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+        waiting_ = true;
+        queued_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+        waiting_ = false;
         if (queue_.empty()) return;
-        Message message = std::move(queue_.front());
-        queue_.pop_front();
+        taken.swap(queue_);
         busy_ = true;
         lock.unlock();
-        deliver(message);
+        for (Message& message : taken)
+            deliver(message);
+        taken.clear();
         lock.lock();
         busy_ = false;
-        queue_changed_.notify_all();
+        idle_.notify_all();
     }
 }
 

@@ -72,13 +72,16 @@ class Bus {
         std::function<void()> call;  // in place of a message
     };
 
+    void push(Message&& message);
     void work();
     void deliver(Message& message);
 
     BusClient& client_;
     mutable std::mutex queue_mutex_;
-    std::condition_variable queue_changed_;
+    std::condition_variable queued_;
+    std::condition_variable idle_;
     std::deque<Message> queue_;
+    bool waiting_ = false;  // the thread, for something to do
     bool busy_ = false;
     bool stopping_ = false;
     int undelivered_ = 0;
