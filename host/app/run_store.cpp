@@ -1,14 +1,12 @@
-// Which lines and regions a database has, and who is told of what is safe in it.
+// Who is told of what is safe in a run's database.
 #include "host/app/run_store.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "host/app/plan_store.h"
 #include "host/base/text.h"
-#include "host/settings/record_options.h"
-#include "host/sinks/store_sink.h"
 
 namespace host {
 namespace {
@@ -40,24 +38,10 @@ class CommitLog {
 std::unique_ptr<Sink> open_run_store(const RunPlan& plan) {
     const RunOptions& options = plan.options;
     if (options.store.empty()) return nullptr;
-    const SourceInfo& info = plan.source->info();
-    StoreSinkSetup setup;
-    setup.start_us = info.start_us;
-    setup.frames_per_second = info.frames_per_second;
-    setup.regions = plan.regions;
-    setup.names = story_names(plan);
-    StoreSetup& store = setup.writer.store;
-    store.path = options.store;
-    store.device = std::filesystem::path(options.store).stem().string();
-    store.lines = setup.names.lines;
-    store.regions = setup.names.regions;
-    store.settings = recorded_settings_text(options, info);
-    store.author = "vca run";
+    StoreSinkSetup setup = store_setup(plan, options.store);
+    setup.writer.store.author = "vca run";
     const auto log = std::make_shared<CommitLog>(options.store_log);
     setup.writer.committed = [log](const Committed& done) { log->add(done); };
-    setup.writer.told = [](const HealthNote& note) {
-        std::fprintf(stderr, "vca: %s\n", visible(note.text).c_str());
-    };
     return std::make_unique<StoreSink>(setup);
 }
 

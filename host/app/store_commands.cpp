@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "host/app/counts_command.h"
-#include "host/app/exit_status.h"
+#include "host/base/exit_status.h"
 #include "host/base/input_error.h"
 #include "host/base/text.h"
 #include "host/base/utc.h"

@@ -212,6 +212,12 @@ void StoreSink::hand_over() {
     writer_.add(std::exchange(batch_, {}));
 }
 
+void StoreSink::note(const HealthNote& note) {
+    Batch batch;
+    batch.health.push_back(note);
+    writer_.add(std::move(batch));
+}
+
 void StoreSink::finish() {
     for (const Story& story : book_.rest())
         add_story(story);

@@ -41,6 +41,9 @@ class StoreSink final : public Sink {
     // Throws std::runtime_error when something could not be written.
     void finish() override;
 
+    // Any thread.
+    void note(const HealthNote& note);
+
   private:
     std::int64_t time_us(double time_s) const;
     std::string line_name(int line) const;
