@@ -1,10 +1,12 @@
 // From a recording and its labels to the report.
 #include "host/app/audit_command.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 
 #include "host/app/run.h"
 #include "host/base/exit_status.h"
@@ -16,6 +18,7 @@
 #include "host/report/audit_page.h"
 #include "host/report/audit_pictures.h"
 #include "host/report/output_folder.h"
+#include "host/report/report.h"
 #include "host/settings/record_options.h"
 #include "host/sinks/audit_sink.h"
 #include "host/sinks/progress_sink.h"
@@ -25,11 +28,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> line_names(const RunPlan& plan) {
+// Whose counts are compared with labels. A closed line that nobody has labelled has its balance.
+std::vector<std::string> compared_lines(const RunPlan& plan, const Labels& labels) {
+    const auto is_labelled = [&labels](const std::string& name) {
+        const auto of_line = [&name](const auto& label) { return label.line == name; };
+        return std::any_of(labels.crossings.begin(), labels.crossings.end(), of_line) ||
+               std::any_of(labels.intervals.begin(), labels.intervals.end(), of_line);
+    };
     std::vector<std::string> names;
     for (const CountingLine& line : plan.lines)
-        names.push_back(line.name);
+        if (!is_closed(line.points) || is_labelled(line.name)) names.push_back(line.name);
     return names;
+}
+
+std::vector<CountedCrossing> counts_of(const std::vector<CountedCrossing>& all,
+                                       const std::vector<std::string>& lines) {
+    std::vector<CountedCrossing> counts;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(counts), [&](const auto& count) {
+        return std::find(lines.begin(), lines.end(), count.line) != lines.end();
+    });
+    return counts;
 }
 
 AuditedFile audited(const std::string& path) {
@@ -60,6 +78,10 @@ AuditFacts facts_of(const AuditOptions& options, const RunPlan& plan, const Labe
     facts.interval_s = options.interval_s;
     facts.camera = std::to_string(info.sensor.width) + " x " + std::to_string(info.sensor.height) +
                    format_text(" pixels, %.0f pictures a second", info.frames_per_second);
+    if (const auto& tilt = info.camera.levelled) {
+        facts.camera += format_text(", crooked by roll %.1f°, pitch %.1f° and levelled",
+                                    tilt->roll_deg, tilt->pitch_deg);
+    }
     facts.install_height_mm = run.install_height_mm;
     facts.warnings = run.warnings;
     return facts;
@@ -85,7 +107,7 @@ std::string numbers_text(const Audit& audit) {
     return text;
 }
 
-std::string told(const Audit& audit) {
+std::string told(const Audit& audit, const std::vector<Balance>& balances) {
     std::string text = numbers_text(audit) + "  differences         ";
     for (std::size_t i = 0; i < kAuditErrors; ++i) {
         text += (i == 0 ? " " : ", ") + std::to_string(audit.total.kinds[i]) + " " +
@@ -96,7 +118,10 @@ std::string told(const Audit& audit) {
     if (bias.verdict == BiasVerdict::kNotShown && bias.crossings_still_needed > 0)
         text +=
             "; about " + std::to_string(bias.crossings_still_needed) + " more crossings are needed";
-    return text + "\n";
+    text += "\n";
+    for (const Balance& balance : balances)
+        text += balance_row(balance) + "\n";
+    return text;
 }
 
 std::vector<TimedCrossing> crossings_of(const Labels& labels) {
@@ -148,7 +173,8 @@ int audit_command(const AuditOptions& options, const std::atomic<bool>& stop) {
     const Labels labels = read_labels(options.labels);
     RunPlan plan = prepare_run(options.run);
     const SourceInfo& info = plan.source->info();
-    check_labels(labels, line_names(plan), 0.0);
+    const std::vector<std::string> lines = compared_lines(plan, labels);
+    check_labels(labels, lines, 0.0);
     if (options.run.output.empty()) plan.output = "audit/" + info.name;
     settle_height(plan, stop);
     OutputFolder folder(plan.output, {kAuditFile, kAuditPage});
@@ -156,15 +182,16 @@ int audit_command(const AuditOptions& options, const std::atomic<bool>& stop) {
     StandardOutput output("/dev/null");  // what the library prints
     ProgressDisplay display(stderr, {""}, options.run.quiet);
     ProgressSink progress(display, {info.frames_per_second, expected_frames(plan)});
-    AuditSink seen(story_names(plan));
+    AuditSink seen(story_names(plan), balance_setup(plan));
     const RunFacts run_facts = run(plan, {&seen, &progress}, stop);
     output.restore();
     if (run_facts.interrupted)
         throw std::runtime_error("the audit was stopped before the recording ended");
     if (seen.frames().empty()) throw InputError("the recording has no pictures to be audited");
 
-    AuditInput input{line_names(plan),  &labels, seen.counts(), seen.witnesses(), 0.0, 0.0,
-                     options.interval_s};
+    AuditInput input{
+        lines, &labels,           counts_of(seen.counts(), lines), seen.witnesses(), 0.0,
+        0.0,   options.interval_s};
     input.from_s = seen.frames().front().time_s;
     input.end_s = seen.frames().back().time_s + 1.0 / info.frames_per_second;
     check_labels(labels, input.lines, input.end_s);
@@ -172,6 +199,7 @@ int audit_command(const AuditOptions& options, const std::atomic<bool>& stop) {
     AuditFacts facts = facts_of(options, plan, labels, run_facts);
     facts.from_s = input.from_s;
     facts.end_s = input.end_s;
+    facts.balances = seen.balances();
     facts.recorded_us = info.start_us + std::llround(input.from_s * 1e6);
     const auto again = level_source(open_source(plan.options.source), plan.options.tilt);
     again->begin();
@@ -180,7 +208,7 @@ int audit_command(const AuditOptions& options, const std::atomic<bool>& stop) {
     write_audit_json(facts, input, audit, folder.file(kAuditFile));
     write_audit_page(facts, input, audit, folder.file(kAuditPage));
     folder.commit();
-    write_text(stdout, told(audit) + "  report in            " +
+    write_text(stdout, told(audit, facts.balances) + "  report in            " +
                            visible((fs::path(plan.output) / kAuditPage).string()) + "\n");
     const std::vector<std::string> losses = plan.source->losses();
     for (const std::string& loss : losses)

@@ -63,9 +63,11 @@ std::vector<CountingLine> settle_lines(const RunOptions& options, const FrameSou
         const std::string area = given.area_place.empty() ? "its U-turn area" : given.area_place;
         check_inside(line.points, info.user_width, info.user_height, place);
         check_inside(line.uturn_area, info.user_width, info.user_height, area);
+        const auto check_line =
+            is_closed(line.points) ? check_closed_line_points : check_line_points;
         line.points = map_points(source, line.points);
         line.uturn_area = map_points(source, line.uturn_area);
-        check_line_points(line.points, place + kOnThePicture);
+        check_line(line.points, place + kOnThePicture);
         if (!line.uturn_area.empty()) check_area_points(line.uturn_area, area + kOnThePicture);
         lines.push_back(std::move(line));
     }
@@ -419,9 +421,14 @@ double expected_frames(const RunPlan& plan) {
     return frames;
 }
 
+BalanceSetup balance_setup(const RunPlan& plan) {
+    return {plan.lines, story_names(plan), plan.options.source.foot_point,
+            std::round(plan.height_mm.value_or(0.0))};
+}
+
 ScoreSetup score_setup(const RunPlan& plan) {
     const SourceInfo& info = plan.source->info();
-    return {plan.lines, plan.regions, info.frames_per_second, info.has_truth};
+    return {plan.lines, plan.regions, info.frames_per_second, info.has_truth, balance_setup(plan)};
 }
 
 StoryNames story_names(const RunPlan& plan) {
@@ -489,6 +496,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
 
 RunOutcome run_for_scores(RunPlan& plan, const std::vector<Sink*>& more) {
     const std::atomic<bool> never{false};
+    settle_height(plan, never);
     SnapshotSink evidence;
     ScoreSink scores(score_setup(plan), {});
     std::vector<Sink*> sinks{&evidence, &scores};

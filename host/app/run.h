@@ -53,7 +53,8 @@ std::vector<std::string> run_warnings(const RunPlan& plan);
 // What the library adds to everybody's height where its camera hangs so high.
 int height_correction_mm(const RunPlan& plan, double height_mm);
 
-// What a run is scored on.
+// What a run is scored on, once its height is settled.
+BalanceSetup balance_setup(const RunPlan& plan);
 ScoreSetup score_setup(const RunPlan& plan);
 // The names of the lines and regions in stories.
 StoryNames story_names(const RunPlan& plan);

@@ -82,7 +82,7 @@ struct Fields {
     }
     void operator()(const CountLeftOut& e) const {
         (*this)(e.count);
-        out["late"] = true;
+        if (e.why != LeftOut::kCorner) out["late"] = true;
         out["left_out"] = true;
     }
     void operator()(const GroupCounted& e) const {

@@ -42,8 +42,17 @@ std::vector<ReportedBox> boxes_of(const DET_OBJ_S* objs, std::int32_t count) {
 
 ShownTrack to_shown(const SHOW_OBJ_S& o) {
     const int points = std::min<int>(o.trailNum, VCA_SHOW_TRAIL_MAX);
-    return {static_cast<int>(o.trackId), o.x,      o.y,      o.w,    o.h, o.class_id,
-            {o.trail, o.trail + points}, o.height, o.gender, o.staff};
+    return {static_cast<int>(o.trackId),
+            o.x,
+            o.y,
+            o.w,
+            o.h,
+            o.class_id,
+            {o.trail, o.trail + points},
+            o.height,
+            o.gender,
+            o.staff,
+            o.crossDist / 2.0};
 }
 
 // The wire carries the number of the track in the first word of its box.

@@ -59,9 +59,10 @@ enum class LeftOut {
     kNot,
     kWentBack,  // the track ended before the line again
     kUnseen,    // crossed the line after the last frame
+    kCorner,    // along a closed line: to the side where the person was already, or was not
 };
 
-// A late count that the settings leave out.
+// A count that is left out of the results.
 struct CountLeftOut {
     PersonCounted count;  // with `at_end` if the person went back
     int list = 0;         // VCA_LIST_E
@@ -120,6 +121,7 @@ struct ShownTrack {
     std::uint32_t height_mm = 0;
     int gender = 0;
     int staff = 0;
+    double crossing_px = 0.0;  // past a counting line before a crossing counts
 };
 
 // The tracks of one frame, to be drawn over the picture: message 6069, or 6090 with the trails of

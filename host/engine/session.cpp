@@ -60,6 +60,7 @@ PixelBox as_detected(const IOU_TRK_OBJ_S& object, double factor) {
 Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
     : setup_(setup),
       late_counts_(setup_.config, setup_.late_counts),
+      closed_lines_(setup_.config),
       pool_(kPoolSlots),
       sinks_(std::move(sinks)),
       clock_us_(kSceneStart_us) {
@@ -279,6 +280,7 @@ void Session::tell_frame(std::int64_t number, const Notes& notes) {
 
 void Session::on_event(Event event) {
     late_counts_.check(event);
+    if (setup_.late_counts == LateCounts::kDrop) closed_lines_.check(event);
     tell([&event](Sink& sink) { sink.on_event(event); });
     if (std::holds_alternative<ConfigRequest>(event.payload)) {
         bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);

@@ -15,6 +15,7 @@
 
 #include "host/depth/sensor.h"
 #include "host/engine/bus.h"
+#include "host/engine/closed_lines.h"
 #include "host/engine/late_counts.h"
 #include "host/engine/pace.h"
 #include "host/engine/sink.h"
@@ -138,6 +139,7 @@ class Session : private BusClient, private PassObserver {
 
     const SessionSetup setup_;
     LateCountFilter late_counts_;
+    ClosedLineFilter closed_lines_;
     FramePool pool_;
     int correction_mm_ = 0;  // of heights, which the library adds and an exact sensor does not need
     std::unique_ptr<Bus> bus_;

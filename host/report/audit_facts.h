@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/score/audit.h"
+#include "host/score/balance.h"
 
 namespace host {
 
@@ -39,6 +40,7 @@ struct AuditFacts {
     std::string camera;
     double install_height_mm = 0.0;
     std::vector<std::string> warnings;
+    std::vector<Balance> balances;        // of the closed lines
     std::map<std::size_t, Strip> strips;  // by mismatch
 };
 

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "host/base/utc.h"
+#include "host/report/balance_json.h"
 
 namespace host {
 namespace {
@@ -115,6 +116,8 @@ void write_audit_json(const AuditFacts& facts, const AuditInput& input, const Au
     root["lines"] = Json::array();
     for (const AuditRow& row : audit.rows)
         root["lines"].push_back(row_json(row, !facts.by_interval));
+    for (const Balance& balance : facts.balances)
+        root["balances"].push_back(balance_json(balance));
     root["mismatches"] = Json::array();
     for (const Mismatch& mismatch : audit.mismatches)
         root["mismatches"].push_back(mismatch_json(mismatch, input));

@@ -36,7 +36,7 @@ figure.now img{outline:3px solid var(--bad);outline-offset:-3px}
 pre{white-space:pre-wrap;overflow-wrap:anywhere;background:var(--wash);padding:10px 12px;font:12px/1.45 ui-monospace,"DejaVu Sans Mono",monospace}
 @media(max-width:620px){body{padding:16px 12px 32px}dl{grid-template-columns:1fr;gap:0}dd{margin-bottom:8px}.strip{grid-template-columns:repeat(3,1fr)}}
 @media print{@page{size:A4;margin:14mm}body{max-width:none;padding:0;font-size:10.5pt}th,td{padding:3px 5px;font-size:9pt}
-.wide{overflow:visible}h2,h3{break-after:avoid}tr,svg,.verdict{break-inside:avoid}*{-webkit-print-color-adjust:exact;print-color-adjust:exact}}
+.wide{overflow:visible}h2,h3{break-after:avoid}tr,li,svg,.verdict{break-inside:avoid}*{-webkit-print-color-adjust:exact;print-color-adjust:exact}}
 )";
 
 // Also what a name in a recording may hold.
@@ -137,13 +137,24 @@ std::string verdict_sentence(const BiasTest& test) {
            " in all.";
 }
 
+std::string title_of(const std::vector<AuditedFile>& recordings) {
+    const std::string title = "Audit of " + safe(recordings.front().name);
+    const auto more = std::ssize(recordings) - 1;
+    return more == 0 ? title : title + " and " + of_many(more, "more recording");
+}
+
+// As minutes, or as seconds when there are less than 60.
+std::string length_text(double length_s) {
+    return length_s < 60.0 ? format_text("%.1f s", length_s) : clock(length_s) + " min";
+}
+
 class Page {
   public:
     Page(const AuditFacts& facts, const AuditInput& input, const Audit& audit)
         : facts_(facts), input_(input), audit_(audit) {}
 
     std::string text() {
-        const std::string title = "Audit of " + safe(facts_.recordings.front().name);
+        const std::string title = title_of(facts_.recordings);
         out_ =
             "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
             "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">"
@@ -159,6 +170,7 @@ class Page {
         add_rules();
         add_dates();
         add_result();
+        add_balances();
         if (!facts_.by_interval) {
             add_timeline();
             add_cases();
@@ -220,7 +232,7 @@ class Page {
     void add_sample() {
         heading("Sample");
         terms({{"length",
-                clock(facts_.end_s - facts_.from_s) + " min, " + of_many(facts_.frames, "frame")},
+                length_text(facts_.end_s - facts_.from_s) + ", " + of_many(facts_.frames, "frame")},
                {"crossings seen", std::to_string(audit_.total.errors.manual)},
                {"crossings counted", std::to_string(audit_.total.errors.counted)},
                {"intervals", facts_.by_interval
@@ -319,6 +331,39 @@ class Page {
         out_ += "</tbody></table></div>\n";
     }
 
+    void add_balances() {
+        if (facts_.balances.empty()) return;
+        heading("Balance of closed lines");
+        out_ +=
+            "<p class=\"soft\">Who came in less who went out, with those who appeared and vanished "
+            "inside, has to be who stands inside: at the end, and in each frame in which nobody "
+            "stands on the line.</p>\n"
+            "<div class=\"wide\"><table><thead><tr><th>line</th><th>came in</th><th>went out</th>"
+            "<th>appeared<br>inside</th><th>vanished<br>inside</th><th>inside at the<br>end, by "
+            "counts</th><th>by feet</th><th>frames<br>checked</th><th>of these<br>off</th></tr>"
+            "</thead><tbody>\n";
+        for (const Balance& b : facts_.balances) {
+            out_ += "<tr><td>" + safe(b.line) + "</td>";
+            for (const std::int64_t number :
+                 {b.entries, b.exits, b.appeared, b.vanished, b.inside + b.difference(), b.inside,
+                  b.checks, b.checks_off})
+                out_ += "<td>" + std::to_string(number) + "</td>";
+            out_ += "</tr>\n";
+        }
+        out_ += "</tbody></table></div>\n";
+        for (const Balance& b : facts_.balances) {
+            if (b.is_exact()) {
+                out_ += "<p>Line " + safe(b.line) + ": exact.</p>\n";
+                continue;
+            }
+            out_ += "<p>Line " + safe(b.line) + ": " + of_many(b.fault_count, "violation") +
+                    ".</p><ul>";
+            for (const BalanceFault& fault : b.faults)
+                out_ += "<li>" + safe(fault_text(fault)) + ".</li>";
+            out_ += "</ul>\n";
+        }
+    }
+
     // One row of the timeline: labels above a rule, counts below.
     using Place = std::pair<std::string, int>;
 
@@ -401,7 +446,8 @@ class Page {
         out_ +=
             "<p class=\"soft\">Depth as the camera measured it: bright is near, nobody can be "
             "recognised. White: the person in question with the path of the last 3 s; grey: "
-            "others who were followed.</p>\n";
+            "others who were followed. Lines bear their names. Below each picture stand the "
+            "seconds before or after the moment itself, which is framed in red.</p>\n";
         for (std::size_t i = 0; i < audit_.mismatches.size(); ++i)
             add_case(i);
     }

@@ -1,6 +1,7 @@
 // Layout of the summary and of the list of scenes.
 #include "host/report/report.h"
 
+#include <algorithm>
 #include <array>
 
 #include "host/base/text.h"
@@ -42,6 +43,22 @@ void print_counts(std::string& out, const RunFacts& facts, const Scores& scores)
             "  left out: %lld counted late, on people who had gone back or were not seen any "
             "more\n",
             static_cast<long long>(scores.late_crossings));
+    if (scores.corner_crossings > 0)
+        out += format_text(
+            "  left out: %lld counted along a closed line, to a side where the person was already, "
+            "or was not\n",
+            static_cast<long long>(scores.corner_crossings));
+}
+
+void print_balances(std::string& out, const Scores& scores) {
+    constexpr std::size_t kMostPrinted = 10;
+    for (const Balance& balance : scores.balances) {
+        out += balance_row(balance) + "\n";
+        for (std::size_t i = 0; i < std::min(balance.faults.size(), kMostPrinted); ++i)
+            out += "    " + visible(fault_text(balance.faults[i])) + "\n";
+        const auto more = balance.fault_count - static_cast<std::int64_t>(kMostPrinted);
+        if (more > 0) out += "    and " + std::to_string(more) + " more, see summary.json\n";
+    }
 }
 
 void print_regions(std::string& out, const RunFacts& facts, const Scores& scores) {
@@ -157,6 +174,16 @@ void print_times(std::string& out, const RunFacts& facts) {
 
 }  // namespace
 
+std::string balance_row(const Balance& balance) {
+    std::string text = "  inside " + visible(balance.line);
+    text.resize(std::max<std::size_t>(text.size() + 2, 23), ' ');
+    text += balance_text(balance);
+    if (balance.is_exact()) return text + ": exact";
+    return text + ": off by " + format_text("%+lld", static_cast<long long>(balance.difference())) +
+           format_text(", %lld times somebody was not where the counts had them",
+                       static_cast<long long>(balance.fault_count));
+}
+
 std::string summary_text(const RunFacts& facts, const Scores& scores, const Evidence& evidence) {
     std::string out;
     out += facts.source.name + ": " + facts.source.description + "\n";
@@ -178,6 +205,7 @@ std::string summary_text(const RunFacts& facts, const Scores& scores, const Evid
     out += "\n";
     for (const std::string& missing : facts.missing)
         out += "  missing: " + missing + "\n";
+    print_balances(out, scores);
     print_groups(out, scores.groups);
     print_staff(out, facts, scores);
     print_places(out, facts, scores, evidence);

@@ -13,6 +13,9 @@ std::string summary_text(const RunFacts& facts, const Scores& scores, const Evid
 // The built-in scenes, one line each.
 std::string scenes_text();
 
+// The balance of a closed line, without the line break.
+std::string balance_row(const Balance& balance);
+
 // One sentence on what the analysis did not give back; empty when nothing is left over.
 std::string left_over_text(const LeftOver& left);
 

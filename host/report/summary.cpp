@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "host/base/version.h"
+#include "host/report/balance_json.h"
 
 namespace host {
 namespace {
@@ -266,6 +267,11 @@ void write_summary(const RunFacts& facts, const Scores& scores, const Evidence& 
     root["lines"] = lines_json(facts, scores);
     root["totals"] = totals_json(facts, scores);
     root["totals"]["left_out_late"] = scores.late_crossings;
+    if (!scores.balances.empty()) {
+        root["totals"]["left_out_along_closed_lines"] = scores.corner_crossings;
+        for (const Balance& balance : scores.balances)
+            root["balances"].push_back(balance_json(balance));
+    }
     root["regions"] = regions_json(facts, scores);
     if (facts.source.has_truth && !facts.regions.empty()) {
         root["stay_time"] = stay_time_json(scores.stays);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/engine/events.h"
+#include "host/score/balance.h"
 #include "host/score/metrics.h"
 #include "host/score/region_meter.h"
 #include "host/score/samples.h"
@@ -50,7 +51,9 @@ struct Scores {
     std::array<DirectionCount, 2> totals{};             // all lines
     std::int64_t crossings = 0;
     std::int64_t staff_crossings = 0;
-    std::int64_t late_crossings = 0;  // left out of all the others
+    std::int64_t late_crossings = 0;    // left out of all the others
+    std::int64_t corner_crossings = 0;  // likewise, along closed lines
+    std::vector<Balance> balances;      // of the closed lines
     GroupCount groups;
     std::int64_t tracks = 0;   // different ids reported
     Samples heights_mm;        // measured, of counted persons

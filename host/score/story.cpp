@@ -138,6 +138,8 @@ const char* left_out_clause(LeftOut why) {
             return "left out, having gone back: ";
         case LeftOut::kUnseen:
             return "left out, after the last frame: ";
+        case LeftOut::kCorner:
+            return "left out, along a closed line to a side that the person did not come to: ";
         default:
             return "";
     }
@@ -177,6 +179,11 @@ std::string uncounted_clause(const LineOutcome& outcome, const std::string& line
     if (outcome.why_left_out == LeftOut::kUnseen) {
         return "was near line " + line + " when the source ended, so that a count in direction " +
                std::to_string(outcome.left_out->detail) + " after its last frame was left out";
+    }
+    if (outcome.why_left_out == LeftOut::kCorner) {
+        return "went along closed line " + line + ", so that a count in direction " +
+               std::to_string(outcome.left_out->detail) +
+               ", to a side they did not come to, was left out";
     }
     if (outcome.left_out != nullptr) {
         return "touched line " + line + " and went back, so that a count in direction " +

@@ -29,6 +29,7 @@ constexpr const char* kPoints = "points";
 constexpr const char* kUturn = "uturn";
 constexpr const char* kArea = "area";
 constexpr const char* kFlip = "flip";
+constexpr const char* kClosed = "closed";
 constexpr const char* kEnabled = "enabled";
 constexpr const char* kMin = "min";
 constexpr const char* kMax = "max";
@@ -103,6 +104,7 @@ class InstallationReader {
         PlacedLine given({}, table.place("the line"));
         CountingLine& line = given.value;
         line.name = "line " + std::to_string(options_.lines.size() + 1);
+        bool closed = false;
         table.read_keys({{kName, [&line](Value value) { line.name = name(value); }},
                          {kPoints,
                           [&](Value value) {
@@ -116,8 +118,9 @@ class InstallationReader {
                               given.area_place = value.place("the area");
                               check_area_points(line.uturn_area, given.area_place);
                           }},
-                         {kFlip, [&line](Value value) { line.flip = value.flag(); }}});
-        check_line_points(line.points, given.place);
+                         {kFlip, [&line](Value value) { line.flip = value.flag(); }},
+                         {kClosed, [&closed](Value value) { closed = value.flag(); }}});
+        (closed ? check_closed_line_points : check_line_points)(line.points, given.place);
         if (!line.uturn_area.empty() && !line.uturn_filter) {
             throw InputError(given.area_place +
                              " is only used with uturn = true; add that to the line");
@@ -279,6 +282,7 @@ class InstallationWriter {
         if (line.uturn_filter) add(kUturn, "true");
         if (!line.uturn_area.empty()) add(kArea, in_brackets(line.uturn_area));
         if (line.flip) add(kFlip, "true");
+        if (is_closed(line.points)) add(kClosed, "true");
     }
 
     static std::string tilt_text(const TiltSetting& tilt) {

@@ -54,6 +54,10 @@ std::string point_text(const PicturePoint& point) {
     return plain_number(point.x) + ',' + plain_number(point.y);
 }
 
+bool is_closed(const std::vector<PicturePoint>& line) {
+    return line.size() > 2 && same_point(line.front(), line.back());
+}
+
 void check_line_points(const std::vector<PicturePoint>& points, const std::string& place) {
     if (points.size() < 2 || points.size() > kMaxLinePoints) {
         throw InputError(place + count_text(points.size()) + "; a counting line needs 2 to 5");
@@ -66,9 +70,34 @@ void check_line_points(const std::vector<PicturePoint>& points, const std::strin
         for (std::size_t j = 0; j + 1 < i; ++j) {
             if (!same_point(points[j], points[i])) continue;
             throw InputError(place + " returns to the point " + point_text(points[i]) +
-                             "; a line must not pass a point twice");
+                             "; a line must not pass a point twice, unless it is a closed line");
         }
     }
+}
+
+void check_closed_line_points(const std::vector<PicturePoint>& points, const std::string& place) {
+    if (points.size() != kMaxLinePoints || !is_closed(points)) {
+        throw InputError(place + count_text(points.size()) +
+                         (is_closed(points) ? "" : " and does not end where it begins") +
+                         "; a closed line has four corners and the first point again as the last");
+    }
+    const std::vector<PicturePoint> corners(points.begin(), points.end() - 1);
+    check_line_points(corners, place);
+    const std::size_t n = corners.size();
+    std::size_t left_turns = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const double bend = turn(corners[i], corners[(i + 1) % n], corners[(i + 2) % n]);
+        if (std::abs(bend) < kSmallestArea_px2) {
+            throw InputError(place + " does not bend at " + point_text(corners[(i + 1) % n]) +
+                             "; a closed line needs four corners that stick out");
+        }
+        left_turns += bend < 0.0 ? 1 : 0;
+    }
+    if (left_turns == 0 || left_turns == n) return;
+    throw InputError(place +
+                     (left_turns == 2 ? " crosses itself" : " has a corner that points inwards") +
+                     "; give the four corners in the order in which somebody who walks around "
+                     "the area passes them, each of them sticking out");
 }
 
 void check_polygon(const std::vector<PicturePoint>& points, const std::string& place,

@@ -19,8 +19,13 @@ inline constexpr std::size_t kMaxExclusions = 4;
 // "x,y" as a person would write it.
 std::string point_text(const PicturePoint& point);
 
+// Whether the line goes around an area: its last point is its first again.
+bool is_closed(const std::vector<PicturePoint>& line);
+
 // Each check throws an InputError that begins with `place`.
 void check_line_points(const std::vector<PicturePoint>& points, const std::string& place);
+// Four corners and the first point again as the last; convex, and nowhere crossing itself.
+void check_closed_line_points(const std::vector<PicturePoint>& points, const std::string& place);
 // `what` is the polygon with its article, such as "a U-turn area".
 void check_polygon(const std::vector<PicturePoint>& points, const std::string& place,
                    const std::string& what);

@@ -103,7 +103,7 @@ std::vector<std::string> place_warnings(const CountedPlaces& places) {
     for (const CountingLine& line : places.lines) {
         if (line.points.empty()) continue;
         const std::string name = "the line \"" + line.name + "\"";
-        if (crosses_itself(line.points, false))
+        if (!is_closed(line.points) && crosses_itself(line.points, false))
             warnings.push_back(
                 name + " crosses itself; anyone who walks over both parts is counted twice");
         if (length_of(line.points) < kHalfPerson_px)

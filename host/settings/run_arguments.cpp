@@ -378,6 +378,7 @@ void check_sources(const CLI::App& run, RunArguments::Output output, const std::
 }
 
 constexpr const char* kRecordings = "--recording";
+constexpr const char* kClosedLine = "--closed-line";
 constexpr int kMostRecordings = 100000;
 
 }  // namespace
@@ -414,14 +415,24 @@ PlacedLine& PlaceArguments::line_before(const std::string& option) {
     return lines_.back();
 }
 
-void PlaceArguments::add_line(const std::string& text) {
-    PlacedLine line({}, "--line \"" + text + "\"");
+void PlaceArguments::add_points(const std::string& option, const std::string& text,
+                                void (*check)(const std::vector<PicturePoint>&,
+                                              const std::string&)) {
+    PlacedLine line({}, option + " \"" + text + "\"");
     line.value.name = "line " + std::to_string(lines_.size() + 1);
     line.value.points = parse_points(text, line.place);
-    check_line_points(line.value.points, line.place);
+    check(line.value.points, line.place);
     lines_.push_back(std::move(line));
     last_ = Kind::kLine;
     of_last_.clear();
+}
+
+void PlaceArguments::add_line(const std::string& text) {
+    add_points("--line", text, check_line_points);
+}
+
+void PlaceArguments::add_closed_line(const std::string& text) {
+    add_points(kClosedLine, text, check_closed_line_points);
 }
 
 void PlaceArguments::add_region(const std::string& text) {
@@ -484,6 +495,9 @@ void PlaceArguments::add_options(CLI::App& run) {
     };
     add("--line", "\"X,Y X,Y ...\"", &PlaceArguments::add_line,
         "Counting line, 2 to 5 points; up to 4 lines");
+    add(kClosedLine, "\"X,Y X,Y X,Y X,Y X,Y\"", &PlaceArguments::add_closed_line,
+        "Counting line around an area: its four corners and the first point again; who is inside "
+        "must then agree with the counts");
     add("--name", "TEXT", &PlaceArguments::add_name, "Name of the line or region");
     add("--uturn", std::string(kPointsOfPolygon) + "|none", &PlaceArguments::add_uturn,
         "Do not count people who turn back within this area of 3 to 10 points, or \"none\" for "

@@ -31,10 +31,13 @@ class PlaceArguments {
     enum class Kind { kNone, kLine, kRegion, kExclusion };
 
     void add_line(const std::string& text);
+    void add_closed_line(const std::string& text);
     void add_region(const std::string& text);
     void add_exclusion(const std::string& text);
     void add_name(const std::string& text);
     void add_uturn(const std::string& text);
+    void add_points(const std::string& option, const std::string& text,
+                    void (*check)(const std::vector<PicturePoint>&, const std::string&));
     PlacedLine& line_before(const std::string& option);
     void check_once(const std::string& option, const std::string& place);
 

@@ -6,6 +6,7 @@ namespace host {
 void AuditSink::on_event(const Event& event) {
     for (const Story& story : book_.add(event))
         witnesses_.push_back(witness_of(story, names_));
+    balance_.add(event);
     const auto* const counted = std::get_if<PersonCounted>(&event.payload);
     if (counted == nullptr) return;
     const ReportedBox& box = counted->box;
@@ -17,12 +18,14 @@ void AuditSink::on_event(const Event& event) {
 }
 
 void AuditSink::end_frame(const PassReport& report) {
+    balance_.end_frame(report);
     if (!report.blank) frames_.push_back({report.time_s, report.tracks});
 }
 
 void AuditSink::finish() {
     for (const Story& story : book_.rest())
         witnesses_.push_back(witness_of(story, names_));
+    balance_.finish();
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 
 #include "host/engine/sink.h"
 #include "host/score/audit.h"
+#include "host/score/balance.h"
 #include "host/score/story.h"
 
 namespace host {
@@ -18,7 +19,8 @@ struct SeenFrame {
 // Grows with the recording: about 100 bytes a frame.
 class AuditSink final : public Sink {
   public:
-    explicit AuditSink(StoryNames names) : names_(std::move(names)) {}
+    AuditSink(StoryNames names, const BalanceSetup& balance)
+        : names_(std::move(names)), balance_(balance) {}
 
     void on_event(const Event& event) override;
     void end_frame(const PassReport& report) override;
@@ -28,10 +30,12 @@ class AuditSink final : public Sink {
     const std::vector<CountedCrossing>& counts() const { return counts_; }
     const std::vector<Witness>& witnesses() const { return witnesses_; }
     const std::vector<SeenFrame>& frames() const { return frames_; }
+    const std::vector<Balance>& balances() const { return balance_.balances(); }
 
   private:
     StoryNames names_;
     StoryBook book_;
+    BalanceMeter balance_;
     std::vector<CountedCrossing> counts_;
     std::vector<Witness> witnesses_;
     std::vector<SeenFrame> frames_;

@@ -30,7 +30,8 @@ ScoreSink::ScoreSink(const ScoreSetup& setup, const ScoreTables& tables)
       identities_(2 * memory_frames_),
       regions_(setup.regions),
       stays_(setup.regions, setup.frames_per_second, setup.has_truth, memory_frames_),
-      staff_(memory_frames_) {
+      staff_(memory_frames_),
+      balance_(setup.balance) {
     scores_.counts.resize(setup.lines.size());
 }
 
@@ -41,10 +42,11 @@ void ScoreSink::on_frame(const FrameView& frame) {
 }
 
 void ScoreSink::on_event(const Event& event) {
+    balance_.add(event);
     if (std::holds_alternative<PersonCounted>(event.payload)) {
         counted_.push_back(event);
-    } else if (std::holds_alternative<CountLeftOut>(event.payload)) {
-        ++scores_.late_crossings;
+    } else if (const auto* left_out = std::get_if<CountLeftOut>(&event.payload)) {
+        ++(left_out->why == LeftOut::kCorner ? scores_.corner_crossings : scores_.late_crossings);
     } else if (const auto* group = std::get_if<GroupCounted>(&event.payload)) {
         ++scores_.groups.groups;
         scores_.groups.members += group->members;
@@ -57,6 +59,7 @@ void ScoreSink::on_event(const Event& event) {
 }
 
 void ScoreSink::end_frame(const PassReport& report) {
+    balance_.end_frame(report);
     count_tracks(report);
     if (!report.blank) {
         if (setup_.has_truth) {
@@ -161,6 +164,8 @@ void ScoreSink::finish() {
     for (const Event& event : std::exchange(counted_, {}))
         count(event, std::get<PersonCounted>(event.payload));
     write_places(true);
+    balance_.finish();
+    scores_.balances = balance_.balances();
     std::vector<Occupancy> regions = regions_.occupancy();
     for (std::size_t r = 0; r < regions.size() && r < scores_.regions.size(); ++r)
         regions[r].stays = scores_.regions[r].stays;

@@ -8,6 +8,7 @@
 
 #include "host/base/csv_file.h"
 #include "host/engine/sink.h"
+#include "host/score/balance.h"
 #include "host/score/identities.h"
 #include "host/score/scores.h"
 #include "host/score/stay_meter.h"
@@ -20,6 +21,7 @@ struct ScoreSetup {
     std::vector<CountingRegion> regions;  // likewise
     double frames_per_second = 15.0;
     bool has_truth = false;
+    BalanceSetup balance{};  // of closed lines
 };
 
 // Where the tables go; one with an empty path is not written.
@@ -65,6 +67,7 @@ class ScoreSink final : public Sink {
     RegionMeter regions_;
     StayMeter stays_;
     StaffMeter staff_;
+    BalanceMeter balance_;
     std::map<int, std::int64_t> track_seen_;  // frame in which each track was last reported
 
     std::vector<TruePerson> people_;  // of the current frame

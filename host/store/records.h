@@ -23,7 +23,7 @@ inline constexpr std::size_t kPersonKinds = 3;
 
 enum class EventKind {
     kCrossing,         // one person
-    kCrossingLeftOut,  // a late count that the settings leave out
+    kCrossingLeftOut,  // one that is left out
     kGroup,            // people who crossed together, each of them also a crossing
     kStay,             // somebody left a region
     kSettings,         // others than before are in force

@@ -104,6 +104,10 @@ TEST(SettingsText, ReadsBackAsTheSame) {
     line.uturn_area = {{0.0, 0.0}, {900.0, 0.0}, {900.0, 500.0}, {0.0, 500.0}};
     line.flip = true;
     options.lines.emplace_back(line);
+    host::CountingLine ring;
+    ring.name = "hall";
+    ring.points = {{10.0, 10.0}, {90.0, 10.0}, {90.0, 90.0}, {10.0, 90.0}, {10.0, 10.0}};
+    options.lines.emplace_back(ring);
     options.regions.emplace_back(
         host::CountingRegion{"till", {{0.5, 0.25}, {100.0, 0.0}, {100.0, 100.0}}});
     options.exclusions.emplace_back(
@@ -121,7 +125,7 @@ TEST(SettingsText, ReadsBackAsTheSame) {
     host::RunOptions back;
     host::parse_config(host::config_text(options), "text", back);
     EXPECT_EQ(host::config_text(back), host::config_text(options));
-    ASSERT_EQ(back.lines.size(), 1u);
+    ASSERT_EQ(back.lines.size(), 2u);
     EXPECT_EQ(back.lines[0].value.name, line.name);
     EXPECT_EQ(back.lines[0].value.points[0].x, 1.0 / 3.0);
     EXPECT_TRUE(back.lines[0].value.flip);

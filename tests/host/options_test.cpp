@@ -362,6 +362,28 @@ TEST(CommandLine, TakesEachOptionOnceAndWithAValue) {
     EXPECT_EQ(error_of({"--line", line, "--name", "a", "--line", "1,1 8,9", "--name", "b"}), "");
 }
 
+TEST(CommandLine, AClosedLineHasFourCornersThatStickOut) {
+    const auto closed = [](const char* points) { return error_of({"--closed-line", points}); };
+    const host::RunOptions options =
+        run_options({"--closed-line", "10,10 90,12 88,90 9,91 10,10", "--name", "hall"});
+    ASSERT_EQ(options.lines.size(), 1u);
+    EXPECT_EQ(options.lines[0].value.name, "hall");
+    EXPECT_TRUE(host::is_closed(options.lines[0].value.points));
+    EXPECT_EQ(closed("10,10 10,90 90,90 90,10 10,10"), "") << "either way round";
+    EXPECT_EQ(closed("10,10 90,10 90,90 10,90"),
+              "--closed-line \"10,10 90,10 90,90 10,90\" has 4 points and does not end where it "
+              "begins; a closed line has four corners and the first point again as the last");
+    EXPECT_THAT(closed("10,10 90,10 90,90 10,90 10,20"), HasSubstr("does not end where it begins"));
+    EXPECT_THAT(closed("10,10 90,10 90,90 10,10"), HasSubstr("has 4 points; a closed line"));
+    EXPECT_THAT(closed("10,10 90,10 90,90 50,95 10,90 10,10"), HasSubstr("has 6 points; a closed"));
+    EXPECT_THAT(closed("10,10 90,90 90,10 10,90 10,10"), HasSubstr("crosses itself; give"));
+    EXPECT_THAT(closed("10,10 90,10 30,30 10,90 10,10"), HasSubstr("a corner that points inwards"));
+    EXPECT_THAT(closed("10,10 50,10 90,10 90,90 10,10"), HasSubstr("does not bend at 50,10"));
+    EXPECT_THAT(closed("10,10 90,10 10,10 90,90 10,10"), HasSubstr("returns to the point 10,10"));
+    EXPECT_THAT(error_of({"--line", "10,10 90,10 90,90 10,90 10,10"}),
+                HasSubstr("unless it is a closed line"));
+}
+
 TEST(CommandLine, ChecksTheShapeOfLinesAndAreas) {
     EXPECT_THAT(error_of({"--line", "1,1 9,9 1.2,1"}), HasSubstr("returns to the point 1.2,1"));
     const char* line = "10,10 90,90";
@@ -547,6 +569,10 @@ TEST_F(ConfigFile, NamesFileLineAndRemedy) {
     EXPECT_THAT(error_in("[[line]]\npoints = [[1, 2], [3, 4]]\narea = [[1, 1], [2, 2], [3, 1]]"),
                 HasSubstr("uturn = true"));
     EXPECT_THAT(error_in("line = 3"), HasSubstr("[[line]]"));
+    EXPECT_THAT(error_in("[[line]]\nclosed = true\npoints = [[1, 2], [30, 4]]"),
+                AllOf(HasSubstr("line 3"), HasSubstr("four corners and the first point again")));
+    EXPECT_THAT(error_in("[[line]]\npoints = [[10, 10], [90, 10], [90, 90], [10, 90], [10, 10]]"),
+                HasSubstr("unless it is a closed line"));
     EXPECT_THAT(error_in("height_mm = -3"), HasSubstr("1500 to 15000"));
     EXPECT_THAT(error_in("target_height_mm = 5"), HasSubstr("[lowest, highest]"));
     EXPECT_THAT(error_in("group = 5"), HasSubstr("[group]"));
