@@ -11,7 +11,8 @@ cd "$(dirname "$0")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$vca" record --quiet --folder "$walk" --camera host/examples/tof_512x424.toml \
-    --line "256,0 256,423" --name door --line "40,212 471,212" --name aisle --output "$work/walk"
+    --line "256,0 256,423" --name door --line "40,212 471,212" --name aisle \
+    --closed-line "136,112 376,112 376,312 136,312 136,112" --name square --output "$work/walk"
 "$vca" audit "$work"/walk/*.mkv --quiet --labels docs/walk_labels.csv --output "$work/audit"
 # A sandbox of its own is refused to root.
 options=()
