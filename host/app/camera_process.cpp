@@ -53,8 +53,8 @@ StoreSinkSetup store_of(const ServiceFile& file, const ServiceCamera& camera, co
 // The process before this one ended by itself.
 void note_end(const CameraBegin& begun, StoreSink& store) {
     if (begun.ended_us == 0) return;
-    store.note({begun.ended_us, HealthLevel::kFailed, kEnded, begun.ended_why});
-    store.note({utc_now_us(), HealthLevel::kOk, kEnded, "the camera counts again"});
+    store.add_health({begun.ended_us, HealthLevel::kFailed, kEnded, begun.ended_why});
+    store.add_health({utc_now_us(), HealthLevel::kOk, kEnded, "the camera counts again"});
 }
 
 }  // namespace
@@ -68,14 +68,17 @@ int camera_process(const std::atomic<bool>& stop) {
     const StandardOutput nowhere("/dev/null");  // for what the library prints
     RunPlan plan = plan_of(camera, stop);
     settle_height(plan, stop);
-    StoreSink store(store_of(file, camera, plan, link));
+    const StoreSinkSetup setup = store_of(file, camera, plan, link);
+    StoreSink store(setup);
+    CameraHealth health(health_setup(plan, setup, store));
     note_end(begun, store);
     BeatSink beat(link);
     Pace pace(plan.source->info().frames_per_second, std::nullopt, stop);
     if (!plan.source->info().live) plan.pace = &pace;
+    plan.heat_by_hour = true;
     plan.taken = [&link] { link.count_taken(); };
     link.set_counting();
-    const RunFacts facts = run(plan, {&store, &beat}, stop);
+    const RunFacts facts = run(plan, {&store, &health, &beat}, stop);
     // A live camera has no end that would not be a fault.
     return facts.interrupted || plan.source->info().live ? kExitIncomplete : kExitOk;
 }

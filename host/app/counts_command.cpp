@@ -23,6 +23,7 @@ constexpr const char* kHour = "hour";
 constexpr const char* kKind = "kind";
 constexpr const char* kPeople = "people";
 constexpr const char* kWatched = "watched_minutes";
+constexpr const char* kNotWatched = "not_watched";
 
 // A row of the result covers this.
 struct Part {
@@ -98,18 +99,47 @@ std::vector<Part> parts_of(const Query& query) {
     return parts;
 }
 
+// When nothing was watched within an hour, and why.
+std::string not_watched_text(const std::vector<StoredGap>& gaps, const TimeZone& zone) {
+    constexpr std::size_t kMost = 3;
+    // Of 2026-03-29T03:00:00.000+02:00.
+    const auto clock = [&zone](std::int64_t time_us) { return zone.text(time_us).substr(11, 8); };
+    std::string text;
+    for (std::size_t i = 0; i < std::min(gaps.size(), kMost); ++i) {
+        text += (i == 0 ? "" : "; ") + clock(gaps[i].from_us) + " to " + clock(gaps[i].to_us) +
+                " " + gaps[i].why;
+    }
+    if (gaps.size() > kMost) text += "; and " + std::to_string(gaps.size() - kMost) + " more";
+    return text;
+}
+
 ResultTable by_line(const Query& query) {
     const bool hours = query.options.by == CountsBy::kHour;
     ResultTable table;
-    table.columns = {kDevice, kLine, kDirection, "adult", "child", "staff", "groups", kWatched};
-    if (hours) table.columns.insert(table.columns.begin(), kHour);
+    table.columns = {kDevice,  kLine,    kDirection,           "adult", "child", "staff",
+                     "groups", kWatched, "provisional_minutes"};
+    if (hours) {
+        table.columns.insert(table.columns.begin(), kHour);
+        table.columns.emplace_back(kNotWatched);
+    }
     for (const Part& part : parts_of(query)) {
         for (const StoreReader& store : query.stores) {
+            const std::string gaps = not_watched_text(store.gaps(part.span), query.zone);
             for (const LineCount& count : store.counts(part.span)) {
                 const PeopleCount& p = count.people;
-                Row row{store.device(), count.line, std::int64_t{count.direction}, p.adult, p.child,
-                        p.staff,        p.groups,   count.watched_minutes};
-                if (hours) row.insert(row.begin(), part.label);
+                Row row{store.device(),
+                        count.line,
+                        std::int64_t{count.direction},
+                        p.adult,
+                        p.child,
+                        p.staff,
+                        p.groups,
+                        count.watched_minutes,
+                        count.provisional_minutes};
+                if (hours) {
+                    row.insert(row.begin(), part.label);
+                    row.emplace_back(gaps);
+                }
                 table.rows.push_back(std::move(row));
             }
         }
@@ -146,10 +176,12 @@ std::int64_t watched_minutes(const std::vector<LineCount>& counts, const std::ve
 
 ResultTable visitor_table(const Query& query) {
     ResultTable table;
-    table.columns = {query.options.by == CountsBy::kHour ? kHour : "day", "visitors", "adults",
-                     "children", kWatched};
+    const bool hours = query.options.by == CountsBy::kHour;
+    table.columns = {hours ? kHour : "day", "visitors", "adults", "children", kWatched};
+    if (hours) table.columns.emplace_back(kNotWatched);
     for (const Part& part : parts_of(query)) {
         Visitors sum;
+        std::vector<StoredGap> gaps;
         std::int64_t watched = (part.span.to_us - part.span.from_us) / kMinute_us;
         for (const StoreReader& store : query.stores) {
             const std::vector<LineCount> counts = store.counts(part.span);
@@ -157,10 +189,13 @@ ResultTable visitor_table(const Query& query) {
             sum.adults += here.adults;
             sum.children += here.children;
             sum.together += here.together;
+            const std::vector<StoredGap> here_gaps = store.gaps(part.span);
+            gaps.insert(gaps.end(), here_gaps.begin(), here_gaps.end());
             watched = watched_minutes(counts, query.doors, watched);
         }
         table.rows.push_back({part.label, query.options.groups_as_one ? sum.together : sum.all(),
                               sum.adults, sum.children, watched});
+        if (hours) table.rows.back().emplace_back(not_watched_text(gaps, query.zone));
     }
     return table;
 }
@@ -287,7 +322,7 @@ void follow_counts(const CountsOptions& options, const std::atomic<bool>& stop) 
 
 ResultTable event_table() {
     return {{kDevice, "epoch", "sequence", "time", kKind, "place", kDirection, "track", "person",
-             kPeople},
+             kPeople, kWhyKey},
             {}};
 }
 
@@ -305,7 +340,8 @@ std::vector<Cell> event_row(const ToldEvent& event, const TimeZone& zone) {
             number(event.direction),
             number(event.track),
             text(event.person),
-            std::int64_t{event.people}};
+            std::int64_t{event.people},
+            text(event.why)};
 }
 
 }  // namespace host

@@ -104,6 +104,8 @@ int main(int argc, char** argv) {
             case host::Command::kBackup:
             case host::Command::kRestore:
             case host::Command::kCorrect:
+            case host::Command::kPrune:
+            case host::Command::kStatus:
                 catch_interrupts();
                 return host::store_command(command, stop_requested);
             case host::Command::kAudit:

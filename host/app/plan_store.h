@@ -1,9 +1,10 @@
-// The database of a run that has been prepared.
+// The database of a run that has been prepared, and what watches the camera's health.
 #pragma once
 
 #include <string>
 
 #include "host/app/run.h"
+#include "host/sinks/camera_health.h"
 #include "host/sinks/store_sink.h"
 
 namespace host {
@@ -11,5 +12,9 @@ namespace host {
 // For the lines, regions and settings of a run; the database is called after its file. Faults are
 // told on standard error.
 StoreSinkSetup store_setup(const RunPlan& plan, const std::string& path);
+
+// For the same run: faults are kept in the database, and told on standard error where nobody else
+// tells them. The store must outlive the sink that is made of it.
+CameraHealthSetup health_setup(const RunPlan& plan, const StoreSinkSetup& from, StoreSink& store);
 
 }  // namespace host

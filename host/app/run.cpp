@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/app/hourly_frames.h"
 #include "host/base/text.h"
 #include "host/engine/session.h"
 #include "host/media/recording_format.h"
@@ -289,6 +290,18 @@ class ClosingFrames final : public FrameFeed {
     int left_ = kClosingFrames;
 };
 
+// Returns the number of the last frame.
+std::int64_t feed_by_hour(Session& session, FrameFeed& frames, const RunPlan& plan) {
+    if (!plan.heat_by_hour) return session.feed(frames, plan.pace);
+    HourlyFrames hourly(frames, plan.source->info().start_us);
+    std::int64_t last = session.feed(hourly, plan.pace);
+    while (hourly.more()) {
+        session.request_heat_map();
+        last = session.feed(hourly, plan.pace);
+    }
+    return last;
+}
+
 // The link of a device of a site, while its library is up.
 class SiteLink {
   public:
@@ -467,7 +480,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     if (plan.options.show_detected) session.show_detected(true);
     RunFrames frames(plan, stop);
     plan.source->listen([&session](const InputNotice& notice) { session.tell_input(notice); });
-    const std::int64_t last = session.feed(frames, plan.pace);
+    const std::int64_t last = feed_by_hour(session, frames, plan);
     plan.source->listen({});
     facts.interrupted = frames.end() == RunFrames::End::kStopped;
     // Only the end of the scene also ends the tracks of the people in it.

@@ -29,6 +29,7 @@ struct RunPlan {
     AttributeModels attributes{};
     std::optional<VCA_ALGO_CFG_S> config{};  // for a device of a site; empty: made from the options
     std::optional<LinkSetup> link{};
+    bool heat_by_hour = false;          // sinks get the heat map at the end of each hour
     Pace* pace = nullptr;               // null: frames go as fast as the analysis takes them
     std::optional<double> height_mm{};  // of the camera; empty: to be measured
     std::function<void()> taken{};      // called for each frame that the source gives

@@ -89,7 +89,8 @@ RunFacts run_into(OutputFolder& folder, RunPlan& plan, const std::vector<Sink*>&
 
 int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (*keep_results)()) {
     RunPlan plan = prepare_run(options);
-    const std::unique_ptr<Sink> store = open_run_store(plan);
+    const std::vector<std::unique_ptr<Sink>> store = open_run_store(plan);
+    plan.heat_by_hour = !store.empty();
     OutputFolder folder(plan.output, {std::begin(kRunFiles), std::end(kRunFiles)});
     settle_height(plan, stop);
     folder.begin();
@@ -106,7 +107,8 @@ int run_command(const RunOptions& options, const std::atomic<bool>& stop, void (
     SnapshotSink snapshot;
     ProgressSink progress(display, {plan.source->info().frames_per_second, expected_frames(plan)});
     std::vector<Sink*> sinks{&events, &people, &scores, &snapshot, &progress};
-    if (store != nullptr) sinks.push_back(store.get());
+    for (const std::unique_ptr<Sink>& sink : store)
+        sinks.push_back(sink.get());
     std::optional<OptionalSink> live;
     if (options.live) {
         live.emplace([&] { return std::make_unique<LiveVideo>(live_setup(plan, folder)); });

@@ -35,14 +35,18 @@ class CommitLog {
 
 }  // namespace
 
-std::unique_ptr<Sink> open_run_store(const RunPlan& plan) {
-    const RunOptions& options = plan.options;
-    if (options.store.empty()) return nullptr;
-    StoreSinkSetup setup = store_setup(plan, options.store);
+std::vector<std::unique_ptr<Sink>> open_run_store(const RunPlan& plan) {
+    std::vector<std::unique_ptr<Sink>> sinks;
+    if (plan.options.store.empty()) return sinks;
+    StoreSinkSetup setup = store_setup(plan, plan.options.store);
     setup.writer.store.author = "vca run";
-    const auto log = std::make_shared<CommitLog>(options.store_log);
+    const auto log = std::make_shared<CommitLog>(plan.options.store_log);
     setup.writer.committed = [log](const Committed& done) { log->add(done); };
-    return std::make_unique<StoreSink>(setup);
+    auto store = std::make_unique<StoreSink>(setup);
+    auto health = std::make_unique<CameraHealth>(health_setup(plan, setup, *store));
+    sinks.push_back(std::move(store));
+    sinks.push_back(std::move(health));
+    return sinks;
 }
 
 }  // namespace host

@@ -2,14 +2,15 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "host/app/run.h"
 #include "host/engine/sink.h"
 
 namespace host {
 
-// The sink that keeps the counts in the database that was asked for; null when none was. Faults are
-// told on standard error. Throws InputError.
-std::unique_ptr<Sink> open_run_store(const RunPlan& plan);
+// The sinks that keep the counts and the camera's health in the database that was asked for; none
+// when none was. Faults are told on standard error. Throws InputError.
+std::vector<std::unique_ptr<Sink>> open_run_store(const RunPlan& plan);
 
 }  // namespace host

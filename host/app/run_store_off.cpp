@@ -3,8 +3,8 @@
 
 namespace host {
 
-std::unique_ptr<Sink> open_run_store(const RunPlan& plan) {
-    if (plan.options.store.empty()) return nullptr;
+std::vector<std::unique_ptr<Sink>> open_run_store(const RunPlan& plan) {
+    if (plan.options.store.empty()) return {};
     throw InputError("this program was built without a database; leave out --store");
 }
 

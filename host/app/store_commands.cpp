@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/app/counts_command.h"
+#include "host/app/status_command.h"
 #include "host/base/exit_status.h"
 #include "host/base/input_error.h"
 #include "host/base/text.h"
@@ -11,6 +12,7 @@
 #include "host/report/output_folder.h"
 #include "host/store/backup.h"
 #include "host/store/recovery.h"
+#include "host/store/retention.h"
 
 namespace host {
 namespace {
@@ -56,6 +58,19 @@ std::string restore_text(const RestoreOptions& options) {
     return text;
 }
 
+std::string prune_text(const PruneOptions& options) {
+    std::string text;
+    for (const std::string& path : options.stores) {
+        // A file that is no database is told as such, and not written to.
+        const StoreReader known(path);
+        const Pruned pruned = prune(path, options.keep, utc_now_us());
+        text += "removed " + std::to_string(pruned.rows) + " rows of " + visible(path) + "\n";
+        for (const std::string& lost : pruned.lost)
+            text += lost + "\n";
+    }
+    return text;
+}
+
 void run_store_command(const CommandLine& command, const std::atomic<bool>& stop) {
     switch (command.command) {
         case Command::kCounts:
@@ -67,6 +82,8 @@ void run_store_command(const CommandLine& command, const std::atomic<bool>& stop
             return write_text(stdout, back_up_text(command.backup));
         case Command::kRestore:
             return write_text(stdout, restore_text(command.restore));
+        case Command::kPrune:
+            return write_text(stdout, prune_text(command.prune));
         default: {
             const CorrectOptions& c = command.correct;
             correct(c.store, c.area, c.people, c.who, c.why, utc_now_us());
@@ -77,6 +94,7 @@ void run_store_command(const CommandLine& command, const std::atomic<bool>& stop
 }  // namespace
 
 int store_command(const CommandLine& command, const std::atomic<bool>& stop) {
+    if (command.command == Command::kStatus) return status_command(command.status);
     try {
         run_store_command(command, stop);
     } catch (const StoreError& error) {

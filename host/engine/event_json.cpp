@@ -126,15 +126,24 @@ struct Fields {
         out["tracks"] = std::move(list);
     }
     void operator()(const FrameCount& e) const { out["frame_count"] = e.frame_count; }
+    void operator()(const InputSilent& e) const {
+        out["since_s"] = seconds(e.since_us);
+        out["why"] = e.why;
+    }
     void operator()(const InputGap& e) const {
         out["from_s"] = seconds(e.from_us);
         out["to_s"] = seconds(e.to_us);
         out["why"] = e.why;
     }
     void operator()(const InputFault& e) const {
+        out["fault"] = input_fault_name(e.kind);
         out["what"] = e.what;
         out["since_s"] = seconds(e.since_us);
         if (e.until_us) out["until_s"] = seconds(*e.until_us);
+    }
+    void operator()(const ClockStep& e) const {
+        out["at_s"] = seconds(e.at_us);
+        out["by_s"] = seconds(e.by_us);
     }
     void operator()(const UnknownMessage& e) const { out["length"] = e.length; }
 
@@ -174,10 +183,12 @@ struct Name {
     const char* operator()(const SlaveTracks&) const { return "slave_tracks"; }
     const char* operator()(const FrameCount&) const { return "frame_count"; }
     const char* operator()(const Decision&) const { return "decision"; }
+    const char* operator()(const InputSilent&) const { return "input_silent"; }
     const char* operator()(const InputGap&) const { return "input_gap"; }
     const char* operator()(const InputFault& e) const {
         return e.until_us ? "input_fault_ended" : "input_fault";
     }
+    const char* operator()(const ClockStep&) const { return "clock_step"; }
     const char* operator()(const UnknownMessage&) const { return "unknown"; }
 };
 

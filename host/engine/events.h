@@ -176,13 +176,14 @@ struct UnknownMessage {
 // Why the library did what it did: not a message, but kept in order with the messages.
 using Decision = VCA_DECISION_S;
 inline constexpr int kDecisionId = 0;
-// What happens to a live input is no message either: InputGap and InputFault.
+// What happens to a live input is no message either: the kinds of InputNotice.
 inline constexpr int kInputId = -1;
 
-using Payload = std::variant<PersonCounted, CountLeftOut, GroupCounted, InstallHeight,
-                             ConfigRequest, DetectionsShown, TrackAppeared, TrackRemoved,
-                             TracksShown, RegionsReported, HeatMapReported, SlaveTracks, FrameCount,
-                             Decision, InputGap, InputFault, UnknownMessage>;
+using Payload =
+    std::variant<PersonCounted, CountLeftOut, GroupCounted, InstallHeight, ConfigRequest,
+                 DetectionsShown, TrackAppeared, TrackRemoved, TracksShown, RegionsReported,
+                 HeatMapReported, SlaveTracks, FrameCount, Decision, InputSilent, InputGap,
+                 InputFault, ClockStep, UnknownMessage>;
 
 struct Event {
     int id = 0;                      // message number, kDecisionId or kInputId

@@ -197,7 +197,8 @@ class LiveInput final : public FrameSource {
                           media.colour_height == kColourHeight;
         if (fits == !no_colour_) return count_colour(fits);
         if (!fits) {
-            no_colour_ = InputFault{"no colour pictures come", live_.time_us, std::nullopt};
+            no_colour_ = InputFault{InputFaultKind::kNoColour, "no colour pictures come",
+                                    live_.time_us, std::nullopt};
             tell(*no_colour_);
         } else {
             no_colour_->until_us = live_.time_us;

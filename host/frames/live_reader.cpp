@@ -25,26 +25,11 @@ std::int64_t now_us() {
     return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-std::int64_t utc_now_us() {
-    using namespace std::chrono;
-    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
-}
-
 std::string seconds_text(std::int64_t us) {
     return plain_number(static_cast<double>(us) / 1e6) + " s";
 }
 
 }  // namespace
-
-std::string notice_text(const InputNotice& notice) {
-    if (const auto* gap = std::get_if<InputGap>(&notice)) {
-        return "no frames for " +
-               format_text("%.1f s", static_cast<double>(gap->to_us - gap->from_us) / 1e6) + ": " +
-               gap->why;
-    }
-    const auto& fault = std::get<InputFault>(notice);
-    return fault.what + (fault.until_us ? " no longer" : "");
-}
 
 std::optional<RawFormat> parse_depth_format(const std::string& text) {
     if (text.empty()) return std::nullopt;
@@ -387,10 +372,12 @@ void LiveReader::note_missing(std::int64_t frames) {
 }
 
 void LiveReader::take(MediaFrame& media) {
-    const std::int64_t now = now_us();
+    const ClockReading clocks = setup_.read_clocks();
+    const std::int64_t now = clocks.monotonic_us;
     if (!check_size(media, now)) return;
     const LivePlace place = times_.place(now, media.time_us, media.number);
     if (!setup_.colour) check_frozen(media, now);
+    check_clock(clocks, place.time_us);
     end_gap(place.time_us);
     heard_us_ = now;
     any_of_stream_ = true;
@@ -405,7 +392,7 @@ void LiveReader::take(MediaFrame& media) {
         return;
     }
     if (newest_) ++figures_.dropped;
-    LiveFrame frame{{}, next_number_++, place.time_us, utc_now_us(), now};
+    LiveFrame frame{{}, next_number_++, place.time_us, clocks.utc_us, now};
     std::swap(frame.media, media);
     std::swap(media, newest_ ? newest_->media : spare_);
     newest_ = std::move(frame);
@@ -433,7 +420,7 @@ bool LiveReader::check_size(const MediaFrame& media, std::int64_t now) {
         end_fault(other_size_, scene_us);
         return true;
     }
-    begin_fault(other_size_,
+    begin_fault(other_size_, InputFaultKind::kOtherSize,
                 std::string("the ") + (setup_.colour ? "colour" : "depth") + " pictures have " +
                     std::to_string(media.width) + " x " + std::to_string(media.height) +
                     " pixels in place of " + std::to_string(info_->width) + " x " +
@@ -450,8 +437,16 @@ void LiveReader::check_frozen(const MediaFrame& media, std::int64_t now) {
         same_since_us_ = now;
         end_fault(frozen_, times_.scene_us(now));
     } else if (now - same_since_us_ >= setup_.limits.frozen_us) {
-        begin_fault(frozen_, "the depth picture does not change", times_.scene_us(same_since_us_));
+        begin_fault(frozen_, InputFaultKind::kFrozen, "the depth picture does not change",
+                    times_.scene_us(same_since_us_));
     }
+}
+
+void LiveReader::check_clock(const ClockReading& clocks, std::int64_t time_us) {
+    const std::optional<std::int64_t> step_us = steps_.look(clocks);
+    if (!step_us) return;
+    if (setup_.say && !setup_.colour) setup_.say(clock_step_text(*step_us));
+    tell(ClockStep{time_us, *step_us});
 }
 
 // A pipe may be silent without being given up.
@@ -464,6 +459,7 @@ void LiveReader::begin_gap(const std::string& why) {
     if (!gap_why_.empty()) return;
     gap_why_ = why;
     if (setup_.say) setup_.say("\"" + setup_.address + "\": " + why + "; waiting for it");
+    if (last_time_us_ >= 0) tell(InputSilent{last_time_us_, why});
 }
 
 void LiveReader::end_gap(std::int64_t time_us) {
@@ -479,10 +475,10 @@ void LiveReader::end_gap(std::int64_t time_us) {
     tell(InputGap{last_time_us_, time_us, why});
 }
 
-void LiveReader::begin_fault(std::optional<InputFault>& fault, const std::string& what,
-                             std::int64_t since_us) {
+void LiveReader::begin_fault(std::optional<InputFault>& fault, InputFaultKind kind,
+                             const std::string& what, std::int64_t since_us) {
     if (fault) return;
-    fault = InputFault{what, since_us, std::nullopt};
+    fault = InputFault{kind, what, since_us, std::nullopt};
     if (setup_.say) setup_.say("\"" + setup_.address + "\": " + what);
     tell(*fault);
 }

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/base/wall_clock.h"
 #include "host/frames/input_notice.h"
 #include "host/frames/live_figures.h"
 #include "host/frames/live_times.h"
@@ -57,6 +58,7 @@ class LiveReader {
         V4l2Calls v4l2 = system_v4l2();               // through which a device is asked
         std::function<bool()> stop;                   // ends all waiting; any thread
         std::function<void(const std::string&)> say;  // one sentence as things happen
+        std::function<ClockReading()> read_clocks = host::read_clocks;
     };
 
     // Throws InputError for an address that leads nowhere.
@@ -104,10 +106,11 @@ class LiveReader {
     void keep_colour(MediaFrame& media, std::int64_t now_us);
     bool check_size(const MediaFrame& media, std::int64_t now_us);
     void check_frozen(const MediaFrame& media, std::int64_t now_us);
+    void check_clock(const ClockReading& clocks, std::int64_t time_us);
     void begin_gap(const std::string& why);
     void end_gap(std::int64_t time_us);
     void note_silence();
-    void begin_fault(std::optional<InputFault>& fault, const std::string& what,
+    void begin_fault(std::optional<InputFault>& fault, InputFaultKind kind, const std::string& what,
                      std::int64_t since_us);
     void end_fault(std::optional<InputFault>& fault, std::int64_t until_us);
     void tell(const InputNotice& notice);
@@ -118,6 +121,7 @@ class LiveReader {
 
     // Only touched by the thread.
     LiveTimes times_;
+    ClockSteps steps_;
     std::int64_t heard_us_ = 0;  // the last frame, or the stream's opening; monotonic
     bool any_of_stream_ = false;
     bool input_ended_ = false;  // not only this stream in it

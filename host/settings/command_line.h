@@ -27,6 +27,8 @@ enum class Command {
     kBackup,
     kRestore,
     kCorrect,
+    kPrune,
+    kStatus,
     kAudit,
     kCompare,
     kWhatIf,
@@ -75,6 +77,8 @@ struct CommandLine {
     BackupOptions backup;
     RestoreOptions restore;
     CorrectOptions correct;
+    PruneOptions prune;
+    StatusOptions status;
     AuditOptions audit;
     CompareOptions compare;
     WhatIfOptions what_if;

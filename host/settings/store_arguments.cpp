@@ -14,6 +14,7 @@ constexpr const char* kZone = "--time-zone";
 constexpr const char* kFormat = "--format";
 constexpr const char* kEntrance = "--entrance";
 constexpr const char* kOpen = "--open";
+constexpr const char* kUrl = "--url";
 constexpr int kMostStores = 1000;
 constexpr int kMostEntrances = 1000;
 
@@ -67,6 +68,22 @@ Entrance parse_entrance(const std::string& text) {
                      "\"; after the colon write 1 or 2, the direction of those who come in");
 }
 
+std::string keep_option(const RetentionKind& kind) {
+    return std::string("--keep-") + kind.name;
+}
+
+std::string days_text(const std::optional<int>& days) {
+    return days ? std::to_string(*days) : kKeptForEver;
+}
+
+std::optional<int> parse_days(const std::string& text, const std::string& option) {
+    if (text == kKeptForEver) return std::nullopt;
+    const int days = whole_number(text, option, 0);
+    if (days <= kMostDaysKept) return days;
+    throw InputError(option + " is \"" + text + "\"; write up to " + std::to_string(kMostDaysKept) +
+                     " days, or " + kKeptForEver);
+}
+
 template <typename Value>
 Value one_of(const std::string& text, const std::string& option,
              const std::vector<std::pair<std::string, Value>>& known) {
@@ -85,7 +102,9 @@ StoreArguments::StoreArguments(CLI::App& app)
       export_(add_command(app, "export", "Write the events of a database as text")),
       backup_(add_command(app, "backup", "Copy a database, also while it is being written")),
       restore_(add_command(app, "restore", "Begin a database with a copy")),
-      correct_(add_command(app, "correct", "Note that the people in an area are not right")) {
+      correct_(add_command(app, "correct", "Note that the people in an area are not right")),
+      prune_(add_command(app, "prune", "Remove from a database what is too old to be kept")),
+      status_(add_command(app, "status", "Say whether all is well: exit status 0, 3 or 1")) {
     add_stores(*counts_);
     add(*counts_, "--by", "line|hour|kind", "What has a row of its own [line]");
     add(*counts_, "--date", "YYYY-MM-DD", "Local day [today]");
@@ -126,10 +145,22 @@ StoreArguments::StoreArguments(CLI::App& app)
         ->required();
     add(*correct_, "--who", "TEXT", "Who says so")->required();
     add(*correct_, "--why", "TEXT", "Why")->required();
+
+    add_stores(*prune_);
+    for (const RetentionKind& kind : kRetentionKinds)
+        add(*prune_, keep_option(kind).c_str(), "DAYS|forever",
+            std::string("Days for which ") + kind.what + " are kept [" +
+                days_text(Retention{}.*kind.days) + "]");
+
+    add(*status_, kStore, "FILE.db ...", "Databases, one for each camera")
+        ->expected(1, kMostStores)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    add(*status_, kUrl, "http://HOST:PORT", "Ask the service that runs there");
+    add(*status_, kFormat, "table|json", "How it is written [table]");
 }
 
 const CLI::App* StoreArguments::parsed() const {
-    for (const CLI::App* command : {counts_, export_, backup_, restore_, correct_})
+    for (const CLI::App* command : {counts_, export_, backup_, restore_, correct_, prune_, status_})
         if (command->parsed()) return command;
     return nullptr;
 }
@@ -186,6 +217,26 @@ void StoreArguments::apply_export(ExportOptions& options) const {
                                         {{"csv", TextForm::kCsv}, {"jsonl", TextForm::kJsonLines}});
 }
 
+void StoreArguments::apply_prune(PruneOptions& options) const {
+    options.stores = values_of(*prune_, kStore);
+    for (const RetentionKind& kind : kRetentionKinds) {
+        const std::string option = keep_option(kind);
+        if (const auto days = value_of(*prune_, option.c_str()))
+            options.keep.*kind.days = parse_days(*days, option);
+    }
+}
+
+void StoreArguments::apply_status(StatusOptions& options) const {
+    options.stores = values_of(*status_, kStore);
+    options.url = value_of(*status_, kUrl).value_or("");
+    if (options.stores.empty() == options.url.empty())
+        throw InputError(std::string("vca status needs either ") + kStore + " FILE.db or " + kUrl +
+                         " http://HOST:PORT");
+    if (const auto form = value_of(*status_, kFormat))
+        options.form = one_of<TextForm>(*form, kFormat,
+                                        {{"table", TextForm::kTable}, {"json", TextForm::kJson}});
+}
+
 void StoreArguments::apply_to(CommandLine& result) const {
     if (counts_->parsed()) {
         result.command = Command::kCounts;
@@ -202,6 +253,12 @@ void StoreArguments::apply_to(CommandLine& result) const {
         result.restore = {value_of(*restore_, "BACKUP").value_or(""),
                           value_of(*restore_, kStore).value_or(""),
                           is_given(*restore_, "--replace")};
+    } else if (status_->parsed()) {
+        result.command = Command::kStatus;
+        apply_status(result.status);
+    } else if (prune_->parsed()) {
+        result.command = Command::kPrune;
+        apply_prune(result.prune);
     } else {
         result.command = Command::kCorrect;
         result.correct = {

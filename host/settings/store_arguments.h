@@ -20,12 +20,16 @@ class StoreArguments {
   private:
     void apply_counts(CountsOptions& options) const;
     void apply_export(ExportOptions& options) const;
+    void apply_prune(PruneOptions& options) const;
+    void apply_status(StatusOptions& options) const;
 
     CLI::App* counts_;
     CLI::App* export_;
     CLI::App* backup_;
     CLI::App* restore_;
     CLI::App* correct_;
+    CLI::App* prune_;
+    CLI::App* status_;
 };
 
 }  // namespace host

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "host/settings/retention_options.h"
+
 namespace host {
 
 enum class CountsBy { kLine, kHour, kKind };
@@ -60,6 +62,18 @@ struct CorrectOptions {
     int people = 0;  // to be added; negative for too many
     std::string who;
     std::string why;
+};
+
+// How well everything is; of a service that runs, or as the databases tell.
+struct StatusOptions {
+    std::vector<std::string> stores;
+    std::string url;  // of the service; empty: none
+    TextForm form = TextForm::kTable;
+};
+
+struct PruneOptions {
+    std::vector<std::string> stores;
+    Retention keep;
 };
 
 }  // namespace host

@@ -12,6 +12,13 @@ namespace {
 // Heights of tracks that left long ago are dropped when there are more.
 constexpr std::size_t kMostHeights = 256;
 
+void add_cells(std::vector<std::int32_t>& sum, const std::vector<std::int32_t>& more) {
+    for (std::size_t i = 0; i < std::min(sum.size(), more.size()); ++i) {
+        sum[i] = static_cast<std::int32_t>(
+            std::clamp<std::int64_t>(std::int64_t{sum[i]} + more[i], INT32_MIN, INT32_MAX));
+    }
+}
+
 bool has_track(const TrailFrame& frame, int track) {
     return std::any_of(frame.tracks.begin(), frame.tracks.end(),
                        [track](const TrackedBox& box) { return box.id == track; });
@@ -28,7 +35,17 @@ void SnapshotSink::on_event(const Event& event) {
         heights_mm_[counted->track] = counted->box.height_mm;
     }
     const auto* heat = std::get_if<HeatMapReported>(&event.payload);
-    if (heat != nullptr && heat->request == kHeatRequest) evidence_.heat = *heat;
+    if (heat != nullptr && heat->request == kHeatRequest) add_heat(*heat);
+}
+
+// Each report is what has come since the one before.
+void SnapshotSink::add_heat(const HeatMapReported& heat) {
+    if (!evidence_.heat) {
+        evidence_.heat = heat;
+        return;
+    }
+    add_cells(evidence_.heat->motion, heat.motion);
+    add_cells(evidence_.heat->dwell_ms, heat.dwell_ms);
 }
 
 bool SnapshotSink::in_trails(int track) const {

@@ -41,6 +41,7 @@ class SnapshotSink final : public Sink {
     const Evidence& evidence() const { return evidence_; }
 
   private:
+    void add_heat(const HeatMapReported& heat);
     bool in_trails(int track) const;
 
     std::vector<std::uint8_t> colour_nv12_;  // of the current frame

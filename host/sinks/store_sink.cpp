@@ -13,6 +13,8 @@ namespace host {
 namespace {
 
 constexpr double kMemory_s = 60.0;
+// After a crash no more than this of what was watched counts as not watched.
+constexpr std::int64_t kHeartbeat_us = 10'000'000;
 
 PersonKind kind_of(const ReportedBox& box, double child_below_mm) {
     if (box.staff == 1) return PersonKind::kStaff;
@@ -43,13 +45,14 @@ StoreSink::StoreSink(const StoreSinkSetup& setup)
       writer_(setup.writer),
       stays_(setup.regions, setup.frames_per_second, false,
              std::llround(kMemory_s * setup.frames_per_second)),
-      zone_(setup.time_zone) {
+      zone_(setup.time_zone),
+      start_us_(setup.start_us) {
     for (const Area& area : setup.areas)
         areas_.emplace_back(area, zone_);
 }
 
 std::int64_t StoreSink::time_us(double time_s) const {
-    return setup_.start_us + std::llround(time_s * 1e6);
+    return start_us_ + std::llround(time_s * 1e6);
 }
 
 std::string StoreSink::line_name(int line) const {
@@ -67,10 +70,16 @@ void StoreSink::on_frame(const FrameView& frame) {
     }
     if (const std::int64_t minute = minute_of(now_us); minute != minute_) {
         end_minute();
-        minute_ = minute;
-        batch_.watched_minutes.push_back(minute);
+        begin_minute(minute);
     }
     until_us_ = now_us;
+}
+
+void StoreSink::begin_minute(std::int64_t minute) {
+    minute_ = minute;
+    unsure_ = setup_.clock_synchronised && !setup_.clock_synchronised();
+    batch_.watched_minutes.push_back(minute);
+    if (unsure_) batch_.unsure_minutes.push_back(minute);
 }
 
 // Whoever came in before a restart is still inside. A database that cannot be read now tells of
@@ -101,16 +110,46 @@ void StoreSink::on_event(const Event& event) {
         report_ = *regions;
     } else if (const auto* heat = std::get_if<HeatMapReported>(&event.payload)) {
         batch_.heat.push_back(coarse_heat(*heat, hour_of(until_us_)));
+    } else if (const auto* gap = std::get_if<InputGap>(&event.payload)) {
+        add_gap(*gap);
+    } else if (const auto* step = std::get_if<ClockStep>(&event.payload)) {
+        add_clock_step(event, *step);
     }
     // A count is not kept waiting for the end of its frame.
     if (!batch_.events.empty()) hand_over();
+}
+
+void StoreSink::add_gap(const InputGap& gap) {
+    batch_.add_gap({start_us_ + gap.from_us, start_us_ + gap.to_us, gap.why});
+}
+
+// From here on times are those that the clock shows now. Minutes that come twice add up; those that
+// were left out are explained.
+void StoreSink::add_clock_step(const Event& event, const ClockStep& step) {
+    const std::int64_t before_us = start_us_ + step.at_us;
+    start_us_ += step.by_us;
+    StoredEvent stored;
+    stored.kind = EventKind::kClockStep;
+    stored.time_us = before_us + step.by_us;
+    stored.scene_us = step.at_us;
+    nlohmann::ordered_json json = nlohmann::ordered_json::parse(to_json_line(event));
+    json[kWhyKey] = clock_step_text(step.by_us);
+    stored.json = json.dump();
+    batch_.events.push_back(std::move(stored));
+    if (step.by_us >= kMinute_us)
+        batch_.add_gap({before_us, before_us + step.by_us, clock_step_text(step.by_us)});
+}
+
+void StoreSink::add_health(const HealthNote& note) {
+    batch_.add_health(note);
+    hand_over();
 }
 
 void StoreSink::add_crossing(const Event& event, const PersonCounted& count, EventKind kind) {
     StoredEvent stored;
     stored.kind = kind;
     stored.time_us = time_us(event.time_s);
-    stored.scene_us = stored.time_us - setup_.start_us;
+    stored.scene_us = stored.time_us - start_us_;
     stored.place = line_name(count.line);
     stored.direction = count.direction;
     stored.track = count.track;
@@ -144,7 +183,7 @@ void StoreSink::add_group(const Event& event, const GroupCounted& group) {
     StoredEvent stored;
     stored.kind = EventKind::kGroup;
     stored.time_us = time_us(event.time_s);
-    stored.scene_us = stored.time_us - setup_.start_us;
+    stored.scene_us = stored.time_us - start_us_;
     stored.place = line_name(group.line);
     stored.direction = group.direction;
     stored.people = group.members;
@@ -163,7 +202,7 @@ void StoreSink::end_frame(const PassReport& report) {
     stays_.add_frame(report.number, {}, nobody_);
     if (!report.blank && minute_) add_region_frames(*minute_);
     add_stays(false);
-    if (!batch_.empty()) hand_over();
+    if (!batch_.empty() || until_us_ >= handed_us_ + kHeartbeat_us) hand_over();
 }
 
 void StoreSink::add_region_frames(std::int64_t minute) {
@@ -185,7 +224,7 @@ void StoreSink::add_stays(bool all) {
         StoredEvent stored;
         stored.kind = EventKind::kStay;
         stored.time_us = time_us(stay.entered_s + stay.stay_s);
-        stored.scene_us = stored.time_us - setup_.start_us;
+        stored.scene_us = stored.time_us - start_us_;
         stored.place = setup_.regions[at].name;
         stored.track = stay.track;
         const std::int64_t stay_ms = std::llround(stay.stay_s * 1000.0);
@@ -203,19 +242,16 @@ void StoreSink::add_stays(bool all) {
 }
 
 void StoreSink::end_minute() {
-    for (auto& [region, minute] : std::exchange(now_, {}))
+    for (auto& [region, minute] : std::exchange(now_, {})) {
+        if (unsure_) batch_.unsure_minutes.push_back(minute.minute);
         batch_.regions.push_back(std::move(minute));
+    }
 }
 
 void StoreSink::hand_over() {
     if (minute_) batch_.watched_until_us = until_us_;
+    handed_us_ = until_us_;
     writer_.add(std::exchange(batch_, {}));
-}
-
-void StoreSink::note(const HealthNote& note) {
-    Batch batch;
-    batch.health.push_back(note);
-    writer_.add(std::move(batch));
 }
 
 void StoreSink::finish() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -22,6 +23,8 @@ namespace host {
 struct StoreSinkSetup {
     StoreWriterSetup writer;
     std::int64_t start_us = 0;  // of scene time 0, in microseconds since 1970
+    // Asked minute by minute; null where times are not those of a clock on the wall.
+    std::function<bool()> clock_synchronised;
     double frames_per_second = 15.0;
     std::vector<CountingRegion> regions;
     StoryNames names;
@@ -41,11 +44,15 @@ class StoreSink final : public Sink {
     // Throws std::runtime_error when something could not be written.
     void finish() override;
 
-    // Any thread.
-    void note(const HealthNote& note);
+    // A fault of the camera begins or ends; on the thread of the events, or before the run.
+    void add_health(const HealthNote& note);
+    // The wall clock's time of a scene time.
+    std::int64_t time_us(double time_s) const;
 
   private:
-    std::int64_t time_us(double time_s) const;
+    void add_gap(const InputGap& gap);
+    void add_clock_step(const Event& event, const ClockStep& step);
+    void begin_minute(std::int64_t minute);
     std::string line_name(int line) const;
     void add_crossing(const Event& event, const PersonCounted& count, EventKind kind);
     void begin_areas(std::int64_t now_us);
@@ -66,8 +73,11 @@ class StoreSink final : public Sink {
     std::vector<AreaMeter> areas_;
     const Identities nobody_{1};             // whom the stays of a real camera are compared with
     std::optional<RegionsReported> report_;  // of the frame in progress
+    std::int64_t start_us_;                  // of scene time 0; moves when the clock is set
     std::optional<std::int64_t> minute_;     // the last one that was watched
+    bool unsure_ = false;                    // the clock was not synchronised when it began
     std::int64_t until_us_ = 0;
+    std::int64_t handed_us_ = 0;               // as far as the writer knows
     std::map<std::size_t, RegionMinute> now_;  // the regions in it
 };
 

@@ -3,9 +3,14 @@
 
 #include <algorithm>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 namespace host {
 namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::array kLevelNames{"ok", "degraded", "failed"};
 
 template <typename Record>
 void move_to(std::vector<Record>& to, std::vector<Record>& from) {
@@ -25,23 +30,30 @@ const char* person_kind_name(PersonKind kind) {
 
 const char* event_kind_name(EventKind kind) {
     static constexpr std::array kNames{"crossing", "crossing_left_out", "group",
-                                       "stay",     "settings",          "capacity"};
+                                       "stay",     "settings",          "capacity",
+                                       "gap",      "clock_step",        "health"};
     return kNames.at(static_cast<std::size_t>(kind));
 }
 
 const char* health_level_name(HealthLevel level) {
-    static constexpr std::array kNames{"ok", "degraded", "failed"};
-    return kNames.at(static_cast<std::size_t>(level));
+    return kLevelNames.at(static_cast<std::size_t>(level));
+}
+
+HealthLevel health_level(const std::string& name) {
+    for (const HealthLevel level : {HealthLevel::kOk, HealthLevel::kDegraded})
+        if (name == health_level_name(level)) return level;
+    return HealthLevel::kFailed;
 }
 
 std::size_t Batch::size() const {
-    return events.size() + watched_minutes.size() + regions.size() + people.size() + gaps.size() +
-           health.size() + heat.size();
+    return events.size() + watched_minutes.size() + unsure_minutes.size() + regions.size() +
+           people.size() + gaps.size() + health.size() + heat.size();
 }
 
 void Batch::append(Batch&& later) {
     move_to(events, later.events);
     move_to(watched_minutes, later.watched_minutes);
+    move_to(unsure_minutes, later.unsure_minutes);
     move_to(regions, later.regions);
     move_to(people, later.people);
     move_to(gaps, later.gaps);
@@ -49,6 +61,38 @@ void Batch::append(Batch&& later) {
     move_to(heat, later.heat);
     if (!watched_from_us) watched_from_us = later.watched_from_us;
     if (later.watched_until_us) watched_until_us = later.watched_until_us;
+}
+
+void Batch::add_gap(const StoredGap& gap) {
+    gaps.push_back(gap);
+    events.push_back(gap_event(gap));
+}
+
+void Batch::add_health(const HealthNote& note) {
+    health.push_back(note);
+    StoredEvent event;
+    event.kind = EventKind::kHealth;
+    event.time_us = note.time_us;
+    event.json = Json{
+        {"message", event_kind_name(event.kind)},
+        {"level", health_level_name(note.level)},
+        {"fault", note.fault},
+        {kWhyKey,
+         note.text}}.dump(-1, ' ', false, Json::error_handler_t::replace);
+    events.push_back(std::move(event));
+}
+
+StoredEvent gap_event(const StoredGap& gap) {
+    StoredEvent event;
+    event.kind = EventKind::kGap;
+    event.time_us = gap.to_us;
+    event.json = Json{
+        {"message", event_kind_name(event.kind)},
+        {"from_us", gap.from_us},
+        {"to_us", gap.to_us},
+        {kWhyKey,
+         gap.why}}.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return event;
 }
 
 std::int64_t minute_of(std::int64_t time_us) {

@@ -21,6 +21,9 @@ inline constexpr std::int64_t kHour_us = 60 * kMinute_us;
 enum class PersonKind { kAdult, kChild, kStaff };
 inline constexpr std::size_t kPersonKinds = 3;
 
+// In an event's JSON: its sentence, where it has one.
+inline constexpr const char* kWhyKey = "why";
+
 enum class EventKind {
     kCrossing,         // one person
     kCrossingLeftOut,  // one that is left out
@@ -28,6 +31,9 @@ enum class EventKind {
     kStay,             // somebody left a region
     kSettings,         // others than before are in force
     kCapacity,         // an area is full, or no longer
+    kGap,              // nothing was watched for a while, which is over
+    kClockStep,        // somebody has set the clock
+    kHealth,           // a fault of the camera began or ended
 };
 
 const char* person_kind_name(PersonKind kind);
@@ -75,12 +81,14 @@ struct StoredGap {
 
 enum class HealthLevel { kOk, kDegraded, kFailed };
 const char* health_level_name(HealthLevel level);
+// Failed for a name that is not known.
+HealthLevel health_level(const std::string& name);
 
 struct HealthNote {
     std::int64_t time_us = 0;
-    HealthLevel level = HealthLevel::kOk;
-    std::string fault;  // a word that stays the same while the fault lasts
-    std::string text;   // a sentence
+    HealthLevel level = HealthLevel::kOk;  // ok: it is over
+    std::string fault;                     // a word that stays the same while the fault lasts
+    std::string text;                      // a sentence
 };
 
 // Times and passages on a grid over the picture, of one hour. Parts add up.
@@ -97,6 +105,7 @@ struct HeatGrid {
 struct Batch {
     std::vector<StoredEvent> events;
     std::vector<std::int64_t> watched_minutes;  // at least in part
+    std::vector<std::int64_t> unsure_minutes;   // during which the clock was not synchronised
     std::vector<RegionMinute> regions;
     std::vector<StoredPerson> people;
     std::vector<StoredGap> gaps;
@@ -112,7 +121,13 @@ struct Batch {
     bool empty() const { return size() == 0 && !watched_from_us && !watched_until_us; }
     // Appends a later one.
     void append(Batch&& later);
+    // A gap or a note with the event that tells of it.
+    void add_gap(const StoredGap& gap);
+    void add_health(const HealthNote& note);
 };
+
+// The event that tells of a gap.
+StoredEvent gap_event(const StoredGap& gap);
 
 // The last event that is safe. Events are numbered from 1 on in each epoch.
 struct Committed {

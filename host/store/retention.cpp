@@ -7,6 +7,8 @@
 namespace host {
 namespace {
 
+using Stop = std::function<bool()>;
+
 constexpr int kBusy_ms = 60'000;
 constexpr std::int64_t kDay_us = 24 * kHour_us;
 // Some 10 ms of work on a slow card.
@@ -36,11 +38,11 @@ void note_lost(Database& db, std::int64_t before_us, std::int64_t now_us, Pruned
 
 // `condition` has ?1 for the limit; `key` is what rows of the table are found by.
 void remove(Database& db, const std::string& table, const std::string& key,
-            const std::string& condition, std::int64_t limit, Pruned& pruned) {
+            const std::string& condition, std::int64_t limit, const Stop& stop, Pruned& pruned) {
     Statement some = db.prepare("DELETE FROM " + table + " WHERE (" + key + ") IN (SELECT " + key +
                                 " FROM " + table + " WHERE " + condition + " LIMIT ?2)");
     Statement changes = db.prepare("SELECT changes()");
-    while (true) {
+    while (!stop || !stop()) {
         Transaction transaction(db);
         some.run(limit, kAtOnce);
         changes.bind().step();
@@ -54,29 +56,32 @@ void remove(Database& db, const std::string& table, const std::string& key,
 
 }  // namespace
 
-Pruned prune(const std::string& database, const Retention& retention, std::int64_t now_us) {
+Pruned prune(const std::string& database, const Retention& retention, std::int64_t now_us,
+             const Stop& stop) {
     Database db(database, Database::Access::kWrite, kBusy_ms);
     Pruned pruned;
     const auto before = [&](int days) { return now_us - days * kDay_us; };
     if (retention.events) {
         note_lost(db, before(*retention.events), now_us, pruned);
-        remove(db, "events", "epoch, sequence", "time_us < ?1", before(*retention.events), pruned);
+        remove(db, "events", "epoch, sequence", "time_us < ?1", before(*retention.events), stop,
+               pruned);
     }
     if (retention.minutes) {
         const std::int64_t minute = minute_of(before(*retention.minutes));
-        remove(db, "minutes", "minute", "minute < ?1", minute, pruned);
-        remove(db, "region_minutes", "minute", "minute < ?1", minute, pruned);
+        remove(db, "minutes", "minute", "minute < ?1", minute, stop, pruned);
+        remove(db, "region_minutes", "minute", "minute < ?1", minute, stop, pruned);
     }
     if (retention.people)
-        remove(db, "people", "id", "to_us < ?1", before(*retention.people), pruned);
+        remove(db, "people", "id", "to_us < ?1", before(*retention.people), stop, pruned);
     if (retention.heat)
-        remove(db, "heat", "hour", "hour < ?1", hour_of(before(*retention.heat)), pruned);
-    if (retention.gaps) remove(db, "gaps", "id", "to_us < ?1", before(*retention.gaps), pruned);
+        remove(db, "heat", "hour", "hour < ?1", hour_of(before(*retention.heat)), stop, pruned);
+    if (retention.gaps)
+        remove(db, "gaps", "id", "to_us < ?1", before(*retention.gaps), stop, pruned);
     if (retention.health)
-        remove(db, "health", "id", "time_us < ?1", before(*retention.health), pruned);
+        remove(db, "health", "id", "time_us < ?1", before(*retention.health), stop, pruned);
     if (retention.settings) {
         remove(db, "settings", "id", "applied_us < ?1 AND id < (SELECT max(id) FROM settings)",
-               before(*retention.settings), pruned);
+               before(*retention.settings), stop, pruned);
     }
     return pruned;
 }

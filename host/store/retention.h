@@ -1,23 +1,14 @@
-// How long each kind of record is kept.
+// Removes what is older than it is to be kept.
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <functional>
 #include <string>
 #include <vector>
 
-namespace host {
+#include "host/settings/retention_options.h"
 
-// In days; empty: for ever. Totals and corrections are always kept.
-struct Retention {
-    std::optional<int> events = 400;
-    std::optional<int> minutes;  // of lines and regions
-    std::optional<int> people = 30;
-    std::optional<int> heat = 400;
-    std::optional<int> gaps = 400;
-    std::optional<int> health = 400;
-    std::optional<int> settings;  // the version in force is always kept
-};
+namespace host {
 
 struct Pruned {
     std::int64_t rows = 0;
@@ -26,7 +17,9 @@ struct Pruned {
 };
 
 // Removes what is older, a little at a time, so that whoever writes to the database never waits
-// long. What a subscriber has lost by it is also noted in the database's health. Throws StoreError.
-Pruned prune(const std::string& database, const Retention& retention, std::int64_t now_us);
+// long, and ends early when `stop` turns true. What a subscriber has lost by it is also noted in
+// the database's health. Throws StoreError.
+Pruned prune(const std::string& database, const Retention& retention, std::int64_t now_us,
+             const std::function<bool()>& stop = {});
 
 }  // namespace host

@@ -55,14 +55,13 @@ struct Store::Statements {
           add_event(db.prepare("INSERT INTO events (epoch, sequence, time_us, scene_us, kind, "
                                "place, direction, track, person, people, json) "
                                "VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11)")),
-          watch_minute(db.prepare("INSERT OR IGNORE INTO minutes (minute, place, direction, "
-                                  "provisional) VALUES (?1, ?2, ?3, ?4)")),
+          watch_minute(db.prepare("INSERT OR IGNORE INTO minutes (minute, place, direction) "
+                                  "VALUES (?1, ?2, ?3)")),
           count_minute(db.prepare(
               "INSERT INTO minutes (minute, place, direction, adult, child, staff, groups, "
-              "group_members, provisional) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) "
+              "group_members) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) "
               "ON CONFLICT DO UPDATE SET adult = adult + ?4, child = child + ?5, "
-              "staff = staff + ?6, groups = groups + ?7, group_members = group_members + ?8, "
-              "provisional = max(provisional, ?9)")),
+              "staff = staff + ?6, groups = groups + ?7, group_members = group_members + ?8")),
           count_total(db.prepare(
               "INSERT INTO totals (place, direction, adult, child, staff, groups, group_members, "
               "since_us) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) "
@@ -70,10 +69,12 @@ struct Store::Statements {
               "staff = staff + ?5, groups = groups + ?6, group_members = group_members + ?7")),
           add_region(db.prepare(
               "INSERT INTO region_minutes (minute, place, frames, people_frames, most, stays, "
-              "stay_ms, provisional) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8) "
+              "stay_ms) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7) "
               "ON CONFLICT DO UPDATE SET frames = frames + ?3, "
               "people_frames = people_frames + ?4, most = max(most, ?5), stays = stays + ?6, "
-              "stay_ms = stay_ms + ?7, provisional = max(provisional, ?8)")),
+              "stay_ms = stay_ms + ?7")),
+          unsure_lines(db.prepare("UPDATE minutes SET provisional = 1 WHERE minute = ?1")),
+          unsure_regions(db.prepare("UPDATE region_minutes SET provisional = 1 WHERE minute = ?1")),
           find_heat(db.prepare("SELECT dwell_ms, passages FROM heat WHERE hour = ?1")),
           put_heat(db.prepare("INSERT OR REPLACE INTO heat (hour, grid_columns, grid_rows, "
                               "dwell_ms, passages) VALUES (?1, ?2, ?3, ?4, ?5)")),
@@ -92,6 +93,8 @@ struct Store::Statements {
     Statement count_minute;
     Statement count_total;
     Statement add_region;
+    Statement unsure_lines;
+    Statement unsure_regions;
     Statement find_heat;
     Statement put_heat;
     Statement add_person;
@@ -133,7 +136,6 @@ void Store::open_rows() {
     for (const std::string& region : setup_.regions)
         place(kRegion, region);
     note_settings();
-    database_.execute("UPDATE store SET clean = 0");
     transaction.commit();
 }
 
@@ -209,6 +211,10 @@ Committed Store::commit(const Batch& batch) {
     Transaction transaction(database_);
     for (const std::int64_t minute : batch.watched_minutes)
         watch_minute(minute);
+    if (const auto gap = gap_before(batch)) {
+        write_gap(*gap);
+        write_event(gap_event(*gap), ++sequence_);
+    }
     for (const StoredEvent& event : batch.events) {
         write_event(event, ++sequence_);
         count(event);
@@ -217,7 +223,6 @@ Committed Store::commit(const Batch& batch) {
         write_region(minute);
     for (const HeatGrid& grid : batch.heat)
         write_heat(grid);
-    write_gap_before(batch);
     write_rest(batch);
     sql_->set_state.run(sequence_, ++batch_, utc_now_us(), batch.watched_until_us, 0);
     transaction.commit();
@@ -246,22 +251,26 @@ void Store::count(const StoredEvent& event) {
     const std::int64_t line = place(kLine, event.place);
     const auto& [adult, child, staff] = people;
     sql_->count_minute.run(minute_of(event.time_us), line, event.direction, adult, child, staff,
-                           groups, members, setup_.clock_synchronised ? 0 : 1);
+                           groups, members);
     sql_->count_total.run(line, event.direction, adult, child, staff, groups, members,
                           utc_now_us());
 }
 
 void Store::watch_minute(std::int64_t minute) {
-    const int provisional = setup_.clock_synchronised ? 0 : 1;
     for (const std::string& line : setup_.lines) {
         for (const int direction : {1, 2})
-            sql_->watch_minute.run(minute, place(kLine, line), direction, provisional);
+            sql_->watch_minute.run(minute, place(kLine, line), direction);
     }
 }
 
 void Store::write_region(const RegionMinute& m) {
     sql_->add_region.run(m.minute, place(kRegion, m.region), m.frames, m.people_frames, m.most,
-                         m.stays, m.stay_ms, setup_.clock_synchronised ? 0 : 1);
+                         m.stays, m.stay_ms);
+}
+
+void Store::mark_unsure(std::int64_t minute) {
+    sql_->unsure_lines.run(minute);
+    sql_->unsure_regions.run(minute);
 }
 
 void Store::write_heat(const HeatGrid& grid) {
@@ -275,21 +284,32 @@ void Store::write_heat(const HeatGrid& grid) {
                        bytes_of(sum.passages));
 }
 
-void Store::write_gap_before(const Batch& batch) {
+// What lies between the end of the one before and the first frame of this one.
+std::optional<StoredGap> Store::gap_before(const Batch& batch) const {
     // Time between two frames is no gap.
     constexpr std::int64_t kLeastGap_us = 1'000'000;
     const auto& until = opened_.watched_until_us;
-    if (!batch.watched_from_us || !until || *batch.watched_from_us < *until + kLeastGap_us) return;
-    sql_->add_gap.run(*until, *batch.watched_from_us, "not running");
+    if (!batch.watched_from_us || !until || *batch.watched_from_us < *until + kLeastGap_us)
+        return std::nullopt;
+    const char* why = "not running";
+    if (opened_.copied) why = "restored from a backup";
+    if (opened_.unclean) why = "not running: killed, or without power";
+    return StoredGap{*until, *batch.watched_from_us, why};
+}
+
+void Store::write_gap(const StoredGap& gap) {
+    sql_->add_gap.run(gap.from_us, gap.to_us, gap.why);
 }
 
 void Store::write_rest(const Batch& batch) {
     for (const StoredPerson& p : batch.people)
         sql_->add_person.run(p.from_us, p.to_us, p.track, p.merged ? 1 : 0, p.why, p.story);
     for (const StoredGap& gap : batch.gaps)
-        sql_->add_gap.run(gap.from_us, gap.to_us, gap.why);
+        write_gap(gap);
     for (const HealthNote& note : batch.health)
         sql_->add_health.run(note.time_us, health_level_name(note.level), note.fault, note.text);
+    for (const std::int64_t minute : batch.unsure_minutes)
+        mark_unsure(minute);
 }
 
 void Store::close() {

@@ -24,8 +24,7 @@ struct StoreSetup {
     std::vector<std::string> regions;
     std::string settings;  // as text; a version of its own when it differs from the last one
     std::string author;    // of the settings
-    bool clock_synchronised = true;
-    int busy_ms = 250;  // how long another program's lock is waited for
+    int busy_ms = 250;     // how long another program's lock is waited for
 };
 
 // What was found at the opening.
@@ -75,7 +74,9 @@ class Store {
     void watch_minute(std::int64_t minute);
     void write_region(const RegionMinute& minute);
     void write_heat(const HeatGrid& grid);
-    void write_gap_before(const Batch& batch);
+    void write_gap(const StoredGap& gap);
+    std::optional<StoredGap> gap_before(const Batch& batch) const;
+    void mark_unsure(std::int64_t minute);
     void write_rest(const Batch& batch);
 
     const StoreSetup setup_;

@@ -25,9 +25,12 @@ PeopleCount people_at(const Statement& row, int column) {
             row.integer(column + 3), row.integer(column + 4)};
 }
 
+// Only where there is a sentence the JSON is looked into, which takes its time.
 constexpr const char* kEventColumns =
     "SELECT epochs.epoch, events.sequence, events.time_us, events.kind, places.name, "
-    "events.direction, events.track, events.person, events.people, events.json "
+    "events.direction, events.track, events.person, events.people, events.json, "
+    "CASE WHEN events.kind IN ('gap', 'clock_step', 'health') AND json_valid(events.json) "
+    "THEN events.json ->> 'why' END "
     "FROM events JOIN epochs ON epochs.id = events.epoch "
     "LEFT JOIN places ON places.id = events.place ";
 
@@ -48,6 +51,7 @@ ToldEvent event_at(const Statement& row, const std::string& device) {
     event.person = row.text(7);
     event.people = static_cast<int>(row.integer(8));
     event.json = row.text(9);
+    event.why = row.text(10);
     return event;
 }
 
@@ -86,6 +90,13 @@ Committed StoreReader::last() const {
     return {row.text(0), row.integer(1)};
 }
 
+std::optional<std::int64_t> StoreReader::last_event_us() const {
+    Statement row =
+        database_->prepare("SELECT time_us FROM events ORDER BY epoch DESC, sequence DESC LIMIT 1");
+    if (!row.step()) return std::nullopt;
+    return row.integer(0);
+}
+
 std::optional<std::int64_t> StoreReader::watched_until_us() const {
     Statement row = database_->prepare("SELECT watched_until_us FROM store");
     if (!row.step() || row.is_null(0)) return std::nullopt;
@@ -94,17 +105,17 @@ std::optional<std::int64_t> StoreReader::watched_until_us() const {
 
 std::vector<LineCount> StoreReader::counts(const TimeSpan& span) const {
     // A total for each line and direction, which has a row for each from the beginning.
-    Statement row =
-        database_->prepare("SELECT places.name, t.direction, " + columns_of_counts() +
-                           ", count(*) FROM (SELECT place, direction FROM totals) t "
-                           "JOIN places ON places.id = t.place "
-                           "JOIN minutes m ON m.place = t.place AND m.direction = t.direction "
-                           "AND m.minute >= ?1 AND m.minute < ?2 GROUP BY t.place, t.direction");
+    Statement row = database_->prepare(
+        "SELECT places.name, t.direction, " + columns_of_counts() +
+        ", count(*), sum(provisional) FROM (SELECT place, direction FROM totals) t "
+        "JOIN places ON places.id = t.place "
+        "JOIN minutes m ON m.place = t.place AND m.direction = t.direction "
+        "AND m.minute >= ?1 AND m.minute < ?2 GROUP BY t.place, t.direction");
     std::vector<LineCount> found;
     row.bind(minute_of(span.from_us + kMinute_us - 1), minute_of(span.to_us + kMinute_us - 1));
     while (row.step()) {
-        found.push_back(
-            {row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2), row.integer(7)});
+        found.push_back({row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2),
+                         row.integer(7), row.integer(8)});
     }
     std::vector<LineCount> all = totals();
     for (LineCount& line : all) {
@@ -121,7 +132,7 @@ std::vector<LineCount> StoreReader::totals() const {
         "FROM totals JOIN places ON places.id = totals.place ORDER BY places.id, direction");
     std::vector<LineCount> list;
     while (row.step())
-        list.push_back({row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2), 0});
+        list.push_back({row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2), 0, 0});
     return list;
 }
 
@@ -131,6 +142,48 @@ std::int64_t StoreReader::corrections(const std::string& area, const TimeSpan& s
         "ON places.id = corrections.place WHERE places.kind = 'area' AND places.name = ?1 "
         "AND time_us >= ?2 AND time_us < ?3");
     return row.bind(area, span.from_us, span.to_us).step() ? row.integer(0) : 0;
+}
+
+std::vector<StoredGap> StoreReader::gaps(const TimeSpan& span) const {
+    Statement row = database_->prepare(
+        "SELECT max(from_us, ?1), min(to_us, ?2), why FROM gaps "
+        "WHERE to_us > ?1 AND from_us < ?2 ORDER BY from_us, id");
+    std::vector<StoredGap> list;
+    row.bind(span.from_us, span.to_us);
+    while (row.step())
+        list.push_back({row.integer(0), row.integer(1), row.text(2)});
+    return list;
+}
+
+std::vector<HealthNote> StoreReader::open_faults() const {
+    Statement row = database_->prepare(
+        "SELECT time_us, level, fault, text FROM health JOIN (SELECT max(id) AS newest FROM health "
+        "GROUP BY fault) ON id = newest WHERE level != 'ok' ORDER BY id");
+    std::vector<HealthNote> list;
+    while (row.step())
+        list.push_back({row.integer(0), health_level(row.text(1)), row.text(2), row.text(3)});
+    return list;
+}
+
+std::optional<Committed> StoreReader::cursor(const std::string& subscriber) const {
+    Statement row = database_->prepare(
+        "SELECT epochs.epoch, sequence FROM cursors JOIN epochs ON epochs.id = cursors.epoch "
+        "WHERE subscriber = ?1");
+    if (!row.bind(subscriber).step()) return std::nullopt;
+    return Committed{row.text(0), row.integer(1)};
+}
+
+std::vector<Subscriber> StoreReader::subscribers() const {
+    Statement row = database_->prepare(
+        "SELECT subscriber, count(events.sequence), min(events.time_us) FROM cursors "
+        "LEFT JOIN events ON (events.epoch, events.sequence) > (cursors.epoch, cursors.sequence) "
+        "GROUP BY subscriber ORDER BY subscriber");
+    std::vector<Subscriber> list;
+    while (row.step()) {
+        list.push_back({row.text(0), row.integer(1), std::nullopt});
+        if (!row.is_null(2)) list.back().oldest_us = row.integer(2);
+    }
+    return list;
 }
 
 std::optional<std::int64_t> StoreReader::epoch_id(const std::string& epoch) const {

@@ -30,6 +30,7 @@ struct LineCount {
     int direction = 0;
     PeopleCount people;
     std::int64_t watched_minutes = 0;
+    std::int64_t provisional_minutes = 0;  // of them, with a clock that was not synchronised
 };
 
 // An event as it is told to others.
@@ -44,6 +45,14 @@ struct ToldEvent {
     std::string person;
     int people = 0;
     std::string json;  // as it was sent
+    std::string why;   // the sentence of a gap, a step of the clock or a fault
+};
+
+// Who reads the events, and how far behind it is.
+struct Subscriber {
+    std::string name;
+    std::int64_t waiting = 0;               // events that it has not confirmed
+    std::optional<std::int64_t> oldest_us;  // the time of the first of them
 };
 
 class StoreReader {
@@ -57,6 +66,8 @@ class StoreReader {
     const std::string& path() const { return path_; }
     const std::string& device() const { return device_; }
     Committed last() const;
+    // The time of the last event; empty where none is kept.
+    std::optional<std::int64_t> last_event_us() const;
     // When something was watched last; empty for never.
     std::optional<std::int64_t> watched_until_us() const;
 
@@ -66,6 +77,15 @@ class StoreReader {
     std::vector<LineCount> totals() const;
     // What somebody says is missing in an area; negative for too many.
     std::int64_t corrections(const std::string& area, const TimeSpan& span) const;
+
+    // Times in which nothing was watched, as far as they lie in a span, in their order.
+    std::vector<StoredGap> gaps(const TimeSpan& span) const;
+    // Faults that have begun and not ended, in the order of their beginning.
+    std::vector<HealthNote> open_faults() const;
+
+    // What a subscriber has confirmed; nothing for one that is not known.
+    std::optional<Committed> cursor(const std::string& subscriber) const;
+    std::vector<Subscriber> subscribers() const;
 
     bool has_epoch(const std::string& epoch) const { return epoch_id(epoch).has_value(); }
     // The events after a number, in their order, at most so many. An empty epoch is the beginning.

@@ -312,4 +312,20 @@ TEST(EventJson, ShowsRegionsAndTheSumsOfTheHeatMap) {
     EXPECT_EQ(json_of(6081, heat)["motion"], 7);
 }
 
+TEST(EventJson, TellsWhatHappensToTheInput) {
+    const auto json = [](const Payload& payload) { return json_of(host::kInputId, payload); };
+    EXPECT_EQ(json(host::InputSilent{1'500'000, "the sender ended"})["since_s"], 1.5);
+    EXPECT_EQ(json(host::InputGap{1'000'000, 4'000'000, "the sender ended"})["to_s"], 4.0);
+    host::InputFault fault{host::InputFaultKind::kNoColour, "no colour pictures come", 2'000'000,
+                           std::nullopt};
+    EXPECT_EQ(json(fault)["message"], "input_fault");
+    EXPECT_EQ(json(fault)["fault"], "no_colour");
+    fault.until_us = 3'000'000;
+    EXPECT_EQ(json(fault)["message"], "input_fault_ended");
+    const nlohmann::json step = json(host::ClockStep{5'000'000, -7'200'000'000});
+    EXPECT_EQ(step["message"], "clock_step");
+    EXPECT_EQ(step["at_s"], 5.0);
+    EXPECT_EQ(step["by_s"], -7200.0);
+}
+
 }  // namespace

@@ -105,6 +105,12 @@ struct Taken {
         }
     }
     template <typename Kind>
+    const Kind& first() const {
+        for (const host::InputNotice& notice : notices)
+            if (const auto* kind = std::get_if<Kind>(&notice)) return *kind;
+        throw std::logic_error("there is no such notice");
+    }
+    template <typename Kind>
     int count() const {
         int sum = 0;
         for (const host::InputNotice& notice : notices)
@@ -154,7 +160,11 @@ TEST_F(LiveReaderTest, AnotherSenderIsTakenAndTheGapTold) {
         });
     }
     taken.until(reader, [&] { return taken.count<host::InputGap>() == 2; });
-    const auto& gap = std::get<host::InputGap>(taken.notices.front());
+    const auto& gap = taken.first<host::InputGap>();
+    const auto& silent = taken.first<host::InputSilent>();
+    EXPECT_EQ(silent.since_us, gap.from_us);
+    EXPECT_EQ(silent.why, gap.why);
+    EXPECT_EQ(taken.count<host::InputSilent>(), 2);
     EXPECT_LT(gap.from_us, gap.to_us);
     EXPECT_TRUE(gap.why == "the sender ended" || gap.why == "the sender started again") << gap.why;
     EXPECT_EQ(reader.figures().gaps, 2);
@@ -235,6 +245,32 @@ TEST_F(LiveReaderTest, FrozenPictureIsAFaultUntilItMoves) {
     ASSERT_TRUE(fault.until_us);
     EXPECT_GT(*fault.until_us, fault.since_us);
     ::close(file);
+}
+
+// A machine that starts without a clock of its own gets the right time when it has found a server.
+TEST_F(LiveReaderTest, AStepOfTheWallClockIsToldOnce) {
+    std::atomic<std::int64_t> set_us{0};
+    host::LiveReader::Setup given = setup();
+    given.read_clocks = [&set_us] {
+        host::ClockReading reading = host::read_clocks();
+        reading.utc_us += set_us;
+        return reading;
+    };
+    host::LiveReader reader(given);
+    const int file = open_pipe();
+    const std::string bytes = recording(20);
+    ASSERT_TRUE(send_all(file, std::string_view(bytes).substr(0, bytes.size() / 2)));
+    Taken taken;
+    taken.until(reader, [&] { return !taken.times.empty(); });
+    set_us = -7'200'000'000;
+    ASSERT_TRUE(send_all(file, std::string_view(bytes).substr(bytes.size() / 2)));
+    ::close(file);
+    taken.until(reader, [&] { return taken.count<host::ClockStep>() == 1; });
+    EXPECT_NEAR(static_cast<double>(taken.first<host::ClockStep>().by_us), -7.2e9, 1e6);
+    const auto frames = taken.times.size();
+    taken.until(reader, [&] { return taken.times.size() > frames; });
+    EXPECT_EQ(taken.count<host::ClockStep>(), 1);
+    EXPECT_GE(taken.first<host::ClockStep>().at_us, 0);
 }
 
 TEST_F(LiveReaderTest, KeepsTheLastColoursByTheirArrival) {

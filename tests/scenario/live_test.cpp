@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -271,11 +272,18 @@ TEST_F(Live, TcpIsTakenFromWhoeverConnects) {
 }
 
 #ifdef VCA_CLOCK_STEP
-// The wall clock goes an hour ahead, and then two back; scene time does not notice.
+#ifdef VCA_WITH_SERVICE
+constexpr const char* kStore = "--store door.db ";
+#else
+constexpr const char* kStore = "";
+#endif
+
+// The wall clock goes an hour ahead, and then two back; scene time does not notice, and the
+// database has each count once, at the time of the clock on the wall.
 TEST_F(Live, StepsOfTheWallClockChangeNothing) {
     ::setenv("VCA_TEST_CLOCK_STEP", (work_ / "step").c_str(), 1);
     ::setenv("LD_PRELOAD", VCA_CLOCK_STEP, 1);
-    start(std::string("--depth pipe ") + kRaw + kDoor);
+    start(std::string("--depth pipe ") + kStore + kRaw + kDoor);
     ::unsetenv("LD_PRELOAD");
     sender_->start(pictures_, kStep_s);
     expect_each_counted_once(1);
@@ -284,6 +292,10 @@ TEST_F(Live, StepsOfTheWallClockChangeNothing) {
         expect_each_counted_once(1);
     }
     EXPECT_TRUE(told("input_gap").empty()) << err();
+    const std::vector<nlohmann::json> steps = told("clock_step");
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_NEAR(steps[0]["by_s"], 3600.0, 1.0);
+    EXPECT_NEAR(steps[1]["by_s"], -7200.0, 1.0);
     const std::vector<nlohmann::json> tracks = told("person_counted");
     ASSERT_GE(tracks.size(), 3u);
     std::vector<std::int64_t> utc_s;
@@ -295,6 +307,17 @@ TEST_F(Live, StepsOfTheWallClockChangeNothing) {
     }
     EXPECT_GT(*std::max_element(utc_s.begin(), utc_s.end()) - utc_s.front(), 3500);
     EXPECT_LT(utc_s.back() - utc_s.front(), -3000);
+#ifdef VCA_WITH_SERVICE
+    stop();
+    const test::Outcome kept = vca("export --store door.db --format jsonl --time-zone UTC");
+    ASSERT_EQ(kept.status, 0) << kept.err;
+    std::map<std::string, int> kinds;
+    for (const nlohmann::json& event : test::json_lines(kept.out))
+        ++kinds[event["kind"].get<std::string>()];
+    EXPECT_EQ(kinds["crossing"], counts());
+    EXPECT_EQ(kinds["clock_step"], 2);
+    EXPECT_EQ(kinds["gap"], 1) << "an hour of the clock that never was";
+#endif
 }
 #endif
 

@@ -1,11 +1,15 @@
 // A run with a database, and the commands that read it, as a user calls them.
+#include "host/store/store.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 
+#include "host/base/utc.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -92,6 +96,8 @@ TEST_F(StoredRun, IsShownByHourKindAndEntrance) {
     EXPECT_EQ(hours[0]["hour"], "00:00");
     EXPECT_EQ(hours[0]["adult"], lines[0]["adult"]);
     EXPECT_EQ(hours[2]["watched_minutes"], 0);
+    EXPECT_EQ(hours[0]["provisional_minutes"], 0);
+    EXPECT_EQ(hours[0]["not_watched"], "");
     const Json kinds = counts("--by kind");
     EXPECT_EQ(kinds.size(), 3 * lines.size());
     EXPECT_EQ(kinds[0]["people"], lines[0]["adult"]);
@@ -111,6 +117,78 @@ TEST_F(StoredRun, IsShownByHourKindAndEntrance) {
     EXPECT_THAT(table.out, AllOf(StartsWith("2026-01-01, Asia/Kathmandu\n"), HasSubstr(line)));
     EXPECT_THAT(vca("counts --store door.db --date 2025-06-01 --time-zone UTC").out,
                 HasSubstr("watched last on 2026-01-01"));
+}
+
+// What was not watched stands where nobody was counted.
+TEST_F(StoredRun, ShowsWhenNothingWasWatched) {
+    run();
+    const std::int64_t hour_us = 1767225600LL * 1'000'000;
+    const std::int64_t minute_us = 60'000'000;
+    const std::vector<std::array<std::int64_t, 2>> gaps{{5, 7}, {50, 130}};
+    for (const auto& [from, to] : gaps) {
+        host::Store store({(work_ / "door.db").string(), "door", {}, {}, "", "", 50});
+        host::Batch batch;
+        batch.add_gap({hour_us + from * minute_us, hour_us + to * minute_us, "the sender ended"});
+        store.commit(batch);
+    }
+    const Json hours = counts("--by hour");
+    const std::size_t lines = counts("").size();
+    EXPECT_EQ(hours[0]["not_watched"],
+              "00:05:00 to 00:07:00 the sender ended; 00:50:00 to 01:00:00 the sender ended");
+    EXPECT_EQ(hours[lines]["not_watched"], "01:00:00 to 02:00:00 the sender ended");
+    EXPECT_EQ(hours[2 * lines]["not_watched"], "02:00:00 to 02:10:00 the sender ended");
+    EXPECT_EQ(hours[3 * lines]["not_watched"], "");
+    const auto events =
+        json_lines(vca("export --store door.db --format jsonl --time-zone UTC").out);
+    EXPECT_EQ(events.back()["kind"], "gap");
+    EXPECT_EQ(events.back()["why"], "the sender ended");
+}
+
+TEST_F(StoredRun, IsPruned) {
+    run();
+    const auto events = [&] {
+        return json_lines(vca("export --store door.db --format jsonl --time-zone UTC").out).size();
+    };
+    const std::size_t before = events();
+    ASSERT_GT(before, 0u);
+    EXPECT_EQ(vca("prune --store door.db --keep-events forever --keep-people 30").status, 0);
+    EXPECT_EQ(events(), before);
+    const Json totals = counts("");
+    const Outcome pruned = vca("prune --store door.db --keep-events 0");
+    EXPECT_EQ(pruned.status, 0) << pruned.err;
+    EXPECT_THAT(pruned.out, StartsWith("removed "));
+    EXPECT_EQ(events(), 0u);
+    EXPECT_EQ(counts(""), totals) << "minutes are kept for ever";
+    EXPECT_EQ(vca("prune --store door.db --keep-events soon").status, 2);
+    write("text.db", "this is no database");
+    EXPECT_EQ(vca("prune --store text.db").status, 2);
+}
+
+// The run lies in the past, so its camera counts as stopped.
+TEST_F(StoredRun, HasAStatus) {
+    run();
+    const Outcome failed = vca("status --store door.db");
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_THAT(failed.out, AllOf(StartsWith("failed\n  door  failed\n"),
+                                  HasSubstr("nothing has been watched since 2026-01-01 00:00:2")));
+    const auto watched_now = [this](const std::string& level) {
+        host::Store store({(work_ / "door.db").string(), "door", {}, {}, "", "", 50});
+        host::Batch batch;
+        batch.watched_until_us = host::utc_now_us() + host::kHour_us;
+        batch.add_health({0, host::health_level(level), "frames_late", "frames are missing"});
+        store.commit(batch);
+    };
+    watched_now("degraded");
+    const Outcome degraded = vca("status --store door.db --format json");
+    EXPECT_EQ(degraded.status, 3);
+    const Json json = Json::parse(degraded.out);
+    EXPECT_EQ(json["level"], "degraded");
+    EXPECT_EQ(json["cameras"][0]["faults"][0]["text"], "frames are missing");
+    watched_now("ok");
+    EXPECT_EQ(vca("status --store door.db").status, 0);
+    EXPECT_EQ(vca("status").status, 2);
+    EXPECT_EQ(vca("status --url ftp://127.0.0.1/").status, 2);
+    EXPECT_EQ(vca("status --url http://127.0.0.1:1/").status, 1) << "nobody listens";
 }
 
 TEST_F(StoredRun, IsFollowed) {

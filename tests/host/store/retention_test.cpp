@@ -4,6 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+#include "host/service/pruning.h"
 #include "tests/host/store/store_folder.h"
 
 namespace {
@@ -83,6 +88,38 @@ TEST_F(Keeping, NobodyLosesAnythingWithoutAWord) {
     const host::Pruned pruned = host::prune(path(), keep, now_us_);
     EXPECT_THAT(pruned.lost, ElementsAre(HasSubstr("\"hub\" has lost 3 events")));
     EXPECT_THAT(text("SELECT text FROM health WHERE fault = 'events_lost'"), HasSubstr("hub"));
+}
+
+TEST_F(Keeping, EndsWhenItIsToldTo) {
+    fill();
+    host::Retention keep;
+    keep.events = 0;
+    EXPECT_EQ(host::prune(path(), keep, now_us_ + kDay_us, [] { return true; }).rows, 0);
+    EXPECT_EQ(rows("events"), 20);
+}
+
+// Everything in the database is years old, so one time in the background removes it.
+TEST_F(Keeping, HappensInTheBackground) {
+    fill();
+    std::ofstream(path("other.db")) << "this is no database";
+    std::mutex mutex;
+    std::string told;
+    host::Pruning::Setup setup;
+    setup.databases = {path("none.db"), path("other.db"), path()};
+    setup.keep.events = 0;
+    setup.first = setup.every = std::chrono::milliseconds(1);
+    setup.tell = [&](const std::string& sentence) {
+        const std::lock_guard lock(mutex);
+        told = sentence;
+    };
+    {
+        const host::Pruning pruning(setup);
+        for (int i = 0; i < 6000 && rows("events") > 0; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(rows("events"), 0);
+    EXPECT_EQ(rows("minutes"), 10);
+    EXPECT_THAT(told, HasSubstr("other.db cannot be pruned today"));
 }
 
 TEST_F(Keeping, TheSettingsInForceStay) {

@@ -134,6 +134,58 @@ TEST_F(StoreSinkRows, WhoIsInsideStaysInsideWhenTheProgramIsStartedAgain) {
     EXPECT_EQ(integer("SELECT people FROM events WHERE kind = 'capacity'"), 2);
 }
 
+TEST_F(StoreSinkRows, AGapOfTheInputIsARowAndAnEvent) {
+    host::StoreSink sink(sink_setup());
+    frame(sink, 1.0, {});
+    frame(sink, 70.0, {host::InputGap{1'000'000, 70'000'000, "the sender ended"}});
+    sink.finish();
+    EXPECT_EQ(text("SELECT (from_us - " + std::to_string(kMonday_us) + ") || ' ' || (to_us - " +
+                   std::to_string(kMonday_us) + ") || ' ' || why FROM gaps"),
+              "1000000 70000000 the sender ended");
+    EXPECT_EQ(text("SELECT kind || ' ' || (time_us - " + std::to_string(kMonday_us) +
+                   ") || ' ' || (json ->> 'why') FROM events"),
+              "gap 70000000 the sender ended");
+}
+
+// Counts go on in their order, each of them once, whatever the clock does.
+TEST_F(StoreSinkRows, AStepOfTheClockMovesWhatFollows) {
+    host::StoreSink sink(sink_setup());
+    frame(sink, 1.0, {counted(1700)});
+    frame(sink, 2.0, {host::ClockStep{2'000'000, 3'600'000'000}, counted(1700)});
+    frame(sink, 3.0, {host::ClockStep{3'000'000, -3'600'000'000}, counted(1700)});
+    frame(sink, 4.0, {counted(1700)});
+    sink.finish();
+    EXPECT_EQ(text("SELECT group_concat(kind || ' ' || ((time_us - " + std::to_string(kMonday_us) +
+                   ") / 1000000), '; ') FROM (SELECT * FROM events ORDER BY sequence)"),
+              "crossing 1; clock_step 3602; gap 3602; crossing 3602; clock_step 3; crossing 3; "
+              "crossing 4");
+    EXPECT_EQ(text("SELECT json ->> 'why' FROM events WHERE kind = 'clock_step' LIMIT 1"),
+              "the clock was set forward by 3600.000 s");
+    EXPECT_EQ(text("SELECT group_concat((minute - " + std::to_string(host::minute_of(kMonday_us)) +
+                   ") || ':' || adult) FROM minutes WHERE direction = 1"),
+              "0:3,60:1");
+    EXPECT_EQ(integer("SELECT adult FROM totals WHERE direction = 1"), 4);
+    EXPECT_EQ(integer("SELECT to_us - from_us FROM gaps"), 3'600'000'000);
+}
+
+TEST_F(StoreSinkRows, MinutesAreProvisionalUntilTheClockIsSynchronised) {
+    bool synchronised = false;
+    host::StoreSinkSetup setup = sink_setup();
+    setup.clock_synchronised = [&synchronised] { return synchronised; };
+    host::StoreSink sink(setup);
+    frame(sink, 1.0, {});
+    frame(sink, 61.0, {});
+    synchronised = true;
+    frame(sink, 62.0, {});
+    frame(sink, 121.0, {});
+    sink.finish();
+    for (const char* table : {"minutes", "region_minutes"})
+        EXPECT_EQ(text("SELECT group_concat(provisional, '') FROM (SELECT DISTINCT minute, "
+                       "provisional FROM " +
+                       std::string(table) + " ORDER BY minute)"),
+                  "110");
+}
+
 TEST_F(StoreSinkRows, TheHeatMapBecomesCoarser) {
     host::HeatMapReported heat;
     heat.dwell_ms.assign(std::size_t{VCA_HEAT_ROWS} * VCA_HEAT_COLS, 2);

@@ -60,10 +60,21 @@ TEST_F(StoreTables, WatchedMinutesHaveZeros) {
     EXPECT_EQ(integer("SELECT sum(watched_minutes) FROM crossings_by_hour"), 6);
     EXPECT_EQ(integer("SELECT sum(adult) FROM crossings_by_day"), 2);
     EXPECT_EQ(integer("SELECT sum(provisional) FROM minutes"), 0);
-    host::StoreSetup unsure = setup("unsure.db");
-    unsure.clock_synchronised = false;
-    Store(unsure).commit(batch);
-    EXPECT_EQ(integer("SELECT sum(provisional) FROM minutes", "unsure.db"), 6);
+}
+
+TEST_F(StoreTables, MinutesOfAClockThatIsNotSynchronisedAreProvisional) {
+    const std::int64_t minute = host::minute_of(kMonday_us);
+    Batch batch = batch_of({crossing(kMonday_us)});
+    batch.watched_minutes = {minute, minute + 1};
+    batch.regions = {{minute, "till", 1, 0, 0, 0, 0}, {minute + 1, "till", 1, 0, 0, 0, 0}};
+    batch.unsure_minutes = {minute};
+    Store store(setup());
+    store.commit(batch);
+    store.commit(batch_of({crossing(kMonday_us)}));
+    for (const char* table : {"minutes", "region_minutes"})
+        EXPECT_EQ(text(std::string("SELECT group_concat(DISTINCT minute - ") +
+                       std::to_string(minute) + ") FROM " + table + " WHERE provisional"),
+                  "0");
 }
 
 TEST_F(StoreTables, TotalsOfALineBeginAtZero) {
@@ -114,6 +125,43 @@ TEST_F(StoreTables, KeepsStoriesGapsAndHealth) {
     EXPECT_EQ(integer("SELECT watched_until_us FROM store"), 30);
     store.commit({});
     EXPECT_EQ(integer("SELECT watched_until_us FROM store"), 30);
+}
+
+// The time between two programs is a gap, and says how the first one ended.
+TEST_F(StoreTables, TimeBetweenTwoRunsIsAGap) {
+    const auto watch = [](Store& store, std::int64_t minute) {
+        Batch batch;
+        batch.watched_from_us = kMonday_us + minute * host::kMinute_us;
+        batch.watched_until_us = *batch.watched_from_us + 1000;
+        store.commit(batch);
+    };
+    {
+        Store store(setup());
+        watch(store, 0);
+        store.close();
+    }
+    {
+        Store store(setup());
+        watch(store, 5);  // and is killed
+    }
+    {
+        Store store(setup());
+        watch(store, 7);
+        store.close();
+    }
+    host::Database(path(), host::Database::Access::kWrite, 50)
+        .execute("UPDATE store SET copied = 1");
+    Store store(setup());
+    watch(store, 9);
+    EXPECT_EQ(text("SELECT group_concat((from_us - " + std::to_string(kMonday_us) +
+                   ") || '-' || "
+                   "(to_us - " +
+                   std::to_string(kMonday_us) + ") || ' ' || why, '; ') FROM gaps"),
+              "1000-300000000 not running; 300001000-420000000 not running: killed, or without "
+              "power; 420001000-540000000 restored from a backup");
+    EXPECT_EQ(text("SELECT group_concat(kind || ' ' || (json ->> 'why'), '; ') FROM events"),
+              "gap not running; gap not running: killed, or without power; "
+              "gap restored from a backup");
 }
 
 TEST_F(StoreTables, GoesOnWhereItEnded) {

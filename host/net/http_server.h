@@ -1,0 +1,42 @@
+// An HTTP/1.1 server. One thread serves all sockets, and a few workers call the handler, so that a
+// query that takes its time holds nobody up.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "host/net/http_message.h"
+
+namespace host {
+
+struct HttpLimits {
+    std::uint32_t header_bytes = 8192;
+    std::uint64_t body_bytes = 65'536;
+    std::chrono::milliseconds time{10'000};  // for one request to come, and for its answer to go
+    int connections = 200;                   // more are closed at once
+    std::size_t workers = 2;
+};
+
+class HttpServer {
+  public:
+    // Listens on a numeric address; port 0 is any free one. The handler is called on the workers,
+    // several at a time; what it throws is answered with status 500. Throws InputError when the
+    // address cannot be listened on.
+    HttpServer(const std::string& address, std::uint16_t port, const HttpLimits& limits,
+               HttpHandler handler);
+    // Ends the connections that are open; waits for handlers that are running.
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    std::uint16_t port() const;
+
+  private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace host

@@ -1,0 +1,35 @@
+// One function for each page.
+#include "host/web/routes.h"
+
+namespace host {
+namespace {
+
+// Whoever restarts what is unhealthy looks at the status alone: 503 is kept for what does not work.
+HttpResponse health_page(const ServiceHealth& health) {
+    constexpr int kUnavailable = 503;
+    HttpResponse response;
+    if (health.level() == HealthLevel::kFailed) response.status = kUnavailable;
+    response.type = "application/json";
+    response.body = health_json(health);
+    return response;
+}
+
+HttpResponse metrics_page(const MetricsInput& input) {
+    HttpResponse response;
+    response.type = kMetricsType;
+    response.body = metrics_text(input);
+    return response;
+}
+
+}  // namespace
+
+Router make_routes(const WebSources& sources) {
+    Router router;
+    router.add("GET", kHealthPath,
+               [ask = sources.health](const HttpRequest&) { return health_page(ask()); });
+    router.add("GET", kMetricsPath,
+               [ask = sources.metrics](const HttpRequest&) { return metrics_page(ask()); });
+    return router;
+}
+
+}  // namespace host

@@ -1,0 +1,192 @@
+// What the service says over HTTP about its health and its counts.
+#include "host/web/routes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/host/store/store_folder.h"
+
+namespace {
+
+using host::HealthLevel;
+using host::HttpResponse;
+using host::Store;
+using test::batch_of;
+using test::crossing;
+using test::kMonday_us;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+class Web : public test::StoreFolder {
+  protected:
+    // Adults in, a child out, and somebody of the staff.
+    void count() {
+        Store store(setup());
+        host::Batch batch =
+            batch_of({crossing(kMonday_us), crossing(kMonday_us + 1),
+                      crossing(kMonday_us + 2, "door", 2, host::PersonKind::kChild),
+                      crossing(kMonday_us + 3, "door", 1, host::PersonKind::kStaff)});
+        batch.watched_until_us = kMonday_us + 5'000'000;
+        store.commit(batch);
+    }
+    void note(HealthLevel level, const std::string& fault, const std::string& text) {
+        Store store(setup());
+        host::Batch batch;
+        batch.add_health({kMonday_us, level, fault, text});
+        store.commit(batch);
+    }
+    host::ServiceHealth health(std::int64_t later_us = 6'000'000) const {
+        return host::read_health({path()}, kMonday_us + later_us);
+    }
+    HttpResponse get(const std::string& where, const std::string& method = "GET") const {
+        const host::Router router =
+            host::make_routes({[this] { return health(); }, [this] { return input_; }});
+        host::HttpRequest request;
+        request.method = method;
+        request.path = where;
+        return router.answer(request);
+    }
+    std::string metrics() {
+        input_.place = "museum \"old\"\\";
+        input_.cameras = {{path(), host::CameraFigures{}}};
+        input_.cameras[0].figures->frames = 9;
+        input_.cameras[0].figures->processing.add(0.02);
+        input_.cameras[0].figures->processing.add(0.3);
+        input_.cameras[0].figures->regions = {{"till", 2}};
+        input_.areas = {{"hall", {{"door", 1}}, 0, 10}};
+        input_.time_zone = "UTC";
+        input_.now_us = kMonday_us + 6'000'000;
+        const HttpResponse response = get(host::kMetricsPath);
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.type, host::kMetricsType);
+        return response.body;
+    }
+    host::MetricsInput input_;
+};
+
+TEST_F(Web, AllIsWell) {
+    count();
+    const HttpResponse response = get(host::kHealthPath);
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(response.type, "application/json");
+    const nlohmann::json json = nlohmann::json::parse(response.body);
+    EXPECT_EQ(json["level"], "ok");
+    EXPECT_EQ(json["cameras"][0]["name"], "entrance");
+    EXPECT_EQ(json["cameras"][0]["watched_until_us"], kMonday_us + 5'000'000);
+    EXPECT_TRUE(json["cameras"][0]["faults"].empty());
+    EXPECT_EQ(host::health_text(health()), "ok\n  entrance  ok\n");
+}
+
+TEST_F(Web, EveryFaultHasItsSentenceUntilItEnds) {
+    count();
+    note(HealthLevel::kDegraded, "clock_step", "the clock was set back by 3.000 s");
+    EXPECT_EQ(health().level(), HealthLevel::kDegraded);
+    EXPECT_EQ(get(host::kHealthPath).status, 200) << "it counts";
+    note(HealthLevel::kFailed, "lens_covered", "the lens is covered");
+    EXPECT_EQ(get(host::kHealthPath).status, 503);
+    EXPECT_EQ(host::health_text(health()),
+              "failed\n  entrance  failed\n"
+              "    degraded since 2026-03-02 08:00:00 UTC: the clock was set back by 3.000 s\n"
+              "    failed since 2026-03-02 08:00:00 UTC: the lens is covered\n");
+    note(HealthLevel::kOk, "lens_covered", "it is free again");
+    note(HealthLevel::kOk, "clock_step", "the clock has not been set again");
+    EXPECT_EQ(health().level(), HealthLevel::kOk);
+    EXPECT_THAT(host::StoreReader(path()).open_faults(), IsEmpty());
+}
+
+TEST_F(Web, ACameraThatHasStoppedHasFailed) {
+    count();
+    EXPECT_EQ(health(60'000'000).level(), HealthLevel::kOk);
+    EXPECT_EQ(health(66'000'000).level(), HealthLevel::kFailed);
+    EXPECT_THAT(host::health_text(health(66'000'000)),
+                HasSubstr("nothing has been watched since 2026-03-02 08:00:05 UTC"));
+}
+
+TEST_F(Web, ADatabaseThatIsNotThereIsAFault) {
+    EXPECT_THAT(host::health_text(health()),
+                AllOf(HasSubstr("entrance  failed"), HasSubstr("there is no database")));
+    std::ofstream(path()) << "nothing of the kind";
+    EXPECT_EQ(health().level(), HealthLevel::kFailed);
+    EXPECT_THAT(metrics(), HasSubstr("camera=\"entrance\"} 1\n"));
+}
+
+TEST_F(Web, HealthCanBeReadBack) {
+    count();
+    note(HealthLevel::kFailed, "lens_covered", "the lens is \"covered\"");
+    const std::string json = host::health_json(health());
+    EXPECT_EQ(host::health_json(host::parse_health(json)), json);
+    for (const char* text : {"", "[]", "{}", R"({"time_us":1,"cameras":[{}],"faults":[]})"})
+        EXPECT_THROW(host::parse_health(text), std::runtime_error) << text;
+}
+
+TEST_F(Web, MetricsAreTheCommittedCounts) {
+    count();
+    const std::string text = metrics();
+    const std::string camera = R"({place="museum \"old\"\\",camera="entrance")";
+    EXPECT_THAT(
+        text, AllOf(HasSubstr("vca_crossings_total" + camera +
+                              R"(,line="door",direction="1",kind="adult"} 2)"),
+                    HasSubstr("vca_crossings_total" + camera +
+                              R"(,line="door",direction="2",kind="child"} 1)"),
+                    HasSubstr("vca_crossings_total" + camera +
+                              R"(,line="door",direction="2",kind="staff"} 0)"),
+                    HasSubstr(R"(vca_occupancy_people{place="museum \"old\"\\",area="hall"} 2)")));
+    EXPECT_THAT(
+        text, AllOf(HasSubstr("vca_frames_total" + camera + "} 9\n"),
+                    HasSubstr("vca_region_people" + camera + ",region=\"till\"} 2\n"),
+                    HasSubstr("vca_frame_processing_seconds_bucket" + camera + ",le=\"0.02\"} 1\n"),
+                    HasSubstr("vca_frame_processing_seconds_bucket" + camera + ",le=\"+Inf\"} 2\n"),
+                    HasSubstr("vca_frame_processing_seconds_sum" + camera + "} 0.32\n"),
+                    HasSubstr("vca_last_event_timestamp_seconds" + camera),
+                    HasSubstr("vca_build_info{version=")));
+}
+
+// Every metric of a family stands below its head, which comes once.
+TEST_F(Web, MetricsHaveHeads) {
+    count();
+    std::istringstream lines(metrics());
+    std::string family;
+    std::vector<std::string> families;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("# HELP ")) {
+            family = line.substr(7, line.find(' ', 7) - 7);
+            EXPECT_THAT(families, Not(::testing::Contains(family)));
+            families.push_back(family);
+        } else if (line.starts_with("# TYPE ")) {
+            EXPECT_THAT(line, HasSubstr(" " + family + " "));
+            EXPECT_EQ(line.ends_with(" counter"), family.ends_with("_total")) << line;
+        } else {
+            EXPECT_TRUE(line.starts_with(family)) << line;
+        }
+    }
+    EXPECT_GT(families.size(), 12u);
+}
+
+TEST_F(Web, AProgramThatReadsMetricsTakesThem) {
+    const std::string promtool = VCA_PROMTOOL;
+    if (promtool.empty()) GTEST_SKIP() << "promtool is not installed";
+    count();
+    std::ofstream(path("metrics.txt")) << metrics();
+    EXPECT_EQ(std::system((promtool + " check metrics < " + path("metrics.txt") + " > " +
+                           path("said.txt") + " 2>&1")
+                              .c_str()),
+              0)
+        << std::ifstream(path("said.txt")).rdbuf();
+}
+
+TEST_F(Web, OtherPagesAndMethodsAreRefused) {
+    EXPECT_EQ(get("/").status, 404);
+    EXPECT_EQ(get("/healthz/").status, 404);
+    const HttpResponse refused = get(host::kHealthPath, "POST");
+    EXPECT_EQ(refused.status, 405);
+    EXPECT_THAT(refused.headers, ElementsAre(std::pair<std::string, std::string>("Allow", "GET")));
+}
+
+}  // namespace
