@@ -4,6 +4,7 @@
 //   bench_conservation [--seconds S] [--seed N]
 //
 // Runs go on as many processors as there are.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -52,6 +53,13 @@ host::CountingLine area_at(const Place& place, const Size& size, double px_per_m
     return line;
 }
 
+// Under a low camera a turned area reaches beyond the picture.
+bool fits(const host::CountingLine& line) {
+    return std::all_of(line.points.begin(), line.points.end(), [](const host::PicturePoint& p) {
+        return p.x >= 0.0 && p.y >= 0.0 && p.x < host::kColourWidth && p.y < host::kColourHeight;
+    });
+}
+
 struct Measured {
     int areas = 0;
     int exact_at_end = 0;
@@ -79,9 +87,11 @@ std::string measure(const std::string& scene, const Size& size, double seconds,
     const host::RunPlan scene_plan = host::prepare_run(options);
     const host::CameraModel& camera = scene_plan.source->info().camera;
     const double px_per_m = sim::kDefaultFocalPx / camera.height_mm.value_or(0.0) * 1000.0;
-    for (const Place& place : kPlaces)
-        options.lines.emplace_back(
-            area_at(place, size, px_per_m, "area " + std::to_string(options.lines.size() + 1)));
+    for (const Place& place : kPlaces) {
+        const std::string name = "area " + std::to_string(options.lines.size() + 1);
+        const host::CountingLine line = area_at(place, size, px_per_m, name);
+        if (fits(line)) options.lines.emplace_back(line);
+    }
     host::RunPlan plan = host::prepare_run(options);
     const host::RunOutcome outcome = host::run_for_scores(plan);
     std::ostringstream text;

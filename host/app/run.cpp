@@ -435,7 +435,10 @@ double expected_frames(const RunPlan& plan) {
 }
 
 BalanceSetup balance_setup(const RunPlan& plan) {
-    return {plan.lines, story_names(plan), plan.options.source.foot_point,
+    // Tracks of several devices begin and end where one camera's picture does.
+    std::vector<CountingLine> lines;
+    if (!plan.link) lines = plan.lines;
+    return {std::move(lines), story_names(plan), plan.options.source.foot_point,
             std::round(plan.height_mm.value_or(0.0))};
 }
 

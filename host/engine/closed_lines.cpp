@@ -8,6 +8,7 @@
 namespace host {
 
 ClosedLineFilter::ClosedLineFilter(const VCA_ALGO_CFG_S& config) : config_(config) {
+    if (config.devWorkMode != VCA_WORK_ALONE) return;
     for (int line = 0; line < VCA_LINE_NUM; ++line)
         if (goes_around(config.line[line])) lines_.push_back(line);
 }

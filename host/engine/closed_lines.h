@@ -18,6 +18,7 @@ namespace host {
 
 class ClosedLineFilter {
   public:
+    // Of a device that counts alone; the tracks of several begin where one camera's picture ends.
     explicit ClosedLineFilter(const VCA_ALGO_CFG_S& config);
 
     // Takes every event in the order in which the library sent them, and leaves out counts to the

@@ -179,9 +179,13 @@ std::string balance_row(const Balance& balance) {
     text.resize(std::max<std::size_t>(text.size() + 2, 23), ' ');
     text += balance_text(balance);
     if (balance.is_exact()) return text + ": exact";
-    return text + ": off by " + format_text("%+lld", static_cast<long long>(balance.difference())) +
-           format_text(", %lld times somebody was not where the counts had them",
-                       static_cast<long long>(balance.fault_count));
+    text += balance.difference() == 0 ? ": exact at the end"
+                                      : format_text(": off by %+lld at the end",
+                                                    static_cast<long long>(balance.difference()));
+    if (balance.fault_count == 0) return text;
+    return text + format_text("; %lld %s not where the counts had them",
+                              static_cast<long long>(balance.fault_count),
+                              balance.fault_count == 1 ? "person was" : "times people were");
 }
 
 std::string summary_text(const RunFacts& facts, const Scores& scores, const Evidence& evidence) {

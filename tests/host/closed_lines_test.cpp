@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -42,13 +43,13 @@ class ClosedLine : public testing::Test {
     void decide(int kind, int x, int y, int line = -1, int frame = 5) {
         Event event{host::kDecisionId, frame, 0.0,
                     Decision{kind, frame, VCA_LIST_LOCAL, 7, line, 0, x, y, 1.0f, 1.0f}};
-        filter_.check(event);
+        filter_->check(event);
     }
     void appear(int head_x, int head_y, int foot_x, int foot_y) {
         decide(VCA_DECISION_BORN, head_x, head_y);
         Event event;
         event.payload = host::TrackAppeared{7, head_x, head_y, foot_x, foot_y};
-        filter_.check(event);
+        filter_->check(event);
     }
     // Whether a count that is decided there stands.
     bool stands(int direction, int x, int y, int line = 0, int frame = 5) {
@@ -61,12 +62,12 @@ class ClosedLine : public testing::Test {
         counted.line = line;
         counted.direction = direction;
         last_ = {6045, 5, 0.0, counted};
-        filter_.check(last_);
+        filter_->check(last_);
         return std::holds_alternative<PersonCounted>(last_.payload);
     }
 
     VCA_ALGO_CFG_S config_ = ring_and_door();
-    ClosedLineFilter filter_{config_};
+    std::optional<ClosedLineFilter> filter_{std::in_place, config_};
     Event last_;
 };
 
@@ -136,6 +137,13 @@ TEST_F(ClosedLine, MarksWhatItLeavesOut) {
     EXPECT_EQ(json["message"], "person_counted");
     EXPECT_EQ(json["left_out"], true);
     EXPECT_FALSE(json.contains("late"));
+}
+
+TEST_F(ClosedLine, IsOfADeviceThatCountsAlone) {
+    config_.devWorkMode = VCA_WORK_MASTER;
+    filter_.emplace(config_);
+    appear(700, 480, 690, 430);
+    EXPECT_TRUE(stands(kOut, 640, 120));
 }
 
 TEST_F(ClosedLine, FollowsTheFlip) {

@@ -10,7 +10,8 @@
 
 namespace test {
 
-// A closed line of this size on the floor under the scenes' lens, 86 degrees wide.
+// A closed line of this size on the floor under the scenes' lens, 86 degrees wide; none where it
+// would leave the picture.
 inline std::string closed_line(double camera_m, double width_m, double depth_m, double x_px,
                                double y_px, double turn_deg) {
     constexpr double kFocal_px = 514.737;
@@ -21,8 +22,10 @@ inline std::string closed_line(double camera_m, double width_m, double depth_m, 
     for (const auto& corner : kCorners) {
         const double x = corner[0] * width_m / 2.0 * kFocal_px / camera_m;
         const double y = corner[1] * depth_m / 2.0 * kFocal_px / camera_m;
-        points += std::to_string(std::lround(x_px + c * x - s * y)) + "," +
-                  std::to_string(std::lround(y_px + s * x + c * y)) + " ";
+        const long at_x = std::lround(x_px + c * x - s * y);
+        const long at_y = std::lround(y_px + s * x + c * y);
+        if (at_x < 0 || at_y < 0 || at_x >= 960 || at_y >= 544) return "";
+        points += std::to_string(at_x) + "," + std::to_string(at_y) + " ";
     }
     points.pop_back();
     return " --closed-line \"" + points + "\"";
