@@ -59,6 +59,7 @@ enum class LeftOut {
     kNot,
     kWentBack,  // the track ended before the line again
     kUnseen,    // crossed the line after the last frame
+    kNoLine,    // the line had been taken away or moved before the track ended
 };
 
 // A late count that the settings leave out.

@@ -138,6 +138,8 @@ const char* left_out_clause(LeftOut why) {
             return "left out, having gone back: ";
         case LeftOut::kUnseen:
             return "left out, after the last frame: ";
+        case LeftOut::kNoLine:
+            return "left out, the line was changed meanwhile: ";
         default:
             return "";
     }
@@ -177,6 +179,11 @@ std::string uncounted_clause(const LineOutcome& outcome, const std::string& line
     if (outcome.why_left_out == LeftOut::kUnseen) {
         return "was near line " + line + " when the source ended, so that a count in direction " +
                std::to_string(outcome.left_out->detail) + " after its last frame was left out";
+    }
+    if (outcome.why_left_out == LeftOut::kNoLine) {
+        return "had crossed line " + line +
+               " before it was changed, so that a count in direction " +
+               std::to_string(outcome.left_out->detail) + " when the track ended was left out";
     }
     if (outcome.left_out != nullptr) {
         return "touched line " + line + " and went back, so that a count in direction " +

@@ -147,6 +147,22 @@ std::string describe_service(const ServiceFile& file) {
     return text + missing_lines(file);
 }
 
+bool is_whole_cascade(const ServiceFile& file, const std::string& site) {
+    const Site devices = read_site_file(site);
+    return std::all_of(
+        devices.devices.begin(), devices.devices.end(), [&](const SiteDevice& device) {
+            return std::any_of(file.cameras.begin(), file.cameras.end(), [&](const auto& camera) {
+                return camera.role.site == site && camera.role.device == device.name;
+            });
+        });
+}
+
+bool has_whole_cascade(const ServiceFile& file) {
+    return std::any_of(file.cameras.begin(), file.cameras.end(), [&](const auto& camera) {
+        return camera.in_cascade() && is_whole_cascade(file, camera.role.site);
+    });
+}
+
 std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera) {
     std::vector<Area> areas;
     for (const ServiceArea& given : file.areas) {

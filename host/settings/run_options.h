@@ -85,6 +85,8 @@ void parse_config(const std::string& text, const std::string& name, RunOptions& 
 // Takes the settings that came with a live stream, where they count. Throws InputError that begins
 // with `name`.
 void take_carried_settings(const std::string& text, const std::string& name, RunOptions& options);
+// What can be set in such a file, for people.
+std::string config_schema();
 // The text of a file that sets what these options set; every number reads back exactly.
 std::string config_text(const RunOptions& options);
 

@@ -121,6 +121,7 @@ class ServiceReader {
         camera.place = table.place("the camera \"" + camera.name + "\"");
         check_name_is_free(camera);
         settle_source(camera, given);
+        if (camera.in_cascade()) camera.settings = camera.role.site;
         if (camera.settings.empty()) {
             camera.settings =
                 path_beside(folder_, std::string(kSettingsFolder) + "/" + camera.name + ".toml");

@@ -23,7 +23,7 @@ struct ServiceCamera {
     std::string name;
     SourceOptions source;  // without what its settings say
     bool loop = false;     // a recording begins again when it has ended
-    std::string settings;  // path of its settings, which need not exist
+    std::string settings;  // path of its settings, which need not exist; of its site's file
     CascadeRole role;
     std::string place;       // where it was given, for messages
     std::string definition;  // says the same as long as nothing of it changes

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,10 +44,23 @@ class StoreSink final : public Sink {
 
     // Any thread.
     void note(const HealthNote& note);
+    // Between these scene times something was not watched; any thread.
+    void note_gap(double from_s, double to_s, const std::string& why);
+
+    // While nothing happens: other lines and regions from this scene time on, by number; those
+    // without points count nobody. With `settings` they are a new version with a text of its own.
+    struct Change {
+        std::vector<CountingLine> lines;
+        std::vector<CountingRegion> regions;
+        std::string settings;
+        std::string author;
+    };
+    void change(double time_s, const Change& change);
 
   private:
     std::int64_t time_us(double time_s) const;
     std::string line_name(int line) const;
+    void add_settings(double time_s, const StoredSettings& settings);
     void add_crossing(const Event& event, const PersonCounted& count, EventKind kind);
     void begin_areas(std::int64_t now_us);
     void add_capacity(const StoredEvent& crossing);
@@ -58,6 +72,9 @@ class StoreSink final : public Sink {
     void hand_over();
 
     const StoreSinkSetup setup_;
+    StoryNames names_;
+    std::vector<CountingRegion> regions_;
+    std::set<std::size_t> unwatched_;  // of the regions
     StoreWriter writer_;
     Batch batch_;
     StoryBook book_;

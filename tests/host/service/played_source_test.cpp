@@ -49,7 +49,9 @@ TEST(PlayedSource, GoesOnInNumbersAndTimesFromRoundToRound) {
     for (std::int64_t i = 0; i < 3 * (length + host::kClosingFrames); ++i) {
         ASSERT_TRUE(source->next(frame));
         EXPECT_EQ(frame.number, number + 1);
-        if (i > 0) EXPECT_NEAR(frame.time_s, time_s + 1.0, 1e-5);
+        if (i > 0) {
+            EXPECT_NEAR(frame.time_s, time_s + 1.0, 1e-5);
+        }
         EXPECT_EQ(frame.planes.blank, i % (length + host::kClosingFrames) >= length) << i;
         EXPECT_TRUE(frame.people.empty());
         number = frame.number;
