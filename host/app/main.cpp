@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <initializer_list>
 #include <string>
 
 #include "host/app/audit_command.h"
@@ -13,6 +14,7 @@
 #include "host/app/record_command.h"
 #include "host/app/run_command.h"
 #include "host/app/serve_command.h"
+#include "host/app/settings_command.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
 #include "host/app/store_commands.h"
@@ -27,6 +29,7 @@
 namespace {
 
 std::atomic<bool> stop_requested{false};
+std::atomic<bool> reload_requested{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
 // The first signal ends the run with the results so far, the second one the program.
@@ -37,15 +40,28 @@ void on_interrupt(int number) {
     std::raise(number);
 }
 
-void catch_interrupts() {
+// A camera's process may be asked by several at once, and ends in order all the same.
+void on_request_to_end(int) {
+    stop_requested = true;
+}
+
+void on_request_to_reload(int) {
+    reload_requested = true;
+}
+
+void catch_signals(std::initializer_list<int> numbers, void (*handler)(int)) {
     struct sigaction action = {};
-    action.sa_handler = on_interrupt;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    action.sa_handler = handler;
+    for (const int number : numbers) {
         struct sigaction before = {};
         sigaction(number, nullptr, &before);
         // A program started to outlive its terminal has the signal ignored already.
         if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
     }
+}
+
+void catch_interrupts() {
+    catch_signals({SIGINT, SIGTERM, SIGHUP}, on_interrupt);
 }
 
 // Once the results get their names they are kept.
@@ -118,10 +134,14 @@ int main(int argc, char** argv) {
                 catch_interrupts();
                 return host::what_if_command(command.what_if, stop_requested);
             case host::Command::kServe:
-                catch_interrupts();
-                return host::serve_command(command.serve, stop_requested);
+                catch_signals({SIGINT, SIGTERM}, on_interrupt);
+                catch_signals({SIGHUP}, on_request_to_reload);
+                return host::serve_command(command.serve, stop_requested, reload_requested);
+            case host::Command::kSettings:
+                host::write_text(stdout, host::settings_command(command.settings));
+                return host::kExitOk;
             case host::Command::kCameraProcess:
-                catch_interrupts();
+                catch_signals({SIGINT, SIGTERM, SIGHUP}, on_request_to_end);
                 return host::camera_process(stop_requested);
             case host::Command::kText:
                 host::write_text(stdout, command.text);

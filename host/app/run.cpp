@@ -13,7 +13,6 @@
 
 #include "host/app/hourly_frames.h"
 #include "host/base/text.h"
-#include "host/engine/session.h"
 #include "host/media/recording_format.h"
 #include "host/report/output_folder.h"
 #include "host/score/samples.h"
@@ -141,6 +140,7 @@ VCA_ALGO_CFG_S config_of(const RunPlan& plan, double height_mm) {
     settings.lines = plan.lines;
     settings.regions = plan.regions;
     settings.exclusions = plan.exclusions;
+    settings.park_unused_lines = plan.park_unused_lines;
     return library_config(settings);
 }
 
@@ -224,8 +224,9 @@ class RunFrames final : public FrameFeed {
     // What ended them.
     enum class End { kStopped, kLimit, kSource };
 
-    RunFrames(const RunPlan& plan, const std::atomic<bool>& stop)
+    RunFrames(const RunPlan& plan, Session& session, const std::atomic<bool>& stop)
         : plan_(plan),
+          session_(session),
           stop_(stop),
           most_(plan.options.frames.value_or(INT64_MAX)),
           until_s_(plan.options.seconds.value_or(INFINITY)) {}
@@ -240,7 +241,7 @@ class RunFrames final : public FrameFeed {
             end_ = End::kLimit;
             return false;
         }
-        if (plan_.taken) plan_.taken();
+        if (plan_.before_frame) plan_.before_frame(session_, frame.time_s);
         leave_out_excluded(plan_, frame.people);
         time_s_ = frame.time_s;
         return true;
@@ -251,6 +252,7 @@ class RunFrames final : public FrameFeed {
 
   private:
     const RunPlan& plan_;
+    Session& session_;
     const std::atomic<bool>& stop_;
     const std::int64_t most_;
     const double until_s_;
@@ -339,6 +341,13 @@ RunFacts facts_of(const RunPlan& plan, double height_mm) {
     return facts;
 }
 
+// The lines or regions that count somebody.
+template <typename Place>
+std::vector<Place> with_points(std::vector<Place> places) {
+    std::erase_if(places, [](const Place& place) { return place.points.empty(); });
+    return places;
+}
+
 // A built-in scene lasts for as many frames as are asked for.
 void stretch_scene(RunOptions& options, std::unique_ptr<FrameSource>& source) {
     const SourceInfo& info = source->info();
@@ -362,7 +371,9 @@ std::optional<std::string> short_source_warning(const RunPlan& plan, double scen
 // Where the truth is known the source itself warns of lines at the edge, and the places of a site
 // may lie in the view of another camera.
 std::vector<std::string> run_warnings(const RunPlan& plan) {
-    const CountedPlaces places{plan.lines, plan.regions, plan.exclusions};
+    const std::vector<CountingLine> lines = with_points(plan.lines);
+    const std::vector<CountingRegion> regions = with_points(plan.regions);
+    const CountedPlaces places{lines, regions, plan.exclusions};
     std::vector<std::string> warnings = place_warnings(places);
     const auto add = [&warnings](const std::vector<std::string>& more) {
         warnings.insert(warnings.end(), more.begin(), more.end());
@@ -375,6 +386,15 @@ std::vector<std::string> run_warnings(const RunPlan& plan) {
                                  plan.options.source.foot_point));
     add(plan.source->warnings());
     return warnings;
+}
+
+PlanPlaces settle_places(const RunOptions& options, const FrameSource& source) {
+    return {settle_lines(options, source), settle_regions(options, source),
+            settle_exclusions(options, source)};
+}
+
+VCA_ALGO_CFG_S plan_config(const RunPlan& plan) {
+    return config_of(plan, plan.height_mm.value_or(0.0));
 }
 
 int height_correction_mm(const RunPlan& plan, double height_mm) {
@@ -409,9 +429,10 @@ RunPlan prepare_run(const RunOptions& options, std::unique_ptr<FrameSource> sour
     }
     if ((info.kind == "recording" || info.live) && !info.has_colour)
         check_goes_without_colour(options);
-    plan.lines = settle_lines(options, *plan.source);
-    plan.regions = settle_regions(options, *plan.source);
-    plan.exclusions = settle_exclusions(options, *plan.source);
+    PlanPlaces places = settle_places(options, *plan.source);
+    plan.lines = std::move(places.lines);
+    plan.regions = std::move(places.regions);
+    plan.exclusions = std::move(places.exclusions);
     plan.source->count_truth(plan.lines);
     if (!options.measure_height && !options.source.height_mm && !info.camera.height_mm) {
         throw InputError(
@@ -481,7 +502,7 @@ RunFacts run(RunPlan& plan, const std::vector<Sink*>& sinks, const std::atomic<b
     std::optional<SiteLink> link;
     if (plan.link) link.emplace(session, *plan.link);
     if (plan.options.show_detected) session.show_detected(true);
-    RunFrames frames(plan, stop);
+    RunFrames frames(plan, session, stop);
     plan.source->listen([&session](const InputNotice& notice) { session.tell_input(notice); });
     const std::int64_t last = feed_by_hour(session, frames, plan);
     plan.source->listen({});

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/engine/session.h"
 #include "host/inference/attribute_model.h"
 #include "host/link/device_link.h"
 #include "host/report/run_facts.h"
@@ -30,10 +31,25 @@ struct RunPlan {
     std::optional<VCA_ALGO_CFG_S> config{};  // for a device of a site; empty: made from the options
     std::optional<LinkSetup> link{};
     bool heat_by_hour = false;          // sinks get the heat map at the end of each hour
+    bool park_unused_lines = false;     // lines may change while people are in view
     Pace* pace = nullptr;               // null: frames go as fast as the analysis takes them
     std::optional<double> height_mm{};  // of the camera; empty: to be measured
-    std::function<void()> taken{};      // called for each frame that the source gives
+    // Called before each frame that the source gives, on the thread that feeds them.
+    std::function<void(Session& session, double time_s)> before_frame{};
 };
+
+// Where people are counted, in picture coordinates.
+struct PlanPlaces {
+    std::vector<CountingLine> lines;
+    std::vector<CountingRegion> regions;
+    std::vector<std::vector<PicturePoint>> exclusions;
+};
+
+// Those of the options, otherwise the source's own. Throws InputError.
+PlanPlaces settle_places(const RunOptions& options, const FrameSource& source);
+
+// What the library is told of a plan whose height is settled.
+VCA_ALGO_CFG_S plan_config(const RunPlan& plan);
 
 // Opens the source and settles lines, regions and height. Throws InputError.
 RunPlan prepare_run(const RunOptions& options);

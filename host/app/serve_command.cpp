@@ -54,14 +54,15 @@ std::string where_to_look(const ServiceFile& file) {
 
 }  // namespace
 
-int serve_command(const ServeOptions& options, const std::atomic<bool>& stop) {
+int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
+                  std::atomic<bool>& reload) {
     const ServiceFile file = read_service_file(options.file);
     check_service(file);
     make_folder(file.folder);
     const auto alone = lock_folder(file);
     write_text(stdout, describe_service(file) + where_to_look(file));
     std::fflush(stdout);
-    Supervisor(file, say).run(stop);
+    Supervisor(file, say).run(stop, reload);
     return kExitOk;
 }
 

@@ -8,9 +8,10 @@
 
 namespace host {
 
-// Runs the cameras of a place until `stop` turns true. Returns the program's exit status; throws
-// InputError and std::runtime_error.
-int serve_command(const ServeOptions& options, const std::atomic<bool>& stop);
+// Runs the cameras of a place until `stop` turns true; files are read again when `reload` does.
+// Returns the program's exit status; throws InputError and std::runtime_error.
+int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
+                  std::atomic<bool>& reload);
 
 // The file of a place in words. Throws InputError.
 std::string check_service_file(const std::string& path);

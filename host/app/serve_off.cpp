@@ -1,6 +1,7 @@
 // For a program that was built without the service.
 #include "host/app/camera_process.h"
 #include "host/app/serve_command.h"
+#include "host/app/settings_command.h"
 #include "host/base/input_error.h"
 
 namespace host {
@@ -12,11 +13,15 @@ namespace {
 
 }  // namespace
 
-int serve_command(const ServeOptions&, const std::atomic<bool>&) {
+int serve_command(const ServeOptions&, const std::atomic<bool>&, std::atomic<bool>&) {
     refuse();
 }
 
 std::string check_service_file(const std::string&) {
+    refuse();
+}
+
+std::string settings_command(const SettingsOptions&) {
     refuse();
 }
 

@@ -8,17 +8,15 @@
 #include <cstdio>
 #include <string>
 
-#include "host/app/run.h"
+#include "host/app/device_plan.h"
 #include "host/base/exit_status.h"
 #include "host/base/progress_display.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
-#include "host/frames/site_camera.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
 #include "host/report/summary.h"
 #include "host/settings/site.h"
-#include "host/settings/site_config.h"
 #include "host/sinks/event_file.h"
 #include "host/sinks/people_file.h"
 #include "host/sinks/progress_sink.h"
@@ -37,64 +35,18 @@ const SiteDevice& device_named(const Site& site, const SiteOptions& options) {
                      "\"; it has " + known);
 }
 
-std::unique_ptr<FrameSource> open_device(const Site& site, const SiteDevice& device,
-                                         const std::atomic<bool>& stop) {
-    if (device.is_simulated()) return open_site_view(view_setup(site, device));
-    SiteCameraSetup setup;
-    setup.name = device.name;
-    setup.focal_px = device.focal_px;
-    setup.height_mm = device.height_mm;
-    const bool live = device.files.recording.empty();
-    setup.source.source = live ? "live" : "recording";
-    if (!live) setup.source.recordings = {device.files.recording};
-    setup.source.live_depth = device.files.depth;
-    setup.source.depth_format = device.files.depth_format;
-    setup.source.camera_file = device.files.camera;
-    setup.source.height_mm = Placed<double>(device.height_mm, device.place);
-    setup.source.stop = &stop;
-    try {
-        return open_site_camera(setup);
-    } catch (const InputError& error) {
-        throw InputError(device.place + ": " + error.what());
-    }
-}
-
 RunPlan plan_of(const Site& site, const SiteDevice& device, const SiteOptions& options,
                 const std::atomic<bool>& stop) {
-    const SiteRole role = options.alone ? SiteRole::kAlone : SiteRole::kTogether;
-    RunPlan plan;
-    plan.options.source.seed = site.seed;
-    plan.options.detect = site.detect;
-    plan.options.target_min_mm = site.target_min_mm;
-    plan.options.target_max_mm = site.target_max_mm;
+    RunPlan plan =
+        device_plan(site, device, options.alone ? SiteRole::kAlone : SiteRole::kTogether, stop);
     plan.options.frames = options.frames;
     plan.options.seconds = options.seconds;
     if (!options.seconds && !options.frames) plan.options.seconds = site.seconds;
-    plan.source = level_source(open_device(site, device, stop), plan.options.tilt);
-    plan.config = device_config(site, device, role);
-    if (options.alone) {
-        plan.lines = own_lines(site, device);
-        plan.regions = own_regions(site, device);
-    } else if (device.master) {
-        plan.lines = master_lines(site);
-        plan.regions = master_regions(site);
-    }
     plan.output = options.output;
     if (plan.output.empty()) {
         plan.output = "out/" + site.name + "/" + device.name + (options.alone ? "/alone" : "");
     }
     return plan;
-}
-
-LinkSetup link_of(const Site& site, const SiteDevice& device, const SiteOptions& options,
-                  ProgressDisplay& display) {
-    LinkSetup link;
-    link.site = &site;
-    link.device = device.name;
-    link.broker.host = options.broker ? options.broker->host : site.broker_host;
-    link.broker.port = options.broker ? options.broker->port : site.broker_port;
-    link.report = [&display](const std::string& sentence) { display.say(0, sentence); };
-    return link;
 }
 
 // What this device and the rest of its site did not hear from each other; empty if nothing.
@@ -139,7 +91,9 @@ int run_site_device(const SiteOptions& options, const std::atomic<bool>& stop) {
     ProgressDisplay display(stderr, {""}, options.quiet, kProgressEvery);
     Pace pace(site.frames_per_second.value, options.start_at_ms, stop);
     if (!options.alone) {
-        plan.link = link_of(site, device, options, display);
+        plan.link =
+            device_link(site, device, options.broker,
+                        [&display](const std::string& sentence) { display.say(0, sentence); });
         // A live camera has its own.
         if (!plan.source->info().live) plan.pace = &pace;
     }

@@ -25,6 +25,9 @@ class ClosedLineFilter {
     // side where the person was already, or was not.
     void check(Event& event);
 
+    // The configuration has changed: nothing is known any more of those who are in view.
+    void change();
+
   private:
     // A side is told by the direction that ends there.
     struct Sides {

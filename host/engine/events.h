@@ -60,6 +60,7 @@ enum class LeftOut {
     kWentBack,  // the track ended before the line again
     kUnseen,    // crossed the line after the last frame
     kCorner,    // along a closed line: to the side where the person was already, or was not
+    kNoLine,    // the line had been taken away or moved before the track ended
 };
 
 // A count that is left out of the results.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/engine/line_sides.h"
+#include "host/engine/parked_line.h"
 #include "vca/messages.h"
 
 namespace host {
@@ -20,6 +21,11 @@ void LateCountFilter::check(Event& event) {
     }
     const auto* const counted = std::get_if<PersonCounted>(&event.payload);
     if (counted == nullptr) return;
+    if (counted->line >= 0 && counted->line < VCA_LINE_NUM &&
+        is_parked(config_.line[counted->line])) {
+        leave_out_parked(event, *counted);
+        return;
+    }
     const auto is_of_count = [counted](const Decision& each) {
         return each.track == counted->track && each.place == counted->line;
     };
@@ -32,6 +38,15 @@ void LateCountFilter::check(Event& event) {
     } else if (unseen != unseen_.end() && late_counts_ == LateCounts::kDrop) {
         event.payload = CountLeftOut{*counted, unseen->list, LeftOut::kUnseen};
     }
+}
+
+// Nobody crosses a parked line; the track remembers the one that was there before.
+void LateCountFilter::leave_out_parked(Event& event, const PersonCounted& counted) {
+    std::erase_if(ends_, [&counted](const Decision& each) {
+        return each.track == counted.track && each.place == counted.line;
+    });
+    const int list = config_.devWorkMode == VCA_WORK_MASTER ? VCA_LIST_MERGED : VCA_LIST_LOCAL;
+    event.payload = CountLeftOut{counted, list, LeftOut::kNoLine};
 }
 
 void LateCountFilter::check_end(Event& event, const Decision& end) {

@@ -2,7 +2,8 @@
 // line, by the last time that the person was seen just past it, and that may be long ago: somebody
 // touches a line, goes back, and is counted where the track ends. And for those who are not seen
 // any more it takes the place of the head for that of the feet: after the last frame of a source,
-// whoever still stands near a line may so be found on its other side.
+// whoever still stands near a line may so be found on its other side. And a line that has been
+// taken away or moved is still remembered by those who were just past it.
 #pragma once
 
 #include <vector>
@@ -31,6 +32,7 @@ class LateCountFilter {
     void check(Event& event);
 
   private:
+    void leave_out_parked(Event& event, const PersonCounted& counted);
     void check_end(Event& event, const Decision& end);
 
     const VCA_ALGO_CFG_S& config_;

@@ -59,8 +59,9 @@ PixelBox as_detected(const IOU_TRK_OBJ_S& object, double factor) {
 
 Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
     : setup_(setup),
-      late_counts_(setup_.config, setup_.late_counts),
-      closed_lines_(setup_.config),
+      config_(setup_.config),
+      late_counts_(config_, setup_.late_counts),
+      closed_lines_(config_),
       pool_(kPoolSlots),
       sinks_(std::move(sinks)),
       clock_us_(kSceneStart_us) {
@@ -70,7 +71,7 @@ Session::Session(const SessionSetup& setup, std::vector<Sink*> sinks)
         throw_no_thread("message bus");
     }
     CameraModel camera = setup_.camera;
-    camera.height_mm = setup_.config.InstallHeight;
+    camera.height_mm = config_.InstallHeight;
     set_model_settings({camera, &pool_, setup_.attributes});
     set_pass_observer(this);
     set_frame_pool(&pool_);
@@ -165,7 +166,7 @@ std::int64_t Session::feed(FrameFeed& frames, Pace* pace) {
 }
 
 void Session::prepare_depth(FramePlanes& planes) const {
-    suit_library(planes.raw_mm, setup_.config.InstallHeight, correction_mm_, planes.lent_mm);
+    suit_library(planes.raw_mm, config_.InstallHeight, correction_mm_, planes.lent_mm);
 }
 
 void Session::submit(int slot, std::int64_t number) {
@@ -283,7 +284,7 @@ void Session::on_event(Event event) {
     if (setup_.late_counts == LateCounts::kDrop) closed_lines_.check(event);
     tell([&event](Sink& sink) { sink.on_event(event); });
     if (std::holds_alternative<ConfigRequest>(event.payload)) {
-        bus_->send_to_library(VCA_MSG_CONFIG, &setup_.config, sizeof setup_.config);
+        bus_->send_to_library(VCA_MSG_CONFIG, &config_, sizeof config_);
     }
     if (const auto* height = std::get_if<InstallHeight>(&event.payload)) {
         install_height_mm_ = height->height_mm;
@@ -316,6 +317,26 @@ void Session::add_sink(Sink& sink) {
 
 void Session::remove_sink(Sink& sink) {
     bus_->call([this, &sink] { std::erase(sinks_, &sink); });
+    bus_->wait_idle();
+}
+
+// ---- Changes between two frames ----
+
+// The pool is empty before the pass is through, and its last messages are sent before it gives up
+// the mutex.
+void Session::finish_frames() {
+    pool_.wait_drained();
+    TQ_MUTEX_S* const mutex = handler_mutex();
+    tq_mutex_lock(mutex);
+    tq_mutex_unlock(mutex);
+    close_report();
+    bus_->wait_idle();
+}
+
+void Session::configure(const VCA_ALGO_CFG_S& config) {
+    config_ = config;
+    closed_lines_.change();
+    bus_->send_to_library(VCA_MSG_CONFIG, &config_, sizeof config_);
     bus_->wait_idle();
 }
 

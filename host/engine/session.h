@@ -84,6 +84,13 @@ class Session : private BusClient, private PassObserver {
     // for none.
     std::int64_t feed(FrameFeed& frames, Pace* pace = nullptr);
 
+    // For the thread that feeds, between two frames: waits until the analysis is through with all
+    // frames so far and the sinks have been told everything about them. Until the next frame is fed
+    // nothing happens, and sinks may be changed.
+    void finish_frames();
+    // After finish_frames(): the next frame is the first one with this configuration.
+    void configure(const VCA_ALGO_CFG_S& config);
+
     // Asks for the distance to the floor; the answer comes with the next frame.
     void request_install_height();
     // The last answer in mm; 0 before the first.
@@ -138,6 +145,7 @@ class Session : private BusClient, private PassObserver {
     void disconnect();
 
     const SessionSetup setup_;
+    VCA_ALGO_CFG_S config_;  // in force; changed while nothing happens
     LateCountFilter late_counts_;
     ClosedLineFilter closed_lines_;
     FramePool pool_;

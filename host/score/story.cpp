@@ -140,6 +140,8 @@ const char* left_out_clause(LeftOut why) {
             return "left out, after the last frame: ";
         case LeftOut::kCorner:
             return "left out, along a closed line to a side that the person did not come to: ";
+        case LeftOut::kNoLine:
+            return "left out, the line was changed meanwhile: ";
         default:
             return "";
     }
@@ -184,6 +186,10 @@ std::string uncounted_clause(const LineOutcome& outcome, const std::string& line
         return "went along closed line " + line + ", so that a count in direction " +
                std::to_string(outcome.left_out->detail) +
                ", to a side they did not come to, was left out";
+    if (outcome.why_left_out == LeftOut::kNoLine) {
+        return "had crossed line " + line +
+               " before it was changed, so that a count in direction " +
+               std::to_string(outcome.left_out->detail) + " when the track ended was left out";
     }
     if (outcome.left_out != nullptr) {
         return "touched line " + line + " and went back, so that a count in direction " +

@@ -19,6 +19,8 @@ constexpr const char* kPath = "path";
 constexpr const char* kCamera = "camera";
 constexpr const char* kEnded_us = "ended_us";
 constexpr const char* kEndedWhy = "ended_why";
+constexpr const char* kBrokerPort = "broker_port";
+constexpr const char* kStart_ms = "start_ms";
 constexpr const char* kCounting = "counting";
 constexpr const char* kVersion = "version";
 constexpr const char* kTaken = "taken";
@@ -30,8 +32,14 @@ constexpr const char* kRefused = "refused";
 constexpr const char* kAuthor = "author";
 
 Json as_json(const CameraBegin& begin) {
-    return {{kMessage, kBegin},      {kPath, begin.path},         {kText, begin.text},
-            {kCamera, begin.camera}, {kEnded_us, begin.ended_us}, {kEndedWhy, begin.ended_why}};
+    return {{kMessage, kBegin},
+            {kPath, begin.path},
+            {kText, begin.text},
+            {kCamera, begin.camera},
+            {kEnded_us, begin.ended_us},
+            {kEndedWhy, begin.ended_why},
+            {kBrokerPort, begin.broker_port},
+            {kStart_ms, begin.start_ms}};
 }
 Json as_json(const CameraHello& hello) {
     return {{kMessage, kHello}, {kVersion, hello.version}};
@@ -55,8 +63,9 @@ Json as_json(const ReadSettings& read) {
 CameraMessage from_json(const Json& json) {
     const std::string kind = json.at(kMessage);
     if (kind == kBegin) {
-        return CameraBegin{json.at(kPath), json.at(kText), json.at(kCamera), json.at(kEnded_us),
-                           json.at(kEndedWhy)};
+        return CameraBegin{json.at(kPath),     json.at(kText),     json.at(kCamera),
+                           json.at(kEnded_us), json.at(kEndedWhy), json.at(kBrokerPort),
+                           json.at(kStart_ms)};
     }
     if (kind == kHello) return CameraHello{json.at(kVersion)};
     if (kind == kBeat) return CameraBeat{json.at(kCounting), json.at(kTaken), json.at(kFinished)};

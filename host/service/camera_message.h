@@ -15,6 +15,8 @@ struct CameraBegin {
     std::string camera;
     std::int64_t ended_us = 0;  // when the process before ended by itself, since 1970; 0 for none
     std::string ended_why;      // a sentence
+    int broker_port = 0;        // of the service's own broker on this machine; 0: the site's
+    std::int64_t start_ms = 0;  // since 1970, when the scene of a simulated site begins
 };
 
 // The answer.

@@ -147,6 +147,22 @@ std::string describe_service(const ServiceFile& file) {
     return text + missing_lines(file);
 }
 
+bool is_whole_cascade(const ServiceFile& file, const std::string& site) {
+    const Site devices = read_site_file(site);
+    return std::all_of(
+        devices.devices.begin(), devices.devices.end(), [&](const SiteDevice& device) {
+            return std::any_of(file.cameras.begin(), file.cameras.end(), [&](const auto& camera) {
+                return camera.role.site == site && camera.role.device == device.name;
+            });
+        });
+}
+
+bool has_whole_cascade(const ServiceFile& file) {
+    return std::any_of(file.cameras.begin(), file.cameras.end(), [&](const auto& camera) {
+        return camera.in_cascade() && is_whole_cascade(file, camera.role.site);
+    });
+}
+
 std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera) {
     std::vector<Area> areas;
     for (const ServiceArea& given : file.areas) {
@@ -163,21 +179,6 @@ std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera) {
         if (!others && !area.doors.empty()) areas.push_back(std::move(area));
     }
     return areas;
-}
-
-Retention retention_of(const KeptDays& days) {
-    Retention kept;
-    const auto take = [](const std::optional<int>& given, std::optional<int>& to) {
-        if (given) to = given;
-    };
-    take(days.events, kept.events);
-    take(days.minutes, kept.minutes);
-    take(days.people, kept.people);
-    take(days.heat, kept.heat);
-    take(days.gaps, kept.gaps);
-    take(days.health, kept.health);
-    take(days.settings, kept.settings);
-    return kept;
 }
 
 }  // namespace host

@@ -17,9 +17,12 @@ void check_service(const ServiceFile& file);
 // The file in words, with what is probably unintended; check_service() has passed it.
 std::string describe_service(const ServiceFile& file);
 
+// Whether all devices of a site are cameras of the place, which then has a broker of its own for
+// them.
+bool is_whole_cascade(const ServiceFile& file, const std::string& site);
+bool has_whole_cascade(const ServiceFile& file);
+
 // The areas that only this camera's lines lead to.
 std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera);
-
-Retention retention_of(const KeptDays& days);
 
 }  // namespace host

@@ -10,7 +10,9 @@
 #include <utility>
 
 #include "host/base/exit_status.h"
+#include "host/base/input_error.h"
 #include "host/base/utc.h"
+#include "host/service/service_check.h"
 #include "host/settings/command_line.h"
 
 namespace host {
@@ -18,29 +20,131 @@ namespace {
 
 constexpr int kMoment_ms = 100;
 constexpr std::chrono::seconds kEndTime{10};  // for what is counted to be written
+constexpr std::chrono::seconds kLook{1};      // at files
+// By then all cameras of a site are ready.
+constexpr std::int64_t kSceneDelay_ms = 3000;
+constexpr const char* kFileAuthor = "file";
+
+// What all cameras of a place are told besides their own.
+std::string rules_of(const ServiceFile& file) {
+    std::string text = file.time_zone.value + '\n';
+    for (const ServiceArea& area : file.areas) {
+        text += area.name + '\n' + area.reset.value + '\n' +
+                std::to_string(area.capacity.value_or(0)) + '\n';
+    }
+    for (const ServiceEntrance& entrance : file.entrances) {
+        text += entrance.camera + '\n' + entrance.line + '\n' + std::to_string(entrance.in) + '\n' +
+                entrance.area + '\n';
+    }
+    return text;
+}
 
 }  // namespace
 
-Supervisor::Supervisor(ServiceFile file, Say say) : file_(std::move(file)), say_(std::move(say)) {
+Supervisor::Supervisor(ServiceFile file, Say say)
+    : file_(std::move(file)),
+      say_(std::move(say)),
+      file_watch_(file_.path),
+      retention_(file_, [this](const std::string& sentence) { say_("", sentence); }) {
     for (const ServiceCamera& camera : file_.cameras)
         cameras_.push_back(std::make_unique<Camera>(camera));
+    start_broker();
 }
 
 Supervisor::~Supervisor() {
     end_all();
 }
 
-void Supervisor::run(const std::atomic<bool>& stop) {
+void Supervisor::run(const std::atomic<bool>& stop, std::atomic<bool>& reload) {
     while (!stop && !all_at_end()) {
         const auto now = CameraWatch::Clock::now();
+        const bool asked = reload.exchange(false);
+        if (asked || now >= next_look_) {
+            next_look_ = now + kLook;
+            look_at_files(asked);
+        }
         for (const auto& camera : cameras_) {
             if (!camera->process && !camera->at_end && now >= camera->start_at) start(*camera);
         }
         wait_for_news();
         for (const auto& camera : cameras_)
             look_after(*camera);
+        std::erase_if(cameras_,
+                      [](const auto& camera) { return camera->leaves && !camera->process; });
     }
     end_all();
+}
+
+// The settings of a camera are its own to read; the place's file is read here.
+void Supervisor::look_at_files(bool all) {
+    if (file_watch_.look() || all) read_file();
+    for (const auto& camera : cameras_) {
+        if ((camera->settings.look() || all) && camera->process)
+            camera->socket->send({to_text(ReadSettings{kFileAuthor}), {}});
+    }
+}
+
+// One that is wrong changes nothing.
+void Supervisor::read_file() {
+    try {
+        ServiceFile next = read_service_file(file_.path);
+        if (next.text == file_.text) return;
+        if (next.folder != file_.folder) {
+            throw InputError(
+                "\"" + file_.path +
+                "\" names another folder for the databases, which needs a new start of "
+                "the service");
+        }
+        check_service(next);
+        take_over(std::move(next));
+        say_("", "has taken over \"" + file_.path + "\"");
+    } catch (const InputError& error) {
+        say_("", std::string(error.what()) + "; what was set before stays in force");
+    }
+}
+
+void Supervisor::take_over(ServiceFile next) {
+    const bool other_rules = rules_of(next) != rules_of(file_);
+    for (const auto& camera : cameras_) {
+        const ServiceCamera* const now = find_camera(next, camera->what.name);
+        camera->leaves = camera->leaves || now == nullptr;
+        const bool other = now != nullptr && now->definition != camera->what.definition;
+        if (now != nullptr) camera->what = *now;
+        if (other) {
+            camera->settings = FileWatch(now->settings);
+            camera->at_end = false;
+        }
+        if (!camera->leaves && !other && !other_rules) continue;
+        camera->restarts = true;
+        if (camera->process) ask_to_end(*camera);
+    }
+    for (const ServiceCamera& camera : next.cameras) {
+        const bool known = std::any_of(cameras_.begin(), cameras_.end(), [&](const auto& each) {
+            return each->what.name == camera.name && !each->leaves;
+        });
+        if (!known) cameras_.push_back(std::make_unique<Camera>(camera));
+    }
+    file_ = std::move(next);
+    retention_.change(file_);
+    start_broker();
+}
+
+// Its files lie beside the databases.
+void Supervisor::start_broker() {
+    if (broker_ || !has_whole_cascade(file_)) return;
+    broker_ = std::make_unique<BrokerProcess>(file_.folder, free_loopback_port());
+}
+
+// All cameras of a simulated site see the same moment, also one that is started again later.
+std::int64_t Supervisor::start_of(const ServiceCamera& camera) {
+    const auto [start, first] = starts_ms_.try_emplace(camera.role.site, 0);
+    if (first) start->second = utc_now_us() / 1000 + kSceneDelay_ms;
+    return start->second;
+}
+
+void Supervisor::ask_to_end(Camera& camera) const {
+    camera.process->ask_to_end();
+    camera.end_by = CameraWatch::Clock::now() + kEndTime;
 }
 
 bool Supervisor::all_at_end() const {
@@ -62,8 +166,14 @@ void Supervisor::start(Camera& camera) {
         return;
     }
     camera.watch.begin(CameraWatch::Clock::now());
-    const CameraBegin begin{file_.path, file_.text, camera.what.name, camera.ended_us,
-                            camera.ended_why};
+    camera.settings.was_read();
+    camera.restarts = false;
+    CameraBegin begin{file_.path, file_.text, camera.what.name, camera.ended_us, camera.ended_why};
+    if (camera.what.in_cascade()) {
+        begin.start_ms = start_of(camera.what);
+        if (broker_ && is_whole_cascade(file_, camera.what.role.site))
+            begin.broker_port = broker_->port();
+    }
     camera.socket->send({to_text(begin), {}});
 }
 
@@ -83,7 +193,9 @@ void Supervisor::look_after(Camera& camera) {
     const std::optional<int> status = camera.process->end_status();
     hear(camera);
     if (status) return note_end(camera, *status);
-    if (const auto why = camera.watch.hangs(CameraWatch::Clock::now()); why) {
+    const auto now = CameraWatch::Clock::now();
+    if (camera.restarts && now > camera.end_by) return camera.process->end_now();
+    if (const auto why = camera.watch.hangs(now); why) {
         camera.hung_why = *why + " and was ended";
         camera.process->end_now();
     }
@@ -121,6 +233,11 @@ void Supervisor::hear_message(Camera& camera, const std::string& text) {
 void Supervisor::note_end(Camera& camera, int status) {
     camera.process.reset();
     camera.socket.reset();
+    const bool asked_itself = WIFEXITED(status) && WEXITSTATUS(status) == kExitRestart;
+    if (camera.restarts || asked_itself) {
+        camera.start_at = {};
+        return;
+    }
     const auto next = camera.watch.end(CameraWatch::Clock::now());
     if (WIFEXITED(status) && WEXITSTATUS(status) == kExitOk) {
         camera.at_end = true;

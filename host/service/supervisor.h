@@ -5,15 +5,19 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/base/file_stamp.h"
+#include "host/net/broker_process.h"
 #include "host/net/child_process.h"
 #include "host/net/message_socket.h"
 #include "host/service/camera_message.h"
 #include "host/service/camera_watch.h"
+#include "host/service/retention_task.h"
 #include "host/settings/service_file.h"
 
 namespace host {
@@ -28,15 +32,17 @@ class Supervisor {
     Supervisor(const Supervisor&) = delete;
     Supervisor& operator=(const Supervisor&) = delete;
 
-    // Until `stop` turns true, or all cameras have come to the end of their recordings. Call it on
-    // the thread that lives as long as the program: the processes end with it.
-    void run(const std::atomic<bool>& stop);
+    // Until `stop` turns true, or all cameras have come to the end of their recordings. Files that
+    // change are read again, and all of them when `reload` turns true, which is then false again.
+    // Call it on the thread that lives as long as the program: the processes end with it.
+    void run(const std::atomic<bool>& stop, std::atomic<bool>& reload);
 
   private:
     struct Camera {
-        explicit Camera(ServiceCamera given) : what(std::move(given)) {}
+        explicit Camera(ServiceCamera given) : what(std::move(given)), settings(what.settings) {}
 
         ServiceCamera what;
+        FileWatch settings;
         std::unique_ptr<ChildProcess> process;
         std::unique_ptr<MessageSocket> socket;
         CameraWatch watch;
@@ -45,10 +51,19 @@ class Supervisor {
         std::string hung_why;       // and was therefore ended
         std::int64_t ended_us = 0;  // since when it does not count; 0 while it does
         std::string ended_why;
-        std::string complaint;  // its last one, which is said once
-        bool at_end = false;    // of its recording
+        std::string complaint;       // its last one, which is said once
+        bool at_end = false;         // of its recording
+        bool leaves = false;         // the place has it no more
+        bool restarts = false;       // with another source, or for the place's new rules
+        CameraWatch::Time end_by{};  // when it was asked to end
     };
 
+    void look_at_files(bool all);
+    void read_file();
+    void take_over(ServiceFile next);
+    void start_broker();
+    std::int64_t start_of(const ServiceCamera& camera);
+    void ask_to_end(Camera& camera) const;
     void start(Camera& camera);
     void wait_for_news() const;
     void look_after(Camera& camera);
@@ -60,6 +75,11 @@ class Supervisor {
 
     ServiceFile file_;
     const Say say_;
+    FileWatch file_watch_;
+    CameraWatch::Time next_look_{};
+    RetentionTask retention_;
+    std::unique_ptr<BrokerProcess> broker_;          // for cascades that are here as a whole
+    std::map<std::string, std::int64_t> starts_ms_;  // of scenes, by the file of their site
     std::vector<std::unique_ptr<Camera>> cameras_;
 };
 

@@ -59,7 +59,7 @@ Examples; replace words in capitals with your own files and folders:
   vca why out/entrance --line entrance      who came to that line and was not counted, and why
   vca run --store DOOR.db                   keep the counts in a database, too
   vca counts --store DOOR.db --by hour      what it has counted today
-  vca serve --config vca.toml               run the cameras of a place, day and night
+  vca serve --config PLACE.toml             run the cameras of a place, day and night
   vca audit DOOR.mkv --labels DOOR.csv      how right the counts are, compared with what a person saw
   vca whatif DOOR.mkv --config DOOR.toml    what other settings would have counted
 )";

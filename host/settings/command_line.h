@@ -1,6 +1,7 @@
 // The command line of the program.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -33,6 +34,7 @@ enum class Command {
     kCompare,
     kWhatIf,
     kServe,
+    kSettings,
     kCameraProcess
 };
 
@@ -41,6 +43,15 @@ inline constexpr const char* kCameraProcessCommand = "camera-process";
 
 struct ServeOptions {
     std::string file;  // of the place
+};
+
+// What is asked about the settings of a camera of a place.
+struct SettingsOptions {
+    enum class Action { kHistory, kRestore, kSchema };
+    Action action = Action::kHistory;
+    std::string file;  // of the place
+    std::string camera;
+    std::optional<std::int64_t> version;  // kRestore has one
 };
 
 // A user's file to be checked.
@@ -83,6 +94,7 @@ struct CommandLine {
     CompareOptions compare;
     WhatIfOptions what_if;
     ServeOptions serve;
+    SettingsOptions settings;
     std::string text;  // help or version, when that was asked for
 };
 

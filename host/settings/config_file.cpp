@@ -36,42 +36,160 @@ constexpr const char* kMax = "max";
 constexpr const char* kFoot = "foot";
 constexpr const char* kBox = "box";
 
+// One key: what may be written, what counts without it, and what it means; and who reads it.
+struct SettingKey {
+    const char* name;
+    const char* form;
+    const char* otherwise;
+    const char* says;
+    TomlValue::Reader read;
+};
+using SettingKeys = std::vector<SettingKey>;
+
+TomlValue::Keys keys_of(const SettingKeys& settings) {
+    TomlValue::Keys keys;
+    for (const SettingKey& setting : settings)
+        keys.push_back({setting.name, setting.read});
+    return keys;
+}
+
+constexpr const char* kPointsForm = "[[x, y], [x, y], ...]";
+
 // Sets options one key after the other.
 class InstallationReader {
   public:
     explicit InstallationReader(RunOptions& options) : options_(options) {}
 
-    void read(Value root) {
-        root.read_keys(
-            {{kLine, TomlValue::tables("lines are written as [[line]] tables",
-                                       [this](Value table) { read_line(table); })},
-             {kRegion, TomlValue::tables("regions are written as [[region]] tables",
-                                         [this](Value table) { read_region(table); })},
-             {kExclude, TomlValue::tables("exclusion areas are written as [[exclude]] tables",
-                                          [this](Value table) { read_exclusion(table); })},
-             {kHeight_mm, [this](Value value) { read_height(value); }},
-             {kTargetHeight_mm, [this](Value value) { read_target(value); }},
-             {kGroup, [this](Value value) { read_group(value); }},
-             {kDetect,
-              [this](Value value) {
-                  const std::string place = value.place(kDetect);
-                  options_.detect = {parse_detect_mode(value.text(), place), place};
-              }},
-             {kSensor,
-              [this](Value value) {
-                  options_.sensor = parse_sensor(value.text(), value.place(kSensor));
-              }},
-             {kLateCounts,
-              [this](Value value) {
-                  options_.late_counts = parse_late_counts(value.text(), value.place(kLateCounts));
-              }},
-             {kTilt, [this](Value value) { read_tilt(value); }},
-             {kGender, [this](Value v) { options_.gender = model(v, kGender); }},
-             {kStaff, [this](Value v) { options_.staff = model(v, kStaff); }},
-             {kPosition, [this](Value value) { read_position(value); }}});
+    void read(Value root) { root.read_keys(keys_of(keys())); }
+
+    // The keys outside of [[line]], [[region]], [[exclude]] and [group] tables come first.
+    std::string schema() {
+        std::string text = "# key = form   without it   meaning; places are pixels\n";
+        add_keys(keys(), text);
+        PlacedLine line;
+        add_table("[[", kLine, "]]", line_keys(line), text);
+        Placed<CountingRegion> region;
+        add_table("[[", kRegion, "]]", region_keys(region), text);
+        Placed<std::vector<PicturePoint>> exclusion;
+        add_table("[[", kExclude, "]]", exclusion_keys(exclusion), text);
+        add_table("[", kGroup, "]", group_keys(), text);
+        return text;
     }
 
   private:
+    SettingKeys keys() {
+        return {
+            {kLine, "", "", "",
+             TomlValue::tables("lines are written as [[line]] tables",
+                               [this](Value table) { read_line(table); })},
+            {kRegion, "", "", "",
+             TomlValue::tables("regions are written as [[region]] tables",
+                               [this](Value table) { read_region(table); })},
+            {kExclude, "", "", "",
+             TomlValue::tables("exclusion areas are written as [[exclude]] tables",
+                               [this](Value table) { read_exclusion(table); })},
+            {kHeight_mm, "1500 to 15000, or \"auto\"", "as the source says",
+             "lens above the floor in mm; auto measures it",
+             [this](Value value) { read_height(value); }},
+            {kTargetHeight_mm, "[lowest, highest]", "[800, 2200]",
+             "people outside this range in mm are not counted",
+             [this](Value value) { read_target(value); }},
+            {kGroup, "", "", "", [this](Value value) { read_group(value); }},
+            {kDetect, "\"depth\", \"colour\" or \"both\"", "\"depth\"",
+             "the image in which people are looked for",
+             [this](Value value) {
+                 const std::string place = value.place(kDetect);
+                 options_.detect = {parse_detect_mode(value.text(), place), place};
+             }},
+            {kSensor, "\"exact\" or \"reads-low\"", "\"exact\"",
+             "reads-low: people measure too low from high up",
+             [this](Value value) {
+                 options_.sensor = parse_sensor(value.text(), value.place(kSensor));
+             }},
+            {kLateCounts, "\"drop\" or \"keep\"", "\"drop\"",
+             "counts of people whom the end of their track finds back before a line",
+             [this](Value value) {
+                 options_.late_counts = parse_late_counts(value.text(), value.place(kLateCounts));
+             }},
+            {kTilt, "\"auto\", \"none\" or [roll, pitch]", "\"auto\"",
+             "how crooked the camera hangs, in degrees of -20 to 20",
+             [this](Value value) { read_tilt(value); }},
+            {kGender, "\"none\" or a file", "\"none\"", "network that tells men from women",
+             [this](Value v) { options_.gender = model(v, kGender); }},
+            {kStaff, "\"none\", \"vest\" or a file", "\"none\"", "what tells staff from visitors",
+             [this](Value v) { options_.staff = model(v, kStaff); }},
+            {kPosition, "\"foot\" or \"box\"", "\"foot\"",
+             "where people are: their feet, or head and shoulders",
+             [this](Value value) { read_position(value); }}};
+    }
+
+    static SettingKeys line_keys(PlacedLine& given) {
+        CountingLine& line = given.value;
+        return {{kName, "text", "\"line 1\" ...", "1 to 60 characters",
+                 [&line](Value value) { line.name = name(value); }},
+                {kPoints, kPointsForm, "needed", "2 to 5 points",
+                 [&](Value value) {
+                     line.points = points(value);
+                     given.place = value.place("the line");
+                 }},
+                {kUturn, "true or false", "false", "people who turn back are not counted",
+                 [&line](Value value) { line.uturn_filter = value.flag(); }},
+                {kArea, kPointsForm, "the whole picture",
+                 "where they are followed for that, 3 to 10 points",
+                 [&](Value value) {
+                     line.uturn_area = points(value);
+                     given.area_place = value.place("the area");
+                     check_area_points(line.uturn_area, given.area_place);
+                 }},
+                {kFlip, "true or false", "false", "swaps directions 1 and 2",
+                 [&line](Value value) { line.flip = value.flag(); }},
+                {kClosed, "true or false", "false",
+                 "goes around an area: four corners and the first point again",
+                 [&given](Value value) { given.closed = value.flag(); }}};
+    }
+
+    static SettingKeys region_keys(Placed<CountingRegion>& given) {
+        return {{kName, "text", "\"region 1\" ...", "1 to 60 characters",
+                 [&given](Value value) { given.value.name = name(value); }},
+                {kPoints, kPointsForm, "needed", "3 to 10 points", [&given](Value value) {
+                     given.value.points = points(value);
+                     given.place = value.place("the region");
+                 }}};
+    }
+
+    static SettingKeys exclusion_keys(Placed<std::vector<PicturePoint>>& given) {
+        return {{kPoints, kPointsForm, "needed", "3 to 10 points; nobody in there is followed",
+                 [&given](Value value) {
+                     given = {points(value), value.place("the exclusion area")};
+                 }}};
+    }
+
+    SettingKeys group_keys() {
+        return {{kEnabled, "true or false", "as the source suggests",
+                 "people who cross together are told as a group too",
+                 [this](Value v) { options_.group_counting = v.flag(); }},
+                {kMin, "whole number", "2", "members of the smallest group",
+                 [this](Value v) { options_.group_min = v.whole(0, kMostWhole); }},
+                {kMax, "whole number", "6", "members of the largest one",
+                 [this](Value v) { options_.group_max = v.whole(0, kMostWhole); }}};
+    }
+
+    static void add_keys(const SettingKeys& keys, std::string& text) {
+        constexpr std::size_t kForm = 44;
+        constexpr std::size_t kOtherwise = 24;
+        for (const SettingKey& key : keys) {
+            if (*key.says == '\0') continue;  // a table of its own
+            text += fitted(std::string(key.name) + " = " + key.form, kForm) + " " +
+                    fitted(key.otherwise, kOtherwise) + " " + key.says + "\n";
+        }
+    }
+
+    static void add_table(const char* open, const char* table, const char* close,
+                          const SettingKeys& keys, std::string& text) {
+        text += std::string("\n") + open + table + close + "\n";
+        add_keys(keys, text);
+    }
+
     static std::string model(Value value, const char* key) {
         std::string name = value.text();
         if (!name.empty()) return name;
@@ -104,23 +222,8 @@ class InstallationReader {
         PlacedLine given({}, table.place("the line"));
         CountingLine& line = given.value;
         line.name = "line " + std::to_string(options_.lines.size() + 1);
-        bool closed = false;
-        table.read_keys({{kName, [&line](Value value) { line.name = name(value); }},
-                         {kPoints,
-                          [&](Value value) {
-                              line.points = points(value);
-                              given.place = value.place("the line");
-                          }},
-                         {kUturn, [&line](Value value) { line.uturn_filter = value.flag(); }},
-                         {kArea,
-                          [&](Value value) {
-                              line.uturn_area = points(value);
-                              given.area_place = value.place("the area");
-                              check_area_points(line.uturn_area, given.area_place);
-                          }},
-                         {kFlip, [&line](Value value) { line.flip = value.flag(); }},
-                         {kClosed, [&closed](Value value) { closed = value.flag(); }}});
-        (closed ? check_closed_line_points : check_line_points)(line.points, given.place);
+        table.read_keys(keys_of(line_keys(given)));
+        (given.closed ? check_closed_line_points : check_line_points)(line.points, given.place);
         if (!line.uturn_area.empty() && !line.uturn_filter) {
             throw InputError(given.area_place +
                              " is only used with uturn = true; add that to the line");
@@ -136,11 +239,7 @@ class InstallationReader {
         }
         Placed<CountingRegion> given({}, table.place("the region"));
         given.value.name = "region " + std::to_string(options_.regions.size() + 1);
-        table.read_keys({{kName, [&given](Value value) { given.value.name = name(value); }},
-                         {kPoints, [&given](Value value) {
-                              given.value.points = points(value);
-                              given.place = value.place("the region");
-                          }}});
+        table.read_keys(keys_of(region_keys(given)));
         check_region_points(given.value.points, given.place);
         options_.regions.push_back(std::move(given));
     }
@@ -150,9 +249,7 @@ class InstallationReader {
             throw InputError(table.place("this is exclusion area 5; at most 4 are possible"));
         }
         Placed<std::vector<PicturePoint>> given({}, table.place("the exclusion area"));
-        table.read_keys({{kPoints, [&given](Value value) {
-                              given = {points(value), value.place("the exclusion area")};
-                          }}});
+        table.read_keys(keys_of(exclusion_keys(given)));
         check_exclusion_points(given.value, given.place);
         options_.exclusions.push_back(std::move(given));
     }
@@ -174,10 +271,7 @@ class InstallationReader {
     }
 
     void read_group(Value value) {
-        value.read_keys({{kEnabled, [this](Value v) { options_.group_counting = v.flag(); }},
-                         {kMin, [this](Value v) { options_.group_min = v.whole(0, kMostWhole); }},
-                         {kMax, [this](Value v) { options_.group_max = v.whole(0, kMostWhole); }}},
-                        "groups are set in a [group] table");
+        value.read_keys(keys_of(group_keys()), "groups are set in a [group] table");
         check_group_range(options_.group_min, options_.group_max,
                           value.place("the size of groups"));
     }
@@ -309,6 +403,11 @@ class InstallationWriter {
 };
 
 }  // namespace
+
+std::string config_schema() {
+    RunOptions unused;
+    return InstallationReader(unused).schema();
+}
 
 std::string config_text(const RunOptions& options) {
     return InstallationWriter().write(options);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/engine/parked_line.h"
+
 namespace host {
 namespace {
 
@@ -79,6 +81,8 @@ VCA_ALGO_CFG_S library_config(const LibrarySettings& settings) {
     config.HtmpEn = 1;
     config.ShowHistoryBox = 1;
     set_each(settings.lines, config.line, set_line);
+    for (VCA_CFG_LINE_S& line : config.line)
+        if (settings.park_unused_lines && line.LineEn == 0) line = parked_line();
     config.RgnEn = settings.regions.empty() ? 0 : 1;
     set_each(settings.regions, config.rgn, set_region);
     config.ExclTotalEn = settings.exclusions.empty() ? 0 : 1;

@@ -37,6 +37,7 @@ struct LibrarySettings {
     bool gender = false;  // ask the host's models
     bool staff = false;
     // At most 4 each; a line or region without points keeps its number and counts nobody.
+    bool park_unused_lines = false;  // so that lines can be put there while people are in view
     std::vector<CountingLine> lines;
     std::vector<CountingRegion> regions;
     std::vector<std::vector<PicturePoint>> exclusions;  // people found there are not followed

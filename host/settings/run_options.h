@@ -22,6 +22,7 @@ enum class DetectMode { kBoth = 0, kColour = 1, kDepth = 2 };
 struct PlacedLine : Placed<CountingLine> {
     using Placed<CountingLine>::Placed;
     std::string area_place;
+    bool closed = false;  // the line goes around an area
 };
 
 struct RunOptions {
@@ -85,6 +86,8 @@ void parse_config(const std::string& text, const std::string& name, RunOptions& 
 // Takes the settings that came with a live stream, where they count. Throws InputError that begins
 // with `name`.
 void take_carried_settings(const std::string& text, const std::string& name, RunOptions& options);
+// What can be set in such a file, for people.
+std::string config_schema();
 // The text of a file that sets what these options set; every number reads back exactly.
 std::string config_text(const RunOptions& options);
 

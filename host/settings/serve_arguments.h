@@ -1,4 +1,4 @@
-// The command that runs the service of a place, and its options.
+// The commands about the service of a place, and their options.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -14,12 +14,18 @@ class ServeArguments {
 
     // The one that was given; null for none of them.
     const CLI::App* parsed() const;
-    // After parsing.
+    // After parsing. Throws InputError.
     void apply_to(CommandLine& result) const;
 
   private:
+    void apply_settings(SettingsOptions& options) const;
+
     CLI::App* serve_;
     CLI::App* camera_;
+    CLI::App* settings_;
+    CLI::App* history_;
+    CLI::App* restore_;
+    CLI::App* schema_;
 };
 
 }  // namespace host

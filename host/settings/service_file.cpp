@@ -19,7 +19,6 @@ using Value = const TomlValue&;
 constexpr const char* kDatabaseEnding = ".db";
 constexpr const char* kWholePlace = "place";  // the area when none is named
 constexpr const char* kReserved = "service";  // the service has a database of its own
-constexpr int kMostDays = 36500;
 constexpr int kMostPeople = 1'000'000;
 
 class ServiceReader {
@@ -121,6 +120,7 @@ class ServiceReader {
         camera.place = table.place("the camera \"" + camera.name + "\"");
         check_name_is_free(camera);
         settle_source(camera, given);
+        if (camera.in_cascade()) camera.settings = camera.role.site;
         if (camera.settings.empty()) {
             camera.settings =
                 path_beside(folder_, std::string(kSettingsFolder) + "/" + camera.name + ".toml");
@@ -240,20 +240,26 @@ class ServiceReader {
     }
 
     void read_store(Value value) {
-        KeptDays& keep = file_.keep;
-        const auto days = [](std::optional<int>& to) {
-            return [&to](Value v) { to = v.whole(1, kMostDays); };
-        };
         value.read_keys(
             {{"folder", [this](Value v) { file_.folder = file_value(v, "folder", folder_); }},
-             {"events_days", days(keep.events)},
-             {"minutes_days", days(keep.minutes)},
-             {"people_days", days(keep.people)},
-             {"heat_days", days(keep.heat)},
-             {"gaps_days", days(keep.gaps)},
-             {"health_days", days(keep.health)},
-             {"settings_days", days(keep.settings)}},
+             {"events_days", days(&Retention::events)},
+             {"minutes_days", days(&Retention::minutes)},
+             {"people_days", days(&Retention::people)},
+             {"heat_days", days(&Retention::heat)},
+             {"gaps_days", days(&Retention::gaps)},
+             {"health_days", days(&Retention::health)},
+             {"settings_days", days(&Retention::settings)}},
             "databases are set in a [store] table");
+    }
+
+    std::function<void(Value)> days(std::optional<int> Retention::*kind) {
+        return [this, kind](Value v) {
+            if (v.is_text() && v.text() == kKeptForEver) {
+                file_.keep.*kind = std::nullopt;
+            } else {
+                file_.keep.*kind = v.whole(1, kMostDaysKept);
+            }
+        };
     }
 
     const std::string folder_;

@@ -7,6 +7,7 @@
 
 #include "host/base/placed.h"
 #include "host/frames/frame_source.h"
+#include "host/settings/retention_options.h"
 
 namespace host {
 
@@ -23,7 +24,7 @@ struct ServiceCamera {
     std::string name;
     SourceOptions source;  // without what its settings say
     bool loop = false;     // a recording begins again when it has ended
-    std::string settings;  // path of its settings, which need not exist
+    std::string settings;  // path of its settings, which need not exist; of its site's file
     CascadeRole role;
     std::string place;       // where it was given, for messages
     std::string definition;  // says the same as long as nothing of it changes
@@ -47,17 +48,6 @@ struct ServiceArea {
     std::optional<int> capacity;         // people
 };
 
-// For how many days records are kept; empty: as long as the database keeps them by itself.
-struct KeptDays {
-    std::optional<int> events;
-    std::optional<int> minutes;
-    std::optional<int> people;
-    std::optional<int> heat;
-    std::optional<int> gaps;
-    std::optional<int> health;
-    std::optional<int> settings;
-};
-
 struct ServiceFile {
     std::string path;
     std::string text;               // of the file
@@ -68,7 +58,7 @@ struct ServiceFile {
     std::vector<ServiceEntrance> entrances;
     std::vector<ServiceArea> areas;  // at least one when there are entrances
     std::string folder;              // of the databases
-    KeptDays keep;
+    Retention keep;
 };
 
 // Null when no camera has this name.

@@ -42,6 +42,8 @@ HeatGrid coarse_heat(const HeatMapReported& heat, std::int64_t hour) {
 
 StoreSink::StoreSink(const StoreSinkSetup& setup)
     : setup_(setup),
+      names_(setup.names),
+      regions_(setup.regions),
       writer_(setup.writer),
       stays_(setup.regions, setup.frames_per_second, false,
              std::llround(kMemory_s * setup.frames_per_second)),
@@ -56,7 +58,7 @@ std::int64_t StoreSink::time_us(double time_s) const {
 }
 
 std::string StoreSink::line_name(int line) const {
-    return story_name(setup_.names.lines, line);
+    return story_name(names_.lines, line);
 }
 
 void StoreSink::on_frame(const FrameView& frame) {
@@ -141,8 +143,9 @@ void StoreSink::add_clock_step(const Event& event, const ClockStep& step) {
 }
 
 void StoreSink::add_health(const HealthNote& note) {
-    batch_.add_health(note);
-    hand_over();
+    Batch batch;
+    batch.add_health(note);
+    writer_.add(std::move(batch));
 }
 
 void StoreSink::add_crossing(const Event& event, const PersonCounted& count, EventKind kind) {
@@ -192,10 +195,9 @@ void StoreSink::add_group(const Event& event, const GroupCounted& group) {
 }
 
 void StoreSink::add_story(const Story& story) {
-    batch_.people.push_back({time_us(story.steps.front().time_s),
-                             time_us(story.steps.back().time_s), story.track,
-                             story.list == VCA_LIST_MERGED, story_sentence(story, setup_.names),
-                             story_json(story, setup_.names)});
+    batch_.people.push_back(
+        {time_us(story.steps.front().time_s), time_us(story.steps.back().time_s), story.track,
+         story.list == VCA_LIST_MERGED, story_sentence(story, names_), story_json(story, names_)});
 }
 
 void StoreSink::end_frame(const PassReport& report) {
@@ -206,10 +208,11 @@ void StoreSink::end_frame(const PassReport& report) {
 }
 
 void StoreSink::add_region_frames(std::int64_t minute) {
-    for (std::size_t r = 0; r < setup_.regions.size(); ++r) {
+    for (std::size_t r = 0; r < regions_.size(); ++r) {
+        if (unwatched_.contains(r)) continue;
         RegionMinute& now = now_[r];
         now.minute = minute;
-        now.region = setup_.regions[r].name;
+        now.region = regions_[r].name;
         const int people = report_ && r < report_->inside.size() ? report_->inside[r] : 0;
         ++now.frames;
         now.people_frames += people;
@@ -220,12 +223,12 @@ void StoreSink::add_region_frames(std::int64_t minute) {
 void StoreSink::add_stays(bool all) {
     for (const RegionStay& stay : stays_.take_settled(all)) {
         const auto at = static_cast<std::size_t>(stay.region);
-        if (at >= setup_.regions.size()) continue;
+        if (at >= regions_.size()) continue;
         StoredEvent stored;
         stored.kind = EventKind::kStay;
         stored.time_us = time_us(stay.entered_s + stay.stay_s);
         stored.scene_us = stored.time_us - start_us_;
-        stored.place = setup_.regions[at].name;
+        stored.place = regions_[at].name;
         stored.track = stay.track;
         const std::int64_t stay_ms = std::llround(stay.stay_s * 1000.0);
         stored.json = nlohmann::ordered_json{{"message", "stay"},
@@ -236,7 +239,7 @@ void StoreSink::add_stays(bool all) {
                                              {"stay_ms", stay_ms}}
                           .dump();
         batch_.regions.push_back(
-            {minute_of(stored.time_us), setup_.regions[at].name, 0, 0, 0, 1, stay_ms});
+            {minute_of(stored.time_us), regions_[at].name, 0, 0, 0, 1, stay_ms});
         batch_.events.push_back(std::move(stored));
     }
 }
@@ -252,6 +255,53 @@ void StoreSink::hand_over() {
     if (minute_) batch_.watched_until_us = until_us_;
     handed_us_ = until_us_;
     writer_.add(std::exchange(batch_, {}));
+}
+
+void StoreSink::note_gap(double from_s, double to_s, const std::string& why) {
+    Batch batch;
+    batch.add_gap({time_us(from_s), time_us(to_s), why});
+    writer_.add(std::move(batch));
+}
+
+void StoreSink::change(double time_s, const Change& change) {
+    end_minute();
+    names_.lines.clear();
+    names_.regions.clear();
+    StoredSettings settings{{}, {}, change.settings, change.author, time_us(time_s)};
+    for (const CountingLine& line : change.lines) {
+        names_.lines.push_back(line.name);
+        if (!line.points.empty()) settings.lines.push_back(line.name);
+    }
+    regions_ = change.regions;
+    unwatched_.clear();
+    for (std::size_t r = 0; r < regions_.size(); ++r) {
+        names_.regions.push_back(regions_[r].name);
+        if (regions_[r].points.empty()) {
+            unwatched_.insert(r);
+        } else {
+            settings.regions.push_back(regions_[r].name);
+        }
+    }
+    // A line that is new was watched in this minute, too.
+    if (minute_) batch_.watched_minutes.push_back(*minute_);
+    add_settings(time_s, settings);
+    hand_over();
+}
+
+void StoreSink::add_settings(double time_s, const StoredSettings& settings) {
+    batch_.settings.push_back(settings);
+    if (settings.text.empty()) return;
+    StoredEvent stored;
+    stored.kind = EventKind::kSettings;
+    stored.time_us = settings.applied_us;
+    stored.scene_us = stored.time_us - start_us_;
+    stored.json = nlohmann::ordered_json{{"message", "settings_changed"},
+                                         {"time_s", time_s},
+                                         {"author", settings.author},
+                                         {"lines", settings.lines},
+                                         {"regions", settings.regions}}
+                      .dump();
+    batch_.events.push_back(std::move(stored));
 }
 
 void StoreSink::finish() {

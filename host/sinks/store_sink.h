@@ -3,11 +3,13 @@
 // much to do, the sink waits and the camera takes fewer frames.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -44,16 +46,29 @@ class StoreSink final : public Sink {
     // Throws std::runtime_error when something could not be written.
     void finish() override;
 
-    // A fault of the camera begins or ends; on the thread of the events, or before the run.
+    // A fault of the camera begins or ends; any thread.
     void add_health(const HealthNote& note);
-    // The wall clock's time of a scene time.
+    // Between these scene times something was not watched; any thread.
+    void note_gap(double from_s, double to_s, const std::string& why);
+    // The wall clock's time of a scene time; any thread.
     std::int64_t time_us(double time_s) const;
+
+    // While nothing happens: other lines and regions from this scene time on, by number; those
+    // without points count nobody. With `settings` they are a new version with a text of its own.
+    struct Change {
+        std::vector<CountingLine> lines;
+        std::vector<CountingRegion> regions;
+        std::string settings;
+        std::string author;
+    };
+    void change(double time_s, const Change& change);
 
   private:
     void add_gap(const InputGap& gap);
     void add_clock_step(const Event& event, const ClockStep& step);
     void begin_minute(std::int64_t minute);
     std::string line_name(int line) const;
+    void add_settings(double time_s, const StoredSettings& settings);
     void add_crossing(const Event& event, const PersonCounted& count, EventKind kind);
     void begin_areas(std::int64_t now_us);
     void add_capacity(const StoredEvent& crossing);
@@ -65,6 +80,9 @@ class StoreSink final : public Sink {
     void hand_over();
 
     const StoreSinkSetup setup_;
+    StoryNames names_;
+    std::vector<CountingRegion> regions_;
+    std::set<std::size_t> unwatched_;  // of the regions
     StoreWriter writer_;
     Batch batch_;
     StoryBook book_;
@@ -73,7 +91,7 @@ class StoreSink final : public Sink {
     std::vector<AreaMeter> areas_;
     const Identities nobody_{1};             // whom the stays of a real camera are compared with
     std::optional<RegionsReported> report_;  // of the frame in progress
-    std::int64_t start_us_;                  // of scene time 0; moves when the clock is set
+    std::atomic<std::int64_t> start_us_;     // of scene time 0; moves when the clock is set
     std::optional<std::int64_t> minute_;     // the last one that was watched
     bool unsure_ = false;                    // the clock was not synchronised when it began
     std::int64_t until_us_ = 0;

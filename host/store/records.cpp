@@ -47,7 +47,7 @@ HealthLevel health_level(const std::string& name) {
 
 std::size_t Batch::size() const {
     return events.size() + watched_minutes.size() + unsure_minutes.size() + regions.size() +
-           people.size() + gaps.size() + health.size() + heat.size();
+           people.size() + gaps.size() + health.size() + heat.size() + settings.size();
 }
 
 void Batch::append(Batch&& later) {
@@ -59,6 +59,7 @@ void Batch::append(Batch&& later) {
     move_to(gaps, later.gaps);
     move_to(health, later.health);
     move_to(heat, later.heat);
+    move_to(settings, later.settings);
     if (!watched_from_us) watched_from_us = later.watched_from_us;
     if (later.watched_until_us) watched_until_us = later.watched_until_us;
 }

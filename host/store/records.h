@@ -91,6 +91,15 @@ struct HealthNote {
     std::string text;                      // a sentence
 };
 
+// Other lines, regions or settings than before, from here on.
+struct StoredSettings {
+    std::vector<std::string> lines;  // as in the database's setup
+    std::vector<std::string> regions;
+    std::string text;  // as text; empty: those of before
+    std::string author;
+    std::int64_t applied_us = 0;
+};
+
 // Times and passages on a grid over the picture, of one hour. Parts add up.
 struct HeatGrid {
     static constexpr int kColumns = 48;
@@ -111,6 +120,7 @@ struct Batch {
     std::vector<StoredGap> gaps;
     std::vector<HealthNote> health;
     std::vector<HeatGrid> heat;
+    std::vector<StoredSettings> settings;
     // The first frame since the beginning: what lies between the last one before and it was not
     // watched.
     std::optional<std::int64_t> watched_from_us;

@@ -129,14 +129,19 @@ void Store::open_rows() {
             .run(epoch_id_);
     }
     read_state();
+    add_places();
+    note_settings();
+    database_.execute("UPDATE store SET clean = 0");
+    transaction.commit();
+}
+
+void Store::add_places() {
     for (const std::string& line : setup_.lines) {
         for (const int direction : {1, 2})
             sql_->count_total.run(place(kLine, line), direction, 0, 0, 0, 0, 0, utc_now_us());
     }
     for (const std::string& region : setup_.regions)
         place(kRegion, region);
-    note_settings();
-    transaction.commit();
 }
 
 void Store::create() {
@@ -192,6 +197,15 @@ void Store::note_settings() {
         .run(utc_now_us(), setup_.author, setup_.settings);
 }
 
+void Store::write_settings(const StoredSettings& settings) {
+    setup_.lines = settings.lines;
+    setup_.regions = settings.regions;
+    add_places();
+    if (settings.text.empty()) return;
+    database_.prepare("INSERT INTO settings (applied_us, author, text) VALUES (?1, ?2, ?3)")
+        .run(settings.applied_us, settings.author, settings.text);
+}
+
 std::int64_t Store::place(const char* kind, const std::string& name) {
     const auto [known, added] = sql_->places.try_emplace({kind, name}, 0);
     if (!added) return known->second;
@@ -209,6 +223,8 @@ std::int64_t Store::place(const char* kind, const std::string& name) {
 Committed Store::commit(const Batch& batch) {
     // Where this fails the object is not used any more, so it may be left half changed.
     Transaction transaction(database_);
+    for (const StoredSettings& settings : batch.settings)
+        write_settings(settings);
     for (const std::int64_t minute : batch.watched_minutes)
         watch_minute(minute);
     if (const auto gap = gap_before(batch)) {

@@ -67,7 +67,9 @@ class Store {
     void carry_over(const CarriedTotals& totals);
     void begin_epoch(const char* why);
     void read_state();
+    void add_places();
     void note_settings();
+    void write_settings(const StoredSettings& settings);
     std::int64_t place(const char* kind, const std::string& name);
     void write_event(const StoredEvent& event, std::int64_t sequence);
     void count(const StoredEvent& event);
@@ -79,7 +81,7 @@ class Store {
     void mark_unsure(std::int64_t minute);
     void write_rest(const Batch& batch);
 
-    const StoreSetup setup_;
+    StoreSetup setup_;
     OpenedStore opened_;
     Database database_;
     std::unique_ptr<Statements> sql_;

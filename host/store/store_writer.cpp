@@ -57,7 +57,9 @@ Batch settings_event() {
 }  // namespace
 
 StoreWriter::StoreWriter(StoreWriterSetup setup)
-    : setup_(std::move(setup)), lock_((check_path(setup_.store.path), setup_.store.path)) {
+    : setup_(std::move(setup)),
+      store_setup_(setup_.store),
+      lock_((check_path(setup_.store.path), setup_.store.path)) {
     try {
         open();
     } catch (const ForeignDatabase& error) {
@@ -136,6 +138,7 @@ bool StoreWriter::write(const Batch& work) {
         try {
             const Committed done = write_once(work);
             before_attempt_.reset();
+            take_over(work);
             over();
             if (setup_.committed) setup_.committed(done);
             return true;
@@ -151,6 +154,17 @@ bool StoreWriter::write(const Batch& work) {
             give_up(error.what());
             return false;
         }
+    }
+}
+
+// A database that is opened again has what was in force last.
+void StoreWriter::take_over(const Batch& written) {
+    for (const StoredSettings& settings : written.settings) {
+        store_setup_.lines = settings.lines;
+        store_setup_.regions = settings.regions;
+        if (settings.text.empty()) continue;
+        store_setup_.settings = settings.text;
+        store_setup_.author = settings.author;
     }
 }
 
@@ -178,7 +192,10 @@ Committed StoreWriter::write_once(const Batch& work) {
 
 void StoreWriter::open() {
     check_.reset();
-    store_ = std::make_unique<Store>(setup_.store);
+    StoreSetup setup = store_setup_;
+    // An attempt that failed may have written newer ones.
+    if (before_attempt_) setup.settings.clear();
+    store_ = std::make_unique<Store>(setup);
     const OpenedStore& opened = store_->opened();
     if (!opened.totals_from.empty()) {
         note(HealthLevel::kOk, kTotalsNote,

@@ -58,6 +58,7 @@ class StoreWriter {
     bool take(Batch& work);
     bool write(const Batch& work);
     Committed write_once(const Batch& work);
+    void take_over(const Batch& written);
     void open();
     bool replace_damaged(const std::string& why);
     void give_up(const std::string& why);
@@ -67,6 +68,7 @@ class StoreWriter {
     void over();
 
     const StoreWriterSetup setup_;
+    StoreSetup store_setup_;  // with the settings of the last batch; the thread's own
     const WriterLock lock_;
 
     std::mutex mutex_;

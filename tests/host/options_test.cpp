@@ -140,7 +140,7 @@ TEST(CommandLine, ExamplesNameNoFileThatIsNotThere) {
     for (std::string word; words >> word;) {
         if (!word.ends_with(".toml")) continue;
         EXPECT_TRUE(word == "SITE.toml" || word == "DOOR.toml" || word == "CAMERA.toml" ||
-                    std::filesystem::exists(word))
+                    word == "PLACE.toml" || std::filesystem::exists(word))
             << word;
     }
 }

@@ -1,15 +1,5 @@
 // The service of a place as a user runs it: its cameras count, whatever dies.
-#include <dirent.h>
-#include <signal.h>
-#include <sys/wait.h>
-
-#include <algorithm>
-#include <charconv>
-#include <filesystem>
-#include <set>
-
-#include "host/store/database.h"
-#include "tests/support/program.h"
+#include "tests/scenario/service_fixture.h"
 
 namespace {
 
@@ -24,87 +14,7 @@ constexpr const char* kPlace =
     "[[camera]]\nname = \"door\"\nscene = \"doorway\"\n";
 constexpr const char* kSecond = "[[camera]]\nname = \"back\"\nscene = \"doorway\"\nseed = 2\n";
 
-// A process that was started by another one, by the files that the system keeps about it.
-struct Process {
-    pid_t id = 0;
-    pid_t parent = 0;
-    char state = '?';
-    bool counts = false;  // it is the process of a camera
-};
-
-std::vector<Process> processes() {
-    std::vector<Process> list;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename().string();
-        Process process;
-        if (std::from_chars(name.data(), name.data() + name.size(), process.id).ec != std::errc{})
-            continue;
-        const std::string stat = read_file(entry.path() / "stat");
-        const std::size_t end = stat.rfind(')');
-        if (end == std::string::npos) continue;
-        process.state = stat[end + 2];
-        process.parent = std::atoi(stat.c_str() + end + 4);
-        process.counts =
-            read_file(entry.path() / "cmdline").find("camera-process") != std::string::npos;
-        list.push_back(process);
-    }
-    return list;
-}
-
-class Service : public test::Program {
-  protected:
-    ~Service() override {
-        if (service_ > 0) stop();
-    }
-
-    // The test's own process is that of a shell, which becomes the service.
-    void start(const std::string& more = "") {
-        service_ = start_vca("serve --config vca.toml " + more);
-    }
-    int stop() {
-        ::kill(service_, SIGTERM);
-        return end_of(std::exchange(service_, 0));
-    }
-
-    std::set<pid_t> cameras() const {
-        std::set<pid_t> ids;
-        for (const Process& process : processes())
-            if (process.parent == service_ && process.counts && process.state != 'Z')
-                ids.insert(process.id);
-        return ids;
-    }
-    static bool is_there(pid_t id) {
-        const std::vector<Process> all = processes();
-        return std::any_of(all.begin(), all.end(), [id](const Process& process) {
-            return process.id == id && process.state != 'Z';
-        });
-    }
-
-    std::string database(const std::string& camera) const {
-        return (work_ / "store" / (camera + ".db")).string();
-    }
-    // 0 for a database that is not there yet.
-    std::int64_t number(const std::string& camera, const std::string& sql) const {
-        try {
-            return host::Database(database(camera), host::Database::Access::kRead, 5000)
-                .integer(sql);
-        } catch (const host::StoreError&) {
-            return 0;
-        }
-    }
-    std::int64_t crossings(const std::string& camera) const {
-        return number(camera, "SELECT count(*) FROM events WHERE kind = 'crossing'");
-    }
-    // Totals, minutes and events are the same, and no number is missing or there twice.
-    void expect_exact(const std::string& camera) const {
-        const std::int64_t count = crossings(camera);
-        EXPECT_EQ(number(camera, "SELECT sum(adult + child + staff) FROM totals"), count);
-        EXPECT_EQ(number(camera, "SELECT sum(adult + child + staff) FROM minutes"), count);
-        EXPECT_EQ(number(camera, "SELECT max(sequence) - count(*) FROM events"), 0);
-    }
-
-    pid_t service_ = 0;
-};
+class Service : public test::Service {};
 
 TEST_F(Service, CountsWithEachOfItsCamerasAndEndsInOrder) {
     write("vca.toml",
@@ -227,6 +137,30 @@ TEST_F(Service, EndsWhenAllRecordingsHaveEnded) {
         path = entry.path().string();
     write("vca.toml", "place = \"a\"\n[[camera]]\nname = \"once\"\nrecording = \"" + path + "\"\n");
     EXPECT_EQ(vca("serve").status, 0) << err();
+}
+
+TEST_F(Service, CamerasThatCountAsOneDoSoAsCamerasOfAPlace) {
+    std::string site = read_file(VCA_EXAMPLES "/hall.toml");
+    const std::size_t at = site.find("seconds = 60");
+    ASSERT_NE(at, std::string::npos);
+    write("hall.toml", site.replace(at, 12, "seconds = 900"));
+    std::string place = "place = \"hall\"\n";
+    for (const char* device : {"middle", "west", "east"})
+        place += std::string("[[camera]]\nname = \"") + device + "\"\nsite = \"hall.toml\"\n";
+    write("vca.toml", place);
+    start();
+    ASSERT_TRUE(eventually([&] { return crossings("middle") > 0; })) << err();
+    const std::set<pid_t> before = cameras();
+    ASSERT_EQ(before.size(), 3U);
+    // Whichever it is: the master goes on from what it has, a slave is heard again.
+    ::kill(*before.begin(), SIGKILL);
+    const std::int64_t counted = crossings("middle");
+    EXPECT_TRUE(eventually([&] {
+        return crossings("middle") > counted && cameras().size() == 3 && cameras() != before;
+    })) << err();
+    EXPECT_EQ(stop(), 0) << err();
+    EXPECT_EQ(crossings("west") + crossings("east"), 0);
+    expect_exact("middle");
 }
 
 TEST_F(Service, IsAloneInItsFolder) {

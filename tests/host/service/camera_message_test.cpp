@@ -13,13 +13,15 @@ Message there_and_back(const Message& message) {
 }
 
 TEST(CameraMessage, IsReadAsItWasWritten) {
-    const auto begin =
-        there_and_back(host::CameraBegin{"/a/vca.toml", "place = \"x\"\n", "door", 17, "why"});
+    const auto begin = there_and_back(
+        host::CameraBegin{"/a/vca.toml", "place = \"x\"\n", "door", 17, "why", 1884, 99});
     EXPECT_EQ(begin.path, "/a/vca.toml");
     EXPECT_EQ(begin.text, "place = \"x\"\n");
     EXPECT_EQ(begin.camera, "door");
     EXPECT_EQ(begin.ended_us, 17);
     EXPECT_EQ(begin.ended_why, "why");
+    EXPECT_EQ(begin.broker_port, 1884);
+    EXPECT_EQ(begin.start_ms, 99);
     EXPECT_EQ(there_and_back(host::CameraHello{"0.1.0"}).version, "0.1.0");
     const auto beat = there_and_back(host::CameraBeat{true, 5, 4});
     EXPECT_TRUE(beat.counting);

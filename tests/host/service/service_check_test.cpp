@@ -97,13 +97,4 @@ TEST_F(Place, AreasBelongToACameraThatAloneLeadsToThem) {
     EXPECT_EQ(areas[0].doors[0].in, 2);
 }
 
-TEST_F(Place, WhatIsNotGivenIsKeptAsLongAsByItself) {
-    host::KeptDays days;
-    days.people = 2;
-    const host::Retention kept = host::retention_of(days);
-    EXPECT_EQ(kept.people, 2);
-    EXPECT_EQ(kept.events, host::Retention{}.events);
-    EXPECT_FALSE(kept.minutes.has_value());
-}
-
 }  // namespace
