@@ -112,6 +112,43 @@ class Follower:
         self.thread.join()
 
 
+def query(store, sql):
+    with sqlite3.connect(f"file:{store}?mode=ro", uri=True, timeout=30) as database:
+        return database.execute(sql).fetchall()
+
+
+def compare(store, follower):
+    """Everything was followed exactly once, and totals and minutes equal the events; returns the numbers of
+    events and of crossings."""
+    held = query(store,
+                 "SELECT epochs.epoch, sequence, events.kind, places.name, direction, person "
+                 "FROM events JOIN epochs ON epochs.id = events.epoch "
+                 "LEFT JOIN places ON places.id = events.place ORDER BY 1, 2")
+    end = time.monotonic() + LIMIT_S
+    while len(follower.events) < len(held) and time.monotonic() < end:
+        time.sleep(0.05)
+    follower.kill()
+    followed = [tuple(e[key] for key in
+                      ("epoch", "sequence", "kind", "place", "direction", "person"))
+                for e in follower.events]
+    if followed != held:
+        raise Failure(f"{len(followed)} events were followed, {len(held)} are held, "
+                      f"{len(set(followed) ^ set(held))} are not in both")
+    if [row[1] for row in held] != list(range(1, len(held) + 1)):
+        raise Failure("the numbers of the events have gaps")
+    counted = collections.Counter(row[3:] for row in held if row[2] == "crossing")
+    for table in ("totals", "minutes"):
+        sums = query(store,
+                     f"SELECT places.name, direction, sum(adult), sum(child), sum(staff) "
+                     f"FROM {table} JOIN places ON places.id = place GROUP BY 1, 2")
+        for name, direction, *people in sums:
+            for person, number in zip(("adult", "child", "staff"), people):
+                if number != counted[(name, direction, person)]:
+                    raise Failure(f"{table} has {number} for {name} {direction} {person}, "
+                                  f"there are {counted[(name, direction, person)]} events")
+    return len(held), sum(counted.values())
+
+
 class Test:
     def __init__(self, vca, folder, seed):
         self.vca, self.folder, self.random = vca, folder, random.Random(seed)
@@ -177,17 +214,13 @@ class Test:
                 return False
         return True
 
-    def query(self, sql):
-        with sqlite3.connect(f"file:{self.store}?mode=ro", uri=True, timeout=30) as database:
-            return database.execute(sql).fetchall()
-
     def check_told(self):
         """Straight after a kill: all that was told is there."""
         told = [json.loads(line) for line in self.told.read()]
         if not told:
             return
-        held = dict(self.query("SELECT epochs.epoch, max(sequence) FROM events JOIN epochs "
-                               "ON epochs.id = events.epoch GROUP BY 1"))
+        held = dict(query(self.store, "SELECT epochs.epoch, max(sequence) FROM events JOIN epochs "
+                          "ON epochs.id = events.epoch GROUP BY 1"))
         for notice in (told[-1], self.follower.events[-1] if self.follower.events else told[-1]):
             if held.get(notice["epoch"], 0) < notice["sequence"]:
                 raise Failure(f"told of {notice}, but there is only {held}")
@@ -215,7 +248,7 @@ class Test:
             return
         self.check_told()
         counted = self.crossings()
-        safe = self.query("SELECT count(*) FROM events WHERE kind = 'crossing'")[0][0]
+        safe = query(self.store, "SELECT count(*) FROM events WHERE kind = 'crossing'")[0][0]
         self.uncommitted += 1 if counted > safe - self.safe_before else 0
         self.safe_before = safe
 
@@ -244,32 +277,7 @@ class Test:
         self.compare()
 
     def compare(self):
-        held = self.query(
-            "SELECT epochs.epoch, sequence, events.kind, places.name, direction, person "
-            "FROM events JOIN epochs ON epochs.id = events.epoch "
-            "LEFT JOIN places ON places.id = events.place ORDER BY 1, 2")
-        end = time.monotonic() + LIMIT_S
-        while len(self.follower.events) < len(held) and time.monotonic() < end:
-            time.sleep(0.05)
-        self.follower.kill()
-        followed = [tuple(e[key] for key in
-                          ("epoch", "sequence", "kind", "place", "direction", "person"))
-                    for e in self.follower.events]
-        if followed != held:
-            raise Failure(f"{len(followed)} events were followed, {len(held)} are held, "
-                          f"{len(set(followed) ^ set(held))} are not in both")
-        if [row[1] for row in held] != list(range(1, len(held) + 1)):
-            raise Failure("the numbers of the events have gaps")
-        counted = collections.Counter(row[3:] for row in held if row[2] == "crossing")
-        for table in ("totals", "minutes"):
-            sums = self.query(f"SELECT places.name, direction, sum(adult), sum(child), sum(staff) "
-                              f"FROM {table} JOIN places ON places.id = place GROUP BY 1, 2")
-            for name, direction, *people in sums:
-                for person, number in zip(("adult", "child", "staff"), people):
-                    if number != counted[(name, direction, person)]:
-                        raise Failure(f"{table} has {number} for {name} {direction} {person}, "
-                                      f"there are {counted[(name, direction, person)]} events")
-        self.say(len(held), sum(counted.values()))
+        self.say(*compare(self.store, self.follower))
         if self.longest_back_s > BACK_S:
             raise Failure(f"counting went on after {self.longest_back_s:.1f} s only")
 
