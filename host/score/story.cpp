@@ -186,6 +186,7 @@ std::string uncounted_clause(const LineOutcome& outcome, const std::string& line
         return "went along closed line " + line + ", so that a count in direction " +
                std::to_string(outcome.left_out->detail) +
                ", to a side they did not come to, was left out";
+    }
     if (outcome.why_left_out == LeftOut::kNoLine) {
         return "had crossed line " + line +
                " before it was changed, so that a count in direction " +

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "host/settings/service_file.h"
-#include "host/store/retention.h"
 #include "host/store/visitors.h"
 
 namespace host {

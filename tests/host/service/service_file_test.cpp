@@ -67,6 +67,7 @@ area = "rooms"
 folder = "/var/lib/vca"
 events_days = 100
 people_days = 1
+gaps_days = "forever"
 )");
     EXPECT_EQ(file.place, "museum");
     EXPECT_EQ(file.time_zone.value, "Europe/Berlin");
@@ -94,7 +95,8 @@ people_days = 1
     EXPECT_EQ(file.folder, "/var/lib/vca");
     EXPECT_EQ(file.keep.events, 100);
     EXPECT_EQ(file.keep.people, 1);
-    EXPECT_FALSE(file.keep.minutes.has_value());
+    EXPECT_FALSE(file.keep.gaps.has_value());
+    EXPECT_EQ(file.keep.heat, host::Retention{}.heat);
     EXPECT_EQ(host::database_of(file, "door"), "/var/lib/vca/door.db");
 }
 
