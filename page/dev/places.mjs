@@ -1,21 +1,21 @@
 // What the development server begins with: settings, people who may log in, and the form of the
 // settings.
 const entrance = {
-  height_mm: 3000, target_height_mm: [800, 2200], detect: "depth", sensor: "exact", late_counts: "drop",
+  height_mm: 4200, target_height_mm: [800, 2200], detect: "depth", sensor: "exact", late_counts: "drop",
   tilt: "auto", position: "foot", staff: "none", gender: "none", group: { enabled: true, min: 2, max: 6 },
-  line: [{ name: "door", points: [[200, 300], [660, 300]], directions: ["out", "in"], uturn: true, area: [[140, 190], [690, 190], [690, 390], [140, 390]] }],
-  region: [{ name: "till", points: [[660, 350], [850, 350], [850, 490], [660, 490]] }],
+  line: [{ name: "door", points: [[230, 280], [720, 280]], directions: ["out", "in"], uturn: true, area: [[215, 205], [735, 205], [735, 322], [215, 322]] }],
+  region: [{ name: "till", points: [[560, 332], [730, 332], [730, 420], [560, 420]] }],
   exclude: [{ points: [[0, 470], [290, 470], [290, 543], [0, 543]] }],
 };
 const backDoor = {
   ...entrance,
-  line: [{ name: "delivery", points: [[480, 120], [480, 440]], directions: ["towards the yard", "towards the shop"] }],
+  line: [{ name: "delivery", points: [[480, 140], [480, 404]], directions: ["towards the yard", "towards the shop"] }],
   region: [], exclude: [],
 };
 const gallery = {
   ...entrance,
-  line: [{ name: "arch", points: [[320, 60], [320, 480]] }, { name: "far arch", points: [[700, 60], [700, 480]] }],
-  region: [{ name: "showcase", points: [[380, 130], [560, 130], [560, 300], [380, 300]] }], exclude: [],
+  line: [{ name: "arch", points: [[320, 140], [320, 400]] }, { name: "far arch", points: [[680, 140], [680, 400]] }],
+  region: [{ name: "showcase", points: [[400, 190], [530, 190], [530, 290], [400, 290]] }], exclude: [],
 };
 
 export const empty = { ...entrance, height_mm: null, line: [], region: [], exclude: [] };

@@ -121,8 +121,8 @@ function status(name) {
   if (share >= 1) measuring.delete(name);
   return {
     camera: name, state: camera.stopped ? "offline" : "online", source: "made-up depth camera, 480 x 272", width: 480, height: 272, frames_per_second: 15,
-    valid_share: 0.993, floor_mm: share === null || share >= 1 ? 3004 : null, noise_mm: 6.1,
-    height_mm: typeof settings.height_mm === "number" ? settings.height_mm : 3004, height_from: typeof settings.height_mm === "number" ? "settings" : "measured",
+    valid_share: 0.993, floor_mm: share === null || share >= 1 ? 4204 : null, noise_mm: 6.1,
+    height_mm: typeof settings.height_mm === "number" ? settings.height_mm : 4204, height_from: typeof settings.height_mm === "number" ? "settings" : "measured",
     tilt: { roll_deg: 1.8, pitch_deg: -0.6 }, levelled: true, measuring: share !== null && share < 1 ? share : null, notes: [],
   };
 }

@@ -14,7 +14,7 @@ function randomOf(seed) {
 
 // Where people come from, where they go, and where some of them stop, in pixels.
 export const plans = {
-  Entrance: { seed: 7, every_s: 2.6, routes: [[[300, -60], [330, 600]], [[560, 610], [520, -60]], [[430, -60], [720, 430], [1030, 470]], [[640, 610], [610, -60]]], stop: [735, 425], floor: [[405, 180, 62, 74, 62], [0, 236, 150, 36, 84]] },
+  Entrance: { seed: 7, every_s: 2.6, routes: [[[300, -60], [330, 600]], [[560, 610], [520, -60]], [[430, -60], [720, 430], [1030, 470]], [[640, 610], [610, -60]]], stop: [735, 425], floor: [[392, 182, 60, 60, 62], [0, 236, 150, 36, 84]] },
   "Back door": { seed: 21, every_s: 7, routes: [[[-60, 260], [1030, 290]], [[1030, 330], [-60, 230]]], stop: null, floor: [[190, 0, 110, 46, 92]] },
   Gallery: { seed: 33, every_s: 4, routes: [[[-60, 150], [430, 210], [1030, 140]], [[1030, 420], [520, 380], [-60, 430]]], stop: [450, 215], floor: [[200, 62, 46, 22, 120], [330, 190, 40, 40, 104]] },
 };
@@ -70,7 +70,7 @@ class Walker {
 export class Camera {
   // `settings()` are those in force; `happened(event, walker)` is told of each event.
   constructor(name, settings, happened, nowUs) {
-    Object.assign(this, { name, settings, happened, nowUs, width: 960, height: 544, height_mm: 3000, focal_px: 515 });
+    Object.assign(this, { name, settings, happened, nowUs, width: 960, height: 544, height_mm: 4200, focal_px: 515 });
     this.plan = plans[name] ?? { ...plans.Entrance, seed: name.length * 13 };
     this.random = randomOf(this.plan.seed);
     this.floor = makeFloor(this.plan.seed, this.plan.floor);
@@ -125,7 +125,7 @@ export class Camera {
   follow(w, before, now, time_us, quiet) {
     w.foot = now;
     w.trail.push([Math.round(now[0]), Math.round(now[1])]);
-    if (w.trail.length % 3 === 0) w.path.push(w.trail.at(-1));
+    if (this.frame % 3 === 0) w.path.push(w.trail.at(-1));
     if (w.trail.length > trailPoints) w.trail.shift();
     const settings = this.settings();
     const person = w.staff ? "staff" : w.height_mm < 1300 ? "child" : "adult";

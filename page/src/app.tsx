@@ -74,7 +74,7 @@ function Head(props: { place: Place; screen: Screen }): JSX.Element {
       <span class="who">
         <Languages />
         <button type="button" class="plain" onClick={() => void logOut()}>
-          {t("logout", { name: session.value?.name ?? "" })}
+          {t("logout")} <span class="roomy">{session.value?.name}</span>
         </button>
       </span>
     </header>

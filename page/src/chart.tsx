@@ -81,19 +81,27 @@ function drawGaps(chart: uPlot, history: History, element: Element): void {
 }
 
 const barsUpTo = 62;
+const mostBars = 4; // side by side
+
+// What is compared with is fainter as bars, and dashed as a line.
+function drawn(s: Series, place: number, of: number, spans: number, element: Element): uPlot.Series {
+  const colour = colourOf(element, s.colour);
+  const common = { label: s.name, stroke: colour, points: { show: false } };
+  if (spans > barsUpTo || of > mostBars) return { ...common, width: 1.5, dash: s.dashed ? [5, 4] : undefined, paths: uPlot.paths.stepped!({ align: 1 }) };
+  const disp = of > 1 ? { disp: shifted(place, of, spans) } : {};
+  return { ...common, fill: s.dashed ? `color-mix(in srgb, ${colour} 38%, transparent)` : colour, width: 0, paths: uPlot.paths.bars!({ size: [0.8, 60], align: 0, ...disp }) };
+}
 
 function options(history: History, series: Series[], width: number, element: Element, hover: (index: number | null) => void): uPlot.Options {
   const { spans } = history;
   const text = colourOf(element, "--quiet");
   const grid = { stroke: colourOf(element, "--rule"), width: 1 };
-  const solid = series.filter((s) => !s.dashed);
-  const bars = spans.length <= barsUpTo && solid.length <= 4;
   return {
     width,
     height: Math.round(Math.max(200, Math.min(340, width * 0.45))),
     legend: { show: false },
     cursor: { points: { show: false }, drag: { x: false, y: false }, y: false },
-    padding: [12, 4, 0, 0],
+    padding: [12, 16, 0, 0],
     scales: {
       x: { time: false, range: [-0.5, spans.length - 0.5] },
       y: { range: (_, __, most) => [0, Math.max(1, most) * 1.08] },
@@ -102,15 +110,7 @@ function options(history: History, series: Series[], width: number, element: Ele
       { stroke: text, grid: { show: false }, ticks: grid, size: 44, splits: () => ticks(spans, width - axisPixels), values: (_, at) => at.map((i) => (spans[i] ? spanTick(spans[i]!, spans[i - 1]) : "")) },
       { stroke: text, grid, ticks: { show: false }, size: axisPixels, values: (_, at) => at.map((n) => (Number.isInteger(n) || n < 10 ? number(n, 1) : "")) },
     ],
-    series: [
-      {},
-      ...series.map((s) => {
-        const colour = colourOf(element, s.colour);
-        const place = solid.indexOf(s);
-        const paths = s.dashed || !bars ? uPlot.paths.stepped!({ align: 1 }) : uPlot.paths.bars!({ size: [0.8 / solid.length, 60], align: 0, ...(solid.length > 1 ? { disp: shifted(place, solid.length, spans.length) } : {}) });
-        return { label: s.name, stroke: colour, fill: bars && !s.dashed ? colour : undefined, width: bars && !s.dashed ? 0 : 1.5, dash: s.dashed ? [5, 4] : undefined, points: { show: false }, paths };
-      }),
-    ],
+    series: [{}, ...series.map((s, i) => drawn(s, i, series.length, spans.length, element))],
     hooks: {
       drawClear: [(chart) => drawGaps(chart, history, element)],
       setCursor: [(chart) => hover(chart.cursor.idx ?? null)],
@@ -128,7 +128,8 @@ function shifted(place: number, of: number, spans: number): uPlot.Series.BarsPat
   };
 }
 
-export function Chart(props: { history: History; series: Series[]; label: string; unit: string }): JSX.Element {
+// `named` lists the series below also while no span is pointed at.
+export function Chart(props: { history: History; series: Series[]; label: string; unit: string; named: boolean }): JSX.Element {
   const { history, series } = props;
   const [element, width] = useWidth();
   const target = useRef<HTMLDivElement>(null);
@@ -153,7 +154,7 @@ export function Chart(props: { history: History; series: Series[]; label: string
       <div ref={target} role="img" aria-label={props.label} />
       <figcaption>
         <span class="span">{span ? `${spanName(span)}${span.label.length < 10 && history.spans[0]!.date !== history.spans[history.spans.length - 1]!.date ? `, ${day(span.date)}` : ""}` : props.unit}</span>
-        {series.map((s) => (
+        {(props.named || span) && series.map((s) => (
           <span key={s.name} class={`key ${s.colour.slice(2)}${s.dashed ? " dashed" : ""}`}>
             {s.name} {span && <b>{s.values[index!] === null || s.values[index!] === undefined ? t("history.unwatched") : number(s.values[index!]!)}</b>}
           </span>

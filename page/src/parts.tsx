@@ -104,9 +104,11 @@ export function useWidth(): [(element: Element | null) => void, number] {
   const [element, setElement] = useState<Element | null>(null);
   useEffect(() => {
     if (!element) return undefined;
-    const observer = new ResizeObserver((entries) => setWidth(entries[0]?.contentRect.width ?? 0));
+    // Without a width it is not laid out just now, and keeps what it had.
+    const measure = (): void => setWidth((before) => element.getBoundingClientRect().width || before);
+    const observer = new ResizeObserver(measure);
     observer.observe(element);
-    setWidth(element.getBoundingClientRect().width);
+    measure();
     return () => observer.disconnect();
   }, [element]);
   return [setElement, width];

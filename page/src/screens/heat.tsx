@@ -34,7 +34,7 @@ function paint(canvas: HTMLCanvasElement, heat: Heat): void {
   const image = new ImageData(heat.columns, heat.rows);
   heat.cells.forEach((cell, i) => {
     const part = share(cell, most);
-    image.data.set([...colour(part), Math.round(part < 0.04 ? 0 : 70 + 150 * part)], 4 * i);
+    image.data.set([...colour(part), Math.round(part < 0.04 ? 0 : 90 + 140 * part)], 4 * i);
   });
   const small = document.createElement("canvas");
   small.width = heat.columns;

@@ -47,14 +47,15 @@ function choiceOf(query: URLSearchParams, today: string): Choice {
   const from = text("from", today);
   const to = text("to", today);
   const by = text("by", "") as By;
+  const what = text("what", "visitors") as What;
   return {
-    what: text("what", "visitors") as What,
+    what,
     from,
     to,
     by: by in spansADay && allowed(by, from, to) ? by : usual(from, to),
     open: query.get("open") === "true",
     line: text("line", ""),
-    split: text("split", "direction") as Split,
+    split: text("split", what === "counts" ? "direction" : "all") as Split,
     kind: text("kind", ""),
     value: text("value", ""),
     compare: text("compare", ""),
@@ -190,7 +191,7 @@ function Remarks(props: { answer: Answer }): JSX.Element | null {
       <h2>{t("history.remarks")}</h2>
       <ul>
         {clock_changes.map((c) => (
-          <li key={c.date}>{t("history.clock_change", { day: day(c.date), n: c.hours })}</li>
+          <li key={c.date} class="clock">{t("history.clock_change", { day: day(c.date), n: c.hours })}</li>
         ))}
         {changes.map((c) => (
           <li key={`${c.camera}${c.version}`} class="change">
@@ -303,7 +304,7 @@ export function HistoryScreen(props: { place: Place }): JSX.Element {
               ))}
             </p>
           )}
-          {series.length ? <Chart history={shown} series={series} unit={unit} label={t("history.chart", { what: t(`what.${c.what}`), from: day(c.from), to: day(c.to) })} /> : <p class="quiet">{t("history.nothing")}</p>}
+          {series.length ? <Chart history={shown} series={series} unit={unit} named={!adds} label={t("history.chart", { what: t(`what.${c.what}`), from: day(c.from), to: day(c.to) })} /> : <p class="quiet">{t("history.nothing")}</p>}
           <Remarks answer={shown} />
           <section>
             <h2>{t("history.table")}</h2>

@@ -76,17 +76,19 @@ export function Hours(props: { hours: LiveCounts["hours"] }): JSX.Element {
           <span key={h}>{h}</span>
         ))}
       </p>
-      <table class="hidden">
-        <caption>{t("live.hours")}</caption>
-        <tbody>
-          {watched.map((h) => (
-            <tr key={h.label}>
-              <th scope="row">{h.label}</th>
-              <td>{h.people}</td>
-            </tr>
-          ))}
-        </tbody>
-      </table>
+      <div class="hidden">
+        <table>
+          <caption>{t("live.hours")}</caption>
+          <tbody>
+            {watched.map((h) => (
+              <tr key={h.label}>
+                <th scope="row">{h.label}</th>
+                <td>{h.people}</td>
+              </tr>
+            ))}
+          </tbody>
+        </table>
+      </div>
     </section>
   );
 }

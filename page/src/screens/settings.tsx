@@ -104,7 +104,7 @@ function Users(): JSX.Element {
             <tr>
               <th scope="col">{t("login.name")}</th>
               <th scope="col">{t("users.role")}</th>
-              <th scope="col">{t("users.last")}</th>
+              <th scope="col" class="roomy">{t("users.last")}</th>
               <td />
             </tr>
           </thead>
@@ -123,7 +123,7 @@ function Users(): JSX.Element {
                     ))}
                   </select>
                 </td>
-                <td>{u.last_login ? moment(u.last_login) : t("users.never")}</td>
+                <td class="roomy">{u.last_login ? moment(u.last_login) : t("users.never")}</td>
                 <td>
                   {u.name !== me && (
                     <button type="button" class="plain" aria-label={t("users.remove", { name: u.name })} onClick={() => change(ask("DELETE", `users/${encodeURIComponent(u.name)}`))}>
