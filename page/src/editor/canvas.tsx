@@ -54,6 +54,8 @@ export function DrawingCanvas(props: Props): JSX.Element {
   const svg = useRef<SVGSVGElement>(null);
   const drag = useRef<Drag | null>(null);
   const pressed = useRef<Point | null>(null);
+  // A captured pointer makes the drawing itself the target of clicks, so what was hit is kept.
+  const clicked = useRef<Selection | null>(null);
   const [drawn, setDrawn] = useState<Point[]>([]);
   const [cursor, setCursor] = useState<Point | null>(null);
   useEffect(() => {
@@ -101,6 +103,7 @@ export function DrawingCanvas(props: Props): JSX.Element {
       return;
     }
     const target = (event.target as Element).closest<SVGElement>("[data-kind]");
+    clicked.current = null;
     if (!target) return props.select(null);
     const { kind, index, point, after } = target.dataset;
     let of: Selection = { kind: kind as ShapeKind, index: Number(index), point: point === undefined ? null : Number(point) };
@@ -113,6 +116,7 @@ export function DrawingCanvas(props: Props): JSX.Element {
       draft.change(inserted, name);
       begin = inserted;
     }
+    clicked.current = of;
     props.select(of);
     drag.current = { of, start: p, settings: begin, name, moved: after !== undefined };
   };
@@ -145,9 +149,8 @@ export function DrawingCanvas(props: Props): JSX.Element {
 
   const twice = (event: MouseEvent): void => {
     if (tool !== "select") return finish(drawn);
-    const target = (event.target as Element).closest<SVGElement>("[data-kind]");
-    if (!target || target.dataset.point !== undefined) return;
-    const of = { kind: target.dataset.kind as ShapeKind, index: Number(target.dataset.index) };
+    const of = clicked.current;
+    if (!of || of.point !== null) return;
     const p = at(event);
     const after = model.nearestPiece(model.pointsOf(settings, of), model.isClosed(of.kind), p);
     const inserted = model.withInserted(settings, of, after, model.clamped(p, camera));
@@ -235,7 +238,7 @@ export function DrawingCanvas(props: Props): JSX.Element {
         key={`${kind}${index}`}
         class={`shape ${isSelected(kind, index) ? "selected" : ""} ${props.faulty(kind, index) ? "faulty" : ""}`}
         {...data}
-        tabIndex={0}
+        tabindex={0}
         role="button"
         aria-pressed={isSelected(kind, index)}
         aria-label={describe(settings, kind, index)}
@@ -259,7 +262,7 @@ export function DrawingCanvas(props: Props): JSX.Element {
       ref={svg}
       class={`marks editing ${tool === "select" ? "" : "drawing"}`}
       viewBox={`0 0 ${camera.width} ${camera.height}`}
-      tabIndex={0}
+      tabindex={0}
       role="application"
       aria-label={t("editor.canvas", { camera: camera.name })}
       aria-describedby="editor-hint"
@@ -313,7 +316,7 @@ function Handles(props: { settings: Settings; selection: Selection; unit: number
           class={selection.point === i ? "point chosen" : "point"}
           {...data}
           data-point={i}
-          tabIndex={0}
+          tabindex={0}
           role="button"
           aria-pressed={selection.point === i}
           aria-label={t("editor.point", { i: i + 1, x, y })}

@@ -1,6 +1,6 @@
 // The guide for the first start, and the editor for whoever knows the way.
 import type { JSX } from "preact";
-import { useEffect } from "preact/hooks";
+import { useEffect, useMemo } from "preact/hooks";
 import { may } from "../api";
 import { Editor } from "../editor/editor";
 import { follow } from "../live";
@@ -15,9 +15,11 @@ export function Setup(props: { place: Place }): JSX.Element {
   const { parts } = useStore(route);
   const camera = place.cameras.find((c) => c.name === parts[0]) ?? place.cameras[0];
   useEffect(() => follow(camera?.name ?? null), [camera?.name]);
+  // Decided once: who follows the guide stays in it when its last step has noted the camera as done.
+  const usual = useMemo(() => (camera?.commissioned ? "edit" : "guide"), [camera?.name]);
   if (!camera) return <p>{t("live.no_camera")}</p>;
   if (!may("operator")) return <p>{t("setup.operator")}</p>;
-  const tab = parts[1] ?? (camera.commissioned ? "edit" : "guide");
+  const tab = parts[1] ?? usual;
   return (
     <div class="setup">
       <h1>{t("nav.setup")}</h1>
