@@ -17,13 +17,19 @@ export interface Series {
 }
 
 // The service's label in the reader's language.
-export function spanName(span: Span): string {
+function spanName(span: Span): string {
   if (/^\d{4}-\d{2}$/.test(span.label)) return month(span.label);
   if (/^\d{4}-\d{2}-\d{2}$/.test(span.label)) return day(span.label);
   return span.label;
 }
 
-export function spanTick(span: Span, before: Span | undefined): string {
+// With its day, where there are several and it is named by the clock.
+export function spanTitle(span: Span, spans: Span[]): string {
+  const dated = span.label.includes(":") && spans[0]!.date !== spans[spans.length - 1]!.date;
+  return dated ? `${day(span.date, "tiny")}, ${span.label}` : spanName(span);
+}
+
+function spanTick(span: Span, before: Span | undefined): string {
   if (/^\d{4}-\d{2}$/.test(span.label)) return month(span.label);
   if (/^\d{4}-\d{2}-\d{2}$/.test(span.label)) return day(span.label, "tiny");
   const hour = span.label.slice(0, 5);
@@ -153,7 +159,7 @@ export function Chart(props: { history: History; series: Series[]; label: string
     <figure class="chart" ref={element}>
       <div ref={target} role="img" aria-label={props.label} />
       <figcaption>
-        <span class="span">{span ? `${spanName(span)}${span.label.length < 10 && history.spans[0]!.date !== history.spans[history.spans.length - 1]!.date ? `, ${day(span.date)}` : ""}` : props.unit}</span>
+        <span class="span">{span ? spanTitle(span, history.spans) : props.unit}</span>
         {(props.named || span) && series.map((s) => (
           <span key={s.name} class={`key ${s.colour.slice(2)}${s.dashed ? " dashed" : ""}`}>
             {s.name} {span && <b>{s.values[index!] === null || s.values[index!] === undefined ? t("history.unwatched") : number(s.values[index!]!)}</b>}

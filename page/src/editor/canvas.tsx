@@ -232,20 +232,20 @@ export function DrawingCanvas(props: Props): JSX.Element {
   const isSelected = (kind: ShapeKind, index: number): boolean => selection?.kind === kind && selection.index === index;
   const shape = (kind: ShapeKind, index: number, mark: JSX.Element): JSX.Element => {
     const points = model.pointsOf(settings, { kind, index });
-    const data = { "data-kind": kind, "data-index": index };
     return (
-      <g
-        key={`${kind}${index}`}
-        class={`shape ${isSelected(kind, index) ? "selected" : ""} ${props.faulty(kind, index) ? "faulty" : ""}`}
-        {...data}
-        tabindex={0}
-        role="button"
-        aria-pressed={isSelected(kind, index)}
-        aria-label={describe(settings, kind, index)}
-        onFocus={(event) => event.target === event.currentTarget && !drag.current && !isSelected(kind, index) && props.select({ kind, index, point: null })}
-      >
-        {kind === "line" ? <polyline class="hit" points={path(points)} stroke-width={22 * unit} /> : <polygon class="hit" points={path(points)} stroke-width={14 * unit} />}
-        {mark}
+      <g key={`${kind}${index}`} class={`shape ${isSelected(kind, index) ? "selected" : ""} ${props.faulty(kind, index) ? "faulty" : ""}`}>
+        <g aria-hidden="true">{mark}</g>
+        <g
+          data-kind={kind}
+          data-index={index}
+          tabindex={0}
+          role="button"
+          aria-pressed={isSelected(kind, index)}
+          aria-label={describe(settings, kind, index)}
+          onFocus={() => !drag.current && !isSelected(kind, index) && props.select({ kind, index, point: null })}
+        >
+          {kind === "line" ? <polyline class="hit" points={path(points)} stroke-width={22 * unit} /> : <polygon class="hit" points={path(points)} stroke-width={14 * unit} />}
+        </g>
       </g>
     );
   };

@@ -2,13 +2,12 @@
 import type { JSX } from "preact";
 import { useEffect, useMemo } from "preact/hooks";
 import { address, read } from "../api";
-import { Chart, spanName, type Series } from "../chart";
+import { Chart, spanTitle, type Series } from "../chart";
 import { follow } from "../live";
 import { Failure, Labelled, Select, useLoaded } from "../parts";
 import { route, setQuery } from "../route";
-import { language } from "../text";
 import { useStore } from "../store";
-import { addDays, clock, day, daysBetween, moment, number, t } from "../text";
+import { addDays, clock, day, daysBetween, language, moment, number, t } from "../text";
 import type { Areas, Counts, History, Numbers, Place, Regions, Visitors } from "../types";
 
 type What = "visitors" | "counts" | "regions" | "areas";
@@ -212,7 +211,6 @@ const tableRows = 400;
 
 function Table(props: { answer: Answer; series: Series[]; adds: boolean }): JSX.Element {
   const { answer, series } = props;
-  const several = answer.spans.length > 1 && answer.spans[0]!.date !== answer.spans[answer.spans.length - 1]!.date;
   const rows = answer.spans.slice(0, tableRows);
   return (
     <div class="scrolls" tabIndex={0} role="region" aria-label={t("history.table")}>
@@ -230,10 +228,7 @@ function Table(props: { answer: Answer; series: Series[]; adds: boolean }): JSX.
         <tbody>
           {rows.map((span, i) => (
             <tr key={span.from_us}>
-              <th scope="row">
-                {several && span.label.length < 10 && `${day(span.date, "tiny")}, `}
-                {spanName(span)}
-              </th>
+              <th scope="row">{spanTitle(span, answer.spans)}</th>
               {series.map((s) => (
                 <td key={s.name} class="number">
                   {s.values[i] === null || s.values[i] === undefined ? <span class="quiet">{t("history.unwatched")}</span> : number(s.values[i]!)}
