@@ -40,7 +40,7 @@ try {
   for (const dark of docs ? [false] : [false, true])
     for (const width of docs ? [1280] : [320, 800, 1280]) {
       const tab = await openTab(browser, { width, height: width === 320 ? 640 : 900, dark });
-      const name = (screen) => `${out}${docs ? `page-${screen}` : `${screen}-${width}${dark ? "-dark" : ""}`}.png`;
+      const name = (screen) => `${out}${docs ? `page-${screen}.jpg` : `${screen}-${width}${dark ? "-dark" : ""}.png`}`;
       if (!docs && (!only || only === "login")) {
         await tab.goto(service.url);
         await tab.waitForSelector("input[type=password]");
@@ -51,7 +51,7 @@ try {
         if (docs ? !["live", "editor", "history"].includes(screen) : only && only !== screen) continue;
         await go(tab);
         await settled(tab);
-        await tab.screenshot({ path: name(screen), fullPage: !docs });
+        await tab.screenshot({ path: name(screen), ...(docs ? { type: "jpeg", quality: 80 } : { fullPage: true }) });
         if (screen === "story") await tab.keyboard.press("Escape");
       }
       for (const complaint of tab.complaints) console.error(complaint);

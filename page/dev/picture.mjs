@@ -1,6 +1,6 @@
 // Depth as a picture in colours: near is bright, the floor is dark, and what was not measured is
 // black. A PNG with a palette, because that needs nothing but zlib; browsers do not mind.
-import { crc32 as zlibCrc, deflateSync } from "node:zlib";
+import { deflateSync } from "node:zlib";
 
 export const width = 480, height = 272;
 
@@ -16,18 +16,18 @@ const table = Uint32Array.from({ length: 256 }, (_, n) => {
   for (let k = 0; k < 8; ++k) n = n & 1 ? 0xedb88320 ^ (n >>> 1) : n >>> 1;
   return n;
 });
-const crc32 = zlibCrc ?? ((bytes) => {
+function crc32(bytes) {
   let c = 0xffffffff;
-  for (const byte of bytes) c = table[(c ^ byte) & 255] ^ (c >>> 8);
+  for (let i = 0; i < bytes.length; ++i) c = table[(c ^ bytes[i]) & 255] ^ (c >>> 8);
   return (c ^ 0xffffffff) >>> 0;
-});
+}
 
 function chunk(name, data) {
   const out = Buffer.alloc(12 + data.length);
   out.writeUInt32BE(data.length, 0);
   out.write(name, 4, "latin1");
   data.copy(out, 8);
-  out.writeUInt32BE(crc32(out.subarray(4, 8 + data.length)) >>> 0, 8 + data.length);
+  out.writeUInt32BE(crc32(out.subarray(4, 8 + data.length)), 8 + data.length);
   return out;
 }
 
