@@ -1,6 +1,6 @@
 // The one stream of live data. It is open while the page is visible; when it breaks it is opened
 // again after 1, 2, 4 ... 10 s.
-import { address, loadPlace, loadSession, read } from "./api";
+import { address, loadPlace, loadSession, place, read } from "./api";
 import { Store } from "./store";
 import type { CountEvent, Health, LiveCounts, LiveFrame, LiveSettings } from "./types";
 
@@ -54,7 +54,11 @@ function open(): void {
   source.onopen = () => void opened();
   source.onerror = lost;
   on<Health>("health", (value) => health.set(value));
-  on<LiveCounts>("counts", (value) => counts.set(value));
+  on<LiveCounts>("counts", (value) => {
+    counts.set(value);
+    // A new day has begun at the place.
+    if (place.value && place.value.today !== value.today) loadPlace().catch(() => undefined);
+  });
   on<LiveFrame>("frame", (value) => {
     if (value.camera === camera) frame.set(value);
   });

@@ -2,8 +2,9 @@
 import type { ComponentChildren, JSX } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
 import { address, cameraPath } from "./api";
-import { frame } from "./live";
+import { frame, health } from "./live";
 import { useWidth } from "./parts";
+import { useStore } from "./store";
 import { t } from "./text";
 import type { LiveFrame, PlaceCamera } from "./types";
 
@@ -64,11 +65,12 @@ export function Picture(props: {
   const { canvas, shown } = usePicture(camera, props.still ?? false);
   const [element, width] = useWidth();
   const unit = camera.width / (width || camera.width);
+  const state = useStore(health)?.cameras.find((c) => c.name === camera.name)?.state ?? camera.state;
   return (
     <>
       <div class="picture" ref={element} style={{ aspectRatio: `${camera.width} / ${camera.height}` }}>
         <canvas ref={canvas} width="480" height="272" role="img" aria-label={t("picture.of", { camera: camera.name })} />
-        {!shown && <p class="over">{camera.state === "online" ? t("picture.waiting") : t("picture.none")}</p>}
+        {(!shown || state !== "online") && <p class="over">{state === "online" ? t("picture.waiting") : t("picture.none")}</p>}
         {props.children?.(shown, unit)}
       </div>
       {shown && props.below?.(shown)}

@@ -158,6 +158,23 @@ test("a line that cannot count is told while it is drawn, and a wrong one is not
   await button(tab, "Discard");
 });
 
+test("a U-turn area belongs to its line", async () => {
+  await tab.waitForSelector(".shapes button").then((b) => b.click());
+  await tab.waitForSelector(".properties .check input").then(async (box) => (await box.evaluate((b) => b.checked)) || box.click());
+  const has = (await settings()).settings.line[0].area?.length > 0;
+  if (has) await tab.$$eval(".shapes li", (all) => all.find((li) => /around/.test(li.textContent)).querySelector("button").click());
+  if (has) await button(tab, "Delete around delivery");
+  if (has) await tab.waitForSelector(".shapes button").then((b) => b.click());
+  await button(tab, "Draw a U-turn area");
+  for (const p of [[420, 220], [560, 220], [560, 340], [420, 340], [420, 220]]) await clickAt(tab, p);
+  await until(tab, () => document.querySelectorAll(".points tr").length === 4);
+  await save(tab);
+  await saved(tab);
+  const line = (await settings()).settings.line[0];
+  assert.equal(line.uturn, true);
+  assert.equal(line.area.length, 4);
+});
+
 test("a near edge is told with how far people are seen", async () => {
   await button(tab, "Line");
   await drag(tab, [300, 412], [600, 412]);

@@ -145,6 +145,11 @@ describe("looking", () => {
   });
 
   test("the page speaks German where the reader does, and when asked to", async () => {
+    const german = await openTab(browser);
+    await german.evaluateOnNewDocument(() => Object.defineProperty(navigator, "language", { value: "de-AT" }));
+    await german.goto(service.url);
+    await until(german, () => document.documentElement.lang === "de" && document.querySelector(".login h1")?.textContent === "Anmelden");
+    await german.browserContext().close();
     const tab = await openTab(browser);
     await logIn(tab, service, accounts.admin);
     await tab.select("header select", "de");
@@ -195,6 +200,40 @@ describe("looking", () => {
     assert.equal((await api("GET", "tokens")).body.tokens[0].name, "the till");
     assert.deepEqual(tab.complaints, []);
     await tab.browserContext().close();
+  });
+});
+
+describe("when something is wrong", { skip: Boolean(process.env.VCA_PAGE_URL) }, () => {
+  test("a camera that is gone is told in a sentence, and so is its return", async () => {
+    const service = await Service.start();
+    const tab = await openTab(browser);
+    await logIn(tab, service, accounts.viewer);
+    await until(tab, () => document.querySelector(".picture canvas")?.dataset.frame);
+    await fetch(`${service.url}dev/fault?camera=Entrance`, { method: "POST" });
+    await until(tab, () => /^No frames come from Entrance\. Since /.test(document.querySelector(".health.failed")?.textContent ?? ""));
+    assert.match(await text(tab, ".picture .over"), /the camera does not answer/);
+    await fetch(`${service.url}dev/fault`, { method: "POST" });
+    await until(tab, () => document.querySelector(".health.ok") && !document.querySelector(".picture .over"));
+    await service.end();
+  });
+
+  test("a session that ends while somebody draws costs no point", async () => {
+    const service = await Service.start();
+    const tab = await openTab(browser);
+    await logIn(tab, service, accounts.operator);
+    await show(tab, "#/setup/Gallery/edit");
+    await until(tab, () => document.querySelector(".editor .picture canvas")?.dataset.frame);
+    await button(tab, "Line");
+    await dragLine(tab, [400, 200], [560, 330]);
+    await until(tab, () => document.querySelectorAll(".points tr").length === 2);
+    await tab.evaluate(() => fetch("api/v1/session", { method: "DELETE" }));
+    await tab.waitForSelector("input[type=password]");
+    await tab.type("input[autocomplete=username]", accounts.operator[0]);
+    await tab.type("input[type=password]", accounts.operator[1]);
+    await tab.keyboard.press("Enter");
+    await until(tab, () => document.querySelector(".bar .dirty") && document.querySelectorAll(".editing .shape").length === 4);
+    assert.deepEqual(tab.complaints, []);
+    await service.end();
   });
 });
 
