@@ -5,7 +5,11 @@ import { readFileSync } from "node:fs";
 const api = JSON.parse(readFileSync(new URL("../api.json", import.meta.url)));
 
 function resolve(schema) {
-  while (schema.$ref) schema = schema.$ref.slice(2).split("/").reduce((o, key) => o[key], api);
+  while (schema.$ref)
+    schema = schema.$ref
+      .slice(2)
+      .split("/")
+      .reduce((o, key) => o[key], api);
   return schema;
 }
 
@@ -25,23 +29,30 @@ export function difference(value, given, place = "the value") {
   }
   if (schema.oneOf && schema.oneOf.every((one) => difference(value, one, place)))
     return `${place} has none of the allowed forms`;
-  if (schema.enum && !schema.enum.includes(value)) return `${place} is ${JSON.stringify(value)}; known are ${schema.enum.join(", ")}`;
+  if (schema.enum && !schema.enum.includes(value))
+    return `${place} is ${JSON.stringify(value)}; known are ${schema.enum.join(", ")}`;
   if (schema.type) {
     const type = typeOf(value);
     const types = [schema.type].flat();
-    if (!types.includes(type) && !(type === "integer" && types.includes("number"))) return `${place} is ${type}; it must be ${types.join(" or ")}`;
+    if (!types.includes(type) && !(type === "integer" && types.includes("number")))
+      return `${place} is ${type}; it must be ${types.join(" or ")}`;
   }
   if (typeof value === "string") {
-    if (value.length < (schema.minLength ?? 0)) return `${place} is shorter than ${schema.minLength} characters`;
-    if (value.length > (schema.maxLength ?? Infinity)) return `${place} is longer than ${schema.maxLength} characters`;
-    if (schema.pattern && !new RegExp(schema.pattern).test(value)) return `${place} is "${value}", which has not the right form`;
+    if (value.length < (schema.minLength ?? 0))
+      return `${place} is shorter than ${schema.minLength} characters`;
+    if (value.length > (schema.maxLength ?? Infinity))
+      return `${place} is longer than ${schema.maxLength} characters`;
+    if (schema.pattern && !new RegExp(schema.pattern).test(value))
+      return `${place} is "${value}", which has not the right form`;
   }
   if (Array.isArray(value)) {
-    if (value.length < (schema.minItems ?? 0) || value.length > (schema.maxItems ?? Infinity)) return `${place} has ${value.length} items`;
-    if (schema.items) for (let i = 0; i < value.length; ++i) {
-      const found = difference(value[i], schema.items, `${place}[${i}]`);
-      if (found) return found;
-    }
+    if (value.length < (schema.minItems ?? 0) || value.length > (schema.maxItems ?? Infinity))
+      return `${place} has ${value.length} items`;
+    if (schema.items)
+      for (let i = 0; i < value.length; ++i) {
+        const found = difference(value[i], schema.items, `${place}[${i}]`);
+        if (found) return found;
+      }
   } else if (value && typeof value === "object") {
     for (const key of schema.required ?? []) if (!(key in value)) return `${place} has no ${key}`;
     for (const [key, item] of Object.entries(value)) {
@@ -61,7 +72,9 @@ export function difference(value, given, place = "the value") {
 function inAllOf(key) {
   return ["History", "Counts", "Regions", "Areas", "Visitors"].some((name) => {
     const schema = api.components.schemas[name];
-    return [schema, ...(schema.allOf ?? []).map(resolve)].some((part) => part.properties && key in part.properties);
+    return [schema, ...(schema.allOf ?? []).map(resolve)].some(
+      (part) => part.properties && key in part.properties,
+    );
   });
 }
 
@@ -91,11 +104,13 @@ export function queryDifference(operation, query) {
       if (p.required) return `the parameter ${p.name} is missing`;
       continue;
     }
-    const value = p.schema.type === "integer" ? Number(text) : p.schema.type === "boolean" ? text === "true" : text;
+    const value =
+      p.schema.type === "integer" ? Number(text) : p.schema.type === "boolean" ? text === "true" : text;
     const found = difference(value, p.schema, p.name);
     if (found) return found;
   }
-  for (const name of query.keys()) if (!known.some((p) => p.name === name)) return `there is no parameter ${name}`;
+  for (const name of query.keys())
+    if (!known.some((p) => p.name === name)) return `there is no parameter ${name}`;
   return null;
 }
 
@@ -107,6 +122,13 @@ export function answerDifference(operation, status, body) {
 }
 
 export function liveDifference(name, body) {
-  const schema = { frame: "LiveFrame", counts: "LiveCounts", happened: "Event", health: "Health", settings: "LiveSettings", bye: "LiveBye" }[name];
+  const schema = {
+    frame: "LiveFrame",
+    counts: "LiveCounts",
+    happened: "Event",
+    health: "Health",
+    settings: "LiveSettings",
+    bye: "LiveBye",
+  }[name];
   return difference(body, api.components.schemas[schema], name);
 }

@@ -8,17 +8,22 @@ export function cut(a, b, c, d) {
 export function inside(polygon, [x, y]) {
   let is = false;
   for (let i = 0, j = polygon.length - 1; i < polygon.length; j = i++) {
-    const [ax, ay] = polygon[i], [bx, by] = polygon[j];
+    const [ax, ay] = polygon[i],
+      [bx, by] = polygon[j];
     if (ay > y !== by > y && x < ax + ((y - ay) / (by - ay)) * (bx - ax)) is = !is;
   }
   return is;
 }
 
 export function area(polygon) {
-  return Math.abs(polygon.reduce((sum, [x, y], i) => {
-    const [nx, ny] = polygon[(i + 1) % polygon.length];
-    return sum + x * ny - nx * y;
-  }, 0)) / 2;
+  return (
+    Math.abs(
+      polygon.reduce((sum, [x, y], i) => {
+        const [nx, ny] = polygon[(i + 1) % polygon.length];
+        return sum + x * ny - nx * y;
+      }, 0),
+    ) / 2
+  );
 }
 
 export const distance = (a, b) => Math.hypot(b[0] - a[0], b[1] - a[1]);
@@ -32,7 +37,8 @@ export function left(a, b) {
 // 1 or 2 for a step over the line, 0 for none.
 export function direction(line, before, now) {
   for (let i = 1; i < line.points.length; ++i) {
-    const a = line.points[i - 1], b = line.points[i];
+    const a = line.points[i - 1],
+      b = line.points[i];
     if (!cut(a, b, before, now)) continue;
     const first = cross(a, b, now) < 0;
     return first !== Boolean(line.flip) ? 1 : 2;

@@ -2,9 +2,18 @@
 // black. A PNG with a palette, because that needs nothing but zlib; browsers do not mind.
 import { deflateSync } from "node:zlib";
 
-export const width = 480, height = 272;
+export const width = 480,
+  height = 272;
 
-const stops = [[0, 0, 0], [18, 26, 58], [20, 72, 110], [24, 130, 132], [96, 190, 110], [236, 226, 92], [255, 250, 214]];
+const stops = [
+  [0, 0, 0],
+  [18, 26, 58],
+  [20, 72, 110],
+  [24, 130, 132],
+  [96, 190, 110],
+  [236, 226, 92],
+  [255, 250, 214],
+];
 const palette = Buffer.alloc(768);
 for (let i = 1; i < 256; ++i) {
   const at = 1 + ((i - 1) / 254) * (stops.length - 2);
@@ -35,11 +44,12 @@ function chunk(name, data) {
 export function makeFloor(seed, things) {
   const floor = new Uint8Array(width * height);
   let state = seed;
-  const random = () => ((state = (Math.imul(state, 1664525) + 1013904223) >>> 0) / 4294967296);
+  const random = () => (state = (Math.imul(state, 1664525) + 1013904223) >>> 0) / 4294967296;
   for (let y = 0; y < height; ++y)
     for (let x = 0; x < width; ++x) {
       const vignette = Math.hypot(x - width / 2, y - height / 2) / 40;
-      floor[y * width + x] = random() < 0.004 ? 0 : 34 + random() * 9 - vignette + ((x % 60 < 1 || y % 60 < 1) ? -4 : 0);
+      floor[y * width + x] =
+        random() < 0.004 ? 0 : 34 + random() * 9 - vignette + (x % 60 < 1 || y % 60 < 1 ? -4 : 0);
     }
   for (const [x0, y0, w, h, level] of things)
     for (let y = y0; y < y0 + h; ++y)
@@ -50,11 +60,16 @@ export function makeFloor(seed, things) {
 function blob(pixels, cx, cy, rx, ry, angle, low, high) {
   const reach = Math.ceil(Math.max(rx, ry));
   const [c, s] = [Math.cos(angle), Math.sin(angle)];
-  for (let y = Math.max(0, cy - reach | 0); y < Math.min(height, cy + reach); ++y)
-    for (let x = Math.max(0, cx - reach | 0); x < Math.min(width, cx + reach); ++x) {
-      const u = ((x - cx) * c + (y - cy) * s) / rx, v = (-(x - cx) * s + (y - cy) * c) / ry;
+  for (let y = Math.max(0, (cy - reach) | 0); y < Math.min(height, cy + reach); ++y)
+    for (let x = Math.max(0, (cx - reach) | 0); x < Math.min(width, cx + reach); ++x) {
+      const u = ((x - cx) * c + (y - cy) * s) / rx,
+        v = (-(x - cx) * s + (y - cy) * c) / ry;
       const d = u * u + v * v;
-      if (d < 1) pixels[y * width + x] = Math.max(pixels[y * width + x], low + (high - low) * Math.sqrt(1 - d) + ((x * 7 + y * 13) % 5));
+      if (d < 1)
+        pixels[y * width + x] = Math.max(
+          pixels[y * width + x],
+          low + (high - low) * Math.sqrt(1 - d) + ((x * 7 + y * 13) % 5),
+        );
     }
 }
 
@@ -74,7 +89,10 @@ export function draw(floor, people) {
   head.writeUInt32BE(height, 4);
   head.set([8, 3, 0, 0, 0], 8);
   return Buffer.concat([
-    Buffer.from([137, 80, 78, 71, 13, 10, 26, 10]), chunk("IHDR", head), chunk("PLTE", palette),
-    chunk("IDAT", deflateSync(rows, { level: 1 })), chunk("IEND", Buffer.alloc(0)),
+    Buffer.from([137, 80, 78, 71, 13, 10, 26, 10]),
+    chunk("IHDR", head),
+    chunk("PLTE", palette),
+    chunk("IDAT", deflateSync(rows, { level: 1 })),
+    chunk("IEND", Buffer.alloc(0)),
   ]);
 }

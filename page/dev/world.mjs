@@ -3,20 +3,82 @@ import { direction, distanceToLine, inside } from "./geometry.mjs";
 import { draw, makeFloor } from "./picture.mjs";
 
 const framesPerSecond = 15;
-const keptFrames = 60;      // whose pictures can be had: 4 s
+const keptFrames = 60; // whose pictures can be had: 4 s
 const trailPoints = 30;
 const personBox_px = 84;
 
 function randomOf(seed) {
   let state = seed;
-  return () => ((state = (Math.imul(state, 1664525) + 1013904223) >>> 0) / 4294967296);
+  return () => (state = (Math.imul(state, 1664525) + 1013904223) >>> 0) / 4294967296;
 }
 
 // Where people come from, where they go, and where some of them stop, in pixels.
 export const plans = {
-  Entrance: { seed: 7, every_s: 2.6, routes: [[[300, -60], [330, 600]], [[560, 610], [520, -60]], [[430, -60], [720, 430], [1030, 470]], [[640, 610], [610, -60]]], stop: [735, 425], floor: [[392, 182, 60, 60, 62], [0, 236, 150, 36, 84]] },
-  "Back door": { seed: 21, every_s: 7, routes: [[[-60, 260], [1030, 290]], [[1030, 330], [-60, 230]]], stop: null, floor: [[190, 0, 110, 46, 92]] },
-  Gallery: { seed: 33, every_s: 4, routes: [[[-60, 150], [430, 210], [1030, 140]], [[1030, 420], [520, 380], [-60, 430]]], stop: [450, 215], floor: [[200, 62, 46, 22, 120], [330, 190, 40, 40, 104]] },
+  Entrance: {
+    seed: 7,
+    every_s: 2.6,
+    routes: [
+      [
+        [300, -60],
+        [330, 600],
+      ],
+      [
+        [560, 610],
+        [520, -60],
+      ],
+      [
+        [430, -60],
+        [720, 430],
+        [1030, 470],
+      ],
+      [
+        [640, 610],
+        [610, -60],
+      ],
+    ],
+    stop: [735, 425],
+    floor: [
+      [392, 182, 60, 60, 62],
+      [0, 236, 150, 36, 84],
+    ],
+  },
+  "Back door": {
+    seed: 21,
+    every_s: 7,
+    routes: [
+      [
+        [-60, 260],
+        [1030, 290],
+      ],
+      [
+        [1030, 330],
+        [-60, 230],
+      ],
+    ],
+    stop: null,
+    floor: [[190, 0, 110, 46, 92]],
+  },
+  Gallery: {
+    seed: 33,
+    every_s: 4,
+    routes: [
+      [
+        [-60, 150],
+        [430, 210],
+        [1030, 140],
+      ],
+      [
+        [1030, 420],
+        [520, 380],
+        [-60, 430],
+      ],
+    ],
+    stop: [450, 215],
+    floor: [
+      [200, 62, 46, 22, 120],
+      [330, 190, 40, 40, 104],
+    ],
+  },
 };
 
 class Walker {
@@ -29,7 +91,7 @@ class Walker {
     this.turnsBack = random() < 0.08;
     this.stops = stop && random() < 0.35 ? stop : null;
     this.stay_s = 2 + random() * 12;
-    this.speed = 105 + random() * 60;  // pixels a second
+    this.speed = 105 + random() * 60; // pixels a second
     this.next = 1;
     this.head = [...this.route[0]];
     this.angle = 0;
@@ -47,7 +109,11 @@ class Walker {
     const target = this.route[this.next];
     const [dx, dy] = [target[0] - this.head[0], target[1] - this.head[1]];
     const far = Math.hypot(dx, dy);
-    if (this.stops && Math.hypot(this.head[0] - this.stops[0], this.head[1] - this.stops[1]) < 70 && this.stay_s > 0) {
+    if (
+      this.stops &&
+      Math.hypot(this.head[0] - this.stops[0], this.head[1] - this.stops[1]) < 70 &&
+      this.stay_s > 0
+    ) {
       this.stay_s -= dt;
       this.head[0] += Math.sin(this.time * 2) * 0.4;
       return true;
@@ -70,7 +136,16 @@ class Walker {
 export class Camera {
   // `settings()` are those in force; `happened(event, walker)` is told of each event.
   constructor(name, settings, happened, nowUs) {
-    Object.assign(this, { name, settings, happened, nowUs, width: 960, height: 544, height_mm: 4200, focal_px: 515 });
+    Object.assign(this, {
+      name,
+      settings,
+      happened,
+      nowUs,
+      width: 960,
+      height: 544,
+      height_mm: 4200,
+      focal_px: 515,
+    });
     this.plan = plans[name] ?? { ...plans.Entrance, seed: name.length * 13 };
     this.random = randomOf(this.plan.seed);
     this.floor = makeFloor(this.plan.seed, this.plan.floor);
@@ -87,7 +162,10 @@ export class Camera {
   // The point on the floor below a head.
   foot(walker) {
     const k = (this.height_mm - walker.height_mm) / this.height_mm;
-    return [this.width / 2 + (walker.head[0] - this.width / 2) * k, this.height / 2 + (walker.head[1] - this.height / 2) * k];
+    return [
+      this.width / 2 + (walker.head[0] - this.width / 2) * k,
+      this.height / 2 + (walker.head[1] - this.height / 2) * k,
+    ];
   }
 
   step(quiet = false) {
@@ -139,9 +217,27 @@ export class Camera {
       if (!way) continue;
       const name = (line.directions ?? ["in", "out"])[way - 1];
       this.note(w, time_us, "crossed", `crossed the line ${line.name}`, { line: line.name }, now);
-      this.note(w, time_us, "counted", `was counted at ${line.name}: ${name}`, { line: line.name, direction: name }, now);
+      this.note(
+        w,
+        time_us,
+        "counted",
+        `was counted at ${line.name}: ${name}`,
+        { line: line.name, direction: name },
+        now,
+      );
       w.counted.push(`${line.name}: ${name}`);
-      if (!quiet) this.happened({ camera: this.name, time_us, kind: "crossing", place: line.name, direction: way, direction_name: name, track: w.track, person, people: 1 });
+      if (!quiet)
+        this.happened({
+          camera: this.name,
+          time_us,
+          kind: "crossing",
+          place: line.name,
+          direction: way,
+          direction_name: name,
+          track: w.track,
+          person,
+          people: 1,
+        });
     }
     for (const region of settings.region) {
       const is = region.points.length > 2 && inside(region.points, now);
@@ -152,8 +248,27 @@ export class Camera {
       } else if (!is && since !== undefined) {
         w.regions.delete(region.name);
         const stay_ms = Math.round((time_us - since) / 1000);
-        this.note(w, time_us, "left", `left the region ${region.name} after ${(stay_ms / 1000).toFixed(1)} s`, { region: region.name, s: Math.round(stay_ms / 100) / 10 }, now);
-        if (!quiet) this.happened({ camera: this.name, time_us, kind: "stay", place: region.name, direction: null, direction_name: null, track: w.track, person, people: 1, stay_ms });
+        this.note(
+          w,
+          time_us,
+          "left",
+          `left the region ${region.name} after ${(stay_ms / 1000).toFixed(1)} s`,
+          { region: region.name, s: Math.round(stay_ms / 100) / 10 },
+          now,
+        );
+        if (!quiet)
+          this.happened({
+            camera: this.name,
+            time_us,
+            kind: "stay",
+            place: region.name,
+            direction: null,
+            direction_name: null,
+            track: w.track,
+            person,
+            people: 1,
+            stay_ms,
+          });
       }
     }
   }
@@ -167,21 +282,41 @@ export class Camera {
   snapshot(time_us) {
     const seen = this.walkers.filter((w) => w.steps.length && this.isSeen(w) && w.foot);
     return {
-      heads: this.walkers.map((w) => ({ x: w.head[0] / 2, y: w.head[1] / 2, angle: w.angle, height_mm: w.height_mm, stepX: Math.sin(w.time * 6) * 7 * Math.cos(w.angle - Math.PI / 2), stepY: Math.sin(w.time * 6) * 7 * Math.sin(w.angle - Math.PI / 2) })),
+      heads: this.walkers.map((w) => ({
+        x: w.head[0] / 2,
+        y: w.head[1] / 2,
+        angle: w.angle,
+        height_mm: w.height_mm,
+        stepX: Math.sin(w.time * 6) * 7 * Math.cos(w.angle - Math.PI / 2),
+        stepY: Math.sin(w.time * 6) * 7 * Math.sin(w.angle - Math.PI / 2),
+      })),
       live: {
-        camera: this.name, frame: this.frame, time_us,
+        camera: this.name,
+        frame: this.frame,
+        time_us,
         people: seen.map((w) => {
           const [region, since] = [...w.regions][0] ?? [null, time_us];
           return {
-            track: w.track, x: Math.round(w.head[0] - personBox_px / 2), y: Math.round(w.head[1] - personBox_px / 2), w: personBox_px, h: personBox_px,
-            height_mm: w.height_mm, staff: w.staff, foot: w.trail.at(-1), trail: w.trail.slice(), region, stay_ms: Math.round((time_us - since) / 1000),
+            track: w.track,
+            x: Math.round(w.head[0] - personBox_px / 2),
+            y: Math.round(w.head[1] - personBox_px / 2),
+            w: personBox_px,
+            h: personBox_px,
+            height_mm: w.height_mm,
+            staff: w.staff,
+            foot: w.trail.at(-1),
+            trail: w.trail.slice(),
+            region,
+            stay_ms: Math.round((time_us - since) / 1000),
           };
         }),
       },
     };
   }
 
-  newest() { return this.frames.get(this.frame); }
+  newest() {
+    return this.frames.get(this.frame);
+  }
   picture(frame) {
     const found = this.frames.get(frame ?? this.frame);
     return found && draw(this.floor, found.heads);
@@ -192,10 +327,23 @@ export class Camera {
     if (!walker?.steps.length) return null;
     const steps = walker.steps.map((s) => ({ ...s, time: zone.text(s.time_us) }));
     const ended = this.ended.includes(walker);
-    const why = walker.counted.length ? `was counted at ${walker.counted.join(", then at ")}` : ended ? "crossed no line" : "has crossed no line so far";
+    const why = walker.counted.length
+      ? `was counted at ${walker.counted.join(", then at ")}`
+      : ended
+        ? "crossed no line"
+        : "has crossed no line so far";
     return {
-      camera: this.name, track, from_us: steps[0].time_us, to_us: steps.at(-1).time_us, from: steps[0].time, to: steps.at(-1).time,
-      ended, counted: walker.counted.length > 0, why, steps, path: walker.path.slice(-200),
+      camera: this.name,
+      track,
+      from_us: steps[0].time_us,
+      to_us: steps.at(-1).time_us,
+      from: steps[0].time,
+      to: steps.at(-1).time,
+      ended,
+      counted: walker.counted.length > 0,
+      why,
+      steps,
+      path: walker.path.slice(-200),
     };
   }
 }

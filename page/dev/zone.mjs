@@ -7,8 +7,14 @@ export class Zone {
   constructor(name) {
     this.name = name;
     this.format = new Intl.DateTimeFormat("en-GB", {
-      timeZone: name, hourCycle: "h23", year: "numeric", month: "2-digit", day: "2-digit",
-      hour: "2-digit", minute: "2-digit", second: "2-digit",
+      timeZone: name,
+      hourCycle: "h23",
+      year: "numeric",
+      month: "2-digit",
+      day: "2-digit",
+      hour: "2-digit",
+      minute: "2-digit",
+      second: "2-digit",
     });
     this.offsets = new Map();
   }
@@ -32,9 +38,15 @@ export class Zone {
     return (minutes < 0 ? "-" : "+") + two(Math.abs(minutes) / 60) + ":" + two(Math.abs(minutes) % 60);
   }
 
-  wall(us) { return new Date((us + this.offset(us)) / 1000).toISOString(); }
-  text(us) { return this.wall(us).slice(0, 23) + this.offsetText(us); }
-  dateOf(us) { return this.wall(us).slice(0, 10); }
+  wall(us) {
+    return new Date((us + this.offset(us)) / 1000).toISOString();
+  }
+  text(us) {
+    return this.wall(us).slice(0, 23) + this.offsetText(us);
+  }
+  dateOf(us) {
+    return this.wall(us).slice(0, 10);
+  }
 
   dayStart(date) {
     const local = Date.parse(date + "T00:00:00Z") * 1000;
@@ -62,7 +74,12 @@ export class Zone {
     for (let at = this.dayStart(date); at < to; at += length) {
       const label = this.wall(at).slice(11, 16);
       const again = seen.has(label) || this.comesAgain(at, label, to);
-      list.push({ from_us: at, to_us: Math.min(at + length, to), label: again ? label + this.offsetText(at) : label, date });
+      list.push({
+        from_us: at,
+        to_us: Math.min(at + length, to),
+        label: again ? label + this.offsetText(at) : label,
+        date,
+      });
       seen.add(label);
     }
     return list;
@@ -80,14 +97,25 @@ export class Zone {
         const next = m === 12 ? `${y + 1}-01` : `${y}-${String(m + 1).padStart(2, "0")}`;
         const last = Zone.add(next + "-01", -1) < to ? Zone.add(next + "-01", -1) : to;
         const first = month + "-01" > from ? month + "-01" : from;
-        list.push({ from_us: this.dayStart(first), to_us: this.dayStart(Zone.add(last, 1)), label: month, date: first });
+        list.push({
+          from_us: this.dayStart(first),
+          to_us: this.dayStart(Zone.add(last, 1)),
+          label: month,
+          date: first,
+        });
         month = next;
       }
       return list;
     }
     const length = { minute, quarter: 15 * minute, hour }[by];
     for (let date = from; date <= to; date = Zone.add(date, 1)) {
-      if (by === "day") list.push({ from_us: this.dayStart(date), to_us: this.dayStart(Zone.add(date, 1)), label: date, date });
+      if (by === "day")
+        list.push({
+          from_us: this.dayStart(date),
+          to_us: this.dayStart(Zone.add(date, 1)),
+          label: date,
+          date,
+        });
       else list.push(...this.pieces(date, length));
     }
     return list;

@@ -18,16 +18,23 @@ export class ApiError extends Error {
 }
 
 export const address = (path: string): string => base + path;
-export const cameraPath = (camera: string, rest: string): string => `cameras/${encodeURIComponent(camera)}/${rest}`;
+export const cameraPath = (camera: string, rest: string): string =>
+  `cameras/${encodeURIComponent(camera)}/${rest}`;
 
-export async function ask<T>(method: "GET" | "POST" | "PUT" | "DELETE", path: string, body?: unknown): Promise<T> {
+export async function ask<T>(
+  method: "GET" | "POST" | "PUT" | "DELETE",
+  path: string,
+  body?: unknown,
+): Promise<T> {
   let response: Response;
   let answer: unknown;
   try {
     response = await fetch(address(path), {
       method,
       credentials: "same-origin",
-      ...(body === undefined ? {} : { headers: { "content-type": "application/json" }, body: JSON.stringify(body) }),
+      ...(body === undefined
+        ? {}
+        : { headers: { "content-type": "application/json" }, body: JSON.stringify(body) }),
     });
     const text = await response.text();
     answer = text ? JSON.parse(text) : {};
@@ -37,7 +44,11 @@ export async function ask<T>(method: "GET" | "POST" | "PUT" | "DELETE", path: st
   if (response.ok) return answer as T;
   const record = answer as Record<string, unknown>;
   if (response.status === 401 && path !== "session") session.set({ ...nobody });
-  throw new ApiError(response.status, String(record.error ?? t("error.unknown", { n: response.status })), record);
+  throw new ApiError(
+    response.status,
+    String(record.error ?? t("error.unknown", { n: response.status })),
+    record,
+  );
 }
 
 export const read = <T>(path: string): Promise<T> => ask<T>("GET", path);

@@ -14,7 +14,13 @@ import { Store, useStore } from "./store";
 import { chooseLanguage, language, t, type Language } from "./text";
 import type { Place } from "./types";
 
-const screens = { live: Live, setup: Setup, history: HistoryScreen, heat: HeatScreen, settings: SettingsScreen };
+const screens = {
+  live: Live,
+  setup: Setup,
+  history: HistoryScreen,
+  heat: HeatScreen,
+  settings: SettingsScreen,
+};
 type Screen = keyof typeof screens;
 const names = Object.keys(screens) as Screen[];
 
@@ -27,7 +33,12 @@ function Languages(): JSX.Element {
     ["de", "Deutsch"],
   ];
   return (
-    <select class="small" aria-label={t("language")} value={now} onChange={(e) => chooseLanguage(e.currentTarget.value as Language)}>
+    <select
+      class="small"
+      aria-label={t("language")}
+      value={now}
+      onChange={(e) => chooseLanguage(e.currentTarget.value as Language)}
+    >
       {all.map(([code, name]) => (
         <option key={code} value={code} lang={code}>
           {name}
@@ -58,7 +69,11 @@ async function logOut(): Promise<void> {
 function Head(props: { place: Place; screen: Screen }): JSX.Element {
   return (
     <header class="head">
-      <a class="skip" href="#main" onClick={(e) => (e.preventDefault(), document.getElementById("main")?.focus())}>
+      <a
+        class="skip"
+        href="#main"
+        onClick={(e) => (e.preventDefault(), document.getElementById("main")?.focus())}
+      >
         {t("skip")}
       </a>
       <span class="name">{props.place.name}</span>
@@ -109,7 +124,12 @@ export function App(): JSX.Element {
   useEffect(() => {
     document.title = where ? `${t(`nav.${name}`)} – ${where.name}` : t("title");
   });
-  if (wrong && !where) return <p class="alone" role="alert">{wrong}</p>;
+  if (wrong && !where)
+    return (
+      <p class="alone" role="alert">
+        {wrong}
+      </p>
+    );
   if (!who) return <p class="alone">{t("loading")}</p>;
   if (!inside)
     return (

@@ -71,7 +71,8 @@ function drawGaps(chart: uPlot, history: History, element: Element): void {
     ctx.fillStyle = colourOf(element, "--gap");
     ctx.fillRect(left, chart.bbox.top, Math.max(2, right - left), chart.bbox.height);
     ctx.fillStyle = colourOf(element, "--quiet");
-    if (right - left > ctx.measureText(gap.why).width + 12) ctx.fillText(gap.why, left + 6, chart.bbox.top + 14 * devicePixelRatio);
+    if (right - left > ctx.measureText(gap.why).width + 12)
+      ctx.fillText(gap.why, left + 6, chart.bbox.top + 14 * devicePixelRatio);
   }
   ctx.strokeStyle = colourOf(element, "--quiet");
   ctx.lineWidth = devicePixelRatio;
@@ -93,12 +94,29 @@ const mostBars = 4; // side by side
 function drawn(s: Series, place: number, of: number, spans: number, element: Element): uPlot.Series {
   const colour = colourOf(element, s.colour);
   const common = { label: s.name, stroke: colour, points: { show: false } };
-  if (spans > barsUpTo || of > mostBars) return { ...common, width: 1.5, dash: s.dashed ? [5, 4] : undefined, paths: uPlot.paths.stepped!({ align: 1 }) };
+  if (spans > barsUpTo || of > mostBars)
+    return {
+      ...common,
+      width: 1.5,
+      dash: s.dashed ? [5, 4] : undefined,
+      paths: uPlot.paths.stepped!({ align: 1 }),
+    };
   const disp = of > 1 ? { disp: shifted(place, of, spans) } : {};
-  return { ...common, fill: s.dashed ? `color-mix(in srgb, ${colour} 38%, transparent)` : colour, width: 0, paths: uPlot.paths.bars!({ size: [0.8, 60], align: 0, ...disp }) };
+  return {
+    ...common,
+    fill: s.dashed ? `color-mix(in srgb, ${colour} 38%, transparent)` : colour,
+    width: 0,
+    paths: uPlot.paths.bars!({ size: [0.8, 60], align: 0, ...disp }),
+  };
 }
 
-function options(history: History, series: Series[], width: number, element: Element, hover: (index: number | null) => void): uPlot.Options {
+function options(
+  history: History,
+  series: Series[],
+  width: number,
+  element: Element,
+  hover: (index: number | null) => void,
+): uPlot.Options {
   const { spans } = history;
   const text = colourOf(element, "--quiet");
   const grid = { stroke: colourOf(element, "--rule"), width: 1 };
@@ -113,8 +131,21 @@ function options(history: History, series: Series[], width: number, element: Ele
       y: { range: (_, __, most) => [0, Math.max(1, most) * 1.08] },
     },
     axes: [
-      { stroke: text, grid: { show: false }, ticks: grid, size: 44, splits: () => ticks(spans, width - axisPixels), values: (_, at) => at.map((i) => (spans[i] ? spanTick(spans[i]!, spans[i - 1]) : "")) },
-      { stroke: text, grid, ticks: { show: false }, size: axisPixels, values: (_, at) => at.map((n) => (Number.isInteger(n) || n < 10 ? number(n, 1) : "")) },
+      {
+        stroke: text,
+        grid: { show: false },
+        ticks: grid,
+        size: 44,
+        splits: () => ticks(spans, width - axisPixels),
+        values: (_, at) => at.map((i) => (spans[i] ? spanTick(spans[i]!, spans[i - 1]) : "")),
+      },
+      {
+        stroke: text,
+        grid,
+        ticks: { show: false },
+        size: axisPixels,
+        values: (_, at) => at.map((n) => (Number.isInteger(n) || n < 10 ? number(n, 1) : "")),
+      },
     ],
     series: [{}, ...series.map((s, i) => drawn(s, i, series.length, spans.length, element))],
     hooks: {
@@ -135,7 +166,13 @@ function shifted(place: number, of: number, spans: number): uPlot.Series.BarsPat
 }
 
 // `named` lists the series below also while no span is pointed at.
-export function Chart(props: { history: History; series: Series[]; label: string; unit: string; named: boolean }): JSX.Element {
+export function Chart(props: {
+  history: History;
+  series: Series[];
+  label: string;
+  unit: string;
+  named: boolean;
+}): JSX.Element {
   const { history, series } = props;
   const [element, width] = useWidth();
   const target = useRef<HTMLDivElement>(null);
@@ -150,8 +187,15 @@ export function Chart(props: { history: History; series: Series[]; label: string
   }, []);
   useEffect(() => {
     if (!target.current || width < 50) return undefined;
-    const data = [history.spans.map((_, i) => i), ...series.map((s) => history.spans.map((_, i) => s.values[i] ?? null))] as uPlot.AlignedData;
-    const chart = new uPlot(options(history, series, Math.floor(width), target.current, setIndex), data, target.current);
+    const data = [
+      history.spans.map((_, i) => i),
+      ...series.map((s) => history.spans.map((_, i) => s.values[i] ?? null)),
+    ] as uPlot.AlignedData;
+    const chart = new uPlot(
+      options(history, series, Math.floor(width), target.current, setIndex),
+      data,
+      target.current,
+    );
     return () => chart.destroy();
   }, [history, series, width, dark, speaks]);
   const span = index === null ? undefined : history.spans[index];
@@ -160,11 +204,19 @@ export function Chart(props: { history: History; series: Series[]; label: string
       <div ref={target} role="img" aria-label={props.label} />
       <figcaption>
         <span class="span">{span ? spanTitle(span, history.spans) : props.unit}</span>
-        {(props.named || span) && series.map((s) => (
-          <span key={s.name} class={`key ${s.colour.slice(2)}${s.dashed ? " dashed" : ""}`}>
-            {s.name} {span && <b>{s.values[index!] === null || s.values[index!] === undefined ? t("history.unwatched") : number(s.values[index!]!)}</b>}
-          </span>
-        ))}
+        {(props.named || span) &&
+          series.map((s) => (
+            <span key={s.name} class={`key ${s.colour.slice(2)}${s.dashed ? " dashed" : ""}`}>
+              {s.name}{" "}
+              {span && (
+                <b>
+                  {s.values[index!] === null || s.values[index!] === undefined
+                    ? t("history.unwatched")
+                    : number(s.values[index!]!)}
+                </b>
+              )}
+            </span>
+          ))}
       </figcaption>
     </figure>
   );

@@ -3,7 +3,10 @@ import type { Direction, Line, Point } from "./types";
 
 export const distance = (a: Point, b: Point): number => Math.hypot(b[0] - a[0], b[1] - a[1]);
 
-export const between = (a: Point, b: Point, part: number): Point => [a[0] + (b[0] - a[0]) * part, a[1] + (b[1] - a[1]) * part];
+export const between = (a: Point, b: Point, part: number): Point => [
+  a[0] + (b[0] - a[0]) * part,
+  a[1] + (b[1] - a[1]) * part,
+];
 
 export const moved = (p: Point, dx: number, dy: number): Point => [p[0] + dx, p[1] + dy];
 
@@ -23,7 +26,8 @@ export function pieces(points: Point[], closed: boolean): [Point, Point][] {
   return list;
 }
 
-export const length = (points: Point[]): number => pieces(points, false).reduce((sum, [a, b]) => sum + distance(a, b), 0);
+export const length = (points: Point[]): number =>
+  pieces(points, false).reduce((sum, [a, b]) => sum + distance(a, b), 0);
 
 export function middle(points: Point[]): Point {
   const sum = points.reduce((s, p) => moved(s, p[0], p[1]), [0, 0] as Point);
@@ -42,7 +46,10 @@ export function arrowAt(line: Line, part: number, direction: Direction): { at: P
     }
     const size = piece || 1;
     const side = (direction === 1) !== Boolean(line.flip) ? 1 : -1;
-    return { at: between(a, b, Math.min(1, rest / size)), way: [(side * (b[1] - a[1])) / size, (-side * (b[0] - a[0])) / size] };
+    return {
+      at: between(a, b, Math.min(1, rest / size)),
+      way: [(side * (b[1] - a[1])) / size, (-side * (b[0] - a[0])) / size],
+    };
   }
   return { at: line.points[0] ?? [0, 0], way: [0, -1] };
 }

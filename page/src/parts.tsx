@@ -4,7 +4,12 @@ import { useEffect, useId, useRef, useState } from "preact/hooks";
 import { message } from "./api";
 import { t } from "./text";
 
-export function Dialog(props: { title: string; close: () => void; wide?: boolean; children: ComponentChildren }): JSX.Element {
+export function Dialog(props: {
+  title: string;
+  close: () => void;
+  wide?: boolean;
+  children: ComponentChildren;
+}): JSX.Element {
   const dialog = useRef<HTMLDialogElement>(null);
   const id = useId();
   useEffect(() => {
@@ -39,7 +44,11 @@ export function Dialog(props: { title: string; close: () => void; wide?: boolean
 }
 
 // A label with its control below, and a help text that belongs to it.
-export function Labelled(props: { label: string; help?: string; children: (ids: { id: string; "aria-describedby"?: string }) => JSX.Element }): JSX.Element {
+export function Labelled(props: {
+  label: string;
+  help?: string;
+  children: (ids: { id: string; "aria-describedby"?: string }) => JSX.Element;
+}): JSX.Element {
   const id = useId();
   const help = props.help ? `${id}-help` : undefined;
   return (
@@ -55,11 +64,22 @@ export function Labelled(props: { label: string; help?: string; children: (ids: 
   );
 }
 
-export function Select<T extends string>(props: { label: string; value: T; options: { value: T; text: string }[]; change: (value: T) => void; disabled?: boolean }): JSX.Element {
+export function Select<T extends string>(props: {
+  label: string;
+  value: T;
+  options: { value: T; text: string }[];
+  change: (value: T) => void;
+  disabled?: boolean;
+}): JSX.Element {
   return (
     <Labelled label={props.label}>
       {(ids) => (
-        <select {...ids} disabled={props.disabled} value={props.value} onChange={(event) => props.change(event.currentTarget.value as T)}>
+        <select
+          {...ids}
+          disabled={props.disabled}
+          value={props.value}
+          onChange={(event) => props.change(event.currentTarget.value as T)}
+        >
           {props.options.map((option) => (
             <option key={option.value} value={option.value}>
               {option.text}
@@ -81,8 +101,16 @@ export function Failure(props: { error: unknown }): JSX.Element | null {
 }
 
 // Loads what `load` promises, again whenever the key changes; `reload` keeps what is shown meanwhile.
-export function useLoaded<T>(key: string, load: () => Promise<T>): { value: T | null; error: unknown; loading: boolean; reload: () => void } {
-  const [state, setState] = useState<{ key: string; value: T | null; error: unknown; loading: boolean }>({ key, value: null, error: null, loading: true });
+export function useLoaded<T>(
+  key: string,
+  load: () => Promise<T>,
+): { value: T | null; error: unknown; loading: boolean; reload: () => void } {
+  const [state, setState] = useState<{ key: string; value: T | null; error: unknown; loading: boolean }>({
+    key,
+    value: null,
+    error: null,
+    loading: true,
+  });
   const [times, setTimes] = useState(0);
   useEffect(() => {
     let current = true;

@@ -16,7 +16,10 @@ function load(camera: string, number: number): Promise<HTMLImageElement> {
 
 // Fetches one picture after the other, always the newest frame; what is shown changes only when
 // both picture and data are there. `still` keeps the first one.
-function usePicture(camera: PlaceCamera, still: boolean): { canvas: { current: HTMLCanvasElement | null }; shown: LiveFrame | null } {
+function usePicture(
+  camera: PlaceCamera,
+  still: boolean,
+): { canvas: { current: HTMLCanvasElement | null }; shown: LiveFrame | null } {
   const canvas = useRef<HTMLCanvasElement>(null);
   const [shown, setShown] = useState<LiveFrame | null>(null);
   useEffect(() => {
@@ -69,8 +72,16 @@ export function Picture(props: {
   return (
     <>
       <div class="picture" ref={element} style={{ aspectRatio: `${camera.width} / ${camera.height}` }}>
-        <canvas ref={canvas} width="480" height="272" role="img" aria-label={t("picture.of", { camera: camera.name })} />
-        {(!shown || state !== "online") && <p class="over">{state === "online" ? t("picture.waiting") : t("picture.none")}</p>}
+        <canvas
+          ref={canvas}
+          width="480"
+          height="272"
+          role="img"
+          aria-label={t("picture.of", { camera: camera.name })}
+        />
+        {(!shown || state !== "online") && (
+          <p class="over">{state === "online" ? t("picture.waiting") : t("picture.none")}</p>
+        )}
         {props.children?.(shown, unit)}
       </div>
       {shown && props.below?.(shown)}

@@ -27,7 +27,8 @@ export function chooseLanguage(to: Language): void {
 function filled(sentence: Sentence, values: Values): string {
   let text = sentence as string;
   if (typeof sentence !== "string") {
-    text = new Intl.PluralRules(language.value).select(Number(values.n)) === "one" ? sentence.one : sentence.other;
+    text =
+      new Intl.PluralRules(language.value).select(Number(values.n)) === "one" ? sentence.one : sentence.other;
   }
   return text.replace(/\{(\w+)\}/g, (_, name: string) => {
     const value = values[name];
@@ -61,12 +62,16 @@ export const clockSeconds = (time: string): string => time.slice(11, 19);
 // A date of the calendar has no time zone; it is written as one of UTC so that nothing shifts it.
 export function day(date: string, form: "short" | "long" | "tiny" = "short"): string {
   const options: Intl.DateTimeFormatOptions =
-    form === "tiny" ? { day: "numeric", month: "short" } : { weekday: form, day: "numeric", month: form, year: "numeric" };
+    form === "tiny"
+      ? { day: "numeric", month: "short" }
+      : { weekday: form, day: "numeric", month: form, year: "numeric" };
   return new Intl.DateTimeFormat(language.value, { ...options, timeZone: "UTC" }).format(asUtc(date));
 }
 
 export function month(date: string): string {
-  return new Intl.DateTimeFormat(language.value, { month: "short", year: "numeric", timeZone: "UTC" }).format(asUtc(date));
+  return new Intl.DateTimeFormat(language.value, { month: "short", year: "numeric", timeZone: "UTC" }).format(
+    asUtc(date),
+  );
 }
 
 export const moment = (time: string): string => `${day(time.slice(0, 10))}, ${clock(time)}`;
@@ -88,7 +93,9 @@ export function duration(ms: number): string {
   const s = Math.floor(ms / 1000);
   const two = (n: number) => String(n).padStart(2, "0");
   const minutes = Math.floor(s / 60);
-  return minutes < 60 ? `${minutes}:${two(s % 60)}` : `${Math.floor(minutes / 60)}:${two(minutes % 60)}:${two(s % 60)}`;
+  return minutes < 60
+    ? `${minutes}:${two(s % 60)}`
+    : `${Math.floor(minutes / 60)}:${two(minutes % 60)}:${two(s % 60)}`;
 }
 
 export const metres = (mm: number): string => `${number(mm / 1000)} m`;

@@ -232,7 +232,14 @@ export interface Counts extends History {
 }
 
 export interface Regions extends History {
-  series: { camera: string; region: string; mean_people: Numbers; most: Numbers; stays: Numbers; mean_stay_s: Numbers }[];
+  series: {
+    camera: string;
+    region: string;
+    mean_people: Numbers;
+    most: Numbers;
+    stays: Numbers;
+    mean_stay_s: Numbers;
+  }[];
 }
 
 export interface Areas extends History {

@@ -19,9 +19,22 @@ test("every answer to a question has the described form", async () => {
   const camera = `cameras/${encodeURIComponent(place.cameras[0].name)}`;
   const { body: version } = await admin("GET", `${camera}/settings`);
   const paths = [
-    "session", "place", "health", "events", "events?after=0&limit=3", "schema", "users", "tokens", `${camera}/status`, `${camera}/settings`,
-    `${camera}/settings/versions`, `${camera}/settings/versions/${version.version}`, `${camera}/heat?${days}&what=motion`,
-    ...["counts", "regions", "areas", "visitors"].flatMap((what) => ["minute", "quarter", "hour", "day", "month"].map((by) => `${what}?${days}&by=${by}`)),
+    "session",
+    "place",
+    "health",
+    "events",
+    "events?after=0&limit=3",
+    "schema",
+    "users",
+    "tokens",
+    `${camera}/status`,
+    `${camera}/settings`,
+    `${camera}/settings/versions`,
+    `${camera}/settings/versions/${version.version}`,
+    `${camera}/heat?${days}&what=motion`,
+    ...["counts", "regions", "areas", "visitors"].flatMap((what) =>
+      ["minute", "quarter", "hour", "day", "month"].map((by) => `${what}?${days}&by=${by}`),
+    ),
   ];
   for (const path of paths) {
     const { status, body } = await admin("GET", path);
@@ -32,7 +45,11 @@ test("every answer to a question has the described form", async () => {
 });
 
 test("a day on which the clock is changed has 25 or 23 hours, each with a name of its own", async () => {
-  for (const [date, n] of [["2026-10-25", 25], ["2026-03-29", 23], ["2026-10-26", 24]]) {
+  for (const [date, n] of [
+    ["2026-10-25", 25],
+    ["2026-03-29", 23],
+    ["2026-10-26", 24],
+  ]) {
     const { body } = await admin("GET", `visitors?from=${date}&to=${date}&by=hour`);
     assert.equal(body.spans.length, n);
     assert.equal(new Set(body.spans.map((s) => s.label)).size, n);
@@ -41,7 +58,14 @@ test("a day on which the clock is changed has 25 or 23 hours, each with a name o
 });
 
 test("what is wrong is refused with one sentence", async () => {
-  for (const [path, status] of [["counts?from=2026-10-25", 400], ["counts?from=yesterday&to=2026-10-25&by=hour", 400], ["counts?from=2025-01-01&to=2026-10-25&by=minute", 400], ["cameras/none/settings", 404], ["nothing", 404], ["place?x=1", 400]]) {
+  for (const [path, status] of [
+    ["counts?from=2026-10-25", 400],
+    ["counts?from=yesterday&to=2026-10-25&by=hour", 400],
+    ["counts?from=2025-01-01&to=2026-10-25&by=minute", 400],
+    ["cameras/none/settings", 404],
+    ["nothing", 404],
+    ["place?x=1", 400],
+  ]) {
     const answer = await admin("GET", path);
     assert.equal(answer.status, status, path);
     assert.match(answer.body.error, /^\S.*\.$/, path);
@@ -59,7 +83,12 @@ test("a viewer changes nothing, and nobody sees anything without a session", asy
 
 test("a save that began with an older version is refused and shows the newer one", async () => {
   const { body: version } = await admin("GET", "cameras/Gallery/settings");
-  const save = (name) => admin("PUT", "cameras/Gallery/settings", { base_version: version.version, name, settings: { ...version.settings, height_mm: 4100 } });
+  const save = (name) =>
+    admin("PUT", "cameras/Gallery/settings", {
+      base_version: version.version,
+      name,
+      settings: { ...version.settings, height_mm: 4100 },
+    });
   assert.equal((await save("first")).status, 200);
   const second = await save("second");
   assert.equal(second.status, 409);

@@ -40,7 +40,9 @@ export class Service {
     return new Promise((done, failed) => {
       this.text = "";
       this.errors = "";
-      this.process = spawn(process.execPath, [devServer, ...this.args], { stdio: ["ignore", "pipe", "pipe"] });
+      this.process = spawn(process.execPath, [devServer, ...this.args], {
+        stdio: ["ignore", "pipe", "pipe"],
+      });
       this.process.stderr.on("data", (data) => {
         this.errors += data;
         process.stderr.write(data);
@@ -70,10 +72,18 @@ export class Service {
 
   // As a program asks: with a session of its own.
   async api(name, password) {
-    const login = await fetch(`${this.url}api/v1/session`, { method: "POST", headers: { "content-type": "application/json" }, body: JSON.stringify({ name, password }) });
+    const login = await fetch(`${this.url}api/v1/session`, {
+      method: "POST",
+      headers: { "content-type": "application/json" },
+      body: JSON.stringify({ name, password }),
+    });
     const cookie = login.headers.get("set-cookie").split(";")[0];
     return async (method, path, body) => {
-      const answer = await fetch(`${this.url}api/v1/${path}`, { method, headers: { cookie, ...(body ? { "content-type": "application/json" } : {}) }, ...(body ? { body: JSON.stringify(body) } : {}) });
+      const answer = await fetch(`${this.url}api/v1/${path}`, {
+        method,
+        headers: { cookie, ...(body ? { "content-type": "application/json" } : {}) },
+        ...(body ? { body: JSON.stringify(body) } : {}),
+      });
       const text = await answer.text();
       return { status: answer.status, body: text.startsWith("{") ? JSON.parse(text) : text };
     };
@@ -107,7 +117,8 @@ export async function openTab(browser, { width = 1280, height = 900, dark = fals
   tab.on("pageerror", (error) => tab.complaints.push(String(error)));
   tab.on("console", (message) => {
     // A refused or broken request is told by the browser as well; what the page makes of it is tested.
-    if (message.type() === "error" && !/Failed to load resource|net::ERR_/.test(message.text())) tab.complaints.push(message.text());
+    if (message.type() === "error" && !/Failed to load resource|net::ERR_/.test(message.text()))
+      tab.complaints.push(message.text());
   });
   return tab;
 }
@@ -123,7 +134,8 @@ export async function logIn(tab, service, [name, password]) {
 
 export const show = (tab, hash) => tab.evaluate((to) => void (location.hash = to), hash);
 
-export const until = (tab, condition, ...args) => tab.waitForFunction(condition, { timeout: patience_ms, polling: 50 }, ...args);
+export const until = (tab, condition, ...args) =>
+  tab.waitForFunction(condition, { timeout: patience_ms, polling: 50 }, ...args);
 
 export const text = (tab, selector) => tab.$eval(selector, (element) => element.textContent);
 

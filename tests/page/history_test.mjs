@@ -16,14 +16,26 @@ after(async () => {
   await service.end();
 });
 
-const rows = () => tab.$$eval(".numbers tbody tr", (all) => all.map((row) => [...row.children].map((cell) => cell.textContent.trim())));
+const rows = () =>
+  tab.$$eval(".numbers tbody tr", (all) =>
+    all.map((row) => [...row.children].map((cell) => cell.textContent.trim())),
+  );
 const loaded = async (hash, first) => {
   await show(tab, hash);
-  await until(tab, (label) => document.querySelector(".numbers tbody th")?.textContent.trim().startsWith(label) && !document.querySelector(".stale"), first);
+  await until(
+    tab,
+    (label) =>
+      document.querySelector(".numbers tbody th")?.textContent.trim().startsWith(label) &&
+      !document.querySelector(".stale"),
+    first,
+  );
 };
 
 test("days of 25 and 23 hours have all their hours, and say so", async () => {
-  for (const [date, n, words] of [["2026-10-25", 25, "had 25 hours"], ["2026-03-29", 23, "had 23 hours"]]) {
+  for (const [date, n, words] of [
+    ["2026-10-25", 25, "had 25 hours"],
+    ["2026-03-29", 23, "had 23 hours"],
+  ]) {
     await loaded(`#/history?what=counts&split=all&from=${date}&to=${date}`, "00:00");
     await until(tab, (w) => document.querySelector(".remarks")?.textContent.includes(w), words);
     const shown = await rows();
@@ -37,8 +49,14 @@ test("days of 25 and 23 hours have all their hours, and say so", async () => {
 });
 
 test("what was not watched is shaded, named, and no zero", async () => {
-  await loaded("#/history?what=counts&line=Entrance%2Fdoor&from=2026-11-18&to=2026-11-18&by=quarter", "00:00");
-  assert.match(await text(tab, ".remarks"), /Entrance did not watch from .*13:10 to 14:35: no frames came from the camera/);
+  await loaded(
+    "#/history?what=counts&line=Entrance%2Fdoor&from=2026-11-18&to=2026-11-18&by=quarter",
+    "00:00",
+  );
+  assert.match(
+    await text(tab, ".remarks"),
+    /Entrance did not watch from .*13:10 to 14:35: no frames came from the camera/,
+  );
   const at = (label) => rows().then((all) => all.find((row) => row[0] === label));
   assert.deepEqual((await at("13:30")).slice(1), ["not watched", "not watched"]);
   assert.notEqual((await at("12:30"))[1], "not watched");
@@ -46,7 +64,10 @@ test("what was not watched is shaded, named, and no zero", async () => {
 
 test("a change of settings is told with its name", async () => {
   await loaded("#/history?from=2026-11-17&to=2026-11-17", "00:00");
-  assert.match(await text(tab, ".remarks"), /anna put settings 4 of Entrance in force, “line moved away from the door”/);
+  assert.match(
+    await text(tab, ".remarks"),
+    /anna put settings 4 of Entrance in force, “line moved away from the door”/,
+  );
 });
 
 test("from a minute to a year, with the keys and the mouse", async () => {
@@ -57,7 +78,12 @@ test("from a minute to a year, with the keys and the mouse", async () => {
   await tab.$$eval(".tabs button", (all) => all.find((b) => b.textContent === "A year").click());
   await until(tab, () => document.querySelectorAll(".numbers tbody tr").length === 13);
   assert.equal((await rows())[0][0], "Nov 2025");
-  assert.ok(!(await tab.$$eval(".filters .field:nth-child(4) option", (all) => all.map((o) => o.value))).includes("minute"), "a year has too many minutes");
+  assert.ok(
+    !(await tab.$$eval(".filters .field:nth-child(4) option", (all) => all.map((o) => o.value))).includes(
+      "minute",
+    ),
+    "a year has too many minutes",
+  );
 });
 
 test("days are compared by the clock, and the table is there as a file", async () => {
@@ -79,8 +105,20 @@ test("days are compared by the clock, and the table is there as a file", async (
 test("the heat map is of the chosen time", async () => {
   await show(tab, "#/heat?what=motion&from=2026-11-18&to=2026-11-18&from_hour=9&to_hour=12");
   await tab.waitForSelector(".heat-layer");
-  const { body } = await api("GET", "cameras/Entrance/heat?what=motion&from=2026-11-18&to=2026-11-18&from_hour=9&to_hour=12");
-  await until(tab, (n) => document.querySelector(".heat")?.textContent.includes(`From ${n} watched hours`), body.hours.toLocaleString("en"));
-  const painted = await tab.$eval(".heat-layer", (c) => c.getContext("2d").getImageData(0, 0, c.width, c.height).data.some((v, i) => i % 4 === 3 && v > 0));
+  const { body } = await api(
+    "GET",
+    "cameras/Entrance/heat?what=motion&from=2026-11-18&to=2026-11-18&from_hour=9&to_hour=12",
+  );
+  await until(
+    tab,
+    (n) => document.querySelector(".heat")?.textContent.includes(`From ${n} watched hours`),
+    body.hours.toLocaleString("en"),
+  );
+  const painted = await tab.$eval(".heat-layer", (c) =>
+    c
+      .getContext("2d")
+      .getImageData(0, 0, c.width, c.height)
+      .data.some((v, i) => i % 4 === 3 && v > 0),
+  );
   assert.ok(painted);
 });

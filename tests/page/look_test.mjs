@@ -10,14 +10,26 @@ const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.mi
 const screens = {
   live: ["#/live", ".marks .line"],
   editor: ["#/setup/Entrance/edit", ".editing .shape"],
-  "editor with a line chosen": ["#/setup/Entrance/edit", ".handles", () => document.querySelector(".shapes button").click()],
-  "saving": ["#/setup/Entrance/edit", "dialog form", async () => {
-    document.querySelector(".properties .buttons button").click();
-    await new Promise((done) => setTimeout(done, 300));
-    document.querySelector(".bar .main").click();
-  }],
+  "editor with a line chosen": [
+    "#/setup/Entrance/edit",
+    ".handles",
+    () => document.querySelector(".shapes button").click(),
+  ],
+  saving: [
+    "#/setup/Entrance/edit",
+    "dialog form",
+    async () => {
+      document.querySelector(".properties .buttons button").click();
+      await new Promise((done) => setTimeout(done, 300));
+      document.querySelector(".bar .main").click();
+    },
+  ],
   guide: ["#/setup/Gallery/guide", ".step .values"],
-  report: ["#/setup/Gallery/guide", ".report .marks", () => document.querySelector(".progress li:last-child button").click()],
+  report: [
+    "#/setup/Gallery/guide",
+    ".report .marks",
+    () => document.querySelector(".progress li:last-child button").click(),
+  ],
   history: ["#/history?what=counts&from=2026-11-18&to=2026-11-18", ".chart canvas"],
   heat: ["#/heat", ".heat-layer"],
   settings: ["#/settings/camera", ".camera-form"],
@@ -25,10 +37,14 @@ const screens = {
   password: ["#/settings/password", ".login"],
   users: ["#/settings/users", "tbody tr"],
   tokens: ["#/settings/tokens", ".settings button"],
-  story: ["#/live", "dialog .steps", async () => {
-    while (!document.querySelector(".events button")) await new Promise((done) => setTimeout(done, 50));
-    document.querySelector(".events button").click();
-  }],
+  story: [
+    "#/live",
+    "dialog .steps",
+    async () => {
+      while (!document.querySelector(".events button")) await new Promise((done) => setTimeout(done, 50));
+      document.querySelector(".events button").click();
+    },
+  ],
 };
 
 let browser, service;
@@ -63,7 +79,15 @@ async function visit(tab, look) {
 async function serious(tab) {
   await tab.evaluate(axe);
   const { violations } = await tab.evaluate(() => window.axe.run(document, { resultTypes: ["violations"] }));
-  return violations.filter((v) => ["serious", "critical"].includes(v.impact)).map((v) => `${v.id}: ${v.nodes.map((n) => n.html.slice(0, 160)).slice(0, 3).join(" | ")}`);
+  return violations
+    .filter((v) => ["serious", "critical"].includes(v.impact))
+    .map(
+      (v) =>
+        `${v.id}: ${v.nodes
+          .map((n) => n.html.slice(0, 160))
+          .slice(0, 3)
+          .join(" | ")}`,
+    );
 }
 
 for (const dark of [false, true])
@@ -104,7 +128,9 @@ test("dark is dark and light is light", async () => {
     const tab = await openTab(browser, { dark });
     await tab.goto(service.url);
     await tab.waitForSelector("input[type=password]");
-    const [red] = await tab.evaluate(() => getComputedStyle(document.body).backgroundColor.match(/\d+/g).map(Number));
+    const [red] = await tab.evaluate(() =>
+      getComputedStyle(document.body).backgroundColor.match(/\d+/g).map(Number),
+    );
     assert.ok(dark ? red < 60 : red > 200, `${red}`);
     await tab.browserContext().close();
   }
@@ -114,13 +140,20 @@ test("every control of the live screen is reached by the tab key", async () => {
   const tab = await openTab(browser);
   await logIn(tab, service, accounts.viewer);
   await tab.waitForSelector(".counts button");
-  const wanted = await tab.$$eval("header a:not(.skip), header button, header select, .live .tabs a, .counts button, .in-view summary", (all) => all.length);
+  const wanted = await tab.$$eval(
+    "header a:not(.skip), header button, header select, .live .tabs a, .counts button, .in-view summary",
+    (all) => all.length,
+  );
   const reached = new Set();
   for (let i = 0; i < 60; ++i) {
     await tab.keyboard.press("Tab");
     const now = await tab.evaluate(() => {
       const e = document.activeElement;
-      return e.matches("header a:not(.skip), header button, header select, .live .tabs a, .counts button, .in-view summary") ? [...document.querySelectorAll("*")].indexOf(e) : -1;
+      return e.matches(
+        "header a:not(.skip), header button, header select, .live .tabs a, .counts button, .in-view summary",
+      )
+        ? [...document.querySelectorAll("*")].indexOf(e)
+        : -1;
     });
     if (now >= 0) reached.add(now);
   }

@@ -24,7 +24,8 @@ describe("the first start", { skip: Boolean(process.env.VCA_PAGE_URL) }, () => {
     await tab.keyboard.press("Enter");
     await tab.waitForSelector("input[autocomplete=new-password]");
     await tab.type("input[autocomplete=current-password]", once);
-    for (const field of await tab.$$("input[autocomplete=new-password]")) await field.type("a password of my own");
+    for (const field of await tab.$$("input[autocomplete=new-password]"))
+      await field.type("a password of my own");
     await tab.keyboard.press("Enter");
     await tab.waitForSelector("header.head");
     assert.match(await text(tab, "main"), /There is no line yet/);
@@ -109,15 +110,24 @@ describe("looking", () => {
     await tab.setCacheEnabled(false);
     await tab.reload();
     await tab.waitForSelector(".figures");
-    console.log(`# first useful paint after ${Math.round(await tab.evaluate(() => window.usefulAt))} ms, with an empty cache`);
+    console.log(
+      `# first useful paint after ${Math.round(await tab.evaluate(() => window.usefulAt))} ms, with an empty cache`,
+    );
     assert.match(await text(tab, ".health"), /Everything works: 3 cameras/);
     const frames = new Set();
     for (let i = 0; i < 20; ++i) {
-      await until(tab, (seen) => {
-        const now = document.querySelector(".marks")?.dataset.frame;
-        return now && !seen.includes(now);
-      }, [...frames]);
-      const [canvas, marks] = await tab.evaluate(() => [document.querySelector(".picture canvas").dataset.frame, document.querySelector(".marks").dataset.frame]);
+      await until(
+        tab,
+        (seen) => {
+          const now = document.querySelector(".marks")?.dataset.frame;
+          return now && !seen.includes(now);
+        },
+        [...frames],
+      );
+      const [canvas, marks] = await tab.evaluate(() => [
+        document.querySelector(".picture canvas").dataset.frame,
+        document.querySelector(".marks").dataset.frame,
+      ]);
       assert.equal(canvas, marks);
       frames.add(marks);
     }
@@ -127,8 +137,14 @@ describe("looking", () => {
   test("a count tells its story", async () => {
     const tab = await openTab(browser);
     await logIn(tab, service, accounts.viewer);
-    await until(tab, () => [...document.querySelectorAll(".events button")].some((b) => / at door: /.test(b.textContent)));
-    const counted = await tab.evaluateHandle(() => [...document.querySelectorAll(".counts button")].find((b) => b.textContent.startsWith("in ") || b.textContent.startsWith("out ")));
+    await until(tab, () =>
+      [...document.querySelectorAll(".events button")].some((b) => / at door: /.test(b.textContent)),
+    );
+    const counted = await tab.evaluateHandle(() =>
+      [...document.querySelectorAll(".counts button")].find(
+        (b) => b.textContent.startsWith("in ") || b.textContent.startsWith("out "),
+      ),
+    );
     await until(tab, () => document.querySelector(".counts"));
     await counted.click();
     await tab.waitForSelector("dialog .events button, dialog .quiet");
@@ -146,14 +162,24 @@ describe("looking", () => {
 
   test("the page speaks German where the reader does, and when asked to", async () => {
     const german = await openTab(browser);
-    await german.evaluateOnNewDocument(() => Object.defineProperty(navigator, "language", { value: "de-AT" }));
+    await german.evaluateOnNewDocument(() =>
+      Object.defineProperty(navigator, "language", { value: "de-AT" }),
+    );
     await german.goto(service.url);
-    await until(german, () => document.documentElement.lang === "de" && document.querySelector(".login h1")?.textContent === "Anmelden");
+    await until(
+      german,
+      () =>
+        document.documentElement.lang === "de" &&
+        document.querySelector(".login h1")?.textContent === "Anmelden",
+    );
     await german.browserContext().close();
     const tab = await openTab(browser);
     await logIn(tab, service, accounts.admin);
     await tab.select("header select", "de");
-    await until(tab, () => document.documentElement.lang === "de" && /Alles in Ordnung/.test(document.body.textContent));
+    await until(
+      tab,
+      () => document.documentElement.lang === "de" && /Alles in Ordnung/.test(document.body.textContent),
+    );
     await show(tab, "#/settings/camera");
     await until(tab, () => /Höhe der Kamera/.test(document.querySelector(".camera-form")?.textContent ?? ""));
     await tab.browserContext().close();
@@ -210,7 +236,11 @@ describe("when something is wrong", { skip: Boolean(process.env.VCA_PAGE_URL) },
     await logIn(tab, service, accounts.viewer);
     await until(tab, () => document.querySelector(".picture canvas")?.dataset.frame);
     await fetch(`${service.url}dev/fault?camera=Entrance`, { method: "POST" });
-    await until(tab, () => /^No frames come from Entrance\. Since /.test(document.querySelector(".health.failed")?.textContent ?? ""));
+    await until(tab, () =>
+      /^No frames come from Entrance\. Since /.test(
+        document.querySelector(".health.failed")?.textContent ?? "",
+      ),
+    );
     assert.match(await text(tab, ".picture .over"), /the camera does not answer/);
     await fetch(`${service.url}dev/fault`, { method: "POST" });
     await until(tab, () => document.querySelector(".health.ok") && !document.querySelector(".picture .over"));
@@ -231,7 +261,11 @@ describe("when something is wrong", { skip: Boolean(process.env.VCA_PAGE_URL) },
     await tab.type("input[autocomplete=username]", accounts.operator[0]);
     await tab.type("input[type=password]", accounts.operator[1]);
     await tab.keyboard.press("Enter");
-    await until(tab, () => document.querySelector(".bar .dirty") && document.querySelectorAll(".editing .shape").length === 4);
+    await until(
+      tab,
+      () =>
+        document.querySelector(".bar .dirty") && document.querySelectorAll(".editing .shape").length === 4,
+    );
     assert.deepEqual(tab.complaints, []);
     await service.end();
   });

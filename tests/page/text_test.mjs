@@ -16,7 +16,10 @@ const source = readdirSync(`${page}src`, { recursive: true })
   .join("\n");
 
 test("both languages have the same keys", () => {
-  assert.deepEqual(Object.keys(de).filter((key) => !server(key)), Object.keys(en));
+  assert.deepEqual(
+    Object.keys(de).filter((key) => !server(key)),
+    Object.keys(en),
+  );
 });
 
 test("every key is used", () => {
@@ -24,7 +27,9 @@ test("every key is used", () => {
   const begins = [...source.matchAll(/t\(\s*`([a-z_]+\.[a-z_]*)\$\{/g)].map((m) => m[1]);
   // height.auto and tilt.auto are asked for by the type of a field.
   begins.push("height.", "tilt.");
-  const unused = Object.keys(en).filter((key) => !whole.has(key) && !begins.some((begin) => key.startsWith(begin)));
+  const unused = Object.keys(en).filter(
+    (key) => !whole.has(key) && !begins.some((begin) => key.startsWith(begin)),
+  );
   assert.deepEqual(unused, []);
 });
 
@@ -40,7 +45,10 @@ test("both languages fill in the same values", () => {
 test("the contract refers to nothing that is missing", () => {
   const api = JSON.parse(readFileSync(`${page}api.json`));
   for (const [, path] of JSON.stringify(api).matchAll(/"\$ref":"#\/([^"]+)"/g)) {
-    assert.ok(path.split("/").reduce((o, key) => o?.[key], api), path);
+    assert.ok(
+      path.split("/").reduce((o, key) => o?.[key], api),
+      path,
+    );
   }
 });
 

@@ -46,7 +46,13 @@ function describe(settings: Settings, kind: ShapeKind, index: number): string {
   const line = settings.line[index]!;
   if (kind === "area") return t("editor.area_label", { name: line.name, n });
   const names = directionNames(line);
-  return t("editor.line_label", { name: line.name, n, one: names[0], way: t(`way.${wayWord(arrowAt(line, 0.36, 1).way)}`), two: names[1] });
+  return t("editor.line_label", {
+    name: line.name,
+    n,
+    one: names[0],
+    way: t(`way.${wayWord(arrowAt(line, 0.36, 1).way)}`),
+    two: names[1],
+  });
 }
 
 export function DrawingCanvas(props: Props): JSX.Element {
@@ -66,7 +72,10 @@ export function DrawingCanvas(props: Props): JSX.Element {
 
   const at = (event: PointerEvent | MouseEvent): Point => {
     const box = svg.current!.getBoundingClientRect();
-    return [((event.clientX - box.left) / box.width) * camera.width, ((event.clientY - box.top) / box.height) * camera.height];
+    return [
+      ((event.clientX - box.left) / box.width) * camera.width,
+      ((event.clientY - box.top) / box.height) * camera.height,
+    ];
   };
   const fitted = (p: Point, of: Selection | null, neighbours: Point[], free: boolean): Point =>
     model.clamped(free ? p : model.snapped(p, settings, of, neighbours, snap_px * unit), camera);
@@ -86,7 +95,8 @@ export function DrawingCanvas(props: Props): JSX.Element {
     const last = drawn[drawn.length - 1];
     const first = drawn[0];
     if (last && distance(last, p) < 2) return;
-    if (first && model.isClosed(tool) && drawn.length > 2 && distance(first, p) < 2 * snap_px * unit) return finish(drawn);
+    if (first && model.isClosed(tool) && drawn.length > 2 && distance(first, p) < 2 * snap_px * unit)
+      return finish(drawn);
     const points = [...drawn, p];
     if (points.length === model.mostPoints(tool)) finish(points);
     else setDrawn(points);
@@ -106,7 +116,11 @@ export function DrawingCanvas(props: Props): JSX.Element {
     clicked.current = null;
     if (!target) return props.select(null);
     const { kind, index, point, after } = target.dataset;
-    let of: Selection = { kind: kind as ShapeKind, index: Number(index), point: point === undefined ? null : Number(point) };
+    let of: Selection = {
+      kind: kind as ShapeKind,
+      index: Number(index),
+      point: point === undefined ? null : Number(point),
+    };
     let begin = settings;
     const name = `drag ${++drags}`;
     if (after !== undefined) {
@@ -133,7 +147,16 @@ export function DrawingCanvas(props: Props): JSX.Element {
     const next =
       d.of.point === null
         ? model.shifted(points, by[0], by[1], camera)
-        : points.map((q, i) => (i === d.of.point ? fitted(moved(q, by[0], by[1]), d.of, model.neighboursOf(points, i, model.isClosed(d.of.kind)), event.altKey) : q));
+        : points.map((q, i) =>
+            i === d.of.point
+              ? fitted(
+                  moved(q, by[0], by[1]),
+                  d.of,
+                  model.neighboursOf(points, i, model.isClosed(d.of.kind)),
+                  event.altKey,
+                )
+              : q,
+          );
     draft.change(model.withPoints(d.settings, d.of, next), d.name);
   };
 
@@ -144,7 +167,8 @@ export function DrawingCanvas(props: Props): JSX.Element {
     if (tool === "select" || !began) return;
     // A line may also be pulled from one end to the other.
     const p = at(event);
-    if (tool === "line" && drawn.length === 1 && distance(began, p) > 20 * unit) finish([drawn[0]!, fitted(p, null, drawn, event.altKey)]);
+    if (tool === "line" && drawn.length === 1 && distance(began, p) > 20 * unit)
+      finish([drawn[0]!, fitted(p, null, drawn, event.altKey)]);
   };
 
   const twice = (event: MouseEvent): void => {
@@ -196,12 +220,20 @@ export function DrawingCanvas(props: Props): JSX.Element {
       const next =
         selection.point === null
           ? model.shifted(points, way[0] * step, way[1] * step, camera)
-          : points.map((q, i) => (i === selection.point ? model.clamped(moved(q, way[0] * step, way[1] * step), camera) : q));
-      draft.change(model.withPoints(settings, selection, next), `keys ${selection.kind} ${selection.index} ${selection.point}`);
+          : points.map((q, i) =>
+              i === selection.point ? model.clamped(moved(q, way[0] * step, way[1] * step), camera) : q,
+            );
+      draft.change(
+        model.withPoints(settings, selection, next),
+        `keys ${selection.kind} ${selection.index} ${selection.point}`,
+      );
       return true;
     }
     if (event.key === "Delete" || event.key === "Backspace") {
-      const left = selection.point === null ? model.removed(settings, selection) : model.withoutPoint(settings, selection);
+      const left =
+        selection.point === null
+          ? model.removed(settings, selection)
+          : model.withoutPoint(settings, selection);
       if (left) {
         draft.change(left);
         props.select(selection.point === null ? null : { ...selection, point: null });
@@ -211,7 +243,12 @@ export function DrawingCanvas(props: Props): JSX.Element {
     }
     if (event.key === "Insert" || event.key === "+") {
       const after = Math.min(selection.point ?? 0, points.length - (model.isClosed(selection.kind) ? 1 : 2));
-      const inserted = model.withInserted(settings, selection, after, model.clamped(between(points[after]!, points[(after + 1) % points.length]!, 0.5), camera));
+      const inserted = model.withInserted(
+        settings,
+        selection,
+        after,
+        model.clamped(between(points[after]!, points[(after + 1) % points.length]!, 0.5), camera),
+      );
       if (inserted) {
         draft.change(inserted);
         props.select({ ...selection, point: after + 1 });
@@ -229,11 +266,15 @@ export function DrawingCanvas(props: Props): JSX.Element {
     if (tool === "select" ? selectionKey(event) : drawingKey(event)) event.preventDefault();
   };
 
-  const isSelected = (kind: ShapeKind, index: number): boolean => selection?.kind === kind && selection.index === index;
+  const isSelected = (kind: ShapeKind, index: number): boolean =>
+    selection?.kind === kind && selection.index === index;
   const shape = (kind: ShapeKind, index: number, mark: JSX.Element): JSX.Element => {
     const points = model.pointsOf(settings, { kind, index });
     return (
-      <g key={`${kind}${index}`} class={`shape ${isSelected(kind, index) ? "selected" : ""} ${props.faulty(kind, index) ? "faulty" : ""}`}>
+      <g
+        key={`${kind}${index}`}
+        class={`shape ${isSelected(kind, index) ? "selected" : ""} ${props.faulty(kind, index) ? "faulty" : ""}`}
+      >
         <g aria-hidden="true">{mark}</g>
         <g
           data-kind={kind}
@@ -242,19 +283,59 @@ export function DrawingCanvas(props: Props): JSX.Element {
           role="button"
           aria-pressed={isSelected(kind, index)}
           aria-label={describe(settings, kind, index)}
-          onFocus={() => !drag.current && !isSelected(kind, index) && props.select({ kind, index, point: null })}
+          onFocus={() =>
+            !drag.current && !isSelected(kind, index) && props.select({ kind, index, point: null })
+          }
         >
-          {kind === "line" ? <polyline class="hit" points={path(points)} stroke-width={22 * unit} /> : <polygon class="hit" points={path(points)} stroke-width={14 * unit} />}
+          {kind === "line" ? (
+            <polyline class="hit" points={path(points)} stroke-width={22 * unit} />
+          ) : (
+            <polygon class="hit" points={path(points)} stroke-width={14 * unit} />
+          )}
         </g>
       </g>
     );
   };
 
   const all = [
-    ...settings.exclude.map((e, i) => shape("exclude", i, <AreaMark kind="exclude" points={e.points} unit={unit} selected={isSelected("exclude", i)} />)),
-    ...settings.region.map((r, i) => shape("region", i, <AreaMark kind="region" points={r.points} text={r.name} unit={unit} selected={isSelected("region", i)} />)),
-    ...settings.line.flatMap((l, i) => (l.area?.length ? [shape("area", i, <AreaMark kind="area" points={l.area} unit={unit} selected={isSelected("area", i)} />)] : [])),
-    ...settings.line.map((l, i) => shape("line", i, <LineMark line={l} texts={directionNames(l)} unit={unit} selected={isSelected("line", i)} />)),
+    ...settings.exclude.map((e, i) =>
+      shape(
+        "exclude",
+        i,
+        <AreaMark kind="exclude" points={e.points} unit={unit} selected={isSelected("exclude", i)} />,
+      ),
+    ),
+    ...settings.region.map((r, i) =>
+      shape(
+        "region",
+        i,
+        <AreaMark
+          kind="region"
+          points={r.points}
+          text={r.name}
+          unit={unit}
+          selected={isSelected("region", i)}
+        />,
+      ),
+    ),
+    ...settings.line.flatMap((l, i) =>
+      l.area?.length
+        ? [
+            shape(
+              "area",
+              i,
+              <AreaMark kind="area" points={l.area} unit={unit} selected={isSelected("area", i)} />,
+            ),
+          ]
+        : [],
+    ),
+    ...settings.line.map((l, i) =>
+      shape(
+        "line",
+        i,
+        <LineMark line={l} texts={directionNames(l)} unit={unit} selected={isSelected("line", i)} />,
+      ),
+    ),
   ];
   const rubber = cursor && tool !== "select" ? [...drawn, cursor] : drawn;
   return (
@@ -277,7 +358,9 @@ export function DrawingCanvas(props: Props): JSX.Element {
         <polygon key={i} class="zone" points={path(zone)} stroke-width={unit} />
       ))}
       {all}
-      {tool === "select" && selection && <Handles settings={settings} selection={selection} unit={unit} select={props.select} />}
+      {tool === "select" && selection && (
+        <Handles settings={settings} selection={selection} unit={unit} select={props.select} />
+      )}
       {rubber.length > 0 && <polyline class="rubber" points={path(rubber)} stroke-width={2 * unit} />}
       {rubber.map((p, i) => (
         <circle key={i} class="rubber" cx={p[0]} cy={p[1]} r={5 * unit} stroke-width={2 * unit} />
@@ -286,10 +369,20 @@ export function DrawingCanvas(props: Props): JSX.Element {
   );
 }
 
-const arrows: Record<string, Point> = { ArrowUp: [0, -1], ArrowDown: [0, 1], ArrowLeft: [-1, 0], ArrowRight: [1, 0] };
+const arrows: Record<string, Point> = {
+  ArrowUp: [0, -1],
+  ArrowDown: [0, 1],
+  ArrowLeft: [-1, 0],
+  ArrowRight: [1, 0],
+};
 
 // The points of the selected shape, and between them the places of new ones.
-function Handles(props: { settings: Settings; selection: Selection; unit: number; select: (s: Selection) => void }): JSX.Element {
+function Handles(props: {
+  settings: Settings;
+  selection: Selection;
+  unit: number;
+  select: (s: Selection) => void;
+}): JSX.Element {
   const { settings, selection, unit } = props;
   const { kind, index } = selection;
   const points = model.pointsOf(settings, selection);
@@ -306,7 +399,10 @@ function Handles(props: { settings: Settings; selection: Selection; unit: number
               <g key={`m${i}`} class="between" {...data} data-after={i} aria-hidden="true">
                 <circle class="hit" cx={x} cy={y} r={14 * unit} />
                 <circle cx={x} cy={y} r={6 * unit} stroke-width={1.5 * unit} />
-                <path d={`M${x - 3 * unit},${y}h${6 * unit}M${x},${y - 3 * unit}v${6 * unit}`} stroke-width={1.5 * unit} />
+                <path
+                  d={`M${x - 3 * unit},${y}h${6 * unit}M${x},${y - 3 * unit}v${6 * unit}`}
+                  stroke-width={1.5 * unit}
+                />
               </g>
             );
           })}

@@ -13,7 +13,10 @@ function pairs<T extends { name: string; points: Point[] }>(before: T[], after: 
     return at < 0 ? undefined : rest.splice(at, 1)[0];
   };
   const named = after.map((to) => ({ to, from: take((s) => s.name === to.name) }));
-  const all: { from?: T; to?: T }[] = named.map(({ to, from }) => ({ to, from: from ?? take((s) => same(s.points, to.points)) }));
+  const all: { from?: T; to?: T }[] = named.map(({ to, from }) => ({
+    to,
+    from: from ?? take((s) => same(s.points, to.points)),
+  }));
   return [...all, ...rest.map((from) => ({ from }))];
 }
 
@@ -23,8 +26,12 @@ function lineChanges(from: Line, to: Line): string[] {
   if (from.name !== to.name) list.push(t("change.line_renamed", values));
   if (!same(from.points, to.points)) list.push(t("change.line_moved", values));
   if (Boolean(from.flip) !== Boolean(to.flip)) list.push(t("change.line_flipped", values));
-  if (!same(directionNames(from), directionNames(to))) list.push(t("change.line_directions", { ...values, one: directionNames(to)[0], two: directionNames(to)[1] }));
-  if (Boolean(from.uturn) !== Boolean(to.uturn)) list.push(t(to.uturn ? "change.uturn_on" : "change.uturn_off", values));
+  if (!same(directionNames(from), directionNames(to)))
+    list.push(
+      t("change.line_directions", { ...values, one: directionNames(to)[0], two: directionNames(to)[1] }),
+    );
+  if (Boolean(from.uturn) !== Boolean(to.uturn))
+    list.push(t(to.uturn ? "change.uturn_on" : "change.uturn_off", values));
   else if (!same(from.area, to.area)) list.push(t("change.area", values));
   return list;
 }
@@ -55,7 +62,13 @@ export function changes(before: Settings, after: Settings): string[] {
   const n = after.exclude.length - before.exclude.length;
   if (n !== 0) list.push(t(n > 0 ? "change.exclude_added" : "change.exclude_removed", { n: Math.abs(n) }));
   else if (!same(before.exclude, after.exclude)) list.push(t("change.exclude_moved"));
-  const others = new Set([...Object.keys(before), ...Object.keys(after)].filter((key) => !["line", "region", "exclude"].includes(key)));
-  for (const key of others) if (!same(before[key], after[key])) list.push(t("change.value", { key, before: text(before[key]), after: text(after[key]) }));
+  const others = new Set(
+    [...Object.keys(before), ...Object.keys(after)].filter(
+      (key) => !["line", "region", "exclude"].includes(key),
+    ),
+  );
+  for (const key of others)
+    if (!same(before[key], after[key]))
+      list.push(t("change.value", { key, before: text(before[key]), after: text(after[key]) }));
   return list;
 }

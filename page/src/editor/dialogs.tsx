@@ -23,13 +23,25 @@ export function ChangeList(props: { before: Settings; after: Settings }): JSX.El
 }
 
 const put = (camera: string, base_version: number, name: string, settings: Settings): Promise<Version> =>
-  ask<Version>("PUT", cameraPath(camera, "settings"), { base_version, name: name.slice(0, mostName), settings });
+  ask<Version>("PUT", cameraPath(camera, "settings"), {
+    base_version,
+    name: name.slice(0, mostName),
+    settings,
+  });
 
 // Asks before saving; on a conflict it shows what both sides changed.
-export function SaveDialog(props: { camera: string; draft: Draft; suggested: string; saved: (version: Version) => void; close: () => void }): JSX.Element {
+export function SaveDialog(props: {
+  camera: string;
+  draft: Draft;
+  suggested: string;
+  saved: (version: Version) => void;
+  close: () => void;
+}): JSX.Element {
   const { draft, camera } = props;
   const { base, settings } = draft.state;
-  const [name, setName] = useState(props.suggested || (changes(base.settings, settings)[0] ?? "").replace(/\.$/, "").slice(0, mostName));
+  const [name, setName] = useState(
+    props.suggested || (changes(base.settings, settings)[0] ?? "").replace(/\.$/, "").slice(0, mostName),
+  );
   const [error, setError] = useState<unknown>(null);
   const [theirs, setTheirs] = useState<Version | null>(null);
   const [busy, setBusy] = useState(false);
@@ -50,7 +62,14 @@ export function SaveDialog(props: { camera: string; draft: Draft; suggested: str
   if (theirs)
     return (
       <Dialog title={t("conflict.title")} close={props.close} wide>
-        <p>{t("conflict.what", { author: theirs.author, name: theirs.name, time: moment(theirs.time), version: theirs.version })}</p>
+        <p>
+          {t("conflict.what", {
+            author: theirs.author,
+            name: theirs.name,
+            time: moment(theirs.time),
+            version: theirs.version,
+          })}
+        </p>
         <div class="both">
           <section>
             <h3>{t("conflict.theirs")}</h3>
@@ -93,7 +112,17 @@ export function SaveDialog(props: { camera: string; draft: Draft; suggested: str
         <p>{t("save.what", { camera })}</p>
         <ChangeList before={base.settings} after={settings} />
         <p class="help">{t("save.measure")}</p>
-        <Labelled label={t("save.name")}>{(ids) => <input {...ids} required maxLength={mostName} value={name} onInput={(e) => setName(e.currentTarget.value)} />}</Labelled>
+        <Labelled label={t("save.name")}>
+          {(ids) => (
+            <input
+              {...ids}
+              required
+              maxLength={mostName}
+              value={name}
+              onInput={(e) => setName(e.currentTarget.value)}
+            />
+          )}
+        </Labelled>
         <Failure error={error} />
         <p class="buttons">
           <button class="main" disabled={busy}>
@@ -108,20 +137,34 @@ export function SaveDialog(props: { camera: string; draft: Draft; suggested: str
   );
 }
 
-export function VersionsDialog(props: { camera: string; draft: Draft; restored: (head: VersionHead) => void; close: () => void }): JSX.Element {
+export function VersionsDialog(props: {
+  camera: string;
+  draft: Draft;
+  restored: (head: VersionHead) => void;
+  close: () => void;
+}): JSX.Element {
   const { camera, draft } = props;
-  const { value, error } = useLoaded(camera, () => read<{ versions: VersionHead[] }>(cameraPath(camera, "settings/versions")));
+  const { value, error } = useLoaded(camera, () =>
+    read<{ versions: VersionHead[] }>(cameraPath(camera, "settings/versions")),
+  );
   const [open, setOpen] = useState<Version | null>(null);
   const [failed, setFailed] = useState<unknown>(null);
-  const look = (version: number): void => void read<Version>(cameraPath(camera, `settings/versions/${version}`)).then(setOpen, setFailed);
+  const look = (version: number): void =>
+    void read<Version>(cameraPath(camera, `settings/versions/${version}`)).then(setOpen, setFailed);
   return (
     <Dialog title={t("versions.title")} close={props.close} wide>
       <Failure error={error ?? failed} />
       <ul class="versions">
         {value?.versions.map((v) => (
           <li key={v.version}>
-            <button type="button" class="text" aria-expanded={open?.version === v.version} onClick={() => (open?.version === v.version ? setOpen(null) : look(v.version))}>
-              <b>{v.version}</b> {v.name} <small>{t("versions.by", { author: v.author, time: moment(v.time) })}</small>
+            <button
+              type="button"
+              class="text"
+              aria-expanded={open?.version === v.version}
+              onClick={() => (open?.version === v.version ? setOpen(null) : look(v.version))}
+            >
+              <b>{v.version}</b> {v.name}{" "}
+              <small>{t("versions.by", { author: v.author, time: moment(v.time) })}</small>
             </button>
             {open?.version === v.version && (
               <div class="properties">
@@ -148,13 +191,25 @@ export function VersionsDialog(props: { camera: string; draft: Draft; restored: 
 type Part = "line" | "region" | "exclude";
 const parts: Part[] = ["line", "region", "exclude"];
 
-export function CopyDialog(props: { from: PlaceCamera; settings: Settings; others: PlaceCamera[]; close: () => void }): JSX.Element {
+export function CopyDialog(props: {
+  from: PlaceCamera;
+  settings: Settings;
+  others: PlaceCamera[];
+  close: () => void;
+}): JSX.Element {
   const [to, setTo] = useState(props.others[0]!.name);
   const [chosen, setChosen] = useState<Part[]>(["line"]);
   const [done, setDone] = useState("");
   const [error, setError] = useState<unknown>(null);
-  const { value: target, error: unread, reload } = useLoaded(to, () => read<Version>(cameraPath(to, "settings")));
-  const after = target && { ...target.settings, ...Object.fromEntries(chosen.map((part) => [part, props.settings[part]])) };
+  const {
+    value: target,
+    error: unread,
+    reload,
+  } = useLoaded(to, () => read<Version>(cameraPath(to, "settings")));
+  const after = target && {
+    ...target.settings,
+    ...Object.fromEntries(chosen.map((part) => [part, props.settings[part]])),
+  };
   const copy = (event: Event): void => {
     event.preventDefault();
     if (!target || !after) return;
@@ -177,12 +232,24 @@ export function CopyDialog(props: { from: PlaceCamera; settings: Settings; other
         </>
       ) : (
         <form onSubmit={copy}>
-          <Select label={t("copy.to")} value={to} change={setTo} options={props.others.map((c) => ({ value: c.name, text: c.name }))} />
+          <Select
+            label={t("copy.to")}
+            value={to}
+            change={setTo}
+            options={props.others.map((c) => ({ value: c.name, text: c.name }))}
+          />
           <fieldset>
             <legend>{t("copy.what")}</legend>
             {parts.map((part) => (
               <label key={part} class="check">
-                <input type="checkbox" checked={chosen.includes(part)} onChange={(e) => setChosen(e.currentTarget.checked ? [...chosen, part] : chosen.filter((p) => p !== part))} /> {t(`copy.${part}`)}
+                <input
+                  type="checkbox"
+                  checked={chosen.includes(part)}
+                  onChange={(e) =>
+                    setChosen(e.currentTarget.checked ? [...chosen, part] : chosen.filter((p) => p !== part))
+                  }
+                />{" "}
+                {t(`copy.${part}`)}
               </label>
             ))}
           </fieldset>

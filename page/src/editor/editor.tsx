@@ -66,13 +66,24 @@ function Notes(props: { notes: Note[]; waiting: boolean; select: (note: Note) =>
   );
 }
 
-function Tools(props: { draft: Draft; settings: Settings; tool: Tool; setTool: (tool: Tool) => void }): JSX.Element {
+function Tools(props: {
+  draft: Draft;
+  settings: Settings;
+  tool: Tool;
+  setTool: (tool: Tool) => void;
+}): JSX.Element {
   const { draft, tool, settings, setTool } = props;
   const kinds: Exclude<ShapeKind, "area">[] = ["line", "region", "exclude"];
   return (
     <div class="tools" role="toolbar" aria-label={t("editor.tools")}>
       {kinds.map((kind) => (
-        <button key={kind} type="button" aria-pressed={tool === kind} disabled={settings[kind].length >= model.mostShapes} onClick={() => setTool(tool === kind ? "select" : kind)}>
+        <button
+          key={kind}
+          type="button"
+          aria-pressed={tool === kind}
+          disabled={settings[kind].length >= model.mostShapes}
+          onClick={() => setTool(tool === kind ? "select" : kind)}
+        >
           {t(`editor.add_${kind}`)}
         </button>
       ))}
@@ -105,7 +116,12 @@ function useUndoKeys(draft: Draft): void {
 
 type Open = "save" | "versions" | "copy" | null;
 
-function Opened(props: { camera: PlaceCamera; others: PlaceCamera[]; draft: Draft; saved: (version: Version) => void }): JSX.Element {
+function Opened(props: {
+  camera: PlaceCamera;
+  others: PlaceCamera[];
+  draft: Draft;
+  saved: (version: Version) => void;
+}): JSX.Element {
   const { camera, draft } = props;
   const { settings, base } = useStore(draft.store);
   const [tool, setTool] = useState<Tool>("select");
@@ -124,7 +140,12 @@ function Opened(props: { camera: PlaceCamera; others: PlaceCamera[]; draft: Draf
   const dirty = draft.isChanged;
   const lineZones = (check?.zones ?? []).filter((z) => there?.kind === "line" && there.index === z.line);
   const panel = { camera, draft, settings, selection: there, select, setTool };
-  const hint = tool === "select" ? (there ? t("editor.hint_selected") : t("editor.hint")) : t(tool === "line" ? "editor.hint_line" : "editor.hint_polygon");
+  const hint =
+    tool === "select"
+      ? there
+        ? t("editor.hint_selected")
+        : t("editor.hint")
+      : t(tool === "line" ? "editor.hint_line" : "editor.hint_polygon");
   return (
     <div class="editor">
       <Tools draft={draft} settings={settings} tool={tool} setTool={setTool} />
@@ -144,7 +165,15 @@ function Opened(props: { camera: PlaceCamera; others: PlaceCamera[]; draft: Draf
           <p id="editor-hint" class="help">
             {hint}
           </p>
-          <Notes notes={notes} waiting={waiting} select={({ place }) => place && place.kind !== "setting" && select({ kind: place.kind, index: place.index, point: place.point })} />
+          <Notes
+            notes={notes}
+            waiting={waiting}
+            select={({ place }) =>
+              place &&
+              place.kind !== "setting" &&
+              select({ kind: place.kind, index: place.index, point: place.point })
+            }
+          />
         </div>
         <div class="side">
           <Panel {...panel} />
@@ -199,7 +228,9 @@ function Opened(props: { camera: PlaceCamera; others: PlaceCamera[]; draft: Draf
           }}
         />
       )}
-      {open === "copy" && <CopyDialog from={camera} settings={settings} others={props.others} close={() => setOpen(null)} />}
+      {open === "copy" && (
+        <CopyDialog from={camera} settings={settings} others={props.others} close={() => setOpen(null)} />
+      )}
     </div>
   );
 }
@@ -208,7 +239,8 @@ function Opened(props: { camera: PlaceCamera; others: PlaceCamera[]; draft: Draf
 function useOthers(camera: string, draft: Draft): void {
   const other = useStore(changed);
   useEffect(() => {
-    if (!other || other.camera !== camera || other.version <= draft.state.base.version || draft.isChanged) return;
+    if (!other || other.camera !== camera || other.version <= draft.state.base.version || draft.isChanged)
+      return;
     read<Version>(cameraPath(camera, "settings")).then(
       (version) => !draft.isChanged && draft.begin(version),
       () => undefined, // saving will tell of the conflict
@@ -216,10 +248,26 @@ function useOthers(camera: string, draft: Draft): void {
   }, [other?.version]);
 }
 
-export function Editor(props: { camera: PlaceCamera; others: PlaceCamera[]; saved?: (version: Version) => void }): JSX.Element {
+export function Editor(props: {
+  camera: PlaceCamera;
+  others: PlaceCamera[];
+  saved?: (version: Version) => void;
+}): JSX.Element {
   const { camera } = props;
-  const { value, error, reload } = useLoaded(camera.name, async () => ({ camera: camera.name, draft: await Draft.open(camera.name) }));
-  if (value?.camera === camera.name) return <Opened key={camera.name} camera={camera} others={props.others} draft={value.draft} saved={props.saved ?? (() => undefined)} />;
+  const { value, error, reload } = useLoaded(camera.name, async () => ({
+    camera: camera.name,
+    draft: await Draft.open(camera.name),
+  }));
+  if (value?.camera === camera.name)
+    return (
+      <Opened
+        key={camera.name}
+        camera={camera}
+        others={props.others}
+        draft={value.draft}
+        saved={props.saved ?? (() => undefined)}
+      />
+    );
   if (!error) return <p class="quiet">{t("loading")}</p>;
   return (
     <>

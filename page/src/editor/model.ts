@@ -29,7 +29,11 @@ function withLine(settings: Settings, index: number, change: Partial<Line>): Set
   return { ...settings, line: settings.line.map((line, i) => (i === index ? { ...line, ...change } : line)) };
 }
 
-export function withPoints(settings: Settings, of: { kind: ShapeKind; index: number }, points: Point[]): Settings {
+export function withPoints(
+  settings: Settings,
+  of: { kind: ShapeKind; index: number },
+  points: Point[],
+): Settings {
   if (of.kind === "area") return withLine(settings, of.index, { area: points });
   const list = settings[of.kind].map((shape, i) => (i === of.index ? { ...shape, points } : shape));
   return { ...settings, [of.kind]: list };
@@ -40,8 +44,10 @@ export function withName(settings: Settings, of: Selection, name: string): Setti
   return { ...settings, region: settings.region.map((r, i) => (i === of.index ? { ...r, name } : r)) };
 }
 
-export const withDirections = (settings: Settings, index: number, directions: [string, string]): Settings => withLine(settings, index, { directions });
-export const flipped = (settings: Settings, index: number): Settings => withLine(settings, index, { flip: !settings.line[index]?.flip });
+export const withDirections = (settings: Settings, index: number, directions: [string, string]): Settings =>
+  withLine(settings, index, { directions });
+export const flipped = (settings: Settings, index: number): Settings =>
+  withLine(settings, index, { flip: !settings.line[index]?.flip });
 
 // Without the filter there is no area either.
 export function withUturn(settings: Settings, index: number, uturn: boolean): Settings {
@@ -67,11 +73,25 @@ function freeName(word: string, taken: string[]): string {
 }
 
 // `words` name a new line or region. `line` is the one that a new area belongs to.
-export function added(settings: Settings, kind: ShapeKind, points: Point[], words: { line: string; region: string }, line: number): { settings: Settings; at: Selection } {
-  if (kind === "area") return { settings: withLine(settings, line, { uturn: true, area: points }), at: { kind, index: line, point: null } };
+export function added(
+  settings: Settings,
+  kind: ShapeKind,
+  points: Point[],
+  words: { line: string; region: string },
+  line: number,
+): { settings: Settings; at: Selection } {
+  if (kind === "area")
+    return {
+      settings: withLine(settings, line, { uturn: true, area: points }),
+      at: { kind, index: line, point: null },
+    };
   const at: Selection = { kind, index: settings[kind].length, point: null };
-  if (kind === "exclude") return { settings: { ...settings, exclude: [...settings.exclude, { points }] }, at };
-  const name = freeName(words[kind], settings[kind].map((s) => s.name));
+  if (kind === "exclude")
+    return { settings: { ...settings, exclude: [...settings.exclude, { points }] }, at };
+  const name = freeName(
+    words[kind],
+    settings[kind].map((s) => s.name),
+  );
   return { settings: { ...settings, [kind]: [...settings[kind], { name, points }] }, at };
 }
 
@@ -84,11 +104,20 @@ export function removed(settings: Settings, of: Selection): Settings {
 export function withoutPoint(settings: Settings, of: Selection): Settings | null {
   const points = pointsOf(settings, of);
   if (of.point === null || points.length <= leastPoints(of.kind)) return null;
-  return withPoints(settings, of, points.filter((_, i) => i !== of.point));
+  return withPoints(
+    settings,
+    of,
+    points.filter((_, i) => i !== of.point),
+  );
 }
 
 // A new point after the given one; null where there are as many as possible.
-export function withInserted(settings: Settings, of: { kind: ShapeKind; index: number }, after: number, point: Point): Settings | null {
+export function withInserted(
+  settings: Settings,
+  of: { kind: ShapeKind; index: number },
+  after: number,
+  point: Point,
+): Settings | null {
   const points = pointsOf(settings, of);
   if (points.length >= mostPoints(of.kind)) return null;
   return withPoints(settings, of, [...points.slice(0, after + 1), point, ...points.slice(after + 1)]);
@@ -121,15 +150,26 @@ export function shifted(points: Point[], dx: number, dy: number, size: Size): Po
 
 function otherPoints(settings: Settings, of: { kind: ShapeKind; index: number } | null): Point[] {
   const all: { kind: ShapeKind; index: number }[] = [
-    ...settings.line.flatMap((_, index) => [{ kind: "line" as const, index }, { kind: "area" as const, index }]),
+    ...settings.line.flatMap((_, index) => [
+      { kind: "line" as const, index },
+      { kind: "area" as const, index },
+    ]),
     ...settings.region.map((_, index) => ({ kind: "region" as const, index })),
     ...settings.exclude.map((_, index) => ({ kind: "exclude" as const, index })),
   ];
-  return all.filter((s) => !of || s.kind !== of.kind || s.index !== of.index).flatMap((s) => pointsOf(settings, s));
+  return all
+    .filter((s) => !of || s.kind !== of.kind || s.index !== of.index)
+    .flatMap((s) => pointsOf(settings, s));
 }
 
 // Takes a point to one of another shape within `reach`, or to the height or column of a neighbour.
-export function snapped(p: Point, settings: Settings, of: { kind: ShapeKind; index: number } | null, neighbours: Point[], reach: number): Point {
+export function snapped(
+  p: Point,
+  settings: Settings,
+  of: { kind: ShapeKind; index: number } | null,
+  neighbours: Point[],
+  reach: number,
+): Point {
   const near = otherPoints(settings, of).find((q) => distance(p, q) < reach);
   if (near) return near;
   const x = neighbours.find((n) => Math.abs(n[0] - p[0]) < reach)?.[0] ?? p[0];

@@ -22,7 +22,15 @@ interface Props {
 function Points(props: Props & { of: Selection }): JSX.Element {
   const { draft, settings, of, camera } = props;
   const points = model.pointsOf(settings, of);
-  const set = (i: number, p: Point): void => draft.change(model.withPoints(settings, of, points.map((q, k) => (k === i ? model.clamped(p, camera) : q))), `number ${of.kind} ${of.index} ${i}`);
+  const set = (i: number, p: Point): void =>
+    draft.change(
+      model.withPoints(
+        settings,
+        of,
+        points.map((q, k) => (k === i ? model.clamped(p, camera) : q)),
+      ),
+      `number ${of.kind} ${of.index} ${i}`,
+    );
   const input = (i: number, axis: 0 | 1): JSX.Element => {
     const p = points[i]!;
     return (
@@ -32,7 +40,10 @@ function Points(props: Props & { of: Selection }): JSX.Element {
         min="0"
         max={(axis === 0 ? camera.width : camera.height) - 1}
         value={p[axis]}
-        onChange={(e) => Number.isFinite(e.currentTarget.valueAsNumber) && set(i, axis === 0 ? [e.currentTarget.valueAsNumber, p[1]] : [p[0], e.currentTarget.valueAsNumber])}
+        onChange={(e) =>
+          Number.isFinite(e.currentTarget.valueAsNumber) &&
+          set(i, axis === 0 ? [e.currentTarget.valueAsNumber, p[1]] : [p[0], e.currentTarget.valueAsNumber])
+        }
       />
     );
   };
@@ -82,7 +93,16 @@ function LineFields(props: Props & { index: number }): JSX.Element {
               class={d === 1 ? "one" : "two"}
               maxLength={60}
               value={names[d - 1]}
-              onInput={(e) => draft.change(model.withDirections(settings, index, d === 1 ? [e.currentTarget.value, names[1]] : [names[0], e.currentTarget.value]), `direction ${index} ${d}`)}
+              onInput={(e) =>
+                draft.change(
+                  model.withDirections(
+                    settings,
+                    index,
+                    d === 1 ? [e.currentTarget.value, names[1]] : [names[0], e.currentTarget.value],
+                  ),
+                  `direction ${index} ${d}`,
+                )
+              }
             />
           )}
         </Labelled>
@@ -93,7 +113,12 @@ function LineFields(props: Props & { index: number }): JSX.Element {
         </button>
       </p>
       <label class="check">
-        <input type="checkbox" checked={Boolean(line.uturn)} onChange={(e) => draft.change(model.withUturn(settings, index, e.currentTarget.checked))} /> {t("editor.uturn")}
+        <input
+          type="checkbox"
+          checked={Boolean(line.uturn)}
+          onChange={(e) => draft.change(model.withUturn(settings, index, e.currentTarget.checked))}
+        />{" "}
+        {t("editor.uturn")}
       </label>
       {line.uturn && !line.area?.length && (
         <p class="buttons">
@@ -107,7 +132,11 @@ function LineFields(props: Props & { index: number }): JSX.Element {
 }
 
 const nameOf = (settings: Settings, kind: ShapeKind, index: number): string =>
-  kind === "exclude" ? t("editor.exclude_name", { i: index + 1 }) : kind === "area" ? t("editor.area_name", { name: settings.line[index]!.name }) : settings[kind][index]!.name;
+  kind === "exclude"
+    ? t("editor.exclude_name", { i: index + 1 })
+    : kind === "area"
+      ? t("editor.area_name", { name: settings.line[index]!.name })
+      : settings[kind][index]!.name;
 
 function Item(props: Props & { kind: ShapeKind; index: number }): JSX.Element {
   const { settings, selection, draft, kind, index } = props;
@@ -116,13 +145,23 @@ function Item(props: Props & { kind: ShapeKind; index: number }): JSX.Element {
   return (
     <li class={open ? "open" : ""}>
       <button type="button" class="text" aria-expanded={open} onClick={() => props.select(open ? null : of)}>
-        <i class={`mark ${kind}`} aria-hidden="true" /> {nameOf(settings, kind, index)} <small>{t(`kind_of.${kind}`)}</small>
+        <i class={`mark ${kind}`} aria-hidden="true" /> {nameOf(settings, kind, index)}{" "}
+        <small>{t(`kind_of.${kind}`)}</small>
       </button>
       {open && (
         <div class="properties">
           {(kind === "line" || kind === "region") && (
             <Labelled label={t("editor.name")}>
-              {(ids) => <input {...ids} maxLength={60} value={settings[kind][index]!.name} onInput={(e) => draft.change(model.withName(settings, of, e.currentTarget.value), `name ${kind} ${index}`)} />}
+              {(ids) => (
+                <input
+                  {...ids}
+                  maxLength={60}
+                  value={settings[kind][index]!.name}
+                  onInput={(e) =>
+                    draft.change(model.withName(settings, of, e.currentTarget.value), `name ${kind} ${index}`)
+                  }
+                />
+              )}
             </Labelled>
           )}
           {kind === "line" && <LineFields {...props} index={index} />}
@@ -148,7 +187,14 @@ function Item(props: Props & { kind: ShapeKind; index: number }): JSX.Element {
 export function Panel(props: Props): JSX.Element {
   const { settings } = props;
   const items: [ShapeKind, number][] = [
-    ...settings.line.flatMap((l, i): [ShapeKind, number][] => (l.area?.length ? [["line", i], ["area", i]] : [["line", i]])),
+    ...settings.line.flatMap((l, i): [ShapeKind, number][] =>
+      l.area?.length
+        ? [
+            ["line", i],
+            ["area", i],
+          ]
+        : [["line", i]],
+    ),
     ...settings.region.map((_, i): [ShapeKind, number] => ["region", i]),
     ...settings.exclude.map((_, i): [ShapeKind, number] => ["exclude", i]),
   ];

@@ -11,7 +11,9 @@ type Ids = { id: string; "aria-describedby"?: string };
 
 // A key such as group.min lies in a table of the settings.
 function valueOf(settings: Settings, key: string): unknown {
-  return key.split(".").reduce<unknown>((o, part) => (o as Record<string, unknown> | undefined)?.[part], settings);
+  return key
+    .split(".")
+    .reduce<unknown>((o, part) => (o as Record<string, unknown> | undefined)?.[part], settings);
 }
 
 function withValue(settings: Settings, key: string, value: unknown): Settings {
@@ -20,7 +22,14 @@ function withValue(settings: Settings, key: string, value: unknown): Settings {
   return { ...settings, [first]: { ...(settings[first] as object | undefined), [second]: value } };
 }
 
-function NumberInput(props: { ids?: Ids; label?: string; field: Field; value: unknown; change: (value: number) => void; disabled: boolean }): JSX.Element {
+function NumberInput(props: {
+  ids?: Ids;
+  label?: string;
+  field: Field;
+  value: unknown;
+  change: (value: number) => void;
+  disabled: boolean;
+}): JSX.Element {
   const { field } = props;
   return (
     <input
@@ -33,13 +42,21 @@ function NumberInput(props: { ids?: Ids; label?: string; field: Field; value: un
       max={field.maximum ?? undefined}
       value={typeof props.value === "number" ? props.value : ""}
       disabled={props.disabled}
-      onInput={(e) => Number.isFinite(e.currentTarget.valueAsNumber) && props.change(e.currentTarget.valueAsNumber)}
+      onInput={(e) =>
+        Number.isFinite(e.currentTarget.valueAsNumber) && props.change(e.currentTarget.valueAsNumber)
+      }
     />
   );
 }
 
 // A choice between words, and numbers that are given instead.
-function WordOrNumbers(props: { ids: Ids; field: Field; value: unknown; change: (value: unknown) => void; disabled: boolean }): JSX.Element {
+function WordOrNumbers(props: {
+  ids: Ids;
+  field: Field;
+  value: unknown;
+  change: (value: unknown) => void;
+  disabled: boolean;
+}): JSX.Element {
   const { field, value, change, disabled } = props;
   const height = field.type === "height";
   const given = height ? typeof value === "number" : Array.isArray(value);
@@ -63,15 +80,45 @@ function WordOrNumbers(props: { ids: Ids; field: Field; value: unknown; change: 
           </option>
         ))}
       </select>
-      {given && height && <NumberInput label={worded(`label.${field.key}`, field.label)} field={field} value={value} change={change} disabled={disabled} />}
-      {given && !height && <NumberInput label={t("tilt.roll")} field={field} value={pair[0]} change={(roll) => change([roll, pair[1]])} disabled={disabled} />}
-      {given && !height && <NumberInput label={t("tilt.pitch")} field={field} value={pair[1]} change={(pitch) => change([pair[0], pitch])} disabled={disabled} />}
+      {given && height && (
+        <NumberInput
+          label={worded(`label.${field.key}`, field.label)}
+          field={field}
+          value={value}
+          change={change}
+          disabled={disabled}
+        />
+      )}
+      {given && !height && (
+        <NumberInput
+          label={t("tilt.roll")}
+          field={field}
+          value={pair[0]}
+          change={(roll) => change([roll, pair[1]])}
+          disabled={disabled}
+        />
+      )}
+      {given && !height && (
+        <NumberInput
+          label={t("tilt.pitch")}
+          field={field}
+          value={pair[1]}
+          change={(pitch) => change([pair[0], pitch])}
+          disabled={disabled}
+        />
+      )}
       {given && <span class="unit">{worded(`unit.${field.unit}`, field.unit ?? "")}</span>}
     </span>
   );
 }
 
-function Control(props: { ids: Ids; field: Field; value: unknown; change: (value: unknown) => void; disabled: boolean }): JSX.Element {
+function Control(props: {
+  ids: Ids;
+  field: Field;
+  value: unknown;
+  change: (value: unknown) => void;
+  disabled: boolean;
+}): JSX.Element {
   const { ids, field, change, disabled } = props;
   const value = props.value ?? field.default;
   const unit = field.unit && <span class="unit">{worded(`unit.${field.unit}`, field.unit)}</span>;
@@ -80,10 +127,23 @@ function Control(props: { ids: Ids; field: Field; value: unknown; change: (value
     case "tilt":
       return <WordOrNumbers {...props} />;
     case "flag":
-      return <input {...ids} type="checkbox" disabled={disabled} checked={value === true} onChange={(e) => change(e.currentTarget.checked)} />;
+      return (
+        <input
+          {...ids}
+          type="checkbox"
+          disabled={disabled}
+          checked={value === true}
+          onChange={(e) => change(e.currentTarget.checked)}
+        />
+      );
     case "choice":
       return (
-        <select {...ids} disabled={disabled} value={String(value)} onChange={(e) => change(e.currentTarget.value)}>
+        <select
+          {...ids}
+          disabled={disabled}
+          value={String(value)}
+          onChange={(e) => change(e.currentTarget.value)}
+        >
           {field.choices.map((c) => (
             <option key={c} value={c}>
               {worded(`choice.${field.key}.${c}`, c)}
@@ -95,15 +155,35 @@ function Control(props: { ids: Ids; field: Field; value: unknown; change: (value
       const [least, most] = value as [number, number];
       return (
         <span class="together">
-          <NumberInput ids={ids} field={field} value={least} change={(n) => change([n, most])} disabled={disabled} />
+          <NumberInput
+            ids={ids}
+            field={field}
+            value={least}
+            change={(n) => change([n, most])}
+            disabled={disabled}
+          />
           {t("settings.up_to")}
-          <NumberInput label={t("settings.most")} field={field} value={most} change={(n) => change([least, n])} disabled={disabled} />
+          <NumberInput
+            label={t("settings.most")}
+            field={field}
+            value={most}
+            change={(n) => change([least, n])}
+            disabled={disabled}
+          />
           {unit}
         </span>
       );
     }
     case "text":
-      return <input {...ids} disabled={disabled} maxLength={300} value={String(value ?? "")} onInput={(e) => change(e.currentTarget.value)} />;
+      return (
+        <input
+          {...ids}
+          disabled={disabled}
+          maxLength={300}
+          value={String(value ?? "")}
+          onInput={(e) => change(e.currentTarget.value)}
+        />
+      );
     default:
       return (
         <span class="together">
@@ -114,7 +194,11 @@ function Control(props: { ids: Ids; field: Field; value: unknown; change: (value
   }
 }
 
-export function CameraForm(props: { fields: Field[]; version: Version; save: (settings: Settings) => Promise<void> }): JSX.Element {
+export function CameraForm(props: {
+  fields: Field[];
+  version: Version;
+  save: (settings: Settings) => Promise<void>;
+}): JSX.Element {
   const { version } = props;
   const [settings, setSettings] = useState(version.settings);
   const [error, setError] = useState<unknown>(null);
@@ -126,17 +210,42 @@ export function CameraForm(props: { fields: Field[]; version: Version; save: (se
   };
   return (
     <form class="camera-form" onSubmit={submit}>
-      <p class="quiet">{t("settings.in_force", { n: number(version.version), name: version.name, time: moment(version.time), author: version.author })}</p>
+      <p class="quiet">
+        {t("settings.in_force", {
+          n: number(version.version),
+          name: version.name,
+          time: moment(version.time),
+          author: version.author,
+        })}
+      </p>
       <p>
         {t("settings.lines_elsewhere")} <a href={link("setup")}>{t("nav.setup")}</a>
       </p>
       {props.fields.map((field) => (
-        <Labelled key={field.key} label={worded(`label.${field.key}`, field.label)} help={worded(`help.${field.key}`, field.help)}>
-          {(ids) => <Control ids={ids} field={field} value={valueOf(settings, field.key)} change={(value) => setSettings(withValue(settings, field.key, value))} disabled={disabled} />}
+        <Labelled
+          key={field.key}
+          label={worded(`label.${field.key}`, field.label)}
+          help={worded(`help.${field.key}`, field.help)}
+        >
+          {(ids) => (
+            <Control
+              ids={ids}
+              field={field}
+              value={valueOf(settings, field.key)}
+              change={(value) => setSettings(withValue(settings, field.key, value))}
+              disabled={disabled}
+            />
+          )}
         </Labelled>
       ))}
       <Failure error={error} />
-      {disabled ? <p class="quiet">{t("settings.viewer")}</p> : <button class="main" disabled={same}>{t("settings.save")}</button>}
+      {disabled ? (
+        <p class="quiet">{t("settings.viewer")}</p>
+      ) : (
+        <button class="main" disabled={same}>
+          {t("settings.save")}
+        </button>
+      )}
     </form>
   );
 }

@@ -79,7 +79,12 @@ function Height(props: { camera: PlaceCamera; status: CameraStatus }): JSX.Eleme
     setError(null);
     try {
       const { version, settings } = await read<Version>(cameraPath(camera.name, "settings"));
-      if (settings.height_mm !== value) await ask("PUT", cameraPath(camera.name, "settings"), { base_version: version, name: t("guide.height_version", { height: metres(value) }), settings: { ...settings, height_mm: value } });
+      if (settings.height_mm !== value)
+        await ask("PUT", cameraPath(camera.name, "settings"), {
+          base_version: version,
+          name: t("guide.height_version", { height: metres(value) }),
+          settings: { ...settings, height_mm: value },
+        });
       setSaved(true);
     } catch (e) {
       setError(e);
@@ -90,17 +95,33 @@ function Height(props: { camera: PlaceCamera; status: CameraStatus }): JSX.Eleme
       {status.measuring !== null ? (
         <p role="status">{t("guide.measuring", { n: Math.round(100 * status.measuring) })}</p>
       ) : (
-        <p>{status.floor_mm === null ? t("guide.floor_none") : t("guide.floor", { height: metres(Math.round(status.floor_mm)) })}</p>
+        <p>
+          {status.floor_mm === null
+            ? t("guide.floor_none")
+            : t("guide.floor", { height: metres(Math.round(status.floor_mm)) })}
+        </p>
       )}
       <p class="buttons">
-        <button type="button" disabled={status.measuring !== null} onClick={() => void ask("POST", cameraPath(camera.name, "measure")).catch(setError)}>
+        <button
+          type="button"
+          disabled={status.measuring !== null}
+          onClick={() => void ask("POST", cameraPath(camera.name, "measure")).catch(setError)}
+        >
           {t("guide.measure")}
         </button>
       </p>
       <Labelled label={t("guide.height_label")} help={t("guide.height_help")}>
         {(ids) => (
           <span class="together">
-            <input {...ids} type="number" min="1500" max="15000" required value={value} onInput={(e) => (setSaved(false), setMm(e.currentTarget.valueAsNumber))} />
+            <input
+              {...ids}
+              type="number"
+              min="1500"
+              max="15000"
+              required
+              value={value}
+              onInput={(e) => (setSaved(false), setMm(e.currentTarget.valueAsNumber))}
+            />
             <span class="unit">mm</span>
           </span>
         )}
@@ -108,7 +129,12 @@ function Height(props: { camera: PlaceCamera; status: CameraStatus }): JSX.Eleme
       {off > 50 && <p class="warning">{t("guide.height_off", { off: number(off, 0) })}</p>}
       <Failure error={error} />
       <p class="buttons">
-        <button>{t("guide.height_confirm")}</button> {saved && <span role="status" class="good">{t("guide.height_saved")}</span>}
+        <button>{t("guide.height_confirm")}</button>{" "}
+        {saved && (
+          <span role="status" class="good">
+            {t("guide.height_saved")}
+          </span>
+        )}
       </p>
     </form>
   );
@@ -120,10 +146,16 @@ function TiltStep(props: { status: CameraStatus }): JSX.Element {
   const size = Math.hypot(tilt.roll_deg, tilt.pitch_deg);
   const text = t("guide.tilt_found", { roll: tilt.roll_deg, pitch: tilt.pitch_deg });
   if (size > most_deg) return <p class="warning">{`${text} ${t("guide.tilt_much")}`}</p>;
-  return <p class="good">{`${text} ${t(size < levelWithin_deg || !levelled ? "guide.tilt_level" : "guide.tilt_put_right")}`}</p>;
+  return (
+    <p class="good">{`${text} ${t(size < levelWithin_deg || !levelled ? "guide.tilt_level" : "guide.tilt_put_right")}`}</p>
+  );
 }
 
-function Walk(props: { camera: PlaceCamera; walked: Walked | null; set: (walked: Walked | null) => void }): JSX.Element {
+function Walk(props: {
+  camera: PlaceCamera;
+  walked: Walked | null;
+  set: (walked: Walked | null) => void;
+}): JSX.Element {
   const { camera, walked, set } = props;
   const events = useStore(happened);
   const since = useRef(0);
@@ -133,7 +165,15 @@ function Walk(props: { camera: PlaceCamera; walked: Walked | null; set: (walked:
   const chosen = line || lines[0]?.name || "";
   useEffect(() => {
     if (!walked || walked.events.length >= walks) return;
-    const mine = events.filter((e) => e.kind === "crossing" && e.camera === camera.name && e.place === walked.line && e.time_us > since.current).reverse();
+    const mine = events
+      .filter(
+        (e) =>
+          e.kind === "crossing" &&
+          e.camera === camera.name &&
+          e.place === walked.line &&
+          e.time_us > since.current,
+      )
+      .reverse();
     if (mine.length !== walked.events.length) set({ ...walked, events: mine.slice(0, walks) });
   }, [events]);
   if (value && !lines.length) return <p class="warning">{t("guide.walk_no_line")}</p>;
@@ -145,12 +185,21 @@ function Walk(props: { camera: PlaceCamera; walked: Walked | null; set: (walked:
     <>
       <p>{t("guide.walk_how", { n: walks })}</p>
       <Picture camera={camera} />
-      {lines.length > 1 && <Select label={t("history.line")} value={chosen} change={setLine} options={lines.map((l) => ({ value: l.name, text: l.name }))} />}
+      {lines.length > 1 && (
+        <Select
+          label={t("history.line")}
+          value={chosen}
+          change={setLine}
+          options={lines.map((l) => ({ value: l.name, text: l.name }))}
+        />
+      )}
       {walked && (
         <ol class="walks" aria-live="polite">
           {Array.from({ length: walks }, (_, i) => (
             <li key={i} class={walked.events[i] ? "done" : ""}>
-              {walked.events[i] ? t("guide.walk_counted", { direction: walked.events[i]!.direction_name ?? "" }) : t("guide.walk_waiting")}
+              {walked.events[i]
+                ? t("guide.walk_counted", { direction: walked.events[i]!.direction_name ?? "" })
+                : t("guide.walk_waiting")}
             </li>
           ))}
         </ol>
@@ -184,7 +233,9 @@ export function Guide(props: { place: Place; camera: PlaceCamera }): JSX.Element
     ask("PUT", cameraPath(camera.name, "commissioned"), note).then(() => (go(at + 1), loadPlace()), setError);
     return undefined;
   };
-  const waits = (step === "source" && status?.state !== "online") || (step === "walk" && (walked?.events.length ?? 0) < walks);
+  const waits =
+    (step === "source" && status?.state !== "online") ||
+    (step === "walk" && (walked?.events.length ?? 0) < walks);
   return (
     <div class="guide">
       <ol class="progress">
@@ -217,7 +268,9 @@ export function Guide(props: { place: Place; camera: PlaceCamera }): JSX.Element
           </>
         )}
         {step === "walk" && <Walk camera={camera} walked={walked} set={setWalked} />}
-        {status && step === "report" && <Report place={place} camera={camera} status={status} walked={walked} />}
+        {status && step === "report" && (
+          <Report place={place} camera={camera} status={status} walked={walked} />
+        )}
         <Failure error={error} />
       </section>
       <p class="buttons steps-bar">

@@ -49,12 +49,18 @@ function paint(canvas: HTMLCanvasElement, heat: Heat): void {
 function Layer(props: { heat: Heat; label: string }): JSX.Element {
   const canvas = useRef<HTMLCanvasElement>(null);
   useEffect(() => paint(canvas.current!, props.heat), [props.heat]);
-  return <canvas class="heat-layer" ref={canvas} width="960" height="544" role="img" aria-label={props.label} />;
+  return (
+    <canvas class="heat-layer" ref={canvas} width="960" height="544" role="img" aria-label={props.label} />
+  );
 }
 
 function amount(heat: Heat, value: number): string {
   if (heat.what === "motion") return t("heat.passages", { n: Math.round(value) });
-  return value < 120 ? t("heat.seconds", { n: Math.round(value) }) : value < 7200 ? t("heat.minutes", { n: Math.round(value / 60) }) : t("heat.hours", { n: Math.round(value / 3600) });
+  return value < 120
+    ? t("heat.seconds", { n: Math.round(value) })
+    : value < 7200
+      ? t("heat.minutes", { n: Math.round(value / 60) })
+      : t("heat.hours", { n: Math.round(value / 3600) });
 }
 
 function Legend(props: { heat: Heat }): JSX.Element {
@@ -64,7 +70,8 @@ function Legend(props: { heat: Heat }): JSX.Element {
     <div class="heat-legend">
       {steps.map((part) => (
         <span key={part}>
-          <i style={{ background: `rgb(${colour(part).join(",")})` }} /> {amount(props.heat, part * part * most)}
+          <i style={{ background: `rgb(${colour(part).join(",")})` }} />{" "}
+          {amount(props.heat, part * part * most)}
         </span>
       ))}
     </div>
@@ -80,7 +87,10 @@ function Ninths(props: { heat: Heat }): JSX.Element {
     const y = Math.floor((Math.floor(i / heat.columns) * 3) / heat.rows);
     sums[3 * y + x]! += cell;
   });
-  const all = Math.max(1, sums.reduce((a, b) => a + b, 0));
+  const all = Math.max(
+    1,
+    sums.reduce((a, b) => a + b, 0),
+  );
   const columns = [t("heat.left"), t("heat.centre"), t("heat.right")];
   return (
     <table class="ninths">
@@ -122,24 +132,72 @@ export function HeatScreen(props: { place: Place }): JSX.Element {
   const to = value("to", place.today);
   const [first, last] = [value("from_hour", "0"), value("to_hour", "24")];
   const request = new URLSearchParams({ what, from, to, from_hour: first, to_hour: last }).toString();
-  const { value: heat, error } = useLoaded(`${camera?.name}?${request}`, () => (camera ? read<Heat>(cameraPath(camera.name, `heat?${request}`)) : Promise.resolve(null)));
+  const { value: heat, error } = useLoaded(`${camera?.name}?${request}`, () =>
+    camera ? read<Heat>(cameraPath(camera.name, `heat?${request}`)) : Promise.resolve(null),
+  );
   if (!camera) return <p>{t("live.no_camera")}</p>;
   const set = (name: string, to: string): void => {
     const next = new URLSearchParams(query);
     next.set(name, to);
     setQuery(next);
   };
-  const hours = (least: number, most: number) => Array.from({ length: most - least + 1 }, (_, i) => ({ value: String(least + i), text: `${String(least + i).padStart(2, "0")}:00` }));
+  const hours = (least: number, most: number) =>
+    Array.from({ length: most - least + 1 }, (_, i) => ({
+      value: String(least + i),
+      text: `${String(least + i).padStart(2, "0")}:00`,
+    }));
   return (
     <div class="heat">
       <h1>{t("nav.heat")}</h1>
       <div class="filters">
-        {place.cameras.length > 1 && <Select label={t("camera")} value={camera.name} change={(v) => set("camera", v)} options={place.cameras.map((c) => ({ value: c.name, text: c.name }))} />}
-        <Select label={t("heat.what")} value={what} change={(v) => set("what", v)} options={(["dwell", "motion"] as const).map((v) => ({ value: v, text: t(`heat.${v}`) }))} />
-        <Labelled label={t("history.from")}>{(ids) => <input {...ids} type="date" value={from} max={to} onChange={(e) => e.currentTarget.value && set("from", e.currentTarget.value)} />}</Labelled>
-        <Labelled label={t("history.to")}>{(ids) => <input {...ids} type="date" value={to} min={from} onChange={(e) => e.currentTarget.value && set("to", e.currentTarget.value)} />}</Labelled>
-        <Select label={t("heat.from_hour")} value={first} change={(v) => set("from_hour", v)} options={hours(0, Number(last) - 1)} />
-        <Select label={t("heat.to_hour")} value={last} change={(v) => set("to_hour", v)} options={hours(Number(first) + 1, 24)} />
+        {place.cameras.length > 1 && (
+          <Select
+            label={t("camera")}
+            value={camera.name}
+            change={(v) => set("camera", v)}
+            options={place.cameras.map((c) => ({ value: c.name, text: c.name }))}
+          />
+        )}
+        <Select
+          label={t("heat.what")}
+          value={what}
+          change={(v) => set("what", v)}
+          options={(["dwell", "motion"] as const).map((v) => ({ value: v, text: t(`heat.${v}`) }))}
+        />
+        <Labelled label={t("history.from")}>
+          {(ids) => (
+            <input
+              {...ids}
+              type="date"
+              value={from}
+              max={to}
+              onChange={(e) => e.currentTarget.value && set("from", e.currentTarget.value)}
+            />
+          )}
+        </Labelled>
+        <Labelled label={t("history.to")}>
+          {(ids) => (
+            <input
+              {...ids}
+              type="date"
+              value={to}
+              min={from}
+              onChange={(e) => e.currentTarget.value && set("to", e.currentTarget.value)}
+            />
+          )}
+        </Labelled>
+        <Select
+          label={t("heat.from_hour")}
+          value={first}
+          change={(v) => set("from_hour", v)}
+          options={hours(0, Number(last) - 1)}
+        />
+        <Select
+          label={t("heat.to_hour")}
+          value={last}
+          change={(v) => set("to_hour", v)}
+          options={hours(Number(first) + 1, 24)}
+        />
       </div>
       <Failure error={error} />
       <Picture camera={camera} still>

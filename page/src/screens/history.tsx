@@ -80,11 +80,30 @@ function lineSeries(answer: Counts, c: Choice): Omit<Series, "colour">[] {
   const n = answer.spans.length;
   const chosen = answer.series.filter((s) => !c.line || c.line === `${s.camera}/${s.line}`);
   const kinds = (["adult", "child", "staff"] as const).filter((k) => !c.kind || c.kind === k);
-  if (c.split === "kind") return kinds.map((k) => ({ name: t(`kind.${k}`), values: add(chosen.map((s) => s[k]), n) }));
+  if (c.split === "kind")
+    return kinds.map((k) => ({
+      name: t(`kind.${k}`),
+      values: add(
+        chosen.map((s) => s[k]),
+        n,
+      ),
+    }));
   const key = (s: Counts["series"][number]) =>
-    c.split === "all" ? t("history.everybody") : c.split === "line" ? s.line : c.line ? s.direction_name : `${s.line}: ${s.direction_name}`;
+    c.split === "all"
+      ? t("history.everybody")
+      : c.split === "line"
+        ? s.line
+        : c.line
+          ? s.direction_name
+          : `${s.line}: ${s.direction_name}`;
   const names = [...new Set(chosen.map(key))];
-  return names.map((name) => ({ name, values: add(chosen.filter((s) => key(s) === name).flatMap((s) => kinds.map((k) => s[k])), n) }));
+  return names.map((name) => ({
+    name,
+    values: add(
+      chosen.filter((s) => key(s) === name).flatMap((s) => kinds.map((k) => s[k])),
+      n,
+    ),
+  }));
 }
 
 function seriesOf(answer: Answer, c: Choice): Omit<Series, "colour">[] {
@@ -94,7 +113,17 @@ function seriesOf(answer: Answer, c: Choice): Omit<Series, "colour">[] {
       [t("kind.adult"), answer.adults ?? []],
       [t("kind.child"), answer.children ?? []],
     ];
-    return c.split === "kind" ? both.map(([name, values]) => ({ name, values })) : [{ name: t("history.visitors"), values: add(both.map(([, v]) => v), n) }];
+    return c.split === "kind"
+      ? both.map(([name, values]) => ({ name, values }))
+      : [
+          {
+            name: t("history.visitors"),
+            values: add(
+              both.map(([, v]) => v),
+              n,
+            ),
+          },
+        ];
   }
   if (c.what === "counts") return lineSeries(answer as Counts, c);
   if (c.what === "regions") {
@@ -120,7 +149,11 @@ function compared(answer: Answer, other: Answer, c: Choice): Omit<Series, "colou
   }));
 }
 
-function Presets(props: { today: string; choice: Choice; choose: (from: string, to: string) => void }): JSX.Element {
+function Presets(props: {
+  today: string;
+  choice: Choice;
+  choose: (from: string, to: string) => void;
+}): JSX.Element {
   const { today } = props;
   const spans: [string, string, string][] = [
     [t("history.today"), today, today],
@@ -132,7 +165,12 @@ function Presets(props: { today: string; choice: Choice; choose: (from: string, 
   return (
     <div class="tabs" role="group" aria-label={t("history.span")}>
       {spans.map(([name, from, to]) => (
-        <button key={name} type="button" aria-pressed={props.choice.from === from && props.choice.to === to} onClick={() => props.choose(from, to)}>
+        <button
+          key={name}
+          type="button"
+          aria-pressed={props.choice.from === from && props.choice.to === to}
+          onClick={() => props.choose(from, to)}
+        >
           {name}
         </button>
       ))}
@@ -143,15 +181,32 @@ function Presets(props: { today: string; choice: Choice; choose: (from: string, 
 function DateField(props: { label: string; value: string; change: (date: string) => void }): JSX.Element {
   return (
     <Labelled label={props.label}>
-      {(ids) => <input {...ids} type="date" value={props.value} onChange={(event) => event.currentTarget.value && props.change(event.currentTarget.value)} />}
+      {(ids) => (
+        <input
+          {...ids}
+          type="date"
+          value={props.value}
+          onChange={(event) => event.currentTarget.value && props.change(event.currentTarget.value)}
+        />
+      )}
     </Labelled>
   );
 }
 
-function Filters(props: { choice: Choice; answer: Answer | null; set: (change: Partial<Choice>) => void; today: string }): JSX.Element {
+function Filters(props: {
+  choice: Choice;
+  answer: Answer | null;
+  set: (change: Partial<Choice>) => void;
+  today: string;
+}): JSX.Element {
   const { choice: c, set, today } = props;
-  const by: By[] = (["minute", "quarter", "hour", "day", "month"] as By[]).filter((b) => allowed(b, c.from, c.to));
-  const lines = c.what === "counts" ? [...new Set(((props.answer as Counts | null)?.series ?? []).map((s) => `${s.camera}/${s.line}`))] : [];
+  const by: By[] = (["minute", "quarter", "hour", "day", "month"] as By[]).filter((b) =>
+    allowed(b, c.from, c.to),
+  );
+  const lines =
+    c.what === "counts"
+      ? [...new Set(((props.answer as Counts | null)?.series ?? []).map((s) => `${s.camera}/${s.line}`))]
+      : [];
   const days = daysBetween(c.from, c.to) + 1;
   const spans: [string, string][] = [
     [t("history.compare_none"), ""],
@@ -162,21 +217,109 @@ function Filters(props: { choice: Choice; answer: Answer | null; set: (change: P
   const isOther = c.compare !== "" && !spans.some(([, from]) => from === c.compare);
   return (
     <div class="filters">
-      <Select label={t("history.what")} value={c.what} change={(what) => set({ what, value: "", split: what === "counts" ? "direction" : "all" })} options={(["visitors", "counts", "regions", "areas"] as What[]).map((value) => ({ value, text: t(`what.${value}`) }))} />
-      <DateField label={t("history.from")} value={c.from} change={(from) => set({ from, to: from > c.to ? from : c.to })} />
-      <DateField label={t("history.to")} value={c.to} change={(to) => set({ to, from: to < c.from ? to : c.from })} />
-      <Select label={t("history.by")} value={c.by} change={(value) => set({ by: value })} options={by.map((value) => ({ value, text: t(`by.${value}`) }))} />
-      {c.what === "counts" && <Select label={t("history.line")} value={c.line} change={(line) => set({ line })} options={[{ value: "", text: t("history.all_lines") }, ...lines.map((value) => ({ value, text: value.replace("/", ": ") }))]} />}
-      {(c.what === "counts" || c.what === "visitors") && (
-        <Select label={t("history.split")} value={c.split} change={(split) => set({ split })} options={(c.what === "counts" ? (["direction", "line", "kind", "all"] as Split[]) : (["all", "kind"] as Split[])).map((value) => ({ value, text: t(`split.${value}`) }))} />
+      <Select
+        label={t("history.what")}
+        value={c.what}
+        change={(what) => set({ what, value: "", split: what === "counts" ? "direction" : "all" })}
+        options={(["visitors", "counts", "regions", "areas"] as What[]).map((value) => ({
+          value,
+          text: t(`what.${value}`),
+        }))}
+      />
+      <DateField
+        label={t("history.from")}
+        value={c.from}
+        change={(from) => set({ from, to: from > c.to ? from : c.to })}
+      />
+      <DateField
+        label={t("history.to")}
+        value={c.to}
+        change={(to) => set({ to, from: to < c.from ? to : c.from })}
+      />
+      <Select
+        label={t("history.by")}
+        value={c.by}
+        change={(value) => set({ by: value })}
+        options={by.map((value) => ({ value, text: t(`by.${value}`) }))}
+      />
+      {c.what === "counts" && (
+        <Select
+          label={t("history.line")}
+          value={c.line}
+          change={(line) => set({ line })}
+          options={[
+            { value: "", text: t("history.all_lines") },
+            ...lines.map((value) => ({ value, text: value.replace("/", ": ") })),
+          ]}
+        />
       )}
-      {c.what === "counts" && <Select label={t("history.kind")} value={c.kind} change={(kind) => set({ kind })} options={[{ value: "", text: t("history.all_kinds") }, ...(["adult", "child", "staff"] as const).map((value) => ({ value: value as string, text: t(`kind.${value}`) }))]} />}
-      {c.what === "regions" && <Select label={t("history.value")} value={c.value || "mean_people"} change={(value) => set({ value })} options={["mean_people", "most", "stays", "mean_stay_s"].map((value) => ({ value, text: t(`value.${value as "stays"}`) }))} />}
-      {c.what === "areas" && <Select label={t("history.value")} value={c.value || "most"} change={(value) => set({ value })} options={["most", "at_end"].map((value) => ({ value, text: t(`value.${value as "at_end"}`) }))} />}
-      <Select label={t("history.compare")} value={isOther ? "other" : c.compare} change={(value) => set({ compare: value === "other" ? addDays(today, -1) : value })} options={[...spans.map(([text, value]) => ({ value, text })), { value: "other", text: t("history.compare_other") }]} />
-      {isOther && <DateField label={t("history.compare_day")} value={c.compare} change={(compare) => set({ compare })} />}
+      {(c.what === "counts" || c.what === "visitors") && (
+        <Select
+          label={t("history.split")}
+          value={c.split}
+          change={(split) => set({ split })}
+          options={(c.what === "counts"
+            ? (["direction", "line", "kind", "all"] as Split[])
+            : (["all", "kind"] as Split[])
+          ).map((value) => ({ value, text: t(`split.${value}`) }))}
+        />
+      )}
+      {c.what === "counts" && (
+        <Select
+          label={t("history.kind")}
+          value={c.kind}
+          change={(kind) => set({ kind })}
+          options={[
+            { value: "", text: t("history.all_kinds") },
+            ...(["adult", "child", "staff"] as const).map((value) => ({
+              value: value as string,
+              text: t(`kind.${value}`),
+            })),
+          ]}
+        />
+      )}
+      {c.what === "regions" && (
+        <Select
+          label={t("history.value")}
+          value={c.value || "mean_people"}
+          change={(value) => set({ value })}
+          options={["mean_people", "most", "stays", "mean_stay_s"].map((value) => ({
+            value,
+            text: t(`value.${value as "stays"}`),
+          }))}
+        />
+      )}
+      {c.what === "areas" && (
+        <Select
+          label={t("history.value")}
+          value={c.value || "most"}
+          change={(value) => set({ value })}
+          options={["most", "at_end"].map((value) => ({ value, text: t(`value.${value as "at_end"}`) }))}
+        />
+      )}
+      <Select
+        label={t("history.compare")}
+        value={isOther ? "other" : c.compare}
+        change={(value) => set({ compare: value === "other" ? addDays(today, -1) : value })}
+        options={[
+          ...spans.map(([text, value]) => ({ value, text })),
+          { value: "other", text: t("history.compare_other") },
+        ]}
+      />
+      {isOther && (
+        <DateField
+          label={t("history.compare_day")}
+          value={c.compare}
+          change={(compare) => set({ compare })}
+        />
+      )}
       <label class="check">
-        <input type="checkbox" checked={c.open} onChange={(event) => set({ open: event.currentTarget.checked })} /> {t("history.open")}
+        <input
+          type="checkbox"
+          checked={c.open}
+          onChange={(event) => set({ open: event.currentTarget.checked })}
+        />{" "}
+        {t("history.open")}
       </label>
     </div>
   );
@@ -190,16 +333,29 @@ function Remarks(props: { answer: Answer }): JSX.Element | null {
       <h2>{t("history.remarks")}</h2>
       <ul>
         {clock_changes.map((c) => (
-          <li key={c.date} class="clock">{t("history.clock_change", { day: day(c.date), n: c.hours })}</li>
+          <li key={c.date} class="clock">
+            {t("history.clock_change", { day: day(c.date), n: c.hours })}
+          </li>
         ))}
         {changes.map((c) => (
           <li key={`${c.camera}${c.version}`} class="change">
-            {t("history.change", { time: moment(c.time), camera: c.camera, name: c.name, author: c.author, version: c.version })}
+            {t("history.change", {
+              time: moment(c.time),
+              camera: c.camera,
+              name: c.name,
+              author: c.author,
+              version: c.version,
+            })}
           </li>
         ))}
         {gaps.map((g) => (
           <li key={`${g.camera}${g.from_us}`} class="gap">
-            {t("history.gap", { from: moment(g.from), to: g.from.slice(0, 10) === g.to.slice(0, 10) ? clock(g.to) : moment(g.to), camera: g.camera, why: g.why })}
+            {t("history.gap", {
+              from: moment(g.from),
+              to: g.from.slice(0, 10) === g.to.slice(0, 10) ? clock(g.to) : moment(g.to),
+              camera: g.camera,
+              why: g.why,
+            })}
           </li>
         ))}
       </ul>
@@ -231,7 +387,11 @@ function Table(props: { answer: Answer; series: Series[]; adds: boolean }): JSX.
               <th scope="row">{spanTitle(span, answer.spans)}</th>
               {series.map((s) => (
                 <td key={s.name} class="number">
-                  {s.values[i] === null || s.values[i] === undefined ? <span class="quiet">{t("history.unwatched")}</span> : number(s.values[i]!)}
+                  {s.values[i] === null || s.values[i] === undefined ? (
+                    <span class="quiet">{t("history.unwatched")}</span>
+                  ) : (
+                    number(s.values[i]!)
+                  )}
                 </td>
               ))}
             </tr>
@@ -262,26 +422,42 @@ export function HistoryScreen(props: { place: Place }): JSX.Element {
   const c = choiceOf(query, place.today);
   const set = (change: Partial<Choice>): void => {
     const next = { ...c, ...change };
-    if (change.from || change.to) next.by = allowed(c.by, next.from, next.to) && query.has("by") ? c.by : usual(next.from, next.to);
+    if (change.from || change.to)
+      next.by = allowed(c.by, next.from, next.to) && query.has("by") ? c.by : usual(next.from, next.to);
     if (change.from !== undefined && change.compare === undefined) next.compare = "";
     const kept = Object.entries(next).filter(([, value]) => value !== "" && value !== false);
     setQuery(new URLSearchParams(kept.map(([key, value]) => [key, String(value)])));
   };
   const key = request(c, c.from, c.to);
-  const { value: answer, error, loading } = useLoaded(key, async () => ({ key, what: c.what, data: await load(c, c.from, c.to) }));
+  const {
+    value: answer,
+    error,
+    loading,
+  } = useLoaded(key, async () => ({ key, what: c.what, data: await load(c, c.from, c.to) }));
   const days = daysBetween(c.from, c.to);
   const otherKey = c.compare ? request(c, c.compare, addDays(c.compare, days)) : "";
-  const other = useLoaded(otherKey, async () => (c.compare ? { key: otherKey, data: await load(c, c.compare, addDays(c.compare, days)) } : null));
+  const other = useLoaded(otherKey, async () =>
+    c.compare ? { key: otherKey, data: await load(c, c.compare, addDays(c.compare, days)) } : null,
+  );
   const speaks = useStore(language);
   const shown = answer?.what === c.what ? answer.data : null;
   const series = useMemo<Series[]>(() => {
     if (!shown) return [];
-    const own = seriesOf(shown, c).slice(0, colours.length).map((s, i) => ({ ...s, colour: colours[i]! }));
+    const own = seriesOf(shown, c)
+      .slice(0, colours.length)
+      .map((s, i) => ({ ...s, colour: colours[i]! }));
     if (!c.compare || other.value?.key !== otherKey) return own;
-    return [...own, ...compared(shown, other.value.data, c).slice(0, own.length).map((s, i) => ({ ...s, colour: colours[i]!, dashed: true }))];
+    return [
+      ...own,
+      ...compared(shown, other.value.data, c)
+        .slice(0, own.length)
+        .map((s, i) => ({ ...s, colour: colours[i]!, dashed: true })),
+    ];
   }, [shown, other.value, c.split, c.line, c.kind, c.value, c.compare, otherKey, speaks]);
   const adds = c.what === "visitors" || c.what === "counts" || c.value === "stays";
-  const unit = t(`unit.${c.what === "regions" ? (c.value || "mean_people") : c.what === "areas" ? "areas" : c.what}` as "unit.counts");
+  const unit = t(
+    `unit.${c.what === "regions" ? c.value || "mean_people" : c.what === "areas" ? "areas" : c.what}` as "unit.counts",
+  );
   return (
     <div class="history">
       <h1>{t("nav.history")}</h1>
@@ -299,7 +475,17 @@ export function HistoryScreen(props: { place: Place }): JSX.Element {
               ))}
             </p>
           )}
-          {series.length ? <Chart history={shown} series={series} unit={unit} named={!adds} label={t("history.chart", { what: t(`what.${c.what}`), from: day(c.from), to: day(c.to) })} /> : <p class="quiet">{t("history.nothing")}</p>}
+          {series.length ? (
+            <Chart
+              history={shown}
+              series={series}
+              unit={unit}
+              named={!adds}
+              label={t("history.chart", { what: t(`what.${c.what}`), from: day(c.from), to: day(c.to) })}
+            />
+          ) : (
+            <p class="quiet">{t("history.nothing")}</p>
+          )}
           <Remarks answer={shown} />
           <section>
             <h2>{t("history.table")}</h2>

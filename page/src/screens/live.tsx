@@ -11,7 +11,17 @@ import { go, link, route } from "../route";
 import { useStore } from "../store";
 import { sentenceOf, Story, type StoryOf } from "../story";
 import { clock, duration, metres, moment, number, said, t } from "../text";
-import type { CountEvent, Direction, LiveCounts, LiveFrame, LivePerson, Place, PlaceCamera, Settings, Version } from "../types";
+import type {
+  CountEvent,
+  Direction,
+  LiveCounts,
+  LiveFrame,
+  LivePerson,
+  Place,
+  PlaceCamera,
+  Settings,
+  Version,
+} from "../types";
 
 export function HealthSentence(): JSX.Element {
   const now = useStore(health);
@@ -22,7 +32,9 @@ export function HealthSentence(): JSX.Element {
   const online = now.cameras.filter((c) => c.state === "online").length;
   return (
     <p class={`health ${now.level}`}>
-      {worst ? `${said(worst)} ${t("health.since", { time: moment(worst.since) })}` : t("health.ok", { n: online })}
+      {worst
+        ? `${said(worst)} ${t("health.since", { time: moment(worst.since) })}`
+        : t("health.ok", { n: online })}
       {now.problems.length > 1 && ` ${t("health.more", { n: now.problems.length - 1 })}`}
     </p>
   );
@@ -49,11 +61,19 @@ function Figures(props: { now: LiveCounts; last: CountEvent | undefined }): JSX.
           key={area.area}
           label={t("live.inside", { area: area.area })}
           value={number(area.inside)}
-          note={area.capacity === null ? undefined : t(area.level === "full" ? "live.full" : "live.of", { n: area.capacity })}
+          note={
+            area.capacity === null
+              ? undefined
+              : t(area.level === "full" ? "live.full" : "live.of", { n: area.capacity })
+          }
           full={area.level === "full"}
         />
       ))}
-      <Figure label={t("live.last")} value={last ? clock(last.time) : "–"} note={last ? `${sentenceOf(last)}` : t("live.nothing")} />
+      <Figure
+        label={t("live.last")}
+        value={last ? clock(last.time) : "–"}
+        note={last ? `${sentenceOf(last)}` : t("live.nothing")}
+      />
     </dl>
   );
 }
@@ -65,10 +85,19 @@ export function Hours(props: { hours: LiveCounts["hours"] }): JSX.Element {
   return (
     <section>
       <h2>{t("live.hours")}</h2>
-      <svg class="hours" viewBox={`0 0 ${props.hours.length * 10} 60`} preserveAspectRatio="none" aria-hidden="true">
+      <svg
+        class="hours"
+        viewBox={`0 0 ${props.hours.length * 10} 60`}
+        preserveAspectRatio="none"
+        aria-hidden="true"
+      >
         {props.hours.map((h, i) => {
           const high = ((h.people ?? 0) / most) * 56;
-          return h.people === null ? <rect key={i} class="none" x={i * 10 + 1.5} y="58" width="7" height="2" /> : <rect key={i} x={i * 10 + 1.5} y={60 - high} width="7" height={high} />;
+          return h.people === null ? (
+            <rect key={i} class="none" x={i * 10 + 1.5} y="58" width="7" height="2" />
+          ) : (
+            <rect key={i} x={i * 10 + 1.5} y={60 - high} width="7" height={high} />
+          );
         })}
       </svg>
       <p class="scale" aria-hidden="true">
@@ -104,10 +133,19 @@ function PersonMark(props: { person: LivePerson; unit: number; open: () => void 
   );
 }
 
-function Overlay(props: { shown: LiveFrame; settings: Settings; camera: PlaceCamera; now: LiveCounts | null; unit: number; open: (of: StoryOf) => void }): JSX.Element {
+function Overlay(props: {
+  shown: LiveFrame;
+  settings: Settings;
+  camera: PlaceCamera;
+  now: LiveCounts | null;
+  unit: number;
+  open: (of: StoryOf) => void;
+}): JSX.Element {
   const { shown, settings, camera, now, unit } = props;
   const count = (line: string, direction: Direction): string => {
-    const found = now?.lines.find((l) => l.camera === camera.name && l.line === line)?.directions.find((d) => d.direction === direction);
+    const found = now?.lines
+      .find((l) => l.camera === camera.name && l.line === line)
+      ?.directions.find((d) => d.direction === direction);
     return found ? `${found.name} ${number(found.people)}` : "";
   };
   const inside = (region: string): string => {
@@ -116,12 +154,22 @@ function Overlay(props: { shown: LiveFrame; settings: Settings; camera: PlaceCam
     return people.length ? `${region} ${people.length} · ${duration(longest)}` : `${region} 0`;
   };
   return (
-    <svg class="marks" viewBox={`0 0 ${camera.width} ${camera.height}`} data-frame={shown.frame} aria-hidden="true">
+    <svg
+      class="marks"
+      viewBox={`0 0 ${camera.width} ${camera.height}`}
+      data-frame={shown.frame}
+      aria-hidden="true"
+    >
       {settings.region.map((r) => (
         <AreaMark key={r.name} kind="region" points={r.points} text={inside(r.name)} unit={unit} />
       ))}
       {shown.people.map((p) => (
-        <PersonMark key={p.track} person={p} unit={unit} open={() => props.open({ camera: camera.name, track: p.track, at_us: shown.time_us })} />
+        <PersonMark
+          key={p.track}
+          person={p}
+          unit={unit}
+          open={() => props.open({ camera: camera.name, track: p.track, at_us: shown.time_us })}
+        />
       ))}
       {settings.line.map((l) => (
         <LineMark key={l.name} line={l} texts={[count(l.name, 1), count(l.name, 2)]} unit={unit} />
@@ -203,7 +251,11 @@ function Lines(props: { now: LiveCounts; open: (of: CountOf) => void }): JSX.Ele
               </th>
               {l.directions.map((d) => (
                 <td key={d.direction} class={d.direction === 1 ? "one" : "two"}>
-                  <button type="button" class="text" onClick={() => props.open({ camera: l.camera, line: l.line, ...d })}>
+                  <button
+                    type="button"
+                    class="text"
+                    onClick={() => props.open({ camera: l.camera, line: l.line, ...d })}
+                  >
                     {d.name} <b>{number(d.people)}</b>
                   </button>
                 </td>
@@ -225,8 +277,12 @@ function RegionTable(props: { now: LiveCounts }): JSX.Element | null {
         <thead>
           <tr>
             <th scope="col">{t("live.region")}</th>
-            <th scope="col" class="number">{t("live.people")}</th>
-            <th scope="col" class="number">{t("live.longest")}</th>
+            <th scope="col" class="number">
+              {t("live.people")}
+            </th>
+            <th scope="col" class="number">
+              {t("live.longest")}
+            </th>
           </tr>
         </thead>
         <tbody>
@@ -253,7 +309,11 @@ function EventList(props: { events: CountEvent[]; open: (of: StoryOf) => void; e
           {e.track === null ? (
             <span>{sentenceOf(e)}</span>
           ) : (
-            <button type="button" class="text" onClick={() => props.open({ camera: e.camera, track: e.track!, at_us: e.time_us })}>
+            <button
+              type="button"
+              class="text"
+              onClick={() => props.open({ camera: e.camera, track: e.track!, at_us: e.time_us })}
+            >
               {sentenceOf(e)}
             </button>
           )}
@@ -268,7 +328,11 @@ function CameraChoice(props: { cameras: PlaceCamera[]; chosen: string }): JSX.El
   return (
     <nav class="tabs" aria-label={t("cameras")}>
       {props.cameras.map((c) => (
-        <a key={c.name} href={link("live", c.name)} aria-current={c.name === props.chosen ? "page" : undefined}>
+        <a
+          key={c.name}
+          href={link("live", c.name)}
+          aria-current={c.name === props.chosen ? "page" : undefined}
+        >
           {c.name}
         </a>
       ))}
@@ -287,7 +351,11 @@ export function Live(props: { place: Place }): JSX.Element {
   const camera = place.cameras.find((c) => c.name === parts[0]) ?? place.cameras[0];
   useEffect(() => follow(camera?.name ?? null), [camera?.name]);
   const version = other?.camera === camera?.name ? other?.version : 0;
-  const { value: settings } = useLoaded(`${camera?.name} ${version}`, () => (camera ? read<Version>(cameraPath(camera.name, "settings")) : Promise.reject(new Error(t("live.no_camera")))));
+  const { value: settings } = useLoaded(`${camera?.name} ${version}`, () =>
+    camera
+      ? read<Version>(cameraPath(camera.name, "settings"))
+      : Promise.reject(new Error(t("live.no_camera"))),
+  );
   if (!camera) return <p>{t("live.no_camera")}</p>;
   const last = events.find((e) => e.kind === "crossing");
   return (
@@ -300,10 +368,25 @@ export function Live(props: { place: Place }): JSX.Element {
           <CameraChoice cameras={place.cameras} chosen={camera.name} />
           <Picture
             camera={camera}
-            below={(shown) => <InView people={shown.people} open={(track) => setStory({ camera: camera.name, track, at_us: shown.time_us })} />}
+            below={(shown) => (
+              <InView
+                people={shown.people}
+                open={(track) => setStory({ camera: camera.name, track, at_us: shown.time_us })}
+              />
+            )}
           >
             {(shown, unit) =>
-              shown && settings && <Overlay shown={shown} settings={settings.settings} camera={camera} now={now} unit={unit} open={setStory} />
+              shown &&
+              settings && (
+                <Overlay
+                  shown={shown}
+                  settings={settings.settings}
+                  camera={camera}
+                  now={now}
+                  unit={unit}
+                  open={setStory}
+                />
+              )
             }
           </Picture>
         </section>
@@ -318,10 +401,21 @@ export function Live(props: { place: Place }): JSX.Element {
         </div>
       </div>
       {count && (
-        <Dialog title={t("live.count_title", { line: count.line, direction: count.name })} close={() => setCount(null)}>
+        <Dialog
+          title={t("live.count_title", { line: count.line, direction: count.name })}
+          close={() => setCount(null)}
+        >
           <p>{t("live.count_hint")}</p>
           <EventList
-            events={events.filter((e) => e.kind === "crossing" && e.camera === count.camera && e.place === count.line && e.direction === count.direction).slice(0, 12)}
+            events={events
+              .filter(
+                (e) =>
+                  e.kind === "crossing" &&
+                  e.camera === count.camera &&
+                  e.place === count.line &&
+                  e.direction === count.direction,
+              )
+              .slice(0, 12)}
             open={setStory}
             empty={t("live.count_none")}
           />
@@ -332,7 +426,13 @@ export function Live(props: { place: Place }): JSX.Element {
           </p>
         </Dialog>
       )}
-      {story && <Story of={story} camera={place.cameras.find((c) => c.name === story.camera)} close={() => setStory(null)} />}
+      {story && (
+        <Story
+          of={story}
+          camera={place.cameras.find((c) => c.name === story.camera)}
+          close={() => setStory(null)}
+        />
+      )}
     </div>
   );
 }

@@ -6,7 +6,11 @@ import { Labelled } from "../parts";
 import { t } from "../text";
 import type { Session } from "../types";
 
-function useSending(send: () => Promise<void>): { error: string; busy: boolean; submit: (event: Event) => void } {
+function useSending(send: () => Promise<void>): {
+  error: string;
+  busy: boolean;
+  submit: (event: Event) => void;
+} {
   const [error, setError] = useState("");
   const [busy, setBusy] = useState(false);
   const submit = (event: Event): void => {
@@ -20,7 +24,13 @@ function useSending(send: () => Promise<void>): { error: string; busy: boolean; 
   return { error, busy, submit };
 }
 
-function Secret(props: { label: string; value: string; change: (value: string) => void; fresh?: boolean; help?: string }): JSX.Element {
+function Secret(props: {
+  label: string;
+  value: string;
+  change: (value: string) => void;
+  fresh?: boolean;
+  help?: string;
+}): JSX.Element {
   return (
     <Labelled label={props.label} help={props.help}>
       {(ids) => (
@@ -42,12 +52,26 @@ function Secret(props: { label: string; value: string; change: (value: string) =
 export function Login(props: { session: Session }): JSX.Element {
   const [name, setName] = useState(props.session.first_start ? "admin" : "");
   const [password, setPassword] = useState("");
-  const { error, busy, submit } = useSending(async () => session.set(await ask<Session>("POST", "session", { name, password })));
+  const { error, busy, submit } = useSending(async () =>
+    session.set(await ask<Session>("POST", "session", { name, password })),
+  );
   return (
     <form class="login" onSubmit={submit}>
       <h1>{t("login.title")}</h1>
       {props.session.first_start && <p>{t("login.first")}</p>}
-      <Labelled label={t("login.name")}>{(ids) => <input {...ids} required maxLength={60} autocomplete="username" autocapitalize="none" value={name} onInput={(e) => setName(e.currentTarget.value)} />}</Labelled>
+      <Labelled label={t("login.name")}>
+        {(ids) => (
+          <input
+            {...ids}
+            required
+            maxLength={60}
+            autocomplete="username"
+            autocapitalize="none"
+            value={name}
+            onInput={(e) => setName(e.currentTarget.value)}
+          />
+        )}
+      </Labelled>
       <Secret label={t("login.password")} value={password} change={setPassword} />
       <p class="failure" role="alert">
         {error}

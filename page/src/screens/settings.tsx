@@ -18,13 +18,20 @@ function Cameras(props: { place: Place; fields: Field[] }): JSX.Element {
   const { parts } = useStore(route);
   const { place } = props;
   const camera = place.cameras.find((c) => c.name === parts[1]) ?? place.cameras[0]!;
-  const { value, error, reload } = useLoaded(camera.name, async () => ({ camera: camera.name, version: await read<Version>(cameraPath(camera.name, "settings")) }));
+  const { value, error, reload } = useLoaded(camera.name, async () => ({
+    camera: camera.name,
+    version: await read<Version>(cameraPath(camera.name, "settings")),
+  }));
   return (
     <>
       {place.cameras.length > 1 && (
         <nav class="tabs" aria-label={t("cameras")}>
           {place.cameras.map((c) => (
-            <a key={c.name} href={link("settings", "camera", c.name)} aria-current={c === camera ? "page" : undefined}>
+            <a
+              key={c.name}
+              href={link("settings", "camera", c.name)}
+              aria-current={c === camera ? "page" : undefined}
+            >
               {c.name}
             </a>
           ))}
@@ -37,7 +44,11 @@ function Cameras(props: { place: Place; fields: Field[] }): JSX.Element {
           fields={props.fields}
           version={value.version}
           save={async (settings: Settings) => {
-            await ask("PUT", cameraPath(camera.name, "settings"), { base_version: value.version.version, name: t("settings.version_name"), settings });
+            await ask("PUT", cameraPath(camera.name, "settings"), {
+              base_version: value.version.version,
+              name: t("settings.version_name"),
+              settings,
+            });
             reload();
           }}
         />
@@ -77,10 +88,32 @@ function AddUser(props: { done: () => void; close: () => void }): JSX.Element {
   return (
     <Dialog title={t("users.add")} close={props.close}>
       <form onSubmit={submit}>
-        <Labelled label={t("login.name")}>{(ids) => <input {...ids} required maxLength={60} autocomplete="off" value={name} onInput={(e) => setName(e.currentTarget.value)} />}</Labelled>
+        <Labelled label={t("login.name")}>
+          {(ids) => (
+            <input
+              {...ids}
+              required
+              maxLength={60}
+              autocomplete="off"
+              value={name}
+              onInput={(e) => setName(e.currentTarget.value)}
+            />
+          )}
+        </Labelled>
         <Select label={t("users.role")} value={role} change={setRole} options={roleOptions()} />
         <Labelled label={t("login.password")} help={t("password.help")}>
-          {(ids) => <input {...ids} type="password" required minLength={10} maxLength={200} autocomplete="new-password" value={password} onInput={(e) => setPassword(e.currentTarget.value)} />}
+          {(ids) => (
+            <input
+              {...ids}
+              type="password"
+              required
+              minLength={10}
+              maxLength={200}
+              autocomplete="new-password"
+              value={password}
+              onInput={(e) => setPassword(e.currentTarget.value)}
+            />
+          )}
         </Labelled>
         <Failure error={error} />
         <button class="main">{t("users.add")}</button>
@@ -94,7 +127,8 @@ function Users(): JSX.Element {
   const [adding, setAdding] = useState(false);
   const [failed, setFailed] = useState<unknown>(null);
   const me = session.value?.name;
-  const change = (work: Promise<unknown>): void => void work.then(() => setFailed(null), setFailed).finally(reload);
+  const change = (work: Promise<unknown>): void =>
+    void work.then(() => setFailed(null), setFailed).finally(reload);
   return (
     <>
       <Failure error={error ?? failed} />
@@ -104,7 +138,9 @@ function Users(): JSX.Element {
             <tr>
               <th scope="col">{t("login.name")}</th>
               <th scope="col">{t("users.role")}</th>
-              <th scope="col" class="roomy">{t("users.last")}</th>
+              <th scope="col" class="roomy">
+                {t("users.last")}
+              </th>
               <td />
             </tr>
           </thead>
@@ -115,7 +151,16 @@ function Users(): JSX.Element {
                   {u.name} {u.name === me && <small>{t("users.you")}</small>}
                 </th>
                 <td>
-                  <select aria-label={t("users.role_of", { name: u.name })} value={u.role} disabled={u.name === me} onChange={(e) => change(ask("PUT", `users/${encodeURIComponent(u.name)}`, { role: e.currentTarget.value }))}>
+                  <select
+                    aria-label={t("users.role_of", { name: u.name })}
+                    value={u.role}
+                    disabled={u.name === me}
+                    onChange={(e) =>
+                      change(
+                        ask("PUT", `users/${encodeURIComponent(u.name)}`, { role: e.currentTarget.value }),
+                      )
+                    }
+                  >
                     {roleOptions().map((o) => (
                       <option key={o.value} value={o.value}>
                         {o.text}
@@ -126,7 +171,12 @@ function Users(): JSX.Element {
                 <td class="roomy">{u.last_login ? moment(u.last_login) : t("users.never")}</td>
                 <td>
                   {u.name !== me && (
-                    <button type="button" class="plain" aria-label={t("users.remove", { name: u.name })} onClick={() => change(ask("DELETE", `users/${encodeURIComponent(u.name)}`))}>
+                    <button
+                      type="button"
+                      class="plain"
+                      aria-label={t("users.remove", { name: u.name })}
+                      onClick={() => change(ask("DELETE", `users/${encodeURIComponent(u.name)}`))}
+                    >
                       {t("remove")}
                     </button>
                   )}
@@ -153,7 +203,10 @@ function AddToken(props: { close: () => void }): JSX.Element {
   const [error, setError] = useState<unknown>(null);
   const submit = (event: Event): void => {
     event.preventDefault();
-    ask<{ token: string }>("POST", "tokens", { name, role }).then((answer) => setMade(answer.token), setError);
+    ask<{ token: string }>("POST", "tokens", { name, role }).then(
+      (answer) => setMade(answer.token),
+      setError,
+    );
   };
   return (
     <Dialog title={t("tokens.add")} close={props.close}>
@@ -169,7 +222,17 @@ function AddToken(props: { close: () => void }): JSX.Element {
         </>
       ) : (
         <form onSubmit={submit}>
-          <Labelled label={t("tokens.for")}>{(ids) => <input {...ids} required maxLength={60} value={name} onInput={(e) => setName(e.currentTarget.value)} />}</Labelled>
+          <Labelled label={t("tokens.for")}>
+            {(ids) => (
+              <input
+                {...ids}
+                required
+                maxLength={60}
+                value={name}
+                onInput={(e) => setName(e.currentTarget.value)}
+              />
+            )}
+          </Labelled>
           <Select label={t("users.role")} value={role} change={setRole} options={roleOptions()} />
           <Failure error={error} />
           <button class="main">{t("tokens.add")}</button>
@@ -203,7 +266,12 @@ function Tokens(): JSX.Element {
                 <td>{t(`role.${token.role}`)}</td>
                 <td>{moment(token.created)}</td>
                 <td>
-                  <button type="button" class="plain" aria-label={t("tokens.remove", { name: token.name })} onClick={() => void ask("DELETE", `tokens/${token.id}`).finally(reload)}>
+                  <button
+                    type="button"
+                    class="plain"
+                    aria-label={t("tokens.remove", { name: token.name })}
+                    onClick={() => void ask("DELETE", `tokens/${token.id}`).finally(reload)}
+                  >
                     {t("remove")}
                   </button>
                 </td>
@@ -245,7 +313,12 @@ export function SettingsScreen(props: { place: Place }): JSX.Element {
       <Failure error={error} />
       {tab === "camera" && schema && <Cameras place={props.place} fields={schema.camera} />}
       {tab === "place" && schema && <PlaceValues schema={schema} />}
-      {tab === "password" && (changedPassword ? <p role="status">{t("password.changed")}</p> : <NewPassword done={() => setChangedPassword(true)} />)}
+      {tab === "password" &&
+        (changedPassword ? (
+          <p role="status">{t("password.changed")}</p>
+        ) : (
+          <NewPassword done={() => setChangedPassword(true)} />
+        ))}
       {tab === "users" && <Users />}
       {tab === "tokens" && <Tokens />}
     </div>

@@ -40,7 +40,11 @@ export function Setup(props: { place: Place }): JSX.Element {
           {t("setup.guide")}
         </a>
       </nav>
-      {tab === "edit" ? <Editor camera={camera} others={place.cameras.filter((c) => c !== camera)} /> : <Guide key={camera.name} place={place} camera={camera} />}
+      {tab === "edit" ? (
+        <Editor camera={camera} others={place.cameras.filter((c) => c !== camera)} />
+      ) : (
+        <Guide key={camera.name} place={place} camera={camera} />
+      )}
     </div>
   );
 }
