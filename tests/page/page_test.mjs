@@ -199,6 +199,43 @@ describe("looking", () => {
     await tab.browserContext().close();
   });
 
+  test("settings of a camera are saved from the form, unless somebody was faster", async () => {
+    const tab = await openTab(browser);
+    const api = await service.api(...accounts.operator);
+    const path = "cameras/Gallery/settings";
+    await logIn(tab, service, accounts.operator);
+    await show(tab, "#/settings/camera/Gallery");
+    const field = 'input[aria-label="Height of the camera"]';
+    await tab.waitForSelector(field);
+    const enter = async (mm) => {
+      await tab.click(field, { clickCount: 3 });
+      await tab.keyboard.type(String(mm));
+      await tab.keyboard.press("Enter");
+    };
+    const { body: before } = await api("GET", path);
+    await enter(4150);
+    await until(
+      tab,
+      (n) => document.querySelector(".camera-form .quiet")?.textContent.startsWith(`Version ${n}`),
+      before.version + 1,
+    );
+    const { body: mine } = await api("GET", path);
+    assert.equal(mine.settings.height_mm, 4150);
+    assert.deepEqual(mine.settings.line, before.settings.line);
+    const other = { ...mine.settings, height_mm: 4300 };
+    assert.equal(
+      (await api("PUT", path, { base_version: mine.version, name: "other", settings: other })).status,
+      200,
+    );
+    await enter(4170);
+    await until(tab, () => /anna saved version/.test(document.querySelector(".failure")?.textContent ?? ""));
+    assert.equal((await api("GET", path)).body.settings.height_mm, 4300);
+    await button(tab, "Discard mine and show the newer settings");
+    await until(tab, (selector) => document.querySelector(selector)?.value === "4300", field);
+    assert.deepEqual(tab.complaints, []);
+    await tab.browserContext().close();
+  });
+
   test("users and tokens are made and removed", async () => {
     const tab = await openTab(browser);
     const api = await service.api(...accounts.admin);

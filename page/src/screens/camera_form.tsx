@@ -1,7 +1,7 @@
 // The settings of a camera but for lines and areas, as fields of the service's schema.
 import type { JSX } from "preact";
 import { useState } from "preact/hooks";
-import { may } from "../api";
+import { ApiError, may } from "../api";
 import { Failure, Labelled } from "../parts";
 import { link } from "../route";
 import { moment, number, t, worded } from "../text";
@@ -198,6 +198,7 @@ export function CameraForm(props: {
   fields: Field[];
   version: Version;
   save: (settings: Settings) => Promise<void>;
+  reload: () => void;
 }): JSX.Element {
   const { version } = props;
   const [settings, setSettings] = useState(version.settings);
@@ -239,6 +240,13 @@ export function CameraForm(props: {
         </Labelled>
       ))}
       <Failure error={error} />
+      {error instanceof ApiError && error.status === 409 && (
+        <p class="buttons">
+          <button type="button" onClick={props.reload}>
+            {t("settings.newer")}
+          </button>
+        </p>
+      )}
       {disabled ? (
         <p class="quiet">{t("settings.viewer")}</p>
       ) : (

@@ -43,6 +43,7 @@ function Cameras(props: { place: Place; fields: Field[] }): JSX.Element {
           key={`${camera.name} ${value.version.version}`}
           fields={props.fields}
           version={value.version}
+          reload={reload}
           save={async (settings: Settings) => {
             await ask("PUT", cameraPath(camera.name, "settings"), {
               base_version: value.version.version,
