@@ -48,6 +48,19 @@ test("days of 25 and 23 hours have all their hours, and say so", async () => {
   }
 });
 
+test("the table has every line, also where the chart has room for the largest only", async () => {
+  await loaded("#/history?what=counts&from=2026-11-18&to=2026-11-18", "00:00");
+  await until(tab, () => document.querySelectorAll(".numbers thead th").length > 3);
+  const { body } = await api("GET", "counts?from=2026-11-18&to=2026-11-18&by=hour");
+  const names = await tab.$$eval(".numbers thead th", (all) => all.slice(1).map((th) => th.textContent));
+  assert.deepEqual(
+    names,
+    body.series.map((s) => `${s.line}: ${s.direction_name}`),
+  );
+  assert.ok(names.length > 6);
+  assert.match(await text(tab, ".history"), /The chart shows the 6 largest/);
+});
+
 test("what was not watched is shaded, named, and no zero", async () => {
   await loaded(
     "#/history?what=counts&line=Entrance%2Fdoor&from=2026-11-18&to=2026-11-18&by=quarter",

@@ -29,6 +29,7 @@ interface Choice {
 
 const mostSpans = 2000;
 const spansADay: Record<By, number> = { minute: 1440, quarter: 96, hour: 24, day: 1, month: 1 / 28 };
+const uncoloured = "--quiet";
 const colours = ["--one", "--two", "--three", "--four", "--five", "--six"];
 
 function allowed(by: By, from: string, to: string): boolean {
@@ -76,6 +77,12 @@ const sum = (values: Numbers): number => values.reduce<number>((a, b) => a + (b 
 
 type Answer = History & Partial<Visitors> & Partial<Pick<Counts, "series">>;
 
+// Lines and regions of several cameras may have the same name; then the camera's is before it.
+function namesOf(all: { camera: string; name: string }[]): (camera: string, name: string) => string {
+  return (camera, name) =>
+    all.some((o) => o.name === name && o.camera !== camera) ? `${camera}, ${name}` : name;
+}
+
 function lineSeries(answer: Counts, c: Choice): Omit<Series, "colour">[] {
   const n = answer.spans.length;
   const chosen = answer.series.filter((s) => !c.line || c.line === `${s.camera}/${s.line}`);
@@ -88,14 +95,13 @@ function lineSeries(answer: Counts, c: Choice): Omit<Series, "colour">[] {
         n,
       ),
     }));
-  const key = (s: Counts["series"][number]) =>
-    c.split === "all"
-      ? t("history.everybody")
-      : c.split === "line"
-        ? s.line
-        : c.line
-          ? s.direction_name
-          : `${s.line}: ${s.direction_name}`;
+  const nameOf = namesOf(answer.series.map((s) => ({ camera: s.camera, name: s.line })));
+  const key = (s: Counts["series"][number]): string => {
+    const line = nameOf(s.camera, s.line);
+    if (c.split === "all") return t("history.everybody");
+    if (c.split === "line") return line;
+    return c.line ? s.direction_name : `${line}: ${s.direction_name}`;
+  };
   const names = [...new Set(chosen.map(key))];
   return names.map((name) => ({
     name,
@@ -104,6 +110,13 @@ function lineSeries(answer: Counts, c: Choice): Omit<Series, "colour">[] {
       n,
     ),
   }));
+}
+
+// The largest have a colour and are in the chart; the table has all.
+function coloured(series: Omit<Series, "colour">[]): Series[] {
+  const largest = [...series].sort((a, b) => sum(b.values) - sum(a.values)).slice(0, colours.length);
+  let next = 0;
+  return series.map((s) => ({ ...s, colour: largest.includes(s) ? colours[next++]! : uncoloured }));
 }
 
 function seriesOf(answer: Answer, c: Choice): Omit<Series, "colour">[] {
@@ -128,7 +141,9 @@ function seriesOf(answer: Answer, c: Choice): Omit<Series, "colour">[] {
   if (c.what === "counts") return lineSeries(answer as Counts, c);
   if (c.what === "regions") {
     const key = (c.value || "mean_people") as "mean_people" | "most" | "stays" | "mean_stay_s";
-    return (answer as unknown as Regions).series.map((s) => ({ name: s.region, values: s[key] }));
+    const { series } = answer as unknown as Regions;
+    const nameOf = namesOf(series.map((s) => ({ camera: s.camera, name: s.region })));
+    return series.map((s) => ({ name: nameOf(s.camera, s.region), values: s[key] }));
   }
   const key = (c.value || "most") as "most" | "at_end";
   return (answer as unknown as Areas).series.map((s) => ({ name: s.area, values: s[key] }));
@@ -138,9 +153,10 @@ const load = (c: Choice, from: string, to: string): Promise<Answer> => read<Answ
 
 // The days that are compared with, by what a span is called, so that a day of 25 hours meets one
 // of 24.
-function compared(answer: Answer, other: Answer, c: Choice): Omit<Series, "colour">[] {
+function compared(answer: Answer, other: Answer, c: Choice): (Omit<Series, "colour"> & { of: string })[] {
   const single = c.from === c.to;
   return seriesOf(other, c).map((s) => ({
+    of: s.name,
     name: t("history.compared", { name: s.name, day: day(c.compare, "tiny") }),
     values: answer.spans.map((span, i) => {
       const at = single ? other.spans.findIndex((o) => o.label.slice(0, 5) === span.label.slice(0, 5)) : i;
@@ -443,17 +459,13 @@ export function HistoryScreen(props: { place: Place }): JSX.Element {
   const shown = answer?.what === c.what ? answer.data : null;
   const series = useMemo<Series[]>(() => {
     if (!shown) return [];
-    const own = seriesOf(shown, c)
-      .slice(0, colours.length)
-      .map((s, i) => ({ ...s, colour: colours[i]! }));
+    const own = coloured(seriesOf(shown, c));
     if (!c.compare || other.value?.key !== otherKey) return own;
-    return [
-      ...own,
-      ...compared(shown, other.value.data, c)
-        .slice(0, own.length)
-        .map((s, i) => ({ ...s, colour: colours[i]!, dashed: true })),
-    ];
+    const colourOf = (name: string): string => own.find((s) => s.name === name)?.colour ?? uncoloured;
+    const then = compared(shown, other.value.data, c);
+    return [...own, ...then.map(({ of, ...s }) => ({ ...s, colour: colourOf(of), dashed: true }))];
   }, [shown, other.value, c.split, c.line, c.kind, c.value, c.compare, otherKey, speaks]);
+  const charted = useMemo(() => series.filter((s) => s.colour !== uncoloured), [series]);
   const adds = c.what === "visitors" || c.what === "counts" || c.value === "stays";
   const unit = t(
     `unit.${c.what === "regions" ? c.value || "mean_people" : c.what === "areas" ? "areas" : c.what}` as "unit.counts",
@@ -478,13 +490,16 @@ export function HistoryScreen(props: { place: Place }): JSX.Element {
           {series.length ? (
             <Chart
               history={shown}
-              series={series}
+              series={charted}
               unit={unit}
               named={!adds}
               label={t("history.chart", { what: t(`what.${c.what}`), from: day(c.from), to: day(c.to) })}
             />
           ) : (
             <p class="quiet">{t("history.nothing")}</p>
+          )}
+          {charted.length < series.length && (
+            <p class="quiet">{t("history.chart_cut", { n: colours.length })}</p>
           )}
           <Remarks answer={shown} />
           <section>

@@ -270,6 +270,7 @@ function Lines(props: { now: LiveCounts; open: (of: CountOf) => void }): JSX.Ele
 
 function RegionTable(props: { now: LiveCounts }): JSX.Element | null {
   if (!props.now.regions.length) return null;
+  const several = new Set(props.now.regions.map((r) => r.camera)).size > 1;
   return (
     <section>
       <h2>{t("live.regions")}</h2>
@@ -288,7 +289,9 @@ function RegionTable(props: { now: LiveCounts }): JSX.Element | null {
         <tbody>
           {props.now.regions.map((r) => (
             <tr key={r.camera + r.region}>
-              <th scope="row">{r.region}</th>
+              <th scope="row">
+                {r.region} {several && <small>{r.camera}</small>}
+              </th>
               <td class="number">{r.people}</td>
               <td class="number">{r.people ? duration(r.longest_stay_ms) : "–"}</td>
             </tr>
