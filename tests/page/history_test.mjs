@@ -135,3 +135,14 @@ test("the heat map is of the chosen time", async () => {
   );
   assert.ok(painted);
 });
+
+test("lines of two cameras that have the same name stay apart", async () => {
+  const operator = await service.api(...accounts.operator);
+  const { body: version } = await operator("GET", "cameras/Gallery/settings");
+  const settings = { ...version.settings, line: [{ ...version.settings.line[0], name: "door" }] };
+  await operator("PUT", "cameras/Gallery/settings", { base_version: version.version, name: "door too", settings });
+  await loaded("#/history?what=counts&split=line&from=2026-11-17&to=2026-11-17", "00:00");
+  await until(tab, () => /Gallery, door/.test(document.querySelector(".numbers thead").textContent));
+  const names = await tab.$$eval(".numbers thead th", (all) => all.slice(1).map((th) => th.textContent));
+  assert.deepEqual(names, ["Entrance, door", "delivery", "Gallery, door"]);
+});
