@@ -1,0 +1,145 @@
+// A browser, and the service that it looks at: the development server, or any other one whose
+// address is in VCA_PAGE_URL.
+import { spawn } from "node:child_process";
+import { mkdtempSync, rmSync } from "node:fs";
+import { createServer } from "node:net";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { fileURLToPath } from "node:url";
+import puppeteer from "puppeteer-core";
+
+const devServer = fileURLToPath(new URL("../../page/dev/server.mjs", import.meta.url));
+// The machine may be loaded; a test waits for a state and is never decided by time.
+export const patience_ms = 60_000;
+
+function freePort() {
+  return new Promise((done) => {
+    const server = createServer().listen(0, "127.0.0.1", () => {
+      const { port } = server.address();
+      server.close(() => done(port));
+    });
+  });
+}
+
+export class Service {
+  static async start(...args) {
+    const service = new Service();
+    service.external = process.env.VCA_PAGE_URL;
+    if (service.external) {
+      service.url = service.external;
+      return service;
+    }
+    service.folder = mkdtempSync(join(tmpdir(), "vca-page-"));
+    service.port = await freePort();
+    service.args = ["--port", String(service.port), "--state", join(service.folder, "state.json"), ...args];
+    await service.begin();
+    return service;
+  }
+
+  begin() {
+    return new Promise((done, failed) => {
+      this.text = "";
+      this.errors = "";
+      this.process = spawn(process.execPath, [devServer, ...this.args], {
+        stdio: ["ignore", "pipe", "pipe"],
+      });
+      this.process.stderr.on("data", (data) => {
+        this.errors += data;
+        process.stderr.write(data);
+      });
+      this.process.stdout.on("data", (data) => {
+        this.text += data;
+        this.url = /http:\S+/.exec(this.text)?.[0];
+        if (this.url && /Log in as/.test(this.text)) done();
+      });
+      this.process.on("exit", () => failed(new Error(`the service ended: ${this.text}`)));
+    });
+  }
+
+  kill() {
+    return new Promise((done) => {
+      this.process.removeAllListeners("exit");
+      this.process.on("exit", done);
+      this.process.kill("SIGKILL");
+    });
+  }
+
+  async end() {
+    if (this.external) return;
+    await this.kill();
+    rmSync(this.folder, { recursive: true, force: true });
+  }
+
+  // As a program asks: with a session of its own.
+  async api(name, password) {
+    const login = await fetch(`${this.url}api/v1/session`, {
+      method: "POST",
+      headers: { "content-type": "application/json" },
+      body: JSON.stringify({ name, password }),
+    });
+    const cookie = login.headers.get("set-cookie").split(";")[0];
+    return async (method, path, body) => {
+      const answer = await fetch(`${this.url}api/v1/${path}`, {
+        method,
+        headers: { cookie, ...(body ? { "content-type": "application/json" } : {}) },
+        ...(body ? { body: JSON.stringify(body) } : {}),
+      });
+      const text = await answer.text();
+      return { status: answer.status, body: text.startsWith("{") ? JSON.parse(text) : text };
+    };
+  }
+}
+
+export const accounts = {
+  admin: ["admin", process.env.VCA_PAGE_ADMIN ?? "open-the-shop"],
+  operator: ["anna", process.env.VCA_PAGE_OPERATOR ?? "draw-the-line"],
+  viewer: ["tom", process.env.VCA_PAGE_VIEWER ?? "look-and-see"],
+};
+
+export function launch(language = "en-US") {
+  return puppeteer.launch({
+    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
+    headless: true,
+    args: ["--no-sandbox", "--disable-gpu", `--lang=${language}`, `--accept-lang=${language}`],
+    env: { ...process.env, LANGUAGE: language.slice(0, 2) },
+  });
+}
+
+// A tab of its own browser context, so that two people can be logged in at once. What the page
+// complains about is collected in `complaints`.
+export async function openTab(browser, { width = 1280, height = 900, dark = false, touch = false } = {}) {
+  const context = await browser.createBrowserContext();
+  const tab = await context.newPage();
+  tab.setDefaultTimeout(patience_ms);
+  await tab.setViewport({ width, height, hasTouch: touch });
+  await tab.emulateMediaFeatures([{ name: "prefers-color-scheme", value: dark ? "dark" : "light" }]);
+  tab.complaints = [];
+  tab.on("pageerror", (error) => tab.complaints.push(String(error)));
+  tab.on("console", (message) => {
+    // A refused or broken request is told by the browser as well; what the page makes of it is tested.
+    if (message.type() === "error" && !/Failed to load resource|net::ERR_/.test(message.text()))
+      tab.complaints.push(message.text());
+  });
+  return tab;
+}
+
+export async function logIn(tab, service, [name, password]) {
+  await tab.goto(service.url, { waitUntil: "domcontentloaded" });
+  await tab.locator("input[type=password]").wait();
+  await tab.type("input[autocomplete=username]", name);
+  await tab.type("input[type=password]", password);
+  await tab.keyboard.press("Enter");
+  await tab.waitForSelector("header.head");
+}
+
+export const show = (tab, hash) => tab.evaluate((to) => void (location.hash = to), hash);
+
+export const until = (tab, condition, ...args) =>
+  tab.waitForFunction(condition, { timeout: patience_ms, polling: 50 }, ...args);
+
+export const text = (tab, selector) => tab.$eval(selector, (element) => element.textContent);
+
+export async function button(tab, name, within = "body") {
+  const handle = await tab.waitForSelector(`${within} ::-p-aria([name="${name}"][role="button"])`);
+  await handle.click();
+}

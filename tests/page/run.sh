@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Builds the page and tries it in a browser, as a person would use it. Arguments are names of tests:
+# tests/page/run.sh editor history. VCA_PAGE_URL tries a service that runs already.
+set -eu
+cd "$(dirname "$0")"
+missing=()
+command -v node >/dev/null || missing+=(nodejs)
+command -v npm >/dev/null || missing+=(npm)
+command -v chromium >/dev/null || missing+=(chromium)
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "Installing ${missing[*]} ..."
+    [ "$(id -u)" = 0 ] && sudo= || sudo=sudo
+    $sudo apt-get install -y --no-install-recommends "${missing[@]}" >/dev/null
+fi
+for folder in ../../page .; do
+    [ "$folder/node_modules/.package-lock.json" -nt "$folder/package-lock.json" ] ||
+        (cd "$folder" && npm ci --ignore-scripts --silent)
+done
+(cd ../../page && npx tsc && node build.mjs)
+[ $# -gt 0 ] || set -- text api page editor history look
+failed=0
+for name in "$@"; do
+    node "${name}_test.mjs" || failed=1
+done
+exit $failed
