@@ -8,6 +8,13 @@
 namespace host {
 
 ClosedLineFilter::ClosedLineFilter(const VCA_ALGO_CFG_S& config) : config_(config) {
+    change();
+}
+
+void ClosedLineFilter::change() {
+    people_.clear();
+    ended_.clear();
+    lines_.clear();
     if (config.devWorkMode != VCA_WORK_ALONE) return;
     for (int line = 0; line < VCA_LINE_NUM; ++line)
         if (goes_around(config.line[line])) lines_.push_back(line);
