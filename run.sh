@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the host program and runs it: people walk under a simulated camera and are counted.
-# Arguments go to `vca run`; see ./run.sh --help. "./run.sh site" runs three cameras that count as one.
+# Arguments go to `vca run`; see ./run.sh --help. "./run.sh site" runs three cameras that count as one,
+# "./run.sh serve" the service of a place: a demonstration unless --config names another one.
 set -eu
 cd "$(dirname "$0")"
 . scripts/packages.sh
@@ -8,7 +9,7 @@ cd "$(dirname "$0")"
 packages=$vca_run_packages
 service=OFF
 case " $* " in
-*" --store"*)
+" serve "* | *" --store"*)
     packages=$vca_packages
     service=ON
     ;;
@@ -26,5 +27,18 @@ cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF -DVCA_WITH_SE
 if [ "${1-}" = site ]; then
     shift
     exec build/release/host/vca run --site host/examples/hall.toml "$@"
+fi
+if [ "${1-}" = serve ]; then
+    shift
+    demonstration=out/demonstration
+    if [ $# = 0 ]; then
+        mkdir -p "$demonstration"
+        [ -e "$demonstration/vca.toml" ] || cp host/examples/place.toml "$demonstration/vca.toml"
+        echo "The demonstration place is $demonstration/vca.toml; its databases are in $demonstration/store."
+        echo "In another terminal, while it runs (Ctrl-C ends it):"
+        echo "  build/release/host/vca counts --store $demonstration/store/door.db --by hour"
+        set -- --config "$demonstration/vca.toml"
+    fi
+    exec build/release/host/vca serve "$@"
 fi
 exec build/release/host/vca run "$@"

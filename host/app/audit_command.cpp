@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "host/app/exit_status.h"
 #include "host/app/run.h"
+#include "host/base/exit_status.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
 #include "host/base/version.h"

@@ -4,12 +4,14 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "host/app/serve_command.h"
 #include "host/base/result_files.h"
 #include "host/draw/site_plan.h"
 #include "host/frames/site_view.h"
 #include "host/inference/attribute_model.h"
 #include "host/report/output_folder.h"
 #include "host/settings/installation_check.h"
+#include "host/settings/service_file.h"
 #include "host/settings/site_check.h"
 #include "host/settings/site_config.h"
 
@@ -44,11 +46,14 @@ std::string check_site_file(const CheckOptions& options) {
     return describe_site(site) + "  plan in " + plan.string() + "\n";
 }
 
+void check_no_output(const CheckOptions& options, const std::string& of) {
+    if (options.output.empty()) return;
+    throw InputError("--output is for the plan of a site; \"" + options.file +
+                     "\" is the file of " + of);
+}
+
 std::string check_installation_file(const CheckOptions& options) {
-    if (!options.output.empty()) {
-        throw InputError("--output is for the plan of a site; \"" + options.file +
-                         "\" is the file of a single camera");
-    }
+    check_no_output(options, "a single camera");
     RunOptions installation;
     read_config_file(options.file, installation);
     check_installation(installation);
@@ -59,8 +64,12 @@ std::string check_installation_file(const CheckOptions& options) {
 }  // namespace
 
 std::string check_command(const CheckOptions& options) {
-    return options.as_site || is_site_file(options.file) ? check_site_file(options)
-                                                         : check_installation_file(options);
+    if (options.as_site) return check_site_file(options);
+    if (is_service_file(options.file)) {
+        check_no_output(options, "a place");
+        return check_service_file(options.file);
+    }
+    return is_site_file(options.file) ? check_site_file(options) : check_installation_file(options);
 }
 
 }  // namespace host

@@ -7,16 +7,18 @@
 
 #include "host/app/audit_command.h"
 #include "host/app/camera_check.h"
+#include "host/app/camera_process.h"
 #include "host/app/check.h"
 #include "host/app/compare_command.h"
-#include "host/app/exit_status.h"
 #include "host/app/record_command.h"
 #include "host/app/run_command.h"
+#include "host/app/serve_command.h"
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
 #include "host/app/store_commands.h"
 #include "host/app/what_if_command.h"
 #include "host/app/why.h"
+#include "host/base/exit_status.h"
 #include "host/base/text.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
@@ -115,6 +117,12 @@ int main(int argc, char** argv) {
             case host::Command::kWhatIf:
                 catch_interrupts();
                 return host::what_if_command(command.what_if, stop_requested);
+            case host::Command::kServe:
+                catch_interrupts();
+                return host::serve_command(command.serve, stop_requested);
+            case host::Command::kCameraProcess:
+                catch_interrupts();
+                return host::camera_process(stop_requested);
             case host::Command::kText:
                 host::write_text(stdout, command.text);
                 return host::kExitOk;

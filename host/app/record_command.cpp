@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/app/exit_status.h"
 #include "host/app/run.h"
+#include "host/base/exit_status.h"
 #include "host/base/text.h"
 #include "host/base/version.h"
 #include "host/report/output_folder.h"

@@ -36,11 +36,6 @@ constexpr double kWidestSpread_mm = 200.0;
 // What the library answers where the depth sensor sees no floor.
 constexpr int kNoFloor_mm = INT32_MAX;
 
-// Frames without any measurement fed after the end of the source. Five end the tracks, which
-// settles people just past a line and U-turns; a group is reported at the latest 81 frames after
-// its last member joined.
-constexpr int kClosingFrames = 6 + 81;
-
 std::vector<PicturePoint> map_points(const FrameSource& source,
                                      const std::vector<PicturePoint>& points) {
     std::vector<PicturePoint> mapped;
@@ -243,6 +238,7 @@ class RunFrames final : public FrameFeed {
             end_ = End::kLimit;
             return false;
         }
+        if (plan_.taken) plan_.taken();
         leave_out_excluded(plan_, frame.people);
         time_s_ = frame.time_s;
         return true;

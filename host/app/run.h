@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,6 +32,7 @@ struct RunPlan {
     bool heat_by_hour = false;          // sinks get the heat map at the end of each hour
     Pace* pace = nullptr;               // null: frames go as fast as the analysis takes them
     std::optional<double> height_mm{};  // of the camera; empty: to be measured
+    std::function<void()> taken{};      // called for each frame that the source gives
 };
 
 // Opens the source and settles lines, regions and height. Throws InputError.

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "host/app/exit_status.h"
 #include "host/app/run.h"
 #include "host/app/run_store.h"
+#include "host/base/exit_status.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
 #include "host/engine/optional_sink.h"

@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <string>
 
-#include "host/app/exit_status.h"
 #include "host/app/run.h"
+#include "host/base/exit_status.h"
 #include "host/base/progress_display.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"

@@ -7,8 +7,8 @@
 #include <chrono>
 #include <memory>
 
-#include "host/app/child_process.h"
 #include "host/base/progress_display.h"
+#include "host/net/child_process.h"
 
 namespace host {
 namespace {

@@ -7,13 +7,13 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "host/app/child_process.h"
-#include "host/app/exit_status.h"
 #include "host/app/site_processes.h"
+#include "host/base/exit_status.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
 #include "host/draw/site_plan.h"
 #include "host/net/broker_process.h"
+#include "host/net/child_process.h"
 #include "host/report/output_folder.h"
 #include "host/report/site_picture.h"
 #include "host/report/site_results.h"

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "host/app/exit_status.h"
+#include "host/base/exit_status.h"
 #include "host/base/utc.h"
 #include "host/net/http_client.h"
 #include "host/report/output_folder.h"

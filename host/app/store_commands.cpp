@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "host/app/counts_command.h"
-#include "host/app/exit_status.h"
 #include "host/app/status_command.h"
+#include "host/base/exit_status.h"
 #include "host/base/input_error.h"
 #include "host/base/text.h"
 #include "host/base/utc.h"

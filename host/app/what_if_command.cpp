@@ -7,15 +7,15 @@
 #include <memory>
 #include <stdexcept>
 
-#include "host/app/child_process.h"
 #include "host/app/compare_command.h"
-#include "host/app/exit_status.h"
 #include "host/app/site_processes.h"
+#include "host/base/exit_status.h"
 #include "host/base/input_error.h"
 #include "host/base/result_files.h"
 #include "host/base/text.h"
 #include "host/frames/recording.h"
 #include "host/media/recording_reader.h"
+#include "host/net/child_process.h"
 #include "host/report/output_folder.h"
 #include "host/settings/run_options.h"
 

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "host/base/input_error.h"
@@ -125,6 +123,13 @@ std::vector<std::array<TomlValue, 2>> TomlValue::pairs(std::string_view needed) 
     return pairs;
 }
 
+std::vector<TomlValue> TomlValue::one_or_more() const {
+    const List* list = std::get_if<List>(&content_);
+    if (list == nullptr) return {*this};
+    if (list->empty()) fail("at least one is needed here");
+    return *list;
+}
+
 const TomlValue::Table& TomlValue::table(std::string_view needed) const {
     const Table* entries = std::get_if<Table>(&content_);
     if (entries == nullptr) fail(needed);
@@ -175,17 +180,7 @@ TomlValue::Reader TomlValue::tables(std::string needed, Reader read_table) {
 
 TomlValue read_toml_file(const std::string& path, const std::string& kind,
                          const std::string& remedy) {
-    namespace fs = std::filesystem;
-    const std::string name = kind + " \"" + path + "\"";
-    std::error_code error;
-    if (fs::status(path, error).type() == fs::file_type::not_found) {
-        throw InputError("there is no " + name + "; " + remedy);
-    }
-    if (const std::string why = why_unreadable(path); !why.empty()) {
-        throw InputError("cannot read the " + name + ": " + why + "; " + remedy);
-    }
-    std::ifstream in(path);
-    return TomlParser(path).parse(in);
+    return parse_toml(read_text_file(path, kind, remedy), path);
 }
 
 TomlValue parse_toml(const std::string& text, const std::string& name) {

@@ -45,6 +45,9 @@ class TomlValue {
     std::array<TomlValue, 2> pair(std::string_view needed) const;
     std::vector<std::array<TomlValue, 2>> pairs(std::string_view needed) const;
 
+    // The items of a list, or this value itself when it is none.
+    std::vector<TomlValue> one_or_more() const;
+
     // Reads a table; refuses keys that are not in the list, and a table that lacks a required key.
     void read_keys(const Keys& keys, std::string_view needed = "a table is needed here") const;
     // Null when this is not a table or has no such key.

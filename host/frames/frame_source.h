@@ -161,6 +161,11 @@ class FrameSource : public FrameFeed {
     SourceInfo info_;
 };
 
+// Frames without any measurement fed after the end of a source. Five end the tracks, which settles
+// people just past a line and U-turns; a group is reported at the latest 81 frames after its last
+// member joined.
+inline constexpr int kClosingFrames = 6 + 81;
+
 // Makes a frame set that shows nothing, fed after the end of a source; its number and time are left
 // to the caller.
 void make_blank(SourceFrame& frame);

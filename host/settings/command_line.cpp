@@ -10,6 +10,7 @@
 #include "host/settings/audit_arguments.h"
 #include "host/settings/record_arguments.h"
 #include "host/settings/run_arguments.h"
+#include "host/settings/serve_arguments.h"
 #include "host/settings/store_arguments.h"
 #include "host/settings/version_text.h"
 
@@ -58,6 +59,7 @@ Examples; replace words in capitals with your own files and folders:
   vca why out/entrance --line entrance      who came to that line and was not counted, and why
   vca run --store DOOR.db                   keep the counts in a database, too
   vca counts --store DOOR.db --by hour      what it has counted today
+  vca serve --config vca.toml               run the cameras of a place, day and night
   vca audit DOOR.mkv --labels DOOR.csv      how right the counts are, compared with what a person saw
   vca whatif DOOR.mkv --config DOOR.toml    what other settings would have counted
 )";
@@ -292,8 +294,8 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     const RecordArguments record_arguments(*record);
     record->footer(kRecordFooter);
     CLI::App* scenes = app.add_subcommand("scenes", "List the built-in scenes");
-    CLI::App* check =
-        add_check(app, "Say whether a site file or a file for --config is sound", result.check);
+    CLI::App* check = add_check(
+        app, "Say whether the file of a place, of a site or for --config is sound", result.check);
     CLI::App* why = add_why(app, result.why);
     CLI::App* camera = app.add_subcommand("camera", "A camera before it counts");
     camera->require_subcommand(1);
@@ -309,6 +311,7 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
         ->group("Output");
     const StoreArguments store_arguments(app);
     const AuditArguments audit_arguments(app);
+    const ServeArguments serve_arguments(app);
     CLI::App* site = app.add_subcommand("site", "Sites of several cameras");
     site->require_subcommand(1);
     CLI::App* site_check = add_check(
@@ -346,6 +349,9 @@ CommandLine parse_command_line(int argc, const char* const* argv) {
     } else if (const CLI::App* audit = audit_arguments.parsed()) {
         check_each_given_once(*audit);
         audit_arguments.apply_to(result);
+    } else if (const CLI::App* serve = serve_arguments.parsed()) {
+        check_each_given_once(*serve);
+        serve_arguments.apply_to(result);
     } else if (scenes->parsed()) {
         result.command = Command::kScenes;
     } else {

@@ -31,7 +31,16 @@ enum class Command {
     kStatus,
     kAudit,
     kCompare,
-    kWhatIf
+    kWhatIf,
+    kServe,
+    kCameraProcess
+};
+
+// The command that the service starts for each camera; people never write it.
+inline constexpr const char* kCameraProcessCommand = "camera-process";
+
+struct ServeOptions {
+    std::string file;  // of the place
 };
 
 // A user's file to be checked.
@@ -73,6 +82,7 @@ struct CommandLine {
     AuditOptions audit;
     CompareOptions compare;
     WhatIfOptions what_if;
+    ServeOptions serve;
     std::string text;  // help or version, when that was asked for
 };
 

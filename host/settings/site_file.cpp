@@ -5,8 +5,7 @@
 #include <limits>
 
 #include "host/base/toml_reader.h"
-#include "host/frames/depth_camera.h"
-#include "host/frames/live_reader.h"
+#include "host/settings/file_values.h"
 #include "host/settings/site.h"
 #include "host/settings/site_check.h"
 
@@ -14,26 +13,6 @@ namespace host {
 namespace {
 
 using Value = const TomlValue&;
-
-// Names of sites and devices become topics of the broker and folders of results.
-std::string plain_name(Value value, const std::string& what) {
-    std::string name = value.text();
-    const bool fits = std::all_of(name.begin(), name.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               c == '-' || c == '_';
-    });
-    if (!fits || name.empty() || name.size() > 64) {
-        throw InputError(value.place("the " + what + " \"" + name +
-                                     "\" cannot be used; write 1 to 64 letters, digits, - and _"));
-    }
-    return name;
-}
-
-// Names of lines and regions are shown to people.
-std::string shown_name(Value value) {
-    check_name(value.text(), value.place("the name"));
-    return value.text();
-}
 
 double metres(Value value) {
     return value.number(-1000.0, 1000.0);
@@ -45,12 +24,6 @@ std::vector<SitePoint> points(Value value) {
     for (const auto& [x, y] : value.pairs("points are written as [[x, y], [x, y]] in metres"))
         list.push_back({metres(x), metres(y)});
     return list;
-}
-
-// Files stand beside the site's own.
-std::string beside(const std::string& folder, const std::string& file) {
-    const std::filesystem::path path(file);
-    return path.is_absolute() ? file : (std::filesystem::path(folder) / path).string();
 }
 
 class SiteReader {
@@ -149,10 +122,11 @@ class SiteReader {
                   device.height_mm = checked_height_mm(v.finite_number(), v.place("height_mm"));
               }},
              {"focal_px", [&](Value v) { device.focal_px = v.number(200.0, 2000.0); }},
-             {"recording", [&](Value v) { device.files.recording = file(v, "recording"); }},
-             {"depth", [&](Value v) { device.files.depth = address(v); }},
-             {"depth_format", [&](Value v) { device.files.depth_format = format(v); }},
-             {"camera", [&](Value v) { device.files.camera = file(v, "camera"); }}});
+             {"recording",
+              [&](Value v) { device.files.recording = file_value(v, "recording", folder_); }},
+             {"depth", [&](Value v) { device.files.depth = address_value(v, "depth", folder_); }},
+             {"depth_format", [&](Value v) { device.files.depth_format = depth_format_value(v); }},
+             {"camera", [&](Value v) { device.files.camera = file_value(v, "camera", folder_); }}});
         device.place = table.place("the device \"" + device.name + "\"");
         if (device.name.empty()) throw InputError(table.place("this device has no name"));
         if (role.empty()) {
@@ -169,31 +143,6 @@ class SiteReader {
         site_.devices.push_back(std::move(device));
     }
 
-    std::string file(Value value, const char* key) const {
-        if (value.text().empty())
-            throw InputError(value.place(key) + " is empty; write the name of a file");
-        return beside(folder_, value.text());
-    }
-
-    std::string address(Value value) const {
-        const std::string text = value.text();
-        if (text == "-" || text.empty()) {
-            throw InputError(value.place("depth") + " is \"" + text +
-                             "\"; write a named pipe, a device, or tcp://HOST:PORT");
-        }
-        return text.starts_with("tcp://") ? text : beside(folder_, text);
-    }
-
-    static std::string format(Value value) {
-        try {
-            parse_depth_format(value.text());
-        } catch (const InputError&) {
-            throw InputError(value.place("depth_format") + " is \"" + value.text() +
-                             "\"; write raw:WIDTHxHEIGHT@FPS, such as raw:640x480@30");
-        }
-        return value.text();
-    }
-
     static void check_files(const SiteDevice& device) {
         const SiteCameraFiles& files = device.files;
         if (!files.recording.empty() && !files.depth.empty())
@@ -206,13 +155,7 @@ class SiteReader {
             throw InputError(device.place +
                              " has a camera file and is simulated; add depth = "
                              "\"URL\" or recording = \"FILE\", or leave it out");
-        if (!files.camera.empty()) {
-            try {
-                read_recording_camera(files.camera);
-            } catch (const InputError& error) {
-                throw InputError(device.place + ": " + error.what());
-            }
-        }
+        if (!files.camera.empty()) check_camera_file(files.camera, device.place);
     }
 
     void read_line(Value table) {

@@ -44,9 +44,9 @@ class StoreSink final : public Sink {
     // Throws std::runtime_error when something could not be written.
     void finish() override;
 
-    // A fault of the camera begins or ends; on the thread of the events.
-    void add_health(const HealthNote& note);
-    // The wall clock's time of a scene time.
+    // A fault begins or ends, as a row and an event; any thread.
+    void note(const HealthNote& note);
+    // The wall clock's time of a scene time; on the thread of the events.
     std::int64_t time_us(double time_s) const;
 
   private:

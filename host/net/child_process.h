@@ -11,15 +11,18 @@ namespace host {
 
 class ChildProcess {
   public:
+    static constexpr int kHandedFile = 3;
+
     // Starts the program with these arguments. It ends with the calling thread at the latest, but
     // does not receive the terminal's Ctrl-C: ask_to_end() passes that on. Throws
-    // std::runtime_error.
-    explicit ChildProcess(const std::vector<std::string>& arguments);
+    // std::runtime_error. An open file can be handed on, which the program then has as kHandedFile.
+    explicit ChildProcess(const std::vector<std::string>& arguments, int handed_file = -1);
     // Ends it.
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    pid_t process_id() const { return pid_; }
     // Standard output and error, never blocking; -1 after their end.
     int output() const { return output_; }
     // The lines received so far; once the output has ended, the last one may lack its line end.

@@ -1,5 +1,5 @@
 // Start, output and end of a child.
-#include "host/app/child_process.h"
+#include "host/net/child_process.h"
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -14,7 +14,7 @@
 #include <system_error>
 #include <thread>
 
-#include "host/app/exit_status.h"
+#include "host/base/exit_status.h"
 
 namespace host {
 namespace {
@@ -28,19 +28,25 @@ constexpr std::chrono::milliseconds kPoll{10};
 }
 
 // Between fork and exec only calls that are safe there.
-[[noreturn]] void become_child(char* const* arguments, int output, pid_t parent) {
+[[noreturn]] void become_child(char* const* arguments, int output, int handed, pid_t parent) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) _exit(1);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
+    // The copy stays open in the new program; the same number would keep its flag.
+    if (handed == ChildProcess::kHandedFile) {
+        fcntl(handed, F_SETFD, 0);
+    } else if (handed >= 0) {
+        dup2(handed, ChildProcess::kHandedFile);
+    }
     execv(kThisProgram, arguments);
     _exit(127);
 }
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, int handed_file) {
     std::vector<std::string> texts{"vca"};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
@@ -48,15 +54,15 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
     std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("cannot start a device");
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("cannot start a process");
     const pid_t parent = getpid();
     pid_ = fork();
-    if (pid_ == 0) become_child(pointers.data(), ends[1], parent);
+    if (pid_ == 0) become_child(pointers.data(), ends[1], handed_file, parent);
     close(ends[1]);
     output_ = ends[0];
     if (pid_ < 0) {
         close(output_);
-        fail("cannot start a device");
+        fail("cannot start a process");
     }
     fcntl(output_, F_SETFL, O_NONBLOCK);
 }

@@ -1,0 +1,79 @@
+// What the service does before and after its cameras run.
+#include "host/app/serve_command.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "host/app/place_web.h"
+#include "host/base/exit_status.h"
+#include "host/base/text.h"
+#include "host/report/output_folder.h"
+#include "host/service/service_check.h"
+#include "host/service/supervisor.h"
+#include "host/store/writer_lock.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kServiceDatabase = "service";
+
+void make_folder(const std::string& path) {
+    std::error_code error;
+    fs::create_directories(path, error);
+    if (!fs::is_directory(path)) {
+        throw InputError("cannot make the folder \"" + path +
+                         "\" for the databases: " + error.message());
+    }
+}
+
+// Two services would start each camera twice.
+std::unique_ptr<WriterLock> lock_folder(const ServiceFile& file) {
+    try {
+        return std::make_unique<WriterLock>(database_of(file, kServiceDatabase));
+    } catch (const InputError&) {
+        throw InputError("another service runs in the folder \"" + file.folder +
+                         "\"; name another folder in [store], or end that one");
+    }
+}
+
+// Each line is whole, whoever else writes to standard error.
+void say(const std::string& camera, const std::string& sentence) {
+    const std::string who = camera.empty() ? "" : camera + ": ";
+    std::fprintf(stderr, "%s%s\n", visible(who).c_str(), visible(sentence).c_str());
+}
+
+std::string where_to_look(const ServiceFile& file) {
+    std::string stores;
+    for (const ServiceCamera& camera : file.cameras)
+        stores += " " + database_of(file, camera.name);
+    return "what is counted today: vca counts --store" + stores + "\n";
+}
+
+}  // namespace
+
+int serve_command(const ServeOptions& options, const std::atomic<bool>& stop) {
+    const ServiceFile file = read_service_file(options.file);
+    check_service(file);
+    make_folder(file.folder);
+    const auto alone = lock_folder(file);
+    write_text(stdout, describe_service(file) + where_to_look(file));
+    std::fflush(stdout);
+    const Pruning pruning(
+        pruning_setup(file, [](const std::string& sentence) { say("", sentence); }));
+    const auto web = open_web(file);
+    if (web != nullptr) say("", "listens on " + web_address({file.web->address, web->port()}));
+    Supervisor(file, say).run(stop);
+    return kExitOk;
+}
+
+std::string check_service_file(const std::string& path) {
+    const ServiceFile file = read_service_file(path);
+    check_service(file);
+    return describe_service(file);
+}
+
+}  // namespace host

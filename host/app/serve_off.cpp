@@ -1,0 +1,27 @@
+// For a program that was built without the service.
+#include "host/app/camera_process.h"
+#include "host/app/serve_command.h"
+#include "host/base/input_error.h"
+
+namespace host {
+namespace {
+
+[[noreturn]] void refuse() {
+    throw InputError("this program was built without the service of a place");
+}
+
+}  // namespace
+
+int serve_command(const ServeOptions&, const std::atomic<bool>&) {
+    refuse();
+}
+
+std::string check_service_file(const std::string&) {
+    refuse();
+}
+
+int camera_process(const std::atomic<bool>&) {
+    refuse();
+}
+
+}  // namespace host

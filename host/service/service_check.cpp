@@ -1,0 +1,183 @@
+// Checks that need the database's rules, other files, or both.
+#include "host/service/service_check.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/base/input_error.h"
+#include "host/base/readable_file.h"
+#include "host/frames/sim_source.h"
+#include "host/service/camera_options.h"
+#include "host/settings/installation_check.h"
+#include "host/settings/site.h"
+#include "host/store/local_time.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct OpeningHours {
+    int from_minutes = 0;
+    int to_minutes = 24 * 60;
+};
+
+OpeningHours opening_hours(const Placed<std::string>& open) {
+    if (open.value.empty()) return {};
+    const std::size_t minus = open.value.find('-');
+    if (minus == std::string::npos) {
+        throw InputError(open.place + " is \"" + open.value +
+                         "\"; write opening hours such as 09:00-20:00");
+    }
+    const OpeningHours hours{parse_time_of_day(open.value.substr(0, minus), open.place),
+                             parse_time_of_day(open.value.substr(minus + 1), open.place)};
+    if (hours.from_minutes < hours.to_minutes) return hours;
+    throw InputError(open.place + " is \"" + open.value + "\"; it opens before it closes");
+}
+
+void check_time_zone(const Placed<std::string>& zone) {
+    try {
+        const TimeZone known(zone.value);
+    } catch (const InputError& error) {
+        if (zone.place.empty()) throw;
+        throw InputError(zone.place + ": " + error.what());
+    }
+}
+
+void check_scene(const ServiceCamera& camera) {
+    std::string known;
+    for (const SceneEntry& scene : scene_list()) {
+        if (scene.name == camera.source.scene) return;
+        known += (known.empty() ? "" : ", ") + scene.name;
+    }
+    throw InputError(camera.place + " has the scene \"" + camera.source.scene + "\"; known are " +
+                     known);
+}
+
+void check_device(const ServiceCamera& camera) {
+    const Site site = read_site_file(camera.role.site);
+    if (find_device(site, camera.role.device) != nullptr) return;
+    throw InputError(camera.place + " is the device \"" + camera.role.device + "\", which \"" +
+                     camera.role.site + "\" does not have");
+}
+
+void check_camera(const ServiceCamera& camera) {
+    if (camera.in_cascade()) return check_device(camera);
+    if (camera.source.source == "scene") check_scene(camera);
+    for (const std::string& path : camera.source.recordings) {
+        if (const std::string why = why_unreadable(path); !why.empty())
+            throw InputError(camera.place + ": cannot read \"" + path + "\": " + why);
+    }
+    check_installation(camera_options(camera));
+}
+
+std::string source_text(const ServiceCamera& camera) {
+    const SourceOptions& source = camera.source;
+    if (camera.in_cascade())
+        return "device \"" + camera.role.device + "\" of the site \"" + camera.role.site + "\"";
+    if (source.source == "live") return "live from \"" + source.live_depth + "\"";
+    if (source.source == "scene") return "the simulated scene \"" + source.scene + "\"";
+    return "the recording \"" + source.recordings.front() + "\"" +
+           (source.recordings.size() > 1
+                ? " and " + std::to_string(source.recordings.size() - 1) + " more"
+                : "") +
+           (camera.loop ? ", again and again" : ", once");
+}
+
+std::string settings_text(const ServiceCamera& camera) {
+    if (camera.in_cascade()) return "";
+    std::error_code error;
+    return "; settings in \"" + camera.settings + "\"" +
+           (fs::exists(camera.settings, error) ? "" : ", which does not exist yet");
+}
+
+// A line may come later, so this is no error.
+std::string missing_lines(const ServiceFile& file) {
+    std::string text;
+    for (const ServiceEntrance& entrance : file.entrances) {
+        const ServiceCamera& camera = *find_camera(file, entrance.camera);
+        if (camera.in_cascade()) continue;
+        const RunOptions options = camera_options(camera);
+        const bool known =
+            options.lines.empty() ||
+            std::any_of(options.lines.begin(), options.lines.end(),
+                        [&](const PlacedLine& line) { return line.value.name == entrance.line; });
+        if (!known) {
+            text += "  warning: " + entrance.place + " names the line \"" + entrance.line +
+                    "\", which the camera \"" + camera.name + "\" does not have\n";
+        }
+    }
+    return text;
+}
+
+std::string area_text(const ServiceFile& file, const ServiceArea& area) {
+    std::string doors;
+    for (const ServiceEntrance& entrance : file.entrances) {
+        if (entrance.area != area.name) continue;
+        doors += (doors.empty() ? "" : ", ") + entrance.camera + "/" + entrance.line;
+    }
+    return "  area \"" + area.name +
+           "\": " + (doors.empty() ? "no entrance leads into it" : "entered through " + doors) +
+           (area.capacity ? ", for " + std::to_string(*area.capacity) + " people" : "") +
+           ", empty at " + area.reset.value + "\n";
+}
+
+}  // namespace
+
+void check_service(const ServiceFile& file) {
+    check_time_zone(file.time_zone);
+    opening_hours(file.open);
+    for (const ServiceArea& area : file.areas)
+        parse_time_of_day(area.reset.value, area.reset.place);
+    for (const ServiceCamera& camera : file.cameras)
+        check_camera(camera);
+}
+
+std::string describe_service(const ServiceFile& file) {
+    std::string text = "place \"" + file.place + "\"\n";
+    for (const ServiceCamera& camera : file.cameras) {
+        text += "  camera \"" + camera.name + "\": " + source_text(camera) + settings_text(camera) +
+                "\n";
+    }
+    for (const ServiceArea& area : file.areas)
+        text += area_text(file, area);
+    text += "  time zone: " + TimeZone(file.time_zone.value).name() + "\n";
+    text += "  open: " + (file.open.value.empty() ? "the whole day" : file.open.value) + "\n";
+    text += "  databases in \"" + file.folder + "\"\n";
+    return text + missing_lines(file);
+}
+
+std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera) {
+    std::vector<Area> areas;
+    for (const ServiceArea& given : file.areas) {
+        Area area{given.name,
+                  {},
+                  parse_time_of_day(given.reset.value, given.reset.place),
+                  given.capacity};
+        bool others = false;
+        for (const ServiceEntrance& entrance : file.entrances) {
+            if (entrance.area != given.name) continue;
+            others = others || entrance.camera != camera;
+            area.doors.push_back({entrance.line, entrance.in});
+        }
+        if (!others && !area.doors.empty()) areas.push_back(std::move(area));
+    }
+    return areas;
+}
+
+Retention retention_of(const KeptDays& days) {
+    Retention kept;
+    const auto take = [](const std::optional<int>& given, std::optional<int>& to) {
+        if (given) to = given;
+    };
+    take(days.events, kept.events);
+    take(days.minutes, kept.minutes);
+    take(days.people, kept.people);
+    take(days.heat, kept.heat);
+    take(days.gaps, kept.gaps);
+    take(days.health, kept.health);
+    take(days.settings, kept.settings);
+    return kept;
+}
+
+}  // namespace host

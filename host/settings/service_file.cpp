@@ -1,0 +1,317 @@
+// Reading of the file of a place, key by key.
+#include "host/settings/service_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <limits>
+
+#include "host/base/input_error.h"
+#include "host/base/readable_file.h"
+#include "host/base/toml_reader.h"
+#include "host/settings/file_values.h"
+
+namespace host {
+namespace {
+
+using Value = const TomlValue&;
+
+constexpr const char* kDatabaseEnding = ".db";
+constexpr const char* kWholePlace = "place";  // the area when none is named
+constexpr const char* kReserved = "service";  // the service has a database of its own
+constexpr int kMostDays = 36500;
+constexpr int kMostPeople = 1'000'000;
+
+class ServiceReader {
+  public:
+    explicit ServiceReader(const std::string& path)
+        : folder_(std::filesystem::path(path).parent_path().string()) {
+        file_.path = path;
+        file_.folder = path_beside(folder_, "store");
+    }
+
+    ServiceFile read(Value root) {
+        root.read_keys(
+            {{"place", [this](Value v) { file_.place = plain_name(v, "place"); }, true},
+             {"time_zone",
+              [this](Value v) {
+                  file_.time_zone = {v.text(), v.place("time_zone")};
+              }},
+             {"open",
+              [this](Value v) {
+                  file_.open = {v.text(), v.place("open")};
+              }},
+             {"camera",
+              TomlValue::tables("cameras are written as [[camera]] tables",
+                                [this](Value table) { read_camera(table); }),
+              true},
+             {"area", TomlValue::tables("areas are written as [[area]] tables",
+                                        [this](Value table) { read_area(table); })},
+             {"entrance", TomlValue::tables("entrances are written as [[entrance]] tables",
+                                            [this](Value table) { read_entrance(table); })},
+             {"store", [this](Value v) { read_store(v); }},
+             {"web", [this](Value v) { read_web(v); }}});
+        return std::move(file_);
+    }
+
+  private:
+    // What was given for a camera before it is known to fit together.
+    struct Given {
+        std::string scene;
+        std::string site;
+        std::string device;
+        std::optional<std::string> seed;
+        std::optional<std::string> loop;
+        std::optional<std::string> format;
+        std::optional<std::string> colour;
+        std::optional<std::string> camera_file;
+        std::optional<std::string> settings;
+    };
+
+    void read_camera(Value table) {
+        if (file_.cameras.size() == kMostCameras) {
+            throw InputError(table.place("this is camera ") + std::to_string(kMostCameras + 1) +
+                             "; a place can have " + std::to_string(kMostCameras));
+        }
+        constexpr int kMostSeed = std::numeric_limits<int>::max();
+        ServiceCamera camera;
+        SourceOptions& source = camera.source;
+        Given given;
+        table.read_keys(
+            {{"name", [&](Value v) { camera.name = plain_name(v, "name"); }},
+             {"scene",
+              [&](Value v) {
+                  given.scene = plain_name(v, "scene");
+                  source.scene = given.scene;
+              }},
+             {"seed",
+              [&](Value v) {
+                  source.seed = static_cast<std::uint64_t>(v.whole(0, kMostSeed));
+                  given.seed = v.place("seed");
+              }},
+             {"recording", [&](Value v) { source.recordings = files(v); }},
+             {"loop",
+              [&](Value v) {
+                  camera.loop = v.flag();
+                  given.loop = v.place("loop");
+              }},
+             {"depth", [&](Value v) { source.live_depth = address_value(v, "depth", folder_); }},
+             {"depth_format",
+              [&](Value v) {
+                  source.depth_format = depth_format_value(v);
+                  given.format = v.place("depth_format");
+              }},
+             {"colour",
+              [&](Value v) {
+                  source.live_colour = address_value(v, "colour", folder_);
+                  given.colour = v.place("colour");
+              }},
+             {"camera_file",
+              [&](Value v) {
+                  source.camera_file = file_value(v, "camera_file", folder_);
+                  given.camera_file = v.place("camera_file");
+              }},
+             {"site", [&](Value v) { given.site = file_value(v, "site", folder_); }},
+             {"device", [&](Value v) { given.device = plain_name(v, "device"); }},
+             {"settings", [&](Value v) {
+                  camera.settings = file_value(v, "settings", folder_);
+                  given.settings = v.place("settings");
+              }}});
+        if (camera.name.empty())
+            throw InputError(table.place("this camera has no name; write name = \"...\""));
+        camera.place = table.place("the camera \"" + camera.name + "\"");
+        check_name_is_free(camera);
+        settle_source(camera, given);
+        if (camera.settings.empty()) {
+            camera.settings =
+                path_beside(folder_, std::string(kSettingsFolder) + "/" + camera.name + ".toml");
+        }
+        camera.definition = definition_of(camera);
+        file_.cameras.push_back(std::move(camera));
+    }
+
+    void check_name_is_free(const ServiceCamera& camera) const {
+        if (camera.name == kReserved)
+            throw InputError(camera.place + " cannot have this name; it is that of the service");
+        if (find_camera(file_, camera.name) != nullptr)
+            throw InputError(camera.place + " has the name of another one; names must differ");
+    }
+
+    // One recording, or several that follow each other.
+    std::vector<std::string> files(Value value) const {
+        std::vector<std::string> paths;
+        for (const TomlValue& item : value.one_or_more())
+            paths.push_back(file_value(item, "recording", folder_));
+        return paths;
+    }
+
+    void settle_source(ServiceCamera& camera, const Given& given) {
+        SourceOptions& source = camera.source;
+        const bool recorded = !source.recordings.empty();
+        const bool live = !source.live_depth.empty();
+        const int sources = (given.scene.empty() ? 0 : 1) + (recorded ? 1 : 0) + (live ? 1 : 0) +
+                            (given.site.empty() ? 0 : 1);
+        if (sources != 1) {
+            throw InputError(camera.place + " has " + (sources == 0 ? "no source" : "two sources") +
+                             "; give one of depth, recording, scene and site");
+        }
+        source.source = live ? "live" : recorded ? "recording" : "scene";
+        camera.role = {given.site,
+                       given.device.empty() && !given.site.empty() ? camera.name : given.device};
+        const auto belongs = [](const std::optional<std::string>& place, bool fits,
+                                const char* to) {
+            if (place && !fits) throw InputError(*place + " belongs to a camera with " + to);
+        };
+        belongs(given.seed, !given.scene.empty(), "a scene");
+        belongs(given.loop, recorded, "a recording");
+        belongs(given.format, live, "depth");
+        belongs(given.colour, live, "depth");
+        belongs(given.camera_file, live || recorded, "depth or a recording");
+        belongs(given.settings, given.site.empty(), "a source of its own");
+        if (!given.device.empty() && given.site.empty())
+            throw InputError(camera.place + " has a device without site; name the site's file");
+        if (!source.camera_file.empty()) check_camera_file(source.camera_file, camera.place);
+    }
+
+    static std::string definition_of(const ServiceCamera& camera) {
+        const SourceOptions& source = camera.source;
+        std::string text = source.source + '\n' + source.scene + '\n' +
+                           std::to_string(source.seed) + '\n' + source.live_depth + '\n' +
+                           source.depth_format + '\n' + source.live_colour + '\n' +
+                           source.camera_file + '\n' + camera.settings + '\n' + camera.role.site +
+                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce");
+        for (const std::string& path : source.recordings)
+            text += '\n' + path;
+        return text;
+    }
+
+    void read_area(Value table) {
+        ServiceArea area;
+        table.read_keys({{"name", [&](Value v) { area.name = plain_name(v, "name"); }},
+                         {"capacity", [&](Value v) { area.capacity = v.whole(1, kMostPeople); }},
+                         {"reset", [&](Value v) {
+                              area.reset = {v.text(), v.place("reset")};
+                          }}});
+        if (area.name.empty())
+            throw InputError(table.place("this area has no name; write name = \"...\""));
+        const bool known = std::any_of(file_.areas.begin(), file_.areas.end(),
+                                       [&](const ServiceArea& a) { return a.name == area.name; });
+        if (known) {
+            throw InputError(
+                table.place("the area \"" + area.name + "\" is there twice; names must differ"));
+        }
+        file_.areas.push_back(std::move(area));
+    }
+
+    void read_entrance(Value table) {
+        ServiceEntrance entrance;
+        table.read_keys({{"camera", [&](Value v) { entrance.camera = plain_name(v, "camera"); }},
+                         {"line", [&](Value v) { entrance.line = shown_name(v); }},
+                         {"in", [&](Value v) { entrance.in = v.whole(1, 2); }},
+                         {"area", [&](Value v) { entrance.area = plain_name(v, "area"); }}});
+        entrance.place = table.place("the entrance");
+        if (entrance.camera.empty() || entrance.line.empty()) {
+            throw InputError(entrance.place + " needs a camera and a line, such as camera = " +
+                             "\"door\", line = \"door\"");
+        }
+        if (find_camera(file_, entrance.camera) == nullptr) {
+            std::string known;
+            for (const ServiceCamera& camera : file_.cameras)
+                known += (known.empty() ? "" : ", ") + camera.name;
+            throw InputError(entrance.place + " names the camera \"" + entrance.camera +
+                             "\"; known are " + known);
+        }
+        settle_area(entrance);
+        file_.entrances.push_back(std::move(entrance));
+    }
+
+    void settle_area(ServiceEntrance& entrance) {
+        if (file_.areas.empty()) file_.areas.push_back({kWholePlace, {"04:00"}, {}});
+        if (entrance.area.empty() && file_.areas.size() == 1)
+            entrance.area = file_.areas.front().name;
+        std::string known;
+        for (const ServiceArea& area : file_.areas) {
+            if (area.name == entrance.area) return;
+            known += (known.empty() ? "" : ", ") + area.name;
+        }
+        throw InputError(entrance.place +
+                         (entrance.area.empty() ? " does not say which area it leads into"
+                                                : " leads into \"" + entrance.area + "\"") +
+                         "; known are " + known);
+    }
+
+    void read_store(Value value) {
+        KeptDays& keep = file_.keep;
+        const auto days = [](std::optional<int>& to) {
+            return [&to](Value v) { to = v.whole(1, kMostDays); };
+        };
+        value.read_keys(
+            {{"folder", [this](Value v) { file_.folder = file_value(v, "folder", folder_); }},
+             {"events_days", days(keep.events)},
+             {"minutes_days", days(keep.minutes)},
+             {"people_days", days(keep.people)},
+             {"heat_days", days(keep.heat)},
+             {"gaps_days", days(keep.gaps)},
+             {"health_days", days(keep.health)},
+             {"settings_days", days(keep.settings)}},
+            "databases are set in a [store] table");
+    }
+
+    void read_web(Value value) {
+        constexpr int kMostPort = 65535;
+        ServiceWeb web;
+        value.read_keys({{"address",
+                          [&web](Value v) {
+                              web.address = v.text();
+                              if (web.address == "127.0.0.1" || web.address == "::1") return;
+                              throw InputError(v.place("address") + " is \"" + web.address +
+                                               "\"; write \"127.0.0.1\" or \"::1\", which "
+                                               "nobody reaches from another machine");
+                          }},
+                         {"port", [&](Value v) { web.port = v.whole(0, kMostPort); }}},
+                        "what is answered over HTTP is set in a [web] table");
+        file_.web = web;
+    }
+
+    const std::string folder_;
+    ServiceFile file_;
+};
+
+}  // namespace
+
+const ServiceCamera* find_camera(const ServiceFile& file, const std::string& name) {
+    const auto found = std::find_if(file.cameras.begin(), file.cameras.end(),
+                                    [&](const ServiceCamera& c) { return c.name == name; });
+    return found == file.cameras.end() ? nullptr : &*found;
+}
+
+std::string web_address(const ServiceWeb& web) {
+    const bool v6 = web.address.find(':') != std::string::npos;
+    return "http://" + (v6 ? "[" + web.address + "]" : web.address) + ":" +
+           std::to_string(web.port) + "/";
+}
+
+std::string database_of(const ServiceFile& file, const std::string& camera) {
+    return (std::filesystem::path(file.folder) / (camera + kDatabaseEnding)).string();
+}
+
+bool is_service_file(const std::string& path) {
+    const TomlValue root = read_toml_file(path, "file", "vca check needs a readable file");
+    constexpr const char* kOfPlaces[] = {"place", "time_zone", "open",  "camera",
+                                         "area",  "entrance",  "store", "web"};
+    return std::any_of(std::begin(kOfPlaces), std::end(kOfPlaces),
+                       [&root](const char* key) { return root.find(key) != nullptr; });
+}
+
+ServiceFile read_service_file(const std::string& path) {
+    return parse_service_file(
+        read_text_file(path, "file of a place", "vca serve --config needs a readable file"), path);
+}
+
+ServiceFile parse_service_file(const std::string& text, const std::string& path) {
+    ServiceFile file = ServiceReader(path).read(parse_toml(text, path));
+    file.text = text;
+    return file;
+}
+
+}  // namespace host

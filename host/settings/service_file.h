@@ -1,0 +1,99 @@
+// The file of a place: its cameras, what its entrances lead to, and where counts are kept.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/base/placed.h"
+#include "host/frames/frame_source.h"
+
+namespace host {
+
+inline constexpr std::size_t kMostCameras = 64;  // each is a process
+inline constexpr const char* kSettingsFolder = "cameras";
+
+// Part of a cascade: a device of a site file.
+struct CascadeRole {
+    std::string site;    // path; empty: the camera counts by itself
+    std::string device;  // its name there
+};
+
+struct ServiceCamera {
+    std::string name;
+    SourceOptions source;  // without what its settings say
+    bool loop = false;     // a recording begins again when it has ended
+    std::string settings;  // path of its settings, which need not exist
+    CascadeRole role;
+    std::string place;       // where it was given, for messages
+    std::string definition;  // says the same as long as nothing of it changes
+
+    bool in_cascade() const { return !role.site.empty(); }
+};
+
+// A line through which people come in.
+struct ServiceEntrance {
+    std::string camera;
+    std::string line;
+    int in = 1;        // direction of those who come in
+    std::string area;  // that it leads into
+    std::string place;
+};
+
+// What entrances lead into.
+struct ServiceArea {
+    std::string name;
+    Placed<std::string> reset{"04:00"};  // local time at which nobody is inside
+    std::optional<int> capacity;         // people
+};
+
+// For how many days records are kept; empty: as long as the database keeps them by itself.
+struct KeptDays {
+    std::optional<int> events;
+    std::optional<int> minutes;
+    std::optional<int> people;
+    std::optional<int> heat;
+    std::optional<int> gaps;
+    std::optional<int> health;
+    std::optional<int> settings;
+};
+
+// Where the service answers over HTTP: on this machine only, as long as nobody has to log in.
+struct ServiceWeb {
+    std::string address = "127.0.0.1";
+    int port = 8080;  // 0: any that is free
+};
+
+// "http://127.0.0.1:8080/".
+std::string web_address(const ServiceWeb& web);
+
+struct ServiceFile {
+    std::string path;
+    std::string text;               // of the file
+    std::string place;              // its name, which topics begin with
+    Placed<std::string> time_zone;  // empty: the machine's
+    Placed<std::string> open;       // "09:00-20:00", local; empty: the whole day
+    std::vector<ServiceCamera> cameras;
+    std::vector<ServiceEntrance> entrances;
+    std::vector<ServiceArea> areas;  // at least one when there are entrances
+    std::string folder;              // of the databases
+    KeptDays keep;
+    std::optional<ServiceWeb> web;  // empty: it does not
+};
+
+// Null when no camera has this name.
+const ServiceCamera* find_camera(const ServiceFile& file, const std::string& name);
+
+// The path of a camera's database.
+std::string database_of(const ServiceFile& file, const std::string& camera);
+
+// Whether a file describes a place: it has a key that only these files have. Throws InputError when
+// it cannot be read.
+bool is_service_file(const std::string& path);
+
+// Reads and checks the file by itself. Throws InputError that names file and line.
+ServiceFile read_service_file(const std::string& path);
+// The same from the text of one; other files are looked for beside `path`.
+ServiceFile parse_service_file(const std::string& text, const std::string& path);
+
+}  // namespace host

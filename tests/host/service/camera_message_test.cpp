@@ -1,0 +1,48 @@
+// What camera and service tell each other, as JSON.
+#include "host/service/camera_message.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+template <typename Message>
+Message there_and_back(const Message& message) {
+    const auto read = host::camera_message(host::to_text(message));
+    EXPECT_TRUE(read && std::holds_alternative<Message>(*read));
+    return read ? std::get<Message>(*read) : Message{};
+}
+
+TEST(CameraMessage, IsReadAsItWasWritten) {
+    const auto begin =
+        there_and_back(host::CameraBegin{"/a/vca.toml", "place = \"x\"\n", "door", 17, "why"});
+    EXPECT_EQ(begin.path, "/a/vca.toml");
+    EXPECT_EQ(begin.text, "place = \"x\"\n");
+    EXPECT_EQ(begin.camera, "door");
+    EXPECT_EQ(begin.ended_us, 17);
+    EXPECT_EQ(begin.ended_why, "why");
+    EXPECT_EQ(there_and_back(host::CameraHello{"0.1.0"}).version, "0.1.0");
+    const auto beat = there_and_back(host::CameraBeat{true, 5, 4});
+    EXPECT_TRUE(beat.counting);
+    EXPECT_EQ(beat.taken, 5);
+    EXPECT_EQ(beat.finished, 4);
+    const auto committed = there_and_back(host::CameraCommitted{"00ff", 1LL << 40});
+    EXPECT_EQ(committed.epoch, "00ff");
+    EXPECT_EQ(committed.sequence, 1LL << 40);
+    const auto settings = there_and_back(host::CameraSettings{"line 3", true});
+    EXPECT_EQ(settings.text, "line 3");
+    EXPECT_TRUE(settings.refused);
+    EXPECT_EQ(there_and_back(host::ReadSettings{"page"}).author, "page");
+}
+
+TEST(CameraMessage, NothingElseIsOne) {
+    for (const char* text : {"", "{", "[]", "{}", "{\"message\": 1}", "{\"message\": \"bye\"}",
+                             "{\"message\": \"beat\", \"counting\": true, \"taken\": 1}",
+                             "{\"message\": \"beat\", \"counting\": 1, \"taken\": \"x\"}"})
+        EXPECT_FALSE(host::camera_message(text).has_value()) << text;
+}
+
+TEST(CameraMessage, TextsOfTheSystemMayHaveAnyBytes) {
+    EXPECT_EQ(there_and_back(host::CameraSettings{"a\xff", false}).text, "a\xEF\xBF\xBD");
+}
+
+}  // namespace
