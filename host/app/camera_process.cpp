@@ -83,8 +83,8 @@ std::string site_text(const ServiceCamera& camera) {
 // The process before this one ended by itself.
 void note_end(const CameraBegin& begun, StoreSink& store) {
     if (begun.ended_us == 0) return;
-    store.add_health({begun.ended_us, HealthLevel::kFailed, kEnded, begun.ended_why});
-    store.add_health({utc_now_us(), HealthLevel::kOk, kEnded, "the camera counts again"});
+    store.note({begun.ended_us, HealthLevel::kFailed, kEnded, begun.ended_why});
+    store.note({utc_now_us(), HealthLevel::kOk, kEnded, "the camera counts again"});
 }
 
 // What becomes of settings that have changed.
@@ -112,7 +112,7 @@ class SettingsNotes final : public SettingsListener {
 
     void refused(const std::string& why) override {
         refused_ = true;
-        store_.add_health({utc_now_us(), HealthLevel::kDegraded, kRefused, why + kStays});
+        store_.note({utc_now_us(), HealthLevel::kDegraded, kRefused, why + kStays});
         link_.tell(CameraSettings{why + kStays, true});
     }
 

@@ -60,7 +60,7 @@ CameraHealthSetup health_setup(const RunPlan& plan, const StoreSinkSetup& from, 
     setup.clock_synchronised = from.clock_synchronised;
     setup.time_us = [&store](double time_s) { return store.time_us(time_s); };
     setup.tell = [&store](const HealthNote& note) {
-        store.add_health(note);
+        store.note(note);
         if (is_of_camera_alone(note.fault)) tell_on_stderr(note);
     };
     setup.left_open = left_open(from.writer.store.path);

@@ -13,8 +13,8 @@ namespace host {
 // told on standard error.
 StoreSinkSetup store_setup(const RunPlan& plan, const std::string& path);
 
-// For the same run: faults are kept in the database, and told on standard error where nobody else
-// tells them. The store must outlive the sink that is made of it.
+// For the same run and database: faults are kept in the store, which must outlive it, and told on
+// standard error where nobody else does.
 CameraHealthSetup health_setup(const RunPlan& plan, const StoreSinkSetup& from, StoreSink& store);
 
 }  // namespace host

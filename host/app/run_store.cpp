@@ -37,10 +37,11 @@ class CommitLog {
 
 std::vector<std::unique_ptr<Sink>> open_run_store(const RunPlan& plan) {
     std::vector<std::unique_ptr<Sink>> sinks;
-    if (plan.options.store.empty()) return sinks;
-    StoreSinkSetup setup = store_setup(plan, plan.options.store);
+    const RunOptions& options = plan.options;
+    if (options.store.empty()) return sinks;
+    StoreSinkSetup setup = store_setup(plan, options.store);
     setup.writer.store.author = "vca run";
-    const auto log = std::make_shared<CommitLog>(plan.options.store_log);
+    const auto log = std::make_shared<CommitLog>(options.store_log);
     setup.writer.committed = [log](const Committed& done) { log->add(done); };
     auto store = std::make_unique<StoreSink>(setup);
     auto health = std::make_unique<CameraHealth>(health_setup(plan, setup, *store));

@@ -6,6 +6,7 @@
 #include <memory>
 #include <system_error>
 
+#include "host/app/place_web.h"
 #include "host/base/exit_status.h"
 #include "host/base/text.h"
 #include "host/report/output_folder.h"
@@ -62,6 +63,8 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     const auto alone = lock_folder(file);
     write_text(stdout, describe_service(file) + where_to_look(file));
     std::fflush(stdout);
+    const auto web = open_web(file);
+    if (web != nullptr) say("", "listens on " + web_address({file.web->address, web->port()}));
     Supervisor(file, say).run(stop, reload);
     return kExitOk;
 }

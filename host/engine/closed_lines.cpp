@@ -15,9 +15,9 @@ void ClosedLineFilter::change() {
     people_.clear();
     ended_.clear();
     lines_.clear();
-    if (config.devWorkMode != VCA_WORK_ALONE) return;
+    if (config_.devWorkMode != VCA_WORK_ALONE) return;
     for (int line = 0; line < VCA_LINE_NUM; ++line)
-        if (goes_around(config.line[line])) lines_.push_back(line);
+        if (goes_around(config_.line[line])) lines_.push_back(line);
 }
 
 int ClosedLineFilter::side_at(int line, int x, int y) const {

@@ -69,7 +69,7 @@ std::string number_text(double value) {
     constexpr double kExact = 9e15;
     if (std::abs(value) < kExact && value == std::floor(value))
         return format_text("%lld", static_cast<long long>(value));
-    return format_text("%.9g", value);
+    return format_text("%.15g", value);
 }
 
 double seconds(std::int64_t us) {

@@ -49,7 +49,8 @@ class ServiceReader {
                                         [this](Value table) { read_area(table); })},
              {"entrance", TomlValue::tables("entrances are written as [[entrance]] tables",
                                             [this](Value table) { read_entrance(table); })},
-             {"store", [this](Value v) { read_store(v); }}});
+             {"store", [this](Value v) { read_store(v); }},
+             {"web", [this](Value v) { read_web(v); }}});
         return std::move(file_);
     }
 
@@ -263,6 +264,22 @@ class ServiceReader {
         };
     }
 
+    void read_web(Value value) {
+        constexpr int kMostPort = 65535;
+        ServiceWeb web;
+        value.read_keys({{"address",
+                          [&web](Value v) {
+                              web.address = v.text();
+                              if (web.address == "127.0.0.1" || web.address == "::1") return;
+                              throw InputError(v.place("address") + " is \"" + web.address +
+                                               "\"; write \"127.0.0.1\" or \"::1\", which "
+                                               "nobody reaches from another machine");
+                          }},
+                         {"port", [&](Value v) { web.port = v.whole(0, kMostPort); }}},
+                        "what is answered over HTTP is set in a [web] table");
+        file_.web = web;
+    }
+
     const std::string folder_;
     ServiceFile file_;
 };
@@ -275,14 +292,20 @@ const ServiceCamera* find_camera(const ServiceFile& file, const std::string& nam
     return found == file.cameras.end() ? nullptr : &*found;
 }
 
+std::string web_address(const ServiceWeb& web) {
+    const bool v6 = web.address.find(':') != std::string::npos;
+    return "http://" + (v6 ? "[" + web.address + "]" : web.address) + ":" +
+           std::to_string(web.port) + "/";
+}
+
 std::string database_of(const ServiceFile& file, const std::string& camera) {
     return (std::filesystem::path(file.folder) / (camera + kDatabaseEnding)).string();
 }
 
 bool is_service_file(const std::string& path) {
     const TomlValue root = read_toml_file(path, "file", "vca check needs a readable file");
-    constexpr const char* kOfPlaces[] = {"place", "time_zone", "open", "camera",
-                                         "area",  "entrance",  "store"};
+    constexpr const char* kOfPlaces[] = {"place", "time_zone", "open",  "camera",
+                                         "area",  "entrance",  "store", "web"};
     return std::any_of(std::begin(kOfPlaces), std::end(kOfPlaces),
                        [&root](const char* key) { return root.find(key) != nullptr; });
 }

@@ -48,6 +48,15 @@ struct ServiceArea {
     std::optional<int> capacity;         // people
 };
 
+// Where the service answers over HTTP: on this machine only, as long as nobody has to log in.
+struct ServiceWeb {
+    std::string address = "127.0.0.1";
+    int port = 8080;  // 0: any that is free
+};
+
+// "http://127.0.0.1:8080/".
+std::string web_address(const ServiceWeb& web);
+
 struct ServiceFile {
     std::string path;
     std::string text;               // of the file
@@ -59,6 +68,7 @@ struct ServiceFile {
     std::vector<ServiceArea> areas;  // at least one when there are entrances
     std::string folder;              // of the databases
     Retention keep;
+    std::optional<ServiceWeb> web;  // empty: it does not
 };
 
 // Null when no camera has this name.

@@ -142,12 +142,6 @@ void StoreSink::add_clock_step(const Event& event, const ClockStep& step) {
         batch_.add_gap({before_us, before_us + step.by_us, clock_step_text(step.by_us)});
 }
 
-void StoreSink::add_health(const HealthNote& note) {
-    Batch batch;
-    batch.add_health(note);
-    writer_.add(std::move(batch));
-}
-
 void StoreSink::add_crossing(const Event& event, const PersonCounted& count, EventKind kind) {
     StoredEvent stored;
     stored.kind = kind;
@@ -255,6 +249,12 @@ void StoreSink::hand_over() {
     if (minute_) batch_.watched_until_us = until_us_;
     handed_us_ = until_us_;
     writer_.add(std::exchange(batch_, {}));
+}
+
+void StoreSink::note(const HealthNote& note) {
+    Batch batch;
+    batch.add_health(note);
+    writer_.add(std::move(batch));
 }
 
 void StoreSink::note_gap(double from_s, double to_s, const std::string& why) {

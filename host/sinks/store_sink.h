@@ -46,8 +46,8 @@ class StoreSink final : public Sink {
     // Throws std::runtime_error when something could not be written.
     void finish() override;
 
-    // A fault of the camera begins or ends; any thread.
-    void add_health(const HealthNote& note);
+    // A fault begins or ends, as a row and an event; any thread.
+    void note(const HealthNote& note);
     // Between these scene times something was not watched; any thread.
     void note_gap(double from_s, double to_s, const std::string& why);
     // The wall clock's time of a scene time; any thread.

@@ -27,7 +27,8 @@ Flow flow_of(const std::vector<StoreReader>& stores, const Area& area, const Tim
         for (const LineCount& count : store.counts(span)) {
             const PeopleCount& p = count.people;
             for (const Door& door : area.doors) {
-                if (door.line != count.line) continue;
+                const bool other = !door.device.empty() && door.device != store.device();
+                if (other || door.line != count.line) continue;
                 (count.direction == door.in ? flow.in : flow.out) += p.adult + p.child + p.staff;
             }
         }

@@ -13,7 +13,8 @@ namespace host {
 // A line that leads in.
 struct Door {
     std::string line;
-    int in = 1;  // the direction of those who come in
+    int in = 1;            // the direction of those who come in
+    std::string device{};  // whose line it is; empty: of any that has one of this name
 };
 
 struct Visitors {

@@ -1,0 +1,60 @@
+// Databases, areas and addresses of a place.
+#include "host/app/place_web.h"
+
+#include "host/base/utc.h"
+#include "host/service/service_check.h"
+
+namespace host {
+namespace {
+
+std::vector<std::string> databases_of(const ServiceFile& file) {
+    std::vector<std::string> paths;
+    for (const ServiceCamera& camera : file.cameras)
+        paths.push_back(database_of(file, camera.name));
+    return paths;
+}
+
+// Lines of two cameras may have the same name, so that doors name their camera as well.
+std::vector<Area> all_areas(const ServiceFile& file) {
+    std::vector<Area> areas;
+    for (const ServiceArea& given : file.areas) {
+        Area area{given.name,
+                  {},
+                  parse_time_of_day(given.reset.value, given.reset.place),
+                  given.capacity};
+        for (const ServiceEntrance& entrance : file.entrances) {
+            if (entrance.area == given.name)
+                area.doors.push_back({entrance.line, entrance.in, entrance.camera});
+        }
+        if (!area.doors.empty()) areas.push_back(std::move(area));
+    }
+    return areas;
+}
+
+MetricsInput metrics_input(const ServiceFile& file) {
+    MetricsInput input;
+    input.place = file.place;
+    for (const std::string& database : databases_of(file))
+        input.cameras.push_back({database, std::nullopt});
+    input.areas = all_areas(file);
+    input.time_zone = file.time_zone.value;
+    input.now_us = utc_now_us();
+    return input;
+}
+
+}  // namespace
+
+WebSources web_sources(const ServiceFile& file) {
+    return {[&file] { return read_health(databases_of(file), utc_now_us()); },
+            [&file] { return metrics_input(file); }};
+}
+
+std::unique_ptr<HttpServer> open_web(const ServiceFile& file) {
+    if (!file.web) return nullptr;
+    const auto router = std::make_shared<const Router>(make_routes(web_sources(file)));
+    return std::make_unique<HttpServer>(
+        file.web->address, static_cast<std::uint16_t>(file.web->port), HttpLimits{},
+        [router](const HttpRequest& request) { return router->answer(request); });
+}
+
+}  // namespace host
