@@ -106,8 +106,7 @@ class SettingsNotes final : public SettingsListener {
 
     void accepted() override {
         if (!std::exchange(refused_, false)) return;
-        store_.add_health(
-            {utc_now_us(), HealthLevel::kOk, kRefused, "the settings are right again"});
+        store_.note({utc_now_us(), HealthLevel::kOk, kRefused, "the settings are right again"});
     }
 
     void refused(const std::string& why) override {
