@@ -13,7 +13,9 @@ if [ ! -f "$build/compile_commands.json" ]; then
     exit 2
 fi
 log=$build/tidy.log
-if ! run-clang-tidy -quiet -p "$build" -j "$(nproc)" "^$PWD/(src|host|sim)/" >"$log" 2>&1; then
+# Coroutines of Boost 1.74 are nothing that clang 14 can read.
+sources="^$PWD/(src|host|sim)/(?!net/http_server\.cpp$)"
+if ! run-clang-tidy -quiet -p "$build" -j "$(nproc)" "$sources" >"$log" 2>&1; then
     grep -E -A 4 '(error|warning): ' "$log" || cat "$log"
     exit 1
 fi
