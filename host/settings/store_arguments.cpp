@@ -221,7 +221,7 @@ void StoreArguments::apply_prune(PruneOptions& options) const {
     options.stores = values_of(*prune_, kStore);
     for (const RetentionKind& kind : kRetentionKinds) {
         const std::string option = keep_option(kind);
-        if (const auto days = value_of(*prune_, option.c_str()))
+        if (const auto days = value_of(*prune_, option))
             options.keep.*kind.days = parse_days(*days, option);
     }
 }
