@@ -2,7 +2,7 @@
 # clang-tidy over the sources of library, host and simulator with the checks of .clang-tidy, of which
 # each finding is an error: scripts/tidy.sh [build folder, build/dev when none is given] [commit]
 # The folder must be configured; nothing in it has to be built but its generated headers. With a commit
-# only the sources that have changed since then are looked at.
+# only the sources that have changed since then are looked at, all of them when it is not known.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -16,7 +16,7 @@ if [ ! -f "$build/compile_commands.json" ]; then
 fi
 # Coroutines of Boost 1.74 are nothing that clang 14 can read.
 sources=$(git ls-files 'src/*.cpp' 'host/*.cpp' 'sim/*.cpp' | grep -v '^host/net/http_server\.cpp$')
-if [ -n "$since" ]; then
+if git cat-file -e "$since^{commit}" 2>/dev/null; then
     sources=$(git diff --name-only --diff-filter=d "$since" -- | grep -Fx "$sources" || true)
 fi
 log=$build/tidy.log
