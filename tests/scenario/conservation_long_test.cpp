@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <string>
+#include <utility>
 
 #include "tests/scenario/conservation_fixture.h"
 
@@ -16,6 +18,10 @@ struct Scene {
     const char* name;
     double camera_m;
 };
+
+void PrintTo(const Scene& scene, std::ostream* out) {
+    *out << scene.name;
+}
 
 class ConservationOfScene : public test::Conservation, public testing::WithParamInterface<Scene> {};
 
