@@ -26,10 +26,9 @@ import signal
 import sqlite3
 import subprocess
 import sys
-import tempfile
 import time
 
-from kill_test import LIMIT_S, Failure, Follower, compare, query
+from kill_test import LIMIT_S, Failure, Follower, compare, main, query
 
 KINDS = ("camera", "service", "cameras", "all")
 GONE_S = 15.0
@@ -172,25 +171,9 @@ class Test:
         print(f"  no camera was left {self.longest_gone_s:.2f} s after its service")
         print(f"  both cameras had counted again within {self.longest_back_s:.2f} s")
 
-
-def main(arguments):
-    if len(arguments) not in (2, 3):
-        print(__doc__)
-        return 2
-    with tempfile.TemporaryDirectory(prefix="vca-kill-") as folder:
-        test = Test(str(pathlib.Path(arguments[0]).resolve()), pathlib.Path(folder),
-                    int(arguments[2]) if len(arguments) == 3 else 1)
-        try:
-            test.run(int(arguments[1]))
-        except Failure as failure:
-            print(f"after {sum(test.kills.values())} kills: {failure}")
-            return 1
-        finally:
-            for process in [test.service, *(follower.process for follower in test.followers)]:
-                if process is not None and process.poll() is None:
-                    process.kill()
-    return 0
+    def processes(self):
+        return [self.service, *(follower.process for follower in self.followers)]
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(main(sys.argv[1:], Test, __doc__))

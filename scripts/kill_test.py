@@ -289,13 +289,16 @@ class Test:
         print(f"  of these with a count on its way to the database: {self.uncommitted}")
         print(f"  counting went on within {self.longest_back_s:.2f} s")
 
+    def processes(self):
+        return [self.program, self.follower.process]
 
-def main(arguments):
+
+def main(arguments, kind, usage):
     if len(arguments) not in (2, 3):
-        print(__doc__)
+        print(usage)
         return 2
     with tempfile.TemporaryDirectory(prefix="vca-kill-") as folder:
-        test = Test(str(pathlib.Path(arguments[0]).resolve()), pathlib.Path(folder),
+        test = kind(str(pathlib.Path(arguments[0]).resolve()), pathlib.Path(folder),
                     int(arguments[2]) if len(arguments) == 3 else 1)
         try:
             test.run(int(arguments[1]))
@@ -303,11 +306,11 @@ def main(arguments):
             print(f"after {sum(test.kills.values())} kills: {failure}")
             return 1
         finally:
-            for process in (test.program, test.follower.process):
+            for process in test.processes():
                 if process is not None and process.poll() is None:
                     process.kill()
     return 0
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))
+    sys.exit(main(sys.argv[1:], Test, __doc__))
