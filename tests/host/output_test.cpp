@@ -169,33 +169,6 @@ TEST_F(Output, ATextThatCannotBeWrittenIsAnError) {
     std::fclose(fine);
 }
 
-// The speed shown on a terminal, after a wait before the first frame.
-TEST_F(Output, ProgressStartsWithTheFirstFrame) {
-    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_EQ(::grantpt(terminal), 0);
-    ASSERT_EQ(::unlockpt(terminal), 0);
-    std::FILE* const out = std::fopen(::ptsname(terminal), "w");
-    ASSERT_NE(out, nullptr);
-    host::ProgressDisplay display(out, {""}, false);
-    std::chrono::steady_clock::time_point now;
-    host::ProgressSetup setup{15.0, 3000.0};
-    setup.now = [&now] { return now; };
-    host::ProgressSink progress(display, setup);
-    now += std::chrono::seconds(2);
-    for (int frame = 0; frame < 1999; ++frame)
-        progress.end_frame({});
-    now += std::chrono::seconds(1);  // the first line is a second away
-    progress.end_frame({});
-    char text[300] = {};
-    ASSERT_GT(::read(terminal, text, sizeof text - 1), 0);
-    std::fclose(out);
-    ::close(terminal);
-    const std::string line = text;
-    const std::size_t end = line.find(" frames/s");
-    ASSERT_NE(end, line.npos) << text;
-    EXPECT_EQ(std::atof(line.c_str() + line.rfind(' ', end - 1)), 2000.0) << text;
-}
-
 // A terminal that keeps what is written to it.
 class Terminal {
   public:
@@ -226,6 +199,25 @@ class Terminal {
     std::FILE* out_ = nullptr;
 };
 
+// The speed shown on a terminal, after a wait before the first frame.
+TEST_F(Output, ProgressStartsWithTheFirstFrame) {
+    const Terminal terminal;
+    host::ProgressDisplay display(terminal.out(), {""}, false);
+    std::chrono::steady_clock::time_point now;
+    host::ProgressSetup setup{15.0, 3000.0};
+    setup.now = [&now] { return now; };
+    host::ProgressSink progress(display, setup);
+    now += std::chrono::seconds(2);
+    for (int frame = 0; frame < 1999; ++frame)
+        progress.end_frame({});
+    now += std::chrono::seconds(1);  // the first line is a second away
+    progress.end_frame({});
+    const std::string line = terminal.read();
+    const std::size_t end = line.find(" frames/s");
+    ASSERT_NE(end, line.npos) << line;
+    EXPECT_EQ(std::atof(line.c_str() + line.rfind(' ', end - 1)), 2000.0) << line;
+}
+
 TEST_F(Output, ProgressFitsTheTerminal) {
     const Terminal terminal;
     host::ProgressDisplay display(terminal.out(), {""}, false);
@@ -244,11 +236,12 @@ TEST_F(Output, ProgressFitsTheTerminal) {
 
 TEST_F(Output, ProgressGoesToNoFile) {
     std::FILE* const file = std::tmpfile();
-    host::ProgressDisplay display(file, {"west"}, false);
-    display.begin(0);
-    display.update(0, " 12 s");
-    display.say(0, "no connection");
-    display.finish();
+    {
+        host::ProgressDisplay display(file, {"west"}, false);
+        display.begin(0);
+        display.update(0, " 12 s");
+        display.say(0, "no connection");
+    }
     std::rewind(file);
     char text[100] = {};
     EXPECT_EQ(std::string(text, std::fread(text, 1, sizeof text, file)), "west: no connection\n");
