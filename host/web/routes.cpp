@@ -24,11 +24,11 @@ HttpResponse metrics_page(const MetricsInput& input) {
 }  // namespace
 
 Router make_routes(const WebSources& sources) {
-    Router router;
-    router.add("GET", kHealthPath,
-               [ask = sources.health](const HttpRequest&) { return health_page(ask()); });
-    router.add("GET", kMetricsPath,
-               [ask = sources.metrics](const HttpRequest&) { return metrics_page(ask()); });
+    Router router([](const HttpRequest&) { return Caller{}; });
+    router.add("GET", kHealthPath, Role::kNobody,
+               [ask = sources.health](const ApiCall&) { return health_page(ask()); });
+    router.add("GET", kMetricsPath, Role::kNobody,
+               [ask = sources.metrics](const ApiCall&) { return metrics_page(ask()); });
     return router;
 }
 
