@@ -63,9 +63,10 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     const auto alone = lock_folder(file);
     write_text(stdout, describe_service(file) + where_to_look(file));
     std::fflush(stdout);
-    const auto web = open_web(file);
+    LivePlace place(file);
+    const auto web = open_web(place);
     if (web != nullptr) say("", "listens on " + web_address({file.web->address, web->port()}));
-    Supervisor(file, say).run(stop, reload);
+    Supervisor(place, say).run(stop, reload);
     return kExitOk;
 }
 
