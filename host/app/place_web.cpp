@@ -3,6 +3,7 @@
 
 #include "host/base/utc.h"
 #include "host/service/service_check.h"
+#include "host/web/api_live.h"
 
 namespace host {
 namespace {
@@ -44,6 +45,32 @@ MetricsInput metrics_input(const LivePlace& place) {
     return input;
 }
 
+// Numbers of what is safe, camera by camera.
+std::string committed_text(const LivePlace& place) {
+    std::string text;
+    for (const ServiceCamera& camera : place.file()->cameras) {
+        const CameraCommitted last = place.camera(camera.name).committed;
+        text += last.epoch + ' ' + std::to_string(last.sequence) + '\n';
+    }
+    return text;
+}
+
+LiveSources live_sources(const LivePlace& place) {
+    LiveSources sources;
+    sources.committed = [&place] { return committed_text(place); };
+    return sources;
+}
+
+HttpHandler handler(LivePlace& place, LivePictures& pictures, LiveFeed& feed) {
+    const auto router = std::make_shared<Router>(
+        // Whoever is on this machine.
+        make_routes(web_sources(place), [](const HttpRequest&) {
+            return Caller{Role::kAdmin, ""};
+        }));
+    add_live_routes(*router, {place, pictures, feed});
+    return [router](const HttpRequest& request) { return router->answer(request); };
+}
+
 }  // namespace
 
 WebSources web_sources(const LivePlace& place) {
@@ -51,13 +78,13 @@ WebSources web_sources(const LivePlace& place) {
             [&place] { return metrics_input(place); }};
 }
 
-std::unique_ptr<HttpServer> open_web(const LivePlace& place) {
-    const auto file = place.file();
-    if (!file->web) return nullptr;
-    const auto router = std::make_shared<const Router>(make_routes(web_sources(place)));
-    return std::make_unique<HttpServer>(
-        file->web->address, static_cast<std::uint16_t>(file->web->port), HttpLimits{},
-        [router](const HttpRequest& request) { return router->answer(request); });
+PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
+    : feed_(pictures, live_sources(place)),
+      server_(place.file()->web->address, static_cast<std::uint16_t>(place.file()->web->port),
+              HttpLimits{}, handler(place, pictures, feed_)) {}
+
+PlaceWeb::~PlaceWeb() {
+    feed_.end();
 }
 
 }  // namespace host

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "host/app/place_web.h"
@@ -64,9 +65,13 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     write_text(stdout, describe_service(file) + where_to_look(file));
     std::fflush(stdout);
     LivePlace place(file);
-    const auto web = open_web(place);
-    if (web != nullptr) say("", "listens on " + web_address({file.web->address, web->port()}));
-    Supervisor(place, say).run(stop, reload);
+    LivePictures pictures;
+    std::optional<PlaceWeb> web;
+    if (file.web) {
+        web.emplace(place, pictures);
+        say("", "listens on " + web_address({file.web->address, web->port()}));
+    }
+    Supervisor(place, pictures, say).run(stop, reload);
     return kExitOk;
 }
 

@@ -16,7 +16,7 @@ struct HttpLimits {
     std::uint32_t header_bytes = 8192;
     std::uint64_t body_bytes = 65'536;
     std::chrono::milliseconds time{10'000};  // for one request to come, and for its answer to go
-    int connections = 200;                   // more are closed at once
+    int connections = 400;                   // more are closed at once: 100 pages with 4 each
     std::size_t workers = 2;
 };
 

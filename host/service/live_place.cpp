@@ -52,6 +52,10 @@ void LivePlace::hear(const std::string& camera, const CameraMessage& message) {
         hear_beat(known, *beat);
     } else if (const auto* figures = std::get_if<CameraFigures>(&message)) {
         known.now.figures = *figures;
+    } else if (const auto* about = std::get_if<CameraAbout>(&message)) {
+        known.now.about = *about;
+    } else if (const auto* measured = std::get_if<CameraMeasured>(&message)) {
+        known.now.measured = *measured;
     } else if (const auto* committed = std::get_if<CameraCommitted>(&message)) {
         known.now.committed = *committed;
     }
@@ -75,6 +79,17 @@ void LivePlace::ended(const std::string& camera, CameraStand stand) {
     found->second = {};
     found->second.now.stand = stand;
     found->second.now.committed = committed;
+}
+
+void LivePlace::ask_to_measure(const std::string& camera) {
+    const std::lock_guard lock(mutex_);
+    to_measure_.insert(camera);
+}
+
+std::vector<std::string> LivePlace::take_to_measure() {
+    const std::lock_guard lock(mutex_);
+    const std::set<std::string> asked = std::exchange(to_measure_, {});
+    return {asked.begin(), asked.end()};
 }
 
 }  // namespace host

@@ -9,8 +9,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "host/service/camera_message.h"
 #include "host/settings/service_file.h"
@@ -28,9 +30,12 @@ const char* camera_stand_name(CameraStand stand);
 
 struct LiveCamera {
     CameraStand stand = CameraStand::kOffline;
-    double frames_per_second = 0.0;        // of the last seconds
-    std::optional<CameraFigures> figures;  // of the process that runs; nothing when there is none
-    CameraCommitted committed;             // the last that is safe; no epoch: nothing is known
+    double frames_per_second = 0.0;  // of the last seconds
+    // Of the process that runs; nothing before it has told, and when there is none.
+    std::optional<CameraFigures> figures;
+    std::optional<CameraAbout> about;
+    std::optional<CameraMeasured> measured;
+    CameraCommitted committed;  // the last that is safe; no epoch: nothing is known
 };
 
 class LivePlace {
@@ -48,6 +53,10 @@ class LivePlace {
     // The process of a camera is gone, for good when it has come to the end of its recording.
     void ended(const std::string& camera, CameraStand stand);
 
+    // A camera is to measure again how it hangs; the supervisor takes what was asked for.
+    void ask_to_measure(const std::string& camera);
+    std::vector<std::string> take_to_measure();
+
   private:
     using Time = std::chrono::steady_clock::time_point;
     struct Known {
@@ -60,6 +69,7 @@ class LivePlace {
     mutable std::mutex mutex_;
     std::shared_ptr<const ServiceFile> file_;
     std::map<std::string, Known> cameras_;
+    std::set<std::string> to_measure_;
 };
 
 }  // namespace host

@@ -137,7 +137,7 @@ std::string describe_service(const ServiceFile& file) {
     std::string text = "place \"" + file.place + "\"\n";
     for (const ServiceCamera& camera : file.cameras) {
         text += "  camera \"" + camera.name + "\": " + source_text(camera) + settings_text(camera) +
-                "\n";
+                (camera.colour_picture ? "; pages show it in colour" : "") + "\n";
     }
     for (const ServiceArea& area : file.areas)
         text += area_text(file, area);

@@ -41,8 +41,9 @@ std::string rules_of(const ServiceFile& file) {
 
 }  // namespace
 
-Supervisor::Supervisor(LivePlace& place, Say say)
+Supervisor::Supervisor(LivePlace& place, LivePictures& pictures, Say say)
     : place_(place),
+      pictures_(pictures),
       file_(*place.file()),
       say_(std::move(say)),
       file_watch_(file_.path),
@@ -67,6 +68,7 @@ void Supervisor::run(const std::atomic<bool>& stop, std::atomic<bool>& reload) {
         for (const auto& camera : cameras_) {
             if (!camera->process && !camera->at_end && now >= camera->start_at) start(*camera);
         }
+        pass_on_requests();
         wait_for_news();
         for (const auto& camera : cameras_)
             look_after(*camera);
@@ -159,8 +161,11 @@ void Supervisor::start(Camera& camera) {
         const auto [ours, theirs] = MessageSocket::open_pair();
         camera.socket = std::make_unique<MessageSocket>(ours);
         const MessageSocket handed(theirs);  // closed here once the process has it
-        camera.process =
-            std::make_unique<ChildProcess>(std::vector<std::string>{kCameraProcessCommand}, theirs);
+        const auto [watching, watched] = MessageSocket::open_pair();
+        pictures_.connect(camera.what.name, watching);
+        const MessageSocket handed_too(watched);
+        camera.process = std::make_unique<ChildProcess>(
+            std::vector<std::string>{kCameraProcessCommand}, std::vector<int>{theirs, watched});
     } catch (const std::runtime_error& error) {
         camera.socket.reset();
         camera.start_at = camera.watch.end(CameraWatch::Clock::now());
@@ -177,6 +182,14 @@ void Supervisor::start(Camera& camera) {
             begin.broker_port = broker_->port();
     }
     camera.socket->send({to_text(begin), {}});
+}
+
+void Supervisor::pass_on_requests() {
+    for (const std::string& name : place_.take_to_measure()) {
+        for (const auto& camera : cameras_)
+            if (camera->what.name == name && camera->process)
+                camera->socket->send({to_text(MeasureAgain{}), {}});
+    }
 }
 
 void Supervisor::wait_for_news() const {
@@ -232,6 +245,7 @@ void Supervisor::hear_message(Camera& camera, const CameraMessage& message) {
 void Supervisor::note_end(Camera& camera, int status) {
     camera.process.reset();
     camera.socket.reset();
+    pictures_.disconnect(camera.what.name);
     if (!camera.leaves) place_.ended(camera.what.name, CameraStand::kOffline);
     const bool asked_itself = WIFEXITED(status) && WEXITSTATUS(status) == kExitRestart;
     if (camera.restarts || asked_itself) {

@@ -17,6 +17,7 @@
 #include "host/net/message_socket.h"
 #include "host/service/camera_message.h"
 #include "host/service/camera_watch.h"
+#include "host/service/live_pictures.h"
 #include "host/service/live_place.h"
 #include "host/service/retention_task.h"
 #include "host/settings/service_file.h"
@@ -28,9 +29,9 @@ class Supervisor {
     // One sentence about a camera, or about the place when `camera` is empty.
     using Say = std::function<void(const std::string& camera, const std::string& sentence)>;
 
-    // Runs the cameras of the place's file; the place is told what becomes of them, and outlives
-    // this.
-    Supervisor(LivePlace& place, Say say);
+    // Runs the cameras of the place's file; the place is told what becomes of them, and the
+    // pictures are connected with them. Both outlive this.
+    Supervisor(LivePlace& place, LivePictures& pictures, Say say);
     ~Supervisor();
     Supervisor(const Supervisor&) = delete;
     Supervisor& operator=(const Supervisor&) = delete;
@@ -67,6 +68,7 @@ class Supervisor {
     std::int64_t start_of(const ServiceCamera& camera);
     void ask_to_end(Camera& camera) const;
     void start(Camera& camera);
+    void pass_on_requests();
     void wait_for_news() const;
     void look_after(Camera& camera);
     void hear(Camera& camera);
@@ -76,6 +78,7 @@ class Supervisor {
     bool all_at_end() const;
 
     LivePlace& place_;
+    LivePictures& pictures_;
     ServiceFile file_;
     const Say say_;
     FileWatch file_watch_;

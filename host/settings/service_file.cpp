@@ -20,6 +20,8 @@ using Value = const TomlValue&;
 constexpr const char* kDatabaseEnding = ".db";
 constexpr const char* kWholePlace = "place";  // the area when none is named
 constexpr const char* kReserved = "service";  // the service has a database of its own
+constexpr const char* kDepthPicture = "depth";
+constexpr const char* kColourPicture = "colour";
 constexpr int kMostPeople = 1'000'000;
 
 class ServiceReader {
@@ -111,6 +113,7 @@ class ServiceReader {
                   source.camera_file = file_value(v, "camera_file", folder_);
                   given.camera_file = v.place("camera_file");
               }},
+             {"picture", [&](Value v) { camera.colour_picture = shows_colour(v); }},
              {"site", [&](Value v) { given.site = file_value(v, "site", folder_); }},
              {"device", [&](Value v) { given.device = plain_name(v, "device"); }},
              {"settings", [&](Value v) {
@@ -136,6 +139,14 @@ class ServiceReader {
             throw InputError(camera.place + " cannot have this name; it is that of the service");
         if (find_camera(file_, camera.name) != nullptr)
             throw InputError(camera.place + " has the name of another one; names must differ");
+    }
+
+    static bool shows_colour(Value v) {
+        const std::string what = v.text();
+        if (what == kDepthPicture || what == kColourPicture) return what == kColourPicture;
+        throw InputError(v.place("picture") + " is \"" + what +
+                         "\"; write \"depth\", in which nobody can be recognised, or "
+                         "\"colour\"");
     }
 
     // One recording, or several that follow each other.
@@ -180,7 +191,8 @@ class ServiceReader {
                            std::to_string(source.seed) + '\n' + source.live_depth + '\n' +
                            source.depth_format + '\n' + source.live_colour + '\n' +
                            source.camera_file + '\n' + camera.settings + '\n' + camera.role.site +
-                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce");
+                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce") + '\n' +
+                           (camera.colour_picture ? kColourPicture : kDepthPicture);
         for (const std::string& path : source.recordings)
             text += '\n' + path;
         return text;

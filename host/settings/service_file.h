@@ -22,9 +22,10 @@ struct CascadeRole {
 
 struct ServiceCamera {
     std::string name;
-    SourceOptions source;  // without what its settings say
-    bool loop = false;     // a recording begins again when it has ended
-    std::string settings;  // path of its settings, which need not exist; of its site's file
+    SourceOptions source;         // without what its settings say
+    bool loop = false;            // a recording begins again when it has ended
+    bool colour_picture = false;  // pages show what it sees; otherwise coloured depth
+    std::string settings;         // path of its settings, which need not exist; of its site's file
     CascadeRole role;
     std::string place;       // where it was given, for messages
     std::string definition;  // says the same as long as nothing of it changes

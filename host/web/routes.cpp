@@ -1,6 +1,8 @@
 // One function for each page.
 #include "host/web/routes.h"
 
+#include <utility>
+
 namespace host {
 namespace {
 
@@ -23,8 +25,8 @@ HttpResponse metrics_page(const MetricsInput& input) {
 
 }  // namespace
 
-Router make_routes(const WebSources& sources) {
-    Router router([](const HttpRequest&) { return Caller{}; });
+Router make_routes(const WebSources& sources, Gate gate) {
+    Router router(std::move(gate));
     router.add("GET", kHealthPath, Role::kNobody,
                [ask = sources.health](const ApiCall&) { return health_page(ask()); });
     router.add("GET", kMetricsPath, Role::kNobody,

@@ -18,6 +18,6 @@ struct WebSources {
     std::function<MetricsInput()> metrics;
 };
 
-Router make_routes(const WebSources& sources);
+Router make_routes(const WebSources& sources, Gate gate);
 
 }  // namespace host

@@ -110,6 +110,21 @@ TEST(ServiceFile, AnEntranceLeadsIntoTheWholePlaceWithoutAreas) {
     EXPECT_EQ(file.folder, "/places/store");
 }
 
+TEST(ServiceFile, PicturesAreInColourOnlyWhereTheFileSaysSo) {
+    const auto colour = [](const std::string& more) {
+        return read(std::string(kOne) + "scene = \"doorway\"\n" + more).cameras[0].colour_picture;
+    };
+    EXPECT_FALSE(colour(""));
+    EXPECT_FALSE(colour("picture = \"depth\"\n"));
+    EXPECT_TRUE(colour("picture = \"colour\"\n"));
+    try {
+        colour("picture = \"grey\"\n");
+        FAIL();
+    } catch (const host::InputError& error) {
+        EXPECT_THAT(error.what(), ::testing::HasSubstr("picture is \"grey\"; write \"depth\""));
+    }
+}
+
 TEST(ServiceFile, ACameraChangesWithWhatDefinesIt) {
     const auto definition = [](const std::string& more) {
         return read(std::string(kOne) + more).cameras[0].definition;
@@ -117,6 +132,8 @@ TEST(ServiceFile, ACameraChangesWithWhatDefinesIt) {
     EXPECT_EQ(definition("scene = \"doorway\"\n"), definition("scene = \"doorway\" # here\n"));
     EXPECT_NE(definition("scene = \"doorway\"\n"), definition("scene = \"gallery\"\n"));
     EXPECT_NE(definition("recording = \"a\"\n"), definition("recording = \"a\"\nloop = true\n"));
+    EXPECT_NE(definition("scene = \"doorway\"\n"),
+              definition("scene = \"doorway\"\npicture = \"colour\"\n"));
 }
 
 TEST(ServiceFile, RefusesWithFileAndLine) {

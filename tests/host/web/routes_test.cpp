@@ -47,7 +47,8 @@ class Web : public test::StoreFolder {
     }
     HttpResponse get(const std::string& where, const std::string& method = "GET") const {
         const host::Router router =
-            host::make_routes({[this] { return health(); }, [this] { return input_; }});
+            host::make_routes({[this] { return health(); }, [this] { return input_; }},
+                              [](const host::HttpRequest&) { return host::Caller{}; });
         host::HttpRequest request;
         request.method = method;
         request.path = where;
