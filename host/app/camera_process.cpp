@@ -67,8 +67,6 @@ RunPlan plan_of(const ServiceFile& file, const ServiceCamera& camera, ServiceLin
 StoreSinkSetup store_of(const ServiceFile& file, const ServiceCamera& camera, const RunPlan& plan,
                         ServiceLink& link) {
     StoreSinkSetup setup = store_setup(plan, database_of(file, camera.name));
-    setup.areas = areas_of(file, camera.name);
-    setup.time_zone = file.time_zone.value;
     setup.writer.store.author = kFileAuthor;
     setup.writer.committed = [&link](const Committed& done) {
         link.tell(CameraCommitted{done.epoch, done.sequence});

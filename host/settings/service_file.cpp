@@ -18,8 +18,6 @@ namespace {
 using Value = const TomlValue&;
 
 constexpr const char* kDatabaseEnding = ".db";
-constexpr const char* kWholePlace = "place";  // the area when none is named
-constexpr const char* kReserved = "service";  // the service has a database of its own
 constexpr int kMostPeople = 1'000'000;
 
 class ServiceReader {
@@ -39,7 +37,8 @@ class ServiceReader {
               }},
              {"open",
               [this](Value v) {
-                  file_.open = {v.text(), v.place("open")};
+                  for (const TomlValue& hours : v.one_or_more())
+                      file_.open.emplace_back(hours.text(), hours.place("open"));
               }},
              {"camera",
               TomlValue::tables("cameras are written as [[camera]] tables",
@@ -132,8 +131,10 @@ class ServiceReader {
     }
 
     void check_name_is_free(const ServiceCamera& camera) const {
-        if (camera.name == kReserved)
-            throw InputError(camera.place + " cannot have this name; it is that of the service");
+        if (camera.name == kServiceDatabase || camera.name == kPlaceDevice) {
+            throw InputError(camera.place +
+                             " cannot have this name; a database of the service has it");
+        }
         if (find_camera(file_, camera.name) != nullptr)
             throw InputError(camera.place + " has the name of another one; names must differ");
     }

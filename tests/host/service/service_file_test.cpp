@@ -71,7 +71,8 @@ gaps_days = "forever"
 )");
     EXPECT_EQ(file.place, "museum");
     EXPECT_EQ(file.time_zone.value, "Europe/Berlin");
-    EXPECT_EQ(file.open.value, "10:00-18:00");
+    ASSERT_EQ(file.open.size(), 1U);
+    EXPECT_EQ(file.open[0].value, "10:00-18:00");
     ASSERT_EQ(file.cameras.size(), 4U);
     EXPECT_EQ(file.cameras[0].source.source, "live");
     EXPECT_EQ(file.cameras[0].source.live_depth, "tcp://10.0.0.7:5000");
