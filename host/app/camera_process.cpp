@@ -1,6 +1,7 @@
 // From what the service says to a run that does not end.
 #include "host/app/camera_process.h"
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -34,14 +35,25 @@ constexpr const char* kStays = "; what was set before stays in force";
 constexpr const char* kFileAuthor = "file";
 constexpr const char* kThisMachine = "127.0.0.1";
 
-// Tells the service that frames are finished.
+// Tells the service that frames are finished, and each second the camera's figures.
 class BeatSink final : public Sink {
   public:
-    explicit BeatSink(ServiceLink& link) : link_(link) {}
-    void end_frame(const PassReport&) override { link_.count_finished(); }
+    BeatSink(ServiceLink& link, const CameraHealth& health) : link_(link), health_(health) {}
+
+    void end_frame(const PassReport&) override {
+        link_.count_finished();
+        const auto now = std::chrono::steady_clock::now();
+        if (now < next_) return;
+        next_ = now + kEach;
+        link_.tell(health_.figures());
+    }
 
   private:
+    static constexpr std::chrono::seconds kEach{1};
+
     ServiceLink& link_;
+    const CameraHealth& health_;
+    std::chrono::steady_clock::time_point next_{};
 };
 
 RunPlan plan_of(const ServiceCamera& camera, RunOptions options, const std::atomic<bool>& stop) {
@@ -88,18 +100,20 @@ void note_end(const CameraBegin& begun, StoreSink& store) {
 // What becomes of settings that have changed.
 class SettingsNotes final : public SettingsListener {
   public:
-    SettingsNotes(const RunPlan& plan, StoreSink& store, ServiceLink& link)
-        : plan_(plan), store_(store), link_(link) {}
+    SettingsNotes(const RunPlan& plan, StoreSink& store, CameraHealth& health, ServiceLink& link)
+        : plan_(plan), store_(store), health_(health), link_(link) {}
 
     void changed(double time_s) override {
         store_.change(time_s,
                       {plan_.lines, plan_.regions,
                        recorded_settings_text(plan_.options, plan_.source->info()), kFileAuthor});
+        health_.change(plan_.lines, plan_.regions);
         link_.tell(CameraSettings{"counts with other settings", false});
     }
 
     void moved(double time_s) override {
         store_.change(time_s, {plan_.lines, plan_.regions, "", ""});
+        health_.change(plan_.lines, plan_.regions);
     }
 
     void accepted() override {
@@ -128,6 +142,7 @@ class SettingsNotes final : public SettingsListener {
   private:
     const RunPlan& plan_;
     StoreSink& store_;
+    CameraHealth& health_;
     ServiceLink& link_;
     bool refused_ = false;
     bool restarts_ = false;
@@ -156,8 +171,8 @@ int run_camera(const CameraSetup& setup) {
     StoreSink store(kept);
     CameraHealth health(health_setup(plan, kept, store));
     note_end(link.begun(), store);
-    BeatSink beat(link);
-    SettingsNotes notes(plan, store, link);
+    BeatSink beat(link, health);
+    SettingsNotes notes(plan, store, health, link);
     SettingsSwitch settings(
         plan, setup.settings_changed, [&setup] { return camera_options(setup.camera); }, notes);
     Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
@@ -212,8 +227,8 @@ int run_device(const CameraSetup& setup) {
     StoreSink store(kept);
     CameraHealth health(health_setup(plan, kept, store));
     note_end(begun, store);
-    BeatSink beat(link);
-    SettingsNotes notes(plan, store, link);
+    BeatSink beat(link, health);
+    SettingsNotes notes(plan, store, health, link);
     Pace pace(plan.source->info().frames_per_second, begun.start_ms, setup.stop);
     if (!live) {
         plan.pace = &pace;

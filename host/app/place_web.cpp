@@ -7,29 +7,32 @@
 namespace host {
 namespace {
 
-MetricsInput metrics_input(const ServiceFile& file) {
+MetricsInput metrics_input(const LivePlace& place) {
+    const auto file = place.file();
     MetricsInput input;
-    input.place = file.place;
-    for (const std::string& database : databases_of(file))
-        input.cameras.push_back({database, std::nullopt});
-    input.areas = areas_of(file);
-    input.time_zone = file.time_zone.value;
+    input.place = file->place;
+    for (const ServiceCamera& camera : file->cameras)
+        input.cameras.push_back(
+            {database_of(*file, camera.name), place.camera(camera.name).figures});
+    input.areas = areas_of(*file);
+    input.time_zone = file->time_zone.value;
     input.now_us = utc_now_us();
     return input;
 }
 
 }  // namespace
 
-WebSources web_sources(const ServiceFile& file) {
-    return {[&file] { return read_health(databases_of(file), utc_now_us()); },
-            [&file] { return metrics_input(file); }};
+WebSources web_sources(const LivePlace& place) {
+    return {[&place] { return read_health(databases_of(*place.file()), utc_now_us()); },
+            [&place] { return metrics_input(place); }};
 }
 
-std::unique_ptr<HttpServer> open_web(const ServiceFile& file) {
-    if (!file.web) return nullptr;
-    const auto router = std::make_shared<const Router>(make_routes(web_sources(file)));
+std::unique_ptr<HttpServer> open_web(const LivePlace& place) {
+    const auto file = place.file();
+    if (!file->web) return nullptr;
+    const auto router = std::make_shared<const Router>(make_routes(web_sources(place)));
     return std::make_unique<HttpServer>(
-        file.web->address, static_cast<std::uint16_t>(file.web->port), HttpLimits{},
+        file->web->address, static_cast<std::uint16_t>(file->web->port), HttpLimits{},
         [router](const HttpRequest& request) { return router->answer(request); });
 }
 

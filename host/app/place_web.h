@@ -4,15 +4,16 @@
 #include <memory>
 
 #include "host/net/http_server.h"
-#include "host/settings/service_file.h"
+#include "host/service/live_place.h"
 #include "host/web/routes.h"
 
 namespace host {
 
-// What the place's databases tell. The file must outlive it.
-WebSources web_sources(const ServiceFile& file);
+// What the databases and cameras of the place tell, by its file in force. The place must outlive
+// it.
+WebSources web_sources(const LivePlace& place);
 
-// Null where the file has no [web]. Throws InputError when the address is not free.
-std::unique_ptr<HttpServer> open_web(const ServiceFile& file);
+// Null where the place's file has no [web]. Throws InputError when the address is not free.
+std::unique_ptr<HttpServer> open_web(const LivePlace& place);
 
 }  // namespace host

@@ -55,9 +55,10 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     write_text(stdout, describe_service(file) + "what is counted today: vca counts --config " +
                            file.path + "\n");
     std::fflush(stdout);
-    const auto web = open_web(file);
+    LivePlace place(file);
+    const auto web = open_web(place);
     if (web != nullptr) say("", "listens on " + web_address({file.web->address, web->port()}));
-    Supervisor(file, say).run(stop, reload);
+    Supervisor(place, say).run(stop, reload);
     return kExitOk;
 }
 

@@ -12,6 +12,7 @@ constexpr const char* kMessage = "message";
 constexpr const char* kBegin = "begin";
 constexpr const char* kHello = "hello";
 constexpr const char* kBeat = "beat";
+constexpr const char* kFigures = "figures";
 constexpr const char* kCommitted = "committed";
 constexpr const char* kSettings = "settings";
 constexpr const char* kReadSettings = "read_settings";
@@ -50,6 +51,9 @@ Json as_json(const CameraBeat& beat) {
             {kTaken, beat.taken},
             {kFinished, beat.finished}};
 }
+Json as_json(const CameraFigures& figures) {
+    return {{kMessage, kFigures}, {kFigures, Json::parse(to_json(figures))}};
+}
 Json as_json(const CameraCommitted& done) {
     return {{kMessage, kCommitted}, {kEpoch, done.epoch}, {kSequence, done.sequence}};
 }
@@ -69,6 +73,7 @@ CameraMessage from_json(const Json& json) {
     }
     if (kind == kHello) return CameraHello{json.at(kVersion)};
     if (kind == kBeat) return CameraBeat{json.at(kCounting), json.at(kTaken), json.at(kFinished)};
+    if (kind == kFigures) return parse_camera_figures(json.at(kFigures).dump());
     if (kind == kCommitted) return CameraCommitted{json.at(kEpoch), json.at(kSequence)};
     if (kind == kSettings) return CameraSettings{json.at(kText), json.at(kRefused)};
     if (kind == kReadSettings) return ReadSettings{json.at(kAuthor)};

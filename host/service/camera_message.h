@@ -6,6 +6,8 @@
 #include <string>
 #include <variant>
 
+#include "host/sinks/camera_figures.h"
+
 namespace host {
 
 // The first message, from the service: who the process is. Its settings are read from their file.
@@ -48,8 +50,9 @@ struct ReadSettings {
     std::string author;
 };
 
-using CameraMessage = std::variant<CameraBegin, CameraHello, CameraBeat, CameraCommitted,
-                                   CameraSettings, ReadSettings>;
+// Figures come each second while frames do.
+using CameraMessage = std::variant<CameraBegin, CameraHello, CameraBeat, CameraFigures,
+                                   CameraCommitted, CameraSettings, ReadSettings>;
 
 // JSON.
 std::string to_text(const CameraMessage& message);

@@ -27,8 +27,9 @@ constexpr const char* kFileAuthor = "file";
 
 }  // namespace
 
-Supervisor::Supervisor(ServiceFile file, Say say)
-    : file_(std::move(file)),
+Supervisor::Supervisor(LivePlace& place, Say say)
+    : place_(place),
+      file_(*place.file()),
       say_(std::move(say)),
       file_watch_(file_.path),
       retention_(file_, [this](const std::string& sentence) { say_("", sentence); }),
@@ -111,6 +112,7 @@ void Supervisor::take_over(ServiceFile next) {
         if (!known) cameras_.push_back(std::make_unique<Camera>(camera));
     }
     file_ = std::move(next);
+    place_.take_over(file_);
     retention_.change(file_);
     areas_.change(file_);
     start_broker();
@@ -194,15 +196,13 @@ void Supervisor::hear(Camera& camera) {
         if (line.empty() || line == std::exchange(camera.complaint, line)) continue;
         say_(camera.what.name, line);
     }
-    for (const SocketMessage& message : camera.socket->receive())
-        hear_message(camera, message.text);
+    for (const SocketMessage& received : camera.socket->receive())
+        if (const auto message = camera_message(received.text)) hear_message(camera, *message);
     camera.socket->flush();
 }
 
-void Supervisor::hear_message(Camera& camera, const std::string& text) {
-    const auto message = camera_message(text);
-    if (!message) return;
-    if (const auto* beat = std::get_if<CameraBeat>(&*message)) {
+void Supervisor::hear_message(Camera& camera, const CameraMessage& message) {
+    if (const auto* beat = std::get_if<CameraBeat>(&message)) {
         if (beat->counting && !camera.watch.last().counting) {
             say_(camera.what.name, "counts");
             // The process has noted why the one before ended.
@@ -210,16 +210,16 @@ void Supervisor::hear_message(Camera& camera, const std::string& text) {
             camera.ended_why.clear();
         }
         camera.watch.hear(*beat, CameraWatch::Clock::now());
-    } else if (const auto* committed = std::get_if<CameraCommitted>(&*message)) {
-        camera.committed = *committed;
-    } else if (const auto* settings = std::get_if<CameraSettings>(&*message)) {
+    } else if (const auto* settings = std::get_if<CameraSettings>(&message)) {
         say_(camera.what.name, settings->text);
     }
+    if (!camera.leaves) place_.hear(camera.what.name, message);
 }
 
 void Supervisor::note_end(Camera& camera, int status) {
     camera.process.reset();
     camera.socket.reset();
+    if (!camera.leaves) place_.ended(camera.what.name, CameraStand::kOffline);
     const bool asked_itself = WIFEXITED(status) && WEXITSTATUS(status) == kExitRestart;
     if (camera.restarts || asked_itself) {
         camera.start_at = {};
@@ -228,6 +228,7 @@ void Supervisor::note_end(Camera& camera, int status) {
     const auto next = camera.watch.end(CameraWatch::Clock::now());
     if (WIFEXITED(status) && WEXITSTATUS(status) == kExitOk) {
         camera.at_end = true;
+        place_.ended(camera.what.name, CameraStand::kStopped);
         say_(camera.what.name, "has come to the end of its recording");
         return;
     }

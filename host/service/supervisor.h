@@ -18,6 +18,7 @@
 #include "host/service/area_watch.h"
 #include "host/service/camera_message.h"
 #include "host/service/camera_watch.h"
+#include "host/service/live_place.h"
 #include "host/service/retention_task.h"
 #include "host/settings/service_file.h"
 
@@ -28,7 +29,9 @@ class Supervisor {
     // One sentence about a camera, or about the place when `camera` is empty.
     using Say = std::function<void(const std::string& camera, const std::string& sentence)>;
 
-    Supervisor(ServiceFile file, Say say);
+    // Runs the cameras of the place's file; the place is told what becomes of them, and outlives
+    // this.
+    Supervisor(LivePlace& place, Say say);
     ~Supervisor();
     Supervisor(const Supervisor&) = delete;
     Supervisor& operator=(const Supervisor&) = delete;
@@ -48,7 +51,6 @@ class Supervisor {
         std::unique_ptr<MessageSocket> socket;
         CameraWatch watch;
         CameraWatch::Time start_at{};
-        CameraCommitted committed;
         std::string hung_why;       // and was therefore ended
         std::int64_t ended_us = 0;  // since when it does not count; 0 while it does
         std::string ended_why;
@@ -69,11 +71,12 @@ class Supervisor {
     void wait_for_news() const;
     void look_after(Camera& camera);
     void hear(Camera& camera);
-    void hear_message(Camera& camera, const std::string& text);
+    void hear_message(Camera& camera, const CameraMessage& message);
     void note_end(Camera& camera, int status);
     void end_all();
     bool all_at_end() const;
 
+    LivePlace& place_;
     ServiceFile file_;
     const Say say_;
     FileWatch file_watch_;

@@ -82,6 +82,57 @@ TEST_F(Web, TellsHealthAndCounts) {
     EXPECT_EQ(vca("status --url " + url()).status, 1) << "nobody answers any more";
 }
 
+TEST_F(Web, MetricsHaveTheFiguresOfCamerasThatRun) {
+    start();
+    EXPECT_TRUE(eventually([&] {
+        return get("/metrics").find("vca_frames_total{place=\"shop\",camera=\"door\"}") !=
+               std::string::npos;
+    })) << get("/metrics")
+        << err();
+    EXPECT_THAT(get("/metrics"),
+                AllOf(HasSubstr("vca_suppressed_crossings_total{place=\"shop\",camera=\"door\","
+                                "line=\"door\",reason=\"turned_back\"} "),
+                      HasSubstr("vca_frame_processing_seconds_count{"),
+                      HasSubstr("vca_depth_valid_ratio{")));
+    // Regions follow the settings, without a start of the camera.
+    std::filesystem::create_directories(work_ / "cameras");
+    write("cameras/door.toml",
+          "[[line]]\nname = \"exit\"\npoints = [[200, 300], [700, 300]]\n"
+          "[[region]]\nname = \"mat\"\npoints = [[300, 200], [600, 200], [600, 400]]\n");
+    EXPECT_TRUE(eventually([&] {
+        const std::string metrics = get("/metrics");
+        return metrics.find("camera=\"door\",region=\"mat\"") != std::string::npos &&
+               metrics.find("line=\"exit\",reason=") != std::string::npos;
+    })) << get("/metrics")
+        << err();
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(Web, AChangeOfThePlaceReachesWhoeverAsks) {
+    start();
+    EXPECT_TRUE(eventually([&] {
+        return get("/metrics").find("vca_frames_total{place=\"shop\"") != std::string::npos;
+    })) << err();
+    std::string file = test::read_file(work_ / "vca.toml");
+    file.replace(file.find("shop"), 4, "museum");
+    write("vca.toml", file +
+                          "[[camera]]\nname = \"back\"\nscene = \"doorway\"\nseed = 2\n"
+                          "[[area]]\nname = \"rooms\"\n");
+    EXPECT_TRUE(eventually([&] {
+        const std::string metrics = get("/metrics");
+        return metrics.find("vca_frames_total{place=\"museum\",camera=\"back\"}") !=
+                   std::string::npos &&
+               metrics.find("area=\"rooms\"") != std::string::npos;
+    })) << get("/metrics")
+        << err();
+    EXPECT_TRUE(eventually([&] {
+        const std::string health = get("/healthz");
+        return health.find("\"back\"") != std::string::npos &&
+               health.find("\"ok\"") != std::string::npos;
+    })) << get("/healthz");
+    EXPECT_EQ(stop(), 0);
+}
+
 TEST_F(Web, APortThatIsTakenIsWrongInput) {
     start();
     EXPECT_TRUE(eventually([&] { return !get("/healthz").empty(); })) << err();

@@ -27,6 +27,12 @@ TEST(CameraMessage, IsReadAsItWasWritten) {
     EXPECT_TRUE(beat.counting);
     EXPECT_EQ(beat.taken, 5);
     EXPECT_EQ(beat.finished, 4);
+    host::CameraFigures figures;
+    figures.frames = 12;
+    figures.regions = {{"till \xff", 3}};
+    const auto told = there_and_back(figures);
+    EXPECT_EQ(told.frames, 12);
+    EXPECT_EQ(told.regions.at(0).people, 3);
     const auto committed = there_and_back(host::CameraCommitted{"00ff", 1LL << 40});
     EXPECT_EQ(committed.epoch, "00ff");
     EXPECT_EQ(committed.sequence, 1LL << 40);
@@ -37,9 +43,11 @@ TEST(CameraMessage, IsReadAsItWasWritten) {
 }
 
 TEST(CameraMessage, NothingElseIsOne) {
-    for (const char* text : {"", "{", "[]", "{}", "{\"message\": 1}", "{\"message\": \"bye\"}",
-                             "{\"message\": \"beat\", \"counting\": true, \"taken\": 1}",
-                             "{\"message\": \"beat\", \"counting\": 1, \"taken\": \"x\"}"})
+    for (const char* text :
+         {"", "{", "[]", "{}", "{\"message\": 1}", "{\"message\": \"bye\"}",
+          "{\"message\": \"beat\", \"counting\": true, \"taken\": 1}", "{\"message\": \"figures\"}",
+          "{\"message\": \"figures\", \"figures\": {\"frames\": 1}}",
+          "{\"message\": \"beat\", \"counting\": 1, \"taken\": \"x\"}"})
         EXPECT_FALSE(host::camera_message(text).has_value()) << text;
 }
 

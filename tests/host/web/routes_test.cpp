@@ -59,7 +59,10 @@ class Web : public test::StoreFolder {
         input_.cameras[0].figures->frames = 9;
         input_.cameras[0].figures->processing.add(0.02);
         input_.cameras[0].figures->processing.add(0.3);
-        input_.cameras[0].figures->regions = {{"till", 2}};
+        host::RegionFigures till{"till", 2};
+        till.stays.add(45.0);
+        input_.cameras[0].figures->regions = {till};
+        input_.cameras[0].figures->lines = {{"door", {0, 3}}};
         input_.areas = {{"hall", {{"door", 1}}, 0, 10}};
         input_.time_zone = "UTC";
         input_.now_us = kMonday_us + 6'000'000;
@@ -144,6 +147,14 @@ TEST_F(Web, MetricsAreTheCommittedCounts) {
                     HasSubstr("vca_frame_processing_seconds_bucket" + camera + ",le=\"0.02\"} 1\n"),
                     HasSubstr("vca_frame_processing_seconds_bucket" + camera + ",le=\"+Inf\"} 2\n"),
                     HasSubstr("vca_frame_processing_seconds_sum" + camera + "} 0.32\n"),
+                    HasSubstr("vca_region_stay_seconds_bucket" + camera +
+                              ",region=\"till\",le=\"30\"} 0\n"),
+                    HasSubstr("vca_region_stay_seconds_bucket" + camera +
+                              ",region=\"till\",le=\"60\"} 1\n"),
+                    HasSubstr("vca_suppressed_crossings_total" + camera +
+                              ",line=\"door\",reason=\"same_side\"} 3\n"),
+                    HasSubstr("vca_suppressed_crossings_total" + camera +
+                              ",line=\"door\",reason=\"unseen\"} 0\n"),
                     HasSubstr("vca_last_event_timestamp_seconds" + camera),
                     HasSubstr("vca_build_info{version=")));
 }
