@@ -81,8 +81,6 @@ RunPlan plan_of(const ServiceFile& file, const ServiceCamera& camera, ServiceLin
 StoreSinkSetup store_of(const ServiceFile& file, const ServiceCamera& camera, const RunPlan& plan,
                         ServiceLink& link) {
     StoreSinkSetup setup = store_setup(plan, database_of(file, camera.name));
-    setup.areas = areas_of(file, camera.name);
-    setup.time_zone = file.time_zone.value;
     setup.writer.store.author = kFileAuthor;
     setup.writer.committed = [&link](const Committed& done) {
         link.tell(CameraCommitted{done.epoch, done.sequence});
@@ -250,6 +248,8 @@ int run_camera(const CameraSetup& setup) {
     ServiceLink& link = setup.link;
     RunPlan plan = plan_of(setup.file, setup.camera, link, setup.stop);
     settle_height(plan, setup.stop);
+    Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
+    if (!plan.source->info().live && !setup.camera.fast) plan.pace = &pace;
     const StoreSinkSetup kept = store_of(setup.file, setup.camera, plan, link);
     StoreSink store(kept);
     CameraHealth health(health_setup(plan, kept, store));
@@ -260,8 +260,6 @@ int run_camera(const CameraSetup& setup) {
     SettingsSwitch settings(
         plan, setup.requests.read_settings, [&setup] { return camera_options(setup.camera); },
         notes);
-    Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
-    if (!plan.source->info().live) plan.pace = &pace;
     plan.heat_by_hour = true;
     plan.before_frame = [&](Session& session, double time_s) {
         link.count_taken();

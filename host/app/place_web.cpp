@@ -2,35 +2,11 @@
 #include "host/app/place_web.h"
 
 #include "host/base/utc.h"
-#include "host/service/service_check.h"
+#include "host/service/place.h"
 #include "host/web/api_live.h"
 
 namespace host {
 namespace {
-
-std::vector<std::string> databases_of(const ServiceFile& file) {
-    std::vector<std::string> paths;
-    for (const ServiceCamera& camera : file.cameras)
-        paths.push_back(database_of(file, camera.name));
-    return paths;
-}
-
-// Lines of two cameras may have the same name, so that doors name their camera as well.
-std::vector<Area> all_areas(const ServiceFile& file) {
-    std::vector<Area> areas;
-    for (const ServiceArea& given : file.areas) {
-        Area area{given.name,
-                  {},
-                  parse_time_of_day(given.reset.value, given.reset.place),
-                  given.capacity};
-        for (const ServiceEntrance& entrance : file.entrances) {
-            if (entrance.area == given.name)
-                area.doors.push_back({entrance.line, entrance.in, entrance.camera});
-        }
-        if (!area.doors.empty()) areas.push_back(std::move(area));
-    }
-    return areas;
-}
 
 MetricsInput metrics_input(const LivePlace& place) {
     const auto file = place.file();
@@ -39,7 +15,7 @@ MetricsInput metrics_input(const LivePlace& place) {
     for (const ServiceCamera& camera : file->cameras)
         input.cameras.push_back(
             {database_of(*file, camera.name), place.camera(camera.name).figures});
-    input.areas = all_areas(*file);
+    input.areas = areas_of(*file);
     input.time_zone = file->time_zone.value;
     input.now_us = utc_now_us();
     return input;

@@ -20,8 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kServiceDatabase = "service";
-
 void make_folder(const std::string& path) {
     std::error_code error;
     fs::create_directories(path, error);
@@ -47,13 +45,6 @@ void say(const std::string& camera, const std::string& sentence) {
     std::fprintf(stderr, "%s%s\n", visible(who).c_str(), visible(sentence).c_str());
 }
 
-std::string where_to_look(const ServiceFile& file) {
-    std::string stores;
-    for (const ServiceCamera& camera : file.cameras)
-        stores += " " + database_of(file, camera.name);
-    return "what is counted today: vca counts --store" + stores + "\n";
-}
-
 }  // namespace
 
 int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
@@ -62,7 +53,8 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     check_service(file);
     make_folder(file.folder);
     const auto alone = lock_folder(file);
-    write_text(stdout, describe_service(file) + where_to_look(file));
+    write_text(stdout, describe_service(file) + "what is counted today: vca counts --config " +
+                           file.path + "\n");
     std::fflush(stdout);
     LivePlace place(file);
     LivePictures pictures;

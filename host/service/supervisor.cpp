@@ -25,20 +25,6 @@ constexpr std::chrono::seconds kLook{1};      // at files
 constexpr std::int64_t kSceneDelay_ms = 3000;
 constexpr const char* kFileAuthor = "file";
 
-// What all cameras of a place are told besides their own.
-std::string rules_of(const ServiceFile& file) {
-    std::string text = file.time_zone.value + '\n';
-    for (const ServiceArea& area : file.areas) {
-        text += area.name + '\n' + area.reset.value + '\n' +
-                std::to_string(area.capacity.value_or(0)) + '\n';
-    }
-    for (const ServiceEntrance& entrance : file.entrances) {
-        text += entrance.camera + '\n' + entrance.line + '\n' + std::to_string(entrance.in) + '\n' +
-                entrance.area + '\n';
-    }
-    return text;
-}
-
 }  // namespace
 
 Supervisor::Supervisor(LivePlace& place, LivePictures& pictures, Say say)
@@ -47,7 +33,8 @@ Supervisor::Supervisor(LivePlace& place, LivePictures& pictures, Say say)
       file_(*place.file()),
       say_(std::move(say)),
       file_watch_(file_.path),
-      retention_(file_, [this](const std::string& sentence) { say_("", sentence); }) {
+      retention_(file_, [this](const std::string& sentence) { say_("", sentence); }),
+      areas_(file_, [this](const std::string& sentence) { say_("", sentence); }) {
     for (const ServiceCamera& camera : file_.cameras)
         cameras_.push_back(std::make_unique<Camera>(camera));
     start_broker();
@@ -107,7 +94,6 @@ void Supervisor::read_file() {
 }
 
 void Supervisor::take_over(ServiceFile next) {
-    const bool other_rules = rules_of(next) != rules_of(file_);
     for (const auto& camera : cameras_) {
         const ServiceCamera* const now = find_camera(next, camera->what.name);
         camera->leaves = camera->leaves || now == nullptr;
@@ -117,7 +103,7 @@ void Supervisor::take_over(ServiceFile next) {
             camera->settings = FileWatch(now->settings);
             camera->at_end = false;
         }
-        if (!camera->leaves && !other && !other_rules) continue;
+        if (!camera->leaves && !other) continue;
         camera->restarts = true;
         if (camera->process) ask_to_end(*camera);
     }
@@ -130,6 +116,7 @@ void Supervisor::take_over(ServiceFile next) {
     file_ = std::move(next);
     place_.take_over(file_);
     retention_.change(file_);
+    areas_.change(file_);
     start_broker();
 }
 

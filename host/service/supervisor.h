@@ -15,6 +15,7 @@
 #include "host/net/broker_process.h"
 #include "host/net/child_process.h"
 #include "host/net/message_socket.h"
+#include "host/service/area_watch.h"
 #include "host/service/camera_message.h"
 #include "host/service/camera_watch.h"
 #include "host/service/live_pictures.h"
@@ -57,7 +58,7 @@ class Supervisor {
         std::string complaint;       // its last one, which is said once
         bool at_end = false;         // of its recording
         bool leaves = false;         // the place has it no more
-        bool restarts = false;       // with another source, or for the place's new rules
+        bool restarts = false;       // with another source
         CameraWatch::Time end_by{};  // when it was asked to end
     };
 
@@ -84,6 +85,7 @@ class Supervisor {
     FileWatch file_watch_;
     CameraWatch::Time next_look_{};
     RetentionTask retention_;
+    AreaWatch areas_;
     std::unique_ptr<BrokerProcess> broker_;          // for cascades that are here as a whole
     std::map<std::string, std::int64_t> starts_ms_;  // of scenes, by the file of their site
     std::vector<std::unique_ptr<Camera>> cameras_;
