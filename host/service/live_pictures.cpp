@@ -102,7 +102,7 @@ std::shared_ptr<const LiveFrame> LivePictures::newest(const std::string& camera,
     }
     came_.wait_for(lock, wait, [&] { return !cameras_[camera].kept.empty(); });
     const std::deque<Kept>& kept = cameras_[camera].kept;
-    const std::shared_ptr<const LiveFrame> frame = kept.empty() ? nullptr : kept.back().frame;
+    std::shared_ptr<const LiveFrame> frame = kept.empty() ? nullptr : kept.back().frame;
     lock.unlock();
     return frame;
 }

@@ -139,6 +139,12 @@ TEST_F(LiveWeb, FramesHavePicturesForAllWhoWatch) {
     ASSERT_TRUE(bye.has_value());
     EXPECT_EQ(bye->at("why"), "restart");
     EXPECT_FALSE(none.next("frame").has_value()) << "it had asked for none";
+    // Whoever comes back after a restart sees the camera again.
+    start();
+    ASSERT_TRUE(eventually([&] { return status().value("state", "") == "online"; })) << err();
+    Stream back(port_, "?camera=door");
+    expect_pictures(back, 2);
+    EXPECT_EQ(stop(), 0);
 }
 
 TEST_F(LiveWeb, APictureIsMadeForWhoeverAsksForOne) {
