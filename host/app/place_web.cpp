@@ -20,11 +20,27 @@ MetricsInput metrics_input(const LivePlace& place) {
     return input;
 }
 
+ApiSources api_sources(const LivePlace& place) {
+    ApiSources sources;
+    sources.place = [&place] { return place.file(); };
+    sources.now_us = utc_now_us;
+    sources.health = [&place] { return read_health(databases_of(*place.file()), utc_now_us()); };
+    sources.look = [&place](const std::string& camera) {
+        const LiveCamera live = place.camera(camera);
+        CameraLook look;
+        look.stand = live.stand;
+        look.frames_per_second = live.frames_per_second;
+        return look;
+    };
+    sources.commissioned = [](const std::string&) { return std::nullopt; };
+    return sources;
+}
+
 }  // namespace
 
 WebSources web_sources(const LivePlace& place) {
-    return {[&place] { return read_health(databases_of(*place.file()), utc_now_us()); },
-            [&place] { return metrics_input(place); }};
+    const ApiSources api = api_sources(place);
+    return {api.health, [&place] { return metrics_input(place); }, api};
 }
 
 std::unique_ptr<HttpServer> open_web(const LivePlace& place) {

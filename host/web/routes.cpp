@@ -1,6 +1,8 @@
 // One function for each page.
 #include "host/web/routes.h"
 
+#include "host/web/api_routes.h"
+
 namespace host {
 namespace {
 
@@ -29,6 +31,7 @@ Router make_routes(const WebSources& sources) {
                [ask = sources.health](const ApiCall&) { return health_page(ask()); });
     router.add("GET", kMetricsPath, Role::kNobody,
                [ask = sources.metrics](const ApiCall&) { return metrics_page(ask()); });
+    add_api_routes(router, sources.api);
     return router;
 }
 
