@@ -167,6 +167,8 @@ int run_camera(const CameraSetup& setup) {
     ServiceLink& link = setup.link;
     RunPlan plan = plan_of(setup.file, setup.camera, link, setup.stop);
     settle_height(plan, setup.stop);
+    Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
+    if (!plan.source->info().live && !setup.camera.fast) plan.pace = &pace;
     const StoreSinkSetup kept = store_of(setup.file, setup.camera, plan, link);
     StoreSink store(kept);
     CameraHealth health(health_setup(plan, kept, store));
@@ -175,8 +177,6 @@ int run_camera(const CameraSetup& setup) {
     SettingsNotes notes(plan, store, health, link);
     SettingsSwitch settings(
         plan, setup.settings_changed, [&setup] { return camera_options(setup.camera); }, notes);
-    Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
-    if (!plan.source->info().live) plan.pace = &pace;
     plan.heat_by_hour = true;
     plan.before_frame = [&](Session& session, double time_s) {
         link.count_taken();

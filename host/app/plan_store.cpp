@@ -64,6 +64,8 @@ CameraHealthSetup health_setup(const RunPlan& plan, const StoreSinkSetup& from, 
             const auto figures = source->live_figures();
             return figures ? figures->late : 0;
         };
+    } else if (plan.pace != nullptr) {
+        setup.late_frames = [pace = plan.pace] { return pace->figures().late; };
     }
     setup.clock_synchronised = from.clock_synchronised;
     setup.time_us = [&store](double time_s) { return store.time_us(time_s); };

@@ -31,7 +31,7 @@ constexpr std::array kHeads{
     Head{metric::kOccupancy, "gauge", "People in an area: in less out since its last reset."},
     Head{metric::kFrames, "counter", "Frames analysed since the camera was started."},
     Head{metric::kMissing, "counter", "Frames that did not come or came too fast."},
-    Head{metric::kLate, "counter", "Frames of a live camera that came late."},
+    Head{metric::kLate, "counter", "Frames that came late."},
     Head{metric::kGaps, "counter", "Times in which no frame came."},
     Head{metric::kProcessing, "histogram", "Time for the analysis of a frame."},
     Head{metric::kDepthValid, "gauge", "Share of the depth picture that was measured."},

@@ -61,6 +61,7 @@ class ServiceReader {
         std::string device;
         std::optional<std::string> seed;
         std::optional<std::string> loop;
+        std::optional<std::string> fast;
         std::optional<std::string> format;
         std::optional<std::string> colour;
         std::optional<std::string> camera_file;
@@ -93,6 +94,11 @@ class ServiceReader {
               [&](Value v) {
                   camera.loop = v.flag();
                   given.loop = v.place("loop");
+              }},
+             {"fast",
+              [&](Value v) {
+                  camera.fast = v.flag();
+                  given.fast = v.place("fast");
               }},
              {"depth", [&](Value v) { source.live_depth = address_value(v, "depth", folder_); }},
              {"depth_format",
@@ -166,6 +172,7 @@ class ServiceReader {
         };
         belongs(given.seed, !given.scene.empty(), "a scene");
         belongs(given.loop, recorded, "a recording");
+        belongs(given.fast, recorded || !given.scene.empty(), "a recording or a scene");
         belongs(given.format, live, "depth");
         belongs(given.colour, live, "depth");
         belongs(given.camera_file, live || recorded, "depth or a recording");
@@ -181,7 +188,8 @@ class ServiceReader {
                            std::to_string(source.seed) + '\n' + source.live_depth + '\n' +
                            source.depth_format + '\n' + source.live_colour + '\n' +
                            source.camera_file + '\n' + camera.settings + '\n' + camera.role.site +
-                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce");
+                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce") +
+                           (camera.fast ? "\nfast" : "");
         for (const std::string& path : source.recordings)
             text += '\n' + path;
         return text;

@@ -28,6 +28,7 @@ struct ServiceCamera {
     std::string name;
     SourceOptions source;  // without what its settings say
     bool loop = false;     // a recording begins again when it has ended
+    bool fast = false;     // as fast as it goes: its times run ahead of the clock
     std::string settings;  // path of its settings, which need not exist; of its site's file
     CascadeRole role;
     std::string place;       // where it was given, for messages

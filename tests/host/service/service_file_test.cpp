@@ -44,6 +44,7 @@ settings = "other/door.toml"
 name = "hall"
 recording = ["a.mkv", "/b.mkv"]
 loop = true
+fast = true
 [[camera]]
 name = "till"
 scene = "gallery"
@@ -81,6 +82,7 @@ gaps_days = "forever"
     EXPECT_EQ(file.cameras[1].source.source, "recording");
     EXPECT_THAT(file.cameras[1].source.recordings, ElementsAre("/places/a.mkv", "/b.mkv"));
     EXPECT_TRUE(file.cameras[1].loop);
+    EXPECT_TRUE(file.cameras[1].fast);
     EXPECT_EQ(file.cameras[1].settings, "/places/cameras/hall.toml");
     EXPECT_EQ(file.cameras[2].source.scene, "gallery");
     EXPECT_EQ(file.cameras[2].source.seed, 7U);
@@ -133,6 +135,8 @@ TEST(ServiceFile, RefusesWithFileAndLine) {
         {one, "line 2", "has no source"},
         {one + "scene = \"x\"\ndepth = \"tcp://a:1\"\n", "line 2", "has two sources"},
         {one + "scene = \"x\"\nloop = true\n", "line 5", "belongs to a camera with a recording"},
+        {one + "depth = \"x\"\nfast = true\n", "line 5",
+         "belongs to a camera with a recording or a scene"},
         {one + "recording = []\n", "line 4", "at least one"},
         {one + "recording = \"a\"\nseed = 1\n", "line 5", "belongs to a camera with a scene"},
         {one + "scene = \"x\"\ndepth_format = \"raw:64x48@15\"\n", "line 5", "a camera with depth"},
