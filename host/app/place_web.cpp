@@ -3,7 +3,10 @@
 
 #include "host/base/utc.h"
 #include "host/service/place.h"
+#include "host/web/api_events.h"
 #include "host/web/api_live.h"
+#include "host/web/api_place.h"
+#include "host/web/live_counts.h"
 
 namespace host {
 namespace {
@@ -31,9 +34,43 @@ std::string committed_text(const LivePlace& place) {
     return text;
 }
 
+ApiSources api_sources(const LivePlace& place) {
+    ApiSources sources;
+    sources.place = [&place] { return place.file(); };
+    sources.now_us = utc_now_us;
+    sources.health = [&place] { return read_health(databases_of(*place.file()), utc_now_us()); };
+    sources.look = [&place](const std::string& camera) {
+        const LiveCamera live = place.camera(camera);
+        CameraLook look;
+        look.stand = live.stand;
+        look.frames_per_second = live.frames_per_second;
+        return look;
+    };
+    sources.commissioned = [](const std::string&) { return std::nullopt; };
+    return sources;
+}
+
+std::vector<RegionNow> regions_now(const LivePlace& place) {
+    std::vector<RegionNow> regions;
+    for (const ServiceCamera& camera : place.file()->cameras) {
+        const auto figures = place.camera(camera.name).figures;
+        if (!figures) continue;
+        for (const RegionFigures& region : figures->regions)
+            regions.push_back({camera.name, region.name, region.people, region.longest_stay_ms});
+    }
+    return regions;
+}
+
 LiveSources live_sources(const LivePlace& place) {
+    constexpr std::size_t kAtOnce = 200;  // events
+    const ApiSources api = api_sources(place);
     LiveSources sources;
     sources.committed = [&place] { return committed_text(place); };
+    sources.health = [api] { return health_json(api); };
+    sources.counts = [api, &place] { return live_counts_json(api, regions_now(place)); };
+    sources.events = [api](const std::optional<std::string>& after) {
+        return events_after(api, after, kAtOnce);
+    };
     return sources;
 }
 
@@ -50,8 +87,8 @@ HttpHandler handler(LivePlace& place, LivePictures& pictures, LiveFeed& feed) {
 }  // namespace
 
 WebSources web_sources(const LivePlace& place) {
-    return {[&place] { return read_health(databases_of(*place.file()), utc_now_us()); },
-            [&place] { return metrics_input(place); }};
+    const ApiSources api = api_sources(place);
+    return {api.health, [&place] { return metrics_input(place); }, api};
 }
 
 PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)

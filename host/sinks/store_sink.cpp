@@ -225,7 +225,7 @@ void StoreSink::change(double time_s, const Change& change) {
     end_minute();
     names_.lines.clear();
     names_.regions.clear();
-    StoredSettings settings{{}, {}, change.settings, change.author, time_us(time_s)};
+    StoredSettings settings{{}, {}, change.settings, change.author, time_us(time_s), change.name};
     for (const CountingLine& line : change.lines) {
         names_.lines.push_back(line.name);
         if (!line.points.empty()) settings.lines.push_back(line.name);

@@ -57,6 +57,7 @@ class StoreSink final : public Sink {
         std::vector<CountingRegion> regions;
         std::string settings;
         std::string author;
+        std::string name{};  // what the author calls them
     };
     void change(double time_s, const Change& change);
 

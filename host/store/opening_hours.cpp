@@ -12,7 +12,7 @@ namespace {
 using Rule = OpeningHours::Rule;
 
 constexpr int kDayMinutes = 24 * 60;
-constexpr std::array<const char*, 7> kDays = {"mon", "tue", "wed", "thu", "fri", "sat", "sun"};
+constexpr const auto& kDays = OpeningHours::kDays;
 
 [[noreturn]] void refuse(const Placed<std::string>& given) {
     throw InputError(given.place + " is \"" + given.value +

@@ -12,6 +12,9 @@ namespace host {
 
 class OpeningHours {
   public:
+    static constexpr std::array<const char*, 7> kDays{"mon", "tue", "wed", "thu",
+                                                      "fri", "sat", "sun"};
+
     // On some days of the week, Monday first.
     struct Rule {
         std::array<bool, 7> days{};

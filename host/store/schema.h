@@ -8,7 +8,7 @@
 
 namespace host {
 
-inline constexpr int kSchemaVersion = 1;
+inline constexpr int kSchemaVersion = 2;
 
 // A database that a later program or another one has made; neither must be touched.
 struct ForeignDatabase : std::runtime_error {

@@ -14,16 +14,10 @@
 
 #include "host/net/ticker.h"
 #include "host/service/live_pictures.h"
+#include "host/web/api_events.h"
 #include "host/web/live_stream.h"
 
 namespace host {
-
-// Events after a cursor, in their order.
-struct EventPage {
-    std::vector<nlohmann::ordered_json> events;
-    std::string next;   // the cursor behind them
-    bool more = false;  // there are more than these
-};
 
 // Where the texts come from; called on the feed's thread and on those that open streams. What has
 // no source is not told.

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "host/web/api_routes.h"
+
 namespace host {
 namespace {
 
@@ -31,6 +33,7 @@ Router make_routes(const WebSources& sources, Gate gate) {
                [ask = sources.health](const ApiCall&) { return health_page(ask()); });
     router.add("GET", kMetricsPath, Role::kNobody,
                [ask = sources.metrics](const ApiCall&) { return metrics_page(ask()); });
+    add_api_routes(router, sources.api);
     return router;
 }
 

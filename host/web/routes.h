@@ -5,6 +5,7 @@
 
 #include "host/publish/metrics.h"
 #include "host/service/health.h"
+#include "host/web/api_sources.h"
 #include "host/web/router.h"
 
 namespace host {
@@ -16,6 +17,7 @@ inline constexpr const char* kMetricsPath = "/metrics";
 struct WebSources {
     std::function<ServiceHealth()> health;
     std::function<MetricsInput()> metrics;
+    ApiSources api{};
 };
 
 Router make_routes(const WebSources& sources, Gate gate);
