@@ -113,7 +113,12 @@ void CameraHealth::end(const char* fault, const std::string& text) {
 }
 
 void CameraHealth::on_frame(const FrameView& frame) {
-    if (frame.planes.blank) return;
+    // Between two rounds of a source nothing is missing.
+    if (frame.planes.blank) {
+        window_ = {};
+        last_number_ = -1;
+        return;
+    }
     now_s_ = frame.time_s;
     if (!std::exchange(began_, true)) {
         next_second_s_ = next_floor_s_ = next_clock_s_ = now_s_;

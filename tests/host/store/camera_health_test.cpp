@@ -143,6 +143,21 @@ TEST_F(Health, CrossingsThatAreNotCountedHaveAReason) {
               host::to_json(figures));
 }
 
+TEST_F(Health, FramesBetweenTwoRoundsOfASourceAreNotMissing) {
+    watch(30.0, floor_);
+    const host::FramePlanes blank{{}, {}, {}, {}, {}, true};
+    for (int i = 0; i < 87; ++i, ++number_, time_s_ += 1.0 / kFps) {
+        health().on_frame({number_, time_s_, blank, {}, {}});
+        host::PassReport report;
+        report.number = number_;
+        report.blank = true;
+        health().end_frame(report);
+    }
+    watch(90.0, floor_);
+    EXPECT_EQ(health().figures().missing, 0);
+    EXPECT_THAT(told(), IsEmpty());
+}
+
 TEST_F(Health, FiguresFollowTheirNames) {
     stay(7, 5000);
     stay(7, 0);
