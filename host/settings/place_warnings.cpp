@@ -145,6 +145,7 @@ std::vector<PicturePoint> counting_zone(const std::vector<PicturePoint>& line) {
         if (!corners.empty()) {
             const PicturePoint& a = corners.back();
             const double length = std::hypot(p.x - a.x, p.y - a.y);
+            if (!std::isfinite(length)) return {};
             if (length < 1.0) continue;
             left.push_back({(p.y - a.y) / length, -(p.x - a.x) / length});
         }

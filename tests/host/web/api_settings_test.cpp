@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 #include "tests/host/web/api_contract.h"
@@ -84,6 +85,18 @@ TEST_F(ApiSettings, EachErrorHasItsPlace) {
     EXPECT_EQ(found, (std::set<std::string>{"setting_wrong setting 0", "name_wrong line 1",
                                             "line_wrong line 1", "outside_picture region 0"}))
         << notes;
+}
+
+TEST_F(ApiSettings, AZoneIsDrawnForWhatCanBeDrawn) {
+    Json wild = sound();
+    wild["line"][0]["points"] = {{-1e308, 0}, {1e308, 0}};
+    wild["line"].push_back({{"name", "one"}, {"points", {{5, 5}, {5, 5}}}});
+    wild["line"].push_back({{"name", "bent"}, {"points", {{0, 0}, {100, 0}, {0, 1}}}});
+    const Json zones = check(wild)["zones"];
+    ASSERT_THAT(zones, SizeIs(1)) << zones;
+    EXPECT_EQ(zones[0]["line"], 2);
+    for (const Json& point : zones[0]["points"])
+        EXPECT_LT(std::abs(point[0].get<double>()), 300.0) << "sharp corners do not run away";
 }
 
 TEST_F(ApiSettings, DoubtsAreWarnings) {
