@@ -5,6 +5,7 @@
 #include "host/web/api_history.h"
 #include "host/web/api_people.h"
 #include "host/web/api_place.h"
+#include "host/web/api_settings.h"
 
 namespace host {
 namespace {
@@ -32,6 +33,7 @@ void add_api_routes(Router& router, const ApiSources& sources) {
     router.add("GET", kCamera + "heat", Role::kViewer, [sources](const ApiCall& call) {
         return heat_answer(sources, call.names.at("camera"), call.request);
     });
+    add_settings_routes(router, sources);
 }
 
 }  // namespace host
