@@ -185,7 +185,10 @@ TEST_F(StoredRun, ShowsWhenNothingWasWatched) {
     const std::int64_t minute_us = 60'000'000;
     const std::vector<std::array<std::int64_t, 2>> gaps{{5, 7}, {50, 130}};
     for (const auto& [from, to] : gaps) {
-        host::Store store({(work_ / "door.db").string(), "door", {}, {}, "", "", 50});
+        host::StoreSetup setup;
+        setup.path = (work_ / "door.db").string();
+        setup.device = "door";
+        host::Store store(setup);
         host::Batch batch;
         batch.add_gap({hour_us + from * minute_us, hour_us + to * minute_us, "the sender ended"});
         store.commit(batch);
@@ -231,7 +234,10 @@ TEST_F(StoredRun, HasAStatus) {
     EXPECT_THAT(failed.out, AllOf(StartsWith("failed\n  door  failed\n"),
                                   HasSubstr("nothing has been watched since 2026-01-01 00:00:2")));
     const auto watched_now = [this](const std::string& level) {
-        host::Store store({(work_ / "door.db").string(), "door", {}, {}, "", "", 50});
+        host::StoreSetup setup;
+        setup.path = (work_ / "door.db").string();
+        setup.device = "door";
+        host::Store store(setup);
         host::Batch batch;
         batch.watched_until_us = host::utc_now_us() + host::kHour_us;
         batch.add_health({0, host::health_level(level), "frames_late", "frames are missing"});
