@@ -55,11 +55,11 @@ struct RegionFigures {
 };
 
 struct CameraFigures {
-    std::int64_t frames = 0;   // analysed
-    std::int64_t missing = 0;  // frames that did not come, or came too fast to be analysed
-    std::int64_t late = 0;     // more than a frame's time after they were due
-    std::int64_t gaps = 0;     // times in which no frame came
-    double depth_valid_ratio = 0.0;       // share of the depth pixels that were measured, 0 to 1
+    std::int64_t frames = 0;         // analysed
+    std::int64_t missing = 0;        // frames that did not come, or came too fast to be analysed
+    std::int64_t late = 0;           // more than a frame's time after they were due
+    std::int64_t gaps = 0;           // times in which no frame came
+    double depth_valid_ratio = 0.0;  // share of the depth pixels that were measured, 0 to 1
     Histogram processing{kPassBounds_s};  // of the analysis of a frame
     std::vector<LineFigures> lines;
     std::vector<RegionFigures> regions;
