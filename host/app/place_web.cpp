@@ -6,6 +6,7 @@
 #include "host/web/api_events.h"
 #include "host/web/api_live.h"
 #include "host/web/api_place.h"
+#include "host/web/api_settings.h"
 #include "host/web/live_counts.h"
 
 namespace host {
@@ -34,7 +35,7 @@ std::string committed_text(const LivePlace& place) {
     return text;
 }
 
-ApiSources api_sources(const LivePlace& place) {
+ApiSources api_sources(LivePlace& place) {
     ApiSources sources;
     sources.place = [&place] { return place.file(); };
     sources.now_us = utc_now_us;
@@ -44,9 +45,20 @@ ApiSources api_sources(const LivePlace& place) {
         CameraLook look;
         look.stand = live.stand;
         look.frames_per_second = live.frames_per_second;
+        if (live.about) {
+            look.width = live.about->width;
+            look.height = live.about->height;
+            look.colour = live.about->colour;
+            look.model = live.about->model;
+        }
         return look;
     };
     sources.commissioned = [](const std::string&) { return std::nullopt; };
+    sources.note_settings = [&place](const std::string& camera, const std::string& text,
+                                     const SettingsAuthor& by) {
+        place.note_settings(camera, text, by);
+    };
+    sources.refusal = [&place](const std::string& camera) { return place.refusal(camera); };
     return sources;
 }
 
@@ -61,13 +73,14 @@ std::vector<RegionNow> regions_now(const LivePlace& place) {
     return regions;
 }
 
-LiveSources live_sources(const LivePlace& place) {
+LiveSources live_sources(LivePlace& place) {
     constexpr std::size_t kAtOnce = 200;  // events
     const ApiSources api = api_sources(place);
     LiveSources sources;
     sources.committed = [&place] { return committed_text(place); };
     sources.health = [api] { return health_json(api); };
     sources.counts = [api, &place] { return live_counts_json(api, regions_now(place)); };
+    sources.settings = [api](const std::string& camera) { return settings_news(api, camera); };
     sources.events = [api](const std::optional<std::string>& after) {
         return events_after(api, after, kAtOnce);
     };
@@ -86,7 +99,7 @@ HttpHandler handler(LivePlace& place, LivePictures& pictures, LiveFeed& feed) {
 
 }  // namespace
 
-WebSources web_sources(const LivePlace& place) {
+WebSources web_sources(LivePlace& place) {
     const ApiSources api = api_sources(place);
     return {api.health, [&place] { return metrics_input(place); }, api};
 }

@@ -12,7 +12,7 @@ namespace host {
 
 // What the databases and cameras of the place tell, by its file in force. The place must outlive
 // it.
-WebSources web_sources(const LivePlace& place);
+WebSources web_sources(LivePlace& place);
 
 class PlaceWeb {
   public:

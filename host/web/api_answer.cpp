@@ -79,7 +79,7 @@ std::map<std::string, std::string> query_fields(const std::string& query) {
         const std::size_t equals = field.find('=');
         const std::string name = field_text(field.substr(0, equals));
         const std::string value =
-            equals == field.npos ? std::string() : field_text(field.substr(equals + 1));
+            equals == std::string_view::npos ? std::string() : field_text(field.substr(equals + 1));
         if (!fields.emplace(name, value).second)
             throw ApiError(kBadRequest, "\"" + name + "\" is given twice");
     }

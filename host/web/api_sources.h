@@ -36,6 +36,12 @@ struct ApiSources {
     std::function<ServiceHealth()> health;
     std::function<CameraLook(const std::string& camera)> look;
     std::function<std::optional<Commissioned>(const std::string& camera)> commissioned;
+    // Somebody is about to write this text to the camera's file of settings.
+    std::function<void(const std::string& camera, const std::string& text,
+                       const SettingsAuthor& by)>
+        note_settings;
+    // Why the camera has refused that text; empty while it has not.
+    std::function<std::string(const std::string& camera)> refusal;
 };
 
 }  // namespace host

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
 #include <set>
 
+#include "host/settings/run_options.h"
 #include "tests/host/web/api_contract.h"
 #include "tests/host/web/api_fixture.h"
 
@@ -118,6 +120,103 @@ TEST_F(ApiSettings, WhatIsNoSettingsIsRefused) {
         const host::HttpResponse response = ask("POST", "cameras/entrance/settings/check", body);
         EXPECT_EQ(response.status, 400) << body << response.body;
     }
+}
+
+class ApiSave : public ApiSettings {
+  protected:
+    ApiSave() { count("entrance", kMonday_us, kMonday_us); }
+
+    host::HttpResponse save(const Json& body, host::Role role = host::Role::kOperator) const {
+        return ask("PUT", "cameras/entrance/settings", body.dump(), role);
+    }
+    // What the file of the camera says; empty when there is none.
+    std::string file() const {
+        std::ifstream stream(file_->cameras.front().settings);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    static Json moved(int base) {
+        return {{"base_version", base}, {"name", "moved the door"}, {"settings", sound()}};
+    }
+};
+
+TEST_F(ApiSave, GoesToTheFileAndIsAVersionWithItsAuthor) {
+    const host::HttpResponse response = save(moved(1));
+    ASSERT_EQ(response.status, 200) << response.body;
+    const Json saved = Json::parse(response.body);
+    EXPECT_EQ(saved["version"], 2);
+    EXPECT_EQ(saved["author"], "anna");
+    EXPECT_EQ(saved["name"], "moved the door");
+    EXPECT_EQ(saved["settings"]["line"][0]["points"], sound()["line"][0]["points"]);
+    EXPECT_EQ(get("cameras/entrance/settings"), saved);
+    EXPECT_THAT(file(), HasSubstr("# saved by anna: moved the door\n"));
+    host::RunOptions read;
+    host::parse_config(file(), "file", read);
+    EXPECT_EQ(read.lines.at(0).value.name, "door");
+}
+
+TEST_F(ApiSave, IsRefusedWhenOthersCameFirst) {
+    ASSERT_EQ(save(moved(1)).status, 200);
+    const std::string before = file();
+    Json late = moved(1);
+    late["settings"]["line"][0]["name"] = "late";
+    const host::HttpResponse refused = save(late);
+    EXPECT_EQ(refused.status, 409);
+    const Json body = Json::parse(refused.body);
+    EXPECT_EQ(body["error"], "Version 2 by \"anna\" came meanwhile.");
+    EXPECT_EQ(body["current"], get("cameras/entrance/settings"));
+    EXPECT_EQ(file(), before);
+}
+
+TEST_F(ApiSave, OfWhatIsWrongWritesNothing) {
+    const auto refused = [this](const Json& body, const std::string& sentence) {
+        const host::HttpResponse response = save(body);
+        EXPECT_EQ(response.status, 400) << response.body;
+        EXPECT_THAT(Json::parse(response.body)["error"].get<std::string>(), HasSubstr(sentence));
+        EXPECT_EQ(file(), "");
+        return Json::parse(response.body);
+    };
+    Json wrong = moved(1);
+    wrong["settings"]["line"][0]["points"] = {{5, 5}};
+    EXPECT_EQ(refused(wrong, "line")["place"]["kind"], "line");
+    wrong = moved(1);
+    wrong["settings"]["gender"] = "/none/of.onnx";
+    refused(wrong, "network of \"gender\" is a file");
+    wrong = moved(1);
+    wrong["name"] = "a\nb = 3";
+    refused(wrong, "name of the version");
+    wrong["name"] = 3;
+    refused(wrong, " save is {");
+    refused(Json::object(), " save is {");
+    EXPECT_EQ(save(moved(1), host::Role::kViewer).status, 403);
+    EXPECT_EQ(file(), "");
+    EXPECT_EQ(get("cameras/entrance/settings")["version"], 1);
+}
+
+TEST_F(ApiSave, OfTheSameSettingsIsNoVersion) {
+    const Json now = get("cameras/entrance/settings");
+    const host::HttpResponse response =
+        save({{"base_version", 1}, {"name", ""}, {"settings", now["settings"]}});
+    EXPECT_EQ(response.status, 200) << response.body;
+    EXPECT_EQ(Json::parse(response.body), now);
+    EXPECT_EQ(file(), "");
+}
+
+TEST_F(ApiSave, ThatTheCameraRefusesLeavesTheFileAsItWas) {
+    refusal_ = "the height goes with recordings";
+    const host::HttpResponse response = save(moved(1));
+    EXPECT_EQ(response.status, 400) << response.body;
+    EXPECT_EQ(Json::parse(response.body)["error"], "The height goes with recordings.");
+    EXPECT_FALSE(std::filesystem::exists(file_->cameras.front().settings));
+}
+
+TEST_F(ApiSave, WaitsForACameraThatIsAway) {
+    takes_over_ = false;
+    const host::HttpResponse response = save(moved(1));
+    EXPECT_EQ(response.status, 202) << response.body;
+    const Json body = Json::parse(response.body);
+    EXPECT_EQ(body["version"], 1) << "what counts until then";
+    EXPECT_EQ(body["waiting"], true);
+    EXPECT_THAT(file(), HasSubstr("name = \"door\""));
 }
 
 class Contract : public test::Api {
