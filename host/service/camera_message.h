@@ -15,7 +15,7 @@ namespace host {
 // Who has written the file of a camera's settings, and what they call them.
 struct SettingsAuthor {
     std::string author = "file";  // whoever edits it by hand
-    std::string name;             // empty for nothing
+    std::string name{};           // empty for nothing
 };
 
 // The first message, from the service: who the process is. Its settings are read from their file.

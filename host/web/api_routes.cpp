@@ -5,6 +5,7 @@
 #include "host/web/api_history.h"
 #include "host/web/api_people.h"
 #include "host/web/api_place.h"
+#include "host/web/api_schema.h"
 #include "host/web/api_settings.h"
 
 namespace host {
@@ -34,6 +35,7 @@ void add_api_routes(Router& router, const ApiSources& sources) {
         return heat_answer(sources, call.names.at("camera"), call.request);
     });
     add_settings_routes(router, sources);
+    add_schema_route(router, sources);
 }
 
 }  // namespace host

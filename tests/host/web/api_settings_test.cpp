@@ -4,9 +4,11 @@
 
 #include <cmath>
 #include <fstream>
+#include <regex>
 #include <set>
 
 #include "host/settings/run_options.h"
+#include "host/web/settings_json.h"
 #include "tests/host/web/api_contract.h"
 #include "tests/host/web/api_fixture.h"
 
@@ -219,6 +221,35 @@ TEST_F(ApiSave, WaitsForACameraThatIsAway) {
     EXPECT_THAT(file(), HasSubstr("name = \"door\""));
 }
 
+TEST_F(ApiSettings, HaveASchemaForAForm) {
+    place("open = \"mon 09:00-10:00\"\n[[area]]\nname = \"hall\"\ncapacity = 40\n");
+    const Json schema = get("schema");
+    const auto field = [&](const std::string& key) -> Json {
+        for (const Json& each : schema["camera"])
+            if (each["key"] == key) return each;
+        return Json();
+    };
+    EXPECT_EQ(field("height_mm")["minimum"], 1500.0);
+    EXPECT_EQ(field("height_mm")["default"], nullptr);
+    EXPECT_EQ(field("target_height_mm")["default"], Json::array({800, 2200}));
+    EXPECT_EQ(field("detect")["choices"], Json::array({"depth", "colour", "both"}));
+    EXPECT_EQ(field("tilt")["default"], "auto");
+    EXPECT_EQ(field("group.max")["default"], 6);
+    EXPECT_EQ(field("group.max")["help"], "Members of the largest one.");
+    EXPECT_TRUE(field("gender").is_null()) << "its file is named on the machine";
+    // Settings of the form are settings.
+    const Json given = settings_json(host::RunOptions{});
+    for (const Json& each : schema["camera"]) {
+        const Json::json_pointer path(
+            "/" + std::regex_replace(each["key"].get<std::string>(), std::regex("[.]"), "/"));
+        EXPECT_TRUE(given.contains(path) || path.to_string() == "/group/enabled") << each;
+    }
+    EXPECT_THAT(
+        schema["place"].dump(),
+        HasSubstr(
+            R"("help":"With so many people inside the area is full.","key":"area.hall.capacity")"));
+}
+
 class Contract : public test::Api {
   protected:
     const test::ApiContract contract_{VCA_API_JSON};
@@ -260,6 +291,7 @@ TEST_F(Contract, EveryAnswerHasTheDescribedForm) {
         {"events", "?after=0"},
         {"people", "?camera=entrance&track=7"},
         {"cameras/{camera}/heat", days},
+        {"schema", ""},
         {"cameras/{camera}/settings", ""},
         {"cameras/{camera}/settings/versions", ""},
         {"cameras/{camera}/settings/versions/{version}", ""}};
