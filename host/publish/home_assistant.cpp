@@ -115,6 +115,7 @@ std::string discovery_topic(const std::string& id) {
 
 std::string discovered_id(std::string_view topic) {
     if (!topic.starts_with(kHead) || !topic.ends_with(kTail)) return "";
+    if (topic.size() < kHead.size() + kTail.size()) return "";
     return std::string(topic.substr(kHead.size(), topic.size() - kHead.size() - kTail.size()));
 }
 

@@ -1,6 +1,7 @@
 // The window of events, and states that have changed.
 #include "host/publish/mqtt_device.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "host/base/input_error.h"
@@ -35,11 +36,22 @@ MqttDevice::MqttDevice(MqttDeviceSetup setup)
 
 MqttDevice::~MqttDevice() {
     if (client_ == nullptr) return;
+    wait_for_confirmations();
     client_->publish({topics_.status(), as_payload(mqtt_status::kStopped), 1, true, {}});
     client_->stop();
     if (!subscription_) return;
     take_confirmed();
     subscription_->save();
+}
+
+// What is not confirmed would come twice.
+void MqttDevice::wait_for_confirmations() {
+    std::unique_lock lock(mutex_);
+    confirmed_.wait_for(lock, setup_.patience, [this] {
+        return broken_ || !refusal_.empty() ||
+               std::all_of(on_their_way_.begin(), on_their_way_.end(),
+                           [](const OnItsWay& each) { return each.confirmed; });
+    });
 }
 
 std::vector<std::string> MqttDevice::subscriptions() const {
@@ -79,6 +91,7 @@ void MqttDevice::on_connection(bool connected, const std::string& reason) {
     const std::lock_guard lock(mutex_);
     broken_ = broken_ || (!connected && was_connected_);
     was_connected_ = was_connected_ || connected;
+    confirmed_.notify_all();
     setup_.wake();
 }
 
@@ -109,6 +122,7 @@ void MqttDevice::on_confirmed(int message, const std::string& refusal) {
     const std::lock_guard lock(mutex_);
     settled_ = true;
     telling_.erase(message);
+    confirmed_.notify_all();
     if (!refusal.empty()) {
         refusal_ = refusal;
         return;

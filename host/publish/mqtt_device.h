@@ -8,6 +8,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
@@ -39,7 +40,8 @@ struct MqttDeviceSetup {
     std::function<void()> wake;
     // Somebody wants this area to be empty; on the client's thread. Null where nobody may.
     std::function<void(const std::string& area)> reset{};
-    std::chrono::milliseconds pause{10'000};  // after a message that the broker did not want
+    std::chrono::milliseconds pause{10'000};   // after a message that the broker did not want
+    std::chrono::milliseconds patience{1000};  // with confirmations when it ends
 };
 
 // How a device stands at the moment.
@@ -58,7 +60,7 @@ class MqttDevice {
   public:
     // Throws std::runtime_error and std::invalid_argument for settings that cannot work.
     explicit MqttDevice(MqttDeviceSetup setup);
-    // Says that it was stopped.
+    // Waits a little for what is on its way, and says that it was stopped.
     ~MqttDevice();
     MqttDevice(const MqttDevice&) = delete;
     MqttDevice& operator=(const MqttDevice&) = delete;
@@ -89,6 +91,7 @@ class MqttDevice {
     bool open_subscription();
     void forget_events();
     void take_confirmed();
+    void wait_for_confirmations();
     bool send(const ToldEvent& event);
     bool tell(const std::string& topic, const std::string& text);
     void remove_stale(const std::vector<MqttState>& states);
@@ -101,6 +104,7 @@ class MqttDevice {
 
     // Shared with the client's thread.
     std::mutex mutex_;
+    std::condition_variable confirmed_;
     bool was_connected_ = false;
     bool broken_ = false;   // the connection, after it had been there
     bool settled_ = false;  // the broker has answered, so what it keeps has come before
