@@ -36,21 +36,22 @@ MqttDevice::MqttDevice(MqttDeviceSetup setup)
 
 MqttDevice::~MqttDevice() {
     if (client_ == nullptr) return;
+    tell(topics_.status(), mqtt_status::kStopped);
     wait_for_confirmations();
-    client_->publish({topics_.status(), as_payload(mqtt_status::kStopped), 1, true, {}});
     client_->stop();
     if (!subscription_) return;
     take_confirmed();
     subscription_->save();
 }
 
-// What is not confirmed would come twice.
+// What is not confirmed would come twice. A connection that is closed while confirmations lie there
+// unread is reset, and what the broker has not read yet is gone.
 void MqttDevice::wait_for_confirmations() {
     std::unique_lock lock(mutex_);
     confirmed_.wait_for(lock, setup_.patience, [this] {
-        return broken_ || !refusal_.empty() ||
-               std::all_of(on_their_way_.begin(), on_their_way_.end(),
-                           [](const OnItsWay& each) { return each.confirmed; });
+        if (broken_ || !refusal_.empty()) return true;
+        return telling_.empty() && std::all_of(on_their_way_.begin(), on_their_way_.end(),
+                                               [](const OnItsWay& each) { return each.confirmed; });
     });
 }
 
