@@ -57,8 +57,13 @@ LinkSetup device_link(const Site& site, const SiteDevice& device,
     LinkSetup link;
     link.site = &site;
     link.device = device.name;
-    link.broker.host = broker ? broker->host : site.broker_host;
-    link.broker.port = broker ? broker->port : site.broker_port;
+    // The login of the file is that of the file's broker.
+    if (broker) {
+        link.broker.host = broker->host;
+        link.broker.port = broker->port;
+    } else {
+        link.broker = mqtt_settings(site.broker);
+    }
     link.report = std::move(report);
     return link;
 }

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <thread>
 
-#include "host/app/event_rows.h"
 #include "host/app/place_stores.h"
 #include "host/base/input_error.h"
 #include "host/report/output_folder.h"
+#include "host/store/event_rows.h"
 
 namespace host {
 namespace {

@@ -11,6 +11,7 @@
 #include "host/base/exit_status.h"
 #include "host/base/text.h"
 #include "host/report/output_folder.h"
+#include "host/service/mqtt_task.h"
 #include "host/service/service_check.h"
 #include "host/service/supervisor.h"
 #include "host/store/writer_lock.h"
@@ -58,6 +59,7 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     std::fflush(stdout);
     LivePlace place(file);
     LivePictures pictures;
+    const MqttTask mqtt(place, say);
     std::optional<PlaceWeb> web;
     if (file.web) {
         web.emplace(place, pictures);

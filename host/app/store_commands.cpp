@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "host/app/counts_command.h"
-#include "host/app/event_rows.h"
 #include "host/app/follow_counts.h"
 #include "host/app/place_stores.h"
 #include "host/app/status_command.h"
@@ -14,6 +13,7 @@
 #include "host/base/utc.h"
 #include "host/report/output_folder.h"
 #include "host/store/backup.h"
+#include "host/store/event_rows.h"
 #include "host/store/recovery.h"
 #include "host/store/retention.h"
 

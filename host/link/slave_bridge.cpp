@@ -105,7 +105,7 @@ void SlaveBridge::on_event(const Event& event) {
     }
     const MASTER_MSG_S packet{static_cast<std::uint32_t>(settings_.device.index),
                               static_cast<std::uint32_t>(event.feed_count), *tracks->message};
-    const bool sent =
+    const auto sent =
         client_.publish({tracks_topic_,
                          bytes_of(packet),
                          0,

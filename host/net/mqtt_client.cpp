@@ -17,6 +17,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
+constexpr const char* kSystemCertificates = "/etc/ssl/certs";
+constexpr int kFirstRefusal = 128;  // of the reasons that a broker gives
 constexpr int kLoopWait_ms = 1000;
 constexpr std::chrono::milliseconds kGoodbyeTime{1000};
 
@@ -51,6 +53,26 @@ void check(const MqttSettings& settings) {
 void must_succeed(int result, const std::string& what) {
     if (result == MOSQ_ERR_SUCCESS) return;
     throw std::runtime_error("cannot " + what + ": " + mosquitto_strerror(result));
+}
+
+void set_login(mosquitto* client, const MqttSettings& settings) {
+    const auto text = [](const std::string& value) {
+        return value.empty() ? nullptr : value.c_str();
+    };
+    if (!settings.user.empty()) {
+        must_succeed(
+            mosquitto_username_pw_set(client, settings.user.c_str(), text(settings.password)),
+            "log in to the broker");
+    }
+    if (!settings.tls) return;
+    if (settings.ca_file.empty()) {
+        must_succeed(mosquitto_int_option(client, MOSQ_OPT_TLS_USE_OS_CERTS, 1),
+                     "use the system's certificates");
+    }
+    const int result = mosquitto_tls_set(client, text(settings.ca_file),
+                                         settings.ca_file.empty() ? kSystemCertificates : nullptr,
+                                         text(settings.certificate), text(settings.key), nullptr);
+    must_succeed(result, "use these certificates for the broker");
 }
 
 // A list of properties in the form of the MQTT library.
@@ -112,13 +134,20 @@ struct MqttClient::Callbacks {
 
     static void on_subscribe(mosquitto* client, void* self_ptr, int, int count, const int* granted,
                              const mosquitto_property*) {
-        constexpr int kFirstRefusal = 128;
         auto& self = *static_cast<MqttClient*>(self_ptr);
         const bool refused = std::any_of(granted, granted + count,
                                          [](int quality) { return quality >= kFirstRefusal; });
         if (!refused) return self.report_connection();
         self.refusal_ = "the broker refuses a subscription";
         mosquitto_disconnect(client);
+    }
+
+    static void on_publish(mosquitto*, void* self_ptr, int number, int reason,
+                           const mosquitto_property*) {
+        auto& self = *static_cast<MqttClient*>(self_ptr);
+        if (!self.hooks_.on_confirmed) return;
+        self.hooks_.on_confirmed(number,
+                                 reason < kFirstRefusal ? "" : mosquitto_reason_string(reason));
     }
 
     static void on_message(mosquitto*, void* self_ptr, const mosquitto_message* message,
@@ -155,6 +184,7 @@ MqttClient::MqttClient(MqttSettings settings, std::vector<std::string> subscript
     must_succeed(mosquitto_int_option(client_.get(), MOSQ_OPT_TCP_NODELAY, 1),
                  "send without delay");
     must_succeed(mosquitto_threaded_set(client_.get(), true), "use the MQTT client from threads");
+    set_login(client_.get(), settings_);
     if (!will.topic.empty()) {
         must_succeed(
             mosquitto_will_set(client_.get(), will.topic.c_str(),
@@ -164,6 +194,7 @@ MqttClient::MqttClient(MqttSettings settings, std::vector<std::string> subscript
     mosquitto_connect_v5_callback_set(client_.get(), Callbacks::on_connect);
     mosquitto_subscribe_v5_callback_set(client_.get(), Callbacks::on_subscribe);
     mosquitto_message_v5_callback_set(client_.get(), Callbacks::on_message);
+    mosquitto_publish_v5_callback_set(client_.get(), Callbacks::on_publish);
     try {
         thread_ = std::thread([this] { work(); });
     } catch (const std::system_error&) {
@@ -177,16 +208,18 @@ MqttClient::~MqttClient() {
     stop();
 }
 
-bool MqttClient::publish(const MqttSend& message) noexcept {
-    if (!connected_) return false;
+std::optional<int> MqttClient::publish(const MqttSend& message) noexcept {
+    if (!connected_) return std::nullopt;
     try {
         const PropertyList properties(message.properties);
-        return mosquitto_publish_v5(client_.get(), nullptr, message.topic.c_str(),
-                                    static_cast<int>(message.payload.size()),
-                                    message.payload.data(), message.quality, message.retain,
-                                    properties.get()) == MOSQ_ERR_SUCCESS;
+        int number = 0;
+        const int result = mosquitto_publish_v5(
+            client_.get(), &number, message.topic.c_str(), static_cast<int>(message.payload.size()),
+            message.payload.data(), message.quality, message.retain, properties.get());
+        if (result != MOSQ_ERR_SUCCESS) return std::nullopt;
+        return number;
     } catch (const std::exception&) {
-        return false;
+        return std::nullopt;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,6 +23,12 @@ struct MqttSettings {
     std::string host = "127.0.0.1";
     int port = 1883;
     std::string client_id;  // unique on the broker
+    std::string user;       // empty: nobody
+    std::string password;
+    bool tls = false;
+    std::string ca_file;  // PEM, of whoever signed the broker's certificate; empty: the system's
+    std::string certificate;  // of the client, PEM, with its key; empty: none
+    std::string key;
     // Pause before a new attempt to connect: doubled after every failed one up to the longest.
     double reconnect_first_s = 0.25;
     double reconnect_longest_s = 4.0;
@@ -66,7 +73,10 @@ class MqttClient {
         // True after every connect, when the broker has confirmed the subscriptions; false, with
         // the reason, once at the beginning of every outage, including when the broker is away from
         // the start.
-        std::function<void(bool connected, const std::string& reason)> on_connection;
+        std::function<void(bool connected, const std::string& reason)> on_connection{};
+        // The broker has this message of quality 1, by the number that publish() gave; or it does
+        // not want it, with its reason.
+        std::function<void(int number, const std::string& refusal)> on_confirmed{};
     };
 
     // Starts connecting and returns at once. Throws std::invalid_argument or std::runtime_error
@@ -77,8 +87,9 @@ class MqttClient {
     MqttClient(const MqttClient&) = delete;
     MqttClient& operator=(const MqttClient&) = delete;
 
-    // Queues a copy for the broker. False, and nothing is kept, while there is no connection.
-    bool publish(const MqttSend& message) noexcept;
+    // Queues a copy for the broker and gives it a number. Nothing, and nothing is kept, while there
+    // is no connection.
+    std::optional<int> publish(const MqttSend& message) noexcept;
     // Connected, and subscribed.
     bool connected() const { return connected_; }
     // Sends what is queued, says goodbye (so that there is no last will) and ends the thread. No

@@ -10,6 +10,7 @@
 
 #include "host/base/utc.h"
 #include "host/service/place.h"
+#include "host/store/store_readers.h"
 
 namespace host {
 namespace {
@@ -38,48 +39,6 @@ std::string capacity_text(const Area& area, std::int64_t inside, bool full) {
            std::to_string(inside) + " of " + std::to_string(*area.capacity) + " people";
 }
 
-// The databases of a place's cameras, as far as they are there.
-class Databases {
-  public:
-    explicit Databases(std::vector<std::string> paths) : paths_(std::move(paths)) {}
-
-    // Opens those that have come, or have been put in the place of others. Throws InputError and
-    // StoreError.
-    void open() {
-        std::error_code error;
-        for (std::size_t i = 0; i < stores_.size(); ++i)
-            if (stores_[i].replaced()) return open_all();
-        for (const std::string& path : paths_) {
-            if (!is_open(path) && std::filesystem::exists(path, error)) stores_.emplace_back(path);
-        }
-    }
-
-    const std::vector<StoreReader>& stores() const { return stores_; }
-
-    // Changes with what is committed.
-    std::vector<std::int64_t> versions() const {
-        std::vector<std::int64_t> versions;
-        for (const StoreReader& store : stores_)
-            versions.push_back(store.version());
-        return versions;
-    }
-
-  private:
-    bool is_open(const std::string& path) const {
-        for (const StoreReader& store : stores_)
-            if (store.path() == path) return true;
-        return false;
-    }
-
-    void open_all() {
-        stores_.clear();
-        open();
-    }
-
-    std::vector<std::string> paths_;
-    std::vector<StoreReader> stores_;
-};
-
 }  // namespace
 
 struct AreaWatch::Look {
@@ -88,7 +47,7 @@ struct AreaWatch::Look {
 
     TimeZone zone;
     std::vector<Area> areas;
-    Databases databases;
+    StoreReaders databases;
     std::vector<std::int64_t> versions;  // as they were last
     std::int64_t minute = 0;             // of the last time; a reset comes without an event
 };

@@ -51,7 +51,9 @@ class ServiceReader {
              {"entrance", TomlValue::tables("entrances are written as [[entrance]] tables",
                                             [this](Value table) { read_entrance(table); })},
              {"store", [this](Value v) { read_store(v); }},
-             {"web", [this](Value v) { read_web(v); }}});
+             {"web", [this](Value v) { read_web(v); }},
+             {"mqtt", [this](Value v) { read_mqtt(v); }}});
+        check_topics();
         return std::move(file_);
     }
 
@@ -301,6 +303,27 @@ class ServiceReader {
         file_.web = web;
     }
 
+    void read_mqtt(Value value) {
+        ServiceMqtt mqtt;
+        mqtt.broker.place = value.place("the broker");
+        TomlValue::Keys keys = broker_keys(mqtt.broker, folder_);
+        keys.push_back({"home_assistant", [&](Value v) { mqtt.home_assistant = v.flag(); }});
+        keys.push_back({"allow_reset", [&](Value v) { mqtt.allow_reset = v.flag(); }});
+        value.read_keys(keys, "what is published to a broker is set in an [mqtt] table");
+        check_broker(mqtt.broker);
+        file_.mqtt = std::move(mqtt);
+    }
+
+    // What is published of a camera lies under its name.
+    void check_topics() const {
+        if (!file_.mqtt) return;
+        if (const ServiceCamera* const camera = find_camera(file_, kOccupancyTopic)) {
+            throw InputError(camera->place +
+                             " cannot have this name; how many people are in the areas is "
+                             "published under it");
+        }
+    }
+
     const std::string folder_;
     ServiceFile file_;
 };
@@ -325,8 +348,8 @@ std::string database_of(const ServiceFile& file, const std::string& camera) {
 
 bool is_service_file(const std::string& path) {
     const TomlValue root = read_toml_file(path, "file", "vca check needs a readable file");
-    constexpr const char* kOfPlaces[] = {"place", "time_zone", "open",  "camera",
-                                         "area",  "entrance",  "store", "web"};
+    constexpr const char* kOfPlaces[] = {"place",    "time_zone", "open", "camera", "area",
+                                         "entrance", "store",     "web",  "mqtt"};
     return std::any_of(std::begin(kOfPlaces), std::end(kOfPlaces),
                        [&root](const char* key) { return root.find(key) != nullptr; });
 }

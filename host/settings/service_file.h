@@ -7,6 +7,7 @@
 
 #include "host/base/placed.h"
 #include "host/frames/frame_source.h"
+#include "host/settings/broker_options.h"
 #include "host/settings/retention_options.h"
 
 namespace host {
@@ -17,6 +18,8 @@ inline constexpr const char* kWholePlace = "place";  // the area when none is na
 // Databases of these names are not a camera's: accounts, and what happens to the place as a whole.
 inline constexpr const char* kServiceDatabase = "service";
 inline constexpr const char* kPlaceDevice = "place";
+// Neither is this what is published of a camera.
+inline constexpr const char* kOccupancyTopic = "occupancy";
 
 // Part of a cascade: a device of a site file.
 struct CascadeRole {
@@ -63,6 +66,13 @@ struct ServiceWeb {
 // "http://127.0.0.1:8080/".
 std::string web_address(const ServiceWeb& web);
 
+// What is published to an MQTT broker.
+struct ServiceMqtt {
+    BrokerOptions broker;
+    bool home_assistant = true;  // with the messages by which it finds the cameras
+    bool allow_reset = false;    // whoever may publish there may set areas to nobody inside
+};
+
 struct ServiceFile {
     std::string path;
     std::string text;                       // of the file
@@ -75,6 +85,7 @@ struct ServiceFile {
     std::string folder;              // of the databases
     Retention keep;
     std::optional<ServiceWeb> web;  // empty: it does not
+    std::optional<ServiceMqtt> mqtt;
 };
 
 // Null when no camera has this name.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/base/placed.h"
+#include "host/settings/broker_options.h"
 #include "host/settings/run_options.h"
 
 namespace host {
@@ -65,8 +66,7 @@ struct SiteRegion {
 
 struct Site {
     std::string name;
-    std::string broker_host = "127.0.0.1";
-    int broker_port = 1883;
+    BrokerOptions broker;
     double stale_s = 3.0;     // a device not heard from for this long is missing
     int max_age_frames = 15;  // older messages of a slave are dropped
     Placed<double> frames_per_second = 15.0;

@@ -324,8 +324,8 @@ std::vector<std::string> site_warnings(const Site& site) {
 }
 
 std::string describe_site(const Site& site) {
-    std::string text = "site " + site.name + ", broker " + site.broker_host + ":" +
-                       std::to_string(site.broker_port) + "\n";
+    std::string text = "site " + site.name + ", broker " + site.broker.host + ":" +
+                       std::to_string(site.broker.port_or_usual()) + "\n";
     for (const SiteDevice& device : site.devices)
         text += device_text(site, device);
     for (const SiteLine& line : site.lines)

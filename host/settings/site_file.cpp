@@ -56,16 +56,10 @@ class SiteReader {
 
   private:
     void read_broker(Value value) {
-        value.read_keys(
-            {{"host",
-              [this](Value v) {
-                  site_.broker_host = v.text();
-                  const bool blank = site_.broker_host.find_first_of(" \t\n") != std::string::npos;
-                  if (site_.broker_host.empty() || blank)
-                      throw InputError(v.place("the broker's host is a name or an address"));
-              }},
-             {"port", [this](Value v) { site_.broker_port = v.whole(1, 65535); }}},
-            "the broker is set in a [broker] table");
+        site_.broker.place = value.place("the broker");
+        value.read_keys(broker_keys(site_.broker, folder_),
+                        "the broker is set in a [broker] table");
+        check_broker(site_.broker);
     }
 
     void read_scene(Value value) {

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "host/frames/frame_source.h"
+#include "host/settings/broker_options.h"
 
 namespace host {
 namespace {
@@ -25,6 +26,11 @@ bool whole(std::string_view text, Whole& value) {
 }  // namespace
 
 BrokerAddress parse_broker(const std::string& text) {
+    if (is_more_than_host(text)) {
+        throw InputError(
+            "--broker has more than a host and its port; user and password_file belong into the "
+            "[broker] table of the site's file");
+    }
     BrokerAddress address;
     const auto colon = text.rfind(':');
     const bool fits = colon != std::string::npos && colon > 0 &&

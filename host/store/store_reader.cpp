@@ -111,11 +111,12 @@ std::vector<LineCount> StoreReader::counts(const TimeSpan& span) const {
     row.bind(minute_of(span.from_us + kMinute_us - 1), minute_of(span.to_us + kMinute_us - 1));
     while (row.step()) {
         found.push_back({row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2),
-                         row.integer(7), row.integer(8)});
+                         row.integer(7), row.integer(8), 0});
     }
     std::vector<LineCount> all = totals();
     for (LineCount& line : all) {
         line.people = {};
+        line.since_us = 0;
         for (const LineCount& counted : found)
             if (counted.line == line.line && counted.direction == line.direction) line = counted;
     }
@@ -124,11 +125,12 @@ std::vector<LineCount> StoreReader::counts(const TimeSpan& span) const {
 
 std::vector<LineCount> StoreReader::totals() const {
     Statement row = database_->prepare(
-        "SELECT places.name, direction, adult, child, staff, groups, group_members "
+        "SELECT places.name, direction, adult, child, staff, groups, group_members, since_us "
         "FROM totals JOIN places ON places.id = totals.place ORDER BY places.id, direction");
     std::vector<LineCount> list;
     while (row.step())
-        list.push_back({row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2), 0, 0});
+        list.push_back({row.text(0), static_cast<int>(row.integer(1)), people_at(row, 2), 0, 0,
+                        row.integer(7)});
     return list;
 }
 

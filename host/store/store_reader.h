@@ -31,6 +31,7 @@ struct LineCount {
     PeopleCount people;
     std::int64_t watched_minutes = 0;
     std::int64_t provisional_minutes = 0;  // of them, with a clock that was not synchronised
+    std::int64_t since_us = 0;             // of totals: when they were 0
 };
 
 // An event as it is told to others.

@@ -71,8 +71,8 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 TEST(SiteFile, HasDefaults) {
     const host::Site site = read(std::string("name = \"one\"\n") + kMaster);
     EXPECT_EQ(site.name, "one");
-    EXPECT_EQ(site.broker_host, "127.0.0.1");
-    EXPECT_EQ(site.broker_port, 1883);
+    EXPECT_EQ(site.broker.host, "127.0.0.1");
+    EXPECT_EQ(site.broker.port_or_usual(), 1883);
     EXPECT_EQ(site.stale_s, 3.0);
     EXPECT_EQ(site.max_age_frames, 15);
     EXPECT_EQ(site.frames_per_second.value, 15.0);
@@ -154,8 +154,8 @@ points = [[0, 0], [1, 0], [1, 1]]
     EXPECT_EQ(site.target_min_mm, 500);
     EXPECT_EQ(site.target_max_mm, 2100);
     EXPECT_EQ(site.detect, host::DetectMode::kBoth);
-    EXPECT_EQ(site.broker_host, "broker.example");
-    EXPECT_EQ(site.broker_port, 2883);
+    EXPECT_EQ(site.broker.host, "broker.example");
+    EXPECT_EQ(site.broker.port_or_usual(), 2883);
     EXPECT_EQ(site.scene.value, "hall");
     EXPECT_EQ(site.seed, 77u);
     EXPECT_TRUE(site.group_counting);

@@ -1,5 +1,5 @@
 // Columns and cells.
-#include "host/app/event_rows.h"
+#include "host/store/event_rows.h"
 
 namespace host {
 
