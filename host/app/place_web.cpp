@@ -3,9 +3,13 @@
 
 #include "host/base/utc.h"
 #include "host/service/service_check.h"
+#include "host/web/api_accounts.h"
+#include "host/web/gate.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kServiceDatabase = "service";
 
 std::vector<std::string> databases_of(const ServiceFile& file) {
     std::vector<std::string> paths;
@@ -31,6 +35,22 @@ std::vector<Area> all_areas(const ServiceFile& file) {
     return areas;
 }
 
+// A full disk passes; until then nothing of it is lost.
+void keep(Accounts& accounts) {
+    try {
+        accounts.keep();
+    } catch (const StoreError&) {
+        // The next second tries again.
+    }
+}
+
+HttpHandler handler(const ServiceFile& file, Accounts& accounts) {
+    Gate gate = make_gate(accounts, {file.web->address, file.web->hosts});
+    const auto router = std::make_shared<Router>(make_routes(web_sources(file), std::move(gate)));
+    add_account_routes(*router, accounts, file.time_zone.value);
+    return [router](const HttpRequest& request) { return router->answer(request); };
+}
+
 MetricsInput metrics_input(const ServiceFile& file) {
     MetricsInput input;
     input.place = file.place;
@@ -46,15 +66,30 @@ MetricsInput metrics_input(const ServiceFile& file) {
 
 WebSources web_sources(const ServiceFile& file) {
     return {[&file] { return read_health(databases_of(file), utc_now_us()); },
-            [&file] { return metrics_input(file); }};
+            [&file] { return metrics_input(file); }, file.web->open_metrics};
 }
 
-std::unique_ptr<HttpServer> open_web(const ServiceFile& file) {
-    if (!file.web) return nullptr;
-    const auto router = std::make_shared<const Router>(make_routes(web_sources(file)));
-    return std::make_unique<HttpServer>(
-        file.web->address, static_cast<std::uint16_t>(file.web->port), HttpLimits{},
-        [router](const HttpRequest& request) { return router->answer(request); });
+std::string service_database(const ServiceFile& file) {
+    return database_of(file, kServiceDatabase);
+}
+
+PlaceWeb::PlaceWeb(const ServiceFile& file)
+    : file_(file),
+      accounts_({service_database(file)}),
+      keeper_(std::chrono::seconds(1), [this] { keep(accounts_); }),
+      server_(file.web->address, static_cast<std::uint16_t>(file.web->port), HttpLimits{},
+              handler(file, accounts_)) {}
+
+std::string PlaceWeb::welcome() {
+    ServiceWeb web = *file_.web;
+    web.port = server_.port();
+    if (web.on_every_address()) web.address = "localhost";
+    std::string text = "the page: " + web_address(web) + "\n";
+    if (const auto password = accounts_.first_password()) {
+        text += std::string("log in as ") + kFirstUser + " with the one-time password " +
+                *password + "\n";
+    }
+    return text;
 }
 
 }  // namespace host

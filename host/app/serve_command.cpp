@@ -12,14 +12,13 @@
 #include "host/report/output_folder.h"
 #include "host/service/service_check.h"
 #include "host/service/supervisor.h"
+#include "host/store/schema.h"
 #include "host/store/writer_lock.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* kServiceDatabase = "service";
 
 void make_folder(const std::string& path) {
     std::error_code error;
@@ -33,7 +32,7 @@ void make_folder(const std::string& path) {
 // Two services would start each camera twice.
 std::unique_ptr<WriterLock> lock_folder(const ServiceFile& file) {
     try {
-        return std::make_unique<WriterLock>(database_of(file, kServiceDatabase));
+        return std::make_unique<WriterLock>(service_database(file));
     } catch (const InputError&) {
         throw InputError("another service runs in the folder \"" + file.folder +
                          "\"; name another folder in [store], or end that one");
@@ -53,6 +52,26 @@ std::string where_to_look(const ServiceFile& file) {
     return "what is counted today: vca counts --store" + stores + "\n";
 }
 
+// Counting goes on without a page that cannot be shown. Null where there is none.
+std::unique_ptr<PlaceWeb> open_web(const ServiceFile& file) {
+    if (!file.web) return nullptr;
+    if (!file.web->on_loopback()) {
+        say("", "whoever shares a network with " + file.web->address +
+                    " can read passwords and pictures on their way: put a reverse proxy with TLS "
+                    "in front of the service");
+    }
+    try {
+        return std::make_unique<PlaceWeb>(file);
+    } catch (const StoreError& error) {
+        say("", "there is no page, because the database \"" + service_database(file) +
+                    "\" cannot be used: " + error.what());
+    } catch (const ForeignDatabase& error) {
+        say("", "there is no page, because the database \"" + service_database(file) + "\" " +
+                    error.what());
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
@@ -62,9 +81,9 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     make_folder(file.folder);
     const auto alone = lock_folder(file);
     write_text(stdout, describe_service(file) + where_to_look(file));
-    std::fflush(stdout);
     const auto web = open_web(file);
-    if (web != nullptr) say("", "listens on " + web_address({file.web->address, web->port()}));
+    if (web != nullptr) write_text(stdout, web->welcome());
+    std::fflush(stdout);
     Supervisor(file, say).run(stop, reload);
     return kExitOk;
 }

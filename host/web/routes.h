@@ -16,8 +16,9 @@ inline constexpr const char* kMetricsPath = "/metrics";
 struct WebSources {
     std::function<ServiceHealth()> health;
     std::function<MetricsInput()> metrics;
+    bool open_metrics = false;  // everybody may read them
 };
 
-Router make_routes(const WebSources& sources);
+Router make_routes(const WebSources& sources, Gate gate);
 
 }  // namespace host

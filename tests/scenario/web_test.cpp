@@ -23,7 +23,7 @@ class Web : public test::Program {
               "place = \"shop\"\ntime_zone = \"UTC\"\n"
               "[[camera]]\nname = \"door\"\nscene = \"doorway\"\n"
               "[[entrance]]\ncamera = \"door\"\nline = \"door\"\n"
-              "[web]\nport = " +
+              "[web]\nmetrics = \"open\"\nport = " +
                   std::to_string(port_) + "\n");
         service_ = start_vca("serve --config vca.toml");
     }
@@ -80,6 +80,22 @@ TEST_F(Web, TellsHealthAndCounts) {
                                          "camera=\"door\"} 0")));
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(vca("status --url " + url()).status, 1) << "nobody answers any more";
+}
+
+TEST_F(Web, TheFirstStartTellsHowToLogIn) {
+    start();
+    EXPECT_TRUE(eventually([&] { return out().find("one-time password") != std::string::npos; }))
+        << out() << err();
+    EXPECT_THAT(out(), HasSubstr("the page: " + url("/") +
+                                 "\nlog in as admin with the one-time "
+                                 "password "));
+    const std::string session = get("/api/v1/session");
+    EXPECT_THAT(session, HasSubstr("\"first_start\":true"));
+    EXPECT_THAT(get("/api/v1/users"), HasSubstr("Please log in."));
+    const test::Outcome reset = vca("users reset admin");
+    EXPECT_EQ(reset.status, 0) << reset.err;
+    EXPECT_THAT(reset.out, ::testing::StartsWith("one-time password of admin: "));
+    expect_refused("users reset nobody", HasSubstr("known are admin"), "none");
 }
 
 TEST_F(Web, APortThatIsTakenIsWrongInput) {
