@@ -36,7 +36,7 @@ if [ "${1-}" = serve ]; then
         [ -e "$demonstration/vca.toml" ] || cp host/examples/place.toml "$demonstration/vca.toml"
         echo "The demonstration place is $demonstration/vca.toml; its databases are in $demonstration/store."
         echo "In another terminal, while it runs (Ctrl-C ends it):"
-        echo "  build/release/host/vca counts --store $demonstration/store/door.db --by hour"
+        echo "  build/release/host/vca counts --config $demonstration/vca.toml --by hour"
         set -- --config "$demonstration/vca.toml"
     fi
     exec build/release/host/vca serve "$@"

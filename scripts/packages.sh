@@ -12,7 +12,8 @@ vca_service_packages="libsqlite3-dev libsodium-dev libhowardhinnant-date-dev tzd
 vca_packages="$vca_run_packages $vca_service_packages"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils
     abigail-tools python3-onnx dpkg-dev file ffmpeg python3-av python3-numpy
-    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav"
+    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
+    prometheus"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 # For builds with clang, fuzzing among them, and for scripts/tidy.sh.

@@ -21,7 +21,6 @@ namespace {
 
 constexpr double kUsualTime_s = 10.0;
 constexpr double kUnknownFloor_mm = 4000.0;  // for the colours of the picture only
-constexpr double kPerson_mm = 2000.0;        // above the floor the colours end
 constexpr double kHeightOff_mm = 50.0;       // of a known height: beyond, one of the two is wrong
 constexpr double kNeitherFits_mm = 100.0;
 
@@ -84,7 +83,7 @@ std::string lines_text(const RunPlan& plan) {
 void write_camera_picture(const RunPlan& plan, const CameraView& view, double floor_mm,
                           const std::string& folder) {
     OutputFolder output(folder, {kCameraFile});
-    write_png(draw_depth_picture(view.last_mm(), floor_mm - kPerson_mm, floor_mm, plan.lines,
+    write_png(draw_depth_picture(view.last_mm(), floor_mm - kColouredAbove_mm, floor_mm, plan.lines,
                                  plan.regions),
               output.file(kCameraFile));
     output.commit();

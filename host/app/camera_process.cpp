@@ -1,6 +1,7 @@
 // From what the service says to a run that does not end.
 #include "host/app/camera_process.h"
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "host/app/device_plan.h"
+#include "host/app/floor_measure.h"
 #include "host/app/plan_store.h"
 #include "host/app/run.h"
 #include "host/app/settings_switch.h"
@@ -19,6 +21,7 @@
 #include "host/net/child_process.h"
 #include "host/report/output_folder.h"
 #include "host/service/camera_options.h"
+#include "host/service/live_link.h"
 #include "host/service/service_check.h"
 #include "host/service/service_link.h"
 #include "host/settings/record_options.h"
@@ -34,14 +37,25 @@ constexpr const char* kStays = "; what was set before stays in force";
 constexpr const char* kFileAuthor = "file";
 constexpr const char* kThisMachine = "127.0.0.1";
 
-// Tells the service that frames are finished.
+// Tells the service that frames are finished, and each second the camera's figures.
 class BeatSink final : public Sink {
   public:
-    explicit BeatSink(ServiceLink& link) : link_(link) {}
-    void end_frame(const PassReport&) override { link_.count_finished(); }
+    BeatSink(ServiceLink& link, const CameraHealth& health) : link_(link), health_(health) {}
+
+    void end_frame(const PassReport&) override {
+        link_.count_finished();
+        const auto now = std::chrono::steady_clock::now();
+        if (now < next_) return;
+        next_ = now + kEach;
+        link_.tell(health_.figures());
+    }
 
   private:
+    static constexpr std::chrono::seconds kEach{1};
+
     ServiceLink& link_;
+    const CameraHealth& health_;
+    std::chrono::steady_clock::time_point next_{};
 };
 
 RunPlan plan_of(const ServiceCamera& camera, RunOptions options, const std::atomic<bool>& stop) {
@@ -67,8 +81,6 @@ RunPlan plan_of(const ServiceFile& file, const ServiceCamera& camera, ServiceLin
 StoreSinkSetup store_of(const ServiceFile& file, const ServiceCamera& camera, const RunPlan& plan,
                         ServiceLink& link) {
     StoreSinkSetup setup = store_setup(plan, database_of(file, camera.name));
-    setup.areas = areas_of(file, camera.name);
-    setup.time_zone = file.time_zone.value;
     setup.writer.store.author = kFileAuthor;
     setup.writer.committed = [&link](const Committed& done) {
         link.tell(CameraCommitted{done.epoch, done.sequence});
@@ -87,21 +99,105 @@ void note_end(const CameraBegin& begun, StoreSink& store) {
     store.note({utc_now_us(), HealthLevel::kOk, kEnded, "the camera counts again"});
 }
 
+constexpr const char* kFromSettings = "settings";
+constexpr const char* kFromMeasuring = "measured";
+constexpr const char* kFromSource = "source";
+
+// Once the first frame has come.
+CameraAbout about(const ServiceCamera& camera, const RunPlan& plan) {
+    const SourceInfo& info = plan.source->info();
+    CameraAbout about;
+    about.source = info.description;
+    about.sensor_width = info.sensor.width > 0 ? info.sensor.width : kDepthWidth;
+    about.sensor_height = info.sensor.width > 0 ? info.sensor.height : kDepthHeight;
+    about.width = info.user_width;
+    about.height = info.user_height;
+    about.frames_per_second = info.frames_per_second;
+    about.colour = camera.colour_picture && info.has_colour;
+    about.model = info.camera;
+    about.model.height_mm = plan.height_mm;
+    about.height_from = plan.options.measure_height     ? kFromMeasuring
+                        : plan.options.source.height_mm ? kFromSettings
+                                                        : kFromSource;
+    about.tilt = info.tilt;
+    about.warnings = run_warnings(plan);
+    return about;
+}
+
+LiveFramesSetup live_setup(const ServiceCamera& camera, const RunPlan& plan,
+                           const StoreSink& store) {
+    LiveFramesSetup setup;
+    setup.floor_mm = *plan.height_mm;
+    setup.colour = camera.colour_picture && plan.source->info().has_colour;
+    setup.regions = plan.regions;
+    setup.time_us = [&store](double time_s) { return store.time_us(time_s); };
+    return setup;
+}
+
+// What the service has asked for and the camera has not seen to yet.
+struct CameraRequests {
+    std::atomic<bool> read_settings{false};
+    std::atomic<bool> measure{false};
+};
+
+// What one process knows of its place.
+struct CameraSetup {
+    const ServiceFile& file;
+    const ServiceCamera& camera;
+    ServiceLink& link;
+    CameraRequests& requests;
+    const std::atomic<bool>& stop;
+};
+
+// What is told beside counting: what the camera is, how it hangs and what it sees.
+class CameraLive {
+  public:
+    // The plan and the store must outlive it.
+    CameraLive(const CameraSetup& setup, const RunPlan& plan, const StoreSink& store)
+        : setup_(setup),
+          plan_(plan),
+          frames_(live_setup(setup.camera, plan, store)),
+          link_(ChildProcess::kHandedFile + 1, frames_, setup.camera.name),
+          floor_(*plan.source,
+                 [&link = setup.link](const CameraMeasured& measured) { link.tell(measured); }) {}
+
+    void before_frame() {
+        if (!std::exchange(told_, true)) setup_.link.tell(about(setup_.camera, plan_));
+        if (setup_.requests.measure.exchange(false)) floor_.begin();
+    }
+    // While nothing happens.
+    void change() { frames_.change(plan_.regions); }
+
+    LiveFrames& frames() { return frames_; }
+    FloorMeasure& floor() { return floor_; }
+
+  private:
+    const CameraSetup& setup_;
+    const RunPlan& plan_;
+    LiveFrames frames_;
+    LiveLink link_;
+    FloorMeasure floor_;
+    bool told_ = false;
+};
+
 // What becomes of settings that have changed.
 class SettingsNotes final : public SettingsListener {
   public:
-    SettingsNotes(const RunPlan& plan, StoreSink& store, ServiceLink& link)
-        : plan_(plan), store_(store), link_(link) {}
+    SettingsNotes(const RunPlan& plan, StoreSink& store, CameraHealth& health, CameraLive& live,
+                  ServiceLink& link)
+        : plan_(plan), store_(store), health_(health), live_(live), link_(link) {}
 
     void changed(double time_s) override {
         store_.change(time_s,
                       {plan_.lines, plan_.regions,
                        recorded_settings_text(plan_.options, plan_.source->info()), kFileAuthor});
+        tell_places();
         link_.tell(CameraSettings{"counts with other settings", false});
     }
 
     void moved(double time_s) override {
         store_.change(time_s, {plan_.lines, plan_.regions, "", ""});
+        tell_places();
     }
 
     void accepted() override {
@@ -128,20 +224,18 @@ class SettingsNotes final : public SettingsListener {
     bool restarts() const { return restarts_; }
 
   private:
+    void tell_places() {
+        health_.change(plan_.lines, plan_.regions);
+        live_.change();
+    }
+
     const RunPlan& plan_;
     StoreSink& store_;
+    CameraHealth& health_;
+    CameraLive& live_;
     ServiceLink& link_;
     bool refused_ = false;
     bool restarts_ = false;
-};
-
-// What one process knows of its place.
-struct CameraSetup {
-    const ServiceFile& file;
-    const ServiceCamera& camera;
-    ServiceLink& link;
-    std::atomic<bool>& settings_changed;
-    const std::atomic<bool>& stop;
 };
 
 int status_of(const RunFacts& facts, const SettingsNotes& notes) {
@@ -154,23 +248,28 @@ int run_camera(const CameraSetup& setup) {
     ServiceLink& link = setup.link;
     RunPlan plan = plan_of(setup.file, setup.camera, link, setup.stop);
     settle_height(plan, setup.stop);
+    Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
+    if (!plan.source->info().live && !setup.camera.fast) plan.pace = &pace;
     const StoreSinkSetup kept = store_of(setup.file, setup.camera, plan, link);
     StoreSink store(kept);
     CameraHealth health(health_setup(plan, kept, store));
     note_end(link.begun(), store);
-    BeatSink beat(link);
-    SettingsNotes notes(plan, store, link);
+    BeatSink beat(link, health);
+    CameraLive live(setup, plan, store);
+    SettingsNotes notes(plan, store, health, live, link);
     SettingsSwitch settings(
-        plan, setup.settings_changed, [&setup] { return camera_options(setup.camera); }, notes);
-    Pace pace(plan.source->info().frames_per_second, std::nullopt, setup.stop);
-    if (!plan.source->info().live) plan.pace = &pace;
+        plan, setup.requests.read_settings, [&setup] { return camera_options(setup.camera); },
+        notes);
     plan.heat_by_hour = true;
     plan.before_frame = [&](Session& session, double time_s) {
         link.count_taken();
+        live.before_frame();
         settings.before_frame(session, time_s);
     };
     link.set_counting();
-    return status_of(run(plan, {&settings, &store, &health, &beat}, setup.stop), notes);
+    return status_of(
+        run(plan, {&settings, &store, &health, &live.frames(), &live.floor(), &beat}, setup.stop),
+        notes);
 }
 
 // The frames of a simulated site that have passed are not made up for.
@@ -185,7 +284,7 @@ void say(const std::string& sentence) {
 
 // The settings of a device are those of its site.
 void read_site_again(const CameraSetup& setup, const std::string& text, SettingsNotes& notes) {
-    if (!setup.settings_changed.exchange(false)) return;
+    if (!setup.requests.read_settings.exchange(false)) return;
     try {
         read_site_file(setup.camera.role.site);
         const std::string now = site_text(setup.camera);
@@ -207,39 +306,46 @@ int run_device(const CameraSetup& setup) {
     std::optional<BrokerAddress> broker;
     if (begun.broker_port != 0) broker = BrokerAddress{kThisMachine, begun.broker_port};
     plan.link = device_link(site, *device, broker, say);
-    const bool live = plan.source->info().live;
+    settle_height(plan, setup.stop);
+    const bool has_clock = plan.source->info().live;
     StoreSinkSetup kept = store_of(setup.file, setup.camera, plan, link);
-    if (!live) kept.start_us = begun.start_ms * 1000;
+    if (!has_clock) kept.start_us = begun.start_ms * 1000;
     kept.writer.store.settings = text;
     StoreSink store(kept);
     CameraHealth health(health_setup(plan, kept, store));
     note_end(begun, store);
-    BeatSink beat(link);
-    SettingsNotes notes(plan, store, link);
+    BeatSink beat(link, health);
+    CameraLive live(setup, plan, store);
+    SettingsNotes notes(plan, store, health, live, link);
     Pace pace(plan.source->info().frames_per_second, begun.start_ms, setup.stop);
-    if (!live) {
+    if (!has_clock) {
         plan.pace = &pace;
         skip_to_present(*plan.source, begun.start_ms);
     }
     plan.heat_by_hour = true;
     plan.before_frame = [&](Session&, double) {
         link.count_taken();
+        live.before_frame();
         read_site_again(setup, text, notes);
     };
     link.set_counting();
-    return status_of(run(plan, {&store, &health, &beat}, setup.stop), notes);
+    return status_of(run(plan, {&store, &health, &live.frames(), &live.floor(), &beat}, setup.stop),
+                     notes);
 }
 
 }  // namespace
 
 int camera_process(const std::atomic<bool>& stop) {
-    std::atomic<bool> settings_changed{false};
+    CameraRequests requests;
     ServiceLink link(ChildProcess::kHandedFile);
     const ServiceFile file = parse_service_file(link.begun().text, link.begun().path);
     const ServiceCamera& camera = *find_camera(file, link.begun().camera);
-    link.start([&settings_changed](const ReadSettings&) { settings_changed = true; });
+    link.start([&requests](const CameraMessage& message) {
+        if (std::holds_alternative<ReadSettings>(message)) requests.read_settings = true;
+        if (std::holds_alternative<MeasureAgain>(message)) requests.measure = true;
+    });
     const StandardOutput nowhere("/dev/null");  // for what the library prints
-    const CameraSetup setup{file, camera, link, settings_changed, stop};
+    const CameraSetup setup{file, camera, link, requests, stop};
     return camera.in_cascade() ? run_device(setup) : run_camera(setup);
 }
 

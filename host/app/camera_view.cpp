@@ -41,8 +41,11 @@ void CameraView::add(const SourceFrame& frame) {
     pixels_ += std::ssize(own_mm);
     valid_ += std::ssize(own_mm) - std::count(own_mm.begin(), own_mm.end(), 0);
     if (frames_ % kFitEvery == 0) {
-        if (const auto floor = fit_floor(depth_mm, camera_))
+        if (const auto floor = fit_floor(depth_mm, camera_)) {
             floors_mm_.push_back(floor->distance_mm);
+            rolls_deg_.push_back(floor->tilt.roll_deg);
+            pitches_deg_.push_back(floor->tilt.pitch_deg);
+        }
     }
     if (const auto head_mm = nearest_below(depth_mm)) heads_mm_.push_back(*head_mm);
     add_noise(depth_mm);
@@ -90,6 +93,11 @@ double CameraView::valid_share() const {
 std::optional<double> CameraView::floor_mm() const {
     if (floors_mm_.size() < kLeastFits) return std::nullopt;
     return quantile(floors_mm_, 0.5);
+}
+
+std::optional<Tilt> CameraView::tilt() const {
+    if (rolls_deg_.size() < kLeastFits) return std::nullopt;
+    return Tilt{quantile(rolls_deg_, 0.5), quantile(pitches_deg_, 0.5)};
 }
 
 double CameraView::noise_mm() const {

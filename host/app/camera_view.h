@@ -25,6 +25,9 @@ class CameraView {
     double valid_share() const;  // of the sensor's pixels
     // Lens above the floor: the middle of what single frames show. Nothing when hardly one did.
     std::optional<double> floor_mm() const;
+    // How crooked the floor of single frames lies, in the middle; nothing when hardly one showed
+    // it.
+    std::optional<Tilt> tilt() const;
     // How much a pixel of what stands still goes up and down, as a standard deviation; the middle
     // of all pixels.
     double noise_mm() const;
@@ -47,6 +50,8 @@ class CameraView {
     std::int64_t valid_ = 0;  // pixels of all frames
     std::int64_t pixels_ = 0;
     std::vector<double> floors_mm_;
+    std::vector<double> rolls_deg_;
+    std::vector<double> pitches_deg_;
     std::vector<double> heads_mm_;  // distances of what is highest below the camera
     std::vector<std::uint16_t> last_mm_;
     std::vector<std::int32_t> seen_;  // of each pixel

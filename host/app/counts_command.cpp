@@ -2,13 +2,12 @@
 #include "host/app/counts_command.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <thread>
+#include <array>
 
+#include "host/app/place_stores.h"
 #include "host/base/input_error.h"
-#include "host/report/output_folder.h"
-#include "host/store/visitors.h"
+#include "host/service/place.h"
+#include "host/store/result_table.h"
 
 namespace host {
 namespace {
@@ -28,38 +27,67 @@ constexpr const char* kNotWatched = "not_watched";
 // A row of the result covers this.
 struct Part {
     std::string label;
-    TimeSpan span;
+    std::vector<TimeSpan> spans;
 };
 
 struct Query {
     const CountsOptions& options;
     TimeZone zone;
     Date date;
-    TimeSpan open;  // what of the day counts
+    std::vector<TimeSpan> open;  // what of the day counts
     std::vector<StoreReader> stores;
     std::vector<Door> doors;
+    std::vector<Area> areas;
 };
 
-TimeSpan opening_hours(const CountsOptions& options, const TimeZone& zone, const Date& date) {
-    if (options.open_from.empty() && options.open_to.empty()) return zone.day(date);
-    const std::string place = "--open";
-    const int from = parse_time_of_day(options.open_from, place);
-    const int to = parse_time_of_day(options.open_to, place);
-    // A place that closes after midnight.
-    const Date last = to > from ? date : zone.next(date);
-    return {zone.at(date, from), zone.at(last, to)};
+// What the options say, or the place's file.
+struct Plan {
+    std::string time_zone;
+    std::vector<Placed<std::string>> open;
+    std::vector<std::string> stores;
+    std::vector<Door> doors;
+    std::vector<Area> areas;
+};
+
+Plan plan_of_options(const CountsOptions& options) {
+    Plan plan{options.time_zone, options.open, options.stores, {}, {}};
+    for (const Entrance& entrance : options.entrances)
+        plan.doors.push_back({entrance.line, entrance.direction});
+    if (options.inside) {
+        plan.areas.push_back({options.area.empty() ? kWholePlace : options.area, plan.doors,
+                              parse_time_of_day(options.reset, "--reset"), options.capacity});
+    }
+    return plan;
+}
+
+Plan plan_of_place(const CountsOptions& options) {
+    const ServiceFile file = read_service_file(options.place_file);
+    Plan plan{file.time_zone.value, file.open, stores_of(file), doors_of(file), areas_of(file)};
+    if (options.area.empty()) return plan;
+    std::string known;
+    for (const Area& area : plan.areas)
+        known += (known.empty() ? "\"" : ", \"") + area.name + "\"";
+    std::erase_if(plan.areas, [&](const Area& area) { return area.name != options.area; });
+    if (!plan.areas.empty()) return plan;
+    throw InputError("the place has no area \"" + options.area + "\" with an entrance; there are " +
+                     (known.empty() ? "none" : known));
 }
 
 Query make_query(const CountsOptions& options, std::int64_t now_us) {
-    TimeZone zone(options.time_zone);
+    Plan plan = options.place_file.empty() ? plan_of_options(options) : plan_of_place(options);
+    TimeZone zone(plan.time_zone);
     const Date date =
         options.date.empty() ? zone.date_of(now_us) : parse_date(options.date, "--date");
-    const TimeSpan open = opening_hours(options, zone, date);
-    Query query{options, std::move(zone), date, open, {}, {}};
-    for (const std::string& path : options.stores)
+    std::vector<TimeSpan> open = OpeningHours(plan.open).spans(zone, date);
+    Query query{options,
+                std::move(zone),
+                date,
+                std::move(open),
+                {},
+                std::move(plan.doors),
+                std::move(plan.areas)};
+    for (const std::string& path : plan.stores)
         query.stores.emplace_back(path);
-    for (const Entrance& entrance : options.entrances)
-        query.doors.push_back({entrance.line, entrance.direction});
     return query;
 }
 
@@ -70,7 +98,7 @@ void check_doors(const Query& query) {
         bool found = false;
         for (const StoreReader& store : query.stores) {
             for (const LineCount& total : store.totals()) {
-                found = found || total.line == door.line;
+                found = found || door.is_line(store.device(), total.line);
                 if (known.find("\"" + total.line + "\"") == std::string::npos)
                     known += (known.empty() ? "\"" : ", \"") + total.line + "\"";
             }
@@ -81,10 +109,14 @@ void check_doors(const Query& query) {
     }
 }
 
+TimeSpan common(const TimeSpan& one, const TimeSpan& other) {
+    return {std::max(one.from_us, other.from_us), std::min(one.to_us, other.to_us)};
+}
+
 std::vector<Part> parts_of(const Query& query) {
     if (query.options.by != CountsBy::kHour) return {{date_text(query.date), query.open}};
     std::vector<LocalHour> hours = query.zone.hours(query.date);
-    if (query.open.to_us > hours.back().span.to_us) {
+    if (!query.open.empty() && query.open.back().to_us > hours.back().span.to_us) {
         for (LocalHour& hour : query.zone.hours(query.zone.next(query.date))) {
             hour.label = "+1 " + hour.label;
             hours.push_back(std::move(hour));
@@ -92,11 +124,30 @@ std::vector<Part> parts_of(const Query& query) {
     }
     std::vector<Part> parts;
     for (const LocalHour& hour : hours) {
-        const TimeSpan span{std::max(hour.span.from_us, query.open.from_us),
-                            std::min(hour.span.to_us, query.open.to_us)};
-        if (span.from_us < span.to_us) parts.push_back({hour.label, span});
+        Part part{hour.label, {}};
+        for (const TimeSpan& open : query.open) {
+            const TimeSpan span = common(hour.span, open);
+            if (span.from_us < span.to_us) part.spans.push_back(span);
+        }
+        if (!part.spans.empty()) parts.push_back(std::move(part));
     }
     return parts;
+}
+
+std::vector<StoredGap> gaps_in(const StoreReader& store, const std::vector<TimeSpan>& spans) {
+    std::vector<StoredGap> gaps;
+    for (const TimeSpan& span : spans) {
+        const std::vector<StoredGap> more = store.gaps(span);
+        gaps.insert(gaps.end(), more.begin(), more.end());
+    }
+    return gaps;
+}
+
+std::int64_t minutes_of(const std::vector<TimeSpan>& spans) {
+    std::int64_t length_us = 0;
+    for (const TimeSpan& span : spans)
+        length_us += span.to_us - span.from_us;
+    return length_us / kMinute_us;
 }
 
 // When nothing was watched within an hour, and why.
@@ -124,8 +175,8 @@ ResultTable by_line(const Query& query) {
     }
     for (const Part& part : parts_of(query)) {
         for (const StoreReader& store : query.stores) {
-            const std::string gaps = not_watched_text(store.gaps(part.span), query.zone);
-            for (const LineCount& count : store.counts(part.span)) {
+            const std::string gaps = not_watched_text(gaps_in(store, part.spans), query.zone);
+            for (const LineCount& count : counts_in(store, part.spans)) {
                 const PeopleCount& p = count.people;
                 Row row{store.device(),
                         count.line,
@@ -151,7 +202,7 @@ ResultTable by_kind(const Query& query) {
     ResultTable table;
     table.columns = {kDevice, kLine, kDirection, kKind, kPeople};
     for (const StoreReader& store : query.stores) {
-        for (const LineCount& count : store.counts(query.open)) {
+        for (const LineCount& count : counts_in(store, query.open)) {
             const std::array<std::int64_t, kPersonKinds> people{
                 count.people.adult, count.people.child, count.people.staff};
             for (std::size_t kind = 0; kind < kPersonKinds; ++kind) {
@@ -165,11 +216,11 @@ ResultTable by_kind(const Query& query) {
 }
 
 // The minutes of the entrance that was watched least.
-std::int64_t watched_minutes(const std::vector<LineCount>& counts, const std::vector<Door>& doors,
-                             std::int64_t least) {
+std::int64_t watched_minutes(const std::string& device, const std::vector<LineCount>& counts,
+                             const std::vector<Door>& doors, std::int64_t least) {
     for (const LineCount& count : counts)
         for (const Door& door : doors)
-            if (door.line == count.line && door.in == count.direction)
+            if (door.is_line(device, count.line) && door.in == count.direction)
                 least = std::min(least, count.watched_minutes);
     return least;
 }
@@ -182,16 +233,16 @@ ResultTable visitor_table(const Query& query) {
     for (const Part& part : parts_of(query)) {
         Visitors sum;
         std::vector<StoredGap> gaps;
-        std::int64_t watched = (part.span.to_us - part.span.from_us) / kMinute_us;
+        std::int64_t watched = minutes_of(part.spans);
         for (const StoreReader& store : query.stores) {
-            const std::vector<LineCount> counts = store.counts(part.span);
-            const Visitors here = visitors_of(counts, query.doors);
+            const std::vector<LineCount> counts = counts_in(store, part.spans);
+            const Visitors here = visitors_of(store.device(), counts, query.doors);
             sum.adults += here.adults;
             sum.children += here.children;
             sum.together += here.together;
-            const std::vector<StoredGap> here_gaps = store.gaps(part.span);
+            const std::vector<StoredGap> here_gaps = gaps_in(store, part.spans);
             gaps.insert(gaps.end(), here_gaps.begin(), here_gaps.end());
-            watched = watched_minutes(counts, query.doors, watched);
+            watched = watched_minutes(store.device(), counts, query.doors, watched);
         }
         table.rows.push_back({part.label, query.options.groups_as_one ? sum.together : sum.all(),
                               sum.adults, sum.children, watched});
@@ -201,25 +252,22 @@ ResultTable visitor_table(const Query& query) {
 }
 
 ResultTable inside_table(const Query& query, std::int64_t now_us) {
-    const CountsOptions& options = query.options;
-    Area area;
-    area.name = options.area;
-    area.doors = query.doors;
-    area.reset_minutes = parse_time_of_day(options.reset, "--reset");
-    area.capacity = options.capacity;
     // Another day is looked at from its end.
-    const std::int64_t at_us =
-        options.date.empty() ? now_us : std::min(now_us, query.zone.day(query.date).to_us - 1);
-    const AreaBalance now = area_balance(query.stores, area, query.zone, at_us);
+    const std::int64_t at_us = query.options.date.empty()
+                                   ? now_us
+                                   : std::min(now_us, query.zone.day(query.date).to_us - 1);
     ResultTable table;
     table.columns = {"area",  "inside",      "in",       "out",  "since",
                      "drift", "corrections", "capacity", "level"};
-    Cell capacity;
-    if (area.capacity) capacity = std::int64_t{*area.capacity};
-    const bool full = area.capacity && now.inside() >= *area.capacity;
-    table.rows.push_back({area.name, now.inside(), now.in, now.out,
-                          query.zone.text(now.since.from_us), now.drift, now.corrections, capacity,
-                          full ? "full" : "ok"});
+    for (const Area& area : query.areas) {
+        const AreaBalance now = area_balance(query.stores, area, query.zone, at_us);
+        Cell capacity;
+        if (area.capacity) capacity = std::int64_t{*area.capacity};
+        const bool full = area.capacity && now.inside() >= *area.capacity;
+        table.rows.push_back({area.name, now.inside(), now.in, now.out,
+                              query.zone.text(now.since.from_us), now.drift, now.corrections,
+                              capacity, full ? "full" : "ok"});
+    }
     return table;
 }
 
@@ -230,6 +278,7 @@ std::string written(const ResultTable& table, TextForm form) {
 
 // Where a reader of an empty table should look.
 std::string hint(const Query& query) {
+    if (query.open.empty()) return "closed on this day\n";
     std::optional<std::int64_t> latest_us;
     for (const StoreReader& store : query.stores) {
         const auto until = store.watched_until_us();
@@ -241,107 +290,18 @@ std::string hint(const Query& query) {
     return "watched last on " + date_text(last) + "\n";
 }
 
-Committed first_number(const CountsOptions& options, const StoreReader& store) {
-    if (options.after.empty()) return store.last();
-    if (options.after == "0") return {};
-    const std::size_t colon = options.after.find(':');
-    const std::string digits = colon == std::string::npos ? "" : options.after.substr(colon + 1);
-    constexpr std::size_t kMostDigits = 18;
-    if (digits.empty() || digits.size() > kMostDigits ||
-        digits.find_first_not_of("0123456789") != std::string::npos) {
-        throw InputError("--after is \"" + options.after + "\"; write EPOCH:SEQUENCE, or 0");
-    }
-    return {options.after.substr(0, colon), std::stoll(digits)};
-}
-
-// One database that is followed.
-struct Followed {
-    StoreReader store;
-    Committed number;
-    std::int64_t version = -1;
-};
-
-// A restored database knows the epoch that was followed, one that has begun anew does not.
-void open_again(Followed& followed) {
-    try {
-        followed.store = StoreReader(followed.store.path());
-    } catch (const InputError&) {
-        return;  // it is being made
-    }
-    followed.version = -1;
-    if (!followed.store.has_epoch(followed.number.epoch)) followed.number = {};
-}
-
-void print_new(Followed& followed, const TimeZone& zone) {
-    constexpr int kAtOnce = 1000;
-    if (followed.store.replaced()) open_again(followed);
-    const std::int64_t version = followed.store.version();
-    if (version == followed.version) return;
-    while (true) {
-        const std::vector<ToldEvent> events = followed.store.events_after(followed.number, kAtOnce);
-        if (events.empty()) break;
-        for (const ToldEvent& event : events) {
-            ResultTable table = event_table();
-            table.rows.push_back(event_row(event, zone));
-            write_text(stdout, json_line(table, 0) + "\n");
-            followed.number = event.number;
-        }
-    }
-    followed.version = version;
-}
-
 }  // namespace
 
 std::string counts_text(const CountsOptions& options, std::int64_t now_us) {
     const Query query = make_query(options, now_us);
     check_doors(query);
     if (options.inside) return written(inside_table(query, now_us), options.form);
-    if (!query.doors.empty() && options.by == CountsBy::kKind)
-        throw InputError("--entrance counts adults and children apart already; leave out --by");
+    if (options.visitors && options.by == CountsBy::kKind)
+        throw InputError("visitors are adults and children apart already; leave out --by");
     ResultTable table = options.by == CountsBy::kKind ? by_kind(query) : by_line(query);
-    if (!query.doors.empty()) table = visitor_table(query);
+    if (options.visitors) table = visitor_table(query);
     if (options.form != TextForm::kTable) return written(table, options.form);
     return date_text(query.date) + ", " + query.zone.name() + "\n" + as_table(table) + hint(query);
-}
-
-void follow_counts(const CountsOptions& options, const std::atomic<bool>& stop) {
-    constexpr std::chrono::milliseconds kPause{20};
-    const TimeZone zone(options.time_zone);
-    std::vector<Followed> all;
-    for (const std::string& path : options.stores) {
-        StoreReader store(path);
-        Committed number = first_number(options, store);
-        all.push_back({std::move(store), std::move(number)});
-    }
-    while (!stop) {
-        for (Followed& followed : all)
-            print_new(followed, zone);
-        std::this_thread::sleep_for(kPause);
-    }
-}
-
-ResultTable event_table() {
-    return {{kDevice, "epoch", "sequence", "time", kKind, "place", kDirection, "track", "person",
-             kPeople, kWhyKey},
-            {}};
-}
-
-std::vector<Cell> event_row(const ToldEvent& event, const TimeZone& zone) {
-    const auto number = [](const std::optional<int>& value) {
-        return value ? Cell{std::int64_t{*value}} : Cell{};
-    };
-    const auto text = [](const std::string& value) { return value.empty() ? Cell{} : Cell{value}; };
-    return {event.device,
-            event.number.epoch,
-            event.number.sequence,
-            zone.text(event.time_us),
-            event.kind,
-            text(event.place),
-            number(event.direction),
-            number(event.track),
-            text(event.person),
-            std::int64_t{event.people},
-            text(event.why)};
 }
 
 }  // namespace host

@@ -1,39 +1,22 @@
 // Databases, areas and addresses of a place.
 #include "host/app/place_web.h"
 
+#include <chrono>
+#include <memory>
+#include <utility>
+#include <variant>
+
 #include "host/base/utc.h"
-#include "host/service/service_check.h"
+#include "host/service/place.h"
 #include "host/web/api_accounts.h"
+#include "host/web/api_events.h"
+#include "host/web/api_live.h"
+#include "host/web/api_place.h"
 #include "host/web/gate.h"
+#include "host/web/live_counts.h"
 
 namespace host {
 namespace {
-
-constexpr const char* kServiceDatabase = "service";
-
-std::vector<std::string> databases_of(const ServiceFile& file) {
-    std::vector<std::string> paths;
-    for (const ServiceCamera& camera : file.cameras)
-        paths.push_back(database_of(file, camera.name));
-    return paths;
-}
-
-// Lines of two cameras may have the same name, so that doors name their camera as well.
-std::vector<Area> all_areas(const ServiceFile& file) {
-    std::vector<Area> areas;
-    for (const ServiceArea& given : file.areas) {
-        Area area{given.name,
-                  {},
-                  parse_time_of_day(given.reset.value, given.reset.place),
-                  given.capacity};
-        for (const ServiceEntrance& entrance : file.entrances) {
-            if (entrance.area == given.name)
-                area.doors.push_back({entrance.line, entrance.in, entrance.camera});
-        }
-        if (!area.doors.empty()) areas.push_back(std::move(area));
-    }
-    return areas;
-}
 
 // A full disk passes; until then nothing of it is lost.
 void keep(Accounts& accounts) {
@@ -44,44 +27,111 @@ void keep(Accounts& accounts) {
     }
 }
 
-HttpHandler handler(const ServiceFile& file, Accounts& accounts) {
-    Gate gate = make_gate(accounts, {file.web->address, file.web->hosts});
-    const auto router = std::make_shared<Router>(make_routes(web_sources(file), std::move(gate)));
-    add_account_routes(*router, accounts, file.time_zone.value);
-    return [router](const HttpRequest& request) { return router->answer(request); };
-}
-
-MetricsInput metrics_input(const ServiceFile& file) {
+MetricsInput metrics_input(const LivePlace& place) {
+    const auto file = place.file();
     MetricsInput input;
-    input.place = file.place;
-    for (const std::string& database : databases_of(file))
-        input.cameras.push_back({database, std::nullopt});
-    input.areas = all_areas(file);
-    input.time_zone = file.time_zone.value;
+    input.place = file->place;
+    for (const ServiceCamera& camera : file->cameras)
+        input.cameras.push_back(
+            {database_of(*file, camera.name), place.camera(camera.name).figures});
+    input.areas = areas_of(*file);
+    input.time_zone = file->time_zone.value;
     input.now_us = utc_now_us();
     return input;
 }
 
+// Numbers of what is safe, camera by camera.
+std::string committed_text(const LivePlace& place) {
+    std::string text;
+    for (const ServiceCamera& camera : place.file()->cameras) {
+        const CameraCommitted last = place.camera(camera.name).committed;
+        text += last.epoch + ' ' + std::to_string(last.sequence) + '\n';
+    }
+    return text;
+}
+
+ApiSources api_sources(const LivePlace& place) {
+    ApiSources sources;
+    sources.place = [&place] { return place.file(); };
+    sources.now_us = utc_now_us;
+    sources.health = [&place] { return read_health(databases_of(*place.file()), utc_now_us()); };
+    sources.look = [&place](const std::string& camera) {
+        const LiveCamera live = place.camera(camera);
+        CameraLook look;
+        look.stand = live.stand;
+        look.frames_per_second = live.frames_per_second;
+        return look;
+    };
+    sources.commissioned = [](const std::string&) { return std::nullopt; };
+    return sources;
+}
+
+std::vector<RegionNow> regions_now(const LivePlace& place) {
+    std::vector<RegionNow> regions;
+    for (const ServiceCamera& camera : place.file()->cameras) {
+        const auto figures = place.camera(camera.name).figures;
+        if (!figures) continue;
+        for (const RegionFigures& region : figures->regions)
+            regions.push_back({camera.name, region.name, region.people, region.longest_stay_ms});
+    }
+    return regions;
+}
+
+// A stream outlives the request that opened it, but neither its session nor its token.
+bool may_watch(const Gate& gate, const HttpRequest& request) {
+    const auto caller = gate(request);
+    const auto* const known = std::get_if<Caller>(&caller);
+    return known != nullptr && known->role >= Role::kViewer;
+}
+
+LiveSources live_sources(const LivePlace& place, const Gate& gate) {
+    constexpr std::size_t kAtOnce = 200;  // events
+    const ApiSources api = api_sources(place);
+    LiveSources sources;
+    sources.committed = [&place] { return committed_text(place); };
+    sources.health = [api] { return health_json(api); };
+    sources.counts = [api, &place] { return live_counts_json(api, regions_now(place)); };
+    sources.events = [api](const std::optional<std::string>& after) {
+        return events_after(api, after, kAtOnce);
+    };
+    sources.holds = [gate](const HttpRequest& request) { return may_watch(gate, request); };
+    return sources;
+}
+
 }  // namespace
 
-WebSources web_sources(const ServiceFile& file) {
-    return {[&file] { return read_health(databases_of(file), utc_now_us()); },
-            [&file] { return metrics_input(file); }, file.web->open_metrics};
+WebSources web_sources(const LivePlace& place) {
+    const ApiSources api = api_sources(place);
+    return {api.health, [&place] { return metrics_input(place); }, place.file()->web->open_metrics,
+            api};
 }
 
 std::string service_database(const ServiceFile& file) {
     return database_of(file, kServiceDatabase);
 }
 
-PlaceWeb::PlaceWeb(const ServiceFile& file)
-    : file_(file),
-      accounts_({service_database(file)}),
+PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
+    : web_(*place.file()->web),
+      accounts_({service_database(*place.file())}),
       keeper_(std::chrono::seconds(1), [this] { keep(accounts_); }),
-      server_(file.web->address, static_cast<std::uint16_t>(file.web->port), HttpLimits{},
-              handler(file, accounts_)) {}
+      gate_(make_gate(accounts_, {web_.address, web_.hosts})),
+      feed_(pictures, live_sources(place, gate_)),
+      server_(web_.address, static_cast<std::uint16_t>(web_.port), HttpLimits{},
+              handler(place, pictures)) {}
+
+PlaceWeb::~PlaceWeb() {
+    feed_.end();
+}
+
+HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
+    const auto router = std::make_shared<Router>(make_routes(web_sources(place), gate_));
+    add_account_routes(*router, accounts_, [&place] { return place.file()->time_zone.value; });
+    add_live_routes(*router, {place, pictures, feed_});
+    return [router](const HttpRequest& request) { return router->answer(request); };
+}
 
 std::string PlaceWeb::welcome() {
-    ServiceWeb web = *file_.web;
+    ServiceWeb web = web_;
     web.port = server_.port();
     if (web.on_every_address()) web.address = "localhost";
     std::string text = "the page: " + web_address(web) + "\n";

@@ -56,7 +56,17 @@ CameraHealthSetup health_setup(const RunPlan& plan, const StoreSinkSetup& from, 
     CameraHealthSetup setup;
     setup.frames_per_second = info.frames_per_second;
     setup.camera = info.camera;
-    setup.regions = from.names.regions;
+    setup.lines = plan.lines;
+    setup.regions = plan.regions;
+    setup.counts_merged = from.names.counts_merged;
+    if (info.live) {
+        setup.late_frames = [source = plan.source.get()] {
+            const auto figures = source->live_figures();
+            return figures ? figures->late : 0;
+        };
+    } else if (plan.pace != nullptr) {
+        setup.late_frames = [pace = plan.pace] { return pace->figures().late; };
+    }
     setup.clock_synchronised = from.clock_synchronised;
     setup.time_us = [&store](double time_s) { return store.time_us(time_s); };
     setup.tell = [&store](const HealthNote& note) {

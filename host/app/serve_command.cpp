@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include "host/app/place_web.h"
@@ -45,29 +46,25 @@ void say(const std::string& camera, const std::string& sentence) {
     std::fprintf(stderr, "%s%s\n", visible(who).c_str(), visible(sentence).c_str());
 }
 
-std::string where_to_look(const ServiceFile& file) {
-    std::string stores;
-    for (const ServiceCamera& camera : file.cameras)
-        stores += " " + database_of(file, camera.name);
-    return "what is counted today: vca counts --store" + stores + "\n";
-}
-
 // Counting goes on without a page that cannot be shown. Null where there is none.
-std::unique_ptr<PlaceWeb> open_web(const ServiceFile& file) {
-    if (!file.web) return nullptr;
-    if (!file.web->on_loopback()) {
-        say("", "whoever shares a network with " + file.web->address +
+std::unique_ptr<PlaceWeb> open_web(LivePlace& place, LivePictures& pictures) {
+    const auto file = place.file();
+    if (!file->web) return nullptr;
+    if (!file->web->on_loopback()) {
+        say("", "whoever shares a network with " + file->web->address +
                     " can read passwords and pictures on their way: put a reverse proxy with TLS "
                     "in front of the service");
     }
+    const std::string without =
+        "there is no page, because the database \"" + service_database(*file) + "\" ";
     try {
-        return std::make_unique<PlaceWeb>(file);
+        auto web = std::make_unique<PlaceWeb>(place, pictures);
+        write_text(stdout, web->welcome());
+        return web;
     } catch (const StoreError& error) {
-        say("", "there is no page, because the database \"" + service_database(file) +
-                    "\" cannot be used: " + error.what());
+        say("", without + "cannot be used: " + error.what());
     } catch (const ForeignDatabase& error) {
-        say("", "there is no page, because the database \"" + service_database(file) + "\" " +
-                    error.what());
+        say("", without + error.what());
     }
     return nullptr;
 }
@@ -80,11 +77,13 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     check_service(file);
     make_folder(file.folder);
     const auto alone = lock_folder(file);
-    write_text(stdout, describe_service(file) + where_to_look(file));
-    const auto web = open_web(file);
-    if (web != nullptr) write_text(stdout, web->welcome());
+    write_text(stdout, describe_service(file) + "what is counted today: vca counts --config " +
+                           file.path + "\n");
+    LivePlace place(file);
+    LivePictures pictures;
+    const auto web = open_web(place, pictures);
     std::fflush(stdout);
-    Supervisor(file, say).run(stop, reload);
+    Supervisor(place, pictures, say).run(stop, reload);
     return kExitOk;
 }
 

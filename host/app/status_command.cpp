@@ -9,6 +9,7 @@
 #include "host/net/http_client.h"
 #include "host/report/output_folder.h"
 #include "host/service/health.h"
+#include "host/service/place.h"
 #include "host/web/routes.h"
 
 namespace host {
@@ -26,8 +27,13 @@ HealthLevel ask_service(const StatusOptions& options) {
     return level;
 }
 
+std::vector<std::string> databases_of(const StatusOptions& options) {
+    if (options.place_file.empty()) return options.stores;
+    return databases_of(read_service_file(options.place_file));
+}
+
 HealthLevel read_databases(const StatusOptions& options) {
-    const ServiceHealth health = read_health(options.stores, utc_now_us());
+    const ServiceHealth health = read_health(databases_of(options), utc_now_us());
     write_text(stdout, options.form == TextForm::kJson ? health_json(health) : health_text(health));
     return health.level();
 }

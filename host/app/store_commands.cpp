@@ -4,6 +4,9 @@
 #include <cstdio>
 
 #include "host/app/counts_command.h"
+#include "host/app/event_rows.h"
+#include "host/app/follow_counts.h"
+#include "host/app/place_stores.h"
 #include "host/app/status_command.h"
 #include "host/base/exit_status.h"
 #include "host/base/input_error.h"
@@ -29,12 +32,13 @@ TimeSpan export_span(const ExportOptions& options, const TimeZone& zone) {
 }
 
 void write_export(const ExportOptions& options) {
-    const TimeZone zone(options.time_zone);
+    const GivenStores given = given_stores(options.stores, options.place_file, options.time_zone);
+    const TimeZone zone(given.time_zone);
     const TimeSpan span = export_span(options, zone);
     ResultTable table = event_table();
     const bool csv = options.form == TextForm::kCsv;
     if (csv) write_text(stdout, as_csv(table));
-    for (const std::string& path : options.stores) {
+    for (const std::string& path : given.stores) {
         StoreReader(path).events_in(span, [&](const ToldEvent& event) {
             table.rows.assign(1, event_row(event, zone));
             write_text(stdout, csv ? csv_line(table.rows.front()) : json_line(table, 0) + "\n");

@@ -1,6 +1,7 @@
 // Where people are counted.
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -12,9 +13,10 @@ namespace host {
 struct CountingLine {
     std::string name;
     std::vector<PicturePoint> points;
-    bool uturn_filter = false;             // people who turn back are not counted
-    std::vector<PicturePoint> uturn_area;  // empty: the whole picture
-    bool flip = false;                     // swaps directions 1 and 2
+    bool uturn_filter = false;                           // people who turn back are not counted
+    std::vector<PicturePoint> uturn_area;                // empty: the whole picture
+    bool flip = false;                                   // swaps directions 1 and 2
+    std::array<std::string, 2> directions{"in", "out"};  // what 1 and 2 are called
 };
 
 // A counting region in picture coordinates.

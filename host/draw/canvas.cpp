@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "host/base/picture.h"
 #include "host/base/text.h"
 
 namespace host {
@@ -176,6 +177,15 @@ int FreePlaces::covered_pixels(const cv::Rect& area) const {
     for (const cv::Rect& other : taken_)
         sum += (area & other).area();
     return sum;
+}
+
+cv::Mat colour_picture(const std::vector<std::uint8_t>& nv12) {
+    if (nv12.size() != std::size_t{kColourWidth} * kColourHeight * 3 / 2) return {};
+    cv::Mat colour;
+    cv::cvtColor(cv::Mat(kColourHeight * 3 / 2, kColourWidth, CV_8UC1,
+                         const_cast<std::uint8_t*>(nv12.data())),
+                 colour, cv::COLOR_YUV2BGR_NV12);
+    return colour;
 }
 
 void write_png(const cv::Mat& picture, const std::string& path) {

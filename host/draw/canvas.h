@@ -2,6 +2,7 @@
 // files.
 #pragma once
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -60,6 +61,9 @@ class FreePlaces {
     cv::Rect picture_;
     std::vector<cv::Rect> taken_;
 };
+
+// The colours of a 960 x 544 NV12 image; an empty picture for anything else.
+cv::Mat colour_picture(const std::vector<std::uint8_t>& nv12);
 
 // Throws std::runtime_error when that fails.
 void write_png(const cv::Mat& picture, const std::string& path);

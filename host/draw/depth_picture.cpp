@@ -19,30 +19,42 @@ std::vector<cv::Point> polygon(const std::vector<PicturePoint>& points) {
     return list;
 }
 
-cv::Mat colours_of(const std::vector<std::uint16_t>& depth_mm, double nearest_mm, double floor_mm) {
-    cv::Mat small(kDepthHeight, kDepthWidth, CV_8UC3, cv::Scalar::all(0));
+// The colours of all distances up to the floor; what lies beyond has that of the floor.
+std::vector<cv::Vec3b> colours_by_mm(double nearest_mm, double floor_mm) {
     const double range_mm = std::max(floor_mm - nearest_mm, 1.0);
-    for (int y = 0; y < kDepthHeight; ++y) {
-        for (int x = 0; x < kDepthWidth; ++x) {
-            const int mm = depth_mm[static_cast<std::size_t>(y * kDepthWidth + x)];
-            if (mm == 0) continue;
-            const cv::Scalar colour = heat_colour(std::clamp((floor_mm - mm) / range_mm, 0.0, 1.0));
-            small.at<cv::Vec3b>(y, x) = {cv::saturate_cast<std::uint8_t>(colour[0]),
-                                         cv::saturate_cast<std::uint8_t>(colour[1]),
-                                         cv::saturate_cast<std::uint8_t>(colour[2])};
-        }
+    const double last_mm = std::clamp(std::ceil(floor_mm), 1.0, 65535.0);
+    std::vector<cv::Vec3b> colours(static_cast<std::size_t>(last_mm) + 1);
+    for (std::size_t mm = 1; mm < colours.size(); ++mm) {
+        const double above = (floor_mm - static_cast<double>(mm)) / range_mm;
+        const cv::Scalar colour = heat_colour(std::clamp(above, 0.0, 1.0));
+        colours[mm] = {cv::saturate_cast<std::uint8_t>(colour[0]),
+                       cv::saturate_cast<std::uint8_t>(colour[1]),
+                       cv::saturate_cast<std::uint8_t>(colour[2])};
     }
-    cv::Mat picture;
-    cv::resize(small, picture, {kColourWidth, kColourHeight}, 0, 0, cv::INTER_NEAREST);
-    return picture;
+    return colours;
 }
 
 }  // namespace
 
+cv::Mat colour_depth(const std::vector<std::uint16_t>& depth_mm, double nearest_mm,
+                     double floor_mm) {
+    const std::vector<cv::Vec3b> colours = colours_by_mm(nearest_mm, floor_mm);
+    cv::Mat picture(kDepthHeight, kDepthWidth, CV_8UC3);
+    for (int y = 0; y < kDepthHeight; ++y) {
+        auto* const row = picture.ptr<cv::Vec3b>(y);
+        const std::uint16_t* const mm = depth_mm.data() + std::ptrdiff_t{y} * kDepthWidth;
+        for (int x = 0; x < kDepthWidth; ++x)
+            row[x] = colours[std::min<std::size_t>(mm[x], colours.size() - 1)];
+    }
+    return picture;
+}
+
 cv::Mat draw_depth_picture(const std::vector<std::uint16_t>& depth_mm, double nearest_mm,
                            double floor_mm, const std::vector<CountingLine>& lines,
                            const std::vector<CountingRegion>& regions) {
-    cv::Mat picture = colours_of(depth_mm, nearest_mm, floor_mm);
+    cv::Mat picture;
+    cv::resize(colour_depth(depth_mm, nearest_mm, floor_mm), picture, {kColourWidth, kColourHeight},
+               0, 0, cv::INTER_NEAREST);
     for (const CountingRegion& region : regions) {
         const std::vector<cv::Point> points = polygon(region.points);
         cv::polylines(picture, std::vector<std::vector<cv::Point>>{points}, true, kWhite, 2,

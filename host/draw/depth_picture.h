@@ -10,6 +10,14 @@
 
 namespace host {
 
+// Where the colours begin above the floor: as high as nearly everybody is.
+inline constexpr double kColouredAbove_mm = 2000.0;
+
+// The 480 x 256 depth image alone, pixel by pixel; depths from nearest_mm to floor_mm have the
+// whole range of colours.
+cv::Mat colour_depth(const std::vector<std::uint16_t>& depth_mm, double nearest_mm,
+                     double floor_mm);
+
 // A 960 x 544 picture of the 480 x 256 depth image with lines and regions; depths from nearest_mm
 // to floor_mm have the whole range of colours.
 cv::Mat draw_depth_picture(const std::vector<std::uint16_t>& depth_mm, double nearest_mm,

@@ -27,26 +27,31 @@ constexpr std::chrono::milliseconds kPoll{10};
     throw std::runtime_error(std::string(what) + ": " + std::generic_category().message(errno));
 }
 
+// Moves the files to where the program looks for them; one of them may stand in another's place.
+void hand_on(int* files, int count) {
+    for (int i = 0; i < count; ++i)
+        files[i] = fcntl(files[i], F_DUPFD_CLOEXEC, ChildProcess::kHandedFile + count);
+    for (int i = 0; i < count; ++i)
+        dup2(files[i], ChildProcess::kHandedFile + i);
+}
+
 // Between fork and exec only calls that are safe there.
-[[noreturn]] void become_child(char* const* arguments, int output, int handed, pid_t parent) {
+[[noreturn]] void become_child(char* const* arguments, int output, std::vector<int>& handed,
+                               pid_t parent) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) _exit(1);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    // The copy stays open in the new program; the same number would keep its flag.
-    if (handed == ChildProcess::kHandedFile) {
-        fcntl(handed, F_SETFD, 0);
-    } else if (handed >= 0) {
-        dup2(handed, ChildProcess::kHandedFile);
-    }
+    hand_on(handed.data(), static_cast<int>(handed.size()));
     execv(kThisProgram, arguments);
     _exit(127);
 }
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments, int handed_file) {
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
+                           const std::vector<int>& handed_files) {
     std::vector<std::string> texts{"vca"};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
@@ -55,9 +60,10 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, int handed
     pointers.push_back(nullptr);
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) fail("cannot start a process");
+    std::vector<int> handed = handed_files;
     const pid_t parent = getpid();
     pid_ = fork();
-    if (pid_ == 0) become_child(pointers.data(), ends[1], handed_file, parent);
+    if (pid_ == 0) become_child(pointers.data(), ends[1], handed, parent);
     close(ends[1]);
     output_ = ends[0];
     if (pid_ < 0) {

@@ -15,8 +15,10 @@ class ChildProcess {
 
     // Starts the program with these arguments. It ends with the calling thread at the latest, but
     // does not receive the terminal's Ctrl-C: ask_to_end() passes that on. Throws
-    // std::runtime_error. An open file can be handed on, which the program then has as kHandedFile.
-    explicit ChildProcess(const std::vector<std::string>& arguments, int handed_file = -1);
+    // std::runtime_error. Open files can be handed on, which the program then has as kHandedFile
+    // and the numbers after it.
+    explicit ChildProcess(const std::vector<std::string>& arguments,
+                          const std::vector<int>& handed_files = {});
     // Ends it.
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,11 +22,24 @@ struct HttpRequest {
     std::vector<std::pair<std::string, std::string>> headers;
 };
 
+// A body whose end is not known when it begins. Its destructor is called when the connection is
+// gone.
+class HttpStream {
+  public:
+    virtual ~HttpStream() = default;
+    // Called once and first: any thread may call `more` when there is something to send, as long as
+    // the server lives.
+    virtual void on_more(std::function<void()> more) = 0;
+    // What is to be sent now, without waiting: an empty text for nothing yet, none for the end.
+    virtual std::optional<std::string> take() = 0;
+};
+
 struct HttpResponse {
     int status = 200;
     std::string type = "text/plain; charset=utf-8";
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers;  // beside length and type
+    std::shared_ptr<HttpStream> stream;  // in place of the body; null for none
 };
 
 using HttpHandler = std::function<HttpResponse(const HttpRequest&)>;

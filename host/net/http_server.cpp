@@ -7,15 +7,19 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 #include <cstdio>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -51,19 +55,44 @@ HttpRequest to_handler(const Request& from, const tcp::socket& socket) {
     return request;
 }
 
-Response to_wire(const HttpResponse& from, const Request& request) {
-    Response response{http::status::ok, request.version()};
+template <typename Body>
+http::response<Body> head_of(const HttpResponse& from, const Request& request) {
+    http::response<Body> response{http::status::ok, request.version()};
     response.result(static_cast<unsigned>(from.status));
     response.set(http::field::content_type, from.type);
     response.set(http::field::cache_control, "no-store");
     response.set("X-Content-Type-Options", "nosniff");
     for (const auto& [name, value] : from.headers)
         response.set(name, value);
+    return response;
+}
+
+Response to_wire(const HttpResponse& from, const Request& request) {
+    auto response = head_of<http::string_body>(from, request);
     response.keep_alive(request.keep_alive());
     response.body() = from.body;
     response.prepare_payload();
     if (request.method() == http::verb::head) response.body().clear();
     return response;
+}
+
+// Whether a stream has more to send, or nobody to send it to.
+struct StreamState {
+    explicit StreamState(asio::io_context& io) : more(io, asio::steady_timer::time_point::max()) {}
+
+    asio::steady_timer more;  // cancelled when something has changed
+    bool gone = false;        // the other side
+    bool watched = true;      // for that
+};
+
+// A reader of a stream has nothing to say: whatever comes is the end.
+asio::awaitable<void> watch_for_end(tcp::socket& socket, std::shared_ptr<StreamState> state) {
+    error_code ignored;
+    co_await socket.async_wait(tcp::socket::wait_read,
+                               asio::redirect_error(asio::use_awaitable, ignored));
+    state->gone = true;
+    state->watched = false;
+    state->more.cancel();
 }
 
 // What a request that cannot be read deserves; 0 for a connection that is simply over.
@@ -94,6 +123,10 @@ struct HttpServer::Parts {
     // False when the connection is to be closed.
     asio::awaitable<bool> answer_one(beast::tcp_stream& stream, beast::flat_buffer& buffer);
     asio::awaitable<bool> send(beast::tcp_stream& stream, const Response& response);
+    // Until the stream or the connection ends. A reader who takes nothing for so long as an answer
+    // may take is cut off.
+    asio::awaitable<void> send_stream(beast::tcp_stream& stream, const HttpResponse& made,
+                                      const Request& request);
     asio::awaitable<HttpResponse> call(const HttpRequest& request);
 
     const HttpLimits limits;
@@ -132,6 +165,8 @@ asio::awaitable<void> HttpServer::Parts::accept() {
             continue;
         }
         if (connections >= limits.connections) continue;
+        // Small parts of a stream go at once.
+        socket.set_option(tcp::no_delay(true), error);
         asio::co_spawn(io, serve(beast::tcp_stream(std::move(socket))), asio::detached);
     }
 }
@@ -175,8 +210,11 @@ asio::awaitable<bool> HttpServer::Parts::answer_one(beast::tcp_stream& stream,
     const Request wire = parser.release();
     const HttpRequest request = to_handler(wire, stream.socket());
     HttpResponse made = refusal(414, "The address is too long.");
-    if (wire.target().size() <= limits.target_bytes) {
+    if (wire.target().size() <= limits.target_bytes)
         made = co_await asio::co_spawn(workers.get_executor(), call(request), asio::use_awaitable);
+    if (made.stream != nullptr && wire.method() == http::verb::get) {
+        co_await send_stream(stream, made, wire);
+        co_return false;
     }
     const Response response = to_wire(made, wire);
     const bool sent = co_await send(stream, response);
@@ -188,6 +226,45 @@ asio::awaitable<bool> HttpServer::Parts::send(beast::tcp_stream& stream, const R
     error_code error;
     co_await http::async_write(stream, response, asio::redirect_error(asio::use_awaitable, error));
     co_return !error;
+}
+
+asio::awaitable<void> HttpServer::Parts::send_stream(beast::tcp_stream& stream,
+                                                     const HttpResponse& made,
+                                                     const Request& request) {
+    const auto state = std::make_shared<StreamState>(io);
+    made.stream->on_more([&service = io, known = std::weak_ptr(state)] {
+        asio::post(service, [known] {
+            if (const auto now = known.lock()) now->more.cancel();
+        });
+    });
+    // Its end is that of the connection.
+    auto head = head_of<http::empty_body>(made, request);
+    head.keep_alive(false);
+    http::response_serializer<http::empty_body> serializer(head);
+    error_code error;
+    stream.expires_after(limits.time);
+    co_await http::async_write_header(stream, serializer,
+                                      asio::redirect_error(asio::use_awaitable, error));
+    stream.expires_never();
+    asio::co_spawn(io, watch_for_end(stream.socket(), state), asio::detached);
+    while (!error && !state->gone) {
+        const std::optional<std::string> text = made.stream->take();
+        if (!text) break;
+        if (text->empty()) {
+            error_code woken;
+            co_await state->more.async_wait(asio::redirect_error(asio::use_awaitable, woken));
+            continue;
+        }
+        stream.expires_after(limits.time);
+        co_await asio::async_write(stream, asio::buffer(*text),
+                                   asio::redirect_error(asio::use_awaitable, error));
+        stream.expires_never();
+    }
+    // The watch must not outlive the socket.
+    error_code ignored;
+    stream.socket().cancel(ignored);
+    while (state->watched)
+        co_await state->more.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
 }
 
 asio::awaitable<HttpResponse> HttpServer::Parts::call(const HttpRequest& request) {

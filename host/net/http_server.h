@@ -17,8 +17,9 @@ struct HttpLimits {
     std::uint32_t header_bytes = 16'384;  // the target included
     std::uint64_t body_bytes = 200'000;
     std::chrono::milliseconds time{10'000};  // for one request to come, and for its answer to go
-    int connections = 200;                   // more are closed at once
-    std::size_t workers = 4;                 // two of them may be busy with passwords
+    int connections = 400;                   // more are closed at once: 100 pages with 4 each
+    // Two may be busy with passwords, and two wait for pictures.
+    std::size_t workers = 5;
 };
 
 class HttpServer {

@@ -24,10 +24,14 @@ struct Head {
 
 constexpr std::array kHeads{
     Head{metric::kCrossings, "counter", "People who have crossed a line, as kept in the database."},
+    Head{metric::kSuppressed, "counter",
+         "Crossings that were not counted since the camera was started, by reason."},
     Head{metric::kRegionPeople, "gauge", "People in a region now."},
+    Head{metric::kRegionStay, "histogram", "Time that people have stayed in a region."},
     Head{metric::kOccupancy, "gauge", "People in an area: in less out since its last reset."},
     Head{metric::kFrames, "counter", "Frames analysed since the camera was started."},
     Head{metric::kMissing, "counter", "Frames that did not come or came too fast."},
+    Head{metric::kLate, "counter", "Frames that came late."},
     Head{metric::kGaps, "counter", "Times in which no frame came."},
     Head{metric::kProcessing, "histogram", "Time for the analysis of a frame."},
     Head{metric::kDepthValid, "gauge", "Share of the depth picture that was measured."},
@@ -132,13 +136,23 @@ void add_sizes(MetricsWriter& out, const std::string& database, const Labels& ca
 void add_figures(MetricsWriter& out, const CameraFigures& figures, const Labels& camera) {
     out.add(metric::kFrames, camera, static_cast<double>(figures.frames));
     out.add(metric::kMissing, camera, static_cast<double>(figures.missing));
+    out.add(metric::kLate, camera, static_cast<double>(figures.late));
     out.add(metric::kGaps, camera, static_cast<double>(figures.gaps));
     out.add(metric::kProcessing, camera, figures.processing);
     out.add(metric::kDepthValid, camera, figures.depth_valid_ratio);
-    for (const auto& [region, people] : figures.regions) {
+    for (const LineFigures& line : figures.lines) {
+        for (std::size_t i = 0; i < line.suppressed.size(); ++i) {
+            Labels labels = camera;
+            labels.emplace_back("line", line.name);
+            labels.emplace_back("reason", kSuppressionNames.at(i));
+            out.add(metric::kSuppressed, labels, static_cast<double>(line.suppressed.at(i)));
+        }
+    }
+    for (const RegionFigures& region : figures.regions) {
         Labels labels = camera;
-        labels.emplace_back("region", region);
-        out.add(metric::kRegionPeople, labels, people);
+        labels.emplace_back("region", region.name);
+        out.add(metric::kRegionPeople, labels, region.people);
+        out.add(metric::kRegionStay, labels, region.stays);
     }
 }
 
@@ -189,8 +203,8 @@ void MetricsWriter::add(const char* metric, const Labels& labels, const Histogra
         samples_of(metric) +=
             name + "_bucket" + labels_text(with) + " " + std::to_string(count) + "\n";
     };
-    for (std::size_t i = 0; i < Histogram::kBounds_s.size(); ++i)
-        bucket(number_text(Histogram::kBounds_s.at(i)), histogram.at_most.at(i));
+    for (std::size_t i = 0; i < histogram.bounds_s.size(); ++i)
+        bucket(number_text(histogram.bounds_s[i]), histogram.at_most.at(i));
     bucket("+Inf", histogram.count);
     samples_of(metric) += name + "_sum" + labels_text(labels) + " " + number_text(histogram.sum_s) +
                           "\n" + name + "_count" + labels_text(labels) + " " +

@@ -18,10 +18,13 @@ inline constexpr const char* kMetricsType = "text/plain; version=0.0.4; charset=
 // Names of metrics; units are base units, and what only grows ends in _total.
 namespace metric {
 inline constexpr const char* kCrossings = "vca_crossings_total";
+inline constexpr const char* kSuppressed = "vca_suppressed_crossings_total";
 inline constexpr const char* kRegionPeople = "vca_region_people";
+inline constexpr const char* kRegionStay = "vca_region_stay_seconds";
 inline constexpr const char* kOccupancy = "vca_occupancy_people";
 inline constexpr const char* kFrames = "vca_frames_total";
 inline constexpr const char* kMissing = "vca_frames_missing_total";
+inline constexpr const char* kLate = "vca_frames_late_total";
 inline constexpr const char* kGaps = "vca_frame_gaps_total";
 inline constexpr const char* kProcessing = "vca_frame_processing_seconds";
 inline constexpr const char* kDepthValid = "vca_depth_valid_ratio";

@@ -32,15 +32,6 @@ void draw_title(cv::Mat image, const RunFacts& facts, const Evidence& evidence) 
     put_text(image, when, {20, below + 14}, 0.6, cv::Scalar(205, 200, 195));
 }
 
-cv::Mat floor_picture(const Evidence& evidence) {
-    if (evidence.colour_nv12.empty()) return {};
-    const cv::Mat nv12(kColourHeight * 3 / 2, kColourWidth, CV_8UC1,
-                       const_cast<std::uint8_t*>(evidence.colour_nv12.data()));
-    cv::Mat colour;
-    cv::cvtColor(nv12, colour, cv::COLOR_YUV2BGR_NV12);
-    return colour;
-}
-
 }  // namespace
 
 void write_picture(const RunFacts& facts, const Scores& scores, const Evidence& evidence,
@@ -59,7 +50,7 @@ void write_heat_picture(const Evidence& evidence, HeatKind kind, const std::stri
     const std::vector<std::int32_t>& cells = !evidence.heat ? nothing
                                              : dwell        ? evidence.heat->dwell_ms
                                                             : evidence.heat->motion;
-    write_png(draw_heat(floor_picture(evidence), cells, kind), path);
+    write_png(draw_heat(colour_picture(evidence.colour_nv12), cells, kind), path);
 }
 
 }  // namespace host

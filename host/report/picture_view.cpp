@@ -53,16 +53,12 @@ class View {
   private:
     void draw_background() {
         image_.setTo(cv::Scalar::all(110));
-        const std::vector<std::uint8_t>& pixels = evidence_.colour_nv12;
-        if (pixels.empty()) {
+        const cv::Mat colour = colour_picture(evidence_.colour_nv12);
+        if (colour.empty()) {
             put_text(image_, "no frame was analysed", {kViewWidth / 2 - 150, kViewHeight / 2}, 0.8,
                      kWhite);
             return;
         }
-        const cv::Mat nv12(kColourHeight * 3 / 2, kColourWidth, CV_8UC1,
-                           const_cast<std::uint8_t*>(pixels.data()));
-        cv::Mat colour;
-        cv::cvtColor(nv12, colour, cv::COLOR_YUV2BGR_NV12);
         cv::resize(colour, image_, image_.size(), 0, 0, cv::INTER_CUBIC);
     }
 

@@ -5,6 +5,10 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
+
+#include "host/base/camera.h"
+#include "host/sinks/camera_figures.h"
 
 namespace host {
 
@@ -31,6 +35,32 @@ struct CameraBeat {
     std::int64_t finished = 0;  // of them, through the analysis
 };
 
+// What a camera is, once its first frame has come.
+struct CameraAbout {
+    std::string source;    // in words
+    int sensor_width = 0;  // of the depth pictures as they are taken
+    int sensor_height = 0;
+    int width = 0;  // of the picture in which a user gives points
+    int height = 0;
+    double frames_per_second = 0.0;     // that ought to come
+    bool colour = false;                // the picture that is shown is in colour
+    CameraModel model;                  // its height is the one in force
+    std::string height_from;            // "settings", "measured" or "source"
+    std::optional<Tilt> tilt;           // as found or set in the beginning
+    std::vector<std::string> warnings;  // a sentence each
+};
+
+// How the camera hangs, as its frames show it. What was not found is empty.
+struct CameraMeasured {
+    std::optional<double> progress;  // 0 to 1 while it measures
+    std::optional<double> floor_mm;  // below the lens
+    std::optional<double> noise_mm;  // of a pixel, as a standard deviation
+    std::optional<Tilt> tilt;
+};
+
+// From the service: measure again how the camera hangs, beside counting.
+struct MeasureAgain {};
+
 // Everything up to this event is safe in the camera's database.
 struct CameraCommitted {
     std::string epoch;
@@ -48,8 +78,10 @@ struct ReadSettings {
     std::string author;
 };
 
-using CameraMessage = std::variant<CameraBegin, CameraHello, CameraBeat, CameraCommitted,
-                                   CameraSettings, ReadSettings>;
+// Figures come each second while frames do.
+using CameraMessage =
+    std::variant<CameraBegin, CameraHello, CameraAbout, CameraMeasured, CameraBeat, CameraFigures,
+                 CameraCommitted, CameraSettings, ReadSettings, MeasureAgain>;
 
 // JSON.
 std::string to_text(const CameraMessage& message);

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "host/base/utc.h"
-#include "host/service/service_check.h"
+#include "host/service/place.h"
 #include "host/store/database.h"
 #include "host/store/retention.h"
 
@@ -31,8 +31,9 @@ void RetentionTask::work() {
         const std::lock_guard lock(mutex_);
         file = file_;
     }
-    for (const ServiceCamera& camera : file.cameras)
-        prune_one(database_of(file, camera.name), file.keep);
+    for (const std::string& database : databases_of(file))
+        prune_one(database, file.keep);
+    prune_one(place_database(file), file.keep);
 }
 
 void RetentionTask::prune_one(const std::string& database, const Retention& keep) {

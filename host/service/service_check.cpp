@@ -10,30 +10,12 @@
 #include "host/service/camera_options.h"
 #include "host/settings/installation_check.h"
 #include "host/settings/site.h"
-#include "host/store/local_time.h"
+#include "host/store/opening_hours.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct OpeningHours {
-    int from_minutes = 0;
-    int to_minutes = 24 * 60;
-};
-
-OpeningHours opening_hours(const Placed<std::string>& open) {
-    if (open.value.empty()) return {};
-    const std::size_t minus = open.value.find('-');
-    if (minus == std::string::npos) {
-        throw InputError(open.place + " is \"" + open.value +
-                         "\"; write opening hours such as 09:00-20:00");
-    }
-    const OpeningHours hours{parse_time_of_day(open.value.substr(0, minus), open.place),
-                             parse_time_of_day(open.value.substr(minus + 1), open.place)};
-    if (hours.from_minutes < hours.to_minutes) return hours;
-    throw InputError(open.place + " is \"" + open.value + "\"; it opens before it closes");
-}
 
 void check_time_zone(const Placed<std::string>& zone) {
     try {
@@ -122,11 +104,18 @@ std::string area_text(const ServiceFile& file, const ServiceArea& area) {
            ", empty at " + area.reset.value + "\n";
 }
 
+std::string open_text(const ServiceFile& file) {
+    std::string text;
+    for (const auto& hours : file.open)
+        text += (text.empty() ? "" : "; ") + hours.value;
+    return text.empty() ? "the whole day" : text;
+}
+
 }  // namespace
 
 void check_service(const ServiceFile& file) {
     check_time_zone(file.time_zone);
-    opening_hours(file.open);
+    const OpeningHours hours(file.open);
     for (const ServiceArea& area : file.areas)
         parse_time_of_day(area.reset.value, area.reset.place);
     for (const ServiceCamera& camera : file.cameras)
@@ -137,12 +126,12 @@ std::string describe_service(const ServiceFile& file) {
     std::string text = "place \"" + file.place + "\"\n";
     for (const ServiceCamera& camera : file.cameras) {
         text += "  camera \"" + camera.name + "\": " + source_text(camera) + settings_text(camera) +
-                "\n";
+                (camera.colour_picture ? "; pages show it in colour" : "") + "\n";
     }
     for (const ServiceArea& area : file.areas)
         text += area_text(file, area);
     text += "  time zone: " + TimeZone(file.time_zone.value).name() + "\n";
-    text += "  open: " + (file.open.value.empty() ? "the whole day" : file.open.value) + "\n";
+    text += "  open: " + open_text(file) + "\n";
     text += "  databases in \"" + file.folder + "\"\n";
     return text + missing_lines(file);
 }
@@ -161,24 +150,6 @@ bool has_whole_cascade(const ServiceFile& file) {
     return std::any_of(file.cameras.begin(), file.cameras.end(), [&](const auto& camera) {
         return camera.in_cascade() && is_whole_cascade(file, camera.role.site);
     });
-}
-
-std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera) {
-    std::vector<Area> areas;
-    for (const ServiceArea& given : file.areas) {
-        Area area{given.name,
-                  {},
-                  parse_time_of_day(given.reset.value, given.reset.place),
-                  given.capacity};
-        bool others = false;
-        for (const ServiceEntrance& entrance : file.entrances) {
-            if (entrance.area != given.name) continue;
-            others = others || entrance.camera != camera;
-            area.doors.push_back({entrance.line, entrance.in});
-        }
-        if (!others && !area.doors.empty()) areas.push_back(std::move(area));
-    }
-    return areas;
 }
 
 }  // namespace host

@@ -1,11 +1,10 @@
-// Whether the file of a place makes sense, and what it means for its databases.
+// Whether the file of a place makes sense.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "host/settings/service_file.h"
-#include "host/store/visitors.h"
 
 namespace host {
 
@@ -20,8 +19,5 @@ std::string describe_service(const ServiceFile& file);
 // them.
 bool is_whole_cascade(const ServiceFile& file, const std::string& site);
 bool has_whole_cascade(const ServiceFile& file);
-
-// The areas that only this camera's lines lead to.
-std::vector<Area> areas_of(const ServiceFile& file, const std::string& camera);
 
 }  // namespace host

@@ -46,8 +46,8 @@ ServiceLink::ServiceLink(int file) : socket_(file) {
 
 ServiceLink::~ServiceLink() = default;
 
-void ServiceLink::start(std::function<void(const ReadSettings&)> read_settings) {
-    read_settings_ = std::move(read_settings);
+void ServiceLink::start(std::function<void(const CameraMessage&)> hear) {
+    hear_ = std::move(hear);
     thread_ = std::jthread([this](const std::stop_token& stop) { work(stop); });
 }
 
@@ -70,9 +70,7 @@ void ServiceLink::work(const std::stop_token& stop) {
 
 void ServiceLink::take_messages() {
     for (const SocketMessage& message : socket_.receive()) {
-        const auto known = camera_message(message.text);
-        if (!known) continue;
-        if (const auto* read = std::get_if<ReadSettings>(&*known)) read_settings_(*read);
+        if (const auto known = camera_message(message.text)) hear_(*known);
     }
 }
 

@@ -22,10 +22,10 @@ class ServiceLink {
 
     const CameraBegin& begun() const { return begun_; }
 
-    // From here on signs of life are sent, and `read_settings` is called, on the link's own thread,
-    // when the settings are to be read again. When the service is gone the process is asked to end,
-    // and ended when it does not.
-    void start(std::function<void(const ReadSettings&)> read_settings);
+    // From here on signs of life are sent, and `hear` is told, on the link's own thread, what the
+    // service asks for. When the service is gone the process is asked to end, and ended when it
+    // does not.
+    void start(std::function<void(const CameraMessage&)> hear);
 
     // What signs of life tell; any thread.
     void count_taken() { ++taken_; }
@@ -45,7 +45,7 @@ class ServiceLink {
     std::atomic<bool> counting_{false};
     std::atomic<std::int64_t> taken_{0};
     std::atomic<std::int64_t> finished_{0};
-    std::function<void(const ReadSettings&)> read_settings_;
+    std::function<void(const CameraMessage&)> hear_;
     std::jthread thread_;
 };
 

@@ -25,27 +25,16 @@ constexpr std::chrono::seconds kLook{1};      // at files
 constexpr std::int64_t kSceneDelay_ms = 3000;
 constexpr const char* kFileAuthor = "file";
 
-// What all cameras of a place are told besides their own.
-std::string rules_of(const ServiceFile& file) {
-    std::string text = file.time_zone.value + '\n';
-    for (const ServiceArea& area : file.areas) {
-        text += area.name + '\n' + area.reset.value + '\n' +
-                std::to_string(area.capacity.value_or(0)) + '\n';
-    }
-    for (const ServiceEntrance& entrance : file.entrances) {
-        text += entrance.camera + '\n' + entrance.line + '\n' + std::to_string(entrance.in) + '\n' +
-                entrance.area + '\n';
-    }
-    return text;
-}
-
 }  // namespace
 
-Supervisor::Supervisor(ServiceFile file, Say say)
-    : file_(std::move(file)),
+Supervisor::Supervisor(LivePlace& place, LivePictures& pictures, Say say)
+    : place_(place),
+      pictures_(pictures),
+      file_(*place.file()),
       say_(std::move(say)),
       file_watch_(file_.path),
-      retention_(file_, [this](const std::string& sentence) { say_("", sentence); }) {
+      retention_(file_, [this](const std::string& sentence) { say_("", sentence); }),
+      areas_(file_, [this](const std::string& sentence) { say_("", sentence); }) {
     for (const ServiceCamera& camera : file_.cameras)
         cameras_.push_back(std::make_unique<Camera>(camera));
     start_broker();
@@ -66,6 +55,7 @@ void Supervisor::run(const std::atomic<bool>& stop, std::atomic<bool>& reload) {
         for (const auto& camera : cameras_) {
             if (!camera->process && !camera->at_end && now >= camera->start_at) start(*camera);
         }
+        pass_on_requests();
         wait_for_news();
         for (const auto& camera : cameras_)
             look_after(*camera);
@@ -104,7 +94,6 @@ void Supervisor::read_file() {
 }
 
 void Supervisor::take_over(ServiceFile next) {
-    const bool other_rules = rules_of(next) != rules_of(file_);
     for (const auto& camera : cameras_) {
         const ServiceCamera* const now = find_camera(next, camera->what.name);
         camera->leaves = camera->leaves || now == nullptr;
@@ -114,7 +103,7 @@ void Supervisor::take_over(ServiceFile next) {
             camera->settings = FileWatch(now->settings);
             camera->at_end = false;
         }
-        if (!camera->leaves && !other && !other_rules) continue;
+        if (!camera->leaves && !other) continue;
         camera->restarts = true;
         if (camera->process) ask_to_end(*camera);
     }
@@ -125,7 +114,9 @@ void Supervisor::take_over(ServiceFile next) {
         if (!known) cameras_.push_back(std::make_unique<Camera>(camera));
     }
     file_ = std::move(next);
+    place_.take_over(file_);
     retention_.change(file_);
+    areas_.change(file_);
     start_broker();
 }
 
@@ -157,8 +148,11 @@ void Supervisor::start(Camera& camera) {
         const auto [ours, theirs] = MessageSocket::open_pair();
         camera.socket = std::make_unique<MessageSocket>(ours);
         const MessageSocket handed(theirs);  // closed here once the process has it
-        camera.process =
-            std::make_unique<ChildProcess>(std::vector<std::string>{kCameraProcessCommand}, theirs);
+        const auto [watching, watched] = MessageSocket::open_pair();
+        pictures_.connect(camera.what.name, watching);
+        const MessageSocket handed_too(watched);
+        camera.process = std::make_unique<ChildProcess>(
+            std::vector<std::string>{kCameraProcessCommand}, std::vector<int>{theirs, watched});
     } catch (const std::runtime_error& error) {
         camera.socket.reset();
         camera.start_at = camera.watch.end(CameraWatch::Clock::now());
@@ -175,6 +169,14 @@ void Supervisor::start(Camera& camera) {
             begin.broker_port = broker_->port();
     }
     camera.socket->send({to_text(begin), {}});
+}
+
+void Supervisor::pass_on_requests() {
+    for (const std::string& name : place_.take_to_measure()) {
+        for (const auto& camera : cameras_)
+            if (camera->what.name == name && camera->process)
+                camera->socket->send({to_text(MeasureAgain{}), {}});
+    }
 }
 
 void Supervisor::wait_for_news() const {
@@ -207,15 +209,13 @@ void Supervisor::hear(Camera& camera) {
         if (line.empty() || line == std::exchange(camera.complaint, line)) continue;
         say_(camera.what.name, line);
     }
-    for (const SocketMessage& message : camera.socket->receive())
-        hear_message(camera, message.text);
+    for (const SocketMessage& received : camera.socket->receive())
+        if (const auto message = camera_message(received.text)) hear_message(camera, *message);
     camera.socket->flush();
 }
 
-void Supervisor::hear_message(Camera& camera, const std::string& text) {
-    const auto message = camera_message(text);
-    if (!message) return;
-    if (const auto* beat = std::get_if<CameraBeat>(&*message)) {
+void Supervisor::hear_message(Camera& camera, const CameraMessage& message) {
+    if (const auto* beat = std::get_if<CameraBeat>(&message)) {
         if (beat->counting && !camera.watch.last().counting) {
             say_(camera.what.name, "counts");
             // The process has noted why the one before ended.
@@ -223,16 +223,17 @@ void Supervisor::hear_message(Camera& camera, const std::string& text) {
             camera.ended_why.clear();
         }
         camera.watch.hear(*beat, CameraWatch::Clock::now());
-    } else if (const auto* committed = std::get_if<CameraCommitted>(&*message)) {
-        camera.committed = *committed;
-    } else if (const auto* settings = std::get_if<CameraSettings>(&*message)) {
+    } else if (const auto* settings = std::get_if<CameraSettings>(&message)) {
         say_(camera.what.name, settings->text);
     }
+    if (!camera.leaves) place_.hear(camera.what.name, message);
 }
 
 void Supervisor::note_end(Camera& camera, int status) {
     camera.process.reset();
     camera.socket.reset();
+    pictures_.disconnect(camera.what.name);
+    if (!camera.leaves) place_.ended(camera.what.name, CameraStand::kOffline);
     const bool asked_itself = WIFEXITED(status) && WEXITSTATUS(status) == kExitRestart;
     if (camera.restarts || asked_itself) {
         camera.start_at = {};
@@ -241,6 +242,7 @@ void Supervisor::note_end(Camera& camera, int status) {
     const auto next = camera.watch.end(CameraWatch::Clock::now());
     if (WIFEXITED(status) && WEXITSTATUS(status) == kExitOk) {
         camera.at_end = true;
+        place_.ended(camera.what.name, CameraStand::kStopped);
         say_(camera.what.name, "has come to the end of its recording");
         return;
     }

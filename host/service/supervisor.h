@@ -15,8 +15,11 @@
 #include "host/net/broker_process.h"
 #include "host/net/child_process.h"
 #include "host/net/message_socket.h"
+#include "host/service/area_watch.h"
 #include "host/service/camera_message.h"
 #include "host/service/camera_watch.h"
+#include "host/service/live_pictures.h"
+#include "host/service/live_place.h"
 #include "host/service/retention_task.h"
 #include "host/settings/service_file.h"
 
@@ -27,7 +30,9 @@ class Supervisor {
     // One sentence about a camera, or about the place when `camera` is empty.
     using Say = std::function<void(const std::string& camera, const std::string& sentence)>;
 
-    Supervisor(ServiceFile file, Say say);
+    // Runs the cameras of the place's file; the place is told what becomes of them, and the
+    // pictures are connected with them. Both outlive this.
+    Supervisor(LivePlace& place, LivePictures& pictures, Say say);
     ~Supervisor();
     Supervisor(const Supervisor&) = delete;
     Supervisor& operator=(const Supervisor&) = delete;
@@ -47,14 +52,13 @@ class Supervisor {
         std::unique_ptr<MessageSocket> socket;
         CameraWatch watch;
         CameraWatch::Time start_at{};
-        CameraCommitted committed;
         std::string hung_why;       // and was therefore ended
         std::int64_t ended_us = 0;  // since when it does not count; 0 while it does
         std::string ended_why;
         std::string complaint;       // its last one, which is said once
         bool at_end = false;         // of its recording
         bool leaves = false;         // the place has it no more
-        bool restarts = false;       // with another source, or for the place's new rules
+        bool restarts = false;       // with another source
         CameraWatch::Time end_by{};  // when it was asked to end
     };
 
@@ -65,19 +69,23 @@ class Supervisor {
     std::int64_t start_of(const ServiceCamera& camera);
     void ask_to_end(Camera& camera) const;
     void start(Camera& camera);
+    void pass_on_requests();
     void wait_for_news() const;
     void look_after(Camera& camera);
     void hear(Camera& camera);
-    void hear_message(Camera& camera, const std::string& text);
+    void hear_message(Camera& camera, const CameraMessage& message);
     void note_end(Camera& camera, int status);
     void end_all();
     bool all_at_end() const;
 
+    LivePlace& place_;
+    LivePictures& pictures_;
     ServiceFile file_;
     const Say say_;
     FileWatch file_watch_;
     CameraWatch::Time next_look_{};
     RetentionTask retention_;
+    AreaWatch areas_;
     std::unique_ptr<BrokerProcess> broker_;          // for cascades that are here as a whole
     std::map<std::string, std::int64_t> starts_ms_;  // of scenes, by the file of their site
     std::vector<std::unique_ptr<Camera>> cameras_;

@@ -30,6 +30,7 @@ constexpr const char* kUturn = "uturn";
 constexpr const char* kArea = "area";
 constexpr const char* kFlip = "flip";
 constexpr const char* kClosed = "closed";
+constexpr const char* kDirections = "directions";
 constexpr const char* kEnabled = "enabled";
 constexpr const char* kMin = "min";
 constexpr const char* kMax = "max";
@@ -143,6 +144,9 @@ class InstallationReader {
                  }},
                 {kFlip, "true or false", "false", "swaps directions 1 and 2",
                  [&line](Value value) { line.flip = value.flag(); }},
+                {kDirections, "[\"name\", \"name\"]", "[\"in\", \"out\"]",
+                 "what directions 1 and 2 are called; it changes no count",
+                 [&line](Value value) { read_directions(value, line); }},
                 {kClosed, "true or false", "false",
                  "goes around an area: four corners and the first point again",
                  [&given](Value value) { given.closed = value.flag(); }}};
@@ -199,6 +203,15 @@ class InstallationReader {
     static std::string name(Value value) {
         check_name(value.text(), value.place("the name"));
         return value.text();
+    }
+
+    static void read_directions(Value value, CountingLine& line) {
+        const auto names = value.pair("directions are written as [\"name\", \"name\"]");
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            check_name(names[i].text(), names[i].place("the name of a direction"));
+            line.directions[i] = names[i].text();
+        }
+        check_directions_differ(line.directions, value.place(kDirections));
     }
 
     // Points are [[x, y], [x, y], ...].
@@ -377,6 +390,10 @@ class InstallationWriter {
         if (!line.uturn_area.empty()) add(kArea, in_brackets(line.uturn_area));
         if (line.flip) add(kFlip, "true");
         if (is_closed(line.points)) add(kClosed, "true");
+        if (line.directions != CountingLine{}.directions) {
+            add(kDirections,
+                "[" + quoted(line.directions[0]) + ", " + quoted(line.directions[1]) + "]");
+        }
     }
 
     static std::string tilt_text(const TiltSetting& tilt) {

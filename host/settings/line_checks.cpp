@@ -177,6 +177,12 @@ void check_name(const std::string& name, const std::string& place) {
     }
 }
 
+void check_directions_differ(const std::array<std::string, 2>& names, const std::string& place) {
+    if (names[0] != names[1]) return;
+    throw InputError(place + " are both called \"" + names[0] +
+                     "\"; give each direction a name of its own");
+}
+
 void check_names_differ(const std::vector<Placed<std::string>>& names) {
     for (std::size_t i = 1; i < names.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {

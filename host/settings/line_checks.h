@@ -1,6 +1,7 @@
 // What counting lines, U-turn areas, counting regions, exclusion areas and names must be like.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -41,6 +42,8 @@ void check_area_on_line(const std::vector<PicturePoint>& area,
 // Names are shown to people and written to JSON: UTF-8, 1 to 60 characters, none of them a control
 // character.
 void check_name(const std::string& name, const std::string& place);
+// The names of a line's two directions.
+void check_directions_differ(const std::array<std::string, 2>& names, const std::string& place);
 // Throws InputError when two of them are the same.
 void check_names_differ(const std::vector<Placed<std::string>>& names);
 

@@ -137,6 +137,37 @@ std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int wid
     return warnings;
 }
 
+std::vector<PicturePoint> counting_zone(const std::vector<PicturePoint>& line) {
+    // To the left of each piece, 1 long.
+    Points left;
+    Points corners;
+    for (const PicturePoint& p : line) {
+        if (!corners.empty()) {
+            const PicturePoint& a = corners.back();
+            const double length = std::hypot(p.x - a.x, p.y - a.y);
+            if (!std::isfinite(length)) return {};
+            if (length < 1.0) continue;
+            left.push_back({(p.y - a.y) / length, -(p.x - a.x) / length});
+        }
+        corners.push_back(p);
+    }
+    if (left.empty()) return {};
+    constexpr double kLongest = 3.0;  // of a sharp corner, times the width
+    Points zone;
+    Points other;
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        const PicturePoint& before = left[i > 0 ? i - 1 : 0];
+        const PicturePoint& after = left[std::min(i, left.size() - 1)];
+        const PicturePoint sum{before.x + after.x, before.y + after.y};
+        const double half = (sum.x * sum.x + sum.y * sum.y) / 2.0;
+        const double away = kPast_px / std::max(half, 1.0 / kLongest);
+        zone.push_back({corners[i].x + away * sum.x, corners[i].y + away * sum.y});
+        other.push_back({corners[i].x - away * sum.x, corners[i].y - away * sum.y});
+    }
+    zone.insert(zone.end(), other.rbegin(), other.rend());
+    return zone;
+}
+
 std::vector<std::string> unseen_line_warnings(const CountedPlaces& places,
                                               const CameraModel& camera, bool foot_point) {
     if (!camera.levelled) return {};

@@ -29,6 +29,10 @@ std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int wid
 std::vector<std::string> unseen_line_warnings(const CountedPlaces& places,
                                               const CameraModel& camera, bool foot_point);
 
+// Around a line, to both sides: how far past it people have to come before they count, roughly.
+// Empty for a line without two points that differ, or with one that is absurdly far away.
+std::vector<PicturePoint> counting_zone(const std::vector<PicturePoint>& line);
+
 // One sentence for each region in which nobody can be seen in a picture of this size.
 std::vector<std::string> region_edge_warnings(const CountedPlaces& places, int width, int height);
 

@@ -21,8 +21,8 @@ namespace {
 using Value = const TomlValue&;
 
 constexpr const char* kDatabaseEnding = ".db";
-constexpr const char* kWholePlace = "place";  // the area when none is named
-constexpr const char* kReserved = "service";  // the service has a database of its own
+constexpr const char* kDepthPicture = "depth";
+constexpr const char* kColourPicture = "colour";
 constexpr int kMostPeople = 1'000'000;
 
 class ServiceReader {
@@ -42,7 +42,8 @@ class ServiceReader {
               }},
              {"open",
               [this](Value v) {
-                  file_.open = {v.text(), v.place("open")};
+                  for (const TomlValue& hours : v.one_or_more())
+                      file_.open.emplace_back(hours.text(), hours.place("open"));
               }},
              {"camera",
               TomlValue::tables("cameras are written as [[camera]] tables",
@@ -65,6 +66,7 @@ class ServiceReader {
         std::string device;
         std::optional<std::string> seed;
         std::optional<std::string> loop;
+        std::optional<std::string> fast;
         std::optional<std::string> format;
         std::optional<std::string> colour;
         std::optional<std::string> camera_file;
@@ -98,6 +100,11 @@ class ServiceReader {
                   camera.loop = v.flag();
                   given.loop = v.place("loop");
               }},
+             {"fast",
+              [&](Value v) {
+                  camera.fast = v.flag();
+                  given.fast = v.place("fast");
+              }},
              {"depth", [&](Value v) { source.live_depth = address_value(v, "depth", folder_); }},
              {"depth_format",
               [&](Value v) {
@@ -114,6 +121,7 @@ class ServiceReader {
                   source.camera_file = file_value(v, "camera_file", folder_);
                   given.camera_file = v.place("camera_file");
               }},
+             {"picture", [&](Value v) { camera.colour_picture = shows_colour(v); }},
              {"site", [&](Value v) { given.site = file_value(v, "site", folder_); }},
              {"device", [&](Value v) { given.device = plain_name(v, "device"); }},
              {"settings", [&](Value v) {
@@ -135,10 +143,20 @@ class ServiceReader {
     }
 
     void check_name_is_free(const ServiceCamera& camera) const {
-        if (camera.name == kReserved)
-            throw InputError(camera.place + " cannot have this name; it is that of the service");
+        if (camera.name == kServiceDatabase || camera.name == kPlaceDevice) {
+            throw InputError(camera.place +
+                             " cannot have this name; a database of the service has it");
+        }
         if (find_camera(file_, camera.name) != nullptr)
             throw InputError(camera.place + " has the name of another one; names must differ");
+    }
+
+    static bool shows_colour(Value v) {
+        const std::string what = v.text();
+        if (what == kDepthPicture || what == kColourPicture) return what == kColourPicture;
+        throw InputError(v.place("picture") + " is \"" + what +
+                         "\"; write \"depth\", in which nobody can be recognised, or "
+                         "\"colour\"");
     }
 
     // One recording, or several that follow each other.
@@ -168,6 +186,7 @@ class ServiceReader {
         };
         belongs(given.seed, !given.scene.empty(), "a scene");
         belongs(given.loop, recorded, "a recording");
+        belongs(given.fast, recorded || !given.scene.empty(), "a recording or a scene");
         belongs(given.format, live, "depth");
         belongs(given.colour, live, "depth");
         belongs(given.camera_file, live || recorded, "depth or a recording");
@@ -183,7 +202,9 @@ class ServiceReader {
                            std::to_string(source.seed) + '\n' + source.live_depth + '\n' +
                            source.depth_format + '\n' + source.live_colour + '\n' +
                            source.camera_file + '\n' + camera.settings + '\n' + camera.role.site +
-                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce");
+                           '\n' + camera.role.device + (camera.loop ? "\nloop" : "\nonce") +
+                           (camera.fast ? "\nfast" : "") + '\n' +
+                           (camera.colour_picture ? kColourPicture : kDepthPicture);
         for (const std::string& path : source.recordings)
             text += '\n' + path;
         return text;

@@ -13,6 +13,10 @@ namespace host {
 
 inline constexpr std::size_t kMostCameras = 64;  // each is a process
 inline constexpr const char* kSettingsFolder = "cameras";
+inline constexpr const char* kWholePlace = "place";  // the area when none is named
+// Databases of these names are not a camera's: accounts, and what happens to the place as a whole.
+inline constexpr const char* kServiceDatabase = "service";
+inline constexpr const char* kPlaceDevice = "place";
 
 // Part of a cascade: a device of a site file.
 struct CascadeRole {
@@ -22,9 +26,11 @@ struct CascadeRole {
 
 struct ServiceCamera {
     std::string name;
-    SourceOptions source;  // without what its settings say
-    bool loop = false;     // a recording begins again when it has ended
-    std::string settings;  // path of its settings, which need not exist; of its site's file
+    SourceOptions source;         // without what its settings say
+    bool loop = false;            // a recording begins again when it has ended
+    bool fast = false;            // as fast as it goes: its times run ahead of the clock
+    bool colour_picture = false;  // pages show what it sees; otherwise coloured depth
+    std::string settings;         // path of its settings, which need not exist; of its site's file
     CascadeRole role;
     std::string place;       // where it was given, for messages
     std::string definition;  // says the same as long as nothing of it changes
@@ -64,10 +70,10 @@ std::string web_address(const ServiceWeb& web);
 
 struct ServiceFile {
     std::string path;
-    std::string text;               // of the file
-    std::string place;              // its name, which topics begin with
-    Placed<std::string> time_zone;  // empty: the machine's
-    Placed<std::string> open;       // "09:00-20:00", local; empty: the whole day
+    std::string text;                       // of the file
+    std::string place;                      // its name, which topics begin with
+    Placed<std::string> time_zone;          // empty: the machine's
+    std::vector<Placed<std::string>> open;  // "mon-fri 09:00-20:00", local; empty: all the time
     std::vector<ServiceCamera> cameras;
     std::vector<ServiceEntrance> entrances;
     std::vector<ServiceArea> areas;  // at least one when there are entrances

@@ -10,6 +10,7 @@ namespace host {
 namespace {
 
 constexpr const char* kStore = "--store";
+constexpr const char* kPlaceFile = "--config";
 constexpr const char* kZone = "--time-zone";
 constexpr const char* kFormat = "--format";
 constexpr const char* kEntrance = "--entrance";
@@ -38,6 +39,25 @@ void add_stores(CLI::App& command) {
         ->expected(1, kMostStores)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->required();
+}
+
+// Databases, or the file of a place that says where they are.
+void add_place(CLI::App& command) {
+    add(command, kStore, "FILE.db ...", "Databases, one for each camera")
+        ->expected(1, kMostStores)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    add(command, kPlaceFile, "FILE.toml", "All databases of a place, by its file");
+}
+
+// One of `others` may stand in their place.
+void check_place(const CLI::App& command, const std::string& others = "") {
+    if (is_given(command, kStore) && is_given(command, kPlaceFile)) {
+        throw InputError(std::string(kPlaceFile) + " says which databases there are; leave out " +
+                         kStore);
+    }
+    if (is_given(command, kStore) || is_given(command, kPlaceFile)) return;
+    throw InputError("vca " + command.get_name() + " needs " + kStore + " FILE.db or " +
+                     kPlaceFile + " vca.toml" + others);
 }
 
 void add_zone(CLI::App& command) {
@@ -105,7 +125,7 @@ StoreArguments::StoreArguments(CLI::App& app)
       correct_(add_command(app, "correct", "Note that the people in an area are not right")),
       prune_(add_command(app, "prune", "Remove from a database what is too old to be kept")),
       status_(add_command(app, "status", "Say whether all is well: exit status 0, 3 or 1")) {
-    add_stores(*counts_);
+    add_place(*counts_);
     add(*counts_, "--by", "line|hour|kind", "What has a row of its own [line]");
     add(*counts_, "--date", "YYYY-MM-DD", "Local day [today]");
     add_zone(*counts_);
@@ -116,7 +136,12 @@ StoreArguments::StoreArguments(CLI::App& app)
         ->expected(1, kMostEntrances)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     add_flag(*counts_, "--groups-as-one", "Count people who come in together as one visitor");
-    add(*counts_, kOpen, "HH:MM-HH:MM", "Only within these opening hours [the whole day]");
+    add_flag(*counts_, "--visitors", "Count the visitors of a place, by the entrances of its file");
+    add(*counts_, kOpen, "[DAYS ]HH:MM-HH:MM",
+        "Only within these opening hours, such as 09:00-20:00 or \"mon-fri 09:00-20:00\"; may "
+        "repeat [the whole day]")
+        ->expected(1, kMostEntrances)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     add_flag(*counts_, "--inside",
              "How many people are inside: those who came in less those who "
              "went out through the entrances");
@@ -126,7 +151,7 @@ StoreArguments::StoreArguments(CLI::App& app)
     add_flag(*counts_, "--follow", "Print each event as a line of JSON when it is safe");
     add(*counts_, "--after", "EPOCH:SEQUENCE|0", "Begin after this event, or with the first");
 
-    add_stores(*export_);
+    add_place(*export_);
     add(*export_, "--from", "YYYY-MM-DD", "First local day [the first there is]");
     add(*export_, "--to", "YYYY-MM-DD", "Last local day [the last there is]");
     add_zone(*export_);
@@ -152,9 +177,7 @@ StoreArguments::StoreArguments(CLI::App& app)
             std::string("Days for which ") + kind.what + " are kept [" +
                 days_text(Retention{}.*kind.days) + "]");
 
-    add(*status_, kStore, "FILE.db ...", "Databases, one for each camera")
-        ->expected(1, kMostStores)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    add_place(*status_);
     add(*status_, kUrl, "http://HOST:PORT", "Ask the service that runs there");
     add(*status_, kFormat, "table|json", "How it is written [table]");
 }
@@ -166,7 +189,9 @@ const CLI::App* StoreArguments::parsed() const {
 }
 
 void StoreArguments::apply_counts(CountsOptions& options) const {
+    check_place(*counts_);
     options.stores = values_of(*counts_, kStore);
+    options.place_file = value_of(*counts_, kPlaceFile).value_or("");
     if (const auto by = value_of(*counts_, "--by"))
         options.by = one_of<CountsBy>(
             *by, "--by",
@@ -180,35 +205,44 @@ void StoreArguments::apply_counts(CountsOptions& options) const {
     for (const std::string& text : values_of(*counts_, kEntrance))
         options.entrances.push_back(parse_entrance(text));
     options.groups_as_one = is_given(*counts_, "--groups-as-one");
-    if (const auto open = value_of(*counts_, kOpen)) {
-        const std::size_t minus = open->find('-');
-        options.open_from = open->substr(0, minus);
-        options.open_to = minus == std::string::npos ? "" : open->substr(minus + 1);
-    }
+    options.visitors = is_given(*counts_, "--visitors") || !options.entrances.empty();
+    for (const std::string& open : values_of(*counts_, kOpen))
+        options.open.emplace_back(open, kOpen);
     options.follow = is_given(*counts_, "--follow");
     options.after = value_of(*counts_, "--after").value_or("");
     options.inside = is_given(*counts_, "--inside");
-    options.area = value_of(*counts_, "--area").value_or("place");
+    options.area = value_of(*counts_, "--area").value_or("");
     options.reset = value_of(*counts_, "--reset").value_or("04:00");
     if (const auto most = value_of(*counts_, "--capacity"))
         options.capacity = whole_number(*most, "--capacity", 1);
-    for (const char* option : {"--groups-as-one", "--inside"}) {
-        if (!is_given(*counts_, option) || !options.entrances.empty()) continue;
-        throw InputError(std::string(option) + " needs to know the entrances; add --entrance LINE");
+    const bool place = !options.place_file.empty();
+    for (const char* option : {"--groups-as-one", "--inside", "--visitors"}) {
+        if (!is_given(*counts_, option) || place || !options.entrances.empty()) continue;
+        throw InputError(
+            std::string(option) +
+            " needs to know the entrances; add --entrance LINE, or --config of a place");
     }
+    for (const char* option : {kZone, kEntrance, kOpen, "--reset", "--capacity"}) {
+        if (!is_given(*counts_, option) || !place) continue;
+        throw InputError(std::string(option) + " stands in the place's file; leave it out");
+    }
+    if (place && is_given(*counts_, "--groups-as-one") && !options.visitors)
+        throw InputError("--groups-as-one belongs to --visitors");
     for (const char* option : {"--reset", "--capacity", "--area"}) {
         if (!is_given(*counts_, option) || options.inside) continue;
         throw InputError(std::string(option) + " belongs to --inside");
     }
     if (is_given(*counts_, "--after") && !options.follow)
         throw InputError("--after belongs to --follow");
-    if (is_given(*counts_, "--after") && options.stores.size() > 1) {
+    if (is_given(*counts_, "--after") && (place || options.stores.size() > 1)) {
         throw InputError("--after names an event of one database; give one --store");
     }
 }
 
 void StoreArguments::apply_export(ExportOptions& options) const {
+    check_place(*export_);
     options.stores = values_of(*export_, kStore);
+    options.place_file = value_of(*export_, kPlaceFile).value_or("");
     options.from = value_of(*export_, "--from").value_or("");
     options.to = value_of(*export_, "--to").value_or("");
     options.time_zone = value_of(*export_, kZone).value_or("");
@@ -227,11 +261,14 @@ void StoreArguments::apply_prune(PruneOptions& options) const {
 }
 
 void StoreArguments::apply_status(StatusOptions& options) const {
-    options.stores = values_of(*status_, kStore);
     options.url = value_of(*status_, kUrl).value_or("");
-    if (options.stores.empty() == options.url.empty())
-        throw InputError(std::string("vca status needs either ") + kStore + " FILE.db or " + kUrl +
-                         " http://HOST:PORT");
+    options.stores = values_of(*status_, kStore);
+    options.place_file = value_of(*status_, kPlaceFile).value_or("");
+    if (options.url.empty()) {
+        check_place(*status_, std::string(", or ") + kUrl + " http://HOST:PORT");
+    } else if (is_given(*status_, kStore) || is_given(*status_, kPlaceFile)) {
+        throw InputError(std::string(kUrl) + " asks a service that runs; leave out the databases");
+    }
     if (const auto form = value_of(*status_, kFormat))
         options.form = one_of<TextForm>(*form, kFormat,
                                         {{"table", TextForm::kTable}, {"json", TextForm::kJson}});

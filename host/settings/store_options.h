@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/placed.h"
 #include "host/settings/retention_options.h"
 
 namespace host {
@@ -21,25 +22,27 @@ struct Entrance {
 
 struct CountsOptions {
     std::vector<std::string> stores;
+    std::string place_file;  // says which databases, entrances, areas and hours; else empty
     CountsBy by = CountsBy::kLine;
     TextForm form = TextForm::kTable;
     std::string date;       // local day; empty: today
     std::string time_zone;  // empty: the machine's
     std::vector<Entrance> entrances;
     bool groups_as_one = false;
-    std::string open_from;  // opening hours, local; empty: the whole day
-    std::string open_to;
+    bool visitors = false;                  // those who come in through the entrances
+    std::vector<Placed<std::string>> open;  // opening hours, local; empty: all the time
     bool follow = false;
     std::string after;    // EPOCH:SEQUENCE, or 0 for the beginning; empty: from now on
     bool inside = false;  // how many people are inside now
-    std::string area;     // its name, for corrections
+    std::string area;     // its name; empty: all of the place's file
     std::string reset;    // local time at which nobody is inside
     std::optional<int> capacity;
 };
 
 struct ExportOptions {
     std::vector<std::string> stores;
-    std::string from;  // local days, both included
+    std::string place_file;  // says which databases; else empty
+    std::string from;        // local days, both included
     std::string to;
     std::string time_zone;
     TextForm form = TextForm::kCsv;
@@ -67,7 +70,8 @@ struct CorrectOptions {
 // How well everything is; of a service that runs, or as the databases tell.
 struct StatusOptions {
     std::vector<std::string> stores;
-    std::string url;  // of the service; empty: none
+    std::string place_file;  // says which databases; else empty
+    std::string url;         // of the service; empty: none
     TextForm form = TextForm::kTable;
 };
 

@@ -12,35 +12,76 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kFrames = "frames";
 constexpr const char* kMissing = "missing";
+constexpr const char* kLate = "late";
 constexpr const char* kGaps = "gaps";
 constexpr const char* kValid = "depth_valid_ratio";
 constexpr const char* kProcessing = "processing";
 constexpr const char* kAtMost = "at_most";
 constexpr const char* kCount = "count";
 constexpr const char* kSum = "sum_s";
+constexpr const char* kLines = "lines";
 constexpr const char* kRegions = "regions";
+constexpr const char* kName = "name";
+constexpr const char* kSuppressed = "suppressed";
+constexpr const char* kPeople = "people";
+constexpr const char* kLongest = "longest_stay_ms";
+constexpr const char* kStays = "stays";
+
+Json histogram_json(const Histogram& histogram) {
+    return {{kAtMost, histogram.at_most}, {kCount, histogram.count}, {kSum, histogram.sum_s}};
+}
+
+// Another program's version may have other bounds.
+void read_histogram(const Json& json, Histogram& histogram) {
+    auto at_most = json.at(kAtMost).get<std::vector<std::int64_t>>();
+    if (at_most.size() != histogram.at_most.size())
+        throw InputError("a camera's figures have other bounds than those of this version");
+    histogram.at_most = std::move(at_most);
+    json.at(kCount).get_to(histogram.count);
+    json.at(kSum).get_to(histogram.sum_s);
+}
+
+LineFigures line_figures(const Json& json) {
+    LineFigures line{json.at(kName), {}};
+    const Json& counts = json.at(kSuppressed);
+    for (std::size_t i = 0; i < line.suppressed.size(); ++i)
+        counts.at(i).get_to(line.suppressed[i]);
+    return line;
+}
+
+RegionFigures region_figures(const Json& json) {
+    RegionFigures region{json.at(kName), json.at(kPeople), json.at(kLongest)};
+    read_histogram(json.at(kStays), region.stays);
+    return region;
+}
 
 }  // namespace
 
 void Histogram::add(double value_s) {
-    for (std::size_t i = 0; i < kBounds_s.size(); ++i)
-        at_most[i] += value_s <= kBounds_s[i] ? 1 : 0;
+    for (std::size_t i = 0; i < bounds_s.size(); ++i)
+        at_most[i] += value_s <= bounds_s[i] ? 1 : 0;
     ++count;
     sum_s += value_s;
 }
 
 std::string to_json(const CameraFigures& figures) {
-    Json regions = Json::object();
-    for (const auto& [name, people] : figures.regions)
-        regions[name] = people;
+    Json lines = Json::array();
+    for (const LineFigures& line : figures.lines)
+        lines.push_back({{kName, line.name}, {kSuppressed, line.suppressed}});
+    Json regions = Json::array();
+    for (const RegionFigures& region : figures.regions) {
+        regions.push_back({{kName, region.name},
+                           {kPeople, region.people},
+                           {kLongest, region.longest_stay_ms},
+                           {kStays, histogram_json(region.stays)}});
+    }
     return Json{{kFrames, figures.frames},
                 {kMissing, figures.missing},
+                {kLate, figures.late},
                 {kGaps, figures.gaps},
                 {kValid, figures.depth_valid_ratio},
-                {kProcessing,
-                 {{kAtMost, figures.processing.at_most},
-                  {kCount, figures.processing.count},
-                  {kSum, figures.processing.sum_s}}},
+                {kProcessing, histogram_json(figures.processing)},
+                {kLines, std::move(lines)},
                 {kRegions, std::move(regions)}}
         .dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -51,13 +92,14 @@ CameraFigures parse_camera_figures(const std::string& json) {
         CameraFigures figures;
         all.at(kFrames).get_to(figures.frames);
         all.at(kMissing).get_to(figures.missing);
+        all.at(kLate).get_to(figures.late);
         all.at(kGaps).get_to(figures.gaps);
         all.at(kValid).get_to(figures.depth_valid_ratio);
-        all.at(kProcessing).at(kAtMost).get_to(figures.processing.at_most);
-        all.at(kProcessing).at(kCount).get_to(figures.processing.count);
-        all.at(kProcessing).at(kSum).get_to(figures.processing.sum_s);
-        for (const auto& [name, people] : all.at(kRegions).items())
-            figures.regions.emplace_back(name, people.get<int>());
+        read_histogram(all.at(kProcessing), figures.processing);
+        for (const Json& line : all.at(kLines))
+            figures.lines.push_back(line_figures(line));
+        for (const Json& region : all.at(kRegions))
+            figures.regions.push_back(region_figures(region));
         return figures;
     } catch (const nlohmann::json::exception& error) {
         throw InputError(std::string("a camera's figures cannot be read: ") + error.what());

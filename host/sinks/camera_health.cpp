@@ -36,6 +36,8 @@ constexpr double kLateFrom = 0.05;  // of the frames of a window
 constexpr double kLateUntil = 0.025;
 constexpr double kBusy = 0.8;  // of a frame's time in the analysis
 
+constexpr double kMemory_s = 60.0;  // after which a stay of somebody who is not seen has ended
+
 double valid_share(const std::vector<std::uint16_t>& depth_mm) {
     constexpr std::size_t kStep = 7;  // shares no factor with the width
     std::size_t valid = 0;
@@ -45,6 +47,34 @@ double valid_share(const std::vector<std::uint16_t>& depth_mm) {
     return all == 0 ? 0.0 : static_cast<double>(valid) / static_cast<double>(all);
 }
 
+// Figures for these lines or regions, with what is known under the same name.
+template <typename Figures, typename Place>
+std::vector<Figures> renamed(const std::vector<Figures>& before, const std::vector<Place>& places) {
+    std::vector<Figures> now;
+    for (const Place& place : places) {
+        const std::string name = place.points.empty() ? "" : place.name;
+        const auto known = std::find_if(before.begin(), before.end(),
+                                        [&name](const Figures& f) { return f.name == name; });
+        now.push_back(known == before.end() || name.empty() ? Figures{name} : *known);
+    }
+    return now;
+}
+
+Suppression suppression(LeftOut why) {
+    switch (why) {
+        case LeftOut::kUnseen:
+            return Suppression::kUnseen;
+        case LeftOut::kCorner:
+            return Suppression::kCorner;
+        case LeftOut::kNoLine:
+            return Suppression::kNoLine;
+        case LeftOut::kNot:
+        case LeftOut::kWentBack:
+            break;
+    }
+    return Suppression::kWentBack;
+}
+
 HealthLevel level_of(InputFaultKind kind) {
     return kind == InputFaultKind::kNoColour ? HealthLevel::kDegraded : HealthLevel::kFailed;
 }
@@ -52,14 +82,26 @@ HealthLevel level_of(InputFaultKind kind) {
 }  // namespace
 
 CameraHealth::CameraHealth(CameraHealthSetup setup)
-    : setup_(std::move(setup)), faults_(setup_.tell) {
-    for (const std::string& region : setup_.regions)
-        figures_.regions.emplace_back(region, 0);
+    : setup_(std::move(setup)),
+      faults_(setup_.tell),
+      stays_(setup_.regions, setup_.frames_per_second, false,
+             std::llround(kMemory_s * setup_.frames_per_second)) {
+    change(setup_.lines, setup_.regions);
+}
+
+void CameraHealth::change(const std::vector<CountingLine>& lines,
+                          const std::vector<CountingRegion>& regions) {
+    const std::lock_guard lock(mutex_);
+    figures_.lines = renamed(figures_.lines, lines);
+    figures_.regions = renamed(figures_.regions, regions);
 }
 
 CameraFigures CameraHealth::figures() const {
     const std::lock_guard lock(mutex_);
-    return figures_;
+    CameraFigures figures = figures_;
+    std::erase_if(figures.lines, [](const LineFigures& line) { return line.name.empty(); });
+    std::erase_if(figures.regions, [](const RegionFigures& r) { return r.name.empty(); });
+    return figures;
 }
 
 void CameraHealth::begin(const char* fault, HealthLevel level, const std::string& text) {
@@ -71,7 +113,12 @@ void CameraHealth::end(const char* fault, const std::string& text) {
 }
 
 void CameraHealth::on_frame(const FrameView& frame) {
-    if (frame.planes.blank) return;
+    // Between two rounds of a source nothing is missing.
+    if (frame.planes.blank) {
+        window_ = {};
+        last_number_ = -1;
+        return;
+    }
     now_s_ = frame.time_s;
     if (!std::exchange(began_, true)) {
         next_second_s_ = next_floor_s_ = next_clock_s_ = now_s_;
@@ -96,6 +143,7 @@ void CameraHealth::look_each_second(const FrameView& frame) {
     {
         const std::lock_guard lock(mutex_);
         figures_.depth_valid_ratio = valid;
+        if (setup_.late_frames) figures_.late = setup_.late_frames();
     }
     look_at_lens(valid);
     if (now_s_ >= next_floor_s_) look_at_floor(frame.planes.raw_mm);
@@ -189,9 +237,49 @@ void CameraHealth::on_event(const Event& event) {
         stepped_s_ = static_cast<double>(step->at_us) / 1e6;
         begin(camera_fault::kClockStep, HealthLevel::kDegraded, clock_step_text(step->by_us));
     } else if (const auto* regions = std::get_if<RegionsReported>(&event.payload)) {
-        const std::lock_guard lock(mutex_);
-        for (std::size_t i = 0; i < std::min(figures_.regions.size(), regions->inside.size()); ++i)
-            figures_.regions[i].second = regions->inside[i];
+        stays_.add_report(event.frame_number, event.time_s, *regions);
+        take(*regions);
+    } else if (const auto* left_out = std::get_if<CountLeftOut>(&event.payload)) {
+        suppress(left_out->count.line, suppression(left_out->why));
+    } else if (const auto* decision = std::get_if<Decision>(&event.payload)) {
+        take(*decision);
+    }
+}
+
+void CameraHealth::take(const RegionsReported& regions) {
+    const std::lock_guard lock(mutex_);
+    for (std::size_t i = 0; i < std::min(figures_.regions.size(), regions.inside.size()); ++i) {
+        RegionFigures& region = figures_.regions[i];
+        region.people = regions.inside[i];
+        region.longest_stay_ms = 0;
+        for (const RegionPerson& person : regions.people) {
+            if (person.regions.at(i).inside != 0)
+                region.longest_stay_ms =
+                    std::max(region.longest_stay_ms, person.regions.at(i).stay_ms);
+        }
+    }
+}
+
+// The library decides about each camera's people and, in a site, about those of all cameras; only
+// one of the two is counted.
+void CameraHealth::take(const Decision& decision) {
+    if (decision.list != (setup_.counts_merged ? VCA_LIST_MERGED : VCA_LIST_LOCAL)) return;
+    if (decision.kind == VCA_DECISION_TURNED_BACK)
+        suppress(decision.place, Suppression::kTurnedBack);
+    if (decision.kind == VCA_DECISION_SAME_SIDE) suppress(decision.place, Suppression::kSameSide);
+}
+
+void CameraHealth::suppress(int line, Suppression why) {
+    const std::lock_guard lock(mutex_);
+    if (line < 0 || static_cast<std::size_t>(line) >= figures_.lines.size()) return;
+    ++figures_.lines[static_cast<std::size_t>(line)].suppressed.at(static_cast<std::size_t>(why));
+}
+
+void CameraHealth::end_stays() {
+    const std::lock_guard lock(mutex_);
+    for (const RegionStay& stay : stays_.take_settled()) {
+        const auto region = static_cast<std::size_t>(stay.region);
+        if (region < figures_.regions.size()) figures_.regions[region].stays.add(stay.stay_s);
     }
 }
 
@@ -205,6 +293,8 @@ void CameraHealth::take(const InputFault& fault) {
 }
 
 void CameraHealth::end_frame(const PassReport& report) {
+    stays_.add_frame(report.number, {}, nobody_);
+    end_stays();
     if (report.blank) return;
     window_.pass_s += report.pass_ms / 1000.0;
     {

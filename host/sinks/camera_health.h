@@ -12,6 +12,8 @@
 #include "host/base/camera.h"
 #include "host/depth/floor_plane.h"
 #include "host/engine/sink.h"
+#include "host/score/identities.h"
+#include "host/score/stay_meter.h"
 #include "host/sinks/camera_figures.h"
 #include "host/store/fault_book.h"
 
@@ -29,8 +31,12 @@ inline constexpr const char* kLate = "frames_late";
 
 struct CameraHealthSetup {
     double frames_per_second = 15.0;
-    CameraModel camera;                // of the depth in the frames
-    std::vector<std::string> regions;  // names, in the order of their numbers
+    CameraModel camera;                   // of the depth in the frames
+    std::vector<CountingLine> lines;      // in the order of their numbers
+    std::vector<CountingRegion> regions;  // likewise
+    bool counts_merged = false;           // people are counted in the view of a whole site
+    // Asked each second: frames of a live camera that came late; null where none can.
+    std::function<std::int64_t()> late_frames;
     // Asked once a minute; null where times are not those of a clock on the wall.
     std::function<bool()> clock_synchronised;
     // Microseconds since 1970 of a scene time.
@@ -48,6 +54,10 @@ class CameraHealth final : public Sink {
     void on_frame(const FrameView& frame) override;
     void on_event(const Event& event) override;
     void end_frame(const PassReport& report) override;
+
+    // While nothing happens: other lines and regions, by number; those without points count
+    // nobody. What goes on under its name keeps its figures.
+    void change(const std::vector<CountingLine>& lines, const std::vector<CountingRegion>& regions);
 
     // Any thread.
     CameraFigures figures() const;
@@ -69,6 +79,10 @@ class CameraHealth final : public Sink {
     bool has_moved(const FloorPlane& floor) const;
     std::string moved_text(const FloorPlane& floor) const;
     void take(const InputFault& fault);
+    void take(const RegionsReported& regions);
+    void take(const Decision& decision);
+    void suppress(int line, Suppression why);
+    void end_stays();
     void begin(const char* fault, HealthLevel level, const std::string& text);
     void end(const char* fault, const std::string& text);
 
@@ -93,8 +107,11 @@ class CameraHealth final : public Sink {
     Window window_;
     std::int64_t last_number_ = -1;
 
+    StayMeter stays_;
+    const Identities nobody_{1};  // the truth is not known
+
     mutable std::mutex mutex_;
-    CameraFigures figures_;
+    CameraFigures figures_;  // lines and regions by number; without a name: not there
 };
 
 }  // namespace host

@@ -2,11 +2,10 @@
 #include "host/sinks/live_video.h"
 
 #include <filesystem>
-#include <opencv2/imgproc.hpp>
 #include <stdexcept>
 #include <system_error>
 
-#include "host/base/picture.h"
+#include "host/draw/canvas.h"
 
 namespace host {
 namespace {
@@ -24,15 +23,6 @@ bool is_shown(const Event& event) {
     return std::holds_alternative<TracksShown>(event.payload) ||
            std::holds_alternative<RegionsReported>(event.payload) ||
            std::holds_alternative<PersonCounted>(event.payload);
-}
-
-cv::Mat to_colour(const std::vector<std::uint8_t>& nv12) {
-    if (nv12.size() != std::size_t{kColourWidth} * kColourHeight * 3 / 2) return {};
-    cv::Mat colour;
-    cv::cvtColor(cv::Mat(kColourHeight * 3 / 2, kColourWidth, CV_8UC1,
-                         const_cast<std::uint8_t*>(nv12.data())),
-                 colour, cv::COLOR_YUV2BGR_NV12);
-    return colour;
 }
 
 }  // namespace
@@ -145,7 +135,7 @@ void LiveVideo::draw(const Picture& picture) {
             events_.pop_front();
         }
     }
-    view_.draw(to_colour(picture.colour_nv12), picture.frame_number, picture.time_s, drawn_);
+    view_.draw(colour_picture(picture.colour_nv12), picture.frame_number, picture.time_s, drawn_);
     file_.write(drawn_);
     if (++written_ % kLookEvery == 0) check_room();
 }

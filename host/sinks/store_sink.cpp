@@ -47,11 +47,7 @@ StoreSink::StoreSink(const StoreSinkSetup& setup)
       writer_(setup.writer),
       stays_(setup.regions, setup.frames_per_second, false,
              std::llround(kMemory_s * setup.frames_per_second)),
-      zone_(setup.time_zone),
-      start_us_(setup.start_us) {
-    for (const Area& area : setup.areas)
-        areas_.emplace_back(area, zone_);
-}
+      start_us_(setup.start_us) {}
 
 std::int64_t StoreSink::time_us(double time_s) const {
     return start_us_ + std::llround(time_s * 1e6);
@@ -66,10 +62,7 @@ void StoreSink::on_frame(const FrameView& frame) {
     // After the end of the source nothing is watched any more.
     if (frame.planes.blank) return;
     const std::int64_t now_us = time_us(frame.time_s);
-    if (!minute_) {
-        batch_.watched_from_us = now_us;
-        begin_areas(now_us);
-    }
+    if (!minute_) batch_.watched_from_us = now_us;
     if (const std::int64_t minute = minute_of(now_us); minute != minute_) {
         end_minute();
         begin_minute(minute);
@@ -82,20 +75,6 @@ void StoreSink::begin_minute(std::int64_t minute) {
     unsure_ = setup_.clock_synchronised && !setup_.clock_synchronised();
     batch_.watched_minutes.push_back(minute);
     if (unsure_) batch_.unsure_minutes.push_back(minute);
-}
-
-// Whoever came in before a restart is still inside. A database that cannot be read now tells of
-// nobody.
-void StoreSink::begin_areas(std::int64_t now_us) {
-    if (areas_.empty()) return;
-    try {
-        std::vector<StoreReader> stores;
-        stores.emplace_back(setup_.writer.store.path);
-        for (AreaMeter& meter : areas_)
-            meter.begin(now_us, area_balance(stores, meter.area(), zone_, now_us).inside());
-    } catch (const std::runtime_error&) {
-        return;
-    }
 }
 
 void StoreSink::on_event(const Event& event) {
@@ -152,28 +131,7 @@ void StoreSink::add_crossing(const Event& event, const PersonCounted& count, Eve
     stored.track = count.track;
     stored.person = kind_of(count.box, setup_.child_below_mm);
     stored.json = to_json_line(event);
-    batch_.events.push_back(stored);
-    if (kind == EventKind::kCrossing) add_capacity(stored);
-}
-
-void StoreSink::add_capacity(const StoredEvent& crossing) {
-    for (AreaMeter& area : areas_) {
-        const AreaMeter::Change change =
-            area.add(crossing.time_us, crossing.place, crossing.direction);
-        if (change == AreaMeter::Change::kNone) continue;
-        StoredEvent stored;
-        stored.kind = EventKind::kCapacity;
-        stored.time_us = crossing.time_us;
-        stored.scene_us = crossing.scene_us;
-        stored.place = area.area().name;
-        stored.people = static_cast<int>(area.inside());
-        stored.json = nlohmann::ordered_json{{"message", "capacity"},
-                                             {"area", area.area().name},
-                                             {"inside", area.inside()},
-                                             {"full", change == AreaMeter::Change::kFull}}
-                          .dump();
-        batch_.events.push_back(std::move(stored));
-    }
+    batch_.events.push_back(std::move(stored));
 }
 
 void StoreSink::add_group(const Event& event, const GroupCounted& group) {
@@ -267,7 +225,7 @@ void StoreSink::change(double time_s, const Change& change) {
     end_minute();
     names_.lines.clear();
     names_.regions.clear();
-    StoredSettings settings{{}, {}, change.settings, change.author, time_us(time_s)};
+    StoredSettings settings{{}, {}, change.settings, change.author, time_us(time_s), change.name};
     for (const CountingLine& line : change.lines) {
         names_.lines.push_back(line.name);
         if (!line.points.empty()) settings.lines.push_back(line.name);

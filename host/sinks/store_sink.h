@@ -18,7 +18,6 @@
 #include "host/score/stay_meter.h"
 #include "host/score/story.h"
 #include "host/store/store_writer.h"
-#include "host/store/visitors.h"
 
 namespace host {
 
@@ -31,8 +30,6 @@ struct StoreSinkSetup {
     std::vector<CountingRegion> regions;
     StoryNames names;
     double child_below_mm = 1300.0;  // people who are less tall count as children
-    std::vector<Area> areas;         // that only this camera's lines lead to, with a capacity
-    std::string time_zone;           // of their resets
 };
 
 class StoreSink final : public Sink {
@@ -60,6 +57,7 @@ class StoreSink final : public Sink {
         std::vector<CountingRegion> regions;
         std::string settings;
         std::string author;
+        std::string name{};  // what the author calls them
     };
     void change(double time_s, const Change& change);
 
@@ -70,8 +68,6 @@ class StoreSink final : public Sink {
     std::string line_name(int line) const;
     void add_settings(double time_s, const StoredSettings& settings);
     void add_crossing(const Event& event, const PersonCounted& count, EventKind kind);
-    void begin_areas(std::int64_t now_us);
-    void add_capacity(const StoredEvent& crossing);
     void add_group(const Event& event, const GroupCounted& group);
     void add_story(const Story& story);
     void add_stays(bool all);
@@ -87,8 +83,6 @@ class StoreSink final : public Sink {
     Batch batch_;
     StoryBook book_;
     StayMeter stays_;
-    const TimeZone zone_;
-    std::vector<AreaMeter> areas_;
     const Identities nobody_{1};             // whom the stays of a real camera are compared with
     std::optional<RegionsReported> report_;  // of the frame in progress
     std::atomic<std::int64_t> start_us_;     // of scene time 0; moves when the clock is set

@@ -35,6 +35,7 @@ Json step_json(const StoryStep& step, const StoryNames& names) {
     Json out{
         {"frame", step.frame}, {"time_s", rounded(step.time_s)}, {"what", decision_name(d.kind)}};
     name_place(out, d, names);
+    if (step.left_out != LeftOut::kNot) out["left_out"] = true;
     out["at"] = {d.x, d.y};
     if (d.value != 0.0f || d.limit != 0.0f) {
         out["value"] = rounded(static_cast<double>(d.value));

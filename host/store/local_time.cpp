@@ -73,6 +73,10 @@ std::string date_text(const Date& d) {
     return format_text("%04d-%02d-%02d", d.year, d.month, d.day);
 }
 
+int day_of_week(const Date& d) {
+    return static_cast<int>(date::weekday{local_day(d)}.iso_encoding()) - 1;
+}
+
 int parse_time_of_day(const std::string& text, const std::string& place) {
     if (text.size() == 5 && text[2] == ':' && is_number(text, 0, 2) && is_number(text, 3, 2)) {
         const int hour = std::stoi(text);

@@ -98,6 +98,7 @@ struct StoredSettings {
     std::string text;  // as text; empty: those of before
     std::string author;
     std::int64_t applied_us = 0;
+    std::string name{};  // what the author calls them; empty for nothing
 };
 
 // Times and passages on a grid over the picture, of one hour. Parts add up.

@@ -183,7 +183,12 @@ FROM region_minutes JOIN places ON places.id = region_minutes.place
 GROUP BY local_hour, region;
 )";
 
-constexpr std::array<const char*, kSchemaVersion> kSteps{kVersion1};
+// What somebody called a version of the settings.
+constexpr const char* kVersion2 = R"(
+ALTER TABLE settings ADD COLUMN name TEXT NOT NULL DEFAULT '';
+)";
+
+constexpr std::array<const char*, kSchemaVersion> kSteps{kVersion1, kVersion2};
 
 }  // namespace
 

@@ -8,7 +8,7 @@
 
 namespace host {
 
-inline constexpr int kSchemaVersion = 1;
+inline constexpr int kSchemaVersion = 2;
 
 // In the header of a file, "vca" and a running number, so that other programs can tell what it is.
 inline constexpr int kCountsApplication = 0x76636101;

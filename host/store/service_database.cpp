@@ -60,10 +60,11 @@ constexpr int kBusy_ms = 5000;
 // SQLite gives its log the rights of the file. One that cannot be made is SQLite's to complain of.
 void make_private(const std::string& path) {
     constexpr ::mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
-    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnerOnly);
-    if (file < 0) return;
-    ::fchmod(file, kOwnerOnly);
-    ::close(file);
+    // One that is there is not opened: closing it again would give up SQLite's locks on it, and
+    // another program would throw away the log that this one writes.
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
+    if (file >= 0) ::close(file);
+    ::chmod(path.c_str(), kOwnerOnly);
 }
 
 }  // namespace

@@ -193,17 +193,20 @@ void Store::note_settings() {
     const bool first = !newest.step();
     if (!first && newest.text(0) == setup_.settings) return;
     opened_.settings_changed = !first;
-    database_.prepare("INSERT INTO settings (applied_us, author, text) VALUES (?1, ?2, ?3)")
-        .run(utc_now_us(), setup_.author, setup_.settings);
+    add_version({{}, {}, setup_.settings, setup_.author, utc_now_us(), setup_.name});
 }
 
 void Store::write_settings(const StoredSettings& settings) {
     setup_.lines = settings.lines;
     setup_.regions = settings.regions;
     add_places();
-    if (settings.text.empty()) return;
-    database_.prepare("INSERT INTO settings (applied_us, author, text) VALUES (?1, ?2, ?3)")
-        .run(settings.applied_us, settings.author, settings.text);
+    if (!settings.text.empty()) add_version(settings);
+}
+
+void Store::add_version(const StoredSettings& settings) {
+    database_
+        .prepare("INSERT INTO settings (applied_us, author, text, name) VALUES (?1, ?2, ?3, ?4)")
+        .run(settings.applied_us, settings.author, settings.text, settings.name);
 }
 
 std::int64_t Store::place(const char* kind, const std::string& name) {

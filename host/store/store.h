@@ -24,6 +24,7 @@ struct StoreSetup {
     std::vector<std::string> regions;
     std::string settings;  // as text; a version of its own when it differs from the last one
     std::string author;    // of the settings
+    std::string name;      // what the author calls them; empty for nothing
     int busy_ms = 250;     // how long another program's lock is waited for
 };
 
@@ -70,6 +71,7 @@ class Store {
     void add_places();
     void note_settings();
     void write_settings(const StoredSettings& settings);
+    void add_version(const StoredSettings& settings);
     std::int64_t place(const char* kind, const std::string& name);
     void write_event(const StoredEvent& event, std::int64_t sequence);
     void count(const StoredEvent& event);

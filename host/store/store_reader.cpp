@@ -3,13 +3,13 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "host/base/input_error.h"
-#include "host/store/schema.h"
+#include "host/store/read_access.h"
 
 namespace host {
 namespace {
-
-constexpr int kBusy_ms = 5000;
 
 std::uint64_t file_number(const std::string& path) {
     struct stat info {};
@@ -67,13 +67,9 @@ PeopleCount& PeopleCount::operator+=(const PeopleCount& more) {
 }
 
 StoreReader::StoreReader(const std::string& path) : path_(path), file_(file_number(path)) {
-    if (file_ == 0) throw InputError("there is no database \"" + path + "\"");
+    database_ = open_to_read(path);
     try {
-        database_ = std::make_unique<Database>(path, Database::Access::kRead, kBusy_ms);
-        check_schema(*database_);
         device_ = database_->text("SELECT device FROM store");
-    } catch (const ForeignDatabase& error) {
-        throw InputError("\"" + path + "\" " + error.what());
     } catch (const StoreError& error) {
         throw InputError("cannot read the database \"" + path + "\": " + error.what());
     }
@@ -203,6 +199,19 @@ std::vector<ToldEvent> StoreReader::events_after(const Committed& number, int mo
     row.bind(*epoch, number.sequence, most);
     while (row.step())
         events.push_back(event_at(row, device_));
+    return events;
+}
+
+std::vector<ToldEvent> StoreReader::newest_counts(const Committed& number, int most) const {
+    Statement row = database_->prepare(std::string(kEventColumns) +
+                                       "WHERE (events.epoch, events.sequence) <= (?1, ?2) AND "
+                                       "events.kind NOT IN ('gap', 'clock_step', 'health') "
+                                       "ORDER BY events.epoch DESC, events.sequence DESC LIMIT ?3");
+    std::vector<ToldEvent> events;
+    row.bind(epoch_id(number.epoch).value_or(0), number.sequence, most);
+    while (row.step())
+        events.push_back(event_at(row, device_));
+    std::reverse(events.begin(), events.end());
     return events;
 }
 

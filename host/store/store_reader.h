@@ -91,6 +91,9 @@ class StoreReader {
     // The events after a number, in their order, at most so many. An empty epoch is the beginning.
     // Throws InputError for an epoch that this database does not have.
     std::vector<ToldEvent> events_after(const Committed& number, int most) const;
+    // The last ones up to a number, in their order, at most so many; without gaps, steps of the
+    // clock and faults.
+    std::vector<ToldEvent> newest_counts(const Committed& number, int most) const;
     // Those of a span by time, one after the other.
     void events_in(const TimeSpan& span, const std::function<void(const ToldEvent&)>& take) const;
 

@@ -1,19 +1,10 @@
 // Sums over doors.
 #include "host/store/visitors.h"
 
+#include <algorithm>
+
 namespace host {
 namespace {
-
-// The next one after a moment. A local day is at most 25 hours long.
-std::int64_t next_reset_us(const Area& area, const TimeZone& zone, std::int64_t now_us) {
-    Date date = zone.date_of(now_us);
-    std::int64_t reset_us = zone.at(date, area.reset_minutes);
-    while (reset_us <= now_us) {
-        date = zone.next(date);
-        reset_us = zone.at(date, area.reset_minutes);
-    }
-    return reset_us;
-}
 
 // Those who came in less those who went out.
 struct Flow {
@@ -27,8 +18,7 @@ Flow flow_of(const std::vector<StoreReader>& stores, const Area& area, const Tim
         for (const LineCount& count : store.counts(span)) {
             const PeopleCount& p = count.people;
             for (const Door& door : area.doors) {
-                const bool other = !door.device.empty() && door.device != store.device();
-                if (other || door.line != count.line) continue;
+                if (!door.is_line(store.device(), count.line)) continue;
                 (count.direction == door.in ? flow.in : flow.out) += p.adult + p.child + p.staff;
             }
         }
@@ -38,11 +28,31 @@ Flow flow_of(const std::vector<StoreReader>& stores, const Area& area, const Tim
 
 }  // namespace
 
-Visitors visitors_of(const std::vector<LineCount>& counts, const std::vector<Door>& doors) {
+std::vector<LineCount> counts_in(const StoreReader& store, const std::vector<TimeSpan>& spans) {
+    // Without a span, what there is to be counted.
+    if (spans.empty()) return store.counts({0, 0});
+    std::vector<LineCount> sum;
+    for (const TimeSpan& span : spans) {
+        const std::vector<LineCount> counts = store.counts(span);
+        if (sum.empty()) {
+            sum = counts;
+            continue;
+        }
+        for (std::size_t i = 0; i < std::min(sum.size(), counts.size()); ++i) {
+            sum[i].people += counts[i].people;
+            sum[i].watched_minutes += counts[i].watched_minutes;
+            sum[i].provisional_minutes += counts[i].provisional_minutes;
+        }
+    }
+    return sum;
+}
+
+Visitors visitors_of(const std::string& device, const std::vector<LineCount>& counts,
+                     const std::vector<Door>& doors) {
     Visitors sum;
     for (const LineCount& count : counts) {
         for (const Door& door : doors) {
-            if (door.line != count.line || door.in != count.direction) continue;
+            if (!door.is_line(device, count.line) || door.in != count.direction) continue;
             const PeopleCount& p = count.people;
             sum.adults += p.adult;
             sum.children += p.child;
@@ -74,24 +84,6 @@ AreaBalance area_balance(const std::vector<StoreReader>& stores, const Area& are
     for (const StoreReader& store : stores)
         result.corrections += store.corrections(area.name, result.since);
     return result;
-}
-
-void AreaMeter::begin(std::int64_t time_us, std::int64_t inside) {
-    inside_ = inside;
-    next_reset_us_ = next_reset_us(area_, zone_, time_us);
-}
-
-AreaMeter::Change AreaMeter::add(std::int64_t time_us, const std::string& line, int direction) {
-    const bool was_full = full();
-    if (time_us >= next_reset_us_) {
-        if (next_reset_us_ != INT64_MIN) drift_ = inside_;
-        inside_ = 0;
-        next_reset_us_ = next_reset_us(area_, zone_, time_us);
-    }
-    for (const Door& door : area_.doors)
-        if (door.line == line) inside_ += direction == door.in ? 1 : -1;
-    if (full() == was_full) return Change::kNone;
-    return full() ? Change::kFull : Change::kFree;
 }
 
 }  // namespace host

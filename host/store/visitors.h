@@ -1,6 +1,7 @@
 // Visitors of a place, and how many people are inside.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,7 +16,14 @@ struct Door {
     std::string line;
     int in = 1;            // the direction of those who come in
     std::string device{};  // whose line it is; empty: of any that has one of this name
+
+    bool is_line(const std::string& of_device, const std::string& name) const {
+        return line == name && (device.empty() || device == of_device);
+    }
 };
+
+// All lines in both directions in several spans together, which may be none.
+std::vector<LineCount> counts_in(const StoreReader& store, const std::vector<TimeSpan>& spans);
 
 struct Visitors {
     std::int64_t adults = 0;
@@ -25,8 +33,9 @@ struct Visitors {
     std::int64_t all() const { return adults + children; }
 };
 
-// Those who came in through these doors, without staff.
-Visitors visitors_of(const std::vector<LineCount>& counts, const std::vector<Door>& doors);
+// Those who came in through these doors, without staff, of what a device has counted.
+Visitors visitors_of(const std::string& device, const std::vector<LineCount>& counts,
+                     const std::vector<Door>& doors);
 
 // What people enter and leave through doors.
 struct Area {
@@ -43,7 +52,9 @@ struct AreaBalance {
     std::int64_t drift = 0;        // the balance that the last reset has removed
     std::int64_t corrections = 0;  // what people have noted since; not in the others
 
-    std::int64_t inside() const { return in - out; }
+    std::int64_t balance() const { return in - out; }
+    // Whoever was inside before the cameras began has left uncounted ones behind.
+    std::int64_t inside() const { return std::max<std::int64_t>(0, balance()); }
 };
 
 // The moment of the last reset at or before another one.
@@ -51,31 +62,5 @@ std::int64_t last_reset_us(const Area& area, const TimeZone& zone, std::int64_t 
 
 AreaBalance area_balance(const std::vector<StoreReader>& stores, const Area& area,
                          const TimeZone& zone, std::int64_t now_us);
-
-// Follows one area crossing by crossing, in the order of time.
-class AreaMeter {
-  public:
-    AreaMeter(Area area, const TimeZone& zone) : area_(std::move(area)), zone_(zone) {}
-
-    // So many are inside already.
-    void begin(std::int64_t time_us, std::int64_t inside);
-
-    enum class Change { kNone, kFull, kFree };
-    // Tells when the area has just become full, and when it no longer is.
-    Change add(std::int64_t time_us, const std::string& line, int direction);
-
-    const Area& area() const { return area_; }
-    std::int64_t inside() const { return inside_; }
-    std::int64_t drift() const { return drift_; }  // that the last reset has removed
-
-  private:
-    bool full() const { return area_.capacity && inside_ >= *area_.capacity; }
-
-    Area area_;
-    const TimeZone& zone_;
-    std::int64_t inside_ = 0;
-    std::int64_t drift_ = 0;
-    std::int64_t next_reset_us_ = INT64_MIN;
-};
 
 }  // namespace host

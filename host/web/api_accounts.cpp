@@ -1,7 +1,6 @@
 // One function for each request.
 #include "host/web/api_accounts.h"
 
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "host/store/local_time.h"
@@ -107,7 +106,8 @@ HttpResponse change_password(const ApiCall& call, Accounts& accounts) {
     return wait_s > 0 ? wait_answer(wait_s) : done(kDone);
 }
 
-HttpResponse list_users(Accounts& accounts, const TimeZone& zone) {
+HttpResponse list_users(Accounts& accounts, const std::string& time_zone) {
+    const TimeZone zone(time_zone);
     Json list = Json::array();
     for (const UserEntry& user : accounts.users()) {
         list.push_back({{"name", user.name},
@@ -134,7 +134,8 @@ HttpResponse change_user(const ApiCall& call, Accounts& accounts) {
     return done(kDone);
 }
 
-HttpResponse list_tokens(Accounts& accounts, const TimeZone& zone) {
+HttpResponse list_tokens(Accounts& accounts, const std::string& time_zone) {
+    const TimeZone zone(time_zone);
     Json list = Json::array();
     for (const TokenEntry& token : accounts.tokens()) {
         list.push_back({{"id", token.id},
@@ -155,8 +156,8 @@ HttpResponse add_token(const ApiCall& call, Accounts& accounts) {
 
 }  // namespace
 
-void add_account_routes(Router& router, Accounts& accounts, const std::string& time_zone) {
-    const auto zone = std::make_shared<const TimeZone>(time_zone);
+void add_account_routes(Router& router, Accounts& accounts,
+                        const std::function<std::string()>& time_zone) {
     router.add("GET", kSessionPath, Role::kNobody, [&accounts](const ApiCall& call) {
         return json_answer(session_json(call.caller, accounts));
     });
@@ -166,8 +167,9 @@ void add_account_routes(Router& router, Accounts& accounts, const std::string& t
                [&accounts](const ApiCall& call) { return log_out(call.request, accounts); });
     router.add("PUT", kPasswordPath, Role::kViewer,
                [&accounts](const ApiCall& call) { return change_password(call, accounts); });
-    router.add("GET", kUsersPath, Role::kAdmin,
-               [&accounts, zone](const ApiCall&) { return list_users(accounts, *zone); });
+    router.add("GET", kUsersPath, Role::kAdmin, [&accounts, time_zone](const ApiCall&) {
+        return list_users(accounts, time_zone());
+    });
     router.add("POST", kUsersPath, Role::kAdmin,
                [&accounts](const ApiCall& call) { return add_user(call.request, accounts); });
     router.add("PUT", kUserPath, Role::kAdmin,
@@ -176,8 +178,9 @@ void add_account_routes(Router& router, Accounts& accounts, const std::string& t
         accounts.remove_user(call.names.at("user"));
         return done(kDone);
     });
-    router.add("GET", kTokensPath, Role::kAdmin,
-               [&accounts, zone](const ApiCall&) { return list_tokens(accounts, *zone); });
+    router.add("GET", kTokensPath, Role::kAdmin, [&accounts, time_zone](const ApiCall&) {
+        return list_tokens(accounts, time_zone());
+    });
     router.add("POST", kTokensPath, Role::kAdmin,
                [&accounts](const ApiCall& call) { return add_token(call, accounts); });
     router.add("DELETE", kTokenPath, Role::kAdmin, [&accounts](const ApiCall& call) {

@@ -7,8 +7,9 @@
 
 namespace host {
 
-// Times are told by the clock of this time zone; empty for the machine's. The accounts must outlive
-// the routes. Throws InputError for a time zone that is not known.
-void add_account_routes(Router& router, Accounts& accounts, const std::string& time_zone);
+// Times are told by the clock of the time zone that is in force; empty for the machine's. The
+// accounts must outlive the routes.
+void add_account_routes(Router& router, Accounts& accounts,
+                        const std::function<std::string()>& time_zone);
 
 }  // namespace host

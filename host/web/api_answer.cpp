@@ -40,8 +40,16 @@ HttpResponse json_answer(const nlohmann::ordered_json& json, int status) {
     return response;
 }
 
+std::string as_sentence(std::string text) {
+    if (text.empty()) return text;
+    if (text.front() >= 'a' && text.front() <= 'z')
+        text.front() = static_cast<char>(text.front() - 'a' + 'A');
+    if (text.back() != '.') text += '.';
+    return text;
+}
+
 HttpResponse error_answer(int status, const std::string& sentence) {
-    return json_answer({{"error", sentence}}, status);
+    return json_answer({{"error", as_sentence(sentence)}}, status);
 }
 
 std::optional<std::string> percent_decoded(std::string_view text) {

@@ -27,7 +27,9 @@ class ApiError : public std::runtime_error {
 };
 
 HttpResponse json_answer(const nlohmann::ordered_json& json, int status = 200);
-// {"error": "one sentence"}.
+// Begins with a capital and ends with a full stop.
+std::string as_sentence(std::string text);
+// {"error": "One sentence."}
 HttpResponse error_answer(int status, const std::string& sentence);
 
 // "%20" is a space; nothing for what is not well formed, or no text in UTF-8 without

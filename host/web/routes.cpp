@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/web/api_answer.h"
+#include "host/web/api_routes.h"
 
 namespace host {
 namespace {
@@ -34,6 +35,7 @@ Router make_routes(const WebSources& sources, Gate gate) {
                [ask = sources.health](const ApiCall&) { return health_page(ask()); });
     router.add("GET", kMetricsPath, sources.open_metrics ? Role::kNobody : Role::kViewer,
                [ask = sources.metrics](const ApiCall&) { return metrics_page(ask()); });
+    add_api_routes(router, sources.api);
     return router;
 }
 

@@ -5,6 +5,7 @@
 
 #include "host/publish/metrics.h"
 #include "host/service/health.h"
+#include "host/web/api_sources.h"
 #include "host/web/router.h"
 
 namespace host {
@@ -17,6 +18,7 @@ struct WebSources {
     std::function<ServiceHealth()> health;
     std::function<MetricsInput()> metrics;
     bool open_metrics = false;  // everybody may read them
+    ApiSources api{};
 };
 
 Router make_routes(const WebSources& sources, Gate gate);

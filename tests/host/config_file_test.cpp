@@ -225,6 +225,25 @@ TEST_F(ConfigFile, ThatCannotBeReadIsNamed) {
     EXPECT_THAT(error_for("/dev/null"), HasSubstr("cannot read"));
 }
 
+TEST_F(ConfigFile, DirectionsHaveNames) {
+    const std::string line = "[[line]]\npoints = [[1, 2], [3, 4]]\n";
+    const auto names = [](const host::RunOptions& options) {
+        return options.lines.at(0).value.directions;
+    };
+    const host::RunOptions plain = read(line);
+    EXPECT_EQ(names(plain), (std::array<std::string, 2>{"in", "out"}));
+    EXPECT_THAT(host::config_text(plain), ::testing::Not(HasSubstr("directions")));
+    const host::RunOptions named = read(line + "directions = [\"to \\\"A\\\"\", \"to B\"]\n");
+    EXPECT_EQ(names(named), (std::array<std::string, 2>{"to \"A\"", "to B"}));
+    EXPECT_EQ(names(read(host::config_text(named))), names(named));
+    EXPECT_THAT(error_in(line + "directions = [\"in\"]\n"),
+                HasSubstr("line 3: directions are written as"));
+    EXPECT_THAT(error_in(line + "directions = [\"in\", \"in\"]\n"),
+                HasSubstr("line 3: directions are both called \"in\""));
+    EXPECT_THAT(error_in(line + "directions = [\"in\", \" \"]\n"),
+                HasSubstr("the name of a direction is empty"));
+}
+
 TEST_F(ConfigFile, TheCommandLineWins) {
     std::ofstream(path_) << "height_mm = 3500\ndetect = \"both\"\n"
                             "[[line]]\npoints = [[1, 2], [3, 4]]\n"

@@ -119,6 +119,65 @@ TEST_F(StoredRun, IsShownByHourKindAndEntrance) {
                 HasSubstr("watched last on 2026-01-01"));
 }
 
+// Two cameras whose lines have the same name; only one of them is an entrance.
+TEST_F(StoredRun, OfAPlaceIsShownByItsFile) {
+    run();
+    const std::string line = counts("")[0]["line"];
+    std::filesystem::create_directory(work_ / "store");
+    std::filesystem::copy_file(work_ / "door.db", work_ / "store" / "door.db");
+    const std::string head = "place = \"shop\"\ntime_zone = \"UTC\"\n";
+    const std::string rest =
+        "[[camera]]\nname = \"door\"\nscene = \"doorway\"\n"
+        "[[camera]]\nname = \"back\"\nscene = \"doorway\"\n"
+        "[[area]]\nname = \"hall\"\ncapacity = 1\nreset = \"00:00\"\n"
+        "[[entrance]]\ncamera = \"door\"\nline = \"" +
+        line + "\"\n";
+    const auto place = [&](const std::string& open, const std::string& more) {
+        std::ofstream(work_ / "vca.toml") << head << open << rest;
+        return vca("counts --config vca.toml --date 2026-01-01 --format json " + more);
+    };
+    const Outcome lines = place("", "");
+    EXPECT_THAT(lines.err, HasSubstr("camera \"back\" has no database yet"));
+    EXPECT_EQ(Json::parse(lines.out), counts(""));
+    ASSERT_EQ(vca("run --quiet --no-live --scene doorway --seconds 25 --output run "
+                  "--store store/back.db")
+                  .status,
+              0);
+    EXPECT_EQ(Json::parse(place("", "").out).size(), 2 * counts("").size());
+    EXPECT_EQ(Json::parse(place("", "--visitors").out), counts("--entrance " + line));
+    const Json inside = Json::parse(place("", "--inside").out);
+    EXPECT_EQ(inside, counts("--inside --area hall --reset 00:00 --capacity 1 --entrance " + line));
+    // The first of January was a Thursday.
+    EXPECT_EQ(
+        Json::parse(place("open = [\"mon-wed 00:00-24:00\"]\n", "--visitors").out)[0]["visitors"],
+        0);
+    EXPECT_EQ(Json::parse(place("open = \"thu 00:00-24:00\"\n", "--visitors").out),
+              counts("--entrance " + line));
+    EXPECT_THAT(vca("counts --config vca.toml --area yard --inside").err,
+                HasSubstr("the place has no area \"yard\" with an entrance; there are \"hall\""));
+    EXPECT_EQ(json_lines(vca("export --config vca.toml --format jsonl").out).size(),
+              2 * json_lines(vca("export --store door.db --format jsonl").out).size());
+    EXPECT_EQ(vca("status --config vca.toml").status, 1);
+}
+
+TEST_F(StoredRun, APlacesFileAndOtherOptionsAreNotMixed) {
+    std::ofstream(work_ / "vca.toml") << "place = \"shop\"\n[[camera]]\nname = \"door\"\n"
+                                         "scene = \"doorway\"\n";
+    for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
+             {"counts", "vca counts needs --store FILE.db or --config vca.toml"},
+             {"export", "vca export needs --store FILE.db or --config vca.toml"},
+             {"counts --config vca.toml --store a.db", "leave out --store"},
+             {"counts --config vca.toml --open 09:00-10:00", "--open stands in the place's file"},
+             {"counts --store a.db --visitors", "needs to know the entrances"},
+             {"counts --config vca.toml", "vca serve makes them"},
+             {"counts --config gone.toml", "gone.toml"},
+             {"status --url http://127.0.0.1:1 --config vca.toml", "leave out the databases"}}) {
+        const Outcome outcome = vca(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_THAT(outcome.err, HasSubstr(message));
+    }
+}
+
 // What was not watched stands where nobody was counted.
 TEST_F(StoredRun, ShowsWhenNothingWasWatched) {
     run();
@@ -126,7 +185,10 @@ TEST_F(StoredRun, ShowsWhenNothingWasWatched) {
     const std::int64_t minute_us = 60'000'000;
     const std::vector<std::array<std::int64_t, 2>> gaps{{5, 7}, {50, 130}};
     for (const auto& [from, to] : gaps) {
-        host::Store store({(work_ / "door.db").string(), "door", {}, {}, "", "", 50});
+        host::StoreSetup setup;
+        setup.path = (work_ / "door.db").string();
+        setup.device = "door";
+        host::Store store(setup);
         host::Batch batch;
         batch.add_gap({hour_us + from * minute_us, hour_us + to * minute_us, "the sender ended"});
         store.commit(batch);
@@ -172,7 +234,10 @@ TEST_F(StoredRun, HasAStatus) {
     EXPECT_THAT(failed.out, AllOf(StartsWith("failed\n  door  failed\n"),
                                   HasSubstr("nothing has been watched since 2026-01-01 00:00:2")));
     const auto watched_now = [this](const std::string& level) {
-        host::Store store({(work_ / "door.db").string(), "door", {}, {}, "", "", 50});
+        host::StoreSetup setup;
+        setup.path = (work_ / "door.db").string();
+        setup.device = "door";
+        host::Store store(setup);
         host::Batch batch;
         batch.watched_until_us = host::utc_now_us() + host::kHour_us;
         batch.add_health({0, host::health_level(level), "frames_late", "frames are missing"});

@@ -27,19 +27,48 @@ TEST(CameraMessage, IsReadAsItWasWritten) {
     EXPECT_TRUE(beat.counting);
     EXPECT_EQ(beat.taken, 5);
     EXPECT_EQ(beat.finished, 4);
+    host::CameraFigures figures;
+    figures.frames = 12;
+    figures.regions = {{"till \xff", 3}};
+    const auto told = there_and_back(figures);
+    EXPECT_EQ(told.frames, 12);
+    EXPECT_EQ(told.regions.at(0).people, 3);
     const auto committed = there_and_back(host::CameraCommitted{"00ff", 1LL << 40});
     EXPECT_EQ(committed.epoch, "00ff");
     EXPECT_EQ(committed.sequence, 1LL << 40);
     const auto settings = there_and_back(host::CameraSettings{"line 3", true});
     EXPECT_EQ(settings.text, "line 3");
     EXPECT_TRUE(settings.refused);
+    host::CameraAbout about{"a camera", 640, 576, 320, 288, 15.0, true, {}, "measured", {}, {"w"}};
+    about.model = {257.0, 242.0, 240.0, 128.0, 3100.0, host::Tilt{4.0, 1.0}};
+    about.tilt = host::Tilt{4.0, 1.0};
+    const auto camera = there_and_back(about);
+    EXPECT_EQ(camera.source, "a camera");
+    EXPECT_EQ(camera.sensor_height, 576);
+    EXPECT_EQ(camera.width, 320);
+    EXPECT_TRUE(camera.colour);
+    EXPECT_EQ(camera.model.cy, 128.0);
+    EXPECT_EQ(camera.model.height_mm, 3100.0);
+    EXPECT_EQ(camera.model.levelled->pitch_deg, 1.0);
+    EXPECT_EQ(camera.height_from, "measured");
+    EXPECT_EQ(camera.tilt->roll_deg, 4.0);
+    EXPECT_EQ(camera.warnings, std::vector<std::string>{"w"});
+    EXPECT_FALSE(there_and_back(host::CameraAbout{}).model.height_mm.has_value());
+    const auto measured = there_and_back(host::CameraMeasured{0.5, 3000.0, {}, host::Tilt{1, 2}});
+    EXPECT_EQ(measured.progress, 0.5);
+    EXPECT_EQ(measured.floor_mm, 3000.0);
+    EXPECT_FALSE(measured.noise_mm.has_value());
+    EXPECT_EQ(measured.tilt->pitch_deg, 2.0);
+    there_and_back(host::MeasureAgain{});
     EXPECT_EQ(there_and_back(host::ReadSettings{"page"}).author, "page");
 }
 
 TEST(CameraMessage, NothingElseIsOne) {
-    for (const char* text : {"", "{", "[]", "{}", "{\"message\": 1}", "{\"message\": \"bye\"}",
-                             "{\"message\": \"beat\", \"counting\": true, \"taken\": 1}",
-                             "{\"message\": \"beat\", \"counting\": 1, \"taken\": \"x\"}"})
+    for (const char* text :
+         {"", "{", "[]", "{}", "{\"message\": 1}", "{\"message\": \"bye\"}",
+          "{\"message\": \"beat\", \"counting\": true, \"taken\": 1}", "{\"message\": \"figures\"}",
+          "{\"message\": \"figures\", \"figures\": {\"frames\": 1}}",
+          "{\"message\": \"beat\", \"counting\": 1, \"taken\": \"x\"}"})
         EXPECT_FALSE(host::camera_message(text).has_value()) << text;
 }
 

@@ -8,13 +8,13 @@
 #include <fstream>
 
 #include "host/base/input_error.h"
+#include "host/service/place.h"
 #include "tests/support/unique_path.h"
 
 namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 class Place : public ::testing::Test {
@@ -49,8 +49,8 @@ TEST_F(Place, IsRefusedWithFileAndLineOfWhatIsWrong) {
                 AllOf(HasSubstr("vca.toml\" line 2: time_zone"), HasSubstr("Europe/Nowhere")));
     EXPECT_THAT(error_of(head + "open = \"nine\"\n" + kDoor),
                 AllOf(HasSubstr("line 2: open"), HasSubstr("such as 09:00-20:00")));
-    EXPECT_THAT(error_of(head + "open = \"20:00-09:00\"\n" + kDoor),
-                HasSubstr("it opens before it closes"));
+    EXPECT_THAT(error_of(head + "open = [\"09:00-12:00\", \"11:00-13:00\"]\n" + kDoor),
+                AllOf(HasSubstr("line 2: open"), HasSubstr("must not overlap")));
     EXPECT_THAT(error_of(head + kDoor + "[[area]]\nname = \"a\"\nreset = \"4\"\n"),
                 AllOf(HasSubstr("line 7: reset"), HasSubstr("write a time such as 09:30")));
     EXPECT_THAT(
@@ -79,22 +79,24 @@ TEST_F(Place, IsDescribedWithWhatIsProbablyUnintended) {
     EXPECT_THAT(text, HasSubstr("area \"place\": entered through door/x, empty at 04:00"));
 }
 
-TEST_F(Place, AreasBelongToACameraThatAloneLeadsToThem) {
+TEST_F(Place, AreasHaveTheDoorsThatLeadToThem) {
     const host::ServiceFile file =
         read(std::string("place = \"shop\"\n") + kDoor +
              "[[camera]]\nname = \"back\"\nscene = \"doorway\"\n[[area]]\nname = \"all\"\n"
-             "[[area]]\nname = \"yard\"\ncapacity = 3\n[[area]]\nname = \"none\"\n"
+             "[[area]]\nname = \"yard\"\ncapacity = 3\n[[area]]\nname = \"none\"\ncapacity = 1\n"
              "[[entrance]]\ncamera = \"door\"\nline = \"a\"\narea = \"all\"\n"
              "[[entrance]]\ncamera = \"back\"\nline = \"b\"\narea = \"all\"\nin = 2\n"
              "[[entrance]]\ncamera = \"back\"\nline = \"c\"\narea = \"yard\"\nin = 2\n");
-    EXPECT_THAT(host::areas_of(file, "door"), IsEmpty());
-    const std::vector<host::Area> areas = host::areas_of(file, "back");
-    ASSERT_EQ(areas.size(), 1U);
-    EXPECT_EQ(areas[0].name, "yard");
-    EXPECT_EQ(areas[0].capacity, 3);
-    ASSERT_EQ(areas[0].doors.size(), 1U);
-    EXPECT_EQ(areas[0].doors[0].line, "c");
-    EXPECT_EQ(areas[0].doors[0].in, 2);
+    EXPECT_EQ(host::doors_of(file).size(), 3U);
+    const std::vector<host::Area> areas = host::areas_of(file);
+    ASSERT_EQ(areas.size(), 2U);
+    EXPECT_EQ(areas[0].doors.size(), 2U);
+    EXPECT_EQ(areas[1].doors[0].device, "back");
+    EXPECT_EQ(areas[1].doors[0].line, "c");
+    EXPECT_EQ(areas[1].doors[0].in, 2);
+    const std::vector<host::Area> watched = host::watched_areas(file);
+    ASSERT_EQ(watched.size(), 1U);
+    EXPECT_EQ(watched[0].name, "yard");
 }
 
 }  // namespace

@@ -59,6 +59,7 @@ settings = "other/door.toml"
 name = "hall"
 recording = ["a.mkv", "/b.mkv"]
 loop = true
+fast = true
 [[camera]]
 name = "till"
 scene = "gallery"
@@ -86,7 +87,8 @@ gaps_days = "forever"
 )");
     EXPECT_EQ(file.place, "museum");
     EXPECT_EQ(file.time_zone.value, "Europe/Berlin");
-    EXPECT_EQ(file.open.value, "10:00-18:00");
+    ASSERT_EQ(file.open.size(), 1U);
+    EXPECT_EQ(file.open[0].value, "10:00-18:00");
     ASSERT_EQ(file.cameras.size(), 4U);
     EXPECT_EQ(file.cameras[0].source.source, "live");
     EXPECT_EQ(file.cameras[0].source.live_depth, "tcp://10.0.0.7:5000");
@@ -95,6 +97,7 @@ gaps_days = "forever"
     EXPECT_EQ(file.cameras[1].source.source, "recording");
     EXPECT_THAT(file.cameras[1].source.recordings, ElementsAre("/places/a.mkv", "/b.mkv"));
     EXPECT_TRUE(file.cameras[1].loop);
+    EXPECT_TRUE(file.cameras[1].fast);
     EXPECT_EQ(file.cameras[1].settings, "/places/cameras/hall.toml");
     EXPECT_EQ(file.cameras[2].source.scene, "gallery");
     EXPECT_EQ(file.cameras[2].source.seed, 7U);
@@ -125,6 +128,21 @@ TEST(ServiceFile, AnEntranceLeadsIntoTheWholePlaceWithoutAreas) {
     EXPECT_EQ(file.folder, "/places/store");
 }
 
+TEST(ServiceFile, PicturesAreInColourOnlyWhereTheFileSaysSo) {
+    const auto colour = [](const std::string& more) {
+        return read(std::string(kOne) + "scene = \"doorway\"\n" + more).cameras[0].colour_picture;
+    };
+    EXPECT_FALSE(colour(""));
+    EXPECT_FALSE(colour("picture = \"depth\"\n"));
+    EXPECT_TRUE(colour("picture = \"colour\"\n"));
+    try {
+        colour("picture = \"grey\"\n");
+        FAIL();
+    } catch (const host::InputError& error) {
+        EXPECT_THAT(error.what(), ::testing::HasSubstr("picture is \"grey\"; write \"depth\""));
+    }
+}
+
 TEST(ServiceFile, ACameraChangesWithWhatDefinesIt) {
     const auto definition = [](const std::string& more) {
         return read(std::string(kOne) + more).cameras[0].definition;
@@ -132,6 +150,8 @@ TEST(ServiceFile, ACameraChangesWithWhatDefinesIt) {
     EXPECT_EQ(definition("scene = \"doorway\"\n"), definition("scene = \"doorway\" # here\n"));
     EXPECT_NE(definition("scene = \"doorway\"\n"), definition("scene = \"gallery\"\n"));
     EXPECT_NE(definition("recording = \"a\"\n"), definition("recording = \"a\"\nloop = true\n"));
+    EXPECT_NE(definition("scene = \"doorway\"\n"),
+              definition("scene = \"doorway\"\npicture = \"colour\"\n"));
 }
 
 TEST(ServiceFile, RefusesWithFileAndLine) {
@@ -147,6 +167,8 @@ TEST(ServiceFile, RefusesWithFileAndLine) {
         {one, "line 2", "has no source"},
         {one + "scene = \"x\"\ndepth = \"tcp://a:1\"\n", "line 2", "has two sources"},
         {one + "scene = \"x\"\nloop = true\n", "line 5", "belongs to a camera with a recording"},
+        {one + "depth = \"x\"\nfast = true\n", "line 5",
+         "belongs to a camera with a recording or a scene"},
         {one + "recording = []\n", "line 4", "at least one"},
         {one + "recording = \"a\"\nseed = 1\n", "line 5", "belongs to a camera with a scene"},
         {one + "scene = \"x\"\ndepth_format = \"raw:64x48@15\"\n", "line 5", "a camera with depth"},

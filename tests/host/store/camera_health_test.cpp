@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/host/store/store_folder.h"
 #include "tests/host/tilted_floor.h"
 
@@ -24,7 +26,8 @@ class Health : public ::testing::Test {
     Health() {
         setup_.frames_per_second = kFps;
         setup_.camera = test::kCamera;
-        setup_.regions = {"till"};
+        setup_.lines = {line("door", {{0, 100}, {900, 100}})};
+        setup_.regions = {{"till", {{0, 0}, {100, 0}, {100, 100}}}};
         setup_.time_us = [](double time_s) {
             return kMonday_us + static_cast<std::int64_t>(time_s * 1e6);
         };
@@ -49,6 +52,15 @@ class Health : public ::testing::Test {
             health().end_frame(report);
         }
     }
+    // Somebody in the first region; a stay of 0 is none.
+    void stay(int track, int stay_ms) {
+        host::RegionsReported report;
+        report.people.push_back({track, {}, {}});
+        report.people[0].regions[0] = {stay_ms > 0 ? 1 : 0, stay_ms};
+        report.inside[0] = stay_ms > 0 ? 1 : 0;
+        tell(report);
+        watch(1.0 / kFps, floor_);
+    }
     void tell(const host::Payload& payload) {
         health().on_event({host::kInputId, number_, time_s_, payload});
     }
@@ -58,6 +70,13 @@ class Health : public ::testing::Test {
         for (const host::HealthNote& note : notes_)
             list.push_back(std::string(host::health_level_name(note.level)) + " " + note.fault);
         return list;
+    }
+    static host::CountingLine line(const std::string& name,
+                                   const std::vector<host::PicturePoint>& points) {
+        host::CountingLine line;
+        line.name = name;
+        line.points = points;
+        return line;
     }
     static std::vector<std::uint16_t> with_holes(std::vector<std::uint16_t> depth_mm,
                                                  double share) {
@@ -85,6 +104,75 @@ TEST_F(Health, NothingIsWrongWithAFloor) {
     EXPECT_EQ(figures.processing.at_most[2], number_);
     EXPECT_EQ(host::to_json(host::parse_camera_figures(host::to_json(figures))),
               host::to_json(figures));
+}
+
+TEST_F(Health, StaysThatEndedAreCountedByTheirLength) {
+    stay(7, 400);
+    stay(7, 5000);
+    EXPECT_EQ(health().figures().regions[0].people, 1);
+    EXPECT_EQ(health().figures().regions[0].longest_stay_ms, 5000);
+    EXPECT_EQ(health().figures().regions[0].stays.count, 0);
+    stay(7, 0);
+    const host::RegionFigures till = health().figures().regions[0];
+    EXPECT_EQ(till.people, 0);
+    EXPECT_EQ(till.longest_stay_ms, 0);
+    EXPECT_EQ(till.stays.count, 1);
+    EXPECT_DOUBLE_EQ(till.stays.sum_s, 5.0);
+    EXPECT_EQ(till.stays.at_most, (std::vector<std::int64_t>{0, 0, 1, 1, 1, 1, 1, 1, 1}));
+}
+
+TEST_F(Health, CrossingsThatAreNotCountedHaveAReason) {
+    const auto decide = [this](int kind, int list, int line) {
+        host::Decision decision{};
+        decision.kind = kind;
+        decision.list = list;
+        decision.place = line;
+        tell(decision);
+    };
+    decide(VCA_DECISION_TURNED_BACK, VCA_LIST_LOCAL, 0);
+    decide(VCA_DECISION_TURNED_BACK, VCA_LIST_MERGED, 0);
+    decide(VCA_DECISION_SAME_SIDE, VCA_LIST_LOCAL, 0);
+    decide(VCA_DECISION_SAME_SIDE, VCA_LIST_LOCAL, 3);
+    decide(VCA_DECISION_COUNTED, VCA_LIST_LOCAL, 0);
+    tell(host::CountLeftOut{{}, VCA_LIST_LOCAL, host::LeftOut::kUnseen});
+    tell(host::CountLeftOut{{}, VCA_LIST_LOCAL, host::LeftOut::kWentBack});
+    const host::CameraFigures figures = health().figures();
+    ASSERT_EQ(figures.lines.size(), 1U);
+    EXPECT_THAT(figures.lines[0].suppressed, ElementsAre(1, 1, 1, 1, 0, 0));
+    EXPECT_EQ(host::to_json(host::parse_camera_figures(host::to_json(figures))),
+              host::to_json(figures));
+}
+
+TEST_F(Health, FramesBetweenTwoRoundsOfASourceAreNotMissing) {
+    watch(30.0, floor_);
+    const host::FramePlanes blank{{}, {}, {}, {}, {}, true};
+    for (int i = 0; i < 87; ++i, ++number_, time_s_ += 1.0 / kFps) {
+        health().on_frame({number_, time_s_, blank, {}, {}});
+        host::PassReport report;
+        report.number = number_;
+        report.blank = true;
+        health().end_frame(report);
+    }
+    watch(90.0, floor_);
+    EXPECT_EQ(health().figures().missing, 0);
+    EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(Health, FiguresFollowTheirNames) {
+    stay(7, 5000);
+    stay(7, 0);
+    tell(host::CountLeftOut{});
+    const std::vector<host::PicturePoint> points{{0, 0}, {100, 0}, {100, 100}};
+    health().change({line("gone", {}), line("door", points)},
+                    {{"shelf", points}, {"till", points}, {"parked", {}}});
+    const host::CameraFigures figures = health().figures();
+    ASSERT_EQ(figures.lines.size(), 1U);
+    EXPECT_EQ(figures.lines[0].name, "door");
+    EXPECT_EQ(figures.lines[0].suppressed[2], 1);
+    ASSERT_EQ(figures.regions.size(), 2U);
+    EXPECT_EQ(figures.regions[0].name, "shelf");
+    EXPECT_EQ(figures.regions[0].stays.count, 0);
+    EXPECT_EQ(figures.regions[1].stays.count, 1);
 }
 
 TEST_F(Health, SilenceLastsUntilFramesComeAgain) {
@@ -209,6 +297,10 @@ TEST_F(Health, TheWorstLevelIsThatOfAll) {
 TEST_F(Health, FiguresThatAreNoneAreRefused) {
     for (const char* text : {"", "{}", "[1]", R"({"frames":"many"})"})
         EXPECT_THROW(host::parse_camera_figures(text), host::InputError) << text;
+    // Histograms of another length would lie.
+    auto json = nlohmann::json::parse(host::to_json(health().figures()));
+    json["processing"]["at_most"].push_back(1);
+    EXPECT_THROW(host::parse_camera_figures(json.dump()), host::InputError);
 }
 
 }  // namespace

@@ -106,12 +106,14 @@ TEST_F(StoreReading, VisitorsAreWithoutStaff) {
            crossing(kMonday_us, "door", 2), crossing(kMonday_us, "back", 2)});
     const StoreReader reader(path());
     const auto counts = reader.counts({kMonday_us, kMonday_us + kMinute_us});
-    const host::Visitors door = host::visitors_of(counts, {{"door", 1}});
+    const host::Visitors door = host::visitors_of("entrance", counts, {{"door", 1}});
     EXPECT_EQ(door.adults, 2);
     EXPECT_EQ(door.children, 1);
     EXPECT_EQ(door.together, 1);
-    EXPECT_EQ(host::visitors_of(counts, {{"door", 1}, {"back", 2}}).all(), 4);
-    EXPECT_EQ(host::visitors_of(counts, {{"back", 1}}).all(), 0);
+    EXPECT_EQ(host::visitors_of("entrance", counts, {{"door", 1}, {"back", 2}}).all(), 4);
+    EXPECT_EQ(host::visitors_of("entrance", counts, {{"back", 1}}).all(), 0);
+    EXPECT_EQ(host::visitors_of("entrance", counts, {{"door", 1, "other"}}).all(), 0);
+    EXPECT_EQ(host::visitors_of("entrance", counts, {{"door", 1, "entrance"}}).all(), 3);
 }
 
 TEST_F(StoreReading, InsideIsCountedFromTheReset) {
@@ -140,21 +142,16 @@ TEST_F(StoreReading, InsideIsCountedFromTheReset) {
     EXPECT_EQ(now.since.from_us, reset);
 }
 
-TEST(AreaMeter, TellsWhenAnAreaIsFull) {
-    using Change = host::AreaMeter::Change;
+// People who were there before the cameras have left.
+TEST_F(StoreReading, NobodyIsInsideMoreOftenThanNever) {
     const TimeZone utc("UTC");
-    host::AreaMeter meter({"hall", {{"door", 1}}, 4 * 60, 2}, utc);
-    EXPECT_EQ(meter.add(kMonday_us, "door", 1), Change::kNone);
-    EXPECT_EQ(meter.add(kMonday_us + 1, "window", 1), Change::kNone);
-    EXPECT_EQ(meter.add(kMonday_us + 2, "door", 1), Change::kFull);
-    EXPECT_EQ(meter.add(kMonday_us + 3, "door", 1), Change::kNone);
-    EXPECT_EQ(meter.add(kMonday_us + 4, "door", 2), Change::kNone);
-    EXPECT_EQ(meter.add(kMonday_us + 5, "door", 2), Change::kFree);
-    EXPECT_EQ(meter.add(kMonday_us + 6, "door", 1), Change::kFull);
-    // Reset at four in the morning with two too many.
-    EXPECT_EQ(meter.add(kMonday_us + 20 * kHour_us, "door", 1), Change::kFree);
-    EXPECT_EQ(meter.inside(), 1);
-    EXPECT_EQ(meter.drift(), 2);
+    write({crossing(kMonday_us, "door", 2), crossing(kMonday_us, "door", 2)});
+    std::vector<StoreReader> stores;
+    stores.emplace_back(path());
+    const host::Area area{"hall", {{"door", 1}}, 0, 3};
+    const host::AreaBalance now = host::area_balance(stores, area, utc, kMonday_us + kMinute_us);
+    EXPECT_EQ(now.balance(), -2);
+    EXPECT_EQ(now.inside(), 0);
 }
 
 TEST_F(StoreReading, EventsComeInTheirOrder) {

@@ -24,7 +24,6 @@ class StoreSinkRows : public test::StoreFolder {
         setup.names.lines = {"door"};
         setup.names.regions = {"till", "shelf"};
         setup.regions = {{"till", {}}, {"shelf", {}}};
-        setup.time_zone = "UTC";
         return setup;
     }
     // One frame with what happens in it.
@@ -107,31 +106,6 @@ TEST_F(StoreSinkRows, RegionsAreCountedFrameByFrame) {
     EXPECT_EQ(text("SELECT kind || ' ' || track || ' ' || json FROM events"),
               R"(stay 9 {"message":"stay","frame":15,"time_s":2.5,"track":9,"region":1,)"
               R"("stay_ms":1500})");
-}
-
-TEST_F(StoreSinkRows, AFullAreaIsAnEvent) {
-    host::StoreSinkSetup setup = sink_setup();
-    setup.areas = {{"hall", {{"door", 1}}, 0, 2}};
-    host::StoreSink sink(setup);
-    frame(sink, 1.0, {counted(1700), counted(1700)});
-    frame(sink, 2.0, {counted(1700, 0, 2)});
-    sink.finish();
-    EXPECT_EQ(text("SELECT group_concat(events.kind || ' ' || places.name || ' ' || people, '; ') "
-                   "FROM events JOIN places ON places.id = place WHERE events.kind = 'capacity'"),
-              "capacity hall 2; capacity hall 1");
-    EXPECT_EQ(text("SELECT json FROM events WHERE kind = 'capacity' LIMIT 1"),
-              R"({"message":"capacity","area":"hall","inside":2,"full":true})");
-}
-
-TEST_F(StoreSinkRows, WhoIsInsideStaysInsideWhenTheProgramIsStartedAgain) {
-    host::StoreSinkSetup setup = sink_setup();
-    setup.areas = {{"hall", {{"door", 1}}, 0, 2}};
-    for (const double time_s : {1.0, 100.0}) {
-        host::StoreSink sink(setup);
-        frame(sink, time_s, {counted(1700)});
-        sink.finish();
-    }
-    EXPECT_EQ(integer("SELECT people FROM events WHERE kind = 'capacity'"), 2);
 }
 
 TEST_F(StoreSinkRows, AGapOfTheInputIsARowAndAnEvent) {

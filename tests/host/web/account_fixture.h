@@ -27,14 +27,14 @@ class AccountFolder : public StoreFolder {
         accounts_ = std::make_unique<host::Accounts>(
             host::AccountsSetup{path("service.db"), {1, 8192}, [this] { return now_us_; }});
         router_ = std::make_unique<host::Router>(host::make_gate(*accounts_, gate_));
-        host::add_account_routes(*router_, *accounts_, "UTC");
+        host::add_account_routes(*router_, *accounts_, [] { return "UTC"; });
         router_->add("GET", "/api/v1/seen", host::Role::kViewer,
                      [](const host::ApiCall& call) { return name_of(call); });
         router_->add("PUT", "/api/v1/drawn", host::Role::kOperator,
                      [](const host::ApiCall& call) { return name_of(call); });
     }
     static host::HttpResponse name_of(const host::ApiCall& call) {
-        return host::HttpResponse{200, "text/plain", call.caller.name, {}};
+        return host::HttpResponse{200, "text/plain", call.caller.name, {}, nullptr};
     }
 
     void add(const std::string& name, host::Role role) {

@@ -178,6 +178,137 @@ TEST_F(Http, ManyAtOnceAreAllAnswered) {
     EXPECT_EQ(right, 200);
 }
 
+// Says a number whenever it is asked to.
+class Numbers final : public host::HttpStream {
+  public:
+    ~Numbers() override { gone_ = true; }
+    explicit Numbers(std::atomic<bool>& gone) : gone_(gone) {}
+    void on_more(std::function<void()> more) override {
+        const std::lock_guard lock(mutex_);
+        more_ = std::move(more);
+    }
+    std::optional<std::string> take() override {
+        const std::lock_guard lock(mutex_);
+        if (waiting_.empty() && ended_) return std::nullopt;
+        return std::exchange(waiting_, {});
+    }
+    void say(const std::string& words, bool last = false) {
+        const std::lock_guard lock(mutex_);
+        waiting_ += words;
+        ended_ = last;
+        if (more_) more_();
+    }
+
+  private:
+    std::atomic<bool>& gone_;
+    std::mutex mutex_;
+    std::function<void()> more_;
+    std::string waiting_;
+    bool ended_ = false;
+};
+
+class Streams : public ::testing::Test {
+  protected:
+    void start(const host::HttpLimits& limits = {}) {
+        server_ = std::make_unique<HttpServer>("127.0.0.1", 0, limits,
+                                               [this](const HttpRequest& request) {
+                                                   HttpResponse response = echo(request);
+                                                   if (request.path == "/live")
+                                                       response.stream = open();
+                                                   return response;
+                                               });
+    }
+    std::shared_ptr<Numbers> open() {
+        const auto stream = std::make_shared<Numbers>(gone_);
+        const std::lock_guard lock(mutex_);
+        stream_ = stream;
+        return stream;
+    }
+    std::shared_ptr<Numbers> stream() {
+        const auto limit = std::chrono::steady_clock::now() + kAges;
+        while (std::chrono::steady_clock::now() < limit) {
+            const std::lock_guard lock(mutex_);
+            if (auto stream = stream_.lock()) return stream;
+        }
+        return nullptr;
+    }
+    bool goes() const {
+        const auto limit = std::chrono::steady_clock::now() + kAges;
+        while (!gone_ && std::chrono::steady_clock::now() < limit)
+            std::this_thread::sleep_for(1ms);
+        return gone_;
+    }
+    static constexpr const char* kAsk = "GET /live HTTP/1.1\r\nHost: x\r\n\r\n";
+
+    std::atomic<bool> gone_{false};
+    std::mutex mutex_;
+    std::weak_ptr<Numbers> stream_;
+    std::unique_ptr<HttpServer> server_;
+};
+
+TEST_F(Streams, ArePassedOnUntilTheyEnd) {
+    start();
+    const Plain client(server_->port());
+    client.say(kAsk);
+    for (int i = 0; i < 100; ++i)
+        stream()->say(std::to_string(i) + " ");
+    stream()->say("end", true);
+    const std::string all = client.hear();
+    EXPECT_THAT(all, AllOf(StartsWith("HTTP/1.1 200 OK\r\n"), Not(HasSubstr("Content-Length")),
+                           HasSubstr("X-Own: here\r\n"), HasSubstr("\r\n\r\n0 1 2 "),
+                           ::testing::EndsWith("98 99 end")));
+    EXPECT_TRUE(goes());
+}
+
+TEST_F(Streams, EndWhenTheReaderGoes) {
+    start();
+    {
+        const Plain client(server_->port());
+        client.say(kAsk);
+        ASSERT_NE(stream(), nullptr);
+    }
+    EXPECT_TRUE(goes()) << "nothing had to be sent for it";
+}
+
+TEST_F(Streams, AReaderWhoTakesNothingIsCutOffAndHoldsNobodyUp) {
+    host::HttpLimits limits;
+    limits.time = 500ms;
+    start(limits);
+    const Plain slow(server_->port());
+    slow.say(kAsk);
+    const auto held = stream();
+    ASSERT_NE(held, nullptr);
+    const std::string much(1 << 20, 'x');
+    for (int i = 0; i < 32; ++i)
+        held->say(much);
+    const std::string url = "http://127.0.0.1:" + std::to_string(server_->port());
+    for (int i = 0; i < 50; ++i)
+        EXPECT_THAT(host::http_get(url + "/1", kAges).body, StartsWith("GET /1"));
+    const std::weak_ptr<Numbers> watched = held;
+    std::this_thread::sleep_for(limits.time);
+    const auto limit = std::chrono::steady_clock::now() + kAges;
+    while (watched.use_count() > 1 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_EQ(watched.use_count(), 1) << "the server has let it go";
+}
+
+TEST_F(Streams, AHeadHasNone) {
+    start();
+    const Plain client(server_->port());
+    client.say("HEAD /live HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+    EXPECT_THAT(client.hear(), AllOf(StartsWith("HTTP/1.1 200"), ::testing::EndsWith("\r\n\r\n")));
+}
+
+TEST_F(Streams, EndWithTheServer) {
+    start();
+    const Plain client(server_->port());
+    client.say(kAsk);
+    const auto held = stream();
+    ASSERT_NE(held, nullptr);
+    server_.reset();
+    client.hear();
+}
+
 TEST_F(Http, EndsWhileSomebodyIsConnected) {
     start();
     const Plain idle(server_->port());

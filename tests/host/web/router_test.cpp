@@ -63,9 +63,9 @@ TEST_F(RouterTest, ARoleSuffices) {
 TEST_F(RouterTest, WhatIsThrownIsOneSentence) {
     const HttpResponse conflict = ask("PUT", "/cameras/a/heat");
     EXPECT_EQ(conflict.status, 409);
-    EXPECT_EQ(error_of(conflict), "changed");
+    EXPECT_EQ(error_of(conflict), "Changed.");
     EXPECT_EQ(ask("GET", "/wrong").status, 400);
-    EXPECT_EQ(error_of(ask("GET", "/wrong")), "no day");
+    EXPECT_EQ(error_of(ask("GET", "/wrong")), "No day.");
 }
 
 TEST_F(RouterTest, OtherPathsAndMethodsAreRefused) {
@@ -94,7 +94,7 @@ TEST(ApiAnswer, ABodyIsAnObject) {
 }
 
 TEST(ApiAnswer, BytesThatAreNoTextAreReplaced) {
-    EXPECT_EQ(host::error_answer(400, "a\xff").body, "{\"error\":\"a\xEF\xBF\xBD\"}");
+    EXPECT_EQ(host::error_answer(400, "a\xff").body, "{\"error\":\"A\xEF\xBF\xBD.\"}");
 }
 
 }  // namespace

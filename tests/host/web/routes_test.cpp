@@ -62,7 +62,10 @@ class Web : public test::StoreFolder {
         input_.cameras[0].figures->frames = 9;
         input_.cameras[0].figures->processing.add(0.02);
         input_.cameras[0].figures->processing.add(0.3);
-        input_.cameras[0].figures->regions = {{"till", 2}};
+        host::RegionFigures till{"till", 2};
+        till.stays.add(45.0);
+        input_.cameras[0].figures->regions = {till};
+        input_.cameras[0].figures->lines = {{"door", {0, 3}}};
         input_.areas = {{"hall", {{"door", 1}}, 0, 10}};
         input_.time_zone = "UTC";
         input_.now_us = kMonday_us + 6'000'000;
@@ -158,6 +161,14 @@ TEST_F(Web, MetricsAreTheCommittedCounts) {
                     HasSubstr("vca_frame_processing_seconds_bucket" + camera + ",le=\"0.02\"} 1\n"),
                     HasSubstr("vca_frame_processing_seconds_bucket" + camera + ",le=\"+Inf\"} 2\n"),
                     HasSubstr("vca_frame_processing_seconds_sum" + camera + "} 0.32\n"),
+                    HasSubstr("vca_region_stay_seconds_bucket" + camera +
+                              ",region=\"till\",le=\"30\"} 0\n"),
+                    HasSubstr("vca_region_stay_seconds_bucket" + camera +
+                              ",region=\"till\",le=\"60\"} 1\n"),
+                    HasSubstr("vca_suppressed_crossings_total" + camera +
+                              ",line=\"door\",reason=\"same_side\"} 3\n"),
+                    HasSubstr("vca_suppressed_crossings_total" + camera +
+                              ",line=\"door\",reason=\"unseen\"} 0\n"),
                     HasSubstr("vca_last_event_timestamp_seconds" + camera),
                     HasSubstr("vca_build_info{version=")));
 }
@@ -184,11 +195,9 @@ TEST_F(Web, MetricsHaveHeads) {
 }
 
 TEST_F(Web, AProgramThatReadsMetricsTakesThem) {
-    const std::string promtool = VCA_PROMTOOL;
-    if (promtool.empty()) GTEST_SKIP() << "promtool is not installed";
     count();
     std::ofstream(path("metrics.txt")) << metrics();
-    EXPECT_EQ(std::system((promtool + " check metrics < " + path("metrics.txt") + " > " +
+    EXPECT_EQ(std::system((VCA_PROMTOOL " check metrics < " + path("metrics.txt") + " > " +
                            path("said.txt") + " 2>&1")
                               .c_str()),
               0)

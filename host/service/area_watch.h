@@ -1,0 +1,52 @@
+// Tells when an area of the place has become full, and when it no longer is: an event in the
+// place's own database. Crossings of all its cameras are looked at together, as they are committed.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "host/net/ticker.h"
+#include "host/settings/service_file.h"
+#include "host/store/store_writer.h"
+#include "host/store/visitors.h"
+
+namespace host {
+
+class AreaWatch {
+  public:
+    // Looks twice a second at what was committed; whoever fills an area for less may be missed.
+    // `say` is told what goes wrong and when an area is full, on threads of its own.
+    AreaWatch(const ServiceFile& file, std::function<void(const std::string&)> say);
+    ~AreaWatch();
+    AreaWatch(const AreaWatch&) = delete;
+    AreaWatch& operator=(const AreaWatch&) = delete;
+
+    // From the next look on.
+    void change(const ServiceFile& file);
+
+  private:
+    struct Look;
+
+    void work();
+    void begin();
+    void read_states(const std::string& path);
+    void look_at(const Area& area, std::int64_t now_us);
+
+    const std::function<void(const std::string&)> say_;
+    std::mutex mutex_;
+    ServiceFile file_;
+    bool changed_ = false;
+
+    // The thread's own.
+    std::unique_ptr<Look> look_;
+    std::map<std::string, bool> full_;  // by the area's name
+    std::string complaint_;             // the last one, which is said once
+    std::unique_ptr<StoreWriter> writer_;
+    Ticker ticker_;
+};
+
+}  // namespace host

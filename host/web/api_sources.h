@@ -1,0 +1,41 @@
+// Where the handlers of the API find what they tell; functions are called on any thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/base/camera.h"
+#include "host/service/health.h"
+#include "host/service/live_place.h"
+#include "host/settings/service_file.h"
+
+namespace host {
+
+// What a camera's process tells of itself.
+struct CameraLook {
+    CameraStand stand = CameraStand::kOffline;
+    double frames_per_second = 0.0;  // that are finished
+    int width = 960;                 // of the picture in which a user gives points
+    int height = 544;
+    bool colour = false;               // the picture that is shown is in colour
+    std::optional<CameraModel> model;  // empty: not known yet
+};
+
+// Who confirmed that a camera counts right, and when, since 1970.
+struct Commissioned {
+    std::int64_t time_us = 0;
+    std::string author;
+};
+
+struct ApiSources {
+    std::function<std::shared_ptr<const ServiceFile>()> place;  // as it is in force; never null
+    std::function<std::int64_t()> now_us;                       // since 1970
+    std::function<ServiceHealth()> health;
+    std::function<CameraLook(const std::string& camera)> look;
+    std::function<std::optional<Commissioned>(const std::string& camera)> commissioned;
+};
+
+}  // namespace host

@@ -1,0 +1,196 @@
+// Settings over HTTP, and every answer against the description of the API.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+#include "tests/host/web/api_contract.h"
+#include "tests/host/web/api_fixture.h"
+
+namespace {
+
+using test::Json;
+using test::kMonday_us;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class ApiSettings : public test::Api {
+  protected:
+    Json check(const Json& settings) const {
+        const host::HttpResponse response =
+            ask("POST", "cameras/entrance/settings/check", settings.dump());
+        EXPECT_EQ(response.status, 200) << response.body;
+        return Json::parse(response.body);
+    }
+    static Json sound() {
+        return Json::parse(R"({"line":[{"name":"door","points":[[310,272],[650,272]]}],
+                               "region":[],"exclude":[]})");
+    }
+};
+
+TEST_F(ApiSettings, AreThoseInForceWithTheirVersion) {
+    count("entrance", kMonday_us, kMonday_us);
+    const Json first = get("cameras/entrance/settings");
+    EXPECT_EQ(first["version"], 1);
+    EXPECT_EQ(first["author"], "file");
+    EXPECT_EQ(first["settings"]["line"][0]["directions"],
+              Json::array({"to the shop", "to the street"}));
+    EXPECT_EQ(first["settings"]["height_mm"], nullptr);
+    {
+        host::Store store(camera("entrance"));
+        host::Batch batch;
+        batch.settings.push_back({{"door"},
+                                  {},
+                                  "[[line]]\nname = \"door\"\npoints = [[0, 9], [9, 9]]\n",
+                                  "anna",
+                                  kMonday_us,
+                                  "moved"});
+        store.commit(batch);
+    }
+    const Json now = get("cameras/entrance/settings");
+    EXPECT_EQ(now["version"], 2);
+    EXPECT_EQ(now["name"], "moved");
+    EXPECT_EQ(now["time"], "2026-03-02T09:00:00.000+01:00");
+    const Json versions = get("cameras/entrance/settings/versions")["versions"];
+    ASSERT_THAT(versions, SizeIs(2));
+    EXPECT_EQ(versions[0]["author"], "anna");
+    EXPECT_EQ(get("cameras/entrance/settings/versions/1")["settings"], first["settings"]);
+    EXPECT_THAT(refusal("cameras/entrance/settings/versions/3", 404), HasSubstr("no such version"));
+    EXPECT_THAT(refusal("cameras/entrance/settings/versions/x"), HasSubstr("whole number"));
+    EXPECT_THAT(refusal("cameras/none/settings", 404), HasSubstr("no camera \"none\""));
+}
+
+TEST_F(ApiSettings, SoundOnesHaveNoNotesAndAZone) {
+    const Json answer = check(sound());
+    EXPECT_THAT(answer["notes"], IsEmpty()) << answer;
+    EXPECT_EQ(answer["zones"][0]["points"],
+              Json::parse("[[310.0,246.0],[650.0,246.0],[650.0,298.0],[310.0,298.0]]"));
+}
+
+TEST_F(ApiSettings, EachErrorHasItsPlace) {
+    Json wrong = sound();
+    wrong["height_mm"] = 100;
+    wrong["line"].push_back({{"name", " "}, {"points", {{0, 0}}}});
+    wrong["region"].push_back({{"name", "till"}, {"points", {{0, 0}, {2000, 0}, {9, 9}}}});
+    const Json notes = check(wrong)["notes"];
+    std::set<std::string> found;
+    for (const Json& note : notes) {
+        EXPECT_EQ(note["level"], "error");
+        found.insert(note["code"].get<std::string>() + " " +
+                     note["place"]["kind"].get<std::string>() + " " +
+                     note["place"]["index"].dump());
+    }
+    EXPECT_EQ(found, (std::set<std::string>{"setting_wrong setting 0", "name_wrong line 1",
+                                            "line_wrong line 1", "outside_picture region 0"}))
+        << notes;
+}
+
+TEST_F(ApiSettings, AZoneIsDrawnForWhatCanBeDrawn) {
+    Json wild = sound();
+    wild["line"][0]["points"] = {{-1e308, 0}, {1e308, 0}};
+    wild["line"].push_back({{"name", "one"}, {"points", {{5, 5}, {5, 5}}}});
+    wild["line"].push_back({{"name", "bent"}, {"points", {{0, 0}, {100, 0}, {0, 1}}}});
+    const Json zones = check(wild)["zones"];
+    ASSERT_THAT(zones, SizeIs(1)) << zones;
+    EXPECT_EQ(zones[0]["line"], 2);
+    for (const Json& point : zones[0]["points"])
+        EXPECT_LT(std::abs(point[0].get<double>()), 300.0) << "sharp corners do not run away";
+}
+
+TEST_F(ApiSettings, DoubtsAreWarnings) {
+    Json doubtful = sound();
+    doubtful["exclude"].push_back({{"points", {{300, 200}, {700, 200}, {700, 400}, {300, 400}}}});
+    const Json notes = check(doubtful)["notes"];
+    ASSERT_THAT(notes, SizeIs(1));
+    EXPECT_EQ(notes[0]["level"], "warning");
+    EXPECT_THAT(notes[0]["text"].get<std::string>(), HasSubstr("entirely in exclusion areas"));
+}
+
+TEST_F(ApiSettings, WhatIsNoSettingsIsRefused) {
+    for (const char* body : {"[]", "{", "{}", R"({"line":3,"region":[],"exclude":[]})",
+                             R"({"line":[{"points":[]}],"region":[],"exclude":[]})",
+                             R"({"line":[{"name":"a","points":[[1]]}],"region":[],"exclude":[]})",
+                             R"({"line":[],"region":[],"exclude":[],"tilt":{}})",
+                             R"({"line":[],"region":[],"exclude":[],"target_height_mm":[1]})",
+                             R"({"line":[],"region":[],"exclude":[],"x":1})"}) {
+        const host::HttpResponse response = ask("POST", "cameras/entrance/settings/check", body);
+        EXPECT_EQ(response.status, 400) << body << response.body;
+    }
+}
+
+class Contract : public test::Api {
+  protected:
+    const test::ApiContract contract_{VCA_API_JSON};
+};
+
+TEST_F(Contract, EveryRouteIsDescribed) {
+    host::Router router([](const host::HttpRequest&) { return host::Caller{}; });
+    host::add_api_routes(router, sources_);
+    EXPECT_GT(router.routes().size(), 10U);
+    for (const host::Router::Route& route : router.routes())
+        EXPECT_NE(contract_.operation(route.method, route.path), nullptr)
+            << route.method << " " << route.path;
+}
+
+TEST_F(Contract, EveryAnswerHasTheDescribedForm) {
+    place(
+        "open = \"mon 09:00-10:00\"\n[[area]]\nname = \"hall\"\n"
+        "[[entrance]]\ncamera = \"entrance\"\nline = \"door\"\n");
+    count("entrance", kMonday_us, now_us_, {test::crossing(kMonday_us)});
+    {
+        host::Store store(camera("entrance"));
+        host::Batch batch;
+        batch.add_gap({kMonday_us, kMonday_us + 1, "no frames came"});
+        batch.regions = {{host::minute_of(kMonday_us), "till", 9, 3, 2, 1, 100}};
+        batch.people.push_back({kMonday_us, kMonday_us, 7, false, "w",
+                                R"({"from_s":1,"story":[{"time_s":1,"what":"born",
+                                "at":[1,2],"text":"t"}]})"});
+        batch.settings.push_back({{"door"}, {}, "[group]\nmin = 3\n", "anna", kMonday_us});
+        store.commit(batch);
+    }
+    const std::string days = "?from=2026-03-02&to=2026-03-02";
+    const std::vector<std::pair<std::string, std::string>> asked{
+        {"place", ""},
+        {"health", ""},
+        {"counts", days + "&by=hour"},
+        {"regions", days + "&by=hour"},
+        {"areas", days + "&by=hour"},
+        {"visitors", days + "&by=hour"},
+        {"events", "?after=0"},
+        {"people", "?camera=entrance&track=7"},
+        {"cameras/{camera}/heat", days},
+        {"cameras/{camera}/settings", ""},
+        {"cameras/{camera}/settings/versions", ""},
+        {"cameras/{camera}/settings/versions/{version}", ""}};
+    for (const auto& [path, query] : asked) {
+        std::string target = path + query;
+        for (const auto& [name, value] :
+             {std::pair{"{camera}", "entrance"}, std::pair{"{version}", "1"}}) {
+            if (const auto at = target.find(name); at != std::string::npos)
+                target.replace(at, std::string(name).size(), value);
+        }
+        EXPECT_EQ(contract_.difference("GET", "/api/v1/" + path, get(target)), "") << target;
+    }
+}
+
+TEST_F(Contract, ADifferenceIsFound) {
+    count("entrance", kMonday_us, now_us_);
+    Json place = get("place");
+    place["today"] = 3;
+    EXPECT_THAT(contract_.difference("GET", "/api/v1/place", place), HasSubstr(".today"));
+    place.erase("today");
+    EXPECT_THAT(contract_.difference("GET", "/api/v1/place", place), HasSubstr("no today"));
+    place = get("place");
+    place["cameras"][0]["state"] = "asleep";
+    EXPECT_THAT(contract_.difference("GET", "/api/v1/place", place), HasSubstr(".state"));
+    place = get("place");
+    place["cameras"][0]["commissioned"] = Json::array();
+    EXPECT_THAT(contract_.difference("GET", "/api/v1/place", place), HasSubstr("commissioned"));
+    place = get("place");
+    place["unheard"] = 1;
+    EXPECT_THAT(contract_.difference("GET", "/api/v1/place", place), HasSubstr("unheard"));
+}
+
+}  // namespace
