@@ -1,16 +1,32 @@
 // Databases, areas and addresses of a place.
 #include "host/app/place_web.h"
 
+#include <chrono>
+#include <memory>
+#include <utility>
+#include <variant>
+
 #include "host/base/utc.h"
 #include "host/service/place.h"
+#include "host/web/api_accounts.h"
 #include "host/web/api_events.h"
 #include "host/web/api_live.h"
 #include "host/web/api_place.h"
 #include "host/web/api_settings.h"
+#include "host/web/gate.h"
 #include "host/web/live_counts.h"
 
 namespace host {
 namespace {
+
+// A full disk passes; until then nothing of it is lost.
+void keep(Accounts& accounts) {
+    try {
+        accounts.keep();
+    } catch (const StoreError&) {
+        // The next second tries again.
+    }
+}
 
 MetricsInput metrics_input(const LivePlace& place) {
     const auto file = place.file();
@@ -73,7 +89,14 @@ std::vector<RegionNow> regions_now(const LivePlace& place) {
     return regions;
 }
 
-LiveSources live_sources(LivePlace& place) {
+// A stream outlives the request that opened it, but neither its session nor its token.
+bool may_watch(const Gate& gate, const HttpRequest& request) {
+    const auto caller = gate(request);
+    const auto* const known = std::get_if<Caller>(&caller);
+    return known != nullptr && known->role >= Role::kViewer;
+}
+
+LiveSources live_sources(LivePlace& place, const Gate& gate) {
     constexpr std::size_t kAtOnce = 200;  // events
     const ApiSources api = api_sources(place);
     LiveSources sources;
@@ -84,33 +107,52 @@ LiveSources live_sources(LivePlace& place) {
     sources.events = [api](const std::optional<std::string>& after) {
         return events_after(api, after, kAtOnce);
     };
+    sources.holds = [gate](const HttpRequest& request) { return may_watch(gate, request); };
     return sources;
-}
-
-HttpHandler handler(LivePlace& place, LivePictures& pictures, LiveFeed& feed) {
-    const auto router = std::make_shared<Router>(
-        // Whoever is on this machine.
-        make_routes(web_sources(place), [](const HttpRequest&) {
-            return Caller{Role::kAdmin, ""};
-        }));
-    add_live_routes(*router, {place, pictures, feed});
-    return [router](const HttpRequest& request) { return router->answer(request); };
 }
 
 }  // namespace
 
 WebSources web_sources(LivePlace& place) {
     const ApiSources api = api_sources(place);
-    return {api.health, [&place] { return metrics_input(place); }, api};
+    return {api.health, [&place] { return metrics_input(place); }, place.file()->web->open_metrics,
+            api};
+}
+
+std::string service_database(const ServiceFile& file) {
+    return database_of(file, kServiceDatabase);
 }
 
 PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
-    : feed_(pictures, live_sources(place)),
-      server_(place.file()->web->address, static_cast<std::uint16_t>(place.file()->web->port),
-              HttpLimits{}, handler(place, pictures, feed_)) {}
+    : web_(*place.file()->web),
+      accounts_({service_database(*place.file())}),
+      keeper_(std::chrono::seconds(1), [this] { keep(accounts_); }),
+      gate_(make_gate(accounts_, {web_.address, web_.hosts})),
+      feed_(pictures, live_sources(place, gate_)),
+      server_(web_.address, static_cast<std::uint16_t>(web_.port), HttpLimits{},
+              handler(place, pictures)) {}
 
 PlaceWeb::~PlaceWeb() {
     feed_.end();
+}
+
+HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
+    const auto router = std::make_shared<Router>(make_routes(web_sources(place), gate_));
+    add_account_routes(*router, accounts_, [&place] { return place.file()->time_zone.value; });
+    add_live_routes(*router, {place, pictures, feed_});
+    return [router](const HttpRequest& request) { return router->answer(request); };
+}
+
+std::string PlaceWeb::welcome() {
+    ServiceWeb web = web_;
+    web.port = server_.port();
+    if (web.on_every_address()) web.address = "localhost";
+    std::string text = "the page: " + web_address(web) + "\n";
+    if (const auto password = accounts_.first_password()) {
+        text += std::string("log in as ") + kFirstUser + " with the one-time password " +
+                *password + "\n";
+    }
+    return text;
 }
 
 }  // namespace host

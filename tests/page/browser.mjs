@@ -72,16 +72,17 @@ export class Service {
 
   // As a program asks: with a session of its own.
   async api(name, password) {
+    const origin = new URL(this.url).origin;
     const login = await fetch(`${this.url}api/v1/session`, {
       method: "POST",
-      headers: { "content-type": "application/json" },
+      headers: { origin, "content-type": "application/json" },
       body: JSON.stringify({ name, password }),
     });
     const cookie = login.headers.get("set-cookie").split(";")[0];
     return async (method, path, body) => {
       const answer = await fetch(`${this.url}api/v1/${path}`, {
         method,
-        headers: { cookie, ...(body ? { "content-type": "application/json" } : {}) },
+        headers: { cookie, origin, "content-type": "application/json" },
         ...(body ? { body: JSON.stringify(body) } : {}),
       });
       const text = await answer.text();

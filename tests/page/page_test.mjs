@@ -189,7 +189,7 @@ describe("looking", () => {
     const tab = await openTab(browser);
     await logIn(tab, service, accounts.viewer);
     await tab.waitForSelector(".figures");
-    await tab.evaluate(() => fetch("api/v1/session", { method: "DELETE" }));
+    await tab.evaluate(() => fetch("api/v1/session", { method: "DELETE", headers: { "content-type": "application/json" } }));
     await show(tab, "#/history");
     await tab.waitForSelector("input[type=password]");
     await tab.type("input[autocomplete=username]", accounts.viewer[0]);
@@ -293,7 +293,7 @@ describe("when something is wrong", { skip: Boolean(process.env.VCA_PAGE_URL) },
     await button(tab, "Line");
     await dragLine(tab, [400, 200], [560, 330]);
     await until(tab, () => document.querySelectorAll(".points tr").length === 2);
-    await tab.evaluate(() => fetch("api/v1/session", { method: "DELETE" }));
+    await tab.evaluate(() => fetch("api/v1/session", { method: "DELETE", headers: { "content-type": "application/json" } }));
     await tab.waitForSelector("input[type=password]");
     await tab.type("input[autocomplete=username]", accounts.operator[0]);
     await tab.type("input[type=password]", accounts.operator[1]);
