@@ -51,7 +51,7 @@ std::string committed_text(const LivePlace& place) {
     return text;
 }
 
-ApiSources api_sources(LivePlace& place) {
+ApiSources api_sources(LivePlace& place, const Commissioning& commissioning) {
     ApiSources sources;
     sources.place = [&place] { return place.file(); };
     sources.now_us = utc_now_us;
@@ -69,7 +69,12 @@ ApiSources api_sources(LivePlace& place) {
         }
         return look;
     };
-    sources.commissioned = [](const std::string&) { return std::nullopt; };
+    sources.commissioned = [&commissioning](const std::string& camera) {
+        return commissioning.of(camera);
+    };
+    sources.commission = [&commissioning](const std::string& camera, const Commissioned& note) {
+        commissioning.note(camera, note);
+    };
     sources.note_settings = [&place](const std::string& camera, const std::string& text,
                                      const SettingsAuthor& by) {
         place.note_settings(camera, text, by);
@@ -96,9 +101,8 @@ bool may_watch(const Gate& gate, const HttpRequest& request) {
     return known != nullptr && known->role >= Role::kViewer;
 }
 
-LiveSources live_sources(LivePlace& place, const Gate& gate) {
+LiveSources live_sources(LivePlace& place, const ApiSources& api, const Gate& gate) {
     constexpr std::size_t kAtOnce = 200;  // events
-    const ApiSources api = api_sources(place);
     LiveSources sources;
     sources.committed = [&place] { return committed_text(place); };
     sources.health = [api] { return health_json(api); };
@@ -111,13 +115,12 @@ LiveSources live_sources(LivePlace& place, const Gate& gate) {
     return sources;
 }
 
-}  // namespace
-
-WebSources web_sources(LivePlace& place) {
-    const ApiSources api = api_sources(place);
+WebSources web_sources(const LivePlace& place, const ApiSources& api) {
     return {api.health, [&place] { return metrics_input(place); }, place.file()->web->open_metrics,
             api};
 }
+
+}  // namespace
 
 std::string service_database(const ServiceFile& file) {
     return database_of(file, kServiceDatabase);
@@ -126,9 +129,11 @@ std::string service_database(const ServiceFile& file) {
 PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
     : web_(*place.file()->web),
       accounts_({service_database(*place.file())}),
+      commissioning_(service_database(*place.file())),
       keeper_(std::chrono::seconds(1), [this] { keep(accounts_); }),
       gate_(make_gate(accounts_, {web_.address, web_.hosts})),
-      feed_(pictures, live_sources(place, gate_)),
+      api_(api_sources(place, commissioning_)),
+      feed_(pictures, live_sources(place, api_, gate_)),
       server_(web_.address, static_cast<std::uint16_t>(web_.port), HttpLimits{},
               handler(place, pictures)) {}
 
@@ -137,7 +142,7 @@ PlaceWeb::~PlaceWeb() {
 }
 
 HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
-    const auto router = std::make_shared<Router>(make_routes(web_sources(place), gate_));
+    const auto router = std::make_shared<Router>(make_routes(web_sources(place, api_), gate_));
     add_account_routes(*router, accounts_, [&place] { return place.file()->time_zone.value; });
     add_live_routes(*router, {place, pictures, feed_});
     return [router](const HttpRequest& request) { return router->answer(request); };

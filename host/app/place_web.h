@@ -12,10 +12,6 @@
 
 namespace host {
 
-// What the databases and cameras of the place tell, by its file in force. The place must outlive
-// it.
-WebSources web_sources(LivePlace& place);
-
 // The path of the service's own database.
 std::string service_database(const ServiceFile& file);
 
@@ -38,8 +34,10 @@ class PlaceWeb {
 
     ServiceWeb web_;
     Accounts accounts_;
+    Commissioning commissioning_;
     Ticker keeper_;
     Gate gate_;
+    ApiSources api_;
     LiveFeed feed_;
     HttpServer server_;
 };

@@ -1,6 +1,7 @@
 // A line for each.
 #include "host/web/api_routes.h"
 
+#include "host/web/api_commission.h"
 #include "host/web/api_events.h"
 #include "host/web/api_history.h"
 #include "host/web/api_people.h"
@@ -36,6 +37,7 @@ void add_api_routes(Router& router, const ApiSources& sources) {
     });
     add_settings_routes(router, sources);
     add_schema_route(router, sources);
+    add_commission_route(router, sources);
 }
 
 }  // namespace host

@@ -23,7 +23,10 @@ class Api : public StoreFolder {
             return host::read_health({path("entrance.db"), path("back.db")}, now_us_);
         };
         sources_.look = [this](const std::string&) { return look_; };
-        sources_.commissioned = [](const std::string&) { return std::nullopt; };
+        sources_.commissioned = [this](const std::string& name) { return commissioning_.of(name); };
+        sources_.commission = [this](const std::string& name, const host::Commissioned& note) {
+            commissioning_.note(name, note);
+        };
         // As a camera does that takes them over.
         sources_.note_settings = [this](const std::string& name, const std::string& text,
                                         const host::SettingsAuthor& by) {
@@ -105,6 +108,7 @@ class Api : public StoreFolder {
     host::CameraLook look_;
     bool takes_over_ = true;
     std::string refusal_;
+    host::Commissioning commissioning_{path("service.db")};
     host::ApiSources sources_;
 };
 

@@ -250,6 +250,22 @@ TEST_F(ApiSettings, HaveASchemaForAForm) {
             R"("help":"With so many people inside the area is full.","key":"area.hall.capacity")"));
 }
 
+TEST_F(ApiSave, WalksThatWereCountedAreNoted) {
+    const auto walk = [this](const Json& body, host::Role role = host::Role::kOperator) {
+        return ask("PUT", "cameras/entrance/commissioned", body.dump(), role).status;
+    };
+    const auto noted = [this] { return get("place")["cameras"][0]["commissioned"]; };
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 3}, {"counted", 2}}), 400);
+    EXPECT_EQ(walk({{"line", "none"}, {"walked", 3}, {"counted", 3}}), 400);
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 0}, {"counted", 0}}), 400);
+    EXPECT_EQ(walk({{"line", 3}}), 400);
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 3}, {"counted", 3}}, host::Role::kViewer), 403);
+    EXPECT_TRUE(noted().is_null());
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 3}, {"counted", 3}}), 204);
+    EXPECT_EQ(noted()["author"], "anna");
+    EXPECT_EQ(noted()["time"], "2026-03-02T13:00:00.000+01:00");
+}
+
 class Contract : public test::Api {
   protected:
     const test::ApiContract contract_{VCA_API_JSON};
