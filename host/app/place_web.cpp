@@ -15,6 +15,7 @@
 #include "host/web/api_settings.h"
 #include "host/web/gate.h"
 #include "host/web/live_counts.h"
+#include "host/web/page_files.h"
 
 namespace host {
 namespace {
@@ -145,6 +146,7 @@ HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
     const auto router = std::make_shared<Router>(make_routes(web_sources(place, api_), gate_));
     add_account_routes(*router, accounts_, [&place] { return place.file()->time_zone.value; });
     add_live_routes(*router, {place, pictures, feed_});
+    add_page_routes(*router, page_folder());
     return [router](const HttpRequest& request) { return router->answer(request); };
 }
 

@@ -72,6 +72,9 @@ Response to_wire(const HttpResponse& from, const Request& request) {
     response.keep_alive(request.keep_alive());
     response.body() = from.body;
     response.prepare_payload();
+    // It would be that of the body which the reader has.
+    if (response.result() == http::status::not_modified)
+        response.erase(http::field::content_length);
     if (request.method() == http::verb::head) response.body().clear();
     return response;
 }
