@@ -11,7 +11,6 @@
 namespace host {
 namespace {
 
-
 template <typename PlacedThing>
 void check_names(const std::vector<PlacedThing>& things) {
     std::vector<Placed<std::string>> names;

@@ -145,10 +145,15 @@ class Warnings {
     }
 
   private:
-    void note(const std::vector<std::string>& sentences, const char* code, const char* kind,
-              std::size_t index) {
-        for (const std::string& sentence : sentences)
-            notes_.push_back({false, code, as_sentence(sentence), kind, index});
+    void note(const std::vector<PlaceWarning>& warnings, const char* kind, std::size_t index,
+              const std::string& name) {
+        for (const PlaceWarning& warning : warnings) {
+            Json values{{kind, name}};
+            if (warning.beyond_m) values["m"] = *warning.beyond_m;
+            if (warning.needed_m) values["needed"] = *warning.needed_m;
+            notes_.push_back(
+                {false, warning.code, as_sentence(warning.text), kind, index, std::move(values)});
+        }
     }
 
     void add_line(std::size_t i) {
@@ -157,11 +162,13 @@ class Warnings {
         const std::vector<CountingLine> lines{line};
         const std::vector<CountingRegion> none;
         const CountedPlaces places{lines, none, exclusions_};
-        note(place_warnings(places), "line_doubtful", "line", i);
-        note(line_edge_warnings(places, kColourWidth, kColourHeight), "line_along_edge", "line", i);
-        if (!look_.model) return;
-        note(unseen_line_warnings(places, *look_.model, options_.source.foot_point),
-             "line_in_part_unseen", "line", i);
+        const CameraModel camera = look_.model.value_or(CameraModel{});
+        note(place_warnings(places), "line", i, line.name);
+        note(line_edge_warnings(places, kColourWidth, kColourHeight, camera,
+                                options_.source.foot_point),
+             "line", i, line.name);
+        note(unseen_line_warnings(places, camera, options_.source.foot_point), "line", i,
+             line.name);
     }
 
     void add_region(std::size_t i) {
@@ -170,9 +177,8 @@ class Warnings {
         const std::vector<CountingRegion> regions{region};
         const std::vector<CountingLine> none;
         const CountedPlaces places{none, regions, exclusions_};
-        note(place_warnings(places), "region_doubtful", "region", i);
-        note(region_edge_warnings(places, kColourWidth, kColourHeight), "region_at_edge", "region",
-             i);
+        note(place_warnings(places), "region", i, region.name);
+        note(region_edge_warnings(places, kColourWidth, kColourHeight), "region", i, region.name);
     }
 
     const RunOptions& options_;

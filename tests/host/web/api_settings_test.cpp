@@ -116,6 +116,16 @@ TEST_F(ApiSettings, DoubtsAreWarnings) {
     EXPECT_THAT(notes[0]["text"].get<std::string>(), HasSubstr("entirely in exclusion areas"));
 }
 
+TEST_F(ApiSettings, ALineNearTheEdgeIsToldInMetres) {
+    look_.model = host::CameraModel{257.37, 242.23, 240.0, 128.0, 3000.0, {}};
+    Json near = sound();
+    near["line"][0]["points"] = {{300, 370}, {600, 370}};
+    const Json notes = check(near)["notes"];
+    ASSERT_THAT(notes, SizeIs(1));
+    EXPECT_EQ(notes[0]["code"], "line_near_edge");
+    EXPECT_EQ(notes[0]["values"], Json::parse(R"({"line":"door","m":0.1,"needed":0.2})"));
+}
+
 TEST_F(ApiSettings, WhatIsNoSettingsIsRefused) {
     for (const char* body : {"[]", "{", "{}", R"({"line":3,"region":[],"exclude":[]})",
                              R"({"line":[{"points":[]}],"region":[],"exclude":[]})",
