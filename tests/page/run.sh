@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds the page and tries it in a browser, as a person would use it. Arguments are names of tests:
-# tests/page/run.sh editor history. VCA_PAGE_URL tries a service that runs already.
+# tests/page/run.sh editor history. VCA_PAGE_URL tries a service that runs already, VCA_PROGRAM that of
+# a program.
 set -eu
+[ -z "${VCA_PROGRAM-}" ] || VCA_PROGRAM=$(realpath "$VCA_PROGRAM")
 cd "$(dirname "$0")"
 . ../../scripts/packages.sh
 # shellcheck disable=SC2086
