@@ -7,6 +7,8 @@ install(FILES docs/user-guide.md docs/network.md docs/formats.md docs/database.m
               docs/privacy.md docs/security.md
         DESTINATION ${runtime_documents} COMPONENT runtime)
 install(DIRECTORY host/examples DESTINATION ${runtime_documents} COMPONENT runtime)
+install(FILES packaging/prometheus/vca_alerts.yml packaging/prometheus/vca_dashboard.json
+        DESTINATION ${runtime_documents}/examples/prometheus COMPONENT runtime)
 install(FILES docs/porting.md docs/messages.md DESTINATION ${development_documents}
         COMPONENT development)
 install(FILES examples/host/CMakeLists.txt examples/host/main.cpp

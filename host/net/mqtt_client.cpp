@@ -271,6 +271,7 @@ bool MqttClient::pause(double seconds) {
 
 void MqttClient::report_connection() {
     refusal_.clear();
+    refusal_reported_.clear();
     outage_reported_ = false;
     connected_ = true;
     if (hooks_.on_connection) hooks_.on_connection(true, "");
@@ -279,8 +280,10 @@ void MqttClient::report_connection() {
 void MqttClient::report_outage(int error) {
     const std::string reason = outage_text(error);
     connected_ = false;
-    if (outage_reported_) return;
+    // A broker that was away may be back and refuse the password.
+    if (outage_reported_ && refusal_ == refusal_reported_) return;
     outage_reported_ = true;
+    refusal_reported_ = refusal_;
     if (hooks_.on_connection) hooks_.on_connection(false, reason);
 }
 

@@ -72,7 +72,7 @@ class MqttClient {
         std::function<void(const MqttMessage&)> on_message;
         // True after every connect, when the broker has confirmed the subscriptions; false, with
         // the reason, once at the beginning of every outage, including when the broker is away from
-        // the start.
+        // the start, and once more when it answers and refuses.
         std::function<void(bool connected, const std::string& reason)> on_connection{};
         // The broker has this message of quality 1, by the number that publish() gave; or it does
         // not want it, with its reason.
@@ -117,7 +117,8 @@ class MqttClient {
     std::atomic<bool> connected_{false};
     // Only touched by the client's thread.
     bool outage_reported_ = false;
-    std::string refusal_;
+    std::string refusal_;  // by a broker that answers; empty: none yet
+    std::string refusal_reported_;
 
     std::mutex mutex_;
     std::condition_variable stop_changed_;

@@ -1,0 +1,224 @@
+// What a service publishes to a real broker, whatever happens to either.
+#include <chrono>
+#include <set>
+#include <thread>
+
+#include "host/base/utc.h"
+#include "host/store/store.h"
+#include "tests/scenario/own_broker.h"
+#include "tests/scenario/service_fixture.h"
+
+namespace {
+
+using Json = nlohmann::json;
+using test::eventually;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char* kDoor = "[[line]]\nname = \"door\"\npoints = [[310, 272], [650, 272]]\n";
+constexpr const char* kSecond = "[[line]]\nname = \"inner\"\npoints = [[310, 220], [650, 220]]\n";
+
+class Publish : public test::Service {
+  protected:
+    ~Publish() override {
+        if (service_ > 0) stop();
+    }
+
+    void place(const std::string& more = "") {
+        std::filesystem::create_directories(work_ / "cameras");
+        std::filesystem::create_directories(work_ / "store");
+        write("vca.toml",
+              "place = \"shop\"\ntime_zone = \"UTC\"\n[[camera]]\nname = \"door\"\n"
+              "scene = \"doorway\"\n[[area]]\nname = \"hall\"\n[[entrance]]\ncamera = \"door\"\n"
+              "line = \"door\"\n[mqtt]\nport = " +
+                  std::to_string(broker_->port()) +
+                  "\nuser = \"counter\"\npassword_file = \"pw.txt\"\n" + more);
+        write("cameras/door.toml", std::string(kDoor) + kSecond);
+        write("pw.txt", "not-to-be-shown\n");
+    }
+    // What was counted before the service was started.
+    void count(int events) const {
+        host::StoreSetup setup;
+        setup.path = database("door");
+        setup.device = "door";
+        setup.lines = {"door"};
+        host::Store store(setup);
+        host::Batch batch;
+        for (int i = 0; i < events; ++i) {
+            host::StoredEvent event;
+            event.time_us = host::utc_now_us();
+            event.place = "door";
+            event.direction = 1 + i % 2;
+            event.person = host::PersonKind::kAdult;
+            event.json = "{}";
+            batch.events.push_back(event);
+        }
+        store.commit(batch);
+        store.close();
+    }
+    std::int64_t counted() const { return number("door", "SELECT max(sequence) FROM events"); }
+    void admit() const { broker_->admit("counter", "not-to-be-shown"); }
+    void open_broker() {
+        broker_->start();
+        reader_ = std::make_unique<test::Reader>(*broker_);
+        ASSERT_TRUE(eventually([&] { return reader_->connected(); }));
+    }
+    // All so far, each one, and in their order; what comes twice comes again.
+    void expect_all(std::int64_t so_far) const {
+        ASSERT_TRUE(eventually([&] {
+            const auto events = reader_->events();
+            return std::set(events.begin(), events.end()).size() >=
+                   static_cast<std::size_t>(so_far);
+        })) << err();
+        std::int64_t newest = 0;
+        for (const std::int64_t number : reader_->events()) {
+            EXPECT_LE(number, newest + 1) << "one before it is missing";
+            newest = std::max(newest, number);
+        }
+        EXPECT_GE(newest, so_far);
+    }
+
+    std::unique_ptr<test::OwnBroker> broker_ = std::make_unique<test::OwnBroker>(work_ / "broker");
+    std::unique_ptr<test::Reader> reader_;
+};
+
+TEST_F(Publish, ABrokerThatIsAwayAndRefusesAndComesBackMissesNothing) {
+    place();
+    count(3000);
+    start();
+    ASSERT_TRUE(eventually([&] { return counted() > 3000; })) << err();
+    EXPECT_THAT(err(), HasSubstr("door: no connection to the broker at 127.0.0.1:"));
+    open_broker();
+    ASSERT_TRUE(eventually([&] {
+        return err().find("uthorized") != std::string::npos ||
+               err().find("uthoris") != std::string::npos;
+    })) << err();
+    EXPECT_TRUE(reader_->events().empty());
+    admit();
+    expect_all(counted());
+    // A while without it, and again the password is refused at first: the reader is there before.
+    broker_->admit_nobody();
+    broker_->end(SIGTERM);
+    const std::int64_t before = counted();
+    ASSERT_TRUE(eventually([&] { return counted() > before + 3; }));
+    broker_->start();
+    ASSERT_TRUE(eventually([&] { return reader_->connected(); }));
+    admit();
+    expect_all(counted());
+    EXPECT_THAT(err() + out(), Not(HasSubstr("not-to-be-shown")));
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(Publish, ASlowBrokerMissesNothing) {
+    place();
+    count(4000);
+    open_broker();
+    admit();
+    start();
+    for (int i = 0; i < 400 && reader_->events().size() < 4000; ++i) {
+        broker_->signal(SIGSTOP);
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        broker_->signal(SIGCONT);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    expect_all(counted());
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(Publish, AServiceThatIsKilledGoesOnAndIsMissed) {
+    place();
+    count(3000);
+    open_broker();
+    admit();
+    start();
+    const auto status = [&] { return reader_->last_text("vca/shop/door/status"); };
+    for (int round = 1; round <= 3; ++round) {
+        const std::size_t there = static_cast<std::size_t>(round) * 900;
+        ASSERT_TRUE(eventually([&] { return reader_->events().size() >= there; })) << err();
+        ::kill(service_, SIGKILL);
+        end_of(service_);
+        ASSERT_TRUE(eventually([&] { return cameras().empty(); }));
+        EXPECT_TRUE(eventually([&] { return status() == "offline"; })) << "its will";
+        start();
+    }
+    expect_all(counted());
+    ASSERT_TRUE(eventually([&] { return status() == "online"; })) << err();
+    EXPECT_EQ(stop(), 0);
+    EXPECT_TRUE(eventually([&] { return status() == "stopped"; }));
+}
+
+TEST_F(Publish, HowThingsStandAndWhatHomeAssistantHears) {
+    place();
+    count(5);
+    open_broker();
+    admit();
+    start();
+    const std::string base = "vca/shop/door/";
+    ASSERT_TRUE(eventually([&] { return crossings("door") > 6; })) << err();
+    const auto config = [&] { return reader_->last("homeassistant/device/vca_shop_door/config"); };
+    ASSERT_TRUE(eventually([&] { return config().is_object(); })) << err();
+    EXPECT_EQ(config()["cmps"]["door_in"]["stat_t"], base + "line/door");
+    EXPECT_EQ(config()["cmps"]["inner_out"]["stat_t"], base + "line/inner");
+    EXPECT_EQ(config()["avty"][0]["t"], base + "status");
+    const Json place_config = reader_->last("homeassistant/device/vca_shop_place/config");
+    EXPECT_EQ(place_config["cmps"]["hall_inside"]["stat_t"], "vca/shop/occupancy/hall");
+    EXPECT_TRUE(eventually([&] { return reader_->last(base + "health")["problem"] == "OFF"; }))
+        << reader_->last_text(base + "health");
+    EXPECT_TRUE(reader_->last("vca/shop/occupancy/hall").contains("inside"));
+    ASSERT_TRUE(eventually([&] {
+        const Json line = reader_->last(base + "line/door");
+        return line.is_object() &&
+               line["in"] == number("door",
+                                    "SELECT sum(adult+child+staff) FROM totals JOIN "
+                                    "places ON places.id = place WHERE name = 'door' AND "
+                                    "direction = 1");
+    }));
+    // A line that is taken away.
+    write("cameras/door.toml", kDoor);
+    ASSERT_TRUE(eventually([&] {
+        return config()["cmps"]["inner_out"] == Json{{"p", "sensor"}};
+    })) << config();
+    EXPECT_TRUE(eventually([&] { return reader_->last_text(base + "line/inner").empty(); }));
+    EXPECT_EQ(config()["cmps"]["door_in"]["stat_t"], base + "line/door");
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(Publish, EncryptsAndTrustsOnlyItsBroker) {
+    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", true);
+    place("tls = true\nca_file = \"" + broker_->other_certificate() + "\"\n");
+    count(100);
+    open_broker();
+    admit();
+    start();
+    ASSERT_TRUE(
+        eventually([&] { return err().find("no connection to the broker") != std::string::npos; }));
+    EXPECT_TRUE(reader_->events().empty());
+    place("tls = true\nca_file = \"" + broker_->certificate() + "\"\n");
+    expect_all(100);
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(Publish, ADeviceOfASiteLogsInAndEncrypts) {
+    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", true);
+    open_broker();
+    std::string site = test::read_file(std::filesystem::path(VCA_EXAMPLES) / "hall.toml");
+    const std::size_t port = site.find("port = 1883");
+    ASSERT_NE(port, std::string::npos);
+    site.replace(port, 11,
+                 "port = " + std::to_string(broker_->port()) +
+                     "\nuser = \"camera\"\npassword_file = \"pw.txt\"\ntls = true\nca_file = \"" +
+                     broker_->certificate() + "\"");
+    write("hall.toml", site);
+    write("pw.txt", "not-to-be-shown\n");
+    const std::string run = "run --site hall.toml --device west --output result --frames 30";
+    const test::Outcome refused = vca(run);
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_THAT(refused.err, HasSubstr("uthori"));
+    broker_->admit("camera", "not-to-be-shown");
+    const test::Outcome admitted = vca(run);
+    EXPECT_THAT(admitted.err, Not(HasSubstr("had no part in the site")));
+    EXPECT_EQ(Json::parse(test::read_file(work_ / "result" / "summary.json"))["link"]["reached"],
+              true);
+}
+
+}  // namespace
