@@ -95,12 +95,13 @@ async def page(port, cookie, shown):
     writer.write(f"GET /api/v1/live?camera={CAMERA} HTTP/1.1\r\nHost: 127.0.0.1:{port}\r\n"
                  f"Cookie: {cookie}\r\n\r\n".encode())
     newest = {"told": asyncio.Event()}
+    begin = f'data: {{"camera":"{CAMERA}","frame":'.encode()
     pictures = asyncio.create_task(fetch_pictures(port, cookie, newest, shown))
     try:
         while True:
             line = await reader.readuntil(b"\n")
-            if line.startswith(b'data: {"camera"'):
-                newest["frame"] = int(line.split(b'"frame":', 1)[1].split(b",", 1)[0])
+            if line.startswith(begin):
+                newest["frame"] = int(line[len(begin):].split(b",", 1)[0])
                 newest["told"].set()
     finally:
         pictures.cancel()

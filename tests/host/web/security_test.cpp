@@ -1,6 +1,7 @@
 // What somebody with bad intentions may try over HTTP.
 #include "host/web/api_answer.h"
 #include "tests/host/web/account_fixture.h"
+#include "tests/host/web/api_contract.h"
 
 namespace {
 
@@ -315,6 +316,25 @@ TEST_F(Security, UsersAndTokensAsAnAdminSeesThem) {
                   R"("created":"2026-03-02T08:00:00.000+00:00","last_used":null}]})");
     EXPECT_EQ(status("DELETE", "/api/v1/tokens/" + id, admin), 204);
     EXPECT_EQ(ask("GET", kTokens, admin).body, R"({"tokens":[]})");
+}
+
+TEST_F(Security, AnswersAreAsTheApiIsDescribed) {
+    const test::ApiContract contract(VCA_API_JSON);
+    const Headers admin = cookie(session("admin"));
+    const HttpResponse made = ask("POST", kTokens, admin, {{"name", "till"}, {"role", "viewer"}});
+    EXPECT_NE(
+        contract.operation("POST", kTokens)->at("responses").find(std::to_string(made.status)),
+        contract.operation("POST", kTokens)->at("responses").end());
+    for (const char* path : {kSession, kUsers, kTokens})
+        EXPECT_EQ(contract.difference("GET", path, json(ask("GET", path, admin))), "") << path;
+    EXPECT_EQ(contract.difference("GET", kSession, json(ask("GET", kSession))), "");
+    EXPECT_EQ(contract.difference("POST", kSession, json(log_in("anna", kPassword))), "");
+    // Whatever is answered is described.
+    for (const host::Router::Route& route : router_->routes()) {
+        if (route.path == "/api/v1/seen" || route.path == "/api/v1/drawn") continue;
+        EXPECT_NE(contract.operation(route.method, route.path), nullptr)
+            << route.method << ' ' << route.path;
+    }
 }
 
 }  // namespace
