@@ -328,7 +328,7 @@ class ServiceReader {
 
     static std::string numeric_address(Value value) {
         std::array<unsigned char, sizeof(in6_addr)> bytes{};
-        const std::string text = value.text();
+        std::string text = value.text();
         if (::inet_pton(AF_INET, text.c_str(), bytes.data()) == 1 ||
             ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1)
             return text;

@@ -33,7 +33,7 @@ std::string text_in(const Json& body, const char* key, int most) {
     const auto found = body.find(key);
     if (found == body.end() || !found->is_string())
         throw ApiError(kBadRequest, "\"" + std::string(key) + "\" is missing or no text.");
-    const std::string text = found->get<std::string>();
+    auto text = found->get<std::string>();
     if (characters_of(text) <= most) return text;
     throw ApiError(kBadRequest, "\"" + std::string(key) + "\" has more than " +
                                     std::to_string(most) + " characters.");

@@ -37,8 +37,8 @@ std::string host_in(const std::string& authority) {
     const bool v6 = authority.starts_with('[');
     const std::size_t end = v6 ? authority.find(']') : authority.find(':');
     const std::string host =
-        authority.substr(v6 ? 1 : 0, v6 && end != authority.npos ? end - 1 : end);
-    if (end == authority.npos) return v6 ? "" : host;
+        authority.substr(v6 ? 1 : 0, v6 && end != std::string::npos ? end - 1 : end);
+    if (end == std::string::npos) return v6 ? "" : host;
     const std::string port = authority.substr(v6 ? end + 1 : end);
     const bool sound = port.empty() || (port.starts_with(':') &&
                                         std::all_of(port.begin() + 1, port.end(),
@@ -80,7 +80,7 @@ bool is_own_page(const HttpRequest& request, const GateSetup& setup) {
     if (!site.empty()) return site == "same-origin";
     const std::string origin = lower(request.header("Origin"));
     const std::size_t end = origin.find("://");
-    if (end == origin.npos) return false;
+    if (end == std::string::npos) return false;
     const std::string authority = origin.substr(end + 3);
     // A reverse proxy may ask under another name than its visitors.
     return authority == lower(request.header("Host")) || contains(setup.hosts, host_in(authority));
@@ -130,7 +130,7 @@ std::optional<std::string> session_of(const HttpRequest& request) {
         for (std::string_view rest = value; !rest.empty();) {
             const std::size_t end = rest.find(';');
             std::string_view cookie = rest.substr(0, end);
-            rest.remove_prefix(end == rest.npos ? rest.size() : end + 1);
+            rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
             while (cookie.starts_with(' '))
                 cookie.remove_prefix(1);
             if (!cookie.starts_with(begin)) continue;

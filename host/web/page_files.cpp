@@ -70,7 +70,7 @@ bool has_item(std::string_view list, const Wanted& wanted) {
     while (!list.empty()) {
         const std::size_t end = list.find(',');
         if (wanted(trimmed(list.substr(0, end)))) return true;
-        list.remove_prefix(end == list.npos ? list.size() : end + 1);
+        list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
     }
     return false;
 }
