@@ -180,7 +180,6 @@ describe("looking", () => {
       tab,
       () => document.documentElement.lang === "de" && /Alles in Ordnung/.test(document.body.textContent),
     );
-    if (!development) return tab.browserContext().close(); // it has no form of settings yet
     await show(tab, "#/settings/camera");
     await until(tab, () => /Höhe der Kamera/.test(document.querySelector(".camera-form")?.textContent ?? ""));
     await tab.browserContext().close();

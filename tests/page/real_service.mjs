@@ -1,7 +1,7 @@
 // `vca serve` with three simulated cameras in a folder of its own: VCA_PROGRAM is the program, which
 // finds the page beside itself.
 import { execFileSync, spawn } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join, resolve } from "node:path";
 
