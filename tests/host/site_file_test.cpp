@@ -188,7 +188,7 @@ TEST(SiteFile, NamesFileAndLine) {
                       HasSubstr("device, line, region")));
     EXPECT_THAT(error_of("name = \n"), HasSubstr("\"F\" line 1: "));
     EXPECT_THAT(error_of(kTwo + "colour = 1\n"), HasSubstr("line 19: unknown key \"colour\""));
-    EXPECT_THAT(error_of("name = \"a\"\n[broker]\nuser = 1\n"), HasSubstr("known are host, port"));
+    EXPECT_THAT(error_of("name = \"a\"\n[broker]\nusr = 1\n"), HasSubstr("known are host, port"));
 }
 
 TEST(SiteFile, DevicesLinesAndRegionsKnowTheirPlace) {
