@@ -56,6 +56,9 @@ class LivePlace {
     // A camera is to measure again how it hangs; the supervisor takes what was asked for.
     void ask_to_measure(const std::string& camera);
     std::vector<std::string> take_to_measure();
+    // Nobody is in an area, somebody says; one that the place does not have is left out.
+    void ask_to_reset(const std::string& area);
+    std::vector<std::string> take_to_reset();
 
   private:
     using Time = std::chrono::steady_clock::time_point;
@@ -70,6 +73,7 @@ class LivePlace {
     std::shared_ptr<const ServiceFile> file_;
     std::map<std::string, Known> cameras_;
     std::set<std::string> to_measure_;
+    std::set<std::string> to_reset_;
 };
 
 }  // namespace host
