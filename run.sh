@@ -16,14 +16,25 @@ case " $* " in
 esac
 # shellcheck disable=SC2086
 install_missing_packages $packages
+page=OFF
+if [ $service = ON ]; then
+    # The service counts without a page, too.
+    # shellcheck disable=SC2086
+    if install_missing_commands $vca_page_commands; then page=ON; fi
+fi
 mkdir -p build
 [ -x build/release/host/vca ] || echo "Building, which takes a minute or two the first time ..."
 cmake --preset release -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF -DVCA_WITH_SERVICE=$service \
+    -DVCA_BUILD_PAGE=$page \
     >build/run.log 2>&1 &&
     cmake --build --preset release --target vca_program >>build/run.log 2>&1 || {
     cat build/run.log >&2
     exit 1
 }
+if [ $page = ON ] && ! cmake --build --preset release --target vca_page >build/page.log 2>&1; then
+    cat build/page.log >&2
+    echo "The page could not be built, so the service runs without it." >&2
+fi
 if [ "${1-}" = site ]; then
     shift
     exec build/release/host/vca run --site host/examples/hall.toml "$@"

@@ -12,7 +12,7 @@ cd "$(dirname "$0")"
 build_and_test() {
     local preset=$1 no_tests=$2
     shift 2
-    cmake --preset "$preset" >/dev/null
+    cmake --preset "$preset" -DVCA_BUILD_PAGE="$page" >/dev/null
     cmake --build --preset "$preset" --target "${VCA_TARGET:-all}"
     ctest --test-dir "build/$preset" --output-on-failure --no-tests="$no_tests" -j "$(nproc)" \
         --output-junit junit.xml --output-log "build/$preset/ctest.log" --label-exclude '^long$' "$@"
@@ -21,6 +21,13 @@ build_and_test() {
 preset=${VCA_PRESET:-dev}
 # shellcheck disable=SC2086
 install_missing_packages $vca_packages $vca_test_packages
+# The page is tried in a browser by one preset: it says nothing of compilers and sanitizers.
+page=OFF
+if [ "$preset" = dev ]; then
+    page=ON
+    # shellcheck disable=SC2086
+    install_missing_commands $vca_page_commands $vca_page_test_commands
+fi
 if [ "$preset" != aarch64 ]; then
     build_and_test "$preset" error "$@"
     [ -z "${VCA_PRESET-}" ] || exit 0
@@ -28,6 +35,7 @@ fi
 
 # shellcheck disable=SC2086
 if install_missing_packages $vca_target_packages; then
+    page=OFF
     # Arguments may select tests of the host program alone, which is not built for the camera.
     build_and_test aarch64 ignore "$@"
 elif [ "${VCA_REQUIRE_AARCH64-0}" = 1 ] || [ "$preset" = aarch64 ]; then

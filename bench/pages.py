@@ -8,6 +8,7 @@ Each page has one stream and fetches one picture after the other, always the new
 was told of. All numbers of pages are measured in one run, because the machine may be shared.
 """
 import asyncio
+import json
 import pathlib
 import re
 import socket
@@ -27,7 +28,9 @@ name = "{camera}"
 scene = "doorway"
 [web]
 port = {port}
+metrics = "open"
 """
+PASSWORD = "looks at doors"
 
 
 def free_port():
@@ -54,7 +57,24 @@ def metric(port, name):
     return float(found.group(1)) if found else None
 
 
-async def fetch_pictures(port, newest, shown):
+def log_in(port, said):
+    """The cookie of the first user, who has chosen a password."""
+    once = re.search(r"one-time password (\S+)", said).group(1)
+    address = f"http://127.0.0.1:{port}"
+    headers = {"Content-Type": "application/json", "Origin": address}
+
+    def send(method, path, body):
+        request = urllib.request.Request(f"{address}/api/v1/{path}", json.dumps(body).encode(), headers,
+                                         method=method)
+        return urllib.request.urlopen(request, timeout=60)
+
+    answer = send("POST", "session", {"name": "admin", "password": once})
+    headers["Cookie"] = answer.headers["Set-Cookie"].split(";")[0]
+    send("PUT", "session/password", {"old": once, "new": PASSWORD})
+    return headers["Cookie"]
+
+
+async def fetch_pictures(port, cookie, newest, shown):
     reader, writer = await asyncio.open_connection("127.0.0.1", port)
     last = None
     while True:
@@ -63,33 +83,34 @@ async def fetch_pictures(port, newest, shown):
             await newest["told"].wait()
         last = newest["frame"]
         writer.write(f"GET /api/v1/cameras/{CAMERA}/picture?frame={last} HTTP/1.1\r\n"
-                     f"Host: 127.0.0.1:{port}\r\n\r\n".encode())
+                     f"Host: 127.0.0.1:{port}\r\nCookie: {cookie}\r\n\r\n".encode())
         head = await reader.readuntil(b"\r\n\r\n")
         length = int(re.search(rb"Content-Length: (\d+)", head).group(1))
         await reader.readexactly(length)
         shown[0] += head.startswith(b"HTTP/1.1 200")
 
 
-async def page(port, shown):
+async def page(port, cookie, shown):
     reader, writer = await asyncio.open_connection("127.0.0.1", port, limit=1 << 22)
-    writer.write(f"GET /api/v1/live?camera={CAMERA} HTTP/1.1\r\nHost: 127.0.0.1:{port}\r\n\r\n"
-                 .encode())
+    writer.write(f"GET /api/v1/live?camera={CAMERA} HTTP/1.1\r\nHost: 127.0.0.1:{port}\r\n"
+                 f"Cookie: {cookie}\r\n\r\n".encode())
     newest = {"told": asyncio.Event()}
-    pictures = asyncio.create_task(fetch_pictures(port, newest, shown))
+    begin = f'data: {{"camera":"{CAMERA}","frame":'.encode()
+    pictures = asyncio.create_task(fetch_pictures(port, cookie, newest, shown))
     try:
         while True:
             line = await reader.readuntil(b"\n")
-            if line.startswith(b'data: {"camera"'):
-                newest["frame"] = int(line.split(b'"frame":', 1)[1].split(b",", 1)[0])
+            if line.startswith(begin):
+                newest["frame"] = int(line[len(begin):].split(b",", 1)[0])
                 newest["told"].set()
     finally:
         pictures.cancel()
         writer.close()
 
 
-async def watch(port, service, camera, pages, seconds):
+async def watch(port, cookie, service, camera, pages, seconds):
     shown = [0]
-    tasks = [asyncio.create_task(page(port, shown)) for _ in range(pages)]
+    tasks = [asyncio.create_task(page(port, cookie, shown)) for _ in range(pages)]
     await asyncio.sleep(2)
     shown[0] = 0
     before = (time.monotonic(), processor_s(service), processor_s(camera),
@@ -114,8 +135,9 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         port = free_port()
         (pathlib.Path(folder) / "vca.toml").write_text(PLACE.format(camera=CAMERA, port=port))
+        said = pathlib.Path(folder) / "said.txt"
         service = subprocess.Popen([program, "serve", "--config", "vca.toml"], cwd=folder,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                   stdout=said.open("w"), stderr=subprocess.DEVNULL)
         try:
             limit = time.monotonic() + 120
             while True:
@@ -128,13 +150,14 @@ def main():
                     sys.exit("no frames come")
                 time.sleep(0.5)
             camera = camera_process(service.pid)
+            cookie = log_in(port, said.read_text())
             print("| pages | service, processor | camera, processor | camera, against none | "
                   "frames/s of the camera | frames missing | pictures/s of a page |")
             print("|---|---|---|---|---|---|---|")
             alone = None
             for pages in PAGES:
                 s, c, frames, missing, pictures = asyncio.run(
-                    watch(port, service.pid, camera, pages, seconds))
+                    watch(port, cookie, service.pid, camera, pages, seconds))
                 alone = alone or c
                 print(f"| {pages} | {100 * s:.1f} % | {100 * c:.1f} % | {c / alone:.2f} | "
                       f"{frames:.1f} | {missing:.0f} | {pictures if pages else 0:.1f} |",

@@ -36,7 +36,7 @@ class Service:
     def __init__(self, vca, folder, recordings, cameras, more):
         self.store = folder / f"store{cameras}"
         text = f'place = "bench"\ntime_zone = "UTC"\n[store]\nfolder = "{self.store}"\n'
-        text += '[web]\nport = 0\n'
+        text += '[web]\nport = 0\nmetrics = "open"\n'
         for i in range(cameras):
             text += (f'[[camera]]\nname = "c{i}"\nrecording = [{recordings[i % len(recordings)]}]\n'
                      f'loop = true\n{more}')
@@ -44,7 +44,7 @@ class Service:
         self.names = [f"c{i}" for i in range(cameras)]
         self.said = open(folder / "said.txt", "w+")
         self.process = subprocess.Popen([vca, "serve", "--config", folder / "vca.toml"],
-                                        stdout=subprocess.DEVNULL, stderr=self.said)
+                                        stdout=self.said, stderr=subprocess.STDOUT)
 
     def __enter__(self):
         return self
@@ -82,7 +82,7 @@ class Service:
 
     def metrics(self):
         self.said.seek(0)
-        address = next(line.split()[-1] for line in self.said if "listens on" in line)
+        address = next(line.split()[-1] for line in self.said if line.startswith("the page:"))
         with urllib.request.urlopen(address + "metrics") as answer:
             lines = answer.read().decode().splitlines()
         return [line.rsplit(" ", 1) for line in lines if not line.startswith("#")]

@@ -4,7 +4,7 @@ set(library_documents ${CMAKE_INSTALL_DATADIR}/doc/libvca1)
 set(runtime_documents ${CMAKE_INSTALL_DATADIR}/doc/vca)
 set(development_documents ${CMAKE_INSTALL_DATADIR}/doc/vca-dev)
 install(FILES docs/user-guide.md docs/network.md docs/formats.md docs/database.md docs/audit.md
-              docs/privacy.md
+              docs/privacy.md docs/security.md
         DESTINATION ${runtime_documents} COMPONENT runtime)
 install(DIRECTORY host/examples DESTINATION ${runtime_documents} COMPONENT runtime)
 install(FILES packaging/prometheus/vca_alerts.yml packaging/prometheus/vca_dashboard.json

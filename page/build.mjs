@@ -36,9 +36,14 @@ function licences() {
   return parts.join("\n----\n\n");
 }
 
-function report() {
+// Beside each file its compressed form, which the service sends to whoever takes it.
+function compress() {
   const names = ["index.html", "page.js", "page.css", "icon.svg"];
-  const sizes = names.map((name) => gzipSync(readFileSync(join(out, name)), { level: 9 }).length);
+  const sizes = names.map((name) => {
+    const packed = gzipSync(readFileSync(join(out, name)), { level: 9 });
+    writeFileSync(join(out, `${name}.gz`), packed);
+    return packed.length;
+  });
   const sum = sizes.reduce((a, b) => a + b, 0);
   console.log(names.map((name, i) => `${name} ${sizes[i]}`).join(", ") + `: ${sum} bytes compressed`);
   if (sum <= mostBytes) return;
@@ -54,5 +59,5 @@ if (watch) {
   await context.watch();
 } else {
   await esbuild.build(options);
-  report();
+  compress();
 }

@@ -7,7 +7,7 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 if [ $# -ne 2 ]; then
-    echo "usage: scripts/fuzz.sh fuzz_handlers|fuzz_pass|fuzz_host_config|fuzz_trajectory|fuzz_recording|fuzz_bus SECONDS" >&2
+    echo "usage: scripts/fuzz.sh fuzz_handlers|fuzz_pass|fuzz_host_config|fuzz_trajectory|fuzz_recording|fuzz_bus|fuzz_web SECONDS" >&2
     exit 2
 fi
 # shellcheck disable=SC2086

@@ -19,6 +19,8 @@ arm64) triplet=aarch64-linux-gnu ;;
 esac
 # shellcheck disable=SC2086
 install_missing_packages $vca_packages $vca_package_packages
+# shellcheck disable=SC2086
+install_missing_commands $vca_page_commands
 toolchain=()
 if [ "$arch" != "$native" ]; then
     # shellcheck disable=SC2086
@@ -29,9 +31,9 @@ fi
 build=build/package-$arch
 # In a package the library lies where the loader looks for it, so the program needs no search path.
 nice cmake -S . -B "$build" -G Ninja "${toolchain[@]}" -DCMAKE_BUILD_TYPE=Release \
-    -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF -DCMAKE_SKIP_INSTALL_RPATH=ON \
+    -DVCA_BUILD_TESTS=OFF -DVCA_BUILD_BENCH=OFF -DVCA_BUILD_PAGE=ON -DCMAKE_SKIP_INSTALL_RPATH=ON \
     -DCMAKE_INSTALL_PREFIX=/usr "-DCMAKE_INSTALL_LIBDIR=lib/$triplet" >/dev/null
-nice cmake --build "$build" --target vca_program
+nice cmake --build "$build" --target vca_program vca_page
 mkdir -p build/packages
 DEB_HOST_ARCH=$arch cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >/dev/null
 mv "$build"/packages/{libvca1,vca,vca-dev}_*_"$arch".deb build/packages/

@@ -12,12 +12,16 @@ vca_service_packages="libsqlite3-dev libsodium-dev libhowardhinnant-date-dev tzd
 vca_packages="$vca_run_packages $vca_service_packages"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils
     abigail-tools python3-onnx dpkg-dev file ffmpeg python3-av python3-numpy
-    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav"
+    gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
+    prometheus"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 # For builds with clang, fuzzing among them, and for scripts/tidy.sh.
 vca_clang_packages="clang llvm libclang-rt-14-dev"
 vca_tidy_packages="clang-tidy"
+# To build the page, and to try it.
+vca_page_commands="node:nodejs npm:npm"
+vca_page_test_commands="chromium:chromium"
 # To make Debian packages, and to fetch the libraries of another processor's system.
 vca_package_packages="dpkg-dev file"
 vca_sysroot_packages="mmdebstrap"
@@ -41,6 +45,17 @@ run_apt_get() {
     done
     printf '%s\n' "$log" >&2
     return 1
+}
+
+# install_missing_commands COMMAND:PACKAGE...: Debian's package for each command that is not there,
+# because node and a browser often come from elsewhere.
+install_missing_commands() {
+    local missing="" pair
+    for pair in "$@"; do
+        command -v "${pair%%:*}" >/dev/null || missing="$missing ${pair#*:}"
+    done
+    # shellcheck disable=SC2086
+    [ -z "$missing" ] || install_missing_packages $missing
 }
 
 install_missing_packages() {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -34,7 +35,6 @@ namespace {
 constexpr const char* kEnded = "camera_ended";
 constexpr const char* kRefused = "settings_refused";
 constexpr const char* kStays = "; what was set before stays in force";
-constexpr const char* kFileAuthor = "file";
 constexpr const char* kThisMachine = "127.0.0.1";
 
 // Tells the service that frames are finished, and each second the camera's figures.
@@ -81,7 +81,9 @@ RunPlan plan_of(const ServiceFile& file, const ServiceCamera& camera, ServiceLin
 StoreSinkSetup store_of(const ServiceFile& file, const ServiceCamera& camera, const RunPlan& plan,
                         ServiceLink& link) {
     StoreSinkSetup setup = store_setup(plan, database_of(file, camera.name));
-    setup.writer.store.author = kFileAuthor;
+    const SettingsAuthor& by = link.begun().settings_by;
+    setup.writer.store.author = by.author;
+    setup.writer.store.name = by.name;
     setup.writer.committed = [&link](const Committed& done) {
         link.tell(CameraCommitted{done.epoch, done.sequence});
     };
@@ -135,9 +137,27 @@ LiveFramesSetup live_setup(const ServiceCamera& camera, const RunPlan& plan,
 }
 
 // What the service has asked for and the camera has not seen to yet.
-struct CameraRequests {
+class CameraRequests {
+  public:
+    void hear(const CameraMessage& message) {
+        if (const auto* read = std::get_if<ReadSettings>(&message)) {
+            const std::lock_guard lock(mutex_);
+            by_ = read->by;
+            read_settings = true;
+        }
+        if (std::holds_alternative<MeasureAgain>(message)) measure = true;
+    }
+    SettingsAuthor settings_by() const {
+        const std::lock_guard lock(mutex_);
+        return by_;
+    }
+
     std::atomic<bool> read_settings{false};
     std::atomic<bool> measure{false};
+
+  private:
+    mutable std::mutex mutex_;
+    SettingsAuthor by_;
 };
 
 // What one process knows of its place.
@@ -184,13 +204,19 @@ class CameraLive {
 class SettingsNotes final : public SettingsListener {
   public:
     SettingsNotes(const RunPlan& plan, StoreSink& store, CameraHealth& health, CameraLive& live,
-                  ServiceLink& link)
-        : plan_(plan), store_(store), health_(health), live_(live), link_(link) {}
+                  const CameraSetup& setup)
+        : plan_(plan),
+          store_(store),
+          health_(health),
+          live_(live),
+          link_(setup.link),
+          requests_(setup.requests) {}
 
     void changed(double time_s) override {
-        store_.change(time_s,
-                      {plan_.lines, plan_.regions,
-                       recorded_settings_text(plan_.options, plan_.source->info()), kFileAuthor});
+        const SettingsAuthor by = requests_.settings_by();
+        store_.change(time_s, {plan_.lines, plan_.regions,
+                               settings_in_force_text(plan_.options, plan_.source->info()),
+                               by.author, by.name});
         tell_places();
         link_.tell(CameraSettings{"counts with other settings", false});
     }
@@ -234,6 +260,7 @@ class SettingsNotes final : public SettingsListener {
     CameraHealth& health_;
     CameraLive& live_;
     ServiceLink& link_;
+    const CameraRequests& requests_;
     bool refused_ = false;
     bool restarts_ = false;
 };
@@ -256,7 +283,7 @@ int run_camera(const CameraSetup& setup) {
     note_end(link.begun(), store);
     BeatSink beat(link, health);
     CameraLive live(setup, plan, store);
-    SettingsNotes notes(plan, store, health, live, link);
+    SettingsNotes notes(plan, store, health, live, setup);
     SettingsSwitch settings(
         plan, setup.requests.read_settings, [&setup] { return camera_options(setup.camera); },
         notes);
@@ -316,7 +343,7 @@ int run_device(const CameraSetup& setup) {
     note_end(begun, store);
     BeatSink beat(link, health);
     CameraLive live(setup, plan, store);
-    SettingsNotes notes(plan, store, health, live, link);
+    SettingsNotes notes(plan, store, health, live, setup);
     Pace pace(plan.source->info().frames_per_second, begun.start_ms, setup.stop);
     if (!has_clock) {
         plan.pace = &pace;
@@ -340,10 +367,7 @@ int camera_process(const std::atomic<bool>& stop) {
     ServiceLink link(ChildProcess::kHandedFile);
     const ServiceFile file = parse_service_file(link.begun().text, link.begun().path);
     const ServiceCamera& camera = *find_camera(file, link.begun().camera);
-    link.start([&requests](const CameraMessage& message) {
-        if (std::holds_alternative<ReadSettings>(message)) requests.read_settings = true;
-        if (std::holds_alternative<MeasureAgain>(message)) requests.measure = true;
-    });
+    link.start([&requests](const CameraMessage& message) { requests.hear(message); });
     const StandardOutput nowhere("/dev/null");  // for what the library prints
     const CameraSetup setup{file, camera, link, requests, stop};
     return camera.in_cascade() ? run_device(setup) : run_camera(setup);

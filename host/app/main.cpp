@@ -18,6 +18,7 @@
 #include "host/app/site_device.h"
 #include "host/app/site_run.h"
 #include "host/app/store_commands.h"
+#include "host/app/users_command.h"
 #include "host/app/what_if_command.h"
 #include "host/app/why.h"
 #include "host/base/exit_status.h"
@@ -139,6 +140,9 @@ int main(int argc, char** argv) {
                 return host::serve_command(command.serve, stop_requested, reload_requested);
             case host::Command::kSettings:
                 host::write_text(stdout, host::settings_command(command.settings));
+                return host::kExitOk;
+            case host::Command::kResetUser:
+                host::write_text(stdout, host::reset_user_command(command.reset_user));
                 return host::kExitOk;
             case host::Command::kCameraProcess:
                 catch_signals({SIGINT, SIGTERM, SIGHUP}, on_request_to_end);

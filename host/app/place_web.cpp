@@ -1,15 +1,33 @@
 // Databases, areas and addresses of a place.
 #include "host/app/place_web.h"
 
+#include <chrono>
+#include <memory>
+#include <utility>
+#include <variant>
+
 #include "host/base/utc.h"
 #include "host/service/place.h"
+#include "host/web/api_accounts.h"
 #include "host/web/api_events.h"
 #include "host/web/api_live.h"
 #include "host/web/api_place.h"
+#include "host/web/api_settings.h"
+#include "host/web/gate.h"
 #include "host/web/live_counts.h"
+#include "host/web/page_files.h"
 
 namespace host {
 namespace {
+
+// A full disk passes; until then nothing of it is lost.
+void keep(Accounts& accounts) {
+    try {
+        accounts.keep();
+    } catch (const StoreError&) {
+        // The next second tries again.
+    }
+}
 
 MetricsInput metrics_input(const LivePlace& place) {
     const auto file = place.file();
@@ -35,7 +53,7 @@ std::string committed_text(const LivePlace& place) {
     return text;
 }
 
-ApiSources api_sources(const LivePlace& place) {
+ApiSources api_sources(LivePlace& place, const Commissioning& commissioning) {
     ApiSources sources;
     sources.place = [&place] { return place.file(); };
     sources.now_us = utc_now_us;
@@ -45,9 +63,25 @@ ApiSources api_sources(const LivePlace& place) {
         CameraLook look;
         look.stand = live.stand;
         look.frames_per_second = live.frames_per_second;
+        if (live.about) {
+            look.width = live.about->width;
+            look.height = live.about->height;
+            look.colour = live.about->colour;
+            look.model = live.about->model;
+        }
         return look;
     };
-    sources.commissioned = [](const std::string&) { return std::nullopt; };
+    sources.commissioned = [&commissioning](const std::string& camera) {
+        return commissioning.of(camera);
+    };
+    sources.commission = [&commissioning](const std::string& camera, const Commissioned& note) {
+        commissioning.note(camera, note);
+    };
+    sources.note_settings = [&place](const std::string& camera, const std::string& text,
+                                     const SettingsAuthor& by) {
+        place.note_settings(camera, text, by);
+    };
+    sources.refusal = [&place](const std::string& camera) { return place.refusal(camera); };
     return sources;
 }
 
@@ -62,43 +96,71 @@ std::vector<RegionNow> regions_now(const LivePlace& place) {
     return regions;
 }
 
-LiveSources live_sources(const LivePlace& place) {
+// A stream outlives the request that opened it, but neither its session nor its token.
+bool may_watch(const Gate& gate, const HttpRequest& request) {
+    const auto caller = gate(request);
+    const auto* const known = std::get_if<Caller>(&caller);
+    return known != nullptr && known->role >= Role::kViewer;
+}
+
+LiveSources live_sources(LivePlace& place, const ApiSources& api, const Gate& gate) {
     constexpr std::size_t kAtOnce = 200;  // events
-    const ApiSources api = api_sources(place);
     LiveSources sources;
     sources.committed = [&place] { return committed_text(place); };
     sources.health = [api] { return health_json(api); };
     sources.counts = [api, &place] { return live_counts_json(api, regions_now(place)); };
+    sources.settings = [api](const std::string& camera) { return settings_news(api, camera); };
     sources.events = [api](const std::optional<std::string>& after) {
         return events_after(api, after, kAtOnce);
     };
+    sources.holds = [gate](const HttpRequest& request) { return may_watch(gate, request); };
     return sources;
 }
 
-HttpHandler handler(LivePlace& place, LivePictures& pictures, LiveFeed& feed) {
-    const auto router = std::make_shared<Router>(
-        // Whoever is on this machine.
-        make_routes(web_sources(place), [](const HttpRequest&) {
-            return Caller{Role::kAdmin, ""};
-        }));
-    add_live_routes(*router, {place, pictures, feed});
-    return [router](const HttpRequest& request) { return router->answer(request); };
+WebSources web_sources(const LivePlace& place, const ApiSources& api) {
+    return {api.health, [&place] { return metrics_input(place); }, place.file()->web->open_metrics,
+            api};
 }
 
 }  // namespace
 
-WebSources web_sources(const LivePlace& place) {
-    const ApiSources api = api_sources(place);
-    return {api.health, [&place] { return metrics_input(place); }, api};
+std::string service_database(const ServiceFile& file) {
+    return database_of(file, kServiceDatabase);
 }
 
 PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
-    : feed_(pictures, live_sources(place)),
-      server_(place.file()->web->address, static_cast<std::uint16_t>(place.file()->web->port),
-              HttpLimits{}, handler(place, pictures, feed_)) {}
+    : web_(*place.file()->web),
+      accounts_({service_database(*place.file())}),
+      commissioning_(service_database(*place.file())),
+      keeper_(std::chrono::seconds(1), [this] { keep(accounts_); }),
+      gate_(make_gate(accounts_, {web_.address, web_.hosts})),
+      api_(api_sources(place, commissioning_)),
+      feed_(pictures, live_sources(place, api_, gate_)),
+      server_(web_.address, static_cast<std::uint16_t>(web_.port), HttpLimits{},
+              handler(place, pictures)) {}
 
 PlaceWeb::~PlaceWeb() {
     feed_.end();
+}
+
+HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
+    const auto router = std::make_shared<Router>(make_routes(web_sources(place, api_), gate_));
+    add_account_routes(*router, accounts_, [&place] { return place.file()->time_zone.value; });
+    add_live_routes(*router, {place, pictures, feed_});
+    add_page_routes(*router, page_folder());
+    return [router](const HttpRequest& request) { return router->answer(request); };
+}
+
+std::string PlaceWeb::welcome() {
+    ServiceWeb web = web_;
+    web.port = server_.port();
+    if (web.on_every_address()) web.address = "localhost";
+    std::string text = "the page: " + web_address(web) + "\n";
+    if (const auto password = accounts_.first_password()) {
+        text += std::string("log in as ") + kFirstUser + " with the one-time password " +
+                *password + "\n";
+    }
+    return text;
 }
 
 }  // namespace host

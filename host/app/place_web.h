@@ -1,32 +1,43 @@
 // What the service of a place answers over HTTP.
 #pragma once
 
-#include <cstdint>
+#include <string>
 
 #include "host/net/http_server.h"
+#include "host/net/ticker.h"
 #include "host/service/live_place.h"
+#include "host/web/accounts.h"
 #include "host/web/live_feed.h"
 #include "host/web/routes.h"
 
 namespace host {
 
-// What the databases and cameras of the place tell, by its file in force. The place must outlive
-// it.
-WebSources web_sources(const LivePlace& place);
+// The path of the service's own database.
+std::string service_database(const ServiceFile& file);
 
 class PlaceWeb {
   public:
     // The place's file must have a [web]; place and pictures must outlive it. Throws InputError
-    // when the address is not free.
+    // when the address is not free, ForeignDatabase and StoreError when the service's database
+    // cannot be used.
     PlaceWeb(LivePlace& place, LivePictures& pictures);
     // Tells all pages that the service ends.
     ~PlaceWeb();
     PlaceWeb(const PlaceWeb&) = delete;
     PlaceWeb& operator=(const PlaceWeb&) = delete;
 
-    std::uint16_t port() const { return server_.port(); }
+    // How to reach it, for people; with a one-time password as long as nobody has chosen one.
+    std::string welcome();
 
   private:
+    HttpHandler handler(LivePlace& place, LivePictures& pictures);
+
+    ServiceWeb web_;
+    Accounts accounts_;
+    Commissioning commissioning_;
+    Ticker keeper_;
+    Gate gate_;
+    ApiSources api_;
     LiveFeed feed_;
     HttpServer server_;
 };

@@ -46,7 +46,7 @@ StoreSinkSetup store_setup(const RunPlan& plan, const std::string& path) {
     store.device = std::filesystem::path(path).stem().string();
     store.lines = setup.names.lines;
     store.regions = setup.names.regions;
-    store.settings = recorded_settings_text(plan.options, info);
+    store.settings = settings_in_force_text(plan.options, info);
     setup.writer.told = tell_on_stderr;
     return setup;
 }

@@ -374,17 +374,20 @@ std::vector<std::string> run_warnings(const RunPlan& plan) {
     const std::vector<CountingLine> lines = with_points(plan.lines);
     const std::vector<CountingRegion> regions = with_points(plan.regions);
     const CountedPlaces places{lines, regions, plan.exclusions};
-    std::vector<std::string> warnings = place_warnings(places);
-    const auto add = [&warnings](const std::vector<std::string>& more) {
-        warnings.insert(warnings.end(), more.begin(), more.end());
+    const SourceInfo& info = plan.source->info();
+    std::vector<PlaceWarning> doubts = place_warnings(places);
+    const auto add = [&doubts](const std::vector<PlaceWarning>& more) {
+        doubts.insert(doubts.end(), more.begin(), more.end());
     };
     if (!plan.config) add(region_edge_warnings(places, kColourWidth, kColourHeight));
-    if (!plan.source->info().has_truth && !plan.config)
-        add(line_edge_warnings(places, kColourWidth, kColourHeight));
-    if (!plan.source->info().has_truth && !plan.config)
-        add(unseen_line_warnings(places, plan.source->info().camera,
-                                 plan.options.source.foot_point));
-    add(plan.source->warnings());
+    if (!info.has_truth && !plan.config) {
+        add(line_edge_warnings(places, kColourWidth, kColourHeight, info.camera,
+                               plan.options.source.foot_point));
+        add(unseen_line_warnings(places, info.camera, plan.options.source.foot_point));
+    }
+    std::vector<std::string> warnings = texts_of(doubts);
+    const std::vector<std::string> of_source = plan.source->warnings();
+    warnings.insert(warnings.end(), of_source.begin(), of_source.end());
     return warnings;
 }
 

@@ -14,6 +14,7 @@
 #include "host/service/mqtt_task.h"
 #include "host/service/service_check.h"
 #include "host/service/supervisor.h"
+#include "host/store/schema.h"
 #include "host/store/writer_lock.h"
 
 namespace host {
@@ -33,7 +34,7 @@ void make_folder(const std::string& path) {
 // Two services would start each camera twice.
 std::unique_ptr<WriterLock> lock_folder(const ServiceFile& file) {
     try {
-        return std::make_unique<WriterLock>(database_of(file, kServiceDatabase));
+        return std::make_unique<WriterLock>(service_database(file));
     } catch (const InputError&) {
         throw InputError("another service runs in the folder \"" + file.folder +
                          "\"; name another folder in [store], or end that one");
@@ -46,6 +47,29 @@ void say(const std::string& camera, const std::string& sentence) {
     std::fprintf(stderr, "%s%s\n", visible(who).c_str(), visible(sentence).c_str());
 }
 
+// Counting goes on without a page that cannot be shown. Null where there is none.
+std::unique_ptr<PlaceWeb> open_web(LivePlace& place, LivePictures& pictures) {
+    const auto file = place.file();
+    if (!file->web) return nullptr;
+    if (!file->web->on_loopback()) {
+        say("", "whoever shares a network with " + file->web->address +
+                    " can read passwords and pictures on their way: put a reverse proxy with TLS "
+                    "in front of the service");
+    }
+    const std::string without =
+        "there is no page, because the database \"" + service_database(*file) + "\" ";
+    try {
+        auto web = std::make_unique<PlaceWeb>(place, pictures);
+        write_text(stdout, web->welcome());
+        return web;
+    } catch (const StoreError& error) {
+        say("", without + "cannot be used: " + error.what());
+    } catch (const ForeignDatabase& error) {
+        say("", without + error.what());
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
@@ -56,15 +80,11 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     const auto alone = lock_folder(file);
     write_text(stdout, describe_service(file) + "what is counted today: vca counts --config " +
                            file.path + "\n");
-    std::fflush(stdout);
     LivePlace place(file);
     LivePictures pictures;
     const MqttTask mqtt(place, say);
-    std::optional<PlaceWeb> web;
-    if (file.web) {
-        web.emplace(place, pictures);
-        say("", "listens on " + web_address({file.web->address, web->port()}));
-    }
+    const auto web = open_web(place, pictures);
+    std::fflush(stdout);
     Supervisor(place, pictures, say).run(stop, reload);
     return kExitOk;
 }

@@ -2,6 +2,7 @@
 #include "host/app/camera_process.h"
 #include "host/app/serve_command.h"
 #include "host/app/settings_command.h"
+#include "host/app/users_command.h"
 #include "host/base/input_error.h"
 
 namespace host {
@@ -22,6 +23,10 @@ std::string check_service_file(const std::string&) {
 }
 
 std::string settings_command(const SettingsOptions&) {
+    refuse();
+}
+
+std::string reset_user_command(const ResetUserOptions&) {
     refuse();
 }
 

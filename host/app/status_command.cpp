@@ -15,15 +15,27 @@
 namespace host {
 namespace {
 
-ServiceHealth ask_service(const std::string& url) {
+// Without logging in a service tells no more than how it is.
+HealthLevel ask_service(const StatusOptions& options) {
     constexpr std::chrono::seconds kPatience{10};
+    const std::string& url = options.url;
     const std::string base = url.ends_with('/') ? url.substr(0, url.size() - 1) : url;
-    return parse_health(http_get(base + kHealthPath, kPatience).body);
+    const HealthLevel level = parse_health_level(http_get(base + kHealthPath, kPatience).body);
+    write_text(stdout, options.form == TextForm::kJson
+                           ? health_level_json(level)
+                           : std::string(health_level_name(level)) + "\n");
+    return level;
 }
 
 std::vector<std::string> databases_of(const StatusOptions& options) {
     if (options.place_file.empty()) return options.stores;
     return databases_of(read_service_file(options.place_file));
+}
+
+HealthLevel read_databases(const StatusOptions& options) {
+    const ServiceHealth health = read_health(databases_of(options), utc_now_us());
+    write_text(stdout, options.form == TextForm::kJson ? health_json(health) : health_text(health));
+    return health.level();
 }
 
 int exit_status_of(HealthLevel level) {
@@ -34,11 +46,7 @@ int exit_status_of(HealthLevel level) {
 }  // namespace
 
 int status_command(const StatusOptions& options) {
-    const ServiceHealth health = options.url.empty()
-                                     ? read_health(databases_of(options), utc_now_us())
-                                     : ask_service(options.url);
-    write_text(stdout, options.form == TextForm::kJson ? health_json(health) : health_text(health));
-    return exit_status_of(health.level());
+    return exit_status_of(options.url.empty() ? read_databases(options) : ask_service(options));
 }
 
 }  // namespace host

@@ -15,6 +15,7 @@ struct HttpRequest {
     std::string path;    // "/healthz", as it was sent, without the query
     std::string query;   // behind the question mark
     std::string body;
+    std::string peer;  // numeric address of whoever asks
 
     // The value of a header, whatever its case; empty for none.
     std::string header(const std::string& name) const;

@@ -39,8 +39,11 @@ using Response = http::response<http::string_body>;
 
 constexpr unsigned kHttp11 = 11;
 
-HttpRequest to_handler(const Request& from) {
+HttpRequest to_handler(const Request& from, const tcp::socket& socket) {
     HttpRequest request;
+    error_code gone;
+    const tcp::endpoint peer = socket.remote_endpoint(gone);
+    if (!gone) request.peer = peer.address().to_string();
     const std::string target(from.target());
     const std::size_t query = target.find('?');
     request.method = from.method() == http::verb::head ? "GET" : std::string(from.method_string());
@@ -69,6 +72,9 @@ Response to_wire(const HttpResponse& from, const Request& request) {
     response.keep_alive(request.keep_alive());
     response.body() = from.body;
     response.prepare_payload();
+    // It would be that of the body which the reader has.
+    if (response.result() == http::status::not_modified)
+        response.erase(http::field::content_length);
     if (request.method() == http::verb::head) response.body().clear();
     return response;
 }
@@ -100,9 +106,12 @@ int status_of(const error_code& error) {
     return error.category() == http::make_error_code(http::error::bad_method).category() ? 400 : 0;
 }
 
-std::string refusal(int status) {
-    if (status == 400) return "this is no HTTP request\n";
-    return "the request is too large\n";
+HttpResponse refusal(int status, const char* sentence) {
+    HttpResponse refused;
+    refused.status = status;
+    refused.type = "application/json";
+    refused.body = std::string(R"({"error":")") + sentence + R"("})";
+    return refused;
 }
 
 }  // namespace
@@ -193,18 +202,19 @@ asio::awaitable<bool> HttpServer::Parts::answer_one(beast::tcp_stream& stream,
     if (const int status = error ? status_of(error) : 0; status != 0) {
         Request unread{http::verb::get, "", kHttp11};
         unread.keep_alive(false);
-        HttpResponse refused;
-        refused.status = status;
-        refused.body = refusal(status);
-        const Response response = to_wire(refused, unread);
+        const Response response =
+            to_wire(refusal(status, status == 400 ? "This is no HTTP request."
+                                                  : "The request is too large."),
+                    unread);
         co_await send(stream, response);
         co_return false;
     }
     if (error) co_return false;
     const Request wire = parser.release();
-    const HttpRequest request = to_handler(wire);
-    const HttpResponse made =
-        co_await asio::co_spawn(workers.get_executor(), call(request), asio::use_awaitable);
+    const HttpRequest request = to_handler(wire, stream.socket());
+    HttpResponse made = refusal(414, "The address is too long.");
+    if (wire.target().size() <= limits.target_bytes)
+        made = co_await asio::co_spawn(workers.get_executor(), call(request), asio::use_awaitable);
     if (made.stream != nullptr && wire.method() == http::verb::get) {
         co_await send_stream(stream, made, wire);
         co_return false;
@@ -267,8 +277,7 @@ asio::awaitable<HttpResponse> HttpServer::Parts::call(const HttpRequest& request
     } catch (const std::exception& error) {
         std::fprintf(stderr, "vca: %s: %s\n", visible(request.path).c_str(),
                      visible(error.what()).c_str());
-        response.status = 500;
-        response.body = "this went wrong; the service's log says more\n";
+        response = refusal(500, "Something went wrong; the service's log says more.");
     }
     co_return response;
 }

@@ -13,11 +13,13 @@
 namespace host {
 
 struct HttpLimits {
-    std::uint32_t header_bytes = 8192;
-    std::uint64_t body_bytes = 65'536;
+    std::size_t target_bytes = 8192;
+    std::uint32_t header_bytes = 16'384;  // the target included
+    std::uint64_t body_bytes = 200'000;
     std::chrono::milliseconds time{10'000};  // for one request to come, and for its answer to go
     int connections = 400;                   // more are closed at once: 100 pages with 4 each
-    std::size_t workers = 2;
+    // Two may be busy with passwords, and two wait for pictures.
+    std::size_t workers = 5;
 };
 
 class HttpServer {

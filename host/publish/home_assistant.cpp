@@ -34,7 +34,8 @@ class Components {
   public:
     explicit Components(const MqttTopics& topics) : topics_(topics) {}
 
-    void add(const std::string& key, const char* platform, const std::string& name, Json more) {
+    void add(const std::string& key, const char* platform, const std::string& name,
+             const Json& more) {
         Json component{
             {kPlatform, platform}, {"unique_id", topics_.id() + "_" + key}, {"name", name}};
         component.update(more);

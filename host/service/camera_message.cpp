@@ -34,6 +34,7 @@ constexpr const char* kSequence = "sequence";
 constexpr const char* kText = "text";
 constexpr const char* kRefused = "refused";
 constexpr const char* kAuthor = "author";
+constexpr const char* kName = "name";
 constexpr const char* kSource = "source";
 constexpr const char* kSensor = "sensor";
 constexpr const char* kPicture = "picture";
@@ -65,6 +66,13 @@ std::optional<Tilt> tilt_of(const Json& json) {
     return Tilt{json.at(0), json.at(1)};
 }
 
+Json author_json(const SettingsAuthor& by) {
+    return {{kAuthor, by.author}, {kName, by.name}};
+}
+SettingsAuthor author_of(const Json& json) {
+    return {json.at(kAuthor), json.at(kName)};
+}
+
 Json as_json(const CameraBegin& begin) {
     return {{kMessage, kBegin},
             {kPath, begin.path},
@@ -73,7 +81,8 @@ Json as_json(const CameraBegin& begin) {
             {kEnded_us, begin.ended_us},
             {kEndedWhy, begin.ended_why},
             {kBrokerPort, begin.broker_port},
-            {kStart_ms, begin.start_ms}};
+            {kStart_ms, begin.start_ms},
+            {kSettings, author_json(begin.settings_by)}};
 }
 Json as_json(const CameraHello& hello) {
     return {{kMessage, kHello}, {kVersion, hello.version}};
@@ -140,15 +149,16 @@ Json as_json(const CameraSettings& settings) {
     return {{kMessage, kSettings}, {kText, settings.text}, {kRefused, settings.refused}};
 }
 Json as_json(const ReadSettings& read) {
-    return {{kMessage, kReadSettings}, {kAuthor, read.author}};
+    return {{kMessage, kReadSettings}, {kSettings, author_json(read.by)}};
 }
 
 CameraMessage from_json(const Json& json) {
     const std::string kind = json.at(kMessage);
     if (kind == kBegin) {
-        return CameraBegin{json.at(kPath),     json.at(kText),     json.at(kCamera),
-                           json.at(kEnded_us), json.at(kEndedWhy), json.at(kBrokerPort),
-                           json.at(kStart_ms)};
+        return CameraBegin{json.at(kPath),     json.at(kText),
+                           json.at(kCamera),   json.at(kEnded_us),
+                           json.at(kEndedWhy), json.at(kBrokerPort),
+                           json.at(kStart_ms), author_of(json.at(kSettings))};
     }
     if (kind == kHello) return CameraHello{json.at(kVersion)};
     if (kind == kAbout) return about_of(json);
@@ -161,7 +171,7 @@ CameraMessage from_json(const Json& json) {
     if (kind == kFigures) return parse_camera_figures(json.at(kFigures).dump());
     if (kind == kCommitted) return CameraCommitted{json.at(kEpoch), json.at(kSequence)};
     if (kind == kSettings) return CameraSettings{json.at(kText), json.at(kRefused)};
-    if (kind == kReadSettings) return ReadSettings{json.at(kAuthor)};
+    if (kind == kReadSettings) return ReadSettings{author_of(json.at(kSettings))};
     throw std::invalid_argument(kind);
 }
 

@@ -12,6 +12,12 @@
 
 namespace host {
 
+// Who has written the file of a camera's settings, and what they call them.
+struct SettingsAuthor {
+    std::string author = "file";  // whoever edits it by hand
+    std::string name{};           // empty for nothing
+};
+
 // The first message, from the service: who the process is. Its settings are read from their file.
 struct CameraBegin {
     std::string path;  // of the place's file
@@ -21,6 +27,7 @@ struct CameraBegin {
     std::string ended_why;      // a sentence
     int broker_port = 0;        // of the service's own broker on this machine; 0: the site's
     std::int64_t start_ms = 0;  // since 1970, when the scene of a simulated site begins
+    SettingsAuthor settings_by{};
 };
 
 // The answer.
@@ -75,7 +82,7 @@ struct CameraSettings {
 
 // From the service: the file of the settings has changed.
 struct ReadSettings {
-    std::string author;
+    SettingsAuthor by;
 };
 
 // Figures come each second while frames do.

@@ -68,26 +68,6 @@ Json fault_json(const HealthNote& fault) {
             {kTextKey, fault.text}};
 }
 
-std::vector<HealthNote> parse_faults(const Json& list) {
-    std::vector<HealthNote> faults;
-    for (const Json& one : list) {
-        faults.push_back({one.at(kSinceKey).get<std::int64_t>(),
-                          health_level(one.at(kLevelKey).get<std::string>()),
-                          one.at(kFaultKey).get<std::string>(),
-                          one.at(kTextKey).get<std::string>()});
-    }
-    return faults;
-}
-
-CameraState parse_camera(const Json& one) {
-    CameraState camera;
-    camera.name = one.at(kNameKey).get<std::string>();
-    camera.faults = parse_faults(one.at(kFaultsKey));
-    if (one.contains(kWatchedKey))
-        camera.watched_until_us = one.at(kWatchedKey).get<std::int64_t>();
-    return camera;
-}
-
 Json faults_json(const std::vector<HealthNote>& faults) {
     Json list = Json::array();
     for (const HealthNote& fault : faults)
@@ -153,18 +133,19 @@ std::string health_json(const ServiceHealth& health) {
            "\n";
 }
 
-ServiceHealth parse_health(const std::string& json) {
+std::string health_level_json(HealthLevel level) {
+    return Json{{kLevelKey, health_level_name(level)}}.dump() + "\n";
+}
+
+HealthLevel parse_health_level(const std::string& json) {
     try {
-        const Json all = Json::parse(json);
-        ServiceHealth health;
-        health.time_us = all.at(kTimeKey).get<std::int64_t>();
-        for (const Json& camera : all.at(kCamerasKey))
-            health.cameras.push_back(parse_camera(camera));
-        health.faults = parse_faults(all.at(kFaultsKey));
-        return health;
+        const auto name = Json::parse(json).at(kLevelKey).get<std::string>();
+        const HealthLevel level = health_level(name);
+        if (name == health_level_name(level)) return level;
     } catch (const nlohmann::json::exception&) {
-        throw std::runtime_error("what answers there is not this program's service");
+        // Said below.
     }
+    throw std::runtime_error("what answers there is not this program's service");
 }
 
 std::string health_text(const ServiceHealth& health) {

@@ -40,8 +40,10 @@ ServiceHealth read_health(const std::vector<std::string>& databases, std::int64_
 
 // One JSON object.
 std::string health_json(const ServiceHealth& health);
-// Reads one. Throws std::runtime_error for anything else.
-ServiceHealth parse_health(const std::string& json);
+// The level alone, for those who are told no more.
+std::string health_level_json(HealthLevel level);
+// Reads it. Throws std::runtime_error for anything else.
+HealthLevel parse_health_level(const std::string& json);
 // A line for each camera and each fault, for people; times are UTC.
 std::string health_text(const ServiceHealth& health);
 

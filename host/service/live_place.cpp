@@ -40,9 +40,11 @@ void LivePlace::take_over(const ServiceFile& file) {
     auto next = std::make_shared<const ServiceFile>(file);
     const std::lock_guard lock(mutex_);
     file_ = std::move(next);
-    std::erase_if(cameras_, [this](const auto& camera) {
+    const auto unknown = [this](const auto& camera) {
         return find_camera(*file_, camera.first) == nullptr;
-    });
+    };
+    std::erase_if(cameras_, unknown);
+    std::erase_if(noted_, unknown);
 }
 
 void LivePlace::hear(const std::string& camera, const CameraMessage& message) {
@@ -60,6 +62,9 @@ void LivePlace::hear(const std::string& camera, const CameraMessage& message) {
         known.now.measured = *measured;
     } else if (const auto* committed = std::get_if<CameraCommitted>(&message)) {
         known.now.committed = *committed;
+    } else if (const auto* settings = std::get_if<CameraSettings>(&message)) {
+        const auto noted = noted_.find(camera);
+        if (settings->refused && noted != noted_.end()) noted->second.refusal = settings->text;
     }
 }
 
@@ -104,6 +109,25 @@ std::vector<std::string> LivePlace::take_to_measure() {
     const std::lock_guard lock(mutex_);
     const std::set<std::string> asked = std::exchange(to_measure_, {});
     return {asked.begin(), asked.end()};
+}
+
+void LivePlace::note_settings(const std::string& camera, const std::string& text,
+                              SettingsAuthor by) {
+    const std::lock_guard lock(mutex_);
+    noted_[camera] = {text, std::move(by), ""};
+}
+
+SettingsAuthor LivePlace::author_of(const std::string& camera, const std::string& text) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = noted_.find(camera);
+    if (found == noted_.end() || found->second.text != text) return {};
+    return found->second.by;
+}
+
+std::string LivePlace::refusal(const std::string& camera) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = noted_.find(camera);
+    return found == noted_.end() ? std::string() : found->second.refusal;
 }
 
 }  // namespace host

@@ -60,6 +60,13 @@ class LivePlace {
     void ask_to_reset(const std::string& area);
     std::vector<std::string> take_to_reset();
 
+    // Somebody is about to write a file of settings with this text for a camera.
+    void note_settings(const std::string& camera, const std::string& text, SettingsAuthor by);
+    // Who has written one with this text.
+    SettingsAuthor author_of(const std::string& camera, const std::string& text) const;
+    // Why the camera has refused what was noted last; empty while it has not.
+    std::string refusal(const std::string& camera) const;
+
   private:
     using Time = std::chrono::steady_clock::time_point;
     struct Known {
@@ -74,6 +81,12 @@ class LivePlace {
     std::map<std::string, Known> cameras_;
     std::set<std::string> to_measure_;
     std::set<std::string> to_reset_;
+    struct Noted {
+        std::string text;
+        SettingsAuthor by;
+        std::string refusal;
+    };
+    std::map<std::string, Noted> noted_;  // the last, by camera
 };
 
 }  // namespace host

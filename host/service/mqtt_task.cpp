@@ -70,8 +70,8 @@ void MqttTask::run(const std::stop_token& stop) {
     auto next = std::chrono::steady_clock::now();
     while (!stop.stop_requested()) {
         attempt("", [this] { take_over(place_.file()); });
-        for (const auto& [name, device] : devices_)
-            attempt(name, [&] { device->mqtt->send_events(); });
+        for (const auto& each : devices_)
+            attempt(each.first, [&each] { each.second->mqtt->send_events(); });
         if (const auto now = std::chrono::steady_clock::now(); now >= next) {
             next = now + kShow;
             show();
@@ -138,10 +138,11 @@ void MqttTask::add_device(const std::string& name, const MqttSettings& broker) {
 }
 
 void MqttTask::show() {
-    for (const auto& [name, device] : devices_) {
-        attempt(name, [&] {
-            if (!device->mqtt->ready()) return;
-            device->mqtt->show(name == kPlaceDevice ? now_of_place(*device) : now_of(*device));
+    for (const auto& each : devices_) {
+        attempt(each.first, [&] {
+            Device& device = *each.second;
+            if (!device.mqtt->ready()) return;
+            device.mqtt->show(each.first == kPlaceDevice ? now_of_place(device) : now_of(device));
         });
     }
 }

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -23,7 +25,6 @@ constexpr std::chrono::seconds kEndTime{10};  // for what is counted to be writt
 constexpr std::chrono::seconds kLook{1};      // at files
 // By then all cameras of a site are ready.
 constexpr std::int64_t kSceneDelay_ms = 3000;
-constexpr const char* kFileAuthor = "file";
 
 }  // namespace
 
@@ -70,7 +71,7 @@ void Supervisor::look_at_files(bool all) {
     if (file_watch_.look() || all) read_file();
     for (const auto& camera : cameras_) {
         if ((camera->settings.look() || all) && camera->process)
-            camera->socket->send({to_text(ReadSettings{kFileAuthor}), {}});
+            camera->socket->send({to_text(ReadSettings{settings_author(*camera)}), {}});
     }
 }
 
@@ -168,7 +169,15 @@ void Supervisor::start(Camera& camera) {
         if (broker_ && is_whole_cascade(file_, camera.what.role.site))
             begin.broker_port = broker_->port();
     }
+    begin.settings_by = settings_author(camera);
     camera.socket->send({to_text(begin), {}});
+}
+
+SettingsAuthor Supervisor::settings_author(const Camera& camera) const {
+    const std::ifstream file(camera.what.settings, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return place_.author_of(camera.what.name, text.str());
 }
 
 void Supervisor::pass_on_requests() {

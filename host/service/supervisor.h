@@ -69,6 +69,7 @@ class Supervisor {
     std::int64_t start_of(const ServiceCamera& camera);
     void ask_to_end(Camera& camera) const;
     void start(Camera& camera);
+    SettingsAuthor settings_author(const Camera& camera) const;
     void pass_on_requests();
     void wait_for_news() const;
     void look_after(Camera& camera);

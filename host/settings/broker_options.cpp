@@ -27,7 +27,7 @@ void check_host(const TomlValue& value, const std::string& host) {
 }
 
 std::string password_value(const TomlValue& value, const std::string& folder) {
-    const std::string text = value.text();
+    std::string text = value.text();
     if (text.starts_with(kCredential)) return text;
     return path_beside(folder, text);
 }

@@ -35,6 +35,7 @@ enum class Command {
     kWhatIf,
     kServe,
     kSettings,
+    kResetUser,
     kCameraProcess
 };
 
@@ -52,6 +53,12 @@ struct SettingsOptions {
     std::string file;  // of the place
     std::string camera;
     std::optional<std::int64_t> version;  // kRestore has one
+};
+
+// Who has lost the password of the page.
+struct ResetUserOptions {
+    std::string file;  // of the place
+    std::string name;
 };
 
 // A user's file to be checked.
@@ -95,6 +102,7 @@ struct CommandLine {
     WhatIfOptions what_if;
     ServeOptions serve;
     SettingsOptions settings;
+    ResetUserOptions reset_user;
     std::string text;  // help or version, when that was asked for
 };
 

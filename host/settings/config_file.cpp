@@ -37,6 +37,15 @@ constexpr const char* kMax = "max";
 constexpr const char* kFoot = "foot";
 constexpr const char* kBox = "box";
 
+// How a form shows a key; one without a type is not in it.
+struct FormControl {
+    const char* label = "";
+    const char* type = "";
+    const char* unit = "";
+    std::optional<double> minimum{};
+    std::optional<double> maximum{};
+};
+
 // One key: what may be written, what counts without it, and what it means; and who reads it.
 struct SettingKey {
     const char* name;
@@ -44,6 +53,7 @@ struct SettingKey {
     const char* otherwise;
     const char* says;
     TomlValue::Reader read;
+    FormControl control{};
 };
 using SettingKeys = std::vector<SettingKey>;
 
@@ -77,51 +87,83 @@ class InstallationReader {
         return text;
     }
 
+    std::vector<SettingField> fields() {
+        std::vector<SettingField> list;
+        add_fields(keys(), "", list);
+        add_fields(group_keys(), std::string(kGroup) + ".", list);
+        return list;
+    }
+
   private:
     SettingKeys keys() {
-        return {
-            {kLine, "", "", "",
-             TomlValue::tables("lines are written as [[line]] tables",
-                               [this](Value table) { read_line(table); })},
-            {kRegion, "", "", "",
-             TomlValue::tables("regions are written as [[region]] tables",
-                               [this](Value table) { read_region(table); })},
-            {kExclude, "", "", "",
-             TomlValue::tables("exclusion areas are written as [[exclude]] tables",
-                               [this](Value table) { read_exclusion(table); })},
-            {kHeight_mm, "1500 to 15000, or \"auto\"", "as the source says",
-             "lens above the floor in mm; auto measures it",
-             [this](Value value) { read_height(value); }},
-            {kTargetHeight_mm, "[lowest, highest]", "[800, 2200]",
-             "people outside this range in mm are not counted",
-             [this](Value value) { read_target(value); }},
-            {kGroup, "", "", "", [this](Value value) { read_group(value); }},
-            {kDetect, "\"depth\", \"colour\" or \"both\"", "\"depth\"",
-             "the image in which people are looked for",
-             [this](Value value) {
-                 const std::string place = value.place(kDetect);
-                 options_.detect = {parse_detect_mode(value.text(), place), place};
-             }},
-            {kSensor, "\"exact\" or \"reads-low\"", "\"exact\"",
-             "reads-low: people measure too low from high up",
-             [this](Value value) {
-                 options_.sensor = parse_sensor(value.text(), value.place(kSensor));
-             }},
-            {kLateCounts, "\"drop\" or \"keep\"", "\"drop\"",
-             "counts of people whom the end of their track finds back before a line",
-             [this](Value value) {
-                 options_.late_counts = parse_late_counts(value.text(), value.place(kLateCounts));
-             }},
-            {kTilt, "\"auto\", \"none\" or [roll, pitch]", "\"auto\"",
-             "how crooked the camera hangs, in degrees of -20 to 20",
-             [this](Value value) { read_tilt(value); }},
-            {kGender, "\"none\" or a file", "\"none\"", "network that tells men from women",
-             [this](Value v) { options_.gender = model(v, kGender); }},
-            {kStaff, "\"none\", \"vest\" or a file", "\"none\"", "what tells staff from visitors",
-             [this](Value v) { options_.staff = model(v, kStaff); }},
-            {kPosition, "\"foot\" or \"box\"", "\"foot\"",
-             "where people are: their feet, or head and shoulders",
-             [this](Value value) { read_position(value); }}};
+        return {{kLine, "", "", "",
+                 TomlValue::tables("lines are written as [[line]] tables",
+                                   [this](Value table) { read_line(table); })},
+                {kRegion, "", "", "",
+                 TomlValue::tables("regions are written as [[region]] tables",
+                                   [this](Value table) { read_region(table); })},
+                {kExclude, "", "", "",
+                 TomlValue::tables("exclusion areas are written as [[exclude]] tables",
+                                   [this](Value table) { read_exclusion(table); })},
+                {kHeight_mm,
+                 "1500 to 15000, or \"auto\"",
+                 "as the source says",
+                 "lens above the floor in mm; auto measures it",
+                 [this](Value value) { read_height(value); },
+                 {"Height of the camera", "height", "mm", kLowestCamera_mm, kHighestCamera_mm}},
+                {kTargetHeight_mm,
+                 "[lowest, highest]",
+                 "[800, 2200]",
+                 "people outside this range in mm are not counted",
+                 [this](Value value) { read_target(value); },
+                 {"Height of people", "range", "mm", 0.0, 3000.0}},
+                {kGroup, "", "", "", [this](Value value) { read_group(value); }},
+                {kDetect,
+                 "\"depth\", \"colour\" or \"both\"",
+                 "\"depth\"",
+                 "the image in which people are looked for",
+                 [this](Value value) {
+                     const std::string place = value.place(kDetect);
+                     options_.detect = {parse_detect_mode(value.text(), place), place};
+                 },
+                 {"People are looked for in", "choice"}},
+                {kSensor,
+                 "\"exact\" or \"reads-low\"",
+                 "\"exact\"",
+                 "reads-low: people measure too low from high up",
+                 [this](Value value) {
+                     options_.sensor = parse_sensor(value.text(), value.place(kSensor));
+                 },
+                 {"Sensor", "choice"}},
+                {kLateCounts,
+                 "\"drop\" or \"keep\"",
+                 "\"drop\"",
+                 "counts of people whom the end of their track finds back before a line",
+                 [this](Value value) {
+                     options_.late_counts =
+                         parse_late_counts(value.text(), value.place(kLateCounts));
+                 },
+                 {"Late counts", "choice"}},
+                {kTilt,
+                 "\"auto\", \"none\" or [roll, pitch]",
+                 "\"auto\"",
+                 "how crooked the camera hangs, in degrees of -20 to 20",
+                 [this](Value value) { read_tilt(value); },
+                 {"Tilt", "tilt", "degrees", -20.0, 20.0}},
+                {kGender, "\"none\" or a file", "\"none\"", "network that tells men from women",
+                 [this](Value v) { options_.gender = model(v, kGender); }},
+                {kStaff,
+                 "\"none\", \"vest\" or a file",
+                 "\"none\"",
+                 "what tells staff from visitors",
+                 [this](Value v) { options_.staff = model(v, kStaff); },
+                 {"Staff", "text"}},
+                {kPosition,
+                 "\"foot\" or \"box\"",
+                 "\"foot\"",
+                 "where people are: their feet, or head and shoulders",
+                 [this](Value value) { read_position(value); },
+                 {"Point that counts", "choice"}}};
     }
 
     static SettingKeys line_keys(PlacedLine& given) {
@@ -169,13 +211,24 @@ class InstallationReader {
     }
 
     SettingKeys group_keys() {
-        return {{kEnabled, "true or false", "as the source suggests",
+        return {{kEnabled,
+                 "true or false",
+                 "as the source suggests",
                  "people who cross together are told as a group too",
-                 [this](Value v) { options_.group_counting = v.flag(); }},
-                {kMin, "whole number", "2", "members of the smallest group",
-                 [this](Value v) { options_.group_min = v.whole(0, kMostWhole); }},
-                {kMax, "whole number", "6", "members of the largest one",
-                 [this](Value v) { options_.group_max = v.whole(0, kMostWhole); }}};
+                 [this](Value v) { options_.group_counting = v.flag(); },
+                 {"Count groups", "flag"}},
+                {kMin,
+                 "whole number",
+                 "2",
+                 "members of the smallest group",
+                 [this](Value v) { options_.group_min = v.whole(0, kMostWhole); },
+                 {"Smallest group", "whole", "people", 2.0, 10.0}},
+                {kMax,
+                 "whole number",
+                 "6",
+                 "members of the largest one",
+                 [this](Value v) { options_.group_max = v.whole(0, kMostWhole); },
+                 {"Largest group", "whole", "people", 2.0, 20.0}}};
     }
 
     static void add_keys(const SettingKeys& keys, std::string& text) {
@@ -192,6 +245,30 @@ class InstallationReader {
                           const SettingKeys& keys, std::string& text) {
         text += std::string("\n") + open + table + close + "\n";
         add_keys(keys, text);
+    }
+
+    static void add_fields(const SettingKeys& keys, const std::string& table,
+                           std::vector<SettingField>& list) {
+        for (const SettingKey& key : keys) {
+            const FormControl& control = key.control;
+            if (*control.type == '\0') continue;
+            SettingField field{table + key.name, control.label, key.says, control.type,
+                               control.unit,     key.otherwise, {},       control.minimum,
+                               control.maximum};
+            if (field.type == "choice") field.choices = quoted_words(key.form);
+            list.push_back(std::move(field));
+        }
+    }
+
+    // "\"exact\" or \"reads-low\"" are exact and reads-low.
+    static std::vector<std::string> quoted_words(const std::string& form) {
+        std::vector<std::string> words;
+        for (std::size_t open = form.find('"'); open != std::string::npos;) {
+            const std::size_t close = form.find('"', open + 1);
+            words.push_back(form.substr(open + 1, close - open - 1));
+            open = form.find('"', close + 1);
+        }
+        return words;
     }
 
     static std::string model(Value value, const char* key) {
@@ -424,6 +501,11 @@ class InstallationWriter {
 std::string config_schema() {
     RunOptions unused;
     return InstallationReader(unused).schema();
+}
+
+std::vector<SettingField> config_fields() {
+    RunOptions unused;
+    return InstallationReader(unused).fields();
 }
 
 std::string config_text(const RunOptions& options) {

@@ -104,8 +104,8 @@ std::vector<std::string> installation_warnings(const RunOptions& options) {
     const std::vector<CountingLine> lines = values_of<CountingLine>(options.lines);
     const std::vector<CountingRegion> regions = values_of<CountingRegion>(options.regions);
     const auto exclusions = values_of<std::vector<PicturePoint>>(options.exclusions);
-    for (const std::string& warning : place_warnings({lines, regions, exclusions}))
-        warnings.push_back(warning);
+    for (const PlaceWarning& warning : place_warnings({lines, regions, exclusions}))
+        warnings.push_back(warning.text);
     const bool needs_colour = options.detect.value != DetectMode::kDepth ||
                               options.gender != kNoModel || options.staff != kNoModel;
     if (needs_colour) {

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 
+#include "host/base/text.h"
 #include "host/base/turn.h"
 #include "host/settings/line_checks.h"
 
@@ -72,67 +74,144 @@ double length_of(const Points& line) {
     return length;
 }
 
-// Whether there is no place on the piece from which people can go far enough to both sides.
-bool runs_along_edge(const Points& line, int width, int height) {
+// A head is seen farther from the middle of the picture than the feet below it, by this factor.
+double outwards(const CameraModel& camera, bool foot_point) {
+    const double height_mm = camera.height_mm.value_or(0.0);
+    return foot_point && height_mm > 1.2 * kTypical_mm ? height_mm / (height_mm - kTypical_mm)
+                                                       : 1.0;
+}
+
+// Where people stand whose heads are in the picture.
+struct SeenArea {
+    double left = 0.0;
+    double top = 0.0;
+    double right = 0.0;
+    double bottom = 0.0;
+};
+
+SeenArea seen_area(int width, int height, const CameraModel& camera, bool foot_point) {
+    const double part = 1.0 / outwards(camera, foot_point);
+    const PicturePoint below = TakenPicture(camera, Tilt{}).below();
+    const PicturePoint least = between(below, {0.0, 0.0}, part);
+    const PicturePoint most = between(below, {1.0 * width, 1.0 * height}, part);
+    return {least.x, least.y, most.x, most.y};
+}
+
+// How far a way from a place in this direction, 1 long, stays in the area, in pixels.
+double way_inside(const PicturePoint& p, double x, double y, const SeenArea& area) {
+    double way = std::numeric_limits<double>::infinity();
+    if (x != 0.0) way = std::min(way, ((x > 0.0 ? area.right : area.left) - p.x) / x);
+    if (y != 0.0) way = std::min(way, ((y > 0.0 ? area.bottom : area.top) - p.y) / y);
+    return std::max(way, 0.0);
+}
+
+// How far people can go to both sides of a line where they can go farthest, in pixels.
+double way_past(const Points& line, const SeenArea& area) {
+    double farthest = 0.0;
     for (std::size_t i = 1; i < line.size(); ++i) {
         const PicturePoint& a = line[i - 1];
         const PicturePoint& b = line[i];
         const double length = std::max(std::hypot(b.x - a.x, b.y - a.y), 1.0);
-        const double away_x = kPast_px * (b.y - a.y) / length;
-        const double away_y = -kPast_px * (b.x - a.x) / length;
-        const auto inside = [&](double x, double y) {
-            return x >= 0.0 && y >= 0.0 && x < width && y < height;
-        };
+        const double x = (b.y - a.y) / length;
+        const double y = -(b.x - a.x) / length;
         for (int k = 0; k <= kSamples; ++k) {
             const PicturePoint p = between(a, b, 1.0 * k / kSamples);
-            if (inside(p.x + away_x, p.y + away_y) && inside(p.x - away_x, p.y - away_y))
-                return false;
+            farthest = std::max(farthest,
+                                std::min(way_inside(p, x, y, area), way_inside(p, -x, -y, area)));
         }
     }
-    return true;
+    return farthest;
+}
+
+// Of a level floor; 0 when the height is not known.
+double floor_mm_per_pixel(const CameraModel& camera) {
+    if (camera.fx <= 0.0) return 0.0;
+    return camera.height_mm.value_or(0.0) / camera.fx * kDepthWidth / kColourWidth;
+}
+
+// "0.2 m", rounded down: what is too little must not look like enough.
+double tenths_m(double pixels, double mm_per_pixel) {
+    return std::floor(pixels * mm_per_pixel / 100.0) / 10.0;
+}
+
+PlaceWarning edge_warning(const std::string& line, double way_px, double mm_per_pixel) {
+    PlaceWarning warning{
+        "line_near_edge",
+        "the line \"" + line +
+            "\" runs along the edge of the picture; nobody can come far enough past "
+            "it to be counted"};
+    if (mm_per_pixel <= 0.0) return warning;
+    const double beyond_m = tenths_m(way_px, mm_per_pixel);
+    if (beyond_m <= 0.0) {
+        return {"line_unseen", "on the line \"" + line +
+                                   "\" people's heads are hardly in the picture; nobody is counted "
+                                   "there"};
+    }
+    warning.beyond_m = beyond_m;
+    warning.needed_m = tenths_m(kPast_px, mm_per_pixel) + 0.1;
+    warning.text = format_text(
+        "the line \"%s\" is too near the edge: people are seen only %.1f m "
+        "beyond it, %.1f m are needed",
+        line.c_str(), *warning.beyond_m, *warning.needed_m);
+    return warning;
 }
 
 }  // namespace
 
-std::vector<std::string> place_warnings(const CountedPlaces& places) {
+std::vector<std::string> texts_of(const std::vector<PlaceWarning>& warnings) {
+    std::vector<std::string> texts;
+    for (const PlaceWarning& warning : warnings)
+        texts.push_back(warning.text);
+    return texts;
+}
+
+std::vector<PlaceWarning> place_warnings(const CountedPlaces& places) {
     const auto excluded = [&](const PicturePoint& p) {
         return std::any_of(places.exclusions.begin(), places.exclusions.end(),
                            [&](const Points& area) { return is_inside(area, p); });
     };
-    std::vector<std::string> warnings;
+    std::vector<PlaceWarning> warnings;
     for (const CountingLine& line : places.lines) {
         if (line.points.empty()) continue;
         const std::string name = "the line \"" + line.name + "\"";
         if (!is_closed(line.points) && crosses_itself(line.points, false))
             warnings.push_back(
-                name + " crosses itself; anyone who walks over both parts is counted twice");
+                {"crosses_itself",
+                 name + " crosses itself; anyone who walks over both parts is counted twice"});
         if (length_of(line.points) < kHalfPerson_px)
-            warnings.push_back(name + " is shorter than people are wide; hardly anybody meets it");
+            warnings.push_back(
+                {"line_short", name + " is shorter than people are wide; hardly anybody meets it"});
         const bool partly =
             !everywhere_on_line(line.points, [&](const PicturePoint& p) { return !excluded(p); });
         if (everywhere_on_line(line.points, excluded))
-            warnings.push_back(name + " lies entirely in exclusion areas; nobody is counted there");
+            warnings.push_back(
+                {"excluded", name + " lies entirely in exclusion areas; nobody is counted there"});
         else if (partly)
-            warnings.push_back(name + " lies partly in exclusion areas; nobody is counted there");
+            warnings.push_back({"line_excluded",
+                                name + " lies partly in exclusion areas; nobody is counted there"});
     }
     for (const CountingRegion& region : places.regions) {
         if (region.points.empty()) continue;
         const std::string name = "the region \"" + region.name + "\"";
         if (crosses_itself(region.points, true))
-            warnings.push_back(name + " crosses itself; people in parts of it are not counted");
+            warnings.push_back({"region_crosses_itself",
+                                name + " crosses itself; people in parts of it are not counted"});
         if (everywhere_in_region(region.points, excluded))
-            warnings.push_back(name + " lies entirely in exclusion areas; nobody is counted there");
+            warnings.push_back(
+                {"excluded", name + " lies entirely in exclusion areas; nobody is counted there"});
     }
     return warnings;
 }
 
-std::vector<std::string> line_edge_warnings(const CountedPlaces& places, int width, int height) {
-    std::vector<std::string> warnings;
+std::vector<PlaceWarning> line_edge_warnings(const CountedPlaces& places, int width, int height,
+                                             const CameraModel& camera, bool foot_point) {
+    const SeenArea area = seen_area(width, height, camera, foot_point);
+    std::vector<PlaceWarning> warnings;
     for (const CountingLine& line : places.lines) {
-        if (line.points.empty() || !runs_along_edge(line.points, width, height)) continue;
-        warnings.push_back("the line \"" + line.name +
-                           "\" runs along the edge of the picture; nobody can come far enough past "
-                           "it to be counted");
+        if (line.points.empty()) continue;
+        const double way_px = way_past(line.points, area);
+        if (way_px < kPast_px)
+            warnings.push_back(edge_warning(line.name, way_px, floor_mm_per_pixel(camera)));
     }
     return warnings;
 }
@@ -168,29 +247,28 @@ std::vector<PicturePoint> counting_zone(const std::vector<PicturePoint>& line) {
     return zone;
 }
 
-std::vector<std::string> unseen_line_warnings(const CountedPlaces& places,
-                                              const CameraModel& camera, bool foot_point) {
+std::vector<PlaceWarning> unseen_line_warnings(const CountedPlaces& places,
+                                               const CameraModel& camera, bool foot_point) {
     if (!camera.levelled) return {};
     const TakenPicture taken(camera, *camera.levelled);
-    const double height_mm = camera.height_mm.value_or(0.0);
-    // A head is seen farther from the middle of the picture than the feet below it.
-    const double outwards =
-        foot_point && height_mm > 1.2 * kTypical_mm ? height_mm / (height_mm - kTypical_mm) : 1.0;
+    const double away = outwards(camera, foot_point);
     const auto seen = [&](const PicturePoint& p) {
-        return taken.shows(between(taken.below(), p, outwards), kHalfPerson_px);
+        return taken.shows(between(taken.below(), p, away), kHalfPerson_px);
     };
-    std::vector<std::string> warnings;
+    std::vector<PlaceWarning> warnings;
     for (const CountingLine& line : places.lines) {
         if (line.points.empty() || everywhere_on_line(line.points, seen)) continue;
-        warnings.push_back("over a part of the line \"" + line.name +
-                           "\" people's heads are outside what the crooked camera sees; nobody is "
-                           "counted there");
+        warnings.push_back(
+            {"line_unseen",
+             "over a part of the line \"" + line.name +
+                 "\" people's heads are outside what the crooked camera sees; nobody "
+                 "is counted there"});
     }
     return warnings;
 }
 
-std::vector<std::string> region_edge_warnings(const CountedPlaces& places, int width, int height) {
-    std::vector<std::string> warnings;
+std::vector<PlaceWarning> region_edge_warnings(const CountedPlaces& places, int width, int height) {
+    std::vector<PlaceWarning> warnings;
     for (const CountingRegion& region : places.regions) {
         if (region.points.empty()) continue;
         const bool hidden = everywhere_in_region(region.points, [&](const PicturePoint& p) {
@@ -198,8 +276,9 @@ std::vector<std::string> region_edge_warnings(const CountedPlaces& places, int w
                    p.y > height - kHalfPerson_px;
         });
         if (!hidden) continue;
-        warnings.push_back("the region \"" + region.name +
-                           "\" lies at the edge of the picture, where nobody is seen whole");
+        warnings.push_back({"region_at_edge",
+                            "the region \"" + region.name +
+                                "\" lies at the edge of the picture, where nobody is seen whole"});
     }
     return warnings;
 }

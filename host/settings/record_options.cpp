@@ -10,11 +10,8 @@ RecordedColour parse_recorded_colour(const std::string& name, const std::string&
     throw InputError(option + " is \"" + name + "\"; known are none, lossless and small");
 }
 
-std::string recorded_settings_text(const RunOptions& options, const SourceInfo& own) {
+std::string settings_in_force_text(const RunOptions& options, const SourceInfo& own) {
     RunOptions settings = options;
-    // The height is the camera's.
-    settings.measure_height = false;
-    settings.source.height_mm.reset();
     if (settings.lines.empty())
         for (const CountingLine& line : own.lines)
             settings.lines.emplace_back(line);
@@ -23,6 +20,13 @@ std::string recorded_settings_text(const RunOptions& options, const SourceInfo& 
             settings.regions.emplace_back(region);
     if (!settings.group_counting) settings.group_counting = own.group_counting;
     return config_text(settings);
+}
+
+std::string recorded_settings_text(const RunOptions& options, const SourceInfo& own) {
+    RunOptions settings = options;
+    settings.measure_height = false;
+    settings.source.height_mm.reset();
+    return settings_in_force_text(settings, own);
 }
 
 void check_record_options(const RecordOptions& options) {

@@ -21,8 +21,10 @@ struct RecordOptions {
 // "none", "lossless" or "small". Throws InputError that begins with `option`.
 RecordedColour parse_recorded_colour(const std::string& name, const std::string& option);
 
-// The settings with which a recording gives the same counts again, as text of a file for --config.
-// `own` are the source's lines and regions, in the user's coordinates.
+// The settings that a run counts with, as text of a file for --config. `own` are the source's lines
+// and regions, in the user's coordinates.
+std::string settings_in_force_text(const RunOptions& options, const SourceInfo& own);
+// Those with which a recording gives the same counts again: the height is the camera's.
 std::string recorded_settings_text(const RunOptions& options, const SourceInfo& own);
 
 // Everything that can be said without opening the source. Throws InputError.

@@ -11,9 +11,6 @@
 namespace host {
 namespace {
 
-constexpr double kLowestCamera_mm = 1500.0;
-constexpr double kHighestCamera_mm = 15000.0;
-
 template <typename PlacedThing>
 void check_names(const std::vector<PlacedThing>& things) {
     std::vector<Placed<std::string>> names;

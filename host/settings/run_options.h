@@ -63,6 +63,8 @@ std::vector<PicturePoint> parse_points(const std::string& text, const std::strin
 // A finite decimal number that fills the whole text.
 std::optional<double> to_number(const std::string& text);
 
+inline constexpr double kLowestCamera_mm = 1500.0;
+inline constexpr double kHighestCamera_mm = 15000.0;
 // Millimetres of an installation height. Throws InputError outside 1500 to 15000.
 double checked_height_mm(double height_mm, const std::string& place);
 
@@ -88,6 +90,19 @@ void parse_config(const std::string& text, const std::string& name, RunOptions& 
 void take_carried_settings(const std::string& text, const std::string& name, RunOptions& options);
 // What can be set in such a file, for people.
 std::string config_schema();
+// One setting for a form; those of lines and areas are drawn instead.
+struct SettingField {
+    std::string key;      // parts joined by a dot
+    std::string label;    // what the control is called
+    std::string says;     // what it means
+    std::string type;     // whole, text, flag, choice, range, height or tilt
+    std::string unit;     // empty: none
+    std::string initial;  // what counts without it, in JSON
+    std::vector<std::string> choices;
+    std::optional<double> minimum;
+    std::optional<double> maximum;
+};
+std::vector<SettingField> config_fields();
 // The text of a file that sets what these options set; every number reads back exactly.
 std::string config_text(const RunOptions& options);
 

@@ -11,6 +11,7 @@ namespace {
 constexpr const char* kConfig = "--config";
 constexpr const char* kCamera = "--camera";
 constexpr const char* kVersion = "--version";
+constexpr const char* kUser = "NAME";
 constexpr const char* kDefaultFile = "vca.toml";
 
 CLI::App* add_command(CLI::App& app, const char* name, const char* description) {
@@ -50,8 +51,13 @@ ServeArguments::ServeArguments(CLI::App& app)
       settings_(app.add_subcommand("settings", "Settings of the cameras of a place")),
       history_(add_command(*settings_, "history", "Versions that were in force, or one of them")),
       restore_(add_command(*settings_, "restore", "Write a version into the camera's file again")),
-      schema_(add_command(*settings_, "schema", "What can be set for a camera")) {
+      schema_(add_command(*settings_, "schema", "What can be set for a camera")),
+      users_(app.add_subcommand("users", "Who may log in to the page of a place")),
+      reset_(add_command(*users_, "reset", "A one-time password for a user who has lost theirs")) {
     add_place(*serve_);
+    users_->require_subcommand(1);
+    add_place(*reset_);
+    reset_->add_option(kUser, "The user")->required();
     settings_->require_subcommand(1);
     for (CLI::App* command : {history_, restore_}) {
         add_place(*command);
@@ -62,7 +68,7 @@ ServeArguments::ServeArguments(CLI::App& app)
 }
 
 const CLI::App* ServeArguments::parsed() const {
-    for (const CLI::App* command : {serve_, camera_, history_, restore_, schema_})
+    for (const CLI::App* command : {serve_, camera_, history_, restore_, schema_, reset_})
         if (command->parsed()) return command;
     return nullptr;
 }
@@ -73,6 +79,9 @@ void ServeArguments::apply_to(CommandLine& result) const {
     } else if (serve_->parsed()) {
         result.command = Command::kServe;
         result.serve.file = place_of(*serve_);
+    } else if (reset_->parsed()) {
+        result.command = Command::kResetUser;
+        result.reset_user = {place_of(*reset_), value_of(*reset_, kUser).value_or("")};
     } else {
         result.command = Command::kSettings;
         apply_settings(result.settings);

@@ -26,6 +26,8 @@ class ServeArguments {
     CLI::App* history_;
     CLI::App* restore_;
     CLI::App* schema_;
+    CLI::App* users_;
+    CLI::App* reset_;
 };
 
 }  // namespace host

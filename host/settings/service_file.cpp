@@ -1,7 +1,10 @@
 // Reading of the file of a place, key by key.
 #include "host/settings/service_file.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -290,15 +293,14 @@ class ServiceReader {
     void read_web(Value value) {
         constexpr int kMostPort = 65535;
         ServiceWeb web;
-        value.read_keys({{"address",
+        value.read_keys({{"address", [&web](Value v) { web.address = numeric_address(v); }},
+                         {"port", [&web](Value v) { web.port = v.whole(0, kMostPort); }},
+                         {"hosts",
                           [&web](Value v) {
-                              web.address = v.text();
-                              if (web.address == "127.0.0.1" || web.address == "::1") return;
-                              throw InputError(v.place("address") + " is \"" + web.address +
-                                               "\"; write \"127.0.0.1\" or \"::1\", which "
-                                               "nobody reaches from another machine");
+                              for (const TomlValue& name : v.one_or_more())
+                                  web.hosts.push_back(host_name(name));
                           }},
-                         {"port", [&](Value v) { web.port = v.whole(0, kMostPort); }}},
+                         {"metrics", [&web](Value v) { web.open_metrics = is_open(v); }}},
                         "what is answered over HTTP is set in a [web] table");
         file_.web = web;
     }
@@ -322,6 +324,39 @@ class ServiceReader {
                              " cannot have this name; how many people are in the areas is "
                              "published under it");
         }
+    }
+
+    static std::string numeric_address(Value value) {
+        std::array<unsigned char, sizeof(in6_addr)> bytes{};
+        std::string text = value.text();
+        if (::inet_pton(AF_INET, text.c_str(), bytes.data()) == 1 ||
+            ::inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1)
+            return text;
+        throw InputError(
+            value.place("address") + " is \"" + text +
+            "\"; write \"127.0.0.1\" for this machine alone, \"0.0.0.0\" for everybody "
+            "who reaches it, or one of its addresses");
+    }
+
+    // Names are compared as browsers send them.
+    static std::string host_name(Value value) {
+        std::string text = value.text();
+        std::string name;
+        for (const char c : text) {
+            const bool large = c >= 'A' && c <= 'Z';
+            name += large ? static_cast<char>(c - 'A' + 'a') : c;
+        }
+        constexpr const char* kOfNames = "abcdefghijklmnopqrstuvwxyz0123456789-._";
+        if (!name.empty() && name.find_first_not_of(kOfNames) == std::string::npos) return name;
+        throw InputError(value.place("hosts") + " has \"" + text +
+                         "\"; write names without port, such as [\"counter.example.org\"]");
+    }
+
+    static bool is_open(Value value) {
+        const std::string text = value.text();
+        if (text == "open" || text == "login") return text == "open";
+        throw InputError(value.place("metrics") + " is \"" + text +
+                         "\"; write \"login\", or \"open\" for everybody who reaches the service");
     }
 
     const std::string folder_;

@@ -57,10 +57,15 @@ struct ServiceArea {
     std::optional<int> capacity;         // people
 };
 
-// Where the service answers over HTTP: on this machine only, as long as nobody has to log in.
+// Where the service answers over HTTP.
 struct ServiceWeb {
-    std::string address = "127.0.0.1";
-    int port = 8080;  // 0: any that is free
+    std::string address = "127.0.0.1";  // numeric; 0.0.0.0 and :: are all of the machine's
+    int port = 8080;                    // 0: any that is free
+    std::vector<std::string> hosts;     // names under which it is known, in lower case
+    bool open_metrics = false;          // everybody may read them
+
+    bool on_every_address() const { return address == "0.0.0.0" || address == "::"; }
+    bool on_loopback() const { return address == "::1" || address.starts_with("127."); }
 };
 
 // "http://127.0.0.1:8080/".

@@ -8,9 +8,6 @@
 namespace host {
 namespace {
 
-// "vca" and a running number, so that other programs can tell the file by its header.
-constexpr int kApplicationId = 0x76636101;
-
 // Times are microseconds since 1970 in UTC, minutes and hours are counted from 1970 on.
 constexpr const char* kVersion1 = R"(
 CREATE TABLE epochs (          -- each new or restored database begins one
@@ -204,7 +201,7 @@ void migrate(Database& database) {
 }
 
 void check_schema(const Database& database) {
-    if (database.integer("PRAGMA application_id") != kApplicationId) {
+    if (database.integer("PRAGMA application_id") != kCountsApplication) {
         throw ForeignDatabase("is not a database of counts");
     }
     if (const int found = schema_version(database); found != kSchemaVersion) {
@@ -214,12 +211,12 @@ void check_schema(const Database& database) {
     }
 }
 
-void migrate(Database& database, std::span<const char* const> steps) {
+void migrate(Database& database, std::span<const char* const> steps, int application) {
     const auto newest = static_cast<int>(steps.size());
     const int found = schema_version(database);
     const bool empty = database.integer("SELECT count(*) FROM sqlite_schema") == 0;
-    const std::int64_t application = database.integer("PRAGMA application_id");
-    if (empty ? found != 0 : application != kApplicationId) {
+    const std::int64_t other = database.integer("PRAGMA application_id");
+    if (empty ? found != 0 : other != application) {
         throw ForeignDatabase("belongs to another program; name another file");
     }
     if (found > newest) {
@@ -231,7 +228,7 @@ void migrate(Database& database, std::span<const char* const> steps) {
     // Another program may have been faster.
     for (int version = schema_version(database); version < newest; ++version)
         database.execute(steps[static_cast<std::size_t>(version)]);
-    database.execute("PRAGMA application_id = " + std::to_string(kApplicationId) +
+    database.execute("PRAGMA application_id = " + std::to_string(application) +
                      "; PRAGMA user_version = " + std::to_string(newest));
     transaction.commit();
 }

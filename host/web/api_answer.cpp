@@ -26,7 +26,7 @@ bool is_text(const std::string& bytes) {
 
 std::string field_text(std::string_view text) {
     const auto decoded = percent_decoded(text);
-    if (!decoded) throw ApiError(kBadRequest, "a part of the query is not well formed");
+    if (!decoded) throw ApiError(kBadRequest, "A part of the query is not well formed.");
     return *decoded;
 }
 
@@ -79,16 +79,16 @@ std::map<std::string, std::string> query_fields(const std::string& query) {
         const std::size_t equals = field.find('=');
         const std::string name = field_text(field.substr(0, equals));
         const std::string value =
-            equals == field.npos ? std::string() : field_text(field.substr(equals + 1));
+            equals == std::string_view::npos ? std::string() : field_text(field.substr(equals + 1));
         if (!fields.emplace(name, value).second)
-            throw ApiError(kBadRequest, "\"" + name + "\" is given twice");
+            throw ApiError(kBadRequest, "\"" + name + "\" is given twice.");
     }
     return fields;
 }
 
 nlohmann::ordered_json json_body(const HttpRequest& request) {
     auto json = nlohmann::ordered_json::parse(request.body, nullptr, false);
-    if (!json.is_object()) throw ApiError(kBadRequest, "the body is not a JSON object");
+    if (!json.is_object()) throw ApiError(kBadRequest, "The body is not a JSON object.");
     return json;
 }
 

@@ -1,10 +1,12 @@
 // A line for each.
 #include "host/web/api_routes.h"
 
+#include "host/web/api_commission.h"
 #include "host/web/api_events.h"
 #include "host/web/api_history.h"
 #include "host/web/api_people.h"
 #include "host/web/api_place.h"
+#include "host/web/api_schema.h"
 #include "host/web/api_settings.h"
 
 namespace host {
@@ -34,6 +36,8 @@ void add_api_routes(Router& router, const ApiSources& sources) {
         return heat_answer(sources, call.names.at("camera"), call.request);
     });
     add_settings_routes(router, sources);
+    add_schema_route(router, sources);
+    add_commission_route(router, sources);
 }
 
 }  // namespace host

@@ -11,6 +11,7 @@
 #include "host/service/health.h"
 #include "host/service/live_place.h"
 #include "host/settings/service_file.h"
+#include "host/web/commissioning.h"
 
 namespace host {
 
@@ -24,18 +25,19 @@ struct CameraLook {
     std::optional<CameraModel> model;  // empty: not known yet
 };
 
-// Who confirmed that a camera counts right, and when, since 1970.
-struct Commissioned {
-    std::int64_t time_us = 0;
-    std::string author;
-};
-
 struct ApiSources {
     std::function<std::shared_ptr<const ServiceFile>()> place;  // as it is in force; never null
     std::function<std::int64_t()> now_us;                       // since 1970
     std::function<ServiceHealth()> health;
     std::function<CameraLook(const std::string& camera)> look;
     std::function<std::optional<Commissioned>(const std::string& camera)> commissioned;
+    std::function<void(const std::string& camera, const Commissioned& note)> commission;
+    // Somebody is about to write this text to the camera's file of settings.
+    std::function<void(const std::string& camera, const std::string& text,
+                       const SettingsAuthor& by)>
+        note_settings;
+    // Why the camera has refused that text; empty while it has not.
+    std::function<std::string(const std::string& camera)> refusal;
 };
 
 }  // namespace host

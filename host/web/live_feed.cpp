@@ -163,6 +163,10 @@ void LiveFeed::work() {
         return;
     }
     try {
+        if (Clock::now() >= looked_ + kLookAtSessions) {
+            looked_ = Clock::now();
+            end_those_that_do_not_hold();
+        }
         tell_events();
         tell_changed(counts_, kCounts, sources_.counts, kCountsEach, kCountsLongest);
         tell_changed(health_, kHealth, sources_.health, kHealthEach, kHealthLongest);
@@ -176,10 +180,6 @@ void LiveFeed::work() {
     if (now >= heartbeat_ + kHeartbeat) {
         heartbeat_ = now;
         tell(std::make_shared<const std::string>(":\n\n"));
-    }
-    if (now >= looked_ + kLookAtSessions) {
-        looked_ = now;
-        end_those_that_do_not_hold();
     }
 }
 
@@ -207,6 +207,7 @@ void LiveFeed::tell_events() {
 }
 
 void LiveFeed::tell_settings(const EventPage& page) {
+    if (!sources_.settings) return;
     for (const Json& event : page.events) {
         if (event.value("kind", "") != event_kind_name(EventKind::kSettings)) continue;
         tell(event_text(kSettings, dump(sources_.settings(event.value("camera", "")))));

@@ -44,7 +44,7 @@ std::string Query::needed(const std::string& name) const {
 }
 
 std::string Query::word(const std::string& name, std::initializer_list<const char*> known) const {
-    const std::string value = find(name).value_or(*known.begin());
+    std::string value = find(name).value_or(*known.begin());
     if (is_among(value, known)) return value;
     throw ApiError(kBadRequest,
                    "\"" + name + "\" is \"" + value + "\"; known are " + listed(known));

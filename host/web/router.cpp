@@ -46,8 +46,8 @@ std::optional<std::map<std::string, std::string>> match(const std::string& patte
 }
 
 HttpResponse refuse(Role caller) {
-    if (caller == Role::kNobody) return error_answer(401, "log in first");
-    return error_answer(403, "your role does not allow this");
+    if (caller == Role::kNobody) return error_answer(401, "Please log in.");
+    return error_answer(403, "Your role does not allow this.");
 }
 
 HttpResponse call(const Router::Route& route, const ApiCall& request) {
@@ -79,8 +79,8 @@ HttpResponse Router::answer(const HttpRequest& request) const {
             return call(route, {request, std::get<Caller>(std::move(caller)), std::move(*names)});
         allowed += (allowed.empty() ? "" : ", ") + route.method;
     }
-    if (allowed.empty()) return error_answer(404, "there is no such page");
-    HttpResponse response = error_answer(405, "use " + allowed);
+    if (allowed.empty()) return error_answer(404, "There is nothing here.");
+    HttpResponse response = error_answer(405, "Only " + allowed + " can be done here.");
     response.headers.emplace_back("Allow", allowed);
     return response;
 }

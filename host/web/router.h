@@ -8,15 +8,14 @@
 #include <vector>
 
 #include "host/net/http_message.h"
+#include "host/web/role.h"
 
 namespace host {
 
-// Each may do what those before it may.
-enum class Role { kNobody, kViewer, kOperator, kAdmin };
-
 struct Caller {
     Role role = Role::kNobody;
-    std::string name;
+    std::string name;                   // of a user, or "token " and the name of a token
+    bool must_change_password = false;  // has logged in with a one-time password
 };
 
 struct ApiCall {
@@ -27,7 +26,8 @@ struct ApiCall {
 
 // Throws ApiError for what is refused.
 using ApiHandler = std::function<HttpResponse(const ApiCall&)>;
-// Who asks, or why the request is refused whatever it asks for.
+// Who asks, or why the request is refused whatever it asks for. It may be asked again with the same
+// request, to hear whether a session still holds.
 using Gate = std::function<std::variant<Caller, HttpResponse>(const HttpRequest&)>;
 
 class Router {

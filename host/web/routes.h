@@ -17,6 +17,7 @@ inline constexpr const char* kMetricsPath = "/metrics";
 struct WebSources {
     std::function<ServiceHealth()> health;
     std::function<MetricsInput()> metrics;
+    bool open_metrics = false;  // everybody may read them
     ApiSources api{};
 };
 

@@ -232,7 +232,7 @@ nlohmann::ordered_json note_json(const SettingsNote& note) {
     return {{"level", note.error ? "error" : "warning"},
             {"code", note.code},
             {"text", note.text},
-            {"values", Json::object()},
+            {"values", note.values.is_null() ? Json::object() : note.values},
             {"place", {{"kind", note.kind}, {"index", note.index}, {"point", nullptr}}}};
 }
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -20,6 +20,7 @@ struct SettingsNote {
     std::string text;
     std::string kind;  // of the shape: line, area, region, exclude; or setting
     std::size_t index = 0;
+    nlohmann::ordered_json values{};  // what the sentence says, for whoever translates it
 };
 nlohmann::ordered_json note_json(const SettingsNote& note);
 

@@ -116,8 +116,8 @@ export function check(settings, camera) {
         note(
           "warning",
           "line_near_edge",
-          "The line {line} is too near the edge: people are seen only {m} m beyond it, 0.25 m are needed.",
-          { line: line.name, m },
+          "The line {line} is too near the edge: people are seen only {m} m beyond it, {needed} m are needed.",
+          { line: line.name, m, needed: past_m },
           place,
         );
     }

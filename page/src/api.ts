@@ -32,9 +32,9 @@ export async function ask<T>(
     response = await fetch(address(path), {
       method,
       credentials: "same-origin",
-      ...(body === undefined
-        ? {}
-        : { headers: { "content-type": "application/json" }, body: JSON.stringify(body) }),
+      // Sent without a body, too: no form of another site can send it.
+      ...(method === "GET" ? {} : { headers: { "content-type": "application/json" } }),
+      ...(body === undefined ? {} : { body: JSON.stringify(body) }),
     });
     const text = await response.text();
     answer = text ? JSON.parse(text) : {};

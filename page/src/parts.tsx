@@ -114,7 +114,7 @@ export function useLoaded<T>(
   const [times, setTimes] = useState(0);
   useEffect(() => {
     let current = true;
-    setState((before) => ({ ...before, loading: true, error: null }));
+    setState((before) => ({ ...before, loading: true, error: before.key === key ? before.error : null }));
     load().then(
       (value) => current && setState({ key, value, error: null, loading: false }),
       (error: unknown) => current && setState((before) => ({ ...before, error, loading: false })),

@@ -1,5 +1,6 @@
 // Why somebody was counted, or not.
 import type { JSX } from "preact";
+import { useEffect } from "preact/hooks";
 import { cameraPath, read } from "./api";
 import { path } from "./geometry";
 import { Dialog, Failure, useLoaded } from "./parts";
@@ -31,7 +32,15 @@ export function Story(props: {
 }): JSX.Element {
   const { camera, track, at_us } = props.of;
   const query = new URLSearchParams({ camera, track: String(track), at_us: String(at_us) });
-  const { value, error } = useLoaded(query.toString(), () => read<Person>(`people?${query.toString()}`));
+  const { value, error, reload } = useLoaded(query.toString(), () =>
+    read<Person>(`people?${query.toString()}`),
+  );
+  // There is no story before the track has ended.
+  useEffect(() => {
+    if (value) return undefined;
+    const timer = window.setInterval(reload, 2000);
+    return () => window.clearInterval(timer);
+  }, [value === null]);
   return (
     <Dialog title={t("story.title")} close={props.close}>
       <Failure error={error} />

@@ -175,6 +175,7 @@ export interface VersionHead {
 
 export interface Version extends VersionHead {
   settings: Settings;
+  waiting?: boolean; // these count until the camera takes over what was saved
 }
 
 export type ShapeKind = "line" | "area" | "region" | "exclude";

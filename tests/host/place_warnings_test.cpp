@@ -18,19 +18,22 @@ class Places : public ::testing::Test {
     void exclude(const Points& points) { exclusions_.push_back(points); }
 
     std::vector<std::string> warnings() const {
-        return host::place_warnings({lines_, regions_, exclusions_});
+        return texts_of(host::place_warnings({lines_, regions_, exclusions_}));
     }
-    std::vector<std::string> edges() const {
+    std::vector<std::string> edges(const host::CameraModel& camera = {},
+                                   bool foot_point = false) const {
         const host::CountedPlaces places{lines_, regions_, exclusions_};
-        std::vector<std::string> warnings = host::line_edge_warnings(places, 960, 544);
-        for (const std::string& warning : host::region_edge_warnings(places, 960, 544))
+        std::vector<host::PlaceWarning> warnings =
+            host::line_edge_warnings(places, 960, 544, camera, foot_point);
+        for (const host::PlaceWarning& warning : host::region_edge_warnings(places, 960, 544))
             warnings.push_back(warning);
-        return warnings;
+        return texts_of(warnings);
     }
 
     std::vector<std::string> unseen(const host::Tilt& tilt, bool foot_point) const {
         const host::CameraModel camera{257.37, 242.23, 240.0, 128.0, 3000.0, tilt};
-        return host::unseen_line_warnings({lines_, regions_, exclusions_}, camera, foot_point);
+        return texts_of(
+            host::unseen_line_warnings({lines_, regions_, exclusions_}, camera, foot_point));
     }
 
   private:
@@ -93,6 +96,21 @@ TEST_F(Places, AtTheEdgeOfThePicture) {
     EXPECT_THAT(edges(), ElementsAre(HasSubstr("the line \"gate\" runs along the edge"),
                                      HasSubstr("the line \"gate\" runs along the edge"),
                                      HasSubstr("the region \"till\" lies at the edge")));
+}
+
+// 3 m below the lens a pixel is 5.83 mm wide: 26 of them are 0.15 m. Whoever is 1.7 m tall shows
+// the head 2.3 times as far from the middle as the feet.
+TEST_F(Places, AtTheEdgeAreToldInMetres) {
+    const host::CameraModel camera{257.37, 242.23, 240.0, 128.0, 3000.0, {}};
+    line({{0, 20}, {959, 20}});
+    line({{0, 27}, {959, 27}});
+    EXPECT_THAT(edges(camera, false),
+                ElementsAre("the line \"gate\" is too near the edge: people are seen only 0.1 m "
+                            "beyond it, 0.2 m are needed"));
+    line({{300, 370}, {600, 370}});
+    EXPECT_THAT(edges(camera, true),
+                ElementsAre(HasSubstr("hardly in the picture"), HasSubstr("hardly in the picture"),
+                            HasSubstr("only 0.1 m beyond it")));
 }
 
 TEST_F(Places, ThatACameraDoesNotSee) {

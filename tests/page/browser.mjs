@@ -1,5 +1,5 @@
-// A browser, and the service that it looks at: the development server, or any other one whose
-// address is in VCA_PAGE_URL.
+// A browser, and the service that it looks at: the development server, the program in VCA_PROGRAM,
+// or any other service whose address is in VCA_PAGE_URL.
 import { spawn } from "node:child_process";
 import { mkdtempSync, rmSync } from "node:fs";
 import { createServer } from "node:net";
@@ -7,12 +7,16 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { fileURLToPath } from "node:url";
 import puppeteer from "puppeteer-core";
+import { RealService } from "./real_service.mjs";
 
 const devServer = fileURLToPath(new URL("../../page/dev/server.mjs", import.meta.url));
 // The machine may be loaded; a test waits for a state and is never decided by time.
 export const patience_ms = 60_000;
 
-function freePort() {
+// What only the development server can do is left out with others.
+export const development = !process.env.VCA_PAGE_URL && !process.env.VCA_PROGRAM;
+
+export function freePort() {
   return new Promise((done) => {
     const server = createServer().listen(0, "127.0.0.1", () => {
       const { port } = server.address();
@@ -23,6 +27,7 @@ function freePort() {
 
 export class Service {
   static async start(...args) {
+    if (process.env.VCA_PROGRAM) return startRealService();
     const service = new Service();
     service.external = process.env.VCA_PAGE_URL;
     if (service.external) {
@@ -70,24 +75,42 @@ export class Service {
     rmSync(this.folder, { recursive: true, force: true });
   }
 
-  // As a program asks: with a session of its own.
-  async api(name, password) {
-    const login = await fetch(`${this.url}api/v1/session`, {
-      method: "POST",
-      headers: { "content-type": "application/json" },
-      body: JSON.stringify({ name, password }),
-    });
-    const cookie = login.headers.get("set-cookie").split(";")[0];
-    return async (method, path, body) => {
-      const answer = await fetch(`${this.url}api/v1/${path}`, {
-        method,
-        headers: { cookie, ...(body ? { "content-type": "application/json" } : {}) },
-        ...(body ? { body: JSON.stringify(body) } : {}),
-      });
-      const text = await answer.text();
-      return { status: answer.status, body: text.startsWith("{") ? JSON.parse(text) : text };
-    };
+  api(name, password) {
+    return api(this.url, name, password);
   }
+}
+
+// As a program asks: with a session of its own.
+export async function api(url, name, password) {
+  const origin = new URL(url).origin;
+  const login = await fetch(`${url}api/v1/session`, {
+    method: "POST",
+    headers: { origin, "content-type": "application/json" },
+    body: JSON.stringify({ name, password }),
+  });
+  const cookie = login.headers.get("set-cookie").split(";")[0];
+  return async (method, path, body) => {
+    const answer = await fetch(`${url}api/v1/${path}`, {
+      method,
+      headers: { cookie, origin, "content-type": "application/json" },
+      ...(body ? { body: JSON.stringify(body) } : {}),
+    });
+    const text = await answer.text();
+    return { status: answer.status, body: text.startsWith("{") ? JSON.parse(text) : text };
+  };
+}
+
+// With the three users that the tests know.
+export async function startRealService() {
+  const service = new RealService(process.env.VCA_PROGRAM, await freePort());
+  service.api = (name, password) => api(service.url, name, password);
+  await service.begin();
+  const [admin, password] = accounts.admin;
+  const ask = await service.api(admin, service.oneTimePassword);
+  await ask("PUT", "session/password", { old: service.oneTimePassword, new: password });
+  for (const role of ["operator", "viewer"])
+    await ask("POST", "users", { name: accounts[role][0], role, password: accounts[role][1] });
+  return service;
 }
 
 export const accounts = {

@@ -1,17 +1,13 @@
 #!/usr/bin/env bash
 # Builds the page and tries it in a browser, as a person would use it. Arguments are names of tests:
-# tests/page/run.sh editor history. VCA_PAGE_URL tries a service that runs already.
+# tests/page/run.sh editor history. VCA_PAGE_URL tries a service that runs already, VCA_PROGRAM that of
+# a program.
 set -eu
+[ -z "${VCA_PROGRAM-}" ] || VCA_PROGRAM=$(realpath "$VCA_PROGRAM")
 cd "$(dirname "$0")"
-missing=()
-command -v node >/dev/null || missing+=(nodejs)
-command -v npm >/dev/null || missing+=(npm)
-command -v chromium >/dev/null || missing+=(chromium)
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "Installing ${missing[*]} ..."
-    [ "$(id -u)" = 0 ] && sudo= || sudo=sudo
-    $sudo apt-get install -y --no-install-recommends "${missing[@]}" >/dev/null
-fi
+. ../../scripts/packages.sh
+# shellcheck disable=SC2086
+install_missing_commands $vca_page_commands $vca_page_test_commands
 for folder in ../../page .; do
     [ "$folder/node_modules/.package-lock.json" -nt "$folder/package-lock.json" ] ||
         (cd "$folder" && npm ci --ignore-scripts --silent)

@@ -22,12 +22,20 @@ export function ChangeList(props: { before: Settings; after: Settings }): JSX.El
   );
 }
 
-const put = (camera: string, base_version: number, name: string, settings: Settings): Promise<Version> =>
-  ask<Version>("PUT", cameraPath(camera, "settings"), {
+export async function saveSettings(
+  camera: string,
+  base_version: number,
+  name: string,
+  settings: Settings,
+): Promise<Version> {
+  const version = await ask<Version>("PUT", cameraPath(camera, "settings"), {
     base_version,
     name: name.slice(0, mostName),
     settings,
   });
+  if (version.waiting) throw new Error(t("save.waiting"));
+  return version;
+}
 
 // Asks before saving; on a conflict it shows what both sides changed.
 export function SaveDialog(props: {
@@ -48,7 +56,7 @@ export function SaveDialog(props: {
   const save = (over: Version): void => {
     setBusy(true);
     setError(null);
-    put(camera, over.version, name, settings)
+    saveSettings(camera, over.version, name, settings)
       .then((version) => {
         draft.begin(version);
         props.saved(version);
@@ -213,7 +221,7 @@ export function CopyDialog(props: {
   const copy = (event: Event): void => {
     event.preventDefault();
     if (!target || !after) return;
-    put(to, target.version, t("copy.version", { camera: props.from.name }), after).then(
+    saveSettings(to, target.version, t("copy.version", { camera: props.from.name }), after).then(
       () => setDone(t("copy.done", { camera: to })),
       (e: unknown) => {
         setError(e);

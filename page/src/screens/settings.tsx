@@ -2,6 +2,7 @@
 import type { JSX } from "preact";
 import { useEffect, useState } from "preact/hooks";
 import { ask, cameraPath, may, read, session } from "../api";
+import { saveSettings } from "../editor/dialogs";
 import { follow } from "../live";
 import { Dialog, Failure, Labelled, Select, useLoaded } from "../parts";
 import { link, route } from "../route";
@@ -45,11 +46,7 @@ function Cameras(props: { place: Place; fields: Field[] }): JSX.Element {
           version={value.version}
           reload={reload}
           save={async (settings: Settings) => {
-            await ask("PUT", cameraPath(camera.name, "settings"), {
-              base_version: value.version.version,
-              name: t("settings.version_name"),
-              settings,
-            });
+            await saveSettings(camera.name, value.version.version, t("settings.version_name"), settings);
             reload();
           }}
         />

@@ -13,8 +13,8 @@ Message there_and_back(const Message& message) {
 }
 
 TEST(CameraMessage, IsReadAsItWasWritten) {
-    const auto begin = there_and_back(
-        host::CameraBegin{"/a/vca.toml", "place = \"x\"\n", "door", 17, "why", 1884, 99});
+    const auto begin = there_and_back(host::CameraBegin{
+        "/a/vca.toml", "place = \"x\"\n", "door", 17, "why", 1884, 99, {"anna", "n"}});
     EXPECT_EQ(begin.path, "/a/vca.toml");
     EXPECT_EQ(begin.text, "place = \"x\"\n");
     EXPECT_EQ(begin.camera, "door");
@@ -22,6 +22,7 @@ TEST(CameraMessage, IsReadAsItWasWritten) {
     EXPECT_EQ(begin.ended_why, "why");
     EXPECT_EQ(begin.broker_port, 1884);
     EXPECT_EQ(begin.start_ms, 99);
+    EXPECT_EQ(begin.settings_by.author, "anna");
     EXPECT_EQ(there_and_back(host::CameraHello{"0.1.0"}).version, "0.1.0");
     const auto beat = there_and_back(host::CameraBeat{true, 5, 4});
     EXPECT_TRUE(beat.counting);
@@ -60,7 +61,9 @@ TEST(CameraMessage, IsReadAsItWasWritten) {
     EXPECT_FALSE(measured.noise_mm.has_value());
     EXPECT_EQ(measured.tilt->pitch_deg, 2.0);
     there_and_back(host::MeasureAgain{});
-    EXPECT_EQ(there_and_back(host::ReadSettings{"page"}).author, "page");
+    const auto read = there_and_back(host::ReadSettings{{"anna", "moved"}});
+    EXPECT_EQ(read.by.author, "anna");
+    EXPECT_EQ(read.by.name, "moved");
 }
 
 TEST(CameraMessage, NothingElseIsOne) {

@@ -29,6 +29,21 @@ std::string error_of(const std::string& text) {
 
 constexpr const char* kOne = "place = \"shop\"\n[[camera]]\nname = \"door\"\n";
 
+TEST(ServiceFile, SaysWhereThePageIs) {
+    const std::string scene = std::string(kOne) + "scene = \"doorway\"\n[web]\n";
+    const host::ServiceFile file = read(
+        scene + "address = \"0.0.0.0\"\nhosts = [\"Counter.Example.org\"]\nmetrics = \"open\"\n");
+    EXPECT_EQ(file.web->address, "0.0.0.0");
+    EXPECT_FALSE(file.web->on_loopback());
+    EXPECT_THAT(file.web->hosts, ElementsAre("counter.example.org"));
+    EXPECT_TRUE(file.web->open_metrics);
+    EXPECT_TRUE(read(scene).web->on_loopback());
+    EXPECT_FALSE(read(scene).web->open_metrics);
+    EXPECT_THAT(error_of(scene + "address = \"shop\"\n"), HasSubstr("write \"127.0.0.1\""));
+    EXPECT_THAT(error_of(scene + "hosts = [\"a:8080\"]\n"), HasSubstr("without port"));
+    EXPECT_THAT(error_of(scene + "metrics = \"all\"\n"), HasSubstr("write \"login\""));
+}
+
 TEST(ServiceFile, SaysWhatAPlaceHas) {
     const host::ServiceFile file = read(R"(
 place = "museum"

@@ -29,6 +29,15 @@ class ApiContract {
         return &found->at(key);
     }
 
+    // "GET /api/v1/place" and so on.
+    std::set<std::string> operations() const {
+        std::set<std::string> list;
+        for (const auto& [path, methods] : api_.at("paths").items())
+            for (const auto& [method, unused] : methods.items())
+                if (method != "parameters") list.insert(upper(method) + " " + path);
+        return list;
+    }
+
     // The first difference of an answer with status 200; empty for none.
     std::string difference(const std::string& method, const std::string& path,
                            const Json& answer) const {
@@ -39,6 +48,12 @@ class ApiContract {
     }
 
   private:
+    static std::string upper(std::string text) {
+        for (char& c : text)
+            c = static_cast<char>(std::toupper(c));
+        return text;
+    }
+
     const Json& resolved(const Json& given) const {
         const Json* schema = &given;
         while (schema->contains("$ref"))

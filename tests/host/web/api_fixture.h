@@ -23,7 +23,21 @@ class Api : public StoreFolder {
             return host::read_health({path("entrance.db"), path("back.db")}, now_us_);
         };
         sources_.look = [this](const std::string&) { return look_; };
-        sources_.commissioned = [](const std::string&) { return std::nullopt; };
+        sources_.commissioned = [this](const std::string& name) { return commissioning_.of(name); };
+        sources_.commission = [this](const std::string& name, const host::Commissioned& note) {
+            commissioning_.note(name, note);
+        };
+        // As a camera does that takes them over.
+        sources_.note_settings = [this](const std::string& name, const std::string& text,
+                                        const host::SettingsAuthor& by) {
+            if (!takes_over_ || !refusal_.empty()) return;
+            host::Store store(camera(name));
+            host::Batch batch;
+            const std::string settings = text.substr(text.find('\n') + 1);
+            batch.settings.push_back({{"door"}, {}, settings, by.author, now_us_, by.name});
+            store.commit(batch);
+        };
+        sources_.refusal = [this](const std::string&) { return refusal_; };
         place();
     }
 
@@ -92,6 +106,9 @@ class Api : public StoreFolder {
     std::shared_ptr<const host::ServiceFile> file_;
     std::int64_t now_us_ = kMonday_us + 4 * host::kHour_us;
     host::CameraLook look_;
+    bool takes_over_ = true;
+    std::string refusal_;
+    host::Commissioning commissioning_{path("service.db")};
     host::ApiSources sources_;
 };
 

@@ -3,8 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <regex>
 #include <set>
 
+#include "host/settings/run_options.h"
+#include "host/web/accounts.h"
+#include "host/web/api_accounts.h"
+#include "host/web/api_live.h"
+#include "host/web/live_feed.h"
+#include "host/web/settings_json.h"
 #include "tests/host/web/api_contract.h"
 #include "tests/host/web/api_fixture.h"
 
@@ -108,6 +116,16 @@ TEST_F(ApiSettings, DoubtsAreWarnings) {
     EXPECT_THAT(notes[0]["text"].get<std::string>(), HasSubstr("entirely in exclusion areas"));
 }
 
+TEST_F(ApiSettings, ALineNearTheEdgeIsToldInMetres) {
+    look_.model = host::CameraModel{257.37, 242.23, 240.0, 128.0, 3000.0, {}};
+    Json near = sound();
+    near["line"][0]["points"] = {{300, 370}, {600, 370}};
+    const Json notes = check(near)["notes"];
+    ASSERT_THAT(notes, SizeIs(1));
+    EXPECT_EQ(notes[0]["code"], "line_near_edge");
+    EXPECT_EQ(notes[0]["values"], Json::parse(R"({"line":"door","m":0.1,"needed":0.2})"));
+}
+
 TEST_F(ApiSettings, WhatIsNoSettingsIsRefused) {
     for (const char* body : {"[]", "{", "{}", R"({"line":3,"region":[],"exclude":[]})",
                              R"({"line":[{"points":[]}],"region":[],"exclude":[]})",
@@ -120,18 +138,167 @@ TEST_F(ApiSettings, WhatIsNoSettingsIsRefused) {
     }
 }
 
+class ApiSave : public ApiSettings {
+  protected:
+    ApiSave() { count("entrance", kMonday_us, kMonday_us); }
+
+    host::HttpResponse save(const Json& body, host::Role role = host::Role::kOperator) const {
+        return ask("PUT", "cameras/entrance/settings", body.dump(), role);
+    }
+    // What the file of the camera says; empty when there is none.
+    std::string file() const {
+        std::ifstream stream(file_->cameras.front().settings);
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+    static Json moved(int base) {
+        return {{"base_version", base}, {"name", "moved the door"}, {"settings", sound()}};
+    }
+};
+
+TEST_F(ApiSave, GoesToTheFileAndIsAVersionWithItsAuthor) {
+    const host::HttpResponse response = save(moved(1));
+    ASSERT_EQ(response.status, 200) << response.body;
+    const Json saved = Json::parse(response.body);
+    EXPECT_EQ(saved["version"], 2);
+    EXPECT_EQ(saved["author"], "anna");
+    EXPECT_EQ(saved["name"], "moved the door");
+    EXPECT_EQ(saved["settings"]["line"][0]["points"], sound()["line"][0]["points"]);
+    EXPECT_EQ(get("cameras/entrance/settings"), saved);
+    EXPECT_THAT(file(), HasSubstr("# saved by anna: moved the door\n"));
+    host::RunOptions read;
+    host::parse_config(file(), "file", read);
+    EXPECT_EQ(read.lines.at(0).value.name, "door");
+}
+
+TEST_F(ApiSave, IsRefusedWhenOthersCameFirst) {
+    ASSERT_EQ(save(moved(1)).status, 200);
+    const std::string before = file();
+    Json late = moved(1);
+    late["settings"]["line"][0]["name"] = "late";
+    const host::HttpResponse refused = save(late);
+    EXPECT_EQ(refused.status, 409);
+    const Json body = Json::parse(refused.body);
+    EXPECT_EQ(body["error"], "Version 2 by \"anna\" came meanwhile.");
+    EXPECT_EQ(body["current"], get("cameras/entrance/settings"));
+    EXPECT_EQ(file(), before);
+}
+
+TEST_F(ApiSave, OfWhatIsWrongWritesNothing) {
+    const auto refused = [this](const Json& body, const std::string& sentence) {
+        const host::HttpResponse response = save(body);
+        EXPECT_EQ(response.status, 400) << response.body;
+        EXPECT_THAT(Json::parse(response.body)["error"].get<std::string>(), HasSubstr(sentence));
+        EXPECT_EQ(file(), "");
+        return Json::parse(response.body);
+    };
+    Json wrong = moved(1);
+    wrong["settings"]["line"][0]["points"] = {{5, 5}};
+    EXPECT_EQ(refused(wrong, "line")["place"]["kind"], "line");
+    wrong = moved(1);
+    wrong["settings"]["gender"] = "/none/of.onnx";
+    refused(wrong, "network of \"gender\" is a file");
+    wrong = moved(1);
+    wrong["name"] = "a\nb = 3";
+    refused(wrong, "name of the version");
+    wrong["name"] = 3;
+    refused(wrong, " save is {");
+    refused(Json::object(), " save is {");
+    EXPECT_EQ(save(moved(1), host::Role::kViewer).status, 403);
+    EXPECT_EQ(file(), "");
+    EXPECT_EQ(get("cameras/entrance/settings")["version"], 1);
+}
+
+TEST_F(ApiSave, OfTheSameSettingsIsNoVersion) {
+    const Json now = get("cameras/entrance/settings");
+    const host::HttpResponse response =
+        save({{"base_version", 1}, {"name", ""}, {"settings", now["settings"]}});
+    EXPECT_EQ(response.status, 200) << response.body;
+    EXPECT_EQ(Json::parse(response.body), now);
+    EXPECT_EQ(file(), "");
+}
+
+TEST_F(ApiSave, ThatTheCameraRefusesLeavesTheFileAsItWas) {
+    refusal_ = "the height goes with recordings";
+    const host::HttpResponse response = save(moved(1));
+    EXPECT_EQ(response.status, 400) << response.body;
+    EXPECT_EQ(Json::parse(response.body)["error"], "The height goes with recordings.");
+    EXPECT_FALSE(std::filesystem::exists(file_->cameras.front().settings));
+}
+
+TEST_F(ApiSave, WaitsForACameraThatIsAway) {
+    takes_over_ = false;
+    const host::HttpResponse response = save(moved(1));
+    EXPECT_EQ(response.status, 202) << response.body;
+    const Json body = Json::parse(response.body);
+    EXPECT_EQ(body["version"], 1) << "what counts until then";
+    EXPECT_EQ(body["waiting"], true);
+    EXPECT_THAT(file(), HasSubstr("name = \"door\""));
+}
+
+TEST_F(ApiSettings, HaveASchemaForAForm) {
+    place("open = \"mon 09:00-10:00\"\n[[area]]\nname = \"hall\"\ncapacity = 40\n");
+    const Json schema = get("schema");
+    const auto field = [&](const std::string& key) -> Json {
+        for (const Json& each : schema["camera"])
+            if (each["key"] == key) return each;
+        return Json();
+    };
+    EXPECT_EQ(field("height_mm")["minimum"], 1500.0);
+    EXPECT_EQ(field("height_mm")["default"], nullptr);
+    EXPECT_EQ(field("target_height_mm")["default"], Json::array({800, 2200}));
+    EXPECT_EQ(field("detect")["choices"], Json::array({"depth", "colour", "both"}));
+    EXPECT_EQ(field("tilt")["default"], "auto");
+    EXPECT_EQ(field("group.max")["default"], 6);
+    EXPECT_EQ(field("group.max")["help"], "Members of the largest one.");
+    EXPECT_TRUE(field("gender").is_null()) << "its file is named on the machine";
+    // Settings of the form are settings.
+    const Json given = settings_json(host::RunOptions{});
+    for (const Json& each : schema["camera"]) {
+        const Json::json_pointer path(
+            "/" + std::regex_replace(each["key"].get<std::string>(), std::regex("[.]"), "/"));
+        EXPECT_TRUE(given.contains(path) || path.to_string() == "/group/enabled") << each;
+    }
+    EXPECT_THAT(
+        schema["place"].dump(),
+        HasSubstr(
+            R"("help":"With so many people inside the area is full.","key":"area.hall.capacity")"));
+}
+
+TEST_F(ApiSave, WalksThatWereCountedAreNoted) {
+    const auto walk = [this](const Json& body, host::Role role = host::Role::kOperator) {
+        return ask("PUT", "cameras/entrance/commissioned", body.dump(), role).status;
+    };
+    const auto noted = [this] { return get("place")["cameras"][0]["commissioned"]; };
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 3}, {"counted", 2}}), 400);
+    EXPECT_EQ(walk({{"line", "none"}, {"walked", 3}, {"counted", 3}}), 400);
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 0}, {"counted", 0}}), 400);
+    EXPECT_EQ(walk({{"line", 3}}), 400);
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 3}, {"counted", 3}}, host::Role::kViewer), 403);
+    EXPECT_TRUE(noted().is_null());
+    EXPECT_EQ(walk({{"line", "door"}, {"walked", 3}, {"counted", 3}}), 204);
+    EXPECT_EQ(noted()["author"], "anna");
+    EXPECT_EQ(noted()["time"], "2026-03-02T13:00:00.000+01:00");
+}
+
 class Contract : public test::Api {
   protected:
     const test::ApiContract contract_{VCA_API_JSON};
 };
 
-TEST_F(Contract, EveryRouteIsDescribed) {
+TEST_F(Contract, RoutesAreThoseThatAreDescribed) {
     host::Router router([](const host::HttpRequest&) { return host::Caller{}; });
     host::add_api_routes(router, sources_);
-    EXPECT_GT(router.routes().size(), 10U);
+    host::Accounts accounts({path("accounts.db"), {1, 8192}});
+    host::add_account_routes(router, accounts, [] { return "UTC"; });
+    host::LivePlace live(*file_);
+    host::LivePictures pictures;
+    host::LiveFeed feed(pictures, {});
+    host::add_live_routes(router, {live, pictures, feed});
+    std::set<std::string> routes;
     for (const host::Router::Route& route : router.routes())
-        EXPECT_NE(contract_.operation(route.method, route.path), nullptr)
-            << route.method << " " << route.path;
+        routes.insert(route.method + " " + route.path);
+    EXPECT_EQ(routes, contract_.operations());
+    feed.end();
 }
 
 TEST_F(Contract, EveryAnswerHasTheDescribedForm) {
@@ -161,6 +328,7 @@ TEST_F(Contract, EveryAnswerHasTheDescribedForm) {
         {"events", "?after=0"},
         {"people", "?camera=entrance&track=7"},
         {"cameras/{camera}/heat", days},
+        {"schema", ""},
         {"cameras/{camera}/settings", ""},
         {"cameras/{camera}/settings/versions", ""},
         {"cameras/{camera}/settings/versions/{version}", ""}};

@@ -20,6 +20,7 @@ using host::HttpRequest;
 using host::HttpResponse;
 using host::HttpServer;
 using ::testing::AllOf;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using namespace std::chrono_literals;
@@ -64,6 +65,7 @@ HttpResponse echo(const HttpRequest& request) {
     HttpResponse response;
     response.body = request.method + " " + request.path + " ?" + request.query + " " +
                     request.header("X-TEST") + " " + request.body;
+    if (request.path == "/peer") response.body = request.peer;
     response.headers.emplace_back("X-Own", "here");
     return response;
 }
@@ -98,12 +100,17 @@ TEST_F(Http, AConnectionIsGoodForSeveralRequests) {
     EXPECT_THAT(answers, AllOf(HasSubstr("GET /1"), HasSubstr("GET /2")));
 }
 
+TEST_F(Http, SaysWhoAsks) {
+    start();
+    EXPECT_THAT(answer_to("GET /peer HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"),
+                EndsWith("\r\n\r\n127.0.0.1"));
+}
+
 TEST_F(Http, AHeadHasTheLengthAndNoBody) {
     start();
     const std::string answer =
         answer_to("HEAD /1 HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
-    EXPECT_THAT(answer,
-                AllOf(HasSubstr("Content-Length: 10\r\n"), ::testing::EndsWith("\r\n\r\n")));
+    EXPECT_THAT(answer, AllOf(HasSubstr("Content-Length: 10\r\n"), EndsWith("\r\n\r\n")));
 }
 
 TEST_F(Http, WhatAHandlerThrowsEndsNothing) {
@@ -116,9 +123,14 @@ TEST_F(Http, WhatAHandlerThrowsEndsNothing) {
 
 TEST_F(Http, WhatIsTooLargeOrNoHttpIsRefused) {
     start();
-    const std::string huge(10'000, 'a');
-    EXPECT_THAT(answer_to("GET / HTTP/1.1\r\nX: " + huge + "\r\n\r\n"), StartsWith("HTTP/1.1 431"));
-    EXPECT_THAT(answer_to("POST / HTTP/1.1\r\nContent-Length: 100000\r\n\r\n"),
+    const std::string huge(17'000, 'a');
+    EXPECT_THAT(
+        answer_to("GET / HTTP/1.1\r\nX: " + huge + "\r\n\r\n"),
+        AllOf(StartsWith("HTTP/1.1 431"), EndsWith("{\"error\":\"The request is too large.\"}")));
+    EXPECT_THAT(answer_to("GET /" + huge + " HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 431"));
+    EXPECT_THAT(answer_to("GET /" + huge.substr(8192) + " HTTP/1.1\r\nConnection: close\r\n\r\n"),
+                StartsWith("HTTP/1.1 414"));
+    EXPECT_THAT(answer_to("POST / HTTP/1.1\r\nContent-Length: 200001\r\n\r\n"),
                 StartsWith("HTTP/1.1 413"));
     EXPECT_THAT(answer_to("this is something else\r\n\r\n"), StartsWith("HTTP/1.1 400"));
     EXPECT_THAT(answer_to(std::string("\0\x16\x03\x01\r\n\r\n", 8)), StartsWith("HTTP/1.1 400"));
