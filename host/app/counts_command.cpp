@@ -257,8 +257,8 @@ ResultTable inside_table(const Query& query, std::int64_t now_us) {
                                    ? now_us
                                    : std::min(now_us, query.zone.day(query.date).to_us - 1);
     ResultTable table;
-    table.columns = {"area",  "inside",      "in",       "out",  "since",
-                     "drift", "corrections", "capacity", "level"};
+    table.columns = {"area",  "inside",      "in",       "out",   "since",
+                     "drift", "corrections", "capacity", "level", "removed"};
     for (const Area& area : query.areas) {
         const AreaBalance now = area_balance(query.stores, area, query.zone, at_us);
         Cell capacity;
@@ -266,7 +266,7 @@ ResultTable inside_table(const Query& query, std::int64_t now_us) {
         const bool full = area.capacity && now.inside() >= *area.capacity;
         table.rows.push_back({area.name, now.inside(), now.in, now.out,
                               query.zone.text(now.since.from_us), now.drift, now.corrections,
-                              capacity, full ? "full" : "ok"});
+                              capacity, full ? "full" : "ok", now.removed});
     }
     return table;
 }

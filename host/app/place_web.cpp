@@ -37,6 +37,7 @@ MetricsInput metrics_input(const LivePlace& place) {
         input.cameras.push_back(
             {database_of(*file, camera.name), place.camera(camera.name).figures});
     input.areas = areas_of(*file);
+    input.place_database = place_database(*file);
     input.time_zone = file->time_zone.value;
     input.now_us = utc_now_us();
     return input;

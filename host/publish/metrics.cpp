@@ -168,15 +168,17 @@ void add_store(MetricsWriter& out, const StoreReader& store, const Labels& camer
 }
 
 // With a camera left out the balance would be wrong, so it needs them all.
-void add_areas(MetricsWriter& out, const MetricsInput& input,
-               const std::vector<StoreReader>& stores) {
+void add_areas(MetricsWriter& out, const MetricsInput& input, std::vector<StoreReader>& stores) {
     const TimeZone zone(input.time_zone);
     try {
+        std::error_code error;
+        if (std::filesystem::exists(input.place_database, error))
+            stores.emplace_back(input.place_database);
         for (const Area& area : input.areas) {
             out.add(metric::kOccupancy, {{"place", input.place}, {"area", area.name}},
                     static_cast<double>(area_balance(stores, area, zone, input.now_us).inside()));
         }
-    } catch (const StoreError&) {
+    } catch (const std::runtime_error&) {
         return;
     }
 }

@@ -48,7 +48,8 @@ struct MetricsInput {
     std::string place;
     std::vector<MetricsCamera> cameras;
     std::vector<Area> areas;
-    std::string time_zone;  // of the areas' resets; empty: the machine's
+    std::string place_database;  // which need not exist
+    std::string time_zone;       // of the areas' resets; empty: the machine's
     std::int64_t now_us = 0;
 };
 

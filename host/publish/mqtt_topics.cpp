@@ -144,6 +144,7 @@ MqttState area_state(const MqttTopics& topics, const Area& area, const AreaBalan
     Json json{{"inside", balance.inside()},
               {"in", balance.in},
               {"out", balance.out},
+              {"removed", balance.removed},
               {"corrections", balance.corrections}};
     if (area.capacity) {
         json["capacity"] = *area.capacity;

@@ -1,6 +1,7 @@
 // Balances of areas against their capacities.
 #include "host/service/area_watch.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -17,6 +18,18 @@ namespace {
 
 constexpr std::chrono::milliseconds kEach{500};
 constexpr const char* kFullKey = "full";
+
+StoredEvent reset_event(const Area& area, std::int64_t removed, std::int64_t now_us) {
+    StoredEvent event;
+    event.kind = EventKind::kReset;
+    event.time_us = now_us;
+    event.place = area.name;
+    event.people = static_cast<int>(removed);
+    event.json =
+        nlohmann::ordered_json{{"message", "area_reset"}, {"area", area.name}, {"removed", removed}}
+            .dump();
+    return event;
+}
 
 StoredEvent capacity_event(const Area& area, std::int64_t inside, bool full, std::int64_t now_us) {
     StoredEvent event;
@@ -43,10 +56,14 @@ std::string capacity_text(const Area& area, std::int64_t inside, bool full) {
 
 struct AreaWatch::Look {
     explicit Look(const ServiceFile& file)
-        : zone(file.time_zone.value), areas(watched_areas(file)), databases(databases_of(file)) {}
+        : zone(file.time_zone.value),
+          all(areas_of(file)),
+          areas(watched_areas(file)),
+          databases(area_databases(file)) {}
 
     TimeZone zone;
-    std::vector<Area> areas;
+    std::vector<Area> all;
+    std::vector<Area> areas;  // with a capacity
     StoreReaders databases;
     std::vector<std::int64_t> versions;  // as they were last
     std::int64_t minute = 0;             // of the last time; a reset comes without an event
@@ -63,12 +80,19 @@ void AreaWatch::change(const ServiceFile& file) {
     changed_ = true;
 }
 
+void AreaWatch::reset(const std::string& area) {
+    const std::lock_guard lock(mutex_);
+    to_reset_.insert(area);
+}
+
 void AreaWatch::work() {
     try {
-        begin();
-        if (look_->areas.empty()) return;
+        const std::set<std::string> to_reset = begin();
+        if (look_->areas.empty() && to_reset.empty()) return;
         look_->databases.open();
         const std::int64_t now_us = utc_now_us();
+        for (const std::string& name : to_reset)
+            reset_at(name, now_us);
         auto versions = look_->databases.versions();
         if (versions == look_->versions && minute_of(now_us) == look_->minute) return;
         for (const Area& area : look_->areas)
@@ -82,12 +106,17 @@ void AreaWatch::work() {
     }
 }
 
-void AreaWatch::begin() {
+// What is to be reset is given once.
+std::set<std::string> AreaWatch::begin() {
     const std::lock_guard lock(mutex_);
-    if (look_ != nullptr && !changed_) return;
-    look_ = std::make_unique<Look>(file_);
+    if (look_ == nullptr || changed_) look_ = std::make_unique<Look>(file_);
     changed_ = false;
-    if (look_->areas.empty() || writer_ != nullptr) return;
+    const bool writes = !look_->areas.empty() || !to_reset_.empty();
+    if (writes && writer_ == nullptr) open_writer();
+    return std::exchange(to_reset_, {});
+}
+
+void AreaWatch::open_writer() {
     const std::string path = place_database(file_);
     std::error_code error;
     if (std::filesystem::exists(path, error)) read_states(path);
@@ -104,6 +133,33 @@ void AreaWatch::read_states(const std::string& path) {
         if (json.is_object() && json.contains(kFullKey))
             full_[event.place] = json[kFullKey] == true;
     });
+}
+
+// What is not written yet would be removed twice.
+bool AreaWatch::is_written(const std::string& area, std::int64_t time_us) const {
+    const std::vector<StoreReader>& stores = look_->databases.stores();
+    return std::any_of(stores.begin(), stores.end(), [&](const StoreReader& store) {
+        return store.removed(area, {time_us, time_us + 1}) != 0;
+    });
+}
+
+void AreaWatch::reset_at(const std::string& name, std::int64_t now_us) {
+    const auto area = std::find_if(look_->all.begin(), look_->all.end(),
+                                   [&name](const Area& each) { return each.name == name; });
+    if (area == look_->all.end()) return;
+    if (const auto last = resets_.find(name); last != resets_.end()) {
+        if (!is_written(name, last->second)) return reset(name);
+        resets_.erase(last);
+    }
+    const std::int64_t balance =
+        area_balance(look_->databases.stores(), *area, look_->zone, now_us).balance();
+    if (balance == 0) return;
+    Batch batch;
+    batch.events.push_back(reset_event(*area, balance, now_us));
+    writer_->add(std::move(batch));
+    resets_[name] = now_us;
+    say_("area \"" + name + "\" is set to nobody inside, on request; its balance was " +
+         std::to_string(balance));
 }
 
 void AreaWatch::look_at(const Area& area, std::int64_t now_us) {

@@ -1,6 +1,8 @@
 // What is kept of the messages.
 #include "host/service/live_place.h"
 
+#include <algorithm>
+
 namespace host {
 namespace {
 
@@ -89,6 +91,18 @@ void LivePlace::ended(const std::string& camera, CameraStand stand) {
 void LivePlace::ask_to_measure(const std::string& camera) {
     const std::lock_guard lock(mutex_);
     to_measure_.insert(camera);
+}
+
+void LivePlace::ask_to_reset(const std::string& area) {
+    const std::lock_guard lock(mutex_);
+    const auto known = [&area](const ServiceArea& each) { return each.name == area; };
+    if (std::any_of(file_->areas.begin(), file_->areas.end(), known)) to_reset_.insert(area);
+}
+
+std::vector<std::string> LivePlace::take_to_reset() {
+    const std::lock_guard lock(mutex_);
+    const std::set<std::string> asked = std::exchange(to_reset_, {});
+    return {asked.begin(), asked.end()};
 }
 
 std::vector<std::string> LivePlace::take_to_measure() {

@@ -56,6 +56,9 @@ class LivePlace {
     // A camera is to measure again how it hangs; the supervisor takes what was asked for.
     void ask_to_measure(const std::string& camera);
     std::vector<std::string> take_to_measure();
+    // Nobody is in an area, somebody says; one that the place does not have is left out.
+    void ask_to_reset(const std::string& area);
+    std::vector<std::string> take_to_reset();
 
     // Somebody is about to write a file of settings with this text for a camera.
     void note_settings(const std::string& camera, const std::string& text, SettingsAuthor by);
@@ -77,6 +80,7 @@ class LivePlace {
     std::shared_ptr<const ServiceFile> file_;
     std::map<std::string, Known> cameras_;
     std::set<std::string> to_measure_;
+    std::set<std::string> to_reset_;
     struct Noted {
         std::string text;
         SettingsAuthor by;

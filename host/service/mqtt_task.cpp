@@ -25,7 +25,8 @@ std::string definition_of(const ServiceFile& file, const MqttSettings& broker) {
     return file.place + '\n' + file.time_zone.value + '\n' + file.folder + '\n' + broker.host +
            '\n' + std::to_string(broker.port) + '\n' + broker.user + '\n' + broker.password + '\n' +
            (broker.tls ? "tls" : "") + '\n' + broker.ca_file + '\n' + broker.certificate + '\n' +
-           broker.key + '\n' + (file.mqtt->home_assistant ? "found" : "");
+           broker.key + '\n' + (file.mqtt->home_assistant ? "found" : "") + '\n' +
+           (file.mqtt->allow_reset ? "reset" : "");
 }
 
 // Where a browser finds the page; an address that stands for all of this machine's is no address
@@ -51,7 +52,7 @@ struct MqttTask::Device {
     StoreReaders stores;  // of the camera; of the place's device all
 };
 
-MqttTask::MqttTask(const LivePlace& place,
+MqttTask::MqttTask(LivePlace& place,
                    std::function<void(const std::string&, const std::string&)> say)
     : place_(place),
       say_(std::move(say)),
@@ -111,7 +112,7 @@ void MqttTask::take_over(std::shared_ptr<const ServiceFile> file) {
     for (const ServiceCamera& camera : file_->cameras)
         add_device(camera.name, broker);
     add_device(kPlaceDevice, broker);
-    devices_[kPlaceDevice]->stores = StoreReaders(databases_of(*file_));
+    devices_[kPlaceDevice]->stores = StoreReaders(area_databases(*file_));
 }
 
 void MqttTask::add_device(const std::string& name, const MqttSettings& broker) {
@@ -129,6 +130,8 @@ void MqttTask::add_device(const std::string& name, const MqttSettings& broker) {
         say_(place ? "" : name, sentence);
     };
     setup.wake = [this] { wake(); };
+    if (place && file_->mqtt->allow_reset)
+        setup.reset = [this](const std::string& area) { place_.ask_to_reset(area); };
     StoreReaders stores({setup.database});
     devices_[name] = std::make_unique<Device>(
         Device{name, std::make_unique<MqttDevice>(std::move(setup)), {}, std::move(stores)});
@@ -197,8 +200,8 @@ MqttDeviceNow MqttTask::now_of_place(Device& device) const {
             now.states.push_back(
                 area_state(topics, area, area_balance(device.stores.stores(), area, zone, now_us)));
         }
-        now.described =
-            DiscoveredDevice{file_->place, file_->place, page_of(*file_), {}, {}, areas, false};
+        now.described = DiscoveredDevice{file_->place, file_->place, page_of(*file_),         {},
+                                         {},           areas,        file_->mqtt->allow_reset};
     } catch (const std::runtime_error&) {
         // As with a camera.
     }

@@ -19,7 +19,7 @@ class MqttTask {
   public:
     // Follows the place's file, which may have no broker. `say` is told when connections come and
     // go and what is wrong, on any thread. Both must outlive it.
-    MqttTask(const LivePlace& place,
+    MqttTask(LivePlace& place,
              std::function<void(const std::string& camera, const std::string& sentence)> say);
     ~MqttTask();
     MqttTask(const MqttTask&) = delete;
@@ -37,7 +37,7 @@ class MqttTask {
     MqttDeviceNow now_of_place(Device& device) const;
     void wake();
 
-    const LivePlace& place_;
+    LivePlace& place_;
     const std::function<void(const std::string&, const std::string&)> say_;
 
     std::mutex mutex_;

@@ -13,6 +13,12 @@ std::string place_database(const ServiceFile& file) {
     return database_of(file, kPlaceDevice);
 }
 
+std::vector<std::string> area_databases(const ServiceFile& file) {
+    std::vector<std::string> paths = databases_of(file);
+    paths.push_back(place_database(file));
+    return paths;
+}
+
 std::vector<Door> doors_of(const ServiceFile& file) {
     std::vector<Door> doors;
     for (const ServiceEntrance& entrance : file.entrances)

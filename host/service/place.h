@@ -15,6 +15,9 @@ std::vector<std::string> databases_of(const ServiceFile& file);
 // Of what happens to the place as a whole, as a device of its own.
 std::string place_database(const ServiceFile& file);
 
+// What people in areas are counted by: the databases of the cameras and of the place.
+std::vector<std::string> area_databases(const ServiceFile& file);
+
 // Lines of two cameras may have the same name, so that these doors name their camera.
 std::vector<Door> doors_of(const ServiceFile& file);
 // All areas that an entrance leads into.

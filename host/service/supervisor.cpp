@@ -181,6 +181,8 @@ SettingsAuthor Supervisor::settings_author(const Camera& camera) const {
 }
 
 void Supervisor::pass_on_requests() {
+    for (const std::string& area : place_.take_to_reset())
+        areas_.reset(area);
     for (const std::string& name : place_.take_to_measure()) {
         for (const auto& camera : cameras_)
             if (camera->what.name == name && camera->process)

@@ -88,6 +88,9 @@ std::vector<std::optional<AreaSpan>> area_history(const std::vector<HistoryReade
     for (const HistoryReader& store : stores)
         for (const MinuteFlow& minute : store.flow(area.doors, all))
             flow[minute.minute] += minute.people;
+    for (const HistoryReader& store : stores)
+        for (const MinuteFlow& minute : store.removed(area.name, all))
+            flow[minute.minute] -= minute.people;
     Level level(area, zone, std::move(flow), all.from_us);
     const std::vector<bool> watched = watched_spans(stores, area, spans);
     for (std::size_t i = 0; i < spans.size(); ++i) {

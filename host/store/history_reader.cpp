@@ -126,6 +126,19 @@ std::vector<MinuteFlow> HistoryReader::flow(const std::vector<Door>& doors,
     return list;
 }
 
+std::vector<MinuteFlow> HistoryReader::removed(const std::string& area,
+                                               const TimeSpan& span) const {
+    std::vector<MinuteFlow> list;
+    Statement row = database_->prepare(
+        "SELECT time_us, people FROM events JOIN places ON places.id = events.place "
+        "WHERE events.kind = ?1 AND places.kind = 'area' AND places.name = ?2 "
+        "AND time_us >= ?3 AND time_us < ?4");
+    row.bind(event_kind_name(EventKind::kReset), area, span.from_us, span.to_us);
+    while (row.step())
+        list.push_back({minute_of(row.integer(0)), row.integer(1)});
+    return list;
+}
+
 double HistoryReader::watched_hours(const TimeSpan& time) const {
     for (const char* table : {"minutes", "region_minutes"}) {
         Statement row = database_->prepare(std::string("SELECT count(DISTINCT minute) FROM ") +

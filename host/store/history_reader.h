@@ -55,6 +55,8 @@ class HistoryReader {
     // Regions that were watched in one of the spans.
     std::vector<RegionHistory> regions(const std::vector<HistorySpan>& spans) const;
     // Those minutes in which somebody came or went through one of these doors, in their order.
+    // What was removed because somebody has said that nobody is inside, minute by minute.
+    std::vector<MinuteFlow> removed(const std::string& area, const TimeSpan& span) const;
     std::vector<MinuteFlow> flow(const std::vector<Door>& doors, const TimeSpan& span) const;
     // Heat is kept by the hour; hours count whose middle lies in one of the times.
     HeatSum heat(HeatKind kind, const std::vector<TimeSpan>& times) const;

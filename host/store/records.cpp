@@ -29,9 +29,9 @@ const char* person_kind_name(PersonKind kind) {
 }
 
 const char* event_kind_name(EventKind kind) {
-    static constexpr std::array kNames{"crossing", "crossing_left_out", "group",
-                                       "stay",     "settings",          "capacity",
-                                       "gap",      "clock_step",        "health"};
+    static constexpr std::array kNames{
+        "crossing", "crossing_left_out", "group", "stay", "settings", "capacity", "reset",
+        "gap",      "clock_step",        "health"};
     return kNames.at(static_cast<std::size_t>(kind));
 }
 

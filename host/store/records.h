@@ -31,6 +31,7 @@ enum class EventKind {
     kStay,             // somebody left a region
     kSettings,         // others than before are in force
     kCapacity,         // an area is full, or no longer
+    kReset,            // somebody has said that nobody is in an area; people: the balance removed
     kGap,              // nothing was watched for a while, which is over
     kClockStep,        // somebody has set the clock
     kHealth,           // a fault of the camera began or ended

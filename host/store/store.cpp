@@ -21,7 +21,7 @@ bool is_of_line(EventKind kind) {
 }
 
 const char* place_kind(EventKind kind) {
-    if (kind == EventKind::kCapacity) return "area";
+    if (kind == EventKind::kCapacity || kind == EventKind::kReset) return "area";
     return is_of_line(kind) ? kLine : kRegion;
 }
 

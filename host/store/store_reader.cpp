@@ -142,6 +142,15 @@ std::int64_t StoreReader::corrections(const std::string& area, const TimeSpan& s
     return row.bind(area, span.from_us, span.to_us).step() ? row.integer(0) : 0;
 }
 
+std::int64_t StoreReader::removed(const std::string& area, const TimeSpan& span) const {
+    Statement row = database_->prepare(
+        "SELECT coalesce(sum(people), 0) FROM events JOIN places ON places.id = events.place "
+        "WHERE events.kind = ?1 AND places.kind = 'area' AND places.name = ?2 "
+        "AND time_us >= ?3 AND time_us < ?4");
+    row.bind(event_kind_name(EventKind::kReset), area, span.from_us, span.to_us);
+    return row.step() ? row.integer(0) : 0;
+}
+
 std::vector<StoredGap> StoreReader::gaps(const TimeSpan& span) const {
     Statement row = database_->prepare(
         "SELECT max(from_us, ?1), min(to_us, ?2), why FROM gaps "
@@ -205,10 +214,11 @@ std::vector<ToldEvent> StoreReader::events_after(const Committed& number, int mo
 }
 
 std::vector<ToldEvent> StoreReader::newest_counts(const Committed& number, int most) const {
-    Statement row = database_->prepare(std::string(kEventColumns) +
-                                       "WHERE (events.epoch, events.sequence) <= (?1, ?2) AND "
-                                       "events.kind NOT IN ('gap', 'clock_step', 'health') "
-                                       "ORDER BY events.epoch DESC, events.sequence DESC LIMIT ?3");
+    Statement row =
+        database_->prepare(std::string(kEventColumns) +
+                           "WHERE (events.epoch, events.sequence) <= (?1, ?2) AND "
+                           "events.kind NOT IN ('gap', 'clock_step', 'health', 'reset') "
+                           "ORDER BY events.epoch DESC, events.sequence DESC LIMIT ?3");
     std::vector<ToldEvent> events;
     row.bind(epoch_id(number.epoch).value_or(0), number.sequence, most);
     while (row.step())

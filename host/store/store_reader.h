@@ -79,6 +79,9 @@ class StoreReader {
     // What somebody says is missing in an area; negative for too many.
     std::int64_t corrections(const std::string& area, const TimeSpan& span) const;
 
+    // What has been removed of an area's balance because somebody has said that nobody is inside.
+    std::int64_t removed(const std::string& area, const TimeSpan& span) const;
+
     // Times in which nothing was watched, as far as they lie in a span, in their order.
     std::vector<StoredGap> gaps(const TimeSpan& span) const;
     // Faults that have begun and not ended, in the order of their beginning.
@@ -93,7 +96,7 @@ class StoreReader {
     // Throws InputError for an epoch that this database does not have.
     std::vector<ToldEvent> events_after(const Committed& number, int most) const;
     // The last ones up to a number, in their order, at most so many; without gaps, steps of the
-    // clock and faults.
+    // clock, faults and resets of areas.
     std::vector<ToldEvent> newest_counts(const Committed& number, int most) const;
     // Those of a span by time, one after the other.
     void events_in(const TimeSpan& span, const std::function<void(const ToldEvent&)>& take) const;

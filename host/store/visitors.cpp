@@ -79,10 +79,14 @@ AreaBalance area_balance(const std::vector<StoreReader>& stores, const Area& are
     const Flow flow = flow_of(stores, area, result.since);
     result.in = flow.in;
     result.out = flow.out;
-    const Flow before = flow_of(stores, area, {last_reset_us(area, zone, reset_us - 1), reset_us});
+    const TimeSpan day_before{last_reset_us(area, zone, reset_us - 1), reset_us};
+    const Flow before = flow_of(stores, area, day_before);
     result.drift = before.in - before.out;
-    for (const StoreReader& store : stores)
+    for (const StoreReader& store : stores) {
         result.corrections += store.corrections(area.name, result.since);
+        result.removed += store.removed(area.name, result.since);
+        result.drift -= store.removed(area.name, day_before);
+    }
     return result;
 }
 

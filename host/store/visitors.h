@@ -51,8 +51,9 @@ struct AreaBalance {
     std::int64_t out = 0;
     std::int64_t drift = 0;        // the balance that the last reset has removed
     std::int64_t corrections = 0;  // what people have noted since; not in the others
+    std::int64_t removed = 0;      // since, because somebody has said that nobody is inside
 
-    std::int64_t balance() const { return in - out; }
+    std::int64_t balance() const { return in - out - removed; }
     // Whoever was inside before the cameras began has left uncounted ones behind.
     std::int64_t inside() const { return std::max<std::int64_t>(0, balance()); }
 };
@@ -60,6 +61,7 @@ struct AreaBalance {
 // The moment of the last reset at or before another one.
 std::int64_t last_reset_us(const Area& area, const TimeZone& zone, std::int64_t now_us);
 
+// The databases are those of the cameras and of the place, which has what was removed.
 AreaBalance area_balance(const std::vector<StoreReader>& stores, const Area& area,
                          const TimeZone& zone, std::int64_t now_us);
 

@@ -301,6 +301,7 @@ HttpResponse areas_answer(const ApiSources& sources, const HttpRequest& request)
     std::vector<HistoryReader> stores;
     for (const ServiceCamera& camera : place.file().cameras)
         if (auto history = place.history(camera.name)) stores.push_back(std::move(*history));
+    if (auto history = place.history(kPlaceDevice)) stores.push_back(std::move(*history));
     Json series = Json::array();
     for (const Area& area : areas_of(place.file())) {
         const auto levels = area_history(stores, area, place.zone(), what.spans, place.now_us());

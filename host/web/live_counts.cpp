@@ -51,9 +51,9 @@ void add_lines(Json& list, const PlaceReader& place, const std::string& camera,
 
 Json areas_json(const PlaceReader& place) {
     std::vector<StoreReader> stores;
-    for (const ServiceCamera& camera : place.file().cameras) {
+    for (const std::string& database : area_databases(place.file())) {
         try {
-            stores.emplace_back(place.database(camera.name));
+            stores.emplace_back(database);
         } catch (const std::runtime_error&) {
             continue;
         }

@@ -183,6 +183,34 @@ TEST_F(Publish, HowThingsStandAndWhatHomeAssistantHears) {
     EXPECT_EQ(stop(), 0);
 }
 
+TEST_F(Publish, AnAreaIsResetWhereThatIsPermitted) {
+    place();
+    open_broker();
+    admit();
+    start();
+    const auto hall = [&] { return reader_->last("vca/shop/occupancy/hall"); };
+    const auto wish = [&] { reader_->send("vca/shop/occupancy/hall/reset", "reset"); };
+    ASSERT_TRUE(eventually([&] { return hall().is_object() && hall()["in"] > 0; })) << err();
+    wish();
+    place("allow_reset = true\n");
+    ASSERT_TRUE(eventually([&] {
+        const Json config = reader_->last("homeassistant/device/vca_shop_place/config");
+        return config.is_object() && config["cmps"].contains("hall_reset");
+    })) << err();
+    EXPECT_EQ(hall()["removed"], 0) << "it was not permitted";
+    // Until somebody is inside.
+    ASSERT_TRUE(eventually([&] {
+        wish();
+        return hall()["removed"] != 0;
+    })) << err();
+    EXPECT_THAT(err(), HasSubstr("area \"hall\" is set to nobody inside, on request"));
+    const Json told = hall();
+    const auto number_of = [&told](const char* key) { return told[key].get<std::int64_t>(); };
+    EXPECT_EQ(number_of("inside"),
+              std::max<std::int64_t>(0, number_of("in") - number_of("out") - number_of("removed")));
+    EXPECT_EQ(stop(), 0);
+}
+
 TEST_F(Publish, EncryptsAndTrustsOnlyItsBroker) {
     broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", true);
     place("tls = true\nca_file = \"" + broker_->other_certificate() + "\"\n");

@@ -331,6 +331,19 @@ TEST_F(Publishing, ThePlaceTakesAwayCamerasThatItHasNoMore) {
     EXPECT_THAT(told("vca_shop2_other/config"), IsEmpty());
 }
 
+// A broker would repeat one at every connection.
+TEST_F(Publishing, ACommandThatTheBrokerKeepsIsNone) {
+    broker_->keep("vca/shop/occupancy/hall/reset", "reset");
+    host::MqttDeviceSetup setup = device_setup(host::MqttRole::kPlace);
+    std::atomic<int> resets{0};
+    setup.reset = [&resets](const std::string&) { ++resets; };
+    device_ = std::make_unique<MqttDevice>(setup);
+    count(1);
+    ASSERT_TRUE(until([this] { return sequences().size() == 1; }));
+    device_.reset();
+    EXPECT_EQ(resets, 0);
+}
+
 TEST_F(Publishing, NobodyIsDescribedWhereThatIsOff) {
     host::MqttDeviceSetup setup = device_setup();
     setup.home_assistant = false;

@@ -118,10 +118,11 @@ TEST_F(MqttStates, OfAnAreaSayWhetherItIsFull) {
     balance.in = 5;
     balance.out = 2;
     EXPECT_EQ(host::area_state(topics_, area, balance).payload,
-              R"({"inside":3,"in":5,"out":2,"corrections":0})");
+              R"({"inside":3,"in":5,"out":2,"removed":0,"corrections":0})");
     area.capacity = 3;
-    EXPECT_EQ(host::area_state(topics_, area, balance).payload,
-              R"({"inside":3,"in":5,"out":2,"corrections":0,"capacity":3,"level":"full"})");
+    EXPECT_EQ(
+        host::area_state(topics_, area, balance).payload,
+        R"({"inside":3,"in":5,"out":2,"removed":0,"corrections":0,"capacity":3,"level":"full"})");
     area.capacity = 4;
     EXPECT_THAT(host::area_state(topics_, area, balance).payload,
                 ::testing::HasSubstr(R"("level":"ok")"));
