@@ -87,11 +87,10 @@ void AreaWatch::reset(const std::string& area) {
 
 void AreaWatch::work() {
     try {
-        const std::set<std::string> to_reset = begin();
-        if (look_->areas.empty() && to_reset.empty()) return;
+        if (!begin()) return;
         look_->databases.open();
         const std::int64_t now_us = utc_now_us();
-        for (const std::string& name : to_reset)
+        for (const std::string& name : take_resets())
             reset_at(name, now_us);
         auto versions = look_->databases.versions();
         if (versions == look_->versions && minute_of(now_us) == look_->minute) return;
@@ -106,13 +105,19 @@ void AreaWatch::work() {
     }
 }
 
-// What is to be reset is given once.
-std::set<std::string> AreaWatch::begin() {
+// Whether there is something to do.
+bool AreaWatch::begin() {
     const std::lock_guard lock(mutex_);
     if (look_ == nullptr || changed_) look_ = std::make_unique<Look>(file_);
     changed_ = false;
-    const bool writes = !look_->areas.empty() || !to_reset_.empty();
-    if (writes && writer_ == nullptr) open_writer();
+    const bool works = !look_->areas.empty() || !to_reset_.empty();
+    if (works && writer_ == nullptr) open_writer();
+    return works;
+}
+
+// They wait while a database cannot be read, as that of the place while it is being made.
+std::set<std::string> AreaWatch::take_resets() {
+    const std::lock_guard lock(mutex_);
     return std::exchange(to_reset_, {});
 }
 

@@ -37,7 +37,8 @@ class AreaWatch {
     struct Look;
 
     void work();
-    std::set<std::string> begin();
+    bool begin();
+    std::set<std::string> take_resets();
     void open_writer();
     void read_states(const std::string& path);
     void look_at(const Area& area, std::int64_t now_us);

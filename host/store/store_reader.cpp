@@ -73,6 +73,11 @@ StoreReader::StoreReader(const std::string& path) : path_(path), file_(file_numb
     } catch (const StoreError& error) {
         throw InputError("cannot read the database \"" + path + "\": " + error.what());
     }
+    // Its tables come before the name of whose it is, by which doors are told apart.
+    if (device_.empty()) {
+        throw InputError("cannot read the database \"" + path +
+                         "\": it is being made; try again in a moment");
+    }
 }
 
 StoreReader::~StoreReader() = default;
