@@ -65,13 +65,17 @@ Json version_json(const SettingsVersion& version, const TimeZone& zone) {
     return json;
 }
 
+// What the camera counts with now.
+SettingsVersion in_force(const PlaceReader& place, const ServiceCamera& camera) {
+    if (auto newest = newest_settings(place.database(camera.name))) return *newest;
+    throw ApiError(kNotFound, "the camera has not counted yet");
+}
+
 HttpResponse in_force_answer(const ApiSources& sources, const ApiCall& call) {
     const Query query(call.request, {});
     const PlaceReader place(sources);
     const ServiceCamera& camera = camera_of(place, call);
-    const auto newest = newest_settings(place.database(camera.name));
-    if (!newest) throw ApiError(kNotFound, "the camera has not counted yet");
-    return json_answer(version_json(*newest, place.zone()));
+    return json_answer(version_json(in_force(place, camera), place.zone()));
 }
 
 HttpResponse one_answer(const ApiSources& sources, const ApiCall& call) {
@@ -83,6 +87,7 @@ HttpResponse one_answer(const ApiSources& sources, const ApiCall& call) {
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc{} || stop != text.data() + text.size())
         throw ApiError(kBadRequest, "a version is a whole number");
+    in_force(place, camera);
     const auto version = settings_version(place.database(camera.name), number);
     if (!version) throw ApiError(kNotFound, "there is no such version of the settings");
     return json_answer(version_json(*version, place.zone()));
@@ -92,6 +97,7 @@ HttpResponse versions_answer(const ApiSources& sources, const ApiCall& call) {
     const Query query(call.request, {});
     const PlaceReader place(sources);
     const ServiceCamera& camera = camera_of(place, call);
+    in_force(place, camera);
     Json versions = Json::array();
     for (const SettingsVersion& version :
          newest_versions(place.database(camera.name), kMostVersions))
@@ -332,30 +338,29 @@ HttpResponse save_answer(const ApiSources& sources, Saves& saves, const ApiCall&
     const GivenSave save = save_of(call.request);
     const SaveTurn turn(saves, camera.name);
     const std::string database = place.database(camera.name);
-    const auto before = newest_settings(database);
-    if (!before) throw ApiError(kNotFound, "the camera has not counted yet");
-    if (save.base_version != before->number) {
-        const std::string sentence = as_sentence("version " + std::to_string(before->number) +
-                                                 " by \"" + before->author + "\" came meanwhile");
-        return json_answer({{"error", sentence}, {"current", version_json(*before, place.zone())}},
+    const SettingsVersion before = in_force(place, camera);
+    if (save.base_version != before.number) {
+        const std::string sentence = as_sentence("version " + std::to_string(before.number) +
+                                                 " by \"" + before.author + "\" came meanwhile");
+        return json_answer({{"error", sentence}, {"current", version_json(before, place.zone())}},
                            kConflict);
     }
     const GivenSettings given = read_settings_json(save.settings, sources.look(camera.name));
     if (!given.errors.empty()) return refused_answer(given.errors.front());
-    const RunOptions in_force = options_of(*before);
-    check_models(given.options, in_force);
+    const RunOptions now = options_of(before);
+    check_models(given.options, now);
     const std::string text = config_text(given.options);
     try {
         check_installation(camera_options(camera, text, "settings"));
     } catch (const InputError& error) {
         throw ApiError(kBadRequest, error.what());
     }
-    if (text == config_text(in_force)) return json_answer(version_json(*before, place.zone()));
+    if (text == config_text(now)) return json_answer(version_json(before, place.zone()));
     const SettingsFile file(sources, camera);
     file.write(text, {call.caller.name, save.name});
-    const SettingsVersion after = taken_over(sources, file, camera.name, database, *before);
+    const SettingsVersion after = taken_over(sources, file, camera.name, database, before);
     Json json = version_json(after, place.zone());
-    if (after.number > before->number) return json_answer(json);
+    if (after.number > before.number) return json_answer(json);
     json["waiting"] = true;
     return json_answer(json, kAccepted);
 }

@@ -68,6 +68,9 @@ TEST_F(ApiSettings, AreThoseInForceWithTheirVersion) {
     EXPECT_THAT(refusal("cameras/entrance/settings/versions/3", 404), HasSubstr("no such version"));
     EXPECT_THAT(refusal("cameras/entrance/settings/versions/x"), HasSubstr("whole number"));
     EXPECT_THAT(refusal("cameras/none/settings", 404), HasSubstr("no camera \"none\""));
+    for (const char* asked : {"settings", "settings/versions", "settings/versions/1"})
+        EXPECT_EQ(refusal(std::string("cameras/back/") + asked, 404),
+                  "The camera has not counted yet.");
 }
 
 TEST_F(ApiSettings, SoundOnesHaveNoNotesAndAZone) {
