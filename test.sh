@@ -24,9 +24,13 @@ install_missing_packages $vca_packages $vca_test_packages
 # The page is tried in a browser by one preset: it says nothing of compilers and sanitizers.
 page=OFF
 if [ "$preset" = dev ]; then
-    page=ON
     # shellcheck disable=SC2086
     install_missing_commands $vca_page_commands $vca_page_test_commands
+    if fetch_page_modules; then
+        page=ON
+    else
+        echo "Skipped: the page and its tests in a browser, because npm cannot fetch what they need."
+    fi
 fi
 if [ "$preset" != aarch64 ]; then
     build_and_test "$preset" error "$@"

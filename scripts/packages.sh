@@ -77,3 +77,13 @@ install_missing_packages() {
             run_apt_get install -y --no-install-recommends $missing
     }
 }
+
+# What npm fetches for the page and its tests; false where it cannot, as without internet. To be called
+# in the project's folder.
+fetch_page_modules() {
+    local folder
+    for folder in page tests/page; do
+        [ "$folder/node_modules/.package-lock.json" -nt "$folder/package-lock.json" ] ||
+            (cd "$folder" && npm ci --ignore-scripts --silent) || return 1
+    done
+}

@@ -8,10 +8,7 @@ cd "$(dirname "$0")"
 . ../../scripts/packages.sh
 # shellcheck disable=SC2086
 install_missing_commands $vca_page_commands $vca_page_test_commands
-for folder in ../../page .; do
-    [ "$folder/node_modules/.package-lock.json" -nt "$folder/package-lock.json" ] ||
-        (cd "$folder" && npm ci --ignore-scripts --silent)
-done
+(cd ../.. && fetch_page_modules)
 (cd ../../page && npx tsc && node build.mjs)
 [ $# -gt 0 ] || set -- text api page editor history look
 failed=0
