@@ -14,7 +14,9 @@ build_and_test() {
     shift 2
     cmake --preset "$preset" -DVCA_BUILD_PAGE="$page" >/dev/null
     cmake --build --preset "$preset" --target "${VCA_TARGET:-all}"
+    # A test that hangs is named before whoever waits gives up.
     ctest --test-dir "build/$preset" --output-on-failure --no-tests="$no_tests" -j "$(nproc)" \
+        --timeout 600 \
         --output-junit junit.xml --output-log "build/$preset/ctest.log" --label-exclude '^long$' "$@"
 }
 

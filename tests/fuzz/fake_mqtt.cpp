@@ -116,6 +116,13 @@ int mosquitto_threaded_set(mosquitto*, bool) {
 int mosquitto_will_set(mosquitto*, const char*, int, const void*, int, bool) {
     return MOSQ_ERR_SUCCESS;
 }
+int mosquitto_username_pw_set(mosquitto*, const char*, const char*) {
+    return MOSQ_ERR_SUCCESS;
+}
+int mosquitto_tls_set(mosquitto*, const char*, const char*, const char*, const char*,
+                      int (*)(char*, int, int, void*)) {
+    return MOSQ_ERR_SUCCESS;
+}
 int mosquitto_sub_topic_check(const char*) {
     return MOSQ_ERR_SUCCESS;
 }
@@ -125,6 +132,9 @@ void mosquitto_connect_v5_callback_set(mosquitto* client, ConnectHook hook) {
 void mosquitto_subscribe_v5_callback_set(mosquitto* client, SubscribeHook hook) {
     client->on_subscribe = hook;
 }
+// What is published goes nowhere, so nothing is ever confirmed.
+void mosquitto_publish_v5_callback_set(mosquitto*, void (*)(mosquitto*, void*, int, int,
+                                                            const mosquitto_property*)) {}
 void mosquitto_message_v5_callback_set(mosquitto* client, MessageHook hook) {
     client->on_message = hook;
 }
