@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "host/inference/head_span.h"
+#include "host/inference/pixel_blocks.h"
 #include "host/inference/second_look.h"
 
 namespace host {
@@ -171,11 +172,11 @@ void DepthDetector::clean(const cv::Mat& raw_mm, const cv::Rect& room) {
     if (room.empty()) return;
     const float head_depth_mm = std::max(plan_.height_mm() - 1700.0f, 500.0f);
     const int reach_px = static_cast<int>(kHoleReach_mm * plan_.fx() / head_depth_mm);
-    const cv::Rect around = grown(room, 1, raw_mm.size());
+    const cv::Rect around = with_neighbours(room, raw_mm.size());
     filler_.fill(raw_mm, reach_px, around, filled_mm_);
-    cv::medianBlur(filled_mm_, blurred_mm_, 3);
     clean_mm_.create(raw_mm.size(), CV_16U);
-    blurred_mm_(room - around.tl()).copyTo(clean_mm_(room));
+    cv::Mat part = clean_mm_(around);
+    cv::medianBlur(filled_mm_, part, 3);
 }
 
 // Summits of the smoothed plan view, in as much of it as they can be in.
@@ -221,21 +222,17 @@ void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
     for (auto& list : samples_)
         list.clear();
     const auto* label = labels_.ptr<int>();
-    const float pixel_m2 = 1e-6f / (plan_.fx() * plan_.fy());
     for (const SurfacePixel& pixel : plan_.pixels()) {
         if (label[pixel.cell] == 0) continue;
-        const auto depth_mm = clean_mm_.at<std::uint16_t>(pixel.v, pixel.u);
-        const auto z_mm = static_cast<float>(depth_mm);
         samples_[static_cast<std::size_t>(label[pixel.cell] - 1)].push_back(
-            {plan_.pixel_to_plan(pixel.u, pixel.v, z_mm), plan_.height_mm() - z_mm,
-             z_mm * z_mm * pixel_m2, pixel.cell, depth_mm,
-             raw_mm.at<std::uint16_t>(pixel.v, pixel.u) == 0});
+            {pixel.u, pixel.v, clean_mm_.at<std::uint16_t>(pixel.v, pixel.u),
+             raw_mm.at<std::uint16_t>(pixel.v, pixel.u) == 0, pixel.cell});
     }
 }
 
 // What is longer than a head may be several that touch.
 void DepthDetector::add_shapes(const std::vector<HeadSample>& samples) {
-    const HeadShape whole = meter_.measure(samples, plan_.height_mm());
+    const HeadShape whole = meter_.measure(samples, plan_);
     if (whole.head_long_mm >= kTwoHeads_mm && whole.head_area_m2 >= kTwoHeads_m2) {
         const std::vector<HeadShape> heads = part(samples, whole.top_mm);
         shapes_.insert(shapes_.end(), heads.begin(), heads.end());
@@ -248,17 +245,20 @@ void DepthDetector::add_shapes(const std::vector<HeadSample>& samples) {
 // or something else.
 std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& samples, float top_mm) {
     const float lowest_mm = top_mm - kTopsDepth_mm;
+    const auto is_low = [&](const HeadSample& sample) {
+        return plan_.height_mm() - static_cast<float>(sample.depth_mm) < lowest_mm;
+    };
     const int cols = plan_.surface_mm().cols;
     cv::Rect room;
     for (const HeadSample& sample : samples) {
-        if (sample.height_mm < lowest_mm) continue;
+        if (is_low(sample)) continue;
         room |= cv::Rect(sample.cell % cols, sample.cell / cols, 1, 1);
     }
     tops_mm_.create(room.size(), CV_32F);
     tops_labels_.create(room.size(), CV_32S);
     tops_mm_.setTo(lowest_mm);
     for (const HeadSample& sample : samples) {
-        if (sample.height_mm < lowest_mm) continue;
+        if (is_low(sample)) continue;
         const int col = sample.cell % cols;
         const int row = sample.cell / cols;
         tops_mm_.at<float>(row - room.y, col - room.x) = raised_mm_.at<float>(row, col);
@@ -284,7 +284,7 @@ std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& sample
     }
     std::vector<HeadShape> heads;
     for (const std::vector<HeadSample>& each : parts) {
-        const HeadShape shape = meter_.measure(each, plan_.height_mm());
+        const HeadShape shape = meter_.measure(each, plan_);
         if (head_score(shape) >= kSureHead) heads.push_back(shape);
     }
     if (heads.size() < 2) heads.clear();

@@ -49,8 +49,7 @@ class DepthDetector {
     PeakFinder finder_;
     HeadMeter meter_;
     cv::Mat filled_mm_;  // of the part of the image in which people may be
-    cv::Mat blurred_mm_;
-    cv::Mat clean_mm_;  // right in that part only
+    cv::Mat clean_mm_;   // right in that part only
     cv::Mat raised_mm_;
     cv::Mat smooth_mm_;
     cv::Mat labels_;

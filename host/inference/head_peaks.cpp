@@ -10,6 +10,15 @@ namespace host {
 namespace {
 
 constexpr float kLevelStep_mm = 4.0f;  // cells within this are treated as equally high
+constexpr int kBorder = 1;             // cells around the room
+
+struct Step {
+    int cols = 0;
+    int rows = 0;
+};
+// To the neighbours of a cell, in reading order.
+constexpr std::array<Step, 8> kSteps{
+    {{-1, -1}, {0, -1}, {1, -1}, {-1, 0}, {1, 0}, {-1, 1}, {0, 1}, {1, 1}}};
 
 float plan_distance_mm(const Peak& a, const Peak& b, float cell_mm) {
     return cell_mm *
@@ -30,13 +39,14 @@ int PeakFinder::root(int region) {
 void PeakFinder::order_cells(const cv::Mat& height_mm, const cv::Rect& room, float lowest_mm) {
     for (auto& level : levels_)
         level.clear();
-    for (int row = room.y; row < room.br().y; ++row) {
-        const auto* heights = height_mm.ptr<float>(row);
-        for (int col = room.x; col < room.br().x; ++col) {
+    const int stride = room.width + 2 * kBorder;
+    for (int row = 0; row < room.height; ++row) {
+        const auto* heights = height_mm.ptr<float>(room.y + row) + room.x;
+        for (int col = 0; col < room.width; ++col) {
             if (heights[col] < lowest_mm) continue;
             const auto level = static_cast<std::size_t>((heights[col] - lowest_mm) / kLevelStep_mm);
             if (level >= levels_.size()) levels_.resize(level + 1);
-            levels_[level].push_back(row * height_mm.cols + col);
+            levels_[level].push_back((row + kBorder) * stride + col + kBorder);
         }
     }
 }
@@ -64,56 +74,77 @@ int PeakFinder::join(const int* around, int count, float level_mm, float cell_mm
 }
 
 void PeakFinder::flood(const cv::Mat& height_mm, const cv::Rect& room, float cell_mm,
-                       const PeakRules& rules, cv::Mat& labels) {
-    const auto* heights = height_mm.ptr<float>();
-    auto* label = labels.ptr<int>();
-    const int cols = height_mm.cols;
+                       const PeakRules& rules) {
+    const int stride = room.width + 2 * kBorder;
+    std::array<int, kSteps.size()> beside{};
+    std::transform(kSteps.begin(), kSteps.end(), beside.begin(),
+                   [stride](const Step& step) { return step.rows * stride + step.cols; });
+    const auto cell_of = [&](int place) {
+        return cv::Point(room.x + place % stride - kBorder, room.y + place / stride - kBorder);
+    };
     for (auto level = levels_.rbegin(); level != levels_.rend(); ++level) {
-        for (const int cell : *level) {
-            const int col = cell % cols;
-            const int row = cell / cols;
-            std::array<int, 8> around{};
-            int count = 0;
-            float steepest_mm = -1.0f;
-            int uphill = 0;
-            bool alike = true;
-            for (int r = std::max(row - 1, room.y); r < std::min(row + 2, room.br().y); ++r) {
-                for (int c = std::max(col - 1, room.x); c < std::min(col + 2, room.br().x); ++c) {
-                    const int next = r * cols + c;
-                    if (label[next] == 0) continue;
-                    around[static_cast<std::size_t>(count++)] = label[next] - 1;
-                    alike = alike && label[next] - 1 == around[0];
-                    if (heights[next] > steepest_mm) {
-                        steepest_mm = heights[next];
-                        uphill = label[next] - 1;
-                    }
-                }
+        for (const int place : *level) {
+            int* const here = region_of_.data() + place;
+            // Of the regions around; as one less than 0, none is the largest number.
+            std::uint32_t least = ~0U, most = 0;
+            for (const int step : beside) {
+                const auto region = static_cast<std::uint32_t>(here[step]);
+                least = std::min(least, region - 1);
+                most = std::max(most, region);
             }
-            if (count == 0) {
-                uphill = static_cast<int>(regions_.size());
-                regions_.push_back({col, row, heights[cell]});
-                parent_.push_back(uphill);
-            } else if (!alike) {
-                join(around.data(), count, heights[cell], cell_mm, rules);
+            if (most == 0) {
+                const cv::Point cell = cell_of(place);
+                regions_.push_back({cell.x, cell.y, height_mm.at<float>(cell)});
+                parent_.push_back(static_cast<int>(parent_.size()));
+                *here = static_cast<int>(parent_.size());
+            } else if (least + 1 == most) {
+                *here = static_cast<int>(most);
+            } else {
+                *here = meet(height_mm, cell_of(place), here, stride, cell_mm, rules);
             }
-            label[cell] = uphill + 1;
         }
     }
 }
 
+// Where several regions meet: joins them as the rules say, and returns 1 + the region uphill.
+int PeakFinder::meet(const cv::Mat& height_mm, const cv::Point& cell, const int* here, int stride,
+                     float cell_mm, const PeakRules& rules) {
+    std::array<int, kSteps.size()> around{};
+    int count = 0;
+    float steepest_mm = -1.0f;
+    int uphill = 0;
+    for (const Step& step : kSteps) {
+        const int region = here[step.rows * stride + step.cols];
+        if (region == 0) continue;
+        around[static_cast<std::size_t>(count++)] = region - 1;
+        const float next_mm = height_mm.at<float>(cell.y + step.rows, cell.x + step.cols);
+        if (next_mm > steepest_mm) {
+            steepest_mm = next_mm;
+            uphill = region;
+        }
+    }
+    join(around.data(), count, height_mm.at<float>(cell), cell_mm, rules);
+    return uphill;
+}
+
 // Renumbers the regions that are left; regions of low summits no longer belong to anybody.
-void PeakFinder::number(float lowest_peak_mm, cv::Mat& labels) {
-    std::vector<int> final_label(regions_.size(), 0);
+void PeakFinder::number(const cv::Rect& room, float lowest_peak_mm, cv::Mat& labels) {
+    std::vector<int> final_label(regions_.size() + 1, 0);
     for (std::size_t region = 0; region < regions_.size(); ++region) {
         if (root(static_cast<int>(region)) != static_cast<int>(region)) continue;
         if (regions_[region].height_mm < lowest_peak_mm) continue;
         peaks_.push_back(regions_[region]);
-        final_label[region] = static_cast<int>(peaks_.size());
+        final_label[region + 1] = static_cast<int>(peaks_.size());
     }
-    auto* label = labels.ptr<int>();
-    for (const std::vector<int>& level : levels_) {
-        for (const int cell : level)
-            label[cell] = final_label[static_cast<std::size_t>(root(label[cell] - 1))];
+    for (std::size_t region = 0; region < regions_.size(); ++region)
+        final_label[region + 1] =
+            final_label[static_cast<std::size_t>(root(static_cast<int>(region))) + 1];
+    const int stride = room.width + 2 * kBorder;
+    for (int row = 0; row < room.height; ++row) {
+        const int* const regions = region_of_.data() + (row + kBorder) * stride + kBorder;
+        auto* const label = labels.ptr<int>(room.y + row) + room.x;
+        for (int col = 0; col < room.width; ++col)
+            label[col] = final_label[static_cast<std::size_t>(regions[col])];
     }
 }
 
@@ -122,10 +153,11 @@ const std::vector<Peak>& PeakFinder::find(const cv::Mat& height_mm, const cv::Re
     regions_.clear();
     parent_.clear();
     peaks_.clear();
-    labels(room).setTo(0);
+    region_of_.assign(
+        static_cast<std::size_t>((room.width + 2 * kBorder) * (room.height + 2 * kBorder)), 0);
     order_cells(height_mm, room, rules.lowest_mm);
-    flood(height_mm, room, cell_mm, rules, labels);
-    number(rules.lowest_peak_mm, labels);
+    flood(height_mm, room, cell_mm, rules);
+    number(room, rules.lowest_peak_mm, labels);
     return peaks_;
 }
 

@@ -33,11 +33,16 @@ class PeakFinder {
     int root(int region);
     void order_cells(const cv::Mat& height_mm, const cv::Rect& room, float lowest_mm);
     void flood(const cv::Mat& height_mm, const cv::Rect& room, float cell_mm,
-               const PeakRules& rules, cv::Mat& labels);
+               const PeakRules& rules);
+    int meet(const cv::Mat& height_mm, const cv::Point& cell, const int* here, int stride,
+             float cell_mm, const PeakRules& rules);
     int join(const int* around, int count, float level_mm, float cell_mm, const PeakRules& rules);
-    void number(float lowest_peak_mm, cv::Mat& labels);
+    void number(const cv::Rect& room, float lowest_peak_mm, cv::Mat& labels);
 
-    std::vector<std::vector<int>> levels_;  // cells by falling height
+    // 1 + the region of each cell of the room, 0 where none is yet; with a border of 0, so that
+    // each cell has eight neighbours.
+    std::vector<int> region_of_;
+    std::vector<std::vector<int>> levels_;  // cells by height, as places in `region_of_`
     std::vector<Peak> regions_;
     std::vector<int> parent_;
     std::vector<Peak> peaks_;

@@ -32,10 +32,10 @@ struct Surface {
 // Sums of weight, first and second moments of a surface.
 class Moments {
   public:
-    void add(const HeadSample& sample) {
-        const double w = static_cast<double>(sample.area_m2);
-        const double x = static_cast<double>(sample.at.x_mm);
-        const double y = static_cast<double>(sample.at.y_mm);
+    void add(const PlanPoint& at, float area_m2) {
+        const auto w = static_cast<double>(area_m2);
+        const auto x = static_cast<double>(at.x_mm);
+        const auto y = static_cast<double>(at.y_mm);
         area_ += w;
         x_ += w * x;
         y_ += w * y;
@@ -63,30 +63,6 @@ class Moments {
   private:
     double area_ = 0.0, x_ = 0.0, y_ = 0.0, xx_ = 0.0, xy_ = 0.0, yy_ = 0.0;
 };
-
-// The surfaces of a head down to three depths below its top.
-struct HeadSurfaces {
-    Surface crown, rim, head;
-    float hole_m2 = 0.0f;  // part of the head that gave no echo
-};
-
-// Samples come sorted by falling height.
-HeadSurfaces surfaces_of(const std::vector<HeadSample>& samples, float top_mm) {
-    HeadSurfaces surfaces;
-    Moments moments;
-    auto sample = samples.begin();
-    const auto add_down_to = [&](float lowest_mm) {
-        for (; sample != samples.end() && sample->height_mm >= lowest_mm; ++sample) {
-            moments.add(*sample);
-            if (sample->filled) surfaces.hole_m2 += sample->area_m2;
-        }
-        return moments.surface();
-    };
-    surfaces.crown = add_down_to(top_mm - kCrownDepth_mm);
-    surfaces.rim = add_down_to(top_mm - kRimDepth_mm);
-    surfaces.head = add_down_to(top_mm - kHeadDepth_mm);
-    return surfaces;
-}
 
 // A camera sees more of a head's near side than of its far side. For the topmost `depth_mm` of a
 // paraboloid the mean over the picture lies depth/2 tan(angle of sight) too near to the point below
@@ -129,54 +105,79 @@ std::array<float, 2> Quantiles::of(const std::vector<float>& values, float low, 
     return result;
 }
 
+struct HeadMeter::Surfaces {
+    Surface crown, rim, head;
+    float hole_m2 = 0.0f;  // part of the head that gave no echo
+};
+
 HeadMeter::HeadMeter() : quantiles_(kBodyReach_mm) {}
 
+float HeadMeter::depth_of(std::size_t count) const {
+    return static_cast<float>(nearest_mm_ + count);
+}
+
 // Counts the samples of each depth and returns the robust top.
-float HeadMeter::count_depths(const std::vector<HeadSample>& samples) {
+float HeadMeter::count_depths(const std::vector<HeadSample>& samples, const PlanView& plan) {
     const auto [nearest, farthest] = std::minmax_element(
         samples.begin(), samples.end(),
         [](const HeadSample& a, const HeadSample& b) { return a.depth_mm < b.depth_mm; });
     nearest_mm_ = nearest->depth_mm;
-    const auto depths = static_cast<std::size_t>(farthest->depth_mm - nearest_mm_) + 1;
-    counts_.assign(depths, 0);
-    areas_m2_.resize(depths);
-    heights_mm_.resize(depths);
-    for (const HeadSample& sample : samples) {
-        const auto depth = static_cast<std::size_t>(sample.depth_mm - nearest_mm_);
-        ++counts_[depth];
-        areas_m2_[depth] = sample.area_m2;
-        heights_mm_[depth] = sample.height_mm;
-    }
+    counts_.assign(static_cast<std::size_t>(farthest->depth_mm - nearest_mm_) + 1, 0);
+    for (const HeadSample& sample : samples)
+        ++counts_[static_cast<std::size_t>(sample.depth_mm - nearest_mm_)];
     float area_m2 = 0.0f;
-    for (std::size_t depth = 0; depth < depths; ++depth) {
+    for (std::size_t depth = 0; depth < counts_.size(); ++depth) {
+        const float z_mm = depth_of(depth);
         for (std::uint32_t i = 0; i < counts_[depth]; ++i) {
-            area_m2 += areas_m2_[depth];
-            if (area_m2 >= kTopArea_m2) return heights_mm_[depth];
+            area_m2 += plan.pixel_area_m2(z_mm);
+            if (area_m2 >= kTopArea_m2) return plan.height_mm() - z_mm;
         }
     }
     return 0.0f;
 }
 
 // Sorts the samples of head and shoulders by falling height; of the same height they stay in order.
-void HeadMeter::sort_body(const std::vector<HeadSample>& samples, float lowest_mm) {
+void HeadMeter::sort_body(const std::vector<HeadSample>& samples, const PlanView& plan,
+                          float lowest_mm) {
     std::size_t depths = 0;
     std::uint32_t total = 0;
     for (; depths < counts_.size(); ++depths) {
-        if (counts_[depths] > 0 && heights_mm_[depths] < lowest_mm) break;
+        if (plan.height_mm() - depth_of(depths) < lowest_mm) break;
         total += std::exchange(counts_[depths], total);  // from here on where its samples go
     }
     body_.resize(total);
     for (const HeadSample& sample : samples) {
         const auto depth = static_cast<std::size_t>(sample.depth_mm - nearest_mm_);
-        if (depth < depths) body_[counts_[depth]++] = sample;
+        if (depth >= depths) continue;
+        const auto z_mm = static_cast<float>(sample.depth_mm);
+        body_[counts_[depth]++] = {plan.pixel_to_plan(sample.u, sample.v, z_mm),
+                                   plan.height_mm() - z_mm, plan.pixel_area_m2(z_mm),
+                                   sample.filled};
     }
+}
+
+HeadMeter::Surfaces HeadMeter::surfaces(float top_mm) const {
+    Surfaces surfaces;
+    Moments moments;
+    auto sample = body_.begin();
+    const auto add_down_to = [&](float lowest_mm) {
+        for (; sample != body_.end() && sample->height_mm >= lowest_mm; ++sample) {
+            moments.add(sample->at, sample->area_m2);
+            if (sample->filled) surfaces.hole_m2 += sample->area_m2;
+        }
+        return moments.surface();
+    };
+    surfaces.crown = add_down_to(top_mm - kCrownDepth_mm);
+    surfaces.rim = add_down_to(top_mm - kRimDepth_mm);
+    surfaces.head = add_down_to(top_mm - kHeadDepth_mm);
+    return surfaces;
 }
 
 // As far as head and shoulders are seen and within reach of the head.
 void HeadMeter::measure_body(HeadShape& shape) {
     xs_.clear();
     ys_.clear();
-    for (const HeadSample& sample : body_) {
+    for (const BodySample& sample : body_) {
         const float dx = sample.at.x_mm - shape.centre.x_mm;
         const float dy = sample.at.y_mm - shape.centre.y_mm;
         if (dx * dx + dy * dy > kBodyReach_mm * kBodyReach_mm) continue;
@@ -192,13 +193,13 @@ void HeadMeter::measure_body(HeadShape& shape) {
     shape.down_mm = down;
 }
 
-HeadShape HeadMeter::measure(const std::vector<HeadSample>& samples, float camera_mm) {
+HeadShape HeadMeter::measure(const std::vector<HeadSample>& samples, const PlanView& plan) {
     if (samples.empty()) return {};
     HeadShape shape;
-    shape.top_mm = count_depths(samples);
+    shape.top_mm = count_depths(samples, plan);
     if (shape.top_mm == 0.0f) return shape;
-    sort_body(samples, shape.top_mm - kBodyDepth_mm);
-    const HeadSurfaces seen = surfaces_of(body_, shape.top_mm);
+    sort_body(samples, plan, shape.top_mm - kBodyDepth_mm);
+    const Surfaces seen = surfaces(shape.top_mm);
     shape.head_area_m2 = seen.head.area_m2;
     shape.head_long_mm = seen.head.long_mm;
     shape.head_short_mm = seen.head.short_mm;
@@ -206,7 +207,7 @@ HeadShape HeadMeter::measure(const std::vector<HeadSample>& samples, float camer
     shape.crown_area_m2 = seen.crown.area_m2;
     const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
     shape.centre = top_of(rim ? seen.rim.centre : seen.crown.centre,
-                          rim ? kRimDepth_mm : kCrownDepth_mm, camera_mm - shape.top_mm);
+                          rim ? kRimDepth_mm : kCrownDepth_mm, plan.height_mm() - shape.top_mm);
     measure_body(shape);
     return shape;
 }

@@ -12,12 +12,11 @@ namespace host {
 
 // One depth pixel of a summit.
 struct HeadSample {
-    PlanPoint at;
-    float height_mm = 0.0f;
-    float area_m2 = 0.0f;        // horizontal surface that the pixel covers at its depth
-    int cell = 0;                // of the plan view
-    std::uint16_t depth_mm = 0;  // the same for all samples of one height
-    bool filled = false;         // missing in the image, taken from its surroundings
+    std::uint16_t u = 0;
+    std::uint16_t v = 0;
+    std::uint16_t depth_mm = 0;
+    bool filled = false;    // missing in the image, taken from its surroundings
+    std::int32_t cell = 0;  // of the plan view
 };
 
 // A summit as it was measured.
@@ -55,20 +54,31 @@ class Quantiles {
 class HeadMeter {
   public:
     HeadMeter();
-    // Of samples by a camera that hangs `camera_mm` above the floor. What reaches no height with
-    // enough surface has the top 0 and no shape.
-    HeadShape measure(const std::vector<HeadSample>& samples, float camera_mm);
+    // Of samples of that plan. What reaches no height with enough surface has the top 0 and no
+    // shape.
+    HeadShape measure(const std::vector<HeadSample>& samples, const PlanView& plan);
 
   private:
-    float count_depths(const std::vector<HeadSample>& samples);
-    void sort_body(const std::vector<HeadSample>& samples, float lowest_mm);
+    // A sample of head and shoulders.
+    struct BodySample {
+        PlanPoint at;
+        float height_mm = 0.0f;
+        float area_m2 = 0.0f;  // horizontal surface that the pixel covers at its depth
+        bool filled = false;
+    };
+    // The surfaces of a head down to three depths below its top.
+    struct Surfaces;
+
+    float count_depths(const std::vector<HeadSample>& samples, const PlanView& plan);
+    void sort_body(const std::vector<HeadSample>& samples, const PlanView& plan, float lowest_mm);
+    Surfaces surfaces(float top_mm) const;
     void measure_body(HeadShape& shape);
+    // Of the samples that a count is of, mm.
+    float depth_of(std::size_t count) const;
 
     std::uint16_t nearest_mm_ = 0;
     std::vector<std::uint32_t> counts_;  // of samples at each depth from the nearest one on
-    std::vector<float> areas_m2_;        // of one sample at each
-    std::vector<float> heights_mm_;      // and its height
-    std::vector<HeadSample> body_;       // the topmost samples by falling height
+    std::vector<BodySample> body_;       // the topmost samples by falling height
     std::vector<float> xs_, ys_;
     Quantiles quantiles_;
 };

@@ -9,28 +9,34 @@ namespace host {
 
 class HoleFiller {
   public:
-    // Copies the part `room` of a CV_16U depth image and fills its holes (0) where their
-    // surroundings, in all of the image, are near enough on at least three of four sides.
-    // `reach_px` is how far a pixel looks. Where the sides differ it takes a farther one, so that
-    // holes along a silhouette never enlarge it.
+    // Copies the part `room` of a CV_16U depth image, whole blocks of columns, and fills its holes
+    // (0) where their surroundings, in all of the image, are near enough on at least three of four
+    // sides. `reach_px` is how far a pixel looks. Where the sides differ it takes a farther one, so
+    // that holes along a silhouette never enlarge it.
     void fill(const cv::Mat& depth_mm, int reach_px, const cv::Rect& room, cv::Mat& filled_mm);
 
   private:
-    // The next value on a side of a hole, and how many pixels away it is; 0 for none.
-    struct Side {
-        std::uint16_t value = 0;
-        std::uint16_t away_px = 0;
-    };
-    struct Sides {
-        Side left, up, right, down;
+    // A block of a row that has holes.
+    struct Block {
+        int row = 0;
+        int col = 0;
+        std::uint32_t holes = 0;  // a bit each, the first column the lowest
+        int left = 0;             // column of the next value to the left of the block's first pixel
     };
 
-    void find_holes(const cv::Mat& depth_mm, const cv::Rect& area);
-    void look_back(const cv::Mat& depth_mm, const cv::Rect& area);
-    void look_ahead(const cv::Mat& depth_mm, const cv::Rect& area);
+    void look_back(const cv::Mat& depth_mm, int reach_px, const cv::Rect& room, cv::Mat& filled_mm);
+    void look_ahead(const cv::Mat& depth_mm, int reach_px, const cv::Rect& room,
+                    cv::Mat& filled_mm);
+    void carry(const std::uint16_t* beside, int col);
+    void take_nearer(const std::uint16_t* row, int col, int reach_px, std::uint16_t* filled) const;
+    int fill_block(const Block& block, const cv::Mat& depth_mm, int right, int reach_px,
+                   std::uint16_t* filled) const;
 
-    std::vector<cv::Point> holes_;  // in reading order
-    std::vector<Sides> sides_;      // of the pixels that are holes; of the others out of date
+    std::vector<Block> blocks_;  // of the room, in reading order
+    // Of each column, for the holes that the row looked at last has: the next value above or below
+    // them and how many pixels away it is; right for no other pixels.
+    std::vector<std::uint16_t> values_, away_px_;
+    std::vector<std::uint16_t> nothing_;  // a row beyond the image
 };
 
 }  // namespace host

@@ -2,19 +2,37 @@
 #pragma once
 
 #include <cstdint>
+#include <opencv2/core.hpp>
 #include <opencv2/core/hal/intrin.hpp>
 
 namespace host {
 
 inline constexpr int kBlock = 16;  // pixels
 
-// Whether one of a block's values lies in [low, low + span].
-inline bool any_within(const std::uint16_t* block, std::uint16_t low, std::uint16_t span) {
+// A part of an image, whole blocks of columns, with all the neighbours of its pixels.
+inline cv::Rect with_neighbours(const cv::Rect& room, const cv::Size& picture) {
+    return cv::Rect(room.x - kBlock, room.y - 1, room.width + 2 * kBlock, room.height + 2) &
+           cv::Rect(cv::Point(), picture);
+}
+
+// A bit for each of a block's pixels of which two masks, of eight lanes each, are set; the first
+// pixel is the lowest bit.
+inline std::uint32_t bits_of(const cv::v_uint16x8& first, const cv::v_uint16x8& second) {
+    return static_cast<std::uint32_t>(cv::v_signmask(cv::v_pack(first, second)));
+}
+
+// Of a block's values those in [low, low + span].
+inline std::uint32_t within(const std::uint16_t* block, std::uint16_t low, std::uint16_t span) {
     const cv::v_uint16x8 lowest = cv::v_setall_u16(low);
     const cv::v_uint16x8 most = cv::v_setall_u16(span);
-    const cv::v_uint16x8 first = cv::v_sub_wrap(cv::v_load(block), lowest) <= most;
-    const cv::v_uint16x8 second = cv::v_sub_wrap(cv::v_load(block + 8), lowest) <= most;
-    return cv::v_check_any(first | second);
+    return bits_of(cv::v_sub_wrap(cv::v_load(block), lowest) <= most,
+                   cv::v_sub_wrap(cv::v_load(block + 8), lowest) <= most);
+}
+
+// Of a block's values those that are 0.
+inline std::uint32_t zeros_of(const std::uint16_t* block) {
+    const cv::v_uint16x8 zero = cv::v_setzero_u16();
+    return bits_of(cv::v_load(block) == zero, cv::v_load(block + 8) == zero);
 }
 
 }  // namespace host

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "host/base/picture.h"
@@ -23,6 +25,19 @@ void mark_gaps(const std::uint8_t* seen, std::ptrdiff_t stride, int count, std::
         const auto around = static_cast<std::uint8_t>(
             -(over[-1] + over[0] + over[1] + at[-1] + at[1] + under[-1] + under[0] + under[1]));
         marks[i] = static_cast<std::uint8_t>((around >= kEnough ? 255 : 0) & ~at[0]);
+    }
+}
+
+// Calls visit(i) for each that is marked; most are not.
+template <typename Visit>
+void visit_marks(const std::vector<std::uint8_t>& marks, Visit visit) {
+    const std::uint8_t* const end = marks.data() + marks.size();
+    const std::uint8_t* at = marks.data();
+    while (at != end) {
+        at = static_cast<const std::uint8_t*>(
+            std::memchr(at, 255, static_cast<std::size_t>(end - at)));
+        if (at == nullptr) return;
+        visit(static_cast<int>(at++ - marks.data()));
     }
 }
 
@@ -50,7 +65,8 @@ PlanView::PlanView(const CameraModel& camera)
       fy_(static_cast<float>(camera.fy)),
       cx_(static_cast<float>(camera.cx)),
       cy_(static_cast<float>(camera.cy)),
-      height_mm_(static_cast<float>(camera.height_mm.value_or(0.0))) {
+      height_mm_(static_cast<float>(camera.height_mm.value_or(0.0))),
+      pixel_m2_(1e-6f / (fx_ * fy_)) {
     // A cell must hold at least one pixel at the lowest surface of interest, or the view is sparse.
     const float farthest_mm = std::max(height_mm_ - kLowestSurface_mm, 100.0f);
     const float pitch_mm = farthest_mm / std::min(fx_, fy_);
@@ -80,7 +96,7 @@ cv::Rect PlanView::room_of_surfaces(const cv::Mat& depth_mm) const {
     cv::Rect room;
     for (int v = 0; v < depth_mm.rows; ++v) {
         const auto* row = depth_mm.ptr<std::uint16_t>(v);
-        const auto holds_surface = [&](int u) { return any_within(row + u, 1, span_mm); };
+        const auto holds_surface = [&](int u) { return within(row + u, 1, span_mm) != 0; };
         int first = 0;
         while (first < depth_mm.cols && !holds_surface(first))
             first += kBlock;
@@ -90,10 +106,7 @@ cv::Rect PlanView::room_of_surfaces(const cv::Mat& depth_mm) const {
             last -= kBlock;
         room |= cv::Rect(first, v, last + kBlock - first, 1);
     }
-    if (room.empty()) return room;
-    // With the neighbours, in whole blocks.
-    return cv::Rect(room.x - kBlock, room.y - 1, room.width + 2 * kBlock, room.height + 2) &
-           cv::Rect(0, 0, depth_mm.cols, depth_mm.rows);
+    return room.empty() ? room : with_neighbours(room, depth_mm.size());
 }
 
 void PlanView::build(const cv::Mat& depth_mm, const cv::Rect& room) {
@@ -105,8 +118,10 @@ void PlanView::build(const cv::Mat& depth_mm, const cv::Rect& room) {
     SurfacePixel* end = room_for_pixels_.data();
     for (int v = room.y; v < room.br().y; ++v) {
         const auto* row = depth_mm.ptr<std::uint16_t>(v);
-        for (int u = room.x; u < room.br().x; u += kBlock)
-            if (any_within(row + u, nearest_mm_, span_mm)) end = add_block(row + u, u, v, end);
+        for (int u = room.x; u < room.br().x; u += kBlock) {
+            const std::uint32_t surfaces = within(row + u, nearest_mm_, span_mm);
+            if (surfaces != 0) end = add_block(row + u, u, v, surfaces, end);
+        }
     }
     pixel_count_ = static_cast<std::size_t>(end - room_for_pixels_.data());
     close_gaps();
@@ -132,7 +147,8 @@ cv::Rect PlanView::cells_of(const cv::Rect& room) const {
            cv::Rect(0, 0, surface_mm_.cols, surface_mm_.rows);
 }
 
-SurfacePixel* PlanView::add_block(const std::uint16_t* depth_mm, int u, int v, SurfacePixel* end) {
+SurfacePixel* PlanView::add_block(const std::uint16_t* depth_mm, int u, int v,
+                                  std::uint32_t surfaces, SurfacePixel* end) {
     const float row_slope = slope_y_[static_cast<std::size_t>(v)] / cell_mm_;
     const float* const column_slope = column_slope_.data() + u;
     const float left = left_mm_ / cell_mm_;
@@ -144,8 +160,8 @@ SurfacePixel* PlanView::add_block(const std::uint16_t* depth_mm, int u, int v, S
         rows[i] = static_cast<int>(row_slope * z - top);
     }
     auto* const surface = surface_mm_.ptr<float>();
-    for (std::size_t i = 0; i < kBlock; ++i) {
-        if (depth_mm[i] < nearest_mm_ || depth_mm[i] > farthest_mm_) continue;
+    for (; surfaces != 0; surfaces &= surfaces - 1) {
+        const auto i = static_cast<std::size_t>(std::countr_zero(surfaces));
         if (cols[i] < 0 || cols[i] >= surface_mm_.cols || rows[i] < 0 ||
             rows[i] >= surface_mm_.rows)
             continue;
@@ -165,14 +181,13 @@ void PlanView::close_gaps() {
     const int first = seen_.x + 1;
     const int count = seen_.width - 2;
     const auto cols = static_cast<std::ptrdiff_t>(surface_mm_.cols);
-    marks_.resize(static_cast<std::size_t>(seen_.width));
+    marks_.resize(static_cast<std::size_t>(std::max(count, 0)));
     for (int row = seen_.y + 1; row < seen_.br().y - 1; ++row) {
         mark_gaps(seen_cells_.ptr<std::uint8_t>(row) + first, cols, count, marks_.data());
         const auto* const here = surface_mm_.ptr<float>(row) + first;
-        for (int i = 0; i < count; ++i) {
-            if (marks_[static_cast<std::size_t>(i)] != 0)
-                gaps_.emplace_back(row * surface_mm_.cols + first + i, mean_around(here + i, cols));
-        }
+        visit_marks(marks_, [&](int i) {
+            gaps_.emplace_back(row * surface_mm_.cols + first + i, mean_around(here + i, cols));
+        });
     }
     for (const auto& [cell, height_mm] : gaps_)
         surface_mm_.ptr<float>()[cell] = height_mm;

@@ -54,6 +54,8 @@ class PlanView {
         return {slope_x_[static_cast<std::size_t>(u)] * depth_mm,
                 slope_y_[static_cast<std::size_t>(v)] * depth_mm};
     }
+    // Of the horizontal surface that a pixel covers at a depth.
+    float pixel_area_m2(float depth_mm) const { return depth_mm * depth_mm * pixel_m2_; }
     float fx() const { return fx_; }
     float fy() const { return fy_; }
     float cx() const { return cx_; }
@@ -62,8 +64,10 @@ class PlanView {
 
   private:
     cv::Rect cells_of(const cv::Rect& room) const;
-    // Writes the pixels of a block of row `v` from `end` on, and returns the new end.
-    SurfacePixel* add_block(const std::uint16_t* depth_mm, int u, int v, SurfacePixel* end);
+    // Writes the pixels of a block of row `v` that are `surfaces`, a bit each, from `end` on, and
+    // returns the new end.
+    SurfacePixel* add_block(const std::uint16_t* depth_mm, int u, int v, std::uint32_t surfaces,
+                            SurfacePixel* end);
     void close_gaps();
 
     // The camera in the precision of the image arithmetic.
@@ -72,6 +76,7 @@ class PlanView {
     float cx_ = 0.0f;
     float cy_ = 0.0f;
     float height_mm_ = 0.0f;
+    float pixel_m2_ = 0.0f;  // that a pixel covers at a depth of 1 mm
     float cell_mm_ = 0.0f;
     float left_mm_ = 0.0f;  // outer corner of cell (0, 0)
     float top_mm_ = 0.0f;

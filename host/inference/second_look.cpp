@@ -91,7 +91,6 @@ void SecondLook::visit_surface(const HeadPlace& head, Visit visit) const {
     const int u1 = std::clamp(static_cast<int>(u + reach_u) + 1, room_.x, room_.br().x);
     const int v0 = std::clamp(static_cast<int>(v - reach_v), room_.y, room_.br().y);
     const int v1 = std::clamp(static_cast<int>(v + reach_v) + 1, room_.y, room_.br().y);
-    const float pixel_m2 = 1e-6f / (plan_.fx() * plan_.fy());
     for (int row = v0; row < v1; ++row) {
         const auto* depth = depth_mm_.ptr<std::uint16_t>(row);
         for (int col = u0; col < u1; ++col) {
@@ -102,7 +101,7 @@ void SecondLook::visit_surface(const HeadPlace& head, Visit visit) const {
                 continue;
             const PlanPoint at = plan_.pixel_to_plan(col, row, z_mm);
             if (distance_mm(head, at.x_mm, at.y_mm) > kReach_mm) continue;
-            visit(Sample{at, height_mm, z_mm * z_mm * pixel_m2});
+            visit(Sample{at, height_mm, plan_.pixel_area_m2(z_mm)});
         }
     }
 }
