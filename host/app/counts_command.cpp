@@ -7,28 +7,16 @@
 #include "host/app/place_stores.h"
 #include "host/base/input_error.h"
 #include "host/service/place.h"
-#include "host/store/result_table.h"
+#include "host/store/count_table.h"
 
 namespace host {
 namespace {
 
 using Cell = ResultTable::Cell;
-using Row = std::vector<Cell>;
+using namespace count_column;
 
-constexpr const char* kDevice = "device";
-constexpr const char* kLine = "line";
-constexpr const char* kDirection = "direction";
-constexpr const char* kHour = "hour";
 constexpr const char* kKind = "kind";
 constexpr const char* kPeople = "people";
-constexpr const char* kWatched = "watched_minutes";
-constexpr const char* kNotWatched = "not_watched";
-
-// A row of the result covers this.
-struct Part {
-    std::string label;
-    std::vector<TimeSpan> spans;
-};
 
 struct Query {
     const CountsOptions& options;
@@ -109,38 +97,9 @@ void check_doors(const Query& query) {
     }
 }
 
-TimeSpan common(const TimeSpan& one, const TimeSpan& other) {
-    return {std::max(one.from_us, other.from_us), std::min(one.to_us, other.to_us)};
-}
-
-std::vector<Part> parts_of(const Query& query) {
-    if (query.options.by != CountsBy::kHour) return {{date_text(query.date), query.open}};
-    std::vector<LocalHour> hours = query.zone.hours(query.date);
-    if (!query.open.empty() && query.open.back().to_us > hours.back().span.to_us) {
-        for (LocalHour& hour : query.zone.hours(query.zone.next(query.date))) {
-            hour.label = "+1 " + hour.label;
-            hours.push_back(std::move(hour));
-        }
-    }
-    std::vector<Part> parts;
-    for (const LocalHour& hour : hours) {
-        Part part{hour.label, {}};
-        for (const TimeSpan& open : query.open) {
-            const TimeSpan span = common(hour.span, open);
-            if (span.from_us < span.to_us) part.spans.push_back(span);
-        }
-        if (!part.spans.empty()) parts.push_back(std::move(part));
-    }
-    return parts;
-}
-
-std::vector<StoredGap> gaps_in(const StoreReader& store, const std::vector<TimeSpan>& spans) {
-    std::vector<StoredGap> gaps;
-    for (const TimeSpan& span : spans) {
-        const std::vector<StoredGap> more = store.gaps(span);
-        gaps.insert(gaps.end(), more.begin(), more.end());
-    }
-    return gaps;
+std::vector<CountedPart> parts_of(const Query& query) {
+    if (query.options.by == CountsBy::kHour) return open_hours(query.zone, query.date, query.open);
+    return {{date_text(query.date), query.open}};
 }
 
 std::int64_t minutes_of(const std::vector<TimeSpan>& spans) {
@@ -148,54 +107,6 @@ std::int64_t minutes_of(const std::vector<TimeSpan>& spans) {
     for (const TimeSpan& span : spans)
         length_us += span.to_us - span.from_us;
     return length_us / kMinute_us;
-}
-
-// When nothing was watched within an hour, and why.
-std::string not_watched_text(const std::vector<StoredGap>& gaps, const TimeZone& zone) {
-    constexpr std::size_t kMost = 3;
-    // Of 2026-03-29T03:00:00.000+02:00.
-    const auto clock = [&zone](std::int64_t time_us) { return zone.text(time_us).substr(11, 8); };
-    std::string text;
-    for (std::size_t i = 0; i < std::min(gaps.size(), kMost); ++i) {
-        text += (i == 0 ? "" : "; ") + clock(gaps[i].from_us) + " to " + clock(gaps[i].to_us) +
-                " " + gaps[i].why;
-    }
-    if (gaps.size() > kMost) text += "; and " + std::to_string(gaps.size() - kMost) + " more";
-    return text;
-}
-
-ResultTable by_line(const Query& query) {
-    const bool hours = query.options.by == CountsBy::kHour;
-    ResultTable table;
-    table.columns = {kDevice,  kLine,    kDirection,           "adult", "child", "staff",
-                     "groups", kWatched, "provisional_minutes"};
-    if (hours) {
-        table.columns.insert(table.columns.begin(), kHour);
-        table.columns.emplace_back(kNotWatched);
-    }
-    for (const Part& part : parts_of(query)) {
-        for (const StoreReader& store : query.stores) {
-            const std::string gaps = not_watched_text(gaps_in(store, part.spans), query.zone);
-            for (const LineCount& count : counts_in(store, part.spans)) {
-                const PeopleCount& p = count.people;
-                Row row{store.device(),
-                        count.line,
-                        std::int64_t{count.direction},
-                        p.adult,
-                        p.child,
-                        p.staff,
-                        p.groups,
-                        count.watched_minutes,
-                        count.provisional_minutes};
-                if (hours) {
-                    row.insert(row.begin(), part.label);
-                    row.emplace_back(gaps);
-                }
-                table.rows.push_back(std::move(row));
-            }
-        }
-    }
-    return table;
 }
 
 ResultTable by_kind(const Query& query) {
@@ -230,7 +141,7 @@ ResultTable visitor_table(const Query& query) {
     const bool hours = query.options.by == CountsBy::kHour;
     table.columns = {hours ? kHour : "day", "visitors", "adults", "children", kWatched};
     if (hours) table.columns.emplace_back(kNotWatched);
-    for (const Part& part : parts_of(query)) {
+    for (const CountedPart& part : parts_of(query)) {
         Visitors sum;
         std::vector<StoredGap> gaps;
         std::int64_t watched = minutes_of(part.spans);
@@ -271,6 +182,13 @@ ResultTable inside_table(const Query& query, std::int64_t now_us) {
     return table;
 }
 
+ResultTable table_of(const Query& query) {
+    if (query.options.visitors) return visitor_table(query);
+    const CountsBy by = query.options.by;
+    if (by == CountsBy::kKind) return by_kind(query);
+    return line_table(query.stores, parts_of(query), query.zone, by == CountsBy::kHour);
+}
+
 std::string written(const ResultTable& table, TextForm form) {
     if (form == TextForm::kCsv) return as_csv(table);
     return form == TextForm::kJson ? as_json(table) : as_table(table);
@@ -298,8 +216,7 @@ std::string counts_text(const CountsOptions& options, std::int64_t now_us) {
     if (options.inside) return written(inside_table(query, now_us), options.form);
     if (options.visitors && options.by == CountsBy::kKind)
         throw InputError("visitors are adults and children apart already; leave out --by");
-    ResultTable table = options.by == CountsBy::kKind ? by_kind(query) : by_line(query);
-    if (options.visitors) table = visitor_table(query);
+    const ResultTable table = table_of(query);
     if (options.form != TextForm::kTable) return written(table, options.form);
     return date_text(query.date) + ", " + query.zone.name() + "\n" + as_table(table) + hint(query);
 }

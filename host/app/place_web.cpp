@@ -32,14 +32,15 @@ void keep(Accounts& accounts) {
 MetricsInput metrics_input(const LivePlace& place) {
     const auto file = place.file();
     MetricsInput input;
+    input.now_us = utc_now_us();
     input.place = file->place;
     for (const ServiceCamera& camera : file->cameras)
         input.cameras.push_back(
             {database_of(*file, camera.name), place.camera(camera.name).figures});
     input.areas = areas_of(*file);
     input.place_database = place_database(*file);
+    input.faults = place_faults(*file, input.now_us);
     input.time_zone = file->time_zone.value;
-    input.now_us = utc_now_us();
     return input;
 }
 
@@ -57,7 +58,7 @@ ApiSources api_sources(LivePlace& place, const Commissioning& commissioning) {
     ApiSources sources;
     sources.place = [&place] { return place.file(); };
     sources.now_us = utc_now_us;
-    sources.health = [&place] { return read_health(databases_of(*place.file()), utc_now_us()); };
+    sources.health = [&place] { return place_health(*place.file(), utc_now_us()); };
     sources.look = [&place](const std::string& camera) {
         const LiveCamera live = place.camera(camera);
         CameraLook look;
@@ -123,10 +124,6 @@ WebSources web_sources(const LivePlace& place, const ApiSources& api) {
 }
 
 }  // namespace
-
-std::string service_database(const ServiceFile& file) {
-    return database_of(file, kServiceDatabase);
-}
 
 PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
     : web_(*place.file()->web),

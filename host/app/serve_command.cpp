@@ -14,6 +14,7 @@
 #include "host/service/mqtt_task.h"
 #include "host/service/service_check.h"
 #include "host/service/supervisor.h"
+#include "host/service/webhook_task.h"
 #include "host/store/schema.h"
 #include "host/store/writer_lock.h"
 
@@ -83,6 +84,7 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     LivePlace place(file);
     LivePictures pictures;
     const MqttTask mqtt(place, say);
+    const WebhookTask webhooks(place, [](const std::string& sentence) { say("", sentence); });
     const auto web = open_web(place, pictures);
     std::fflush(stdout);
     Supervisor(place, pictures, say).run(stop, reload);

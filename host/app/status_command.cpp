@@ -9,7 +9,6 @@
 #include "host/net/http_client.h"
 #include "host/report/output_folder.h"
 #include "host/service/health.h"
-#include "host/service/place.h"
 #include "host/web/routes.h"
 
 namespace host {
@@ -27,13 +26,11 @@ HealthLevel ask_service(const StatusOptions& options) {
     return level;
 }
 
-std::vector<std::string> databases_of(const StatusOptions& options) {
-    if (options.place_file.empty()) return options.stores;
-    return databases_of(read_service_file(options.place_file));
-}
-
 HealthLevel read_databases(const StatusOptions& options) {
-    const ServiceHealth health = read_health(databases_of(options), utc_now_us());
+    const std::int64_t now_us = utc_now_us();
+    const ServiceHealth health = options.place_file.empty()
+                                     ? read_health(options.stores, now_us)
+                                     : place_health(read_service_file(options.place_file), now_us);
     write_text(stdout, options.form == TextForm::kJson ? health_json(health) : health_text(health));
     return health.level();
 }

@@ -10,6 +10,7 @@
 
 #include "host/base/text.h"
 #include "host/base/version.h"
+#include "host/settings/service_file.h"
 #include "host/store/database.h"
 #include "host/store/store_reader.h"
 
@@ -107,8 +108,7 @@ void add_subscribers(MetricsWriter& out, const StoreReader& store, const Labels&
     }
 }
 
-void add_faults(MetricsWriter& out, const StoreReader& store, const Labels& camera) {
-    const std::vector<HealthNote> faults = store.open_faults();
+void add_faults(MetricsWriter& out, const std::vector<HealthNote>& faults, const Labels& camera) {
     for (const HealthLevel level : {HealthLevel::kDegraded, HealthLevel::kFailed}) {
         Labels labels = camera;
         labels.emplace_back("level", health_level_name(level));
@@ -160,26 +160,30 @@ void add_store(MetricsWriter& out, const StoreReader& store, const Labels& camer
                std::int64_t now_us) {
     add_counts(out, store, camera);
     add_subscribers(out, store, camera, now_us);
-    add_faults(out, store, camera);
+    add_faults(out, store.open_faults(), camera);
     if (const auto last = store.last_event_us())
         out.add(metric::kLastEvent, camera, seconds(*last));
     if (const auto until = store.watched_until_us())
         out.add(metric::kLastWatched, camera, seconds(*until));
 }
 
+// What happens to the place as a whole is told as if it were of one more camera.
+void add_place(MetricsWriter& out, const MetricsInput& input, std::vector<StoreReader>& stores) {
+    Labels labels{{"place", input.place}, {"camera", kPlaceDevice}};
+    add_faults(out, input.faults, labels);
+    std::error_code error;
+    if (!std::filesystem::exists(input.place_database, error)) return;
+    StoreReader& store = stores.emplace_back(input.place_database);
+    add_subscribers(out, store, labels, input.now_us);
+}
+
 // With a camera left out the balance would be wrong, so it needs them all.
-void add_areas(MetricsWriter& out, const MetricsInput& input, std::vector<StoreReader>& stores) {
+void add_areas(MetricsWriter& out, const MetricsInput& input,
+               const std::vector<StoreReader>& stores) {
     const TimeZone zone(input.time_zone);
-    try {
-        std::error_code error;
-        if (std::filesystem::exists(input.place_database, error))
-            stores.emplace_back(input.place_database);
-        for (const Area& area : input.areas) {
-            out.add(metric::kOccupancy, {{"place", input.place}, {"area", area.name}},
-                    static_cast<double>(area_balance(stores, area, zone, input.now_us).inside()));
-        }
-    } catch (const std::runtime_error&) {
-        return;
+    for (const Area& area : input.areas) {
+        out.add(metric::kOccupancy, {{"place", input.place}, {"area", area.name}},
+                static_cast<double>(area_balance(stores, area, zone, input.now_us).inside()));
     }
 }
 
@@ -245,7 +249,13 @@ std::string metrics_text(const MetricsInput& input) {
         add_sizes(out, camera.database, labels);
         if (camera.figures) add_figures(out, *camera.figures, labels);
     }
-    if (stores.size() == input.cameras.size()) add_areas(out, input, stores);
+    const bool all = stores.size() == input.cameras.size();
+    try {
+        add_place(out, input, stores);
+        if (all) add_areas(out, input, stores);
+    } catch (const std::runtime_error&) {
+        // The database of the place is being made, or cannot be read: nothing is known of areas.
+    }
     return out.text();
 }
 

@@ -48,8 +48,9 @@ struct MetricsInput {
     std::string place;
     std::vector<MetricsCamera> cameras;
     std::vector<Area> areas;
-    std::string place_database;  // which need not exist
-    std::string time_zone;       // of the areas' resets; empty: the machine's
+    std::string place_database;      // which need not exist
+    std::vector<HealthNote> faults;  // of the place and no camera
+    std::string time_zone;           // of the areas' resets; empty: the machine's
     std::int64_t now_us = 0;
 };
 

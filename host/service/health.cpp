@@ -8,8 +8,10 @@
 
 #include "host/base/text.h"
 #include "host/base/utc.h"
+#include "host/service/place.h"
 #include "host/store/fault_book.h"
 #include "host/store/store_reader.h"
+#include "host/store/webhook_book.h"
 
 namespace host {
 namespace {
@@ -118,6 +120,16 @@ ServiceHealth read_health(const std::vector<std::string>& databases, std::int64_
     health.time_us = now_us;
     for (const std::string& database : databases)
         health.cameras.push_back(camera_state(database, now_us));
+    return health;
+}
+
+std::vector<HealthNote> place_faults(const ServiceFile& file, std::int64_t now_us) {
+    return webhook_faults(service_database(file), webhook_names(file), now_us);
+}
+
+ServiceHealth place_health(const ServiceFile& file, std::int64_t now_us) {
+    ServiceHealth health = read_health(databases_of(file), now_us);
+    health.faults = place_faults(file, now_us);
     return health;
 }
 

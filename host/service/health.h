@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/settings/service_file.h"
 #include "host/store/records.h"
 
 namespace host {
@@ -35,7 +36,10 @@ struct ServiceHealth {
 // camera is taken to have stopped when nothing has been watched for a minute.
 CameraState camera_state(const std::string& database, std::int64_t now_us);
 
-// The same of several.
+// Of a place and no camera of it: what is wrong with its webhooks.
+std::vector<HealthNote> place_faults(const ServiceFile& file, std::int64_t now_us);
+ServiceHealth place_health(const ServiceFile& file, std::int64_t now_us);
+// Of cameras alone.
 ServiceHealth read_health(const std::vector<std::string>& databases, std::int64_t now_us);
 
 // One JSON object.

@@ -189,6 +189,8 @@ MqttDeviceNow MqttTask::now_of_place(Device& device) const {
             faults.push_back(std::move(fault));
         }
     }
+    for (HealthNote& fault : place_faults(*file_, now_us))
+        faults.push_back(std::move(fault));
     now.states = {health_state(topics, faults)};
     for (const auto& [name, other] : devices_)
         now.ids.insert(other->mqtt->topics().id());

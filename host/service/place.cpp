@@ -13,6 +13,17 @@ std::string place_database(const ServiceFile& file) {
     return database_of(file, kPlaceDevice);
 }
 
+std::string service_database(const ServiceFile& file) {
+    return database_of(file, kServiceDatabase);
+}
+
+std::vector<std::string> webhook_names(const ServiceFile& file) {
+    std::vector<std::string> names;
+    for (const WebhookOptions& webhook : file.webhooks)
+        names.push_back(webhook.name);
+    return names;
+}
+
 std::vector<std::string> area_databases(const ServiceFile& file) {
     std::vector<std::string> paths = databases_of(file);
     paths.push_back(place_database(file));

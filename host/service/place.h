@@ -15,6 +15,10 @@ std::vector<std::string> databases_of(const ServiceFile& file);
 // Of what happens to the place as a whole, as a device of its own.
 std::string place_database(const ServiceFile& file);
 
+// Of the service itself: accounts, and how its webhooks stand.
+std::string service_database(const ServiceFile& file);
+std::vector<std::string> webhook_names(const ServiceFile& file);
+
 // What people in areas are counted by: the databases of the cameras and of the place.
 std::vector<std::string> area_databases(const ServiceFile& file);
 

@@ -11,6 +11,7 @@
 #include "host/settings/installation_check.h"
 #include "host/settings/site.h"
 #include "host/store/opening_hours.h"
+#include "host/store/records.h"
 
 namespace host {
 namespace {
@@ -41,6 +42,18 @@ void check_device(const ServiceCamera& camera) {
     if (find_device(site, camera.role.device) != nullptr) return;
     throw InputError(camera.place + " is the device \"" + camera.role.device + "\", which \"" +
                      camera.role.site + "\" does not have");
+}
+
+void check_kinds(const WebhookOptions& webhook) {
+    std::string known;
+    for (int kind = 0; kind <= static_cast<int>(EventKind::kHealth); ++kind)
+        known +=
+            (kind == 0 ? "" : ", ") + std::string(event_kind_name(static_cast<EventKind>(kind)));
+    for (const auto& kind : webhook.kinds) {
+        if ((", " + known + ",").find(", " + kind.value + ",") == std::string::npos) {
+            throw InputError(kind.place + " has \"" + kind.value + "\"; known are " + known);
+        }
+    }
 }
 
 void check_camera(const ServiceCamera& camera) {
@@ -104,6 +117,17 @@ std::string area_text(const ServiceFile& file, const ServiceArea& area) {
            ", empty at " + area.reset.value + "\n";
 }
 
+std::string webhook_text(const WebhookOptions& webhook) {
+    std::string what;
+    const auto add = [&what](bool sent, const char* name) {
+        if (sent) what += (what.empty() ? "" : ", ") + std::string(name);
+    };
+    add(webhook.events, "events");
+    add(webhook.hours, "hours");
+    add(webhook.days, "days");
+    return "  webhook \"" + webhook.name + "\": " + what + " to " + webhook.host + "\n";
+}
+
 std::string open_text(const ServiceFile& file) {
     std::string text;
     for (const auto& hours : file.open)
@@ -120,6 +144,8 @@ void check_service(const ServiceFile& file) {
         parse_time_of_day(area.reset.value, area.reset.place);
     for (const ServiceCamera& camera : file.cameras)
         check_camera(camera);
+    for (const WebhookOptions& webhook : file.webhooks)
+        check_kinds(webhook);
 }
 
 std::string describe_service(const ServiceFile& file) {
@@ -130,6 +156,8 @@ std::string describe_service(const ServiceFile& file) {
     }
     for (const ServiceArea& area : file.areas)
         text += area_text(file, area);
+    for (const WebhookOptions& webhook : file.webhooks)
+        text += webhook_text(webhook);
     text += "  time zone: " + TimeZone(file.time_zone.value).name() + "\n";
     text += "  open: " + open_text(file) + "\n";
     text += "  databases in \"" + file.folder + "\"\n";

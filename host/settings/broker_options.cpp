@@ -1,20 +1,15 @@
 // Keys and files of a broker.
 #include "host/settings/broker_options.h"
 
-#include <cstdlib>
-#include <fstream>
-
 #include "host/base/input_error.h"
-#include "host/base/readable_file.h"
 #include "host/settings/file_values.h"
+#include "host/settings/secret_file.h"
 
 namespace host {
 namespace {
 
 constexpr int kPlainPort = 1883;
 constexpr int kTlsPort = 8883;
-constexpr std::string_view kCredential = "credential:";
-constexpr const char* kCredentialFolder = "CREDENTIALS_DIRECTORY";
 
 void check_host(const TomlValue& value, const std::string& host) {
     if (is_more_than_host(host)) {
@@ -24,38 +19,6 @@ void check_host(const TomlValue& value, const std::string& host) {
     }
     if (host.empty() || host.find_first_of(" \t\n") != std::string::npos)
         throw InputError(value.place("the broker's host is a name or an address"));
-}
-
-std::string password_value(const TomlValue& value, const std::string& folder) {
-    std::string text = value.text();
-    if (text.starts_with(kCredential)) return text;
-    return path_beside(folder, text);
-}
-
-std::string password_path(const BrokerOptions& broker) {
-    if (!broker.password.starts_with(kCredential)) return broker.password;
-    const char* const folder = std::getenv(kCredentialFolder);
-    if (folder == nullptr) {
-        throw InputError(broker.place +
-                         " takes its password from a credential, and the program was started "
-                         "without any; name a file, or start it by its unit");
-    }
-    return folder + ("/" + broker.password.substr(kCredential.size()));
-}
-
-std::string read_password(const BrokerOptions& broker) {
-    if (broker.password.empty()) return "";
-    const std::string path = password_path(broker);
-    if (const std::string why = why_unreadable(path); !why.empty()) {
-        throw InputError(broker.place + ": the password file \"" + path +
-                         "\" cannot be read: " + why);
-    }
-    std::string line;
-    std::ifstream in(path);
-    std::getline(in, line);
-    if (line.empty())
-        throw InputError(broker.place + ": the password file \"" + path + "\" is empty");
-    return line;
 }
 
 }  // namespace
@@ -89,7 +52,7 @@ TomlValue::Keys broker_keys(BrokerOptions& broker, const std::string& folder) {
                                   "into a file of its own and name that as password_file");
              }},
             {"password_file",
-             [&broker, folder](Value v) { broker.password = password_value(v, folder); }},
+             [&broker, folder](Value v) { broker.password = secret_value(v, folder); }},
             {"tls", [&broker](Value v) { broker.tls = v.flag(); }},
             {"ca_file", file(broker.ca_file, "ca_file")},
             {"certificate", file(broker.certificate, "certificate")},
@@ -114,7 +77,8 @@ MqttSettings mqtt_settings(const BrokerOptions& broker) {
     settings.host = broker.host;
     settings.port = broker.port_or_usual();
     settings.user = broker.user;
-    settings.password = read_password(broker);
+    if (!broker.password.empty())
+        settings.password = read_secret(broker.password, "password", broker.place);
     settings.tls = broker.tls;
     settings.ca_file = broker.ca_file;
     settings.certificate = broker.certificate;

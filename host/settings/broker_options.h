@@ -12,10 +12,7 @@ struct BrokerOptions {
     std::string host = "127.0.0.1";
     int port = 0;  // 0: the usual one
     std::string user;
-    // A file whose first line it is, or "credential:NAME", which is looked for where the system's
-    // manager of services puts what a unit is handed. Never the password itself: these options are
-    // shown and kept.
-    std::string password;
+    std::string password;  // as secret_value() gives it: never the password itself
     bool tls = false;
     std::string ca_file;      // PEM; empty: the system's
     std::string certificate;  // of the client; PEM

@@ -55,7 +55,9 @@ class ServiceReader {
                                             [this](Value table) { read_entrance(table); })},
              {"store", [this](Value v) { read_store(v); }},
              {"web", [this](Value v) { read_web(v); }},
-             {"mqtt", [this](Value v) { read_mqtt(v); }}});
+             {"mqtt", [this](Value v) { read_mqtt(v); }},
+             {"webhook", TomlValue::tables("webhooks are written as [[webhook]] tables",
+                                           [this](Value table) { add_webhook(table); })}});
         check_topics();
         return std::move(file_);
     }
@@ -316,6 +318,18 @@ class ServiceReader {
         file_.mqtt = std::move(mqtt);
     }
 
+    void add_webhook(Value table) {
+        if (file_.webhooks.size() == kMostWebhooks) {
+            throw InputError(table.place("this is webhook ") + std::to_string(kMostWebhooks + 1) +
+                             "; a place can have " + std::to_string(kMostWebhooks));
+        }
+        WebhookOptions hook = read_webhook(table, folder_);
+        if (std::any_of(file_.webhooks.begin(), file_.webhooks.end(),
+                        [&](const WebhookOptions& other) { return other.name == hook.name; }))
+            throw InputError(hook.place + " has the name of another one; names must differ");
+        file_.webhooks.push_back(std::move(hook));
+    }
+
     // What is published of a camera lies under its name.
     void check_topics() const {
         if (!file_.mqtt) return;
@@ -384,7 +398,7 @@ std::string database_of(const ServiceFile& file, const std::string& camera) {
 bool is_service_file(const std::string& path) {
     const TomlValue root = read_toml_file(path, "file", "vca check needs a readable file");
     constexpr const char* kOfPlaces[] = {"place",    "time_zone", "open", "camera", "area",
-                                         "entrance", "store",     "web",  "mqtt"};
+                                         "entrance", "store",     "web",  "mqtt",   "webhook"};
     return std::any_of(std::begin(kOfPlaces), std::end(kOfPlaces),
                        [&root](const char* key) { return root.find(key) != nullptr; });
 }

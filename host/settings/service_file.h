@@ -9,6 +9,7 @@
 #include "host/frames/frame_source.h"
 #include "host/settings/broker_options.h"
 #include "host/settings/retention_options.h"
+#include "host/settings/webhook_options.h"
 
 namespace host {
 
@@ -91,6 +92,7 @@ struct ServiceFile {
     Retention keep;
     std::optional<ServiceWeb> web;  // empty: it does not
     std::optional<ServiceMqtt> mqtt;
+    std::vector<WebhookOptions> webhooks;
 };
 
 // Null when no camera has this name.

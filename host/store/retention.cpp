@@ -3,6 +3,7 @@
 
 #include "host/store/database.h"
 #include "host/store/records.h"
+#include "host/store/schema.h"
 
 namespace host {
 namespace {
@@ -60,6 +61,8 @@ Pruned prune(const std::string& database, const Retention& retention, std::int64
              const Stop& stop) {
     Database db(database, Database::Access::kWrite, kBusy_ms);
     Pruned pruned;
+    // It is being made.
+    if (schema_version(db) == 0) return pruned;
     const auto before = [&](int days) { return now_us - days * kDay_us; };
     if (retention.events) {
         note_lost(db, before(*retention.events), now_us, pruned);

@@ -65,7 +65,23 @@ CREATE TABLE commissioned (
 ) STRICT, WITHOUT ROWID;
 )";
 
-constexpr std::array<const char*, 2> kSteps{kVersion1, kVersion2};
+// Receivers of counts, and how far they have them.
+constexpr const char* kVersion3 = R"(
+CREATE TABLE webhooks (
+    name TEXT PRIMARY KEY,
+    id TEXT NOT NULL,          -- random; part of the ids of its reports
+    settings TEXT NOT NULL,    -- SHA-256 of those that the rest was found out with
+    hours_us INTEGER,          -- reports of hours that ended by then have arrived
+    days_us INTEGER,
+    ended INTEGER NOT NULL,    -- 1: the receiver wants no more
+    fault TEXT NOT NULL,       -- a sentence; empty for none
+    since_us INTEGER NOT NULL, -- of the fault
+    left_out INTEGER NOT NULL, -- messages that were refused for a day
+    left_out_us INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+)";
+
+constexpr std::array kSteps{kVersion1, kVersion2, kVersion3};
 constexpr int kBusy_ms = 5000;
 
 // SQLite gives its log the rights of the file. One that cannot be made is SQLite's to complain of.

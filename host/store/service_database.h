@@ -1,5 +1,5 @@
-// The service's own database, beside those of its cameras: who may log in, and which cameras
-// somebody has found to count right.
+// The service's own database, beside those of its cameras: who may log in, which cameras somebody
+// has found to count right, and how its webhooks stand.
 #pragma once
 
 #include <memory>

@@ -91,6 +91,14 @@ Committed StoreReader::last() const {
     return {row.text(0), row.integer(1)};
 }
 
+Committed StoreReader::before_first() const {
+    Statement row = database_->prepare(
+        "SELECT epochs.epoch, events.sequence FROM events JOIN epochs ON epochs.id = events.epoch "
+        "ORDER BY events.epoch, events.sequence LIMIT 1");
+    if (!row.step()) return last();
+    return {row.text(0), row.integer(1) - 1};
+}
+
 std::optional<std::int64_t> StoreReader::last_event_us() const {
     Statement row =
         database_->prepare("SELECT time_us FROM events ORDER BY epoch DESC, sequence DESC LIMIT 1");

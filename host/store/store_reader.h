@@ -67,6 +67,8 @@ class StoreReader {
     const std::string& path() const { return path_; }
     const std::string& device() const { return device_; }
     Committed last() const;
+    // Where a reader of all events that are kept begins.
+    Committed before_first() const;
     // The time of the last event; empty where none is kept.
     std::optional<std::int64_t> last_event_us() const;
     // When something was watched last; empty for never.

@@ -1,6 +1,8 @@
 // The cursor between two numbers.
 #include "host/store/subscription.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "host/base/utc.h"
@@ -13,21 +15,34 @@ constexpr int kBusy_ms = 1000;
 
 }  // namespace
 
+void forget_subscribers(const std::string& database, const std::string& begin,
+                        const std::vector<std::string>& but) {
+    std::error_code error;
+    if (!std::filesystem::exists(database, error)) return;
+    std::vector<std::string> stale;
+    for (const Subscriber& subscriber : StoreReader(database).subscribers()) {
+        const bool stays = std::find(but.begin(), but.end(), subscriber.name) != but.end();
+        if (subscriber.name.starts_with(begin) && !stays) stale.push_back(subscriber.name);
+    }
+    if (stale.empty()) return;
+    Database writer(database, Database::Access::kWrite, kBusy_ms);
+    for (const std::string& name : stale)
+        writer.prepare("DELETE FROM cursors WHERE subscriber = ?1").run(name);
+}
+
 Subscription::Subscription(Setup setup) : setup_(std::move(setup)), store_(setup_.database) {
     begin();
 }
 
 void Subscription::begin() {
     const std::optional<Committed> cursor = store_.cursor(setup_.subscriber);
-    if (!cursor && setup_.begin == Begin::kNow) {
-        confirmed_ = store_.last();
-        unsaved_ = true;
-        save();
-    } else {
-        confirmed_ = cursor.value_or(Committed{});
-        unsaved_ = false;
-    }
+    confirmed_ =
+        cursor.value_or(setup_.begin == Begin::kNow ? store_.last() : store_.before_first());
     taken_ = confirmed_;
+    // From now on it is known how much waits for it.
+    unsaved_ = !cursor;
+    save();
+    saved_.reset();
 }
 
 std::vector<ToldEvent> Subscription::take(int most) {

@@ -12,6 +12,10 @@
 
 namespace host {
 
+// Forgets those whose names begin so and are not among these. Throws InputError and StoreError.
+void forget_subscribers(const std::string& database, const std::string& begin,
+                        const std::vector<std::string>& but);
+
 class Subscription {
   public:
     enum class Begin { kFirst, kNow };

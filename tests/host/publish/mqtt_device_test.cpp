@@ -147,7 +147,7 @@ TEST_F(Publishing, AtMostTwentyAreOnTheirWay) {
     ASSERT_TRUE(until([this] { return sequences().size() >= 20; }));
     go_on();
     EXPECT_EQ(sequences(), numbers(1, 20));
-    EXPECT_EQ(integer("SELECT count(*) FROM cursors"), 0) << "nothing has arrived";
+    EXPECT_EQ(cursor(), 0) << "nothing has arrived";
     broker_->confirm(true);
     ASSERT_TRUE(until([this] { return sequences().size() >= 100; }));
     EXPECT_EQ(sequences(), numbers(1, 100));
@@ -214,7 +214,7 @@ TEST_F(Publishing, WhatTheBrokerRefusesIsSentAgain) {
     start();
     ASSERT_TRUE(until([this] { return sequences().size() >= 60; }));
     EXPECT_EQ(said("the broker refuses what is published to it (Not authorized)"), 1);
-    EXPECT_EQ(integer("SELECT count(*) FROM cursors"), 0) << "refused is not arrived";
+    EXPECT_EQ(cursor(), 0) << "refused is not arrived";
     broker_->refuse(0);
     ASSERT_TRUE(until([this] { return cursor() > 0 && sequences().back() == 30; }));
     device_.reset();

@@ -15,6 +15,7 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 class Place : public ::testing::Test {
@@ -56,6 +57,14 @@ TEST_F(Place, IsRefusedWithFileAndLineOfWhatIsWrong) {
     EXPECT_THAT(
         error_of(head + "[[camera]]\nname = \"door\"\nscene = \"moon\"\n"),
         AllOf(HasSubstr("line 2: the camera \"door\""), HasSubstr("known are doorway, entrance")));
+    const std::string hook =
+        "[[webhook]]\nname = \"erp\"\nurl = \"https://a/secret\"\nsecret_file = \"key\"\n";
+    EXPECT_EQ(error_of(head + kDoor + hook + "kinds = [\"crossing\", \"health\"]\n"), "");
+    EXPECT_THAT(error_of(head + kDoor + hook + "kinds = [\"crossing\", \"cross\"]\n"),
+                AllOf(HasSubstr("line 9: kinds has \"cross\"; known are crossing, "),
+                      HasSubstr(", health")));
+    EXPECT_THAT(host::describe_service(read(head + kDoor + hook)),
+                AllOf(HasSubstr("webhook \"erp\": events to a\n"), Not(HasSubstr("secret"))));
     EXPECT_THAT(error_of(head + "[[camera]]\nname = \"door\"\nrecording = \"gone.mkv\"\n"),
                 AllOf(HasSubstr("line 2: the camera \"door\""), HasSubstr("gone.mkv")));
 }

@@ -48,6 +48,14 @@ class Keeping : public test::StoreFolder {
     const std::int64_t now_us_ = kMonday_us + 9 * kDay_us + 2;
 };
 
+TEST_F(Keeping, ADatabaseThatIsBeingMadeIsLeftAlone) {
+    host::Database(path(), host::Database::Access::kCreate, 50)
+        .execute("PRAGMA journal_mode = WAL");
+    host::Retention keep;
+    keep.events = 0;
+    EXPECT_EQ(host::prune(path(), keep, now_us_).rows, 0);
+}
+
 TEST_F(Keeping, EachKindForItsOwnTime) {
     fill();
     host::Retention keep;

@@ -84,6 +84,26 @@ TEST_F(Subscribing, BeginsNowWhereThatIsAsked) {
     EXPECT_THAT(times(Subscription(now).take(9)), ElementsAre(5)) << "since it was there first";
 }
 
+TEST_F(Subscribing, IsKnownToWaitFromItsBeginning) {
+    count(0, 5);
+    host::Retention keep;
+    keep.events = 0;
+    host::prune(path(), keep, kMonday_us + 2);
+    Subscription hub(of());
+    EXPECT_EQ(host::StoreReader(path()).subscribers().front().waiting, 3);
+    EXPECT_THAT(times(hub.take(9)), ElementsAre(2, 3, 4));
+    EXPECT_EQ(hub.lost(), 0) << "what went before it was there";
+}
+
+TEST_F(Subscribing, OthersAreForgotten) {
+    count(0, 5);
+    for (const char* const name : {"hub", "webhook:old", "webhook:new"})
+        Subscription(of(name));
+    host::forget_subscribers(path(), "webhook:", {"webhook:new"});
+    EXPECT_EQ(text("SELECT group_concat(subscriber) FROM cursors"), "hub,webhook:new");
+    host::forget_subscribers(path("none"), "webhook:", {});
+}
+
 TEST_F(Subscribing, IsToldWhatIsGone) {
     count(0, 5);
     Subscription hub(of());

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "host/store/subscription.h"
 #include "tests/host/store/store_folder.h"
 
 namespace {
@@ -171,6 +172,32 @@ TEST_F(Web, MetricsAreTheCommittedCounts) {
                               ",line=\"door\",reason=\"unseen\"} 0\n"),
                     HasSubstr("vca_last_event_timestamp_seconds" + camera),
                     HasSubstr("vca_build_info{version=")));
+}
+
+TEST_F(Web, MetricsTellOfThePlaceAsOfACamera) {
+    count();
+    input_.place_database = path("place.db");
+    input_.faults = {{kMonday_us, HealthLevel::kDegraded, "webhook_failing", "no answer"}};
+    host::StoreSetup place = setup("place.db");
+    place.device = "place";
+    place.lines.clear();
+    Store store(place);
+    host::StoredEvent reset;
+    reset.kind = host::EventKind::kReset;
+    reset.time_us = kMonday_us + 5'500'000;
+    reset.place = "hall";
+    reset.people = 1;
+    reset.json = "{}";
+    store.commit(test::batch_of({reset}));
+    host::Subscription({path("place.db"), "webhook:erp"}).save();
+    const std::string of_place = R"({place="museum \"old\"\\",camera="place",)";
+    EXPECT_THAT(
+        metrics(),
+        AllOf(HasSubstr("vca_faults" + of_place + "level=\"degraded\"} 1\n"),
+              HasSubstr("vca_faults" + of_place + "level=\"failed\"} 0\n"),
+              HasSubstr("vca_subscriber_waiting_events" + of_place +
+                        "subscriber=\"webhook:erp\"} 1\n"),
+              HasSubstr(R"(vca_occupancy_people{place="museum \"old\"\\",area="hall"} 1)")));
 }
 
 // Every metric of a family stands below its head, which comes once.
