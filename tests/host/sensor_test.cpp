@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <random>
 #include <vector>
 
 namespace {
@@ -33,6 +34,27 @@ TEST(Sensor, NothingIsHigherThanTheLibraryMeasures) {
     EXPECT_EQ(suited, (std::vector<std::uint16_t>{0, 1300, 1500, 3300}));
     host::suit_library({0, 1200, 1299, 3300}, 3300, -40, suited);
     EXPECT_EQ(suited, (std::vector<std::uint16_t>{0, 1300, 1300, 3300}));
+}
+
+TEST(Sensor, ManyDepthsAreSuitedAsEachAlone) {
+    std::vector<std::uint16_t> depth(2003);
+    std::mt19937 random(1);
+    std::uniform_int_distribution<int> any(0, 65535), near(0, 5000);
+    for (std::size_t i = 0; i < depth.size(); ++i)
+        depth[i] = static_cast<std::uint16_t>(i % 5 == 0   ? 0
+                                              : i % 2 == 0 ? any(random)
+                                                           : near(random));
+    for (const int floor_mm : {300, 2500, 4100, 70000}) {
+        for (const int correction_mm : {0, 60, -40}) {
+            std::vector<std::uint16_t> all, one;
+            host::suit_library(depth, floor_mm, correction_mm, all);
+            for (std::size_t i = 0; i < depth.size(); ++i) {
+                host::suit_library({depth[i]}, floor_mm, correction_mm, one);
+                ASSERT_EQ(all.empty() ? depth[i] : all[i], one.empty() ? depth[i] : one[0])
+                    << depth[i] << ", floor " << floor_mm << ", correction " << correction_mm;
+            }
+        }
+    }
 }
 
 TEST(Sensor, HasANameForSettings) {
