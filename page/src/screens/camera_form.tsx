@@ -4,7 +4,7 @@ import { useState } from "preact/hooks";
 import { ApiError, may } from "../api";
 import { Failure, Labelled } from "../parts";
 import { link } from "../route";
-import { moment, number, t, worded } from "../text";
+import { moment, t, versionText, worded } from "../text";
 import type { Field, Settings, Version } from "../types";
 
 type Ids = { id: string; "aria-describedby"?: string };
@@ -213,8 +213,7 @@ export function CameraForm(props: {
     <form class="camera-form" onSubmit={submit}>
       <p class="quiet">
         {t("settings.in_force", {
-          n: number(version.version),
-          name: version.name,
+          version: versionText(version.version, version.name),
           time: moment(version.time),
           author: version.author,
         })}
