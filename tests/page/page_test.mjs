@@ -245,7 +245,7 @@ describe("looking", () => {
     await logIn(tab, service, accounts.admin);
     await show(tab, "#/settings/users");
     await button(tab, "Add a user");
-    await tab.waitForSelector("dialog input");
+    await tab.waitForSelector("dialog[open] input");
     await tab.type("dialog input[autocomplete=off]", "mia");
     await tab.type("dialog input[type=password]", "short");
     await button(tab, "Add a user", "dialog");
@@ -258,7 +258,7 @@ describe("looking", () => {
     await until(tab, () => !/mia/.test(document.querySelector(".settings table").textContent));
     await show(tab, "#/settings/tokens");
     await button(tab, "Make a token");
-    await tab.waitForSelector("dialog input");
+    await tab.waitForSelector("dialog[open] input");
     await tab.type("dialog input", "the till");
     await tab.keyboard.press("Enter");
     await tab.waitForSelector("dialog .secret");

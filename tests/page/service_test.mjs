@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { createServer, request as ask } from "node:http";
 import test, { after, before, describe } from "node:test";
-import { accounts, button, freePort, launch, logIn, openTab, show, startRealService, text, until } from "./browser.mjs";
+import { accounts, button, freePort, launch, logIn, openTab, patience_ms, show, startRealService, text, until } from "./browser.mjs";
 import { RealService } from "./real_service.mjs";
 
 let browser;
@@ -117,6 +117,42 @@ describe("a place that runs", () => {
     const scale = (await tab.evaluate(() => window.drawn)).filter((text) => /^[\d.,]+$/.test(text));
     assert.ok(scale.length > 0 && scale.every((text) => /^\d+$/.test(text)), `people are whole: ${scale}`);
     await shot(tab, "history");
+    assert.deepEqual(tab.complaints, []);
+    await tab.browserContext().close();
+  });
+
+  test("the guide ends with a report of one page that can be printed", async () => {
+    const tab = await openTab(browser);
+    await logIn(tab, service, accounts.operator);
+    await show(tab, "#/setup/Entrance/guide");
+    await tab.waitForSelector(".guide .good");
+    await button(tab, "Next");
+    await until(tab, () => document.querySelector(".step .picture canvas")?.dataset.frame);
+    await button(tab, "Next");
+    await button(tab, "Measure again");
+    await until(tab, () => /Measuring/.test(document.querySelector(".step").textContent));
+    await until(tab, () => /The floor was measured/.test(document.querySelector(".step").textContent));
+    await button(tab, "This is the height");
+    await until(tab, () => /Saved\./.test(document.querySelector(".step").textContent));
+    await button(tab, "Next");
+    await until(tab, () => /The camera hangs/.test(document.querySelector(".step").textContent));
+    await button(tab, "Next");
+    await until(tab, () => document.querySelector(".editor .picture canvas")?.dataset.frame);
+    await button(tab, "Next");
+    await button(tab, "Begin");
+    await tab.waitForFunction(() => document.querySelectorAll(".walks .done").length === 3, {
+      timeout: 5 * patience_ms,
+    });
+    await button(tab, "Next");
+    await tab.waitForSelector(".report .marks");
+    assert.match(await text(tab, ".report"), /3 of 3 walks counted/);
+    const ask = await service.api(...accounts.operator);
+    const { cameras } = (await ask("GET", "place")).body;
+    assert.equal(cameras.find((c) => c.name === "Entrance").commissioned.author, accounts.operator[0]);
+    const paper = Buffer.from(await tab.pdf({ format: "A4" })).toString("latin1");
+    assert.equal(paper.match(/\/Type\s*\/Page\b/g).length, 1);
+    if (process.env.VCA_SHOTS) await tab.pdf({ format: "A4", path: `${process.env.VCA_SHOTS}/report.pdf` });
+    await shot(tab, "report");
     assert.deepEqual(tab.complaints, []);
     await tab.browserContext().close();
   });

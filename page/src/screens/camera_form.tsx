@@ -194,6 +194,12 @@ function Control(props: {
   }
 }
 
+function newerText(error: unknown): string {
+  if (!(error instanceof ApiError) || error.status !== 409) return "";
+  const { author, version, name } = error.body.current as Version;
+  return t("settings.faster", { author, version: versionText(version, name) });
+}
+
 export function CameraForm(props: {
   fields: Field[];
   version: Version;
@@ -205,6 +211,7 @@ export function CameraForm(props: {
   const [error, setError] = useState<unknown>(null);
   const disabled = !may("operator");
   const same = JSON.stringify(settings) === JSON.stringify(version.settings);
+  const newer = newerText(error);
   const submit = (event: Event): void => {
     event.preventDefault();
     props.save(settings).catch(setError);
@@ -238,8 +245,8 @@ export function CameraForm(props: {
           )}
         </Labelled>
       ))}
-      <Failure error={error} />
-      {error instanceof ApiError && error.status === 409 && (
+      <Failure error={newer ? new Error(newer) : error} />
+      {newer && (
         <p class="buttons">
           <button type="button" onClick={props.reload}>
             {t("settings.newer")}
