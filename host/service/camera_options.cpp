@@ -3,9 +3,22 @@
 
 #include <filesystem>
 
+#include "host/base/input_error.h"
 #include "host/settings/run_arguments.h"
 
 namespace host {
+
+namespace {
+
+// A camera that started with it would end at once.
+void check_height_goes_with(const RunOptions& options) {
+    if (options.source.source != "scene" || !options.source.height_mm) return;
+    throw InputError(options.source.height_mm->place_or("height_mm") +
+                     " goes with recordings and live cameras; the simulated scene \"" +
+                     options.source.scene + "\" has its camera where it is");
+}
+
+}  // namespace
 
 RunOptions camera_options(const ServiceCamera& camera) {
     RunOptions options;
@@ -19,6 +32,7 @@ RunOptions camera_options(const ServiceCamera& camera) {
         options.set_again = [](RunOptions&) {};  // what a stream carries counts
     }
     check_options(options);
+    check_height_goes_with(options);
     return options;
 }
 
@@ -28,6 +42,7 @@ RunOptions camera_options(const ServiceCamera& camera, const std::string& text,
     options.source = camera.source;
     parse_config(text, name, options);
     check_options(options);
+    check_height_goes_with(options);
     return options;
 }
 

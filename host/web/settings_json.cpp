@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "host/base/input_error.h"
 #include "host/web/api_answer.h"
@@ -49,7 +50,11 @@ class Reader {
         for (const char* key : {"line", "region", "exclude"})
             if (!json.contains(key))
                 throw ApiError(kBadRequest, std::string("the settings have no \"") + key + "\"");
-        check("wrong", "setting", 0, [this] { check_options(given_.options); });
+        check_names_once(given_.options.lines, "line");
+        check_names_once(given_.options.regions, "region");
+        // Its sentences are about all shapes together; one that is wrong is told by itself.
+        if (given_.errors.empty())
+            check("wrong", "setting", 0, [this] { check_options(given_.options); });
         return std::move(given_);
     }
 
@@ -61,6 +66,17 @@ class Reader {
             function();
         } catch (const InputError& error) {
             given_.errors.push_back({true, code, as_sentence(error.what()), kind, index});
+        }
+    }
+
+    template <typename Shape>
+    void check_names_once(const std::vector<Shape>& shapes, const char* kind) {
+        std::set<std::string> names;
+        for (std::size_t i = 0; i < shapes.size(); ++i) {
+            const std::string& name = shapes[i].value.name;
+            if (names.insert(name).second) continue;
+            given_.errors.push_back({true, "name_twice", "The name \"" + name + "\" is used twice.",
+                                     kind, i, Json{{"name", name}}});
         }
     }
 

@@ -87,6 +87,9 @@ function drawGaps(chart: uPlot, history: History, element: Element): void {
   ctx.restore();
 }
 
+// 1, 2, 5, 10, 20 ...
+const wholeSteps = Array.from({ length: 8 }, (_, power) => [1, 2, 5].map((n) => n * 10 ** power)).flat();
+
 const barsUpTo = 62;
 const mostBars = 4; // side by side
 
@@ -118,6 +121,7 @@ function options(
   hover: (index: number | null) => void,
 ): uPlot.Options {
   const { spans } = history;
+  const whole = series.every((s) => s.values.every((n) => n === null || Number.isInteger(n)));
   const text = colourOf(element, "--quiet");
   const grid = { stroke: colourOf(element, "--rule"), width: 1 };
   return {
@@ -144,7 +148,8 @@ function options(
         grid,
         ticks: { show: false },
         size: axisPixels,
-        values: (_, at) => at.map((n) => (Number.isInteger(n) || n < 10 ? number(n, 1) : "")),
+        incrs: whole ? wholeSteps : undefined,
+        values: (_, at) => at.map((n) => number(n, 1)),
       },
     ],
     series: [{}, ...series.map((s, i) => drawn(s, i, series.length, spans.length, element))],

@@ -24,10 +24,8 @@ export function Dialog(props: {
       ref={dialog}
       class={props.wide ? "wide" : ""}
       aria-labelledby={id}
-      onCancel={(event) => {
-        event.preventDefault();
-        props.close();
-      }}
+      // A browser does not ask first where nobody has clicked since the dialog before.
+      onClose={props.close}
       onPointerDown={(event) => event.target === dialog.current && props.close()}
     >
       <div class="inner">

@@ -98,4 +98,8 @@ export function duration(ms: number): string {
     : `${Math.floor(minutes / 60)}:${two(minutes % 60)}:${two(s % 60)}`;
 }
 
+// Settings that were edited by hand have a number only.
+export const versionText = (n: number, name: string): string =>
+  name ? t("version.named", { n, name }) : number(n);
+
 export const metres = (mm: number): string => `${number(mm / 1000)} m`;

@@ -45,7 +45,8 @@ export class Service {
     return new Promise((done, failed) => {
       this.text = "";
       this.errors = "";
-      this.process = spawn(process.execPath, [devServer, ...this.args], {
+      const command = ["--pdeathsig", "KILL", "--", process.execPath, devServer, ...this.args];
+      this.process = spawn("setpriv", command, {
         stdio: ["ignore", "pipe", "pipe"],
       });
       this.process.stderr.on("data", (data) => {
@@ -123,6 +124,7 @@ export function launch(language = "en-US") {
   return puppeteer.launch({
     executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
     headless: true,
+    pipe: true, // it ends with the test, however that ends
     args: ["--no-sandbox", "--disable-gpu", `--lang=${language}`, `--accept-lang=${language}`],
     env: { ...process.env, LANGUAGE: language.slice(0, 2) },
   });

@@ -1,11 +1,11 @@
 // Drawing with pointer and keys; what counts is read from the service, not from the page.
 import assert from "node:assert/strict";
 import test, { after, before, beforeEach, afterEach } from "node:test";
-import { accounts, button, launch, logIn, openTab, Service, show, text, until } from "./browser.mjs";
+import { accounts, button, development, launch, logIn, openTab, patience_ms, Service, show, text, until } from "./browser.mjs";
 
 let browser, service, api, tab;
-const camera = "Back door";
-const settingsPath = "cameras/Back%20door/settings";
+const camera = development ? "Back door" : "Back_door";
+const settingsPath = `cameras/${encodeURIComponent(camera)}/settings`;
 const settings = async () => (await api("GET", settingsPath)).body;
 
 before(async () => {
@@ -46,7 +46,9 @@ const points = (on) =>
   on.$$eval(".points tr", (rows) =>
     rows.map((row) => [...row.querySelectorAll("input")].map((i) => Number(i.value))),
   );
-const near = (a, b) => a.every((p, i) => Math.hypot(p[0] - b[i][0], p[1] - b[i][1]) <= 2);
+// The fields show tenths of a pixel.
+const near = (a, b) =>
+  a.length === b.length && a.every((p, i) => Math.hypot(p[0] - b[i][0], p[1] - b[i][1]) <= 2);
 const dirty = (on) => until(on, () => document.querySelector(".bar .dirty"));
 const save = async (on) => {
   await button(on, "Save …");
@@ -86,11 +88,13 @@ test("a line that is drawn with the mouse counts who walks over it", async () =>
   );
 
   let counted = [];
-  for (const end = Date.now() + 60_000; !counted.length && Date.now() < end;) {
+  for (const end = Date.now() + 5 * patience_ms; !counted.length && Date.now() < end;) {
     const { body } = await api("GET", "events?limit=1000");
     counted = body.events.filter((e) => e.kind === "crossing" && e.place === "new gate");
   }
   assert.ok(counted.length, "nobody was counted on the new line");
+  // What a program of the machine is told is the same.
+  if (!development) assert.ok(service.countedAt(camera, "new gate") >= counted.length);
 });
 
 test("points are moved, inserted and deleted, and all of it can be undone", async () => {
@@ -119,7 +123,7 @@ test("points are moved, inserted and deleted, and all of it can be undone", asyn
     await tab.keyboard.up("Control");
   }
   await until(tab, () => !document.querySelector(".bar .dirty"));
-  assert.deepEqual(await points(tab), begin.points);
+  assert.ok(near(await points(tab), begin.points));
   await tab.keyboard.down("Control");
   await tab.keyboard.press("y");
   await tab.keyboard.up("Control");
@@ -130,6 +134,7 @@ test("points are moved, inserted and deleted, and all of it can be undone", asyn
 
 test("everything is done by keys alone", async () => {
   const before = (await settings()).settings;
+  const [line] = before.line;
   await tab.focus(".tools button:nth-child(2)");
   await tab.keyboard.press("Enter");
   await until(tab, () => document.activeElement?.matches("svg.editing.drawing"));
@@ -148,7 +153,7 @@ test("everything is done by keys alone", async () => {
     [600, 272],
     [600, 352],
   ]);
-  await tab.$eval("[data-kind=region]", (shape) => shape.focus());
+  await tab.$eval(`[data-kind=region][data-index="${before.region.length}"]`, (shape) => shape.focus());
   await tab.keyboard.down("Shift");
   await walk("ArrowLeft", 3);
   await tab.keyboard.up("Shift");
@@ -164,8 +169,8 @@ test("everything is done by keys alone", async () => {
   await tab.keyboard.press("Enter");
   await tab.waitForSelector("dialog .changes li");
   const words = await text(tab, "dialog .changes");
-  assert.match(words, /The region region 1 is new/);
-  assert.match(words, /directions of the line delivery are swapped/);
+  assert.match(words, new RegExp(`The region region ${before.region.length + 1} is new`));
+  assert.match(words, new RegExp(`directions of the line ${line.name} are swapped`));
   await tab.focus("dialog input");
   await tab.keyboard.press("Enter");
   await saved(tab);
@@ -179,11 +184,11 @@ test("a line that cannot count is told while it is drawn, and a wrong one is not
   await drag(tab, [300, 20], [600, 20]);
   await drop(tab);
   await until(tab, () =>
-    /People over a part of the line|too near the edge/.test(document.querySelector(".notes").textContent),
+    /People over a part of the line|too near the edge|heads are hardly in the picture/.test(document.querySelector(".notes").textContent),
   );
   const name = await tab.$(".properties input");
   await name.click({ clickCount: 3 });
-  await name.type("delivery");
+  await name.type((await settings()).settings.line[0].name);
   await until(tab, () => document.querySelector(".notes .error"));
   assert.match(await text(tab, ".notes .error"), /used twice/);
   assert.ok(await tab.$eval(".bar .main", (b) => b.disabled));
@@ -195,7 +200,8 @@ test("a U-turn area belongs to its line", async () => {
   await tab
     .waitForSelector(".properties .check input")
     .then(async (box) => (await box.evaluate((b) => b.checked)) || box.click());
-  const has = (await settings()).settings.line[0].area?.length > 0;
+  const [line] = (await settings()).settings.line;
+  const has = line.area?.length > 0;
   if (has)
     await tab.$$eval(".shapes li", (all) =>
       all
@@ -203,7 +209,7 @@ test("a U-turn area belongs to its line", async () => {
         .querySelector("button")
         .click(),
     );
-  if (has) await button(tab, "Delete around delivery");
+  if (has) await button(tab, `Delete around ${line.name}`);
   if (has) await tab.waitForSelector(".shapes button").then((b) => b.click());
   await button(tab, "Draw a U-turn area");
   for (const p of [
@@ -217,14 +223,16 @@ test("a U-turn area belongs to its line", async () => {
   await until(tab, () => document.querySelectorAll(".points tr").length === 4);
   await save(tab);
   await saved(tab);
-  const line = (await settings()).settings.line[0];
-  assert.equal(line.uturn, true);
-  assert.equal(line.area.length, 4);
+  const [now] = (await settings()).settings.line;
+  assert.equal(now.uturn, true);
+  assert.equal(now.area.length, 4);
 });
 
 test("a near edge is told with how far people are seen", async () => {
+  // The development server's camera hangs higher.
+  const y = development ? 412 : 368;
   await button(tab, "Line");
-  await drag(tab, [300, 412], [600, 412]);
+  await drag(tab, [300, y], [600, y]);
   await drop(tab);
   await until(tab, () =>
     /people are seen only 0\.\d+ m beyond it/.test(document.querySelector(".notes").textContent),
@@ -290,7 +298,7 @@ test(
     await tab.waitForSelector(".shapes button").then((b) => b.click());
     await tab.waitForSelector(".editing .point");
     const [from] = (await settings()).settings.line[0].points;
-    const to = [from[0] - 90, from[1] + 10];
+    const to = [from[0] - 90, from[1] + 40];
     await drag(tab, from, to);
     await service.kill();
     await until(tab, () => /connection is lost/.test(document.querySelector("[role=status]").textContent));
@@ -310,7 +318,7 @@ test(
     await save(tab);
     await saved(tab);
     api = await service.api(...accounts.operator);
-    assert.deepEqual((await settings()).settings.line[0].points, drawn);
+    assert.ok(near((await settings()).settings.line[0].points, drawn));
   },
 );
 
@@ -318,10 +326,15 @@ test("lines are copied to another camera", async () => {
   await button(tab, "Copy to another camera");
   await tab.waitForSelector("dialog select");
   await tab.select("dialog select", "Gallery");
-  await until(tab, () => /The line arch is gone/.test(document.querySelector("dialog").textContent));
+  const before = (await api("GET", "cameras/Gallery/settings")).body.settings;
+  await until(
+    tab,
+    (name) => document.querySelector("dialog").textContent.includes(`The line ${name} is gone`),
+    before.line[0].name,
+  );
   await button(tab, "Copy and save", "dialog");
   await until(tab, () => /Gallery has them now/.test(document.querySelector("dialog").textContent));
   const { body } = await api("GET", "cameras/Gallery/settings");
   assert.deepEqual(body.settings.line, (await settings()).settings.line);
-  assert.equal(body.settings.region[0].name, "showcase");
+  assert.deepEqual(body.settings.region, before.region);
 });

@@ -79,7 +79,7 @@ test("a change of settings is told with its name", async () => {
   await loaded("#/history?from=2026-11-17&to=2026-11-17", "00:00");
   assert.match(
     await text(tab, ".remarks"),
-    /anna put settings 4 of Entrance in force, “line moved away from the door”/,
+    /anna put settings 4 \(“line moved away from the door”\) of Entrance in force/,
   );
 });
 

@@ -19,8 +19,9 @@ const screens = {
     "#/setup/Entrance/edit",
     "dialog form",
     async () => {
-      document.querySelector(".properties .buttons button").click();
-      await new Promise((done) => setTimeout(done, 300));
+      if (!document.querySelector(".bar .dirty"))
+        document.querySelector(".properties .buttons button").click();
+      while (document.querySelector(".bar .main").disabled) await new Promise((done) => setTimeout(done, 50));
       document.querySelector(".bar .main").click();
     },
   ],

@@ -41,7 +41,9 @@ export class RealService {
   begin() {
     return new Promise((done, failed) => {
       this.text = "";
-      this.process = spawn(this.program, ["serve", "--config", "vca.toml"], {
+      // Whatever ends the test ends the service, and the service its cameras.
+      const command = ["--pdeathsig", "TERM", "--", this.program, "serve", "--config", "vca.toml"];
+      this.process = spawn("setpriv", command, {
         cwd: this.folder,
         stdio: ["ignore", "pipe", "pipe"],
       });
@@ -74,6 +76,12 @@ export class RealService {
       counts.set(key, row.adult + row.child + row.staff);
     }
     return counts;
+  }
+
+  // People in both directions together.
+  countedAt(camera, line) {
+    const counts = this.counted();
+    return [1, 2].reduce((sum, direction) => sum + (counts.get(`${camera} ${line} ${direction}`) ?? 0), 0);
   }
 
   kill(signal = "SIGKILL") {

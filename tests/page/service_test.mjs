@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { createServer, request as ask } from "node:http";
 import test, { after, before, describe } from "node:test";
-import { accounts, button, freePort, launch, logIn, openTab, show, startRealService, text, until } from "./browser.mjs";
+import { accounts, button, freePort, launch, logIn, openTab, patience_ms, show, startRealService, text, until } from "./browser.mjs";
 import { RealService } from "./real_service.mjs";
 
 let browser;
@@ -45,30 +45,26 @@ const shown = (tab, camera, line) =>
     line,
   );
 
-const counted = (service, camera, line) => {
-  const counts = service.counted();
-  return [1, 2].reduce((sum, direction) => sum + (counts.get(`${camera} ${line} ${direction}`) ?? 0), 0);
-};
-
 // Nobody is shown who is not counted, and whoever is counted is shown soon.
 async function showsWhatIsCounted(tab, service, camera, line, least) {
   const limit = Date.now() + 300_000;
   for (let sum = 0; sum < least; ) {
     assert.ok(Date.now() < limit, `${sum} people were counted at ${camera}`);
-    sum = counted(service, camera, line);
+    sum = service.countedAt(camera, line);
   }
-  const before = counted(service, camera, line);
+  const before = service.countedAt(camera, line);
   let now = null;
   while (now === null || now < before) {
     assert.ok(Date.now() < limit, `${now} people are shown, ${before} are counted`);
     now = await shown(tab, camera, line);
   }
-  assert.ok(now <= counted(service, camera, line));
+  assert.ok(now <= service.countedAt(camera, line));
   return now;
 }
 
-test("the first start leads from the one-time password to a count", async () => {
+test("the first start leads from the one-time password to a count", async (t) => {
   const service = new RealService(process.env.VCA_PROGRAM, await freePort());
+  t.after(() => service.end());
   await service.begin();
   const tab = await openTab(browser);
   await tab.goto(service.url);
@@ -91,7 +87,6 @@ test("the first start leads from the one-time password to a count", async () => 
   assert.ok(later > first);
   assert.deepEqual(tab.complaints, []);
   await tab.browserContext().close();
-  await service.end();
 });
 
 describe("a place that runs", () => {
@@ -101,6 +96,14 @@ describe("a place that runs", () => {
 
   test("history has the people who were counted", async () => {
     const tab = await openTab(browser);
+    await tab.evaluateOnNewDocument(() => {
+      window.drawn = [];
+      const draw = CanvasRenderingContext2D.prototype.fillText;
+      CanvasRenderingContext2D.prototype.fillText = function (text, ...rest) {
+        window.drawn.push(text);
+        draw.call(this, text, ...rest);
+      };
+    });
     await logIn(tab, service, accounts.viewer);
     await showsWhatIsCounted(tab, service, "Entrance", "door", 2);
     await show(tab, "#/history");
@@ -111,7 +114,45 @@ describe("a place that runs", () => {
       );
     await until(tab, () => document.querySelectorAll(".numbers tbody td").length > 0);
     assert.ok((await total()) > 0);
+    const scale = (await tab.evaluate(() => window.drawn)).filter((text) => /^[\d.,]+$/.test(text));
+    assert.ok(scale.length > 0 && scale.every((text) => /^\d+$/.test(text)), `people are whole: ${scale}`);
     await shot(tab, "history");
+    assert.deepEqual(tab.complaints, []);
+    await tab.browserContext().close();
+  });
+
+  test("the guide ends with a report of one page that can be printed", async () => {
+    const tab = await openTab(browser);
+    await logIn(tab, service, accounts.operator);
+    await show(tab, "#/setup/Entrance/guide");
+    await tab.waitForSelector(".guide .good");
+    await button(tab, "Next");
+    await until(tab, () => document.querySelector(".step .picture canvas")?.dataset.frame);
+    await button(tab, "Next");
+    await button(tab, "Measure again");
+    await until(tab, () => /Measuring/.test(document.querySelector(".step").textContent));
+    await until(tab, () => /The floor was measured/.test(document.querySelector(".step").textContent));
+    await button(tab, "This is the height");
+    await until(tab, () => /Saved\./.test(document.querySelector(".step").textContent));
+    await button(tab, "Next");
+    await until(tab, () => /The camera hangs/.test(document.querySelector(".step").textContent));
+    await button(tab, "Next");
+    await until(tab, () => document.querySelector(".editor .picture canvas")?.dataset.frame);
+    await button(tab, "Next");
+    await button(tab, "Begin");
+    await tab.waitForFunction(() => document.querySelectorAll(".walks .done").length === 3, {
+      timeout: 5 * patience_ms,
+    });
+    await button(tab, "Next");
+    await tab.waitForSelector(".report .marks");
+    assert.match(await text(tab, ".report"), /3 of 3 walks counted/);
+    const ask = await service.api(...accounts.operator);
+    const { cameras } = (await ask("GET", "place")).body;
+    assert.equal(cameras.find((c) => c.name === "Entrance").commissioned.author, accounts.operator[0]);
+    const paper = Buffer.from(await tab.pdf({ format: "A4" })).toString("latin1");
+    assert.equal(paper.match(/\/Type\s*\/Page\b/g).length, 1);
+    if (process.env.VCA_SHOTS) await tab.pdf({ format: "A4", path: `${process.env.VCA_SHOTS}/report.pdf` });
+    await shot(tab, "report");
     assert.deepEqual(tab.complaints, []);
     await tab.browserContext().close();
   });

@@ -3,7 +3,7 @@ import type { JSX } from "preact";
 import { useState } from "preact/hooks";
 import { ApiError, ask, cameraPath, read } from "../api";
 import { Dialog, Failure, Labelled, Select, useLoaded } from "../parts";
-import { moment, t } from "../text";
+import { moment, t, versionText } from "../text";
 import type { PlaceCamera, Settings, Version, VersionHead } from "../types";
 import { changes } from "./changes";
 import type { Draft } from "./draft";
@@ -73,9 +73,8 @@ export function SaveDialog(props: {
         <p>
           {t("conflict.what", {
             author: theirs.author,
-            name: theirs.name,
             time: moment(theirs.time),
-            version: theirs.version,
+            version: versionText(theirs.version, theirs.name),
           })}
         </p>
         <div class="both">

@@ -6,7 +6,7 @@ import { changed, connection } from "../live";
 import { Failure, useLoaded } from "../parts";
 import { Picture } from "../picture";
 import { useStore } from "../store";
-import { said, t } from "../text";
+import { said, t, versionText } from "../text";
 import type { Check, Note, PlaceCamera, ShapeKind, Settings, Version } from "../types";
 import { DrawingCanvas, type Tool } from "./canvas";
 import { CopyDialog, SaveDialog, VersionsDialog } from "./dialogs";
@@ -186,7 +186,7 @@ function Opened(props: {
       )}
       <div class="bar">
         <span role="status" class={dirty ? "dirty" : ""}>
-          {dirty ? t("editor.unsaved") : status || t("editor.saved", { n: base.version, name: base.name })}
+          {dirty ? t("editor.unsaved") : status || t("editor.saved", { version: versionText(base.version, base.name) })}
         </span>
         <button type="button" class="main" disabled={!dirty || wrong} onClick={() => setOpen("save")}>
           {t("editor.save")}

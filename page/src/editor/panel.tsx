@@ -39,7 +39,8 @@ function Points(props: Props & { of: Selection }): JSX.Element {
         aria-label={t(axis === 0 ? "editor.x_of" : "editor.y_of", { i: i + 1 })}
         min="0"
         max={(axis === 0 ? camera.width : camera.height) - 1}
-        value={p[axis]}
+        step="any"
+        value={Math.round(10 * p[axis]) / 10}
         onChange={(e) =>
           Number.isFinite(e.currentTarget.valueAsNumber) &&
           set(i, axis === 0 ? [e.currentTarget.valueAsNumber, p[1]] : [p[0], e.currentTarget.valueAsNumber])

@@ -4,7 +4,7 @@ import { useState } from "preact/hooks";
 import { ApiError, may } from "../api";
 import { Failure, Labelled } from "../parts";
 import { link } from "../route";
-import { moment, number, t, worded } from "../text";
+import { moment, t, versionText, worded } from "../text";
 import type { Field, Settings, Version } from "../types";
 
 type Ids = { id: string; "aria-describedby"?: string };
@@ -194,6 +194,12 @@ function Control(props: {
   }
 }
 
+function newerText(error: unknown): string {
+  if (!(error instanceof ApiError) || error.status !== 409) return "";
+  const { author, version, name } = error.body.current as Version;
+  return t("settings.faster", { author, version: versionText(version, name) });
+}
+
 export function CameraForm(props: {
   fields: Field[];
   version: Version;
@@ -205,6 +211,7 @@ export function CameraForm(props: {
   const [error, setError] = useState<unknown>(null);
   const disabled = !may("operator");
   const same = JSON.stringify(settings) === JSON.stringify(version.settings);
+  const newer = newerText(error);
   const submit = (event: Event): void => {
     event.preventDefault();
     props.save(settings).catch(setError);
@@ -213,8 +220,7 @@ export function CameraForm(props: {
     <form class="camera-form" onSubmit={submit}>
       <p class="quiet">
         {t("settings.in_force", {
-          n: number(version.version),
-          name: version.name,
+          version: versionText(version.version, version.name),
           time: moment(version.time),
           author: version.author,
         })}
@@ -239,8 +245,8 @@ export function CameraForm(props: {
           )}
         </Labelled>
       ))}
-      <Failure error={error} />
-      {error instanceof ApiError && error.status === 409 && (
+      <Failure error={newer ? new Error(newer) : error} />
+      {newer && (
         <p class="buttons">
           <button type="button" onClick={props.reload}>
             {t("settings.newer")}

@@ -79,7 +79,8 @@ function Height(props: { camera: PlaceCamera; status: CameraStatus }): JSX.Eleme
     setError(null);
     try {
       const { version, settings } = await read<Version>(cameraPath(camera.name, "settings"));
-      if (settings.height_mm !== value)
+      const known = status.height_from === "source" && Math.round(status.height_mm ?? 0) === value;
+      if (settings.height_mm !== value && !known)
         await ask("PUT", cameraPath(camera.name, "settings"), {
           base_version: version,
           name: t("guide.height_version", { height: metres(value) }),

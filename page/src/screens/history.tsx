@@ -7,7 +7,7 @@ import { follow } from "../live";
 import { Failure, Labelled, Select, useLoaded } from "../parts";
 import { route, setQuery } from "../route";
 import { useStore } from "../store";
-import { addDays, clock, day, daysBetween, language, moment, number, t } from "../text";
+import { addDays, clock, day, daysBetween, language, moment, number, t, versionText } from "../text";
 import type { Areas, Counts, History, Numbers, Place, Regions, Visitors } from "../types";
 
 type What = "visitors" | "counts" | "regions" | "areas";
@@ -358,9 +358,8 @@ function Remarks(props: { answer: Answer }): JSX.Element | null {
             {t("history.change", {
               time: moment(c.time),
               camera: c.camera,
-              name: c.name,
               author: c.author,
-              version: c.version,
+              version: versionText(c.version, c.name),
             })}
           </li>
         ))}

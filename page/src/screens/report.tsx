@@ -5,7 +5,7 @@ import { arrowAt, directionNames, wayWord } from "../geometry";
 import { AreaMark, LineMark } from "../marks";
 import { useLoaded } from "../parts";
 import { Picture } from "../picture";
-import { clockSeconds, metres, moment, number, said, t } from "../text";
+import { clockSeconds, metres, moment, said, t, versionText } from "../text";
 import type { CameraStatus, Check, Place, PlaceCamera, Version } from "../types";
 import type { Walked } from "./guide";
 
@@ -53,7 +53,7 @@ export function Report(props: {
             : "–"}
         </Row>
         <Row name={t("report.version")}>
-          {value ? `${number(value.version.version)}, ${value.version.name}` : "…"}
+          {value ? versionText(value.version.version, value.version.name) : "…"}
         </Row>
         <Row name={t("report.program")}>{place.version}</Row>
       </dl>

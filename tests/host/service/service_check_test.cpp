@@ -76,6 +76,15 @@ TEST_F(Place, TheSettingsOfItsCamerasAreCheckedToo) {
         AllOf(HasSubstr("cameras/door.toml\" line 3"), HasSubstr("a counting line needs 2 to 5")));
 }
 
+TEST_F(Place, ASimulatedCameraHangsWhereItsSceneHasIt) {
+    write("cameras/door.toml", "height_mm = 3000\n");
+    EXPECT_THAT(error_of(std::string("place = \"shop\"\n") + kDoor),
+                AllOf(HasSubstr("cameras/door.toml\" line 1: height_mm goes with recordings"),
+                      HasSubstr("\"doorway\"")));
+    write("cameras/door.toml", "height_mm = \"auto\"\n");
+    EXPECT_EQ(error_of(std::string("place = \"shop\"\n") + kDoor), "");
+}
+
 TEST_F(Place, IsDescribedWithWhatIsProbablyUnintended) {
     write("cameras/door.toml", "[[line]]\nname = \"gate\"\npoints = [[1, 2], [300, 2]]\n");
     const host::ServiceFile file = read(std::string("place = \"shop\"\ntime_zone = \"UTC\"\n") +

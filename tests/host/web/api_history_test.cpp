@@ -109,6 +109,31 @@ TEST_F(ApiHistory, ADayIsOneByTheClockAlsoWhenItIsLonger) {
                 ElementsAre(Pair(2, 1), Pair(3, 1), Pair(4, 0)));
 }
 
+TEST_F(ApiHistory, BothChangesOfTheClockAreInTheDaysOfAYear) {
+    // 00:30 UTC, half an hour before each of them, and an hour later.
+    constexpr std::int64_t kSpring_us = 1774744200LL * 1'000'000;
+    constexpr std::int64_t kAutumn_us = 1792888200LL * 1'000'000;
+    now_us_ = kAutumn_us + 48 * kHour_us;
+    for (const std::int64_t at_us : {kSpring_us, kAutumn_us}) {
+        count("entrance", at_us, at_us + 2 * kHour_us,
+              {crossing(at_us), crossing(at_us + kHour_us)});
+    }
+    const Json days = get("counts?by=day&from=2026-03-28&to=2026-10-26");
+    ASSERT_THAT(days["spans"], SizeIs(213));
+    EXPECT_THAT(days["clock_changes"], SizeIs(2));
+    EXPECT_THAT(told(series(days, "entrance", 1)["adult"]), ElementsAre(Pair(1, 2), Pair(211, 2)));
+    for (const Json& span : days["spans"]) {
+        const std::int64_t hours =
+            (span["to_us"].get<std::int64_t>() - span["from_us"].get<std::int64_t>()) / kHour_us;
+        EXPECT_EQ(hours, span["date"] == "2026-03-29"   ? 23
+                         : span["date"] == "2026-10-25" ? 25
+                                                        : 24)
+            << span;
+    }
+    const Json months = get("counts?by=month&from=2026-03-01&to=2026-10-31");
+    EXPECT_THAT(told(series(months, "entrance", 1)["adult"]), ElementsAre(Pair(0, 2), Pair(7, 2)));
+}
+
 TEST_F(ApiHistory, AZoneWithHalfAnHour) {
     place("", "Asia/Kolkata");
     // 13:30 to 14:30.

@@ -98,6 +98,18 @@ TEST_F(ApiSettings, EachErrorHasItsPlace) {
         << notes;
 }
 
+TEST_F(ApiSettings, ANameThatIsUsedTwiceIsToldAtTheSecond) {
+    Json twice = sound();
+    Json other = twice["line"][0];
+    other["points"] = {{300, 300}, {600, 300}};
+    twice["line"].push_back(other);
+    const Json notes = check(twice)["notes"];
+    ASSERT_THAT(notes, SizeIs(1)) << notes;
+    EXPECT_EQ(notes[0]["text"], "The name \"door\" is used twice.");
+    EXPECT_EQ(notes[0]["values"], Json::parse(R"({"name":"door"})"));
+    EXPECT_EQ(notes[0]["place"], Json::parse(R"({"kind":"line","index":1,"point":null})"));
+}
+
 TEST_F(ApiSettings, AZoneIsDrawnForWhatCanBeDrawn) {
     Json wild = sound();
     wild["line"][0]["points"] = {{-1e308, 0}, {1e308, 0}};
