@@ -46,7 +46,7 @@ class Publishing : public test::StoreFolder {
         device.pause = std::chrono::milliseconds(20);
         device.patience = std::chrono::seconds(120);
         device.wake = [] {};
-        device.say = [this](const std::string& sentence) {
+        device.say = [this](host::LogLevel, const std::string& sentence) {
             const std::lock_guard lock(mutex_);
             said_.push_back(sentence);
         };
