@@ -157,7 +157,7 @@ MqttDeviceNow MqttTask::now_of(Device& device) const {
     if (!device.figures) return now;
     DiscoveredDevice described{file_->place, device.name, page_of(*file_), {}, {}, {}, false};
     for (const LineFigures& line : device.figures->lines)
-        described.lines.push_back(line.name);
+        described.lines.push_back({line.name, line.directions});
     for (const RegionFigures& region : device.figures->regions)
         described.regions.push_back(region.name);
     for (MqttState& state : region_states(topics, *device.figures))

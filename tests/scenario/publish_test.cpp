@@ -175,8 +175,11 @@ TEST_F(Publish, HowThingsStandAndWhatHomeAssistantHears) {
                                     "places ON places.id = place WHERE name = 'door' AND "
                                     "direction = 1");
     }));
-    // A line that is taken away.
-    write("cameras/door.toml", kDoor);
+    // A line that is taken away, and one whose directions get names.
+    write("cameras/door.toml", std::string(kDoor) + "directions = [\"hinein\", \"hinaus\"]\n");
+    EXPECT_TRUE(eventually([&] { return config()["cmps"]["door_in"]["name"] == "Door hinein"; }))
+        << config();
+    EXPECT_EQ(reader_->last(base + "line/door")["names"]["out"], "hinaus");
     ASSERT_TRUE(eventually([&] {
         return config()["cmps"]["inner_out"] == Json{{"p", "sensor"}};
     })) << config();
@@ -208,6 +211,9 @@ TEST_F(Publish, AnAreaIsResetWhereThatIsPermitted) {
     EXPECT_THAT(err(), HasSubstr("area \"hall\" is set to nobody inside, on request"));
     const Json told = hall();
     const auto number_of = [&told](const char* key) { return told[key].get<std::int64_t>(); };
+    const Json counts = Json::parse(vca("counts --config vca.toml --inside --format json").out);
+    EXPECT_EQ(counts[0]["area"], "hall");
+    EXPECT_EQ(counts[0]["removed"], number_of("removed")) << counts;
     EXPECT_EQ(number_of("inside"),
               std::max<std::int64_t>(0, number_of("in") - number_of("out") - number_of("removed")));
     EXPECT_EQ(stop(), 0);
