@@ -6,7 +6,8 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
     file(REMOVE_RECURSE ${folder})
     execute_process(COMMAND dpkg-deb --raw-extract ${package} ${folder}
                     COMMAND_ERROR_IS_FATAL ANY)
-    if(EXISTS ${folder}/DEBIAN/postinst)
+    # The scripts of the service are its own.
+    if(EXISTS ${folder}/DEBIAN/postinst AND NOT EXISTS ${folder}/DEBIAN/prerm)
         file(REMOVE ${folder}/DEBIAN/postinst ${folder}/DEBIAN/postrm)
         file(WRITE ${folder}/DEBIAN/triggers "activate-noawait ldconfig\n")
         execute_process(COMMAND dpkg-deb --root-owner-group -Zxz --build ${folder} ${package}

@@ -1,7 +1,8 @@
-# The Debian packages: libvca1 (the library), vca (the program) and vca-dev (what a host is built
-# with). cpack makes them of a build; scripts/package.sh does all of it for either processor.
+# The Debian packages: libvca1 (the library), vca (the program), vca-service (its unit) and vca-dev
+# (what a host is built with). cpack makes them of a build; scripts/package.sh does all of it for either processor.
 set(library_documents ${CMAKE_INSTALL_DATADIR}/doc/libvca1)
 set(runtime_documents ${CMAKE_INSTALL_DATADIR}/doc/vca)
+set(service_documents ${CMAKE_INSTALL_DATADIR}/doc/vca-service)
 set(development_documents ${CMAKE_INSTALL_DATADIR}/doc/vca-dev)
 install(FILES docs/user-guide.md docs/network.md docs/formats.md docs/database.md docs/audit.md
               docs/privacy.md docs/security.md
@@ -9,6 +10,19 @@ install(FILES docs/user-guide.md docs/network.md docs/formats.md docs/database.m
 install(DIRECTORY host/examples DESTINATION ${runtime_documents} COMPONENT runtime)
 install(FILES packaging/prometheus/vca_alerts.yml packaging/prometheus/vca_dashboard.json
         DESTINATION ${runtime_documents}/examples/prometheus COMPONENT runtime)
+if(VCA_WITH_SERVICE)
+    # Places of the whole system: a plain `cmake --install` into a folder of one's own has no use for
+    # them.
+    install(FILES packaging/vca.service DESTINATION lib/systemd/system
+            COMPONENT service EXCLUDE_FROM_ALL)
+    install(DIRECTORY DESTINATION /etc/vca COMPONENT service EXCLUDE_FROM_ALL
+            DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                                  WORLD_READ WORLD_EXECUTE)
+    install(DIRECTORY DESTINATION /etc/vca/credentials COMPONENT service EXCLUDE_FROM_ALL
+            DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    install(FILES packaging/vca-service/vca.toml DESTINATION ${service_documents}/examples
+            COMPONENT service EXCLUDE_FROM_ALL)
+endif()
 install(FILES docs/porting.md docs/messages.md DESTINATION ${development_documents}
         COMPONENT development)
 install(FILES examples/host/CMakeLists.txt examples/host/main.cpp
@@ -30,6 +44,9 @@ install_compressed(packaging/vca.1 ${CMAKE_INSTALL_MANDIR}/man1 runtime vca.1.gz
 install_compressed(CHANGELOG.md ${library_documents} library changelog.gz)
 install_compressed(CHANGELOG.md ${runtime_documents} runtime changelog.gz)
 install_compressed(CHANGELOG.md ${development_documents} development changelog.gz)
+if(VCA_WITH_SERVICE)
+    install_compressed(CHANGELOG.md ${service_documents} service changelog.gz)
+endif()
 # The program is linked with libraries under another licence than the project's own.
 function(install_copyright file destination component)
     install(FILES packaging/${file} DESTINATION ${destination} RENAME copyright
@@ -38,6 +55,9 @@ endfunction()
 install_copyright(libvca1.copyright ${library_documents} library)
 install_copyright(vca.copyright ${runtime_documents} runtime)
 install_copyright(libvca1.copyright ${development_documents} development)
+if(VCA_WITH_SERVICE)
+    install_copyright(libvca1.copyright ${service_documents} service)
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vca)
@@ -49,6 +69,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL library runtime development)
+if(VCA_WITH_SERVICE)
+    list(APPEND CPACK_COMPONENTS_ALL service)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -87,6 +110,18 @@ if(CMAKE_SYSROOT)
         ${CMAKE_SYSROOT}/lib/${CMAKE_LIBRARY_ARCHITECTURE}
         ${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})
 endif()
+
+set(CPACK_DEBIAN_SERVICE_PACKAGE_NAME vca-service)
+set(CPACK_DEBIAN_SERVICE_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_SERVICE_DESCRIPTION
+"people counting for overhead depth cameras (service)
+The unit by which systemd runs the cameras of a place from the start of the machine
+on, with a user of its own, limits and a watchdog.")
+set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS "vca (= ${PROJECT_VERSION}), systemd")
+set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA
+    ${PROJECT_SOURCE_DIR}/packaging/vca-service/postinst
+    ${PROJECT_SOURCE_DIR}/packaging/vca-service/prerm
+    ${PROJECT_SOURCE_DIR}/packaging/vca-service/postrm)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME vca-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

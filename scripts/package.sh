@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the Debian packages libvca1, vca and vca-dev: scripts/package.sh [amd64|arm64]. Without an argument
+# Makes the Debian packages libvca1, vca, vca-service and vca-dev: scripts/package.sh [amd64|arm64]. Without an argument
 # they are those of this machine. They are left in build/packages/.
 #
 # For arm64 on another machine everything is cross-compiled; the libraries come from a folder that
@@ -36,5 +36,5 @@ nice cmake -S . -B "$build" -G Ninja "${toolchain[@]}" -DCMAKE_BUILD_TYPE=Releas
 nice cmake --build "$build" --target vca_program vca_page
 mkdir -p build/packages
 DEB_HOST_ARCH=$arch cpack --config "$build/CPackConfig.cmake" -B "$build/packages" >/dev/null
-mv "$build"/packages/{libvca1,vca,vca-dev}_*_"$arch".deb build/packages/
+mv "$build"/packages/{libvca1,vca,vca-service,vca-dev}_*_"$arch".deb build/packages/
 ls -l build/packages/*_"$arch".deb

@@ -8,13 +8,13 @@ vca_run_packages="g++ cmake ninja-build pkg-config git ca-certificates
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto libboost-dev"
 # For the service: the database, random numbers, webhooks and time zones.
-vca_service_packages="libsqlite3-dev libsodium-dev libcurl4-openssl-dev
+vca_service_packages="libsqlite3-dev libsodium-dev libcurl4-openssl-dev libsystemd-dev
     libhowardhinnant-date-dev tzdata"
 vca_packages="$vca_run_packages $vca_service_packages"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils
     abigail-tools python3-onnx dpkg-dev file ffmpeg python3-av python3-numpy
     gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
-    prometheus"
+    prometheus systemd"
 # To build for the camera's processor and to run that here.
 vca_target_packages="g++-aarch64-linux-gnu qemu-user googletest"
 # For builds with clang, fuzzing among them, and for scripts/tidy.sh.

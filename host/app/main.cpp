@@ -22,6 +22,7 @@
 #include "host/app/what_if_command.h"
 #include "host/app/why.h"
 #include "host/base/exit_status.h"
+#include "host/base/log_lines.h"
 #include "host/base/text.h"
 #include "host/report/output_folder.h"
 #include "host/report/report.h"
@@ -74,7 +75,7 @@ void ignore_interrupts() {
 // The sentence may contain user input of any length.
 void complain(const std::exception& error) {
     constexpr std::size_t kMostCharacters = 1000;
-    std::fprintf(stderr, "vca: %s\n",
+    std::fprintf(stderr, "%svca: %s\n", host::log_prefix(host::LogLevel::kError).c_str(),
                  host::cut_to(host::visible(error.what()), kMostCharacters).c_str());
 }
 

@@ -9,8 +9,12 @@
 
 #include "host/app/place_web.h"
 #include "host/base/exit_status.h"
-#include "host/base/text.h"
+#include "host/base/log_lines.h"
+#include "host/base/utc.h"
+#include "host/net/service_manager.h"
+#include "host/net/ticker.h"
 #include "host/report/output_folder.h"
+#include "host/service/health.h"
 #include "host/service/mqtt_task.h"
 #include "host/service/service_check.h"
 #include "host/service/supervisor.h"
@@ -42,20 +46,15 @@ std::unique_ptr<WriterLock> lock_folder(const ServiceFile& file) {
     }
 }
 
-// Each line is whole, whoever else writes to standard error.
-void say(const std::string& camera, const std::string& sentence) {
-    const std::string who = camera.empty() ? "" : camera + ": ";
-    std::fprintf(stderr, "%s%s\n", visible(who).c_str(), visible(sentence).c_str());
-}
-
 // Counting goes on without a page that cannot be shown. Null where there is none.
-std::unique_ptr<PlaceWeb> open_web(LivePlace& place, LivePictures& pictures) {
+std::unique_ptr<PlaceWeb> open_web(LivePlace& place, LivePictures& pictures, const Say& say) {
     const auto file = place.file();
     if (!file->web) return nullptr;
     if (!file->web->on_loopback()) {
-        say("", "whoever shares a network with " + file->web->address +
-                    " can read passwords and pictures on their way: put a reverse proxy with TLS "
-                    "in front of the service");
+        say(LogLevel::kWarning, "",
+            "whoever shares a network with " + file->web->address +
+                " can read passwords and pictures on their way: put a reverse proxy with TLS "
+                "in front of the service");
     }
     const std::string without =
         "there is no page, because the database \"" + service_database(*file) + "\" ";
@@ -64,11 +63,20 @@ std::unique_ptr<PlaceWeb> open_web(LivePlace& place, LivePictures& pictures) {
         write_text(stdout, web->welcome());
         return web;
     } catch (const StoreError& error) {
-        say("", without + "cannot be used: " + error.what());
+        say(LogLevel::kError, "", without + "cannot be used: " + error.what());
     } catch (const ForeignDatabase& error) {
-        say("", without + error.what());
+        say(LogLevel::kError, "", without + error.what());
     }
     return nullptr;
+}
+
+// Null where nobody wants to know.
+std::unique_ptr<Ticker> tell_status(const ServiceManager& manager, const LivePlace& place) {
+    constexpr std::chrono::seconds kEach{10};
+    if (!manager.listens()) return nullptr;
+    return std::make_unique<Ticker>(kEach, [&manager, &place] {
+        manager.status(health_sentence(place_health(*place.file(), utc_now_us())));
+    });
 }
 
 }  // namespace
@@ -81,13 +89,19 @@ int serve_command(const ServeOptions& options, const std::atomic<bool>& stop,
     const auto alone = lock_folder(file);
     write_text(stdout, describe_service(file) + "what is counted today: vca counts --config " +
                            file.path + "\n");
+    LogLines log;
+    const Say say = [&log](LogLevel level, const std::string& about, const std::string& sentence) {
+        log.write(level, about, sentence);
+    };
+    ServiceManager manager;
     LivePlace place(file);
     LivePictures pictures;
     const MqttTask mqtt(place, say);
-    const WebhookTask webhooks(place, [](const std::string& sentence) { say("", sentence); });
-    const auto web = open_web(place, pictures);
+    const WebhookTask webhooks(place, say);
+    const auto web = open_web(place, pictures, say);
     std::fflush(stdout);
-    Supervisor(place, pictures, say).run(stop, reload);
+    const auto told = tell_status(manager, place);
+    Supervisor(place, pictures, manager, say).run(stop, reload);
     return kExitOk;
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace host {
 namespace {
@@ -70,6 +71,7 @@ void PlaceSlots::take_out(std::vector<Place>& in_force, std::vector<Place>& want
         const auto kept = std::find_if(wanted.begin(), wanted.end(),
                                        [&](const Place& each) { return same(each, place); });
         if (kept != wanted.end()) {
+            place = std::move(*kept);  // its directions may be called otherwise
             wanted.erase(kept);
             continue;
         }

@@ -1,6 +1,7 @@
 // Components of a device.
 #include "host/publish/home_assistant.h"
 
+#include <array>
 #include <cctype>
 #include <nlohmann/json.hpp>
 
@@ -42,15 +43,17 @@ class Components {
         all_[key] = std::move(component);
     }
 
-    void add_line(const std::string& line) {
-        for (const char* const direction : kDirectionNames) {
-            const bool in = direction == kDirectionNames[0];
-            add(identifier_part(line) + "_" + direction, "sensor", title(line) + " " + direction,
-                {{kState, topics_.line(line)},
-                 {"val_tpl", std::string("{{value_json.") + direction + "}}"},
+    void add_line(const NamedLine& line) {
+        constexpr std::array kIcons{"mdi:location-enter", "mdi:location-exit"};
+        for (std::size_t i = 0; i < kDirectionKeys.size(); ++i) {
+            const std::string key = kDirectionKeys[i];
+            add(identifier_part(line.name) + "_" + key, "sensor",
+                title(line.name) + " " + line.directions[i],
+                {{kState, topics_.line(line.name)},
+                 {"val_tpl", "{{value_json." + key + "}}"},
                  {"stat_cla", "total_increasing"},
                  {"unit_of_meas", "people"},
-                 {"ic", in ? "mdi:location-enter" : "mdi:location-exit"}});
+                 {"ic", kIcons[i]}});
         }
     }
 
@@ -123,7 +126,7 @@ std::string discovered_id(std::string_view topic) {
 std::string discovery_message(const MqttTopics& topics, const DiscoveredDevice& device,
                               const std::string& before) {
     Components components(topics);
-    for (const std::string& line : device.lines)
+    for (const NamedLine& line : device.lines)
         components.add_line(line);
     for (const std::string& region : device.regions)
         components.add_region(region);

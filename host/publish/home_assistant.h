@@ -24,7 +24,7 @@ struct DiscoveredDevice {
     std::string place;
     std::string name;
     std::string page;  // address of the page; empty: none
-    std::vector<std::string> lines;
+    std::vector<NamedLine> lines;
     std::vector<std::string> regions;
     std::vector<Area> areas;
     bool resets = false;  // areas may be reset

@@ -88,7 +88,8 @@ void MqttDevice::connect() {
 }
 
 void MqttDevice::on_connection(bool connected, const std::string& reason) {
-    setup_.say(connected ? "publishes to the broker" : reason);
+    setup_.say(connected ? LogLevel::kNews : LogLevel::kWarning,
+               connected ? "publishes to the broker" : reason);
     const std::lock_guard lock(mutex_);
     broken_ = broken_ || (!connected && was_connected_);
     was_connected_ = was_connected_ || connected;
@@ -152,7 +153,8 @@ bool MqttDevice::was_refused() {
     }
     if (refusal.empty()) return false;
     if (refusal != std::exchange(refusal_said_, refusal))
-        setup_.say("the broker refuses what is published to it (" + refusal + ")");
+        setup_.say(LogLevel::kWarning,
+                   "the broker refuses what is published to it (" + refusal + ")");
     pause_until_ = Clock::now() + setup_.pause;
     told_.clear();
     forget_events();

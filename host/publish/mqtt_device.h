@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/log_lines.h"
 #include "host/net/mqtt_client.h"
 #include "host/publish/home_assistant.h"
 #include "host/publish/mqtt_topics.h"
@@ -35,7 +36,7 @@ struct MqttDeviceSetup {
     std::string time_zone;
     bool home_assistant = true;
     // One sentence when the connection comes and goes; any thread.
-    std::function<void(const std::string&)> say;
+    std::function<void(LogLevel, const std::string&)> say;
     // There is something to do; any thread.
     std::function<void()> wake;
     // Somebody wants this area to be empty; on the client's thread. Null where nobody may.

@@ -95,19 +95,24 @@ std::optional<std::string> MqttTopics::reset_area(std::string_view topic) const 
 }
 
 std::vector<MqttState> line_states(const MqttTopics& topics, const StoreReader& store,
-                                   const std::vector<std::string>& lines, const TimeZone& zone) {
+                                   const std::vector<NamedLine>& lines, const TimeZone& zone) {
     const std::vector<LineCount> totals = store.totals();
     const Committed last = store.last();
     const std::optional<std::int64_t> time_us = store.last_event_us();
     std::vector<MqttState> states;
     for (std::size_t i = 0; i + 1 < totals.size(); i += 2) {
-        if (std::find(lines.begin(), lines.end(), totals[i].line) == lines.end()) continue;
+        const auto line = std::find_if(lines.begin(), lines.end(), [&](const NamedLine& each) {
+            return each.name == totals[i].line;
+        });
+        if (line == lines.end()) continue;
         const PeopleCount& in = totals[i].people;
         const PeopleCount& out = totals[i + 1].people;
         Json json{
-            {kDirectionNames[0], all_of(in)},
-            {kDirectionNames[1], all_of(out)},
-            {"kinds", {{kDirectionNames[0], kinds_of(in)}, {kDirectionNames[1], kinds_of(out)}}},
+            {kDirectionKeys[0], all_of(in)},
+            {kDirectionKeys[1], all_of(out)},
+            {"names",
+             {{kDirectionKeys[0], line->directions[0]}, {kDirectionKeys[1], line->directions[1]}}},
+            {"kinds", {{kDirectionKeys[0], kinds_of(in)}, {kDirectionKeys[1], kinds_of(out)}}},
             {"since", zone.text(totals[i].since_us)},
             {"epoch", last.epoch},
             {"sequence", last.sequence}};

@@ -20,8 +20,8 @@ inline constexpr const char* kStopped = "stopped";  // by somebody who asked for
 inline constexpr const char* kOffline = "offline";
 }  // namespace mqtt_status
 inline constexpr const char* kResetPayload = "reset";
-// Of direction 1 and 2.
-inline constexpr std::array kDirectionNames{"in", "out"};
+// Direction 1 and 2 in payloads and identifiers, whatever they are called.
+inline constexpr std::array kDirectionKeys{"in", "out"};
 
 enum class MqttRole { kCamera, kPlace };
 
@@ -73,9 +73,14 @@ struct MqttState {
     std::string payload;
 };
 
-// Totals of these lines by the names of their directions, as far as they are known.
+// A line and what its directions are called.
+struct NamedLine {
+    std::string name;
+    std::array<std::string, 2> directions = CountingLine{}.directions;
+};
+// Totals of these lines in both directions, as far as they are known.
 std::vector<MqttState> line_states(const MqttTopics& topics, const StoreReader& store,
-                                   const std::vector<std::string>& lines, const TimeZone& zone);
+                                   const std::vector<NamedLine>& lines, const TimeZone& zone);
 std::vector<MqttState> region_states(const MqttTopics& topics, const CameraFigures& figures);
 MqttState health_state(const MqttTopics& topics, const std::vector<HealthNote>& faults);
 MqttState area_state(const MqttTopics& topics, const Area& area, const AreaBalance& balance);

@@ -130,8 +130,9 @@ void Webhook::refuse(Stream& stream, const WebhookMessage& message, int status) 
     stream.status = status;
     stream.pauses.fail(Clock::now());
     if (stream.pauses.lasts(Clock::now()) < setup_.refusals) return;
-    setup_.say("webhook \"" + setup_.name + "\" leaves out the message " + message.id + ", which " +
-               setup_.host + " has refused for a day, with status " + std::to_string(status));
+    setup_.say(LogLevel::kWarning, "",
+               "webhook \"" + setup_.name + "\" leaves out the message " + message.id + ", which " +
+                   setup_.host + " has refused for a day, with status " + std::to_string(status));
     stream.pauses.succeed();
     stream.messages->arrived();
     ++stand_.left_out;
@@ -158,7 +159,8 @@ void Webhook::look_at_faults() {
     const std::string fault = fault_now();
     if (fault == stand_.fault) return;
     const std::string who = "webhook \"" + setup_.name + "\": ";
-    setup_.say(who + (fault.empty() ? setup_.host + " takes messages again" : fault));
+    setup_.say(fault.empty() ? LogLevel::kNews : LogLevel::kWarning, "",
+               who + (fault.empty() ? setup_.host + " takes messages again" : fault));
     if (stand_.fault.empty()) stand_.since_us = utc_now_us();
     stand_.fault = fault;
     keep_stand();

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/base/log_lines.h"
 #include "host/net/http_post.h"
 #include "host/publish/webhook_pauses.h"
 #include "host/publish/webhook_streams.h"
@@ -43,7 +44,7 @@ struct WebhookSetup {
     std::set<std::string> kinds;  // of events; empty: all
     std::string service_database;
     // One sentence when something begins or ends to be wrong; on the webhook's thread.
-    std::function<void(const std::string&)> say;
+    Say say;
     std::vector<std::chrono::milliseconds> pauses = WebhookPauses::usual();
     std::chrono::milliseconds refusals = std::chrono::hours(24);  // before one is left out
 };

@@ -69,7 +69,7 @@ struct AreaWatch::Look {
     std::int64_t minute = 0;             // of the last time; a reset comes without an event
 };
 
-AreaWatch::AreaWatch(const ServiceFile& file, std::function<void(const std::string&)> say)
+AreaWatch::AreaWatch(const ServiceFile& file, Say say)
     : say_(std::move(say)), file_(file), ticker_(kEach, [this] { work(); }) {}
 
 AreaWatch::~AreaWatch() = default;
@@ -101,7 +101,8 @@ void AreaWatch::work() {
         complaint_.clear();
     } catch (const std::exception& fault) {
         const std::string complaint = std::string("cannot follow the areas: ") + fault.what();
-        if (complaint != std::exchange(complaint_, complaint)) say_(complaint);
+        if (complaint != std::exchange(complaint_, complaint))
+            say_(LogLevel::kWarning, "", complaint);
     }
 }
 
@@ -128,7 +129,10 @@ void AreaWatch::open_writer() {
     StoreWriterSetup setup;
     setup.store.path = path;
     setup.store.device = kPlaceDevice;
-    setup.told = [this](const HealthNote& note) { say_("areas: " + note.text); };
+    setup.told = [this](const HealthNote& note) {
+        say_(note.level == HealthLevel::kOk ? LogLevel::kNews : LogLevel::kWarning, "",
+             "areas: " + note.text);
+    };
     writer_ = std::make_unique<StoreWriter>(std::move(setup));
 }
 
@@ -163,8 +167,9 @@ void AreaWatch::reset_at(const std::string& name, std::int64_t now_us) {
     batch.events.push_back(reset_event(*area, balance, now_us));
     writer_->add(std::move(batch));
     resets_[name] = now_us;
-    say_("area \"" + name + "\" is set to nobody inside, on request; its balance was " +
-         std::to_string(balance));
+    say_(LogLevel::kNews, "",
+         "area \"" + name + "\" is set to nobody inside, on request; its balance was " +
+             std::to_string(balance));
 }
 
 void AreaWatch::look_at(const Area& area, std::int64_t now_us) {
@@ -175,7 +180,7 @@ void AreaWatch::look_at(const Area& area, std::int64_t now_us) {
     Batch batch;
     batch.events.push_back(capacity_event(area, inside, full, now_us));
     writer_->add(std::move(batch));
-    say_(capacity_text(area, inside, full));
+    say_(LogLevel::kNews, "", capacity_text(area, inside, full));
 }
 
 }  // namespace host

@@ -3,7 +3,6 @@
 // cameras are looked at together, as they are committed.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/log_lines.h"
 #include "host/net/ticker.h"
 #include "host/settings/service_file.h"
 #include "host/store/store_writer.h"
@@ -22,7 +22,7 @@ class AreaWatch {
   public:
     // Looks twice a second at what was committed; whoever fills an area for less may be missed.
     // `say` is told what goes wrong and when an area is full, on threads of its own.
-    AreaWatch(const ServiceFile& file, std::function<void(const std::string&)> say);
+    AreaWatch(const ServiceFile& file, Say say);
     ~AreaWatch();
     AreaWatch(const AreaWatch&) = delete;
     AreaWatch& operator=(const AreaWatch&) = delete;
@@ -45,7 +45,7 @@ class AreaWatch {
     bool is_written(const std::string& area, std::int64_t time_us) const;
     void reset_at(const std::string& name, std::int64_t now_us);
 
-    const std::function<void(const std::string&)> say_;
+    const Say say_;
     std::mutex mutex_;
     ServiceFile file_;
     bool changed_ = false;

@@ -160,6 +160,25 @@ HealthLevel parse_health_level(const std::string& json) {
     throw std::runtime_error("what answers there is not this program's service");
 }
 
+std::string health_sentence(const ServiceHealth& health) {
+    std::vector<HealthNote> faults = health.faults;
+    for (const CameraState& camera : health.cameras) {
+        for (HealthNote fault : camera.faults) {
+            fault.text = camera.name + ": " + fault.text;
+            faults.push_back(std::move(fault));
+        }
+    }
+    const std::string cameras = std::to_string(health.cameras.size()) +
+                                (health.cameras.size() == 1 ? " camera" : " cameras");
+    if (faults.empty()) return "ok, with " + cameras;
+    const auto worst = std::max_element(
+        faults.begin(), faults.end(),
+        [](const HealthNote& one, const HealthNote& other) { return one.level < other.level; });
+    const std::size_t more = faults.size() - 1;
+    return std::string(health_level_name(worst->level)) + ": " + visible(worst->text) +
+           (more > 0 ? "; and " + std::to_string(more) + " more" : "");
+}
+
 std::string health_text(const ServiceHealth& health) {
     std::string text = std::string(health_level_name(health.level())) + "\n";
     for (const CameraState& camera : health.cameras) {

@@ -48,6 +48,8 @@ std::string health_json(const ServiceHealth& health);
 std::string health_level_json(HealthLevel level);
 // Reads it. Throws std::runtime_error for anything else.
 HealthLevel parse_health_level(const std::string& json);
+// One sentence: the level, and the worst fault.
+std::string health_sentence(const ServiceHealth& health);
 // A line for each camera and each fault, for people; times are UTC.
 std::string health_text(const ServiceHealth& health);
 

@@ -52,8 +52,7 @@ struct MqttTask::Device {
     StoreReaders stores;  // of the camera; of the place's device all
 };
 
-MqttTask::MqttTask(LivePlace& place,
-                   std::function<void(const std::string&, const std::string&)> say)
+MqttTask::MqttTask(LivePlace& place, Say say)
     : place_(place),
       say_(std::move(say)),
       thread_([this](const std::stop_token& stop) { run(stop); }) {}
@@ -91,7 +90,7 @@ void MqttTask::attempt(const std::string& device, const std::function<void()>& w
     } catch (const std::exception& fault) {
         const std::string complaint = std::string("cannot publish: ") + fault.what();
         if (complaint != std::exchange(complaints_[device], complaint))
-            say_(device == kPlaceDevice ? "" : device, complaint);
+            say_(LogLevel::kWarning, device == kPlaceDevice ? "" : device, complaint);
     }
 }
 
@@ -126,8 +125,8 @@ void MqttTask::add_device(const std::string& name, const MqttSettings& broker) {
     setup.database = database_of(*file_, name);
     setup.time_zone = file_->time_zone.value;
     setup.home_assistant = file_->mqtt->home_assistant;
-    setup.say = [this, name, place](const std::string& sentence) {
-        say_(place ? "" : name, sentence);
+    setup.say = [this, name, place](LogLevel level, const std::string& sentence) {
+        say_(level, place ? "" : name, sentence);
     };
     setup.wake = [this] { wake(); };
     if (place && file_->mqtt->allow_reset)
@@ -158,7 +157,7 @@ MqttDeviceNow MqttTask::now_of(Device& device) const {
     if (!device.figures) return now;
     DiscoveredDevice described{file_->place, device.name, page_of(*file_), {}, {}, {}, false};
     for (const LineFigures& line : device.figures->lines)
-        described.lines.push_back(line.name);
+        described.lines.push_back({line.name, line.directions});
     for (const RegionFigures& region : device.figures->regions)
         described.regions.push_back(region.name);
     for (MqttState& state : region_states(topics, *device.figures))

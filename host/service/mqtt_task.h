@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "host/base/log_lines.h"
 #include "host/publish/mqtt_device.h"
 #include "host/service/live_place.h"
 
@@ -19,8 +20,7 @@ class MqttTask {
   public:
     // Follows the place's file, which may have no broker. `say` is told when connections come and
     // go and what is wrong, on any thread. Both must outlive it.
-    MqttTask(LivePlace& place,
-             std::function<void(const std::string& camera, const std::string& sentence)> say);
+    MqttTask(LivePlace& place, Say say);
     ~MqttTask();
     MqttTask(const MqttTask&) = delete;
     MqttTask& operator=(const MqttTask&) = delete;
@@ -38,7 +38,7 @@ class MqttTask {
     void wake();
 
     LivePlace& place_;
-    const std::function<void(const std::string&, const std::string&)> say_;
+    const Say say_;
 
     std::mutex mutex_;
     std::condition_variable_any changed_;

@@ -17,7 +17,7 @@ constexpr std::chrono::hours kEach{1};
 
 }  // namespace
 
-RetentionTask::RetentionTask(const ServiceFile& file, std::function<void(const std::string&)> say)
+RetentionTask::RetentionTask(const ServiceFile& file, Say say)
     : say_(std::move(say)), file_(file), ticker_(kEach, [this] { work(); }) {}
 
 void RetentionTask::change(const ServiceFile& file) {
@@ -41,11 +41,12 @@ void RetentionTask::prune_one(const std::string& database, const Retention& keep
     if (!std::filesystem::exists(database, error)) return;
     try {
         for (const std::string& lost : prune(database, keep, utc_now_us()).lost)
-            say_(lost);
+            say_(LogLevel::kWarning, "", lost);
     } catch (const StoreError& fault) {
         const std::string complaint =
             "cannot remove old records of \"" + database + "\": " + fault.what();
-        if (complaint != std::exchange(complaint_, complaint)) say_(complaint);
+        if (complaint != std::exchange(complaint_, complaint))
+            say_(LogLevel::kWarning, "", complaint);
     }
 }
 

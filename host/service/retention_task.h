@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "host/base/log_lines.h"
 #include "host/net/ticker.h"
 #include "host/settings/service_file.h"
 
@@ -15,7 +16,7 @@ class RetentionTask {
   public:
     // Removes what is too old, at once and each hour. `say` is told what subscribers have lost by
     // it and what went wrong, on the task's own thread.
-    RetentionTask(const ServiceFile& file, std::function<void(const std::string&)> say);
+    RetentionTask(const ServiceFile& file, Say say);
 
     // From the next time on.
     void change(const ServiceFile& file);
@@ -24,7 +25,7 @@ class RetentionTask {
     void work();
     void prune_one(const std::string& database, const Retention& keep);
 
-    const std::function<void(const std::string&)> say_;
+    const Say say_;
     std::mutex mutex_;
     ServiceFile file_;
     std::string complaint_;  // the last one, which is said once; the thread's own

@@ -28,14 +28,15 @@ constexpr std::int64_t kSceneDelay_ms = 3000;
 
 }  // namespace
 
-Supervisor::Supervisor(LivePlace& place, LivePictures& pictures, Say say)
+Supervisor::Supervisor(LivePlace& place, LivePictures& pictures, ServiceManager& manager, Say say)
     : place_(place),
       pictures_(pictures),
+      manager_(manager),
       file_(*place.file()),
       say_(std::move(say)),
       file_watch_(file_.path),
-      retention_(file_, [this](const std::string& sentence) { say_("", sentence); }),
-      areas_(file_, [this](const std::string& sentence) { say_("", sentence); }) {
+      retention_(file_, say_),
+      areas_(file_, say_) {
     for (const ServiceCamera& camera : file_.cameras)
         cameras_.push_back(std::make_unique<Camera>(camera));
     start_broker();
@@ -46,7 +47,13 @@ Supervisor::~Supervisor() {
 }
 
 void Supervisor::run(const std::atomic<bool>& stop, std::atomic<bool>& reload) {
+    bool ready = false;
     while (!stop && !all_at_end()) {
+        manager_.alive();
+        if (!ready && all_have_told()) {
+            ready = true;
+            manager_.ready();
+        }
         const auto now = CameraWatch::Clock::now();
         const bool asked = reload.exchange(false);
         if (asked || now >= next_look_) {
@@ -63,6 +70,7 @@ void Supervisor::run(const std::atomic<bool>& stop, std::atomic<bool>& reload) {
         std::erase_if(cameras_,
                       [](const auto& camera) { return camera->leaves && !camera->process; });
     }
+    manager_.stopping();
     end_all();
 }
 
@@ -88,9 +96,10 @@ void Supervisor::read_file() {
         }
         check_service(next);
         take_over(std::move(next));
-        say_("", "has taken over \"" + file_.path + "\"");
+        say_(LogLevel::kNews, "", "has taken over \"" + file_.path + "\"");
     } catch (const InputError& error) {
-        say_("", std::string(error.what()) + "; what was set before stays in force");
+        say_(LogLevel::kWarning, "",
+             std::string(error.what()) + "; what was set before stays in force");
     }
 }
 
@@ -144,6 +153,11 @@ bool Supervisor::all_at_end() const {
                        [](const auto& camera) { return camera->at_end; });
 }
 
+bool Supervisor::all_have_told() const {
+    return std::all_of(cameras_.begin(), cameras_.end(),
+                       [](const auto& camera) { return camera->told; });
+}
+
 void Supervisor::start(Camera& camera) {
     try {
         const auto [ours, theirs] = MessageSocket::open_pair();
@@ -157,7 +171,8 @@ void Supervisor::start(Camera& camera) {
     } catch (const std::runtime_error& error) {
         camera.socket.reset();
         camera.start_at = camera.watch.end(CameraWatch::Clock::now());
-        say_(camera.what.name, error.what());
+        camera.told = true;
+        say_(LogLevel::kError, camera.what.name, error.what());
         return;
     }
     camera.watch.begin(CameraWatch::Clock::now());
@@ -218,7 +233,7 @@ void Supervisor::hear(Camera& camera) {
     for (const std::string& line : camera.process->read_lines()) {
         // What happens again and again, such as a camera that is not there, is said once.
         if (line.empty() || line == std::exchange(camera.complaint, line)) continue;
-        say_(camera.what.name, line);
+        say_(LogLevel::kWarning, camera.what.name, line);
     }
     for (const SocketMessage& received : camera.socket->receive())
         if (const auto message = camera_message(received.text)) hear_message(camera, *message);
@@ -228,14 +243,16 @@ void Supervisor::hear(Camera& camera) {
 void Supervisor::hear_message(Camera& camera, const CameraMessage& message) {
     if (const auto* beat = std::get_if<CameraBeat>(&message)) {
         if (beat->counting && !camera.watch.last().counting) {
-            say_(camera.what.name, "counts");
+            say_(LogLevel::kNews, camera.what.name, "counts");
             // The process has noted why the one before ended.
             camera.ended_us = 0;
             camera.ended_why.clear();
         }
         camera.watch.hear(*beat, CameraWatch::Clock::now());
+        camera.told = true;
     } else if (const auto* settings = std::get_if<CameraSettings>(&message)) {
-        say_(camera.what.name, settings->text);
+        say_(settings->refused ? LogLevel::kWarning : LogLevel::kNews, camera.what.name,
+             settings->text);
     }
     if (!camera.leaves) place_.hear(camera.what.name, message);
 }
@@ -243,6 +260,7 @@ void Supervisor::hear_message(Camera& camera, const CameraMessage& message) {
 void Supervisor::note_end(Camera& camera, int status) {
     camera.process.reset();
     camera.socket.reset();
+    camera.told = true;
     pictures_.disconnect(camera.what.name);
     if (!camera.leaves) place_.ended(camera.what.name, CameraStand::kOffline);
     const bool asked_itself = WIFEXITED(status) && WEXITSTATUS(status) == kExitRestart;
@@ -254,7 +272,7 @@ void Supervisor::note_end(Camera& camera, int status) {
     if (WIFEXITED(status) && WEXITSTATUS(status) == kExitOk) {
         camera.at_end = true;
         place_.ended(camera.what.name, CameraStand::kStopped);
-        say_(camera.what.name, "has come to the end of its recording");
+        say_(LogLevel::kNews, camera.what.name, "has come to the end of its recording");
         return;
     }
     camera.start_at = next;
@@ -262,7 +280,7 @@ void Supervisor::note_end(Camera& camera, int status) {
     if (why.empty()) why = "ended with " + end_text(status);
     why = "the camera's process " + why;
     const auto pause = std::chrono::round<std::chrono::seconds>(next - CameraWatch::Clock::now());
-    say_(camera.what.name,
+    say_(LogLevel::kError, camera.what.name,
          why + "; it is started again in " + std::to_string(pause.count()) + " s");
     if (camera.ended_us != 0) return;
     camera.ended_us = utc_now_us();

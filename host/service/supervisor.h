@@ -12,9 +12,11 @@
 #include <vector>
 
 #include "host/base/file_stamp.h"
+#include "host/base/log_lines.h"
 #include "host/net/broker_process.h"
 #include "host/net/child_process.h"
 #include "host/net/message_socket.h"
+#include "host/net/service_manager.h"
 #include "host/service/area_watch.h"
 #include "host/service/camera_message.h"
 #include "host/service/camera_watch.h"
@@ -27,12 +29,10 @@ namespace host {
 
 class Supervisor {
   public:
-    // One sentence about a camera, or about the place when `camera` is empty.
-    using Say = std::function<void(const std::string& camera, const std::string& sentence)>;
-
-    // Runs the cameras of the place's file; the place is told what becomes of them, and the
-    // pictures are connected with them. Both outlive this.
-    Supervisor(LivePlace& place, LivePictures& pictures, Say say);
+    // Runs the cameras of the place's file; the place is told what becomes of them, the pictures
+    // are connected with them, and the manager hears when each has told of itself once, whether it
+    // counts or not, and that the loop turns. All outlive this.
+    Supervisor(LivePlace& place, LivePictures& pictures, ServiceManager& manager, Say say);
     ~Supervisor();
     Supervisor(const Supervisor&) = delete;
     Supervisor& operator=(const Supervisor&) = delete;
@@ -56,6 +56,7 @@ class Supervisor {
         std::int64_t ended_us = 0;  // since when it does not count; 0 while it does
         std::string ended_why;
         std::string complaint;       // its last one, which is said once
+        bool told = false;           // of itself, or ended before
         bool at_end = false;         // of its recording
         bool leaves = false;         // the place has it no more
         bool restarts = false;       // with another source
@@ -78,9 +79,11 @@ class Supervisor {
     void note_end(Camera& camera, int status);
     void end_all();
     bool all_at_end() const;
+    bool all_have_told() const;
 
     LivePlace& place_;
     LivePictures& pictures_;
+    ServiceManager& manager_;
     ServiceFile file_;
     const Say say_;
     FileWatch file_watch_;

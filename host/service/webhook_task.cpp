@@ -33,7 +33,7 @@ std::string settings_of(const ServiceFile& file, const WebhookOptions& options,
 
 }  // namespace
 
-WebhookTask::WebhookTask(LivePlace& place, std::function<void(const std::string&)> say)
+WebhookTask::WebhookTask(LivePlace& place, Say say)
     : place_(place), say_(std::move(say)), ticker_(kLook, [this] { work(); }) {}
 
 void WebhookTask::work() {
@@ -103,7 +103,7 @@ void WebhookTask::forget_others(const ServiceFile& file) {
 void WebhookTask::complain(const ServiceFile& file, const WebhookOptions& options,
                            const std::string& why) {
     if (why == std::exchange(complaints_[options.name], why)) return;
-    say_("webhook \"" + options.name + "\" is not sent: " + why);
+    say_(LogLevel::kWarning, "", "webhook \"" + options.name + "\" is not sent: " + why);
     if (running_[options.name]) return;
     try {
         const WebhookBook book(service_database(file));

@@ -16,7 +16,7 @@ class WebhookTask {
   public:
     // Follows the place's file, and the files of secrets. `say` is told what is wrong, on any
     // thread. Both must outlive it.
-    WebhookTask(LivePlace& place, std::function<void(const std::string& sentence)> say);
+    WebhookTask(LivePlace& place, Say say);
     WebhookTask(const WebhookTask&) = delete;
     WebhookTask& operator=(const WebhookTask&) = delete;
 
@@ -27,7 +27,7 @@ class WebhookTask {
     void complain(const ServiceFile& file, const WebhookOptions& options, const std::string& why);
 
     LivePlace& place_;
-    const std::function<void(const std::string&)> say_;
+    const Say say_;
     std::shared_ptr<const ServiceFile> file_;
     std::map<std::string, std::unique_ptr<Webhook>> running_;
     std::map<std::string, std::string> complaints_;  // the last one of each, said once

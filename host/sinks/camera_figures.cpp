@@ -23,6 +23,7 @@ constexpr const char* kLines = "lines";
 constexpr const char* kRegions = "regions";
 constexpr const char* kName = "name";
 constexpr const char* kSuppressed = "suppressed";
+constexpr const char* kDirections = "directions";
 constexpr const char* kPeople = "people";
 constexpr const char* kLongest = "longest_stay_ms";
 constexpr const char* kStays = "stays";
@@ -42,10 +43,12 @@ void read_histogram(const Json& json, Histogram& histogram) {
 }
 
 LineFigures line_figures(const Json& json) {
-    LineFigures line{json.at(kName), {}};
+    LineFigures line;
+    json.at(kName).get_to(line.name);
     const Json& counts = json.at(kSuppressed);
     for (std::size_t i = 0; i < line.suppressed.size(); ++i)
         counts.at(i).get_to(line.suppressed[i]);
+    json.at(kDirections).get_to(line.directions);
     return line;
 }
 
@@ -67,7 +70,8 @@ void Histogram::add(double value_s) {
 std::string to_json(const CameraFigures& figures) {
     Json lines = Json::array();
     for (const LineFigures& line : figures.lines)
-        lines.push_back({{kName, line.name}, {kSuppressed, line.suppressed}});
+        lines.push_back(
+            {{kName, line.name}, {kSuppressed, line.suppressed}, {kDirections, line.directions}});
     Json regions = Json::array();
     for (const RegionFigures& region : figures.regions) {
         regions.push_back({{kName, region.name},

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host/base/counting_places.h"
+
 namespace host {
 
 // Seconds; a frame interval is 0.033 to 0.067.
@@ -44,7 +46,8 @@ inline constexpr std::array kSuppressionNames{"turned_back", "same_side", "went_
 
 struct LineFigures {
     std::string name;
-    std::array<std::int64_t, kSuppressionNames.size()> suppressed{};  // by Suppression
+    std::array<std::int64_t, kSuppressionNames.size()> suppressed{};    // by Suppression
+    std::array<std::string, 2> directions = CountingLine{}.directions;  // what 1 and 2 are called
 };
 
 struct RegionFigures {

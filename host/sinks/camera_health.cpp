@@ -93,6 +93,8 @@ void CameraHealth::change(const std::vector<CountingLine>& lines,
                           const std::vector<CountingRegion>& regions) {
     const std::lock_guard lock(mutex_);
     figures_.lines = renamed(figures_.lines, lines);
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        figures_.lines[i].directions = lines[i].directions;
     figures_.regions = renamed(figures_.regions, regions);
 }
 

@@ -13,6 +13,7 @@ root=$work/root
 version=$(sed -n 's/^project(vca VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
 library=$packages/libvca1_${version}_$arch.deb
 runtime=$packages/vca_${version}_$arch.deb
+service=$packages/vca-service_${version}_$arch.deb
 development=$packages/vca-dev_${version}_$arch.deb
 
 compiler=g++ readelf=readelf toolchain=() emulate=() emulate_program=()
@@ -42,14 +43,14 @@ check_files() { # PACKAGE LIST
     diff "$work/wanted" "$work/got" >&2 || fail "$1 does not hold the files of $2"
     dpkg-deb --fsys-tarfile "$1" | tar -t -v --numeric-owner | awk '
         $2 != "0/0" { print "owner: " $0; bad = 1 }
-        /^d/ && $1 != "drwxr-xr-x" { print "mode: " $0; bad = 1 }
+        /^d/ && $1 != ($6 ~ /\/credentials\/$/ ? "drwx------" : "drwxr-xr-x") { print "mode: " $0; bad = 1 }
         /^-/ && $1 != ($6 ~ /^\.\/usr\/bin\// ? "-rwxr-xr-x" : "-rw-r--r--") { print "mode: " $0; bad = 1 }
         END { exit bad }' >&2 || fail "owner or mode in $1"
 }
 
 check_control() {
     local package
-    for package in "$library" "$runtime" "$development"; do
+    for package in "$library" "$runtime" "$service" "$development"; do
         expect "version of $package" "$(field "$package" Version)" "$version"
         expect "architecture of $package" "$(field "$package" Architecture)" "$arch"
         field "$package" Maintainer | grep -q '^.* <.*@.*>$' || fail "maintainer of $package"
@@ -57,6 +58,8 @@ check_control() {
     done
     expect "name" "$(field "$library" Package)" libvca1
     expect "name" "$(field "$runtime" Package)" vca
+    expect "name" "$(field "$service" Package)" vca-service
+    expect "dependency of vca-service" "$(field "$service" Depends)" "vca (= $version), systemd"
     expect "name" "$(field "$development" Package)" vca-dev
     expect "dependency of vca-dev" "$(field "$development" Depends)" "libvca1 (= $version)"
     mkdir "$work/control"
@@ -67,6 +70,10 @@ check_control() {
     mkdir "$work/control-vca"
     dpkg-deb --control "$runtime" "$work/control-vca"
     expect "control files" "$(cd "$work/control-vca" && echo *)" "control md5sums"
+    mkdir "$work/control-service"
+    dpkg-deb --control "$service" "$work/control-service"
+    expect "control files" "$(cd "$work/control-service" && echo *)" \
+        "control md5sums postinst postrm prerm"
 }
 
 needed() { "$readelf" -d "$@" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | sort -u; }
@@ -107,13 +114,21 @@ check_programs() {
     fi
 }
 
+# In a root that holds no shell the scripts of the service run outside of it, and know it.
+run_dpkg() { # WHAT ARGUMENTS...
+    local what=$1
+    shift
+    dpkg --root="$root" --force-depends --force-architecture --force-script-chrootless "$@" \
+        >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2 && fail "$what"; }
+}
+
 # Only root may unpack with dpkg itself; the other way shows the files, but not the removal.
 install_packages() {
     mkdir -p "$root/var/lib/dpkg"
     if [ "$(id -u)" = 0 ]; then
-        dpkg --root="$root" --force-depends --force-architecture --install "$library" "$runtime" "$development" \
-            >"$work/dpkg.log" 2>&1 || { cat "$work/dpkg.log" >&2 && fail "installation"; }
+        run_dpkg installation --install "$library" "$runtime" "$service" "$development"
     else
+        dpkg-deb --extract "$service" "$root"
         dpkg-deb --extract "$library" "$root"
         dpkg-deb --extract "$runtime" "$root"
         dpkg-deb --extract "$development" "$root"
@@ -125,9 +140,41 @@ remove_packages() {
         echo "not root: removal is left out"
         return
     fi
-    dpkg --root="$root" --force-architecture --purge vca-dev vca libvca1 >"$work/dpkg.log" 2>&1 ||
-        { cat "$work/dpkg.log" >&2 && fail "removal"; }
+    check_kept
+    run_dpkg removal --purge vca-dev vca libvca1
+    rm -r "$root/etc"
     expect "what removal leaves" "$(cd "$root" && find . -mindepth 1 -path ./var -prune -o -print)" ""
+}
+
+# A later version of a package, otherwise the same.
+later() { # PACKAGE
+    dpkg-deb --raw-extract "$1" "$work/later"
+    sed -i "s/^Version: .*/Version: $version+later/; s/(= $version)/(= $version+later)/" \
+        "$work/later/DEBIAN/control"
+    dpkg-deb --root-owner-group --build "$work/later" "$work/later.deb" >/dev/null
+    rm -r "$work/later"
+}
+
+# What is counted, and what somebody has set, stays through upgrade, removal and purge.
+check_kept() {
+    local file files=(etc/vca/vca.toml etc/vca/credentials/mqtt
+        var/lib/private/vca/store/door.db var/lib/private/vca/cameras/door.toml)
+    for file in "${files[@]}"; do
+        mkdir -p "$(dirname "$root/$file")"
+        echo "of $file" >"$root/$file"
+    done
+    ln -s private/vca "$root/var/lib/vca"
+    later "$service"
+    run_dpkg upgrade --install "$work/later.deb"
+    expect "version after the upgrade" \
+        "$(dpkg-query --root="$root" --show --showformat='${Version}' vca-service)" "$version+later"
+    run_dpkg removal --remove vca-service
+    [ ! -e "$root/usr/lib/systemd/system/vca.service" ] || fail "the unit is still there"
+    run_dpkg purge --purge vca-service
+    grep -q 'what was counted stays in /var/lib/vca' "$work/dpkg.log" || fail "purge says nothing"
+    for file in "${files[@]}"; do
+        expect "what is kept" "$(cat "$root/$file")" "of $file"
+    done
 }
 
 check_example() { # PROGRAM
@@ -167,6 +214,7 @@ check_program() {
 check_control
 check_files "$library" "$here/libvca1.files"
 check_files "$runtime" "$here/vca.files"
+check_files "$service" "$here/vca-service.files"
 check_files "$development" "$here/vca-dev.files"
 install_packages
 check_dependencies "$library" "$root/usr/$libdir/libvca.so.1"

@@ -29,7 +29,9 @@ namespace test {
 
 class OwnBroker {
   public:
-    explicit OwnBroker(std::filesystem::path folder, bool tls = false)
+    enum class Tls { kNone, kOwn, kBoth };  // who shows a certificate
+
+    explicit OwnBroker(std::filesystem::path folder, Tls tls = Tls::kNone)
         : folder_(std::move(folder)),
           port_(host::free_loopback_port()),
           reading_port_(host::free_loopback_port()) {
@@ -41,12 +43,15 @@ class OwnBroker {
              << "listener " << reading_port_ << " 127.0.0.1\nallow_anonymous true\n"
              << "listener " << port_ << " 127.0.0.1\npassword_file " << (folder_ / "pw").string()
              << "\n";
-        if (tls) {
+        if (tls != Tls::kNone) {
             make_certificate("broker");
             make_certificate("other");
+            make_certificate("client");
             file << "certfile " << certificate() << "\nkeyfile "
                  << (folder_ / "broker.key").string() << "\n";
         }
+        if (tls == Tls::kBoth)
+            file << "cafile " << path("client.pem") << "\nrequire_certificate true\n";
         std::ofstream(folder_ / "pw").close();
     }
     ~OwnBroker() { end(SIGKILL); }
@@ -55,8 +60,13 @@ class OwnBroker {
 
     int port() const { return port_; }
     int reading_port() const { return reading_port_; }
-    std::string certificate() const { return (folder_ / "broker.pem").string(); }
-    std::string other_certificate() const { return (folder_ / "other.pem").string(); }
+    std::string certificate() const { return path("broker.pem"); }
+    std::string other_certificate() const { return path("other.pem"); }
+    // The keys by which a client shows one: that which the broker trusts, or another.
+    std::string client_certificate(const std::string& name = "client") const {
+        return "certificate = \"" + path(name + ".pem") + "\"\nkey = \"" + path(name + ".key") +
+               "\"\n";
+    }
 
     // Nobody knows the password until then.
     void admit(const std::string& user, const std::string& password) {
@@ -89,6 +99,7 @@ class OwnBroker {
     }
 
   private:
+    std::string path(const std::string& name) const { return (folder_ / name).string(); }
     static void run(const std::string& command) {
         EXPECT_EQ(std::system((command + " >/dev/null 2>&1").c_str()), 0) << command;
     }

@@ -1,10 +1,12 @@
 // What a service publishes to a real broker, whatever happens to either.
+#include <algorithm>
 #include <chrono>
 #include <set>
 #include <thread>
 
 #include "host/base/utc.h"
 #include "host/store/store.h"
+#include "tests/scenario/ack_proxy.h"
 #include "tests/scenario/own_broker.h"
 #include "tests/scenario/service_fixture.h"
 
@@ -24,14 +26,14 @@ class Publish : public test::Service {
         if (service_ > 0) stop();
     }
 
-    void place(const std::string& more = "") {
+    void place(const std::string& more = "", int port = 0) {
         std::filesystem::create_directories(work_ / "cameras");
         std::filesystem::create_directories(work_ / "store");
         write("vca.toml",
               "place = \"shop\"\ntime_zone = \"UTC\"\n[[camera]]\nname = \"door\"\n"
               "scene = \"doorway\"\n[[area]]\nname = \"hall\"\n[[entrance]]\ncamera = \"door\"\n"
               "line = \"door\"\n[mqtt]\nport = " +
-                  std::to_string(broker_->port()) +
+                  std::to_string(port != 0 ? port : broker_->port()) +
                   "\nuser = \"counter\"\npassword_file = \"pw.txt\"\n" + more);
         write("cameras/door.toml", std::string(kDoor) + kSecond);
         write("pw.txt", "not-to-be-shown\n");
@@ -173,8 +175,11 @@ TEST_F(Publish, HowThingsStandAndWhatHomeAssistantHears) {
                                     "places ON places.id = place WHERE name = 'door' AND "
                                     "direction = 1");
     }));
-    // A line that is taken away.
-    write("cameras/door.toml", kDoor);
+    // A line that is taken away, and one whose directions get names.
+    write("cameras/door.toml", std::string(kDoor) + "directions = [\"hinein\", \"hinaus\"]\n");
+    EXPECT_TRUE(eventually([&] { return config()["cmps"]["door_in"]["name"] == "Door hinein"; }))
+        << config();
+    EXPECT_EQ(reader_->last(base + "line/door")["names"]["out"], "hinaus");
     ASSERT_TRUE(eventually([&] {
         return config()["cmps"]["inner_out"] == Json{{"p", "sensor"}};
     })) << config();
@@ -206,13 +211,16 @@ TEST_F(Publish, AnAreaIsResetWhereThatIsPermitted) {
     EXPECT_THAT(err(), HasSubstr("area \"hall\" is set to nobody inside, on request"));
     const Json told = hall();
     const auto number_of = [&told](const char* key) { return told[key].get<std::int64_t>(); };
+    const Json counts = Json::parse(vca("counts --config vca.toml --inside --format json").out);
+    EXPECT_EQ(counts[0]["area"], "hall");
+    EXPECT_EQ(counts[0]["removed"], number_of("removed")) << counts;
     EXPECT_EQ(number_of("inside"),
               std::max<std::int64_t>(0, number_of("in") - number_of("out") - number_of("removed")));
     EXPECT_EQ(stop(), 0);
 }
 
 TEST_F(Publish, EncryptsAndTrustsOnlyItsBroker) {
-    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", true);
+    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", test::OwnBroker::Tls::kOwn);
     place("tls = true\nca_file = \"" + broker_->other_certificate() + "\"\n");
     count(100);
     open_broker();
@@ -226,8 +234,59 @@ TEST_F(Publish, EncryptsAndTrustsOnlyItsBroker) {
     EXPECT_EQ(stop(), 0);
 }
 
+TEST_F(Publish, ShowsItsCertificateToABrokerThatWantsOne) {
+    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", test::OwnBroker::Tls::kBoth);
+    const std::string tls = "tls = true\nca_file = \"" + broker_->certificate() + "\"\n";
+    place(tls);
+    count(100);
+    open_broker();
+    admit();
+    start();
+    const auto refusals = [&] {
+        const std::string log = err();
+        int found = 0;
+        for (std::size_t at = 0;
+             (at = log.find("no connection to the broker", at)) != std::string::npos; ++at)
+            ++found;
+        return found;
+    };
+    ASSERT_TRUE(eventually([&] { return refusals() > 0; })) << err();
+    EXPECT_TRUE(reader_->events().empty()) << "it has shown none";
+    const int before = refusals();
+    place(tls + broker_->client_certificate("other"));
+    ASSERT_TRUE(eventually([&] { return refusals() > before; })) << err();
+    EXPECT_TRUE(reader_->events().empty()) << "one that nobody trusts";
+    place(tls + broker_->client_certificate());
+    expect_all(100);
+    EXPECT_EQ(stop(), 0);
+}
+
+// It has the first events, has told others of them, and dies before the service knows it.
+TEST_F(Publish, ABrokerThatIsKilledBeforeItsConfirmationsArriveMissesNothing) {
+    test::AckProxy proxy(broker_->port());
+    place("", proxy.port());
+    count(500);
+    open_broker();
+    admit();
+    proxy.lose(true);
+    start();
+    ASSERT_TRUE(eventually([&] { return reader_->events().size() >= 20; })) << err();
+    ASSERT_TRUE(eventually([&] { return proxy.lost() >= 20; }));
+    EXPECT_EQ(number("door", "SELECT max(sequence) FROM cursors"), 0) << "nothing is confirmed";
+    broker_->end(SIGKILL);
+    proxy.lose(false);
+    broker_->start();
+    ASSERT_TRUE(eventually([&] { return reader_->connected(); }));
+    expect_all(counted());
+    const auto events = reader_->events();
+    EXPECT_EQ(std::count(events.begin(), events.end(), 1), 2) << "sent again, with its number";
+    ASSERT_TRUE(
+        eventually([&] { return number("door", "SELECT max(sequence) FROM cursors") >= 500; }));
+    EXPECT_EQ(stop(), 0);
+}
+
 TEST_F(Publish, ADeviceOfASiteLogsInAndEncrypts) {
-    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", true);
+    broker_ = std::make_unique<test::OwnBroker>(work_ / "broker", test::OwnBroker::Tls::kOwn);
     open_broker();
     std::string site = test::read_file(std::filesystem::path(VCA_EXAMPLES) / "hall.toml");
     const std::size_t port = site.find("port = 1883");

@@ -21,7 +21,7 @@ using ::testing::ElementsAre;
 const MqttTopics kEntrance("site", "entrance", MqttRole::kCamera);
 
 DiscoveredDevice entrance() {
-    return {"site", "entrance", "http://host:8080/", {"door"}, {"till"}, {}, false};
+    return {"site", "entrance", "http://host:8080/", {{"door"}}, {"till"}, {}, false};
 }
 
 json parsed(const DiscoveredDevice& device, const std::string& before = "") {
@@ -56,6 +56,18 @@ TEST(HomeAssistant, HearsWhatACameraHas) {
     EXPECT_EQ(parsed(entrance()), expected);
 }
 
+TEST(HomeAssistant, ShowsWhatDirectionsAreCalledAndKnowsThemByTheSameName) {
+    const json before = parsed(entrance());
+    DiscoveredDevice device = entrance();
+    device.lines = {{"door", {"towards the \"bar\"", "home"}}};
+    json told = parsed(device, before.dump());
+    EXPECT_EQ(told["cmps"]["door_in"]["name"], "Door towards the \"bar\"");
+    EXPECT_EQ(told["cmps"]["door_out"]["name"], "Door home");
+    told["cmps"]["door_in"]["name"] = "Door in";
+    told["cmps"]["door_out"]["name"] = "Door out";
+    EXPECT_EQ(told, before) << "a new name is no new sensor";
+}
+
 TEST(HomeAssistant, HearsOfTheAreasOfAPlace) {
     DiscoveredDevice place{"site", "site", "", {}, {}, {{"rooms", {}, 0, {}}}, false};
     const MqttTopics topics("site", "place", MqttRole::kPlace);
@@ -73,7 +85,7 @@ TEST(HomeAssistant, HearsOfTheAreasOfAPlace) {
 
 TEST(HomeAssistant, HasAnIdOfItsOwnForEachName) {
     DiscoveredDevice device = entrance();
-    device.lines = {"a b", "a_20b", "a-b", "problem", "\xC3\xA4"};
+    device.lines = {{"a b"}, {"a_20b"}, {"a-b"}, {"problem"}, {"\xC3\xA4"}};
     device.regions = {"a b", "problem", "door_in", "a b_in"};
     std::set<std::string> ids;
     const json told = parsed(device);
@@ -91,7 +103,7 @@ TEST(HomeAssistant, HasAnIdOfItsOwnForEachName) {
 TEST(HomeAssistant, IsToldWhatIsGone) {
     const std::string before = discovery_message(kEntrance, entrance(), "");
     DiscoveredDevice device = entrance();
-    device.lines = {"gate"};
+    device.lines = {{"gate"}};
     const json told = parsed(device, before);
     EXPECT_EQ(told["cmps"]["door_in"], (json{{"p", "sensor"}}));
     EXPECT_EQ(told["cmps"]["door_out"], (json{{"p", "sensor"}}));

@@ -46,7 +46,7 @@ class Publishing : public test::StoreFolder {
         device.pause = std::chrono::milliseconds(20);
         device.patience = std::chrono::seconds(120);
         device.wake = [] {};
-        device.say = [this](const std::string& sentence) {
+        device.say = [this](host::LogLevel, const std::string& sentence) {
             const std::lock_guard lock(mutex_);
             said_.push_back(sentence);
         };
@@ -110,7 +110,9 @@ class Publishing : public test::StoreFolder {
         now.states = {host::health_state(topics, {})};
         for (const std::string& line : lines)
             now.states.push_back({topics.line(line), "{\"in\":1}"});
-        now.described = host::DiscoveredDevice{"shop", "entrance", "", lines, {}, {}, false};
+        now.described = host::DiscoveredDevice{"shop", "entrance", "", {}, {}, {}, false};
+        for (const std::string& line : lines)
+            now.described->lines.push_back({line});
         return now;
     }
 
@@ -298,7 +300,7 @@ TEST_F(Publishing, WhatIsGoneIsTakenAway) {
 // The description that the broker keeps tells what was there before.
 TEST_F(Publishing, WhatIsGoneIsToldAfterARestart) {
     const host::MqttTopics topics("shop", "entrance", host::MqttRole::kCamera);
-    const host::DiscoveredDevice before{"shop", "entrance", "", {"door", "old"}, {}, {}, false};
+    const host::DiscoveredDevice before{"shop", "entrance", "", {{"door"}, {"old"}}, {}, {}, false};
     broker_->keep(host::discovery_topic(topics.id()), host::discovery_message(topics, before, ""));
     start();
     shown_ = now();
@@ -311,7 +313,7 @@ TEST_F(Publishing, ThePlaceTakesAwayCamerasThatItHasNoMore) {
         const host::MqttTopics topics(place, camera, host::MqttRole::kCamera);
         broker_->keep(
             host::discovery_topic(topics.id()),
-            host::discovery_message(topics, {place, camera, "", {"l"}, {}, {}, false}, ""));
+            host::discovery_message(topics, {place, camera, "", {{"l"}}, {}, {}, false}, ""));
     };
     keep("shop", "gone");
     keep("shop", "entrance");

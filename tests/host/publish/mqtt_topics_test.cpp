@@ -76,8 +76,8 @@ TEST_F(MqttStates, OfALineAreItsTotalsInBothDirections) {
         {test::crossing(test::kMonday_us), test::crossing(test::kMonday_us + 1'000'000, "door", 2),
          test::crossing(test::kMonday_us + 2'000'000, "door", 1, host::PersonKind::kChild),
          test::crossing(test::kMonday_us + 3'000'000, "door", 1, host::PersonKind::kStaff)}));
-    const auto states =
-        host::line_states(topics_, host::StoreReader(path()), {"door", "coming"}, zone_);
+    const auto states = host::line_states(topics_, host::StoreReader(path()),
+                                          {{"door", {"hinein", "hinaus"}}, {"coming"}}, zone_);
     ASSERT_EQ(states.size(), 1U);
     EXPECT_EQ(states[0].topic, "vca/a/b/line/door");
     json told = json::parse(states[0].payload);
@@ -86,6 +86,7 @@ TEST_F(MqttStates, OfALineAreItsTotalsInBothDirections) {
     told.erase("epoch");
     told.erase("since");
     EXPECT_EQ(told, json::parse(R"({"in":3,"out":1,
+        "names":{"in":"hinein","out":"hinaus"},
         "kinds":{"in":{"adult":1,"child":1,"staff":1},"out":{"adult":1,"child":0,"staff":0}},
         "sequence":4,"time":"2026-03-02T08:00:03.000+00:00"})"));
 }

@@ -42,7 +42,7 @@ class Hook : public test::StoreFolder {
         hook_.place_database = path("place.db");
         hook_.service_database = path("service.db");
         hook_.pauses = {Millis(5)};
-        hook_.say = [this](const std::string& sentence) {
+        hook_.say = [this](host::LogLevel, const std::string&, const std::string& sentence) {
             const std::lock_guard lock(mutex_);
             said_.push_back(sentence);
         };

@@ -17,6 +17,8 @@
 
 namespace {
 
+const host::Say quiet = [](host::LogLevel, const std::string&, const std::string&) {};
+
 using host::Store;
 using test::crossing;
 using ::testing::ElementsAre;
@@ -67,7 +69,7 @@ class Areas : public test::StoreFolder {
 
 TEST_F(Areas, BecomeFullByAllTheirDoors) {
     cross("door", 1);
-    const host::AreaWatch watch(file_, [](const std::string&) {});
+    const host::AreaWatch watch(file_, quiet);
     cross("back", 2);
     EXPECT_THAT(told(1), ElementsAre("hall full 2"));
     cross("door", 2);
@@ -78,11 +80,11 @@ TEST_F(Areas, AreNotToldTwiceByAServiceThatBeginsAgain) {
     cross("door", 1);
     cross("back", 2);
     {
-        const host::AreaWatch watch(file_, [](const std::string&) {});
+        const host::AreaWatch watch(file_, quiet);
         EXPECT_THAT(told(1), ElementsAre("hall full 2"));
     }
     cross("door", 1);
-    const host::AreaWatch watch(file_, [](const std::string&) {});
+    const host::AreaWatch watch(file_, quiet);
     cross("back", 1);
     cross("back", 1);
     EXPECT_THAT(told(2), ElementsAre("hall full 2", "hall free 1"));
@@ -90,7 +92,7 @@ TEST_F(Areas, AreNotToldTwiceByAServiceThatBeginsAgain) {
 
 TEST_F(Areas, TakeOverAnotherCapacity) {
     cross("door", 1);
-    host::AreaWatch watch(file_, [](const std::string&) {});
+    host::AreaWatch watch(file_, quiet);
     file_.areas[0].capacity = 1;
     watch.change(file_);
     EXPECT_THAT(told(1), ElementsAre("hall full 1"));
@@ -147,10 +149,11 @@ TEST_F(AreaResets, RemoveTheBalanceAndNoCount) {
     std::vector<std::string> said;
     std::mutex mutex;
     {
-        host::AreaWatch watch(file_, [&](const std::string& sentence) {
-            const std::lock_guard lock(mutex);
-            said.push_back(sentence);
-        });
+        host::AreaWatch watch(file_,
+                              [&](host::LogLevel, const std::string&, const std::string& sentence) {
+                                  const std::lock_guard lock(mutex);
+                                  said.push_back(sentence);
+                              });
         EXPECT_EQ(balance().inside(), 2);
         watch.reset("hall");
         watch.reset("yard");
@@ -176,7 +179,7 @@ TEST_F(AreaResets, RemoveTheBalanceAndNoCount) {
 
 TEST_F(AreaResets, AreNotWrittenWhereNobodyIsInside) {
     cross("door", 1);
-    host::AreaWatch watch(file_, [](const std::string&) {});
+    host::AreaWatch watch(file_, quiet);
     for (int i = 0; i < 50; ++i) {
         watch.reset("hall");
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -187,9 +190,7 @@ TEST_F(AreaResets, AreNotWrittenWhereNobodyIsInside) {
 
 TEST_F(Areas, OfAPlaceWithoutCapacitiesAreNotFollowed) {
     file_.areas[0].capacity.reset();
-    {
-        const host::AreaWatch watch(file_, [](const std::string&) {});
-    }
+    { const host::AreaWatch watch(file_, quiet); }
     EXPECT_FALSE(std::filesystem::exists(host::place_database(file_)));
 }
 

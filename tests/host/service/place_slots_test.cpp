@@ -51,6 +51,15 @@ TEST_F(Slots, AreKeptByNameWhateverTheOrder) {
     EXPECT_EQ(slots.lines()[0].name, "a");  // for what is still told about it
 }
 
+TEST_F(Slots, ALineWhoseDirectionsAreCalledOtherwiseKeepsItsOwn) {
+    host::PlaceSlots slots({line("a", 1), line("b", 2)}, {});
+    CountingLine named = line("b", 2);
+    named.directions = {"hinein", "hinaus"};
+    slots.want({named, line("a", 1)}, {});
+    EXPECT_THAT(names(slots), ElementsAre("a", "b", "-", "-"));
+    EXPECT_THAT(slots.lines()[1].directions, ElementsAre("hinein", "hinaus"));
+}
+
 TEST_F(Slots, ALineThatIsMovedOrFlippedGetsACleanOne) {
     host::PlaceSlots slots({line("a", 1), line("b", 2)}, {});
     CountingLine flipped = line("b", 2);

@@ -122,10 +122,11 @@ TEST_F(Keeping, HappensInTheBackground) {
     std::mutex mutex;
     std::string told;
     {
-        const host::RetentionTask task(file, [&](const std::string& sentence) {
-            const std::lock_guard lock(mutex);
-            told = sentence;
-        });
+        const host::RetentionTask task(
+            file, [&](host::LogLevel, const std::string&, const std::string& sentence) {
+                const std::lock_guard lock(mutex);
+                told = sentence;
+            });
         for (int i = 0; i < 6000 && rows("events") > 0; ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }

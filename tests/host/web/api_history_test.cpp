@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "host/web/api_routes.h"
+#include "host/web/live_counts.h"
 #include "tests/host/web/api_fixture.h"
 
 namespace {
@@ -248,6 +249,34 @@ TEST_F(ApiHistory, AreasFollowAllTheirDoors) {
     EXPECT_EQ(hall["capacity"], 5);
     EXPECT_THAT(told(hall["most"]), ElementsAre(Pair(9, 3), Pair(10, 2), Pair(11, 1)));
     EXPECT_THAT(told(hall["at_end"]), ElementsAre(Pair(9, 2), Pair(10, 1), Pair(11, 1)));
+}
+
+TEST_F(ApiHistory, AreasThatSomebodyHasSetToNobodyAreEmpty) {
+    place(
+        "[[area]]\nname = \"hall\"\n"
+        "[[entrance]]\ncamera = \"entrance\"\nline = \"door\"\n");
+    count("entrance", kMonday_us, kMonday_us + 3 * kHour_us,
+          {crossing(kMonday_us), crossing(kMonday_us + kMinute_us),
+           crossing(kMonday_us + 150 * kMinute_us)});
+    const auto now = [this] {
+        return host::live_counts_json(sources_, {})["areas"][0]["inside"].get<int>();
+    };
+    EXPECT_EQ(now(), 3);
+    host::StoreSetup made = setup("place.db");
+    made.device = "place";
+    made.lines.clear();
+    host::Store store(made);
+    host::StoredEvent reset;
+    reset.kind = host::EventKind::kReset;
+    reset.time_us = kMonday_us + 90 * kMinute_us;
+    reset.place = "hall";
+    reset.people = 2;
+    reset.json = "{}";
+    store.commit(test::batch_of({reset}));
+    EXPECT_EQ(now(), 1) << "who came later";
+    const Json hall = get(std::string("areas?by=hour&") + kMonday)["series"][0];
+    EXPECT_THAT(told(hall["at_end"]), ElementsAre(Pair(9, 2), Pair(10, 0), Pair(11, 1)));
+    EXPECT_THAT(told(hall["most"]), ElementsAre(Pair(9, 2), Pair(10, 2), Pair(11, 1)));
 }
 
 TEST_F(ApiHistory, CsvHasARowForEachNumber) {
