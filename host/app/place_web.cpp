@@ -1,11 +1,15 @@
 // Databases, areas and addresses of a place.
 #include "host/app/place_web.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
+#include <cstdio>
 #include <memory>
 #include <utility>
 #include <variant>
 
+#include "host/base/input_error.h"
 #include "host/base/utc.h"
 #include "host/service/place.h"
 #include "host/web/api_accounts.h"
@@ -117,6 +121,19 @@ LiveSources live_sources(LivePlace& place, const ApiSources& api, const Gate& ga
     return sources;
 }
 
+// Another text for other files; a program that renews them writes or replaces both.
+std::string stamp_of(const TlsFiles& files) {
+    std::string stamp;
+    for (const std::string& path : {files.certificate, files.key}) {
+        struct stat found {};
+        if (::stat(path.c_str(), &found) != 0) continue;
+        stamp += std::to_string(found.st_ino) + ' ' + std::to_string(found.st_size) + ' ' +
+                 std::to_string(found.st_mtim.tv_sec) + '.' +
+                 std::to_string(found.st_mtim.tv_nsec) + '\n';
+    }
+    return stamp;
+}
+
 WebSources web_sources(const LivePlace& place, const ApiSources& api) {
     return {api.health, [&place] { return metrics_input(place); }, place.file()->web->open_metrics,
             api};
@@ -137,10 +154,23 @@ PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
       api_(api_sources(place, commissioning_)),
       feed_(pictures, live_sources(place, api_, gate_)),
       server_(web_.address, static_cast<std::uint16_t>(web_.port), HttpLimits{},
-              handler(place, pictures)) {}
+              handler(place, pictures), web_.tls),
+      certificate_(std::chrono::seconds(1), [this] { renew_certificate(); }) {}
 
 PlaceWeb::~PlaceWeb() {
     feed_.end();
+}
+
+void PlaceWeb::renew_certificate() {
+    if (!web_.tls.given()) return;
+    const std::string now = stamp_of(web_.tls);
+    if (now == certificate_stamp_) return;
+    certificate_stamp_ = now;
+    try {
+        server_.renew_certificate();
+    } catch (const InputError& error) {
+        std::fprintf(stderr, "%s; the certificate of before stays in use\n", error.what());
+    }
 }
 
 HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
@@ -154,6 +184,8 @@ HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
 std::string PlaceWeb::welcome() {
     ServiceWeb web = web_;
     web.port = server_.port();
+    // A certificate is for a name.
+    if (web.tls.given() && !web.hosts.empty()) web.address = web.hosts.front();
     if (web.on_every_address()) web.address = "localhost";
     std::string text = "the page: " + web_address(web) + "\n";
     if (const auto password = accounts_.first_password()) {

@@ -7,6 +7,7 @@
 #include "host/base/input_error.h"
 #include "host/base/readable_file.h"
 #include "host/frames/sim_source.h"
+#include "host/net/tls_files.h"
 #include "host/service/camera_options.h"
 #include "host/settings/installation_check.h"
 #include "host/settings/site.h"
@@ -34,6 +35,16 @@ void check_scene(const ServiceCamera& camera) {
     }
     throw InputError(camera.place + " has the scene \"" + camera.source.scene + "\"; known are " +
                      known);
+}
+
+// As it will be used.
+void check_web(const ServiceWeb& web) {
+    if (!web.tls.given()) return;
+    try {
+        check_tls_files(web.tls);
+    } catch (const InputError& error) {
+        throw InputError(web.place + ": " + error.what());
+    }
 }
 
 void check_device(const ServiceCamera& camera) {
@@ -120,6 +131,7 @@ void check_service(const ServiceFile& file) {
         parse_time_of_day(area.reset.value, area.reset.place);
     for (const ServiceCamera& camera : file.cameras)
         check_camera(camera);
+    if (file.web) check_web(*file.web);
 }
 
 std::string describe_service(const ServiceFile& file) {
