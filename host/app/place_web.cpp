@@ -1,14 +1,13 @@
 // Databases, areas and addresses of a place.
 #include "host/app/place_web.h"
 
-#include <sys/stat.h>
-
 #include <chrono>
 #include <cstdio>
 #include <memory>
 #include <utility>
 #include <variant>
 
+#include "host/base/file_stamp.h"
 #include "host/base/input_error.h"
 #include "host/base/utc.h"
 #include "host/service/place.h"
@@ -121,19 +120,6 @@ LiveSources live_sources(LivePlace& place, const ApiSources& api, const Gate& ga
     return sources;
 }
 
-// Another text for other files; a program that renews them writes or replaces both.
-std::string stamp_of(const TlsFiles& files) {
-    std::string stamp;
-    for (const std::string& path : {files.certificate, files.key}) {
-        struct stat found {};
-        if (::stat(path.c_str(), &found) != 0) continue;
-        stamp += std::to_string(found.st_ino) + ' ' + std::to_string(found.st_size) + ' ' +
-                 std::to_string(found.st_mtim.tv_sec) + '.' +
-                 std::to_string(found.st_mtim.tv_nsec) + '\n';
-    }
-    return stamp;
-}
-
 WebSources web_sources(const LivePlace& place, const ApiSources& api) {
     return {api.health, [&place] { return metrics_input(place); }, place.file()->web->open_metrics,
             api};
@@ -163,7 +149,7 @@ PlaceWeb::~PlaceWeb() {
 
 void PlaceWeb::renew_certificate() {
     if (!web_.tls.given()) return;
-    const std::string now = stamp_of(web_.tls);
+    const std::string now = file_stamp(web_.tls.certificate) + file_stamp(web_.tls.key);
     if (now == certificate_stamp_) return;
     certificate_stamp_ = now;
     try {

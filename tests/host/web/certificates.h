@@ -14,10 +14,13 @@
 namespace test {
 
 class Certificates : public ::testing::Test {
-  protected:
+  public:
     Certificates() { std::filesystem::create_directories(folder_); }
     ~Certificates() override { std::filesystem::remove_all(folder_); }
+    Certificates(const Certificates&) = delete;
+    Certificates& operator=(const Certificates&) = delete;
 
+  protected:
     std::string path(const std::string& name) const { return (folder_ / name).string(); }
 
     void openssl(const std::string& words) const {
