@@ -1,15 +1,16 @@
 // Every screen at three widths, light and dark, into shots/ beside this file; --only NAME for one
-// screen, --docs for the few that are shown in docs/. The moment is fixed, so that the same page
-// gives much the same pictures.
+// screen. The moment is fixed, so that the same page gives much the same pictures.
+// VCA_PROGRAM=build/dev/host/vca with --docs: those that are shown in docs/.
 import { mkdirSync } from "node:fs";
 import { fileURLToPath } from "node:url";
-import { accounts, launch, logIn, openTab, Service, show, until } from "../tests/page/browser.mjs";
+import { accounts, launch, logIn, openTab, Service, show, startRealService, until } from "../tests/page/browser.mjs";
 
 const only = process.argv.includes("--only") ? process.argv[process.argv.indexOf("--only") + 1] : "";
 const docs = process.argv.includes("--docs");
 const out = fileURLToPath(new URL(docs ? "../docs/" : "shots/", import.meta.url));
 mkdirSync(out, { recursive: true });
 
+const moment = "2026-11-20T15:20:00Z";
 const settled = (tab) => tab.evaluate(() => new Promise((done) => setTimeout(done, 700)));
 const picture = (tab) => until(tab, () => document.querySelector(".picture canvas")?.dataset.frame);
 
@@ -75,34 +76,94 @@ const screens = {
   },
 };
 
-const service = await Service.start("--now", "2026-11-20T15:20:00Z");
-const browser = await launch();
-try {
-  for (const dark of docs ? [false] : [false, true])
-    for (const width of docs ? [1280] : [320, 800, 1280]) {
-      const tab = await openTab(browser, { width, height: width === 320 ? 640 : 900, dark });
-      const name = (screen) =>
-        `${out}${docs ? `page-${screen}.jpg` : `${screen}-${width}${dark ? "-dark" : ""}.png`}`;
-      if (!docs && (!only || only === "login")) {
+// In docs/: the program's own service with its simulated cameras, but for history and heat, which
+// take days: these are made up.
+const shownInDocs = {
+  login: {},
+  live: {},
+  editor: {},
+  history: { madeUp: true },
+  heat: { madeUp: true },
+  settings: {},
+  narrow: { screen: "live", width: 320, height: 640 },
+  dark: { screen: "live", dark: true },
+};
+const enoughCounts = 10;
+
+// So much has happened that there is something to see.
+const busy = (tab) =>
+  tab.waitForFunction(
+    (least) => {
+      const inTheMiddle = [...document.querySelectorAll(".marks .person rect")].some((mark) => {
+        const { y, height } = mark.getBBox();
+        const part = (y + height / 2) / mark.ownerSVGElement.viewBox.baseVal.height;
+        return part > 0.3 && part < 0.7;
+      });
+      const counts = [...document.querySelectorAll(".counts b")].map((b) => Number(b.textContent));
+      return counts.reduce((sum, n) => sum + n, 0) >= least && inTheMiddle;
+    },
+    { timeout: 600_000 },
+    enoughCounts,
+  );
+
+async function shootForDocs() {
+  const real = await startRealService();
+  delete process.env.VCA_PROGRAM;
+  const madeUp = await Service.start("--now", moment);
+  try {
+    for (const [name, how] of Object.entries(shownInDocs)) {
+      const service = how.madeUp ? madeUp : real;
+      const tab = await openTab(browser, { width: 1280, height: 900, ...how });
+      if (name === "login") {
         await tab.goto(service.url);
         await tab.waitForSelector("input[type=password]");
-        await tab.screenshot({ path: name("login") });
-      }
-      await logIn(tab, service, accounts.admin);
-      for (const [screen, go] of Object.entries(screens)) {
-        if (docs ? !["live", "editor", "history"].includes(screen) : only && only !== screen) continue;
-        await go(tab);
+      } else {
+        await logIn(tab, service, accounts.admin);
+        await screens[how.screen ?? name](tab);
         await settled(tab);
-        await tab.screenshot({
-          path: name(screen),
-          ...(docs ? { type: "jpeg", quality: 80 } : { fullPage: true }),
-        });
-        if (screen === "story") await tab.keyboard.press("Escape");
+        if ((how.screen ?? name) === "live") await busy(tab);
       }
+      await tab.screenshot({ path: `${out}page-${name}.jpg`, type: "jpeg", quality: 75 });
       for (const complaint of tab.complaints) console.error(complaint);
       await tab.browserContext().close();
     }
+  } finally {
+    await madeUp.end();
+    await real.end();
+  }
+}
+
+async function shootAll() {
+  const service = await Service.start("--now", moment);
+  try {
+    for (const dark of [false, true])
+      for (const width of [320, 800, 1280]) {
+        const tab = await openTab(browser, { width, height: width === 320 ? 640 : 900, dark });
+        const name = (screen) => `${out}${screen}-${width}${dark ? "-dark" : ""}.png`;
+        if (!only || only === "login") {
+          await tab.goto(service.url);
+          await tab.waitForSelector("input[type=password]");
+          await tab.screenshot({ path: name("login") });
+        }
+        await logIn(tab, service, accounts.admin);
+        for (const [screen, go] of Object.entries(screens)) {
+          if (only && only !== screen) continue;
+          await go(tab);
+          await settled(tab);
+          await tab.screenshot({ path: name(screen), fullPage: screen !== "story" });
+          if (screen === "story") await tab.keyboard.press("Escape");
+        }
+        for (const complaint of tab.complaints) console.error(complaint);
+        await tab.browserContext().close();
+      }
+  } finally {
+    await service.end();
+  }
+}
+
+const browser = await launch();
+try {
+  await (docs ? shootForDocs() : shootAll());
 } finally {
   await browser.close();
-  await service.end();
 }

@@ -7,8 +7,8 @@ vca_run_packages="g++ cmake ninja-build pkg-config git ca-certificates
     libopencv-dnn-dev libavcodec-dev libavformat-dev libavutil-dev
     zlib1g-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev
     libmosquitto-dev mosquitto libboost-dev"
-# For the service: the database, random numbers, webhooks and time zones.
-vca_service_packages="libsqlite3-dev libsodium-dev libcurl4-openssl-dev libsystemd-dev
+# For the service: the database, random numbers, webhooks, TLS, the service manager and time zones.
+vca_service_packages="libsqlite3-dev libsodium-dev libcurl4-openssl-dev libssl-dev libsystemd-dev
     libhowardhinnant-date-dev tzdata"
 vca_packages="$vca_run_packages $vca_service_packages"
 vca_test_packages="libgtest-dev libgmock-dev libbenchmark-dev libopencv-videoio-dev binutils

@@ -2,10 +2,13 @@
 #include "host/app/place_web.h"
 
 #include <chrono>
+#include <cstdio>
 #include <memory>
 #include <utility>
 #include <variant>
 
+#include "host/base/file_stamp.h"
+#include "host/base/input_error.h"
 #include "host/base/utc.h"
 #include "host/service/place.h"
 #include "host/web/api_accounts.h"
@@ -134,10 +137,23 @@ PlaceWeb::PlaceWeb(LivePlace& place, LivePictures& pictures)
       api_(api_sources(place, commissioning_)),
       feed_(pictures, live_sources(place, api_, gate_)),
       server_(web_.address, static_cast<std::uint16_t>(web_.port), HttpLimits{},
-              handler(place, pictures)) {}
+              handler(place, pictures), web_.tls),
+      certificate_(std::chrono::seconds(1), [this] { renew_certificate(); }) {}
 
 PlaceWeb::~PlaceWeb() {
     feed_.end();
+}
+
+void PlaceWeb::renew_certificate() {
+    if (!web_.tls.given()) return;
+    const std::string now = file_stamp(web_.tls.certificate) + file_stamp(web_.tls.key);
+    if (now == certificate_stamp_) return;
+    certificate_stamp_ = now;
+    try {
+        server_.renew_certificate();
+    } catch (const InputError& error) {
+        std::fprintf(stderr, "%s; the certificate of before stays in use\n", error.what());
+    }
 }
 
 HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
@@ -151,6 +167,8 @@ HttpHandler PlaceWeb::handler(LivePlace& place, LivePictures& pictures) {
 std::string PlaceWeb::welcome() {
     ServiceWeb web = web_;
     web.port = server_.port();
+    // A certificate is for a name.
+    if (web.tls.given() && !web.hosts.empty()) web.address = web.hosts.front();
     if (web.on_every_address()) web.address = "localhost";
     std::string text = "the page: " + web_address(web) + "\n";
     if (const auto password = accounts_.first_password()) {

@@ -31,6 +31,8 @@ class PlaceWeb {
 
   private:
     HttpHandler handler(LivePlace& place, LivePictures& pictures);
+    // Where its files have changed.
+    void renew_certificate();
 
     ServiceWeb web_;
     Accounts accounts_;
@@ -40,6 +42,8 @@ class PlaceWeb {
     ApiSources api_;
     LiveFeed feed_;
     HttpServer server_;
+    std::string certificate_stamp_;
+    Ticker certificate_;
 };
 
 }  // namespace host

@@ -50,11 +50,11 @@ std::unique_ptr<WriterLock> lock_folder(const ServiceFile& file) {
 std::unique_ptr<PlaceWeb> open_web(LivePlace& place, LivePictures& pictures, const Say& say) {
     const auto file = place.file();
     if (!file->web) return nullptr;
-    if (!file->web->on_loopback()) {
+    if (!file->web->on_loopback() && !file->web->tls.given()) {
         say(LogLevel::kWarning, "",
             "whoever shares a network with " + file->web->address +
-                " can read passwords and pictures on their way: put a reverse proxy with TLS "
-                "in front of the service");
+                " can read passwords and pictures on their way: give certificate and key in "
+                "[web], or put a reverse proxy with TLS in front of the service");
     }
     const std::string without =
         "there is no page, because the database \"" + service_database(*file) + "\" ";

@@ -16,6 +16,7 @@ struct HttpRequest {
     std::string query;   // behind the question mark
     std::string body;
     std::string peer;  // numeric address of whoever asks
+    bool tls = false;  // whether nobody on the way can read it
 
     // The value of a header, whatever its case; empty for none.
     std::string header(const std::string& name) const;

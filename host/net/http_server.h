@@ -9,6 +9,7 @@
 #include <string>
 
 #include "host/net/http_message.h"
+#include "host/net/tls_files.h"
 
 namespace host {
 
@@ -25,16 +26,21 @@ struct HttpLimits {
 class HttpServer {
   public:
     // Listens on a numeric address; port 0 is any free one. The handler is called on the workers,
-    // several at a time; what it throws is answered with status 500. Throws InputError when the
-    // address cannot be listened on.
+    // several at a time; what it throws is answered with status 500. Where files are given it
+    // speaks TLS and nothing else. Throws InputError when the address cannot be listened on, or
+    // the files cannot be used.
     HttpServer(const std::string& address, std::uint16_t port, const HttpLimits& limits,
-               HttpHandler handler);
+               HttpHandler handler, const TlsFiles& tls = {});
     // Ends the connections that are open; waits for handlers that are running.
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
     std::uint16_t port() const;
+
+    // For a server that speaks TLS: new connections get what its files hold now. Throws InputError
+    // when they cannot be used; what was used before stays.
+    void renew_certificate();
 
   private:
     struct Parts;

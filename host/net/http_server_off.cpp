@@ -6,7 +6,8 @@ namespace host {
 
 struct HttpServer::Parts {};
 
-HttpServer::HttpServer(const std::string&, std::uint16_t, const HttpLimits&, HttpHandler) {
+HttpServer::HttpServer(const std::string&, std::uint16_t, const HttpLimits&, HttpHandler,
+                       const TlsFiles&) {
     throw InputError("this program was built without a web server");
 }
 
@@ -15,5 +16,7 @@ HttpServer::~HttpServer() = default;
 std::uint16_t HttpServer::port() const {
     return 0;
 }
+
+void HttpServer::renew_certificate() {}
 
 }  // namespace host

@@ -7,6 +7,7 @@
 #include "host/base/input_error.h"
 #include "host/base/readable_file.h"
 #include "host/frames/sim_source.h"
+#include "host/net/tls_files.h"
 #include "host/service/camera_options.h"
 #include "host/settings/installation_check.h"
 #include "host/settings/site.h"
@@ -35,6 +36,16 @@ void check_scene(const ServiceCamera& camera) {
     }
     throw InputError(camera.place + " has the scene \"" + camera.source.scene + "\"; known are " +
                      known);
+}
+
+// As it will be used.
+void check_web(const ServiceWeb& web) {
+    if (!web.tls.given()) return;
+    try {
+        check_tls_files(web.tls);
+    } catch (const InputError& error) {
+        throw InputError(web.place + ": " + error.what());
+    }
 }
 
 void check_device(const ServiceCamera& camera) {
@@ -146,6 +157,7 @@ void check_service(const ServiceFile& file) {
         check_camera(camera);
     for (const WebhookOptions& webhook : file.webhooks)
         check_kinds(webhook);
+    if (file.web) check_web(*file.web);
 }
 
 std::string describe_service(const ServiceFile& file) {

@@ -295,6 +295,10 @@ class ServiceReader {
     void read_web(Value value) {
         constexpr int kMostPort = 65535;
         ServiceWeb web;
+        web.place = value.place("[web]");
+        const auto file = [this](std::string& path, const char* key) {
+            return [this, &path, key](Value v) { path = file_value(v, key, folder_); };
+        };
         value.read_keys({{"address", [&web](Value v) { web.address = numeric_address(v); }},
                          {"port", [&web](Value v) { web.port = v.whole(0, kMostPort); }},
                          {"hosts",
@@ -302,8 +306,14 @@ class ServiceReader {
                               for (const TomlValue& name : v.one_or_more())
                                   web.hosts.push_back(host_name(name));
                           }},
-                         {"metrics", [&web](Value v) { web.open_metrics = is_open(v); }}},
+                         {"metrics", [&web](Value v) { web.open_metrics = is_open(v); }},
+                         {"certificate", file(web.tls.certificate, "certificate")},
+                         {"key", file(web.tls.key, "key")}},
                         "what is answered over HTTP is set in a [web] table");
+        if (web.tls.certificate.empty() != web.tls.key.empty()) {
+            throw InputError(web.place +
+                             " has only one of certificate and key; TLS needs both, add the other");
+        }
         file_.web = web;
     }
 
@@ -387,8 +397,8 @@ const ServiceCamera* find_camera(const ServiceFile& file, const std::string& nam
 
 std::string web_address(const ServiceWeb& web) {
     const bool v6 = web.address.find(':') != std::string::npos;
-    return "http://" + (v6 ? "[" + web.address + "]" : web.address) + ":" +
-           std::to_string(web.port) + "/";
+    return (web.tls.given() ? "https://" : "http://") +
+           (v6 ? "[" + web.address + "]" : web.address) + ":" + std::to_string(web.port) + "/";
 }
 
 std::string database_of(const ServiceFile& file, const std::string& camera) {

@@ -7,6 +7,7 @@
 
 #include "host/base/placed.h"
 #include "host/frames/frame_source.h"
+#include "host/net/tls_files.h"
 #include "host/settings/broker_options.h"
 #include "host/settings/retention_options.h"
 #include "host/settings/webhook_options.h"
@@ -64,12 +65,14 @@ struct ServiceWeb {
     int port = 8080;                    // 0: any that is free
     std::vector<std::string> hosts;     // names under which it is known, in lower case
     bool open_metrics = false;          // everybody may read them
+    TlsFiles tls;                       // not given: it answers without
+    std::string place;                  // of the table, as messages name it
 
     bool on_every_address() const { return address == "0.0.0.0" || address == "::"; }
     bool on_loopback() const { return address == "::1" || address.starts_with("127."); }
 };
 
-// "http://127.0.0.1:8080/".
+// "http://127.0.0.1:8080/", or https.
 std::string web_address(const ServiceWeb& web);
 
 // What is published to an MQTT broker.

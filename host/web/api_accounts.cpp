@@ -68,8 +68,8 @@ HttpResponse wait_answer(int seconds) {
 std::string cookie(const std::string& value, const HttpRequest& request) {
     std::string text =
         std::string(kSessionCookie) + "=" + value + "; HttpOnly; SameSite=Strict; Path=/";
-    // As a reverse proxy says; whoever lies about it gets a stricter cookie.
-    if (request.header("X-Forwarded-Proto") == "https") text += "; Secure";
+    // A reverse proxy says so, too; whoever lies about it gets a stricter cookie.
+    if (request.tls || request.header("X-Forwarded-Proto") == "https") text += "; Secure";
     return text;
 }
 

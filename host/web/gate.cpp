@@ -81,6 +81,8 @@ bool is_own_page(const HttpRequest& request, const GateSetup& setup) {
     const std::string origin = lower(request.header("Origin"));
     const std::size_t end = origin.find("://");
     if (end == std::string::npos) return false;
+    // Whoever stands on the way may have made a page that came without TLS.
+    if (request.tls && !origin.starts_with("https://")) return false;
     const std::string authority = origin.substr(end + 3);
     // A reverse proxy may ask under another name than its visitors.
     return authority == lower(request.header("Host")) || contains(setup.hosts, host_in(authority));

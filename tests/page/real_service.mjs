@@ -5,7 +5,7 @@ import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join, resolve } from "node:path";
 
-const placeFile = (port) => `place = "corner-shop"
+const placeFile = (port, tls) => `place = "corner-shop"
 time_zone = "Europe/Vienna"
 [[camera]]
 name = "Entrance"
@@ -26,15 +26,24 @@ line = "door"
 area = "shop"
 [web]
 port = ${port}
-`;
+${tls ? 'certificate = "own.pem"\nkey = "own.key"\n' : ""}`;
+
+// For this machine, signed by itself.
+export const makeCertificate = (folder) =>
+  execFileSync("openssl", [
+    ...["req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-noenc", "-days", "2"],
+    ...["-subj", "/CN=localhost", "-addext", "subjectAltName=IP:127.0.0.1"],
+    ...["-keyout", join(folder, "own.key"), "-out", join(folder, "own.pem")],
+  ], { stdio: "pipe" });
 
 export class RealService {
-  constructor(program, port) {
+  constructor(program, port, tls = false) {
     this.program = resolve(program);
     this.port = port;
-    this.url = `http://127.0.0.1:${port}/`;
+    this.url = `${tls ? "https" : "http"}://127.0.0.1:${port}/`;
     this.folder = mkdtempSync(join(tmpdir(), "vca-place-"));
-    writeFileSync(join(this.folder, "vca.toml"), placeFile(port));
+    writeFileSync(join(this.folder, "vca.toml"), placeFile(port, tls));
+    if (tls) makeCertificate(this.folder);
   }
 
   // What it says when it has begun is in `text`.

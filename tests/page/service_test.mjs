@@ -3,8 +3,9 @@
 import assert from "node:assert/strict";
 import { createServer, request as ask } from "node:http";
 import test, { after, before, describe } from "node:test";
+import { connect } from "node:tls";
 import { accounts, button, freePort, launch, logIn, openTab, patience_ms, show, startRealService, text, until } from "./browser.mjs";
-import { RealService } from "./real_service.mjs";
+import { makeCertificate, RealService } from "./real_service.mjs";
 
 let browser;
 before(async () => (browser = await launch()));
@@ -85,6 +86,35 @@ test("the first start leads from the one-time password to a count", async (t) =>
   await shot(tab, "live");
   const later = await showsWhatIsCounted(tab, service, "Entrance", "door", first + 1);
   assert.ok(later > first);
+  assert.deepEqual(tab.complaints, []);
+  await tab.browserContext().close();
+});
+
+const fingerprint = (port) =>
+  new Promise((done, failed) => {
+    const socket = connect({ host: "127.0.0.1", port, rejectUnauthorized: false }, () => {
+      done(socket.getPeerCertificate().fingerprint256);
+      socket.end();
+    });
+    socket.on("error", failed);
+  });
+
+test("with a certificate the page comes by https, and its cookie goes no other way", async (t) => {
+  const service = new RealService(process.env.VCA_PROGRAM, await freePort(), true);
+  t.after(() => service.end());
+  await service.begin();
+  const tab = await openTab(browser);
+  await tab.goto(service.url);
+  await enter(tab, "admin", service.oneTimePassword);
+  await chooseAnother(tab, service.oneTimePassword, "a password of my own");
+  await until(tab, () => document.querySelector(".picture canvas")?.dataset.frame);
+  const [cookie] = await tab.browserContext().cookies();
+  assert.ok(cookie.secure && cookie.httpOnly);
+  // Renewed files are taken while it runs.
+  const before = await fingerprint(service.port);
+  makeCertificate(service.folder);
+  for (const limit = Date.now() + patience_ms; (await fingerprint(service.port)) === before;)
+    assert.ok(Date.now() < limit, "the certificate of before is still shown");
   assert.deepEqual(tab.complaints, []);
   await tab.browserContext().close();
 });

@@ -194,6 +194,12 @@ function Control(props: {
   }
 }
 
+// Nobody's name stands for what was edited by hand, or is a scene's own.
+function inForce({ version, name, time, author }: Version): string {
+  if (author === "file" && !name) return t("settings.from_file", { n: version, time: moment(time) });
+  return t("settings.in_force", { version: versionText(version, name), time: moment(time), author });
+}
+
 function newerText(error: unknown): string {
   if (!(error instanceof ApiError) || error.status !== 409) return "";
   const { author, version, name } = error.body.current as Version;
@@ -219,11 +225,7 @@ export function CameraForm(props: {
   return (
     <form class="camera-form" onSubmit={submit}>
       <p class="quiet">
-        {t("settings.in_force", {
-          version: versionText(version.version, version.name),
-          time: moment(version.time),
-          author: version.author,
-        })}
+        {inForce(version)}
       </p>
       <p>
         {t("settings.lines_elsewhere")} <a href={link("setup")}>{t("nav.setup")}</a>

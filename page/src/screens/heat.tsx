@@ -121,6 +121,17 @@ function Ninths(props: { heat: Heat }): JSX.Element {
   );
 }
 
+function Words(props: { heat: Heat }): JSX.Element {
+  const { heat } = props;
+  return (
+    <>
+      <Legend heat={heat} />
+      <p class="quiet">{t("heat.note", { n: heat.hours })}</p>
+      <Ninths heat={heat} />
+    </>
+  );
+}
+
 export function HeatScreen(props: { place: Place }): JSX.Element {
   const { place } = props;
   const { query } = useStore(route);
@@ -203,9 +214,7 @@ export function HeatScreen(props: { place: Place }): JSX.Element {
       <Picture camera={camera} still>
         {() => heat && <Layer heat={heat} label={t("heat.label", { what: t(`heat.${what}`) })} />}
       </Picture>
-      {heat && <Legend heat={heat} />}
-      {heat && <p class="quiet">{t("heat.note", { n: heat.hours })}</p>}
-      {heat && <Ninths heat={heat} />}
+      {heat && (heat.cells.some((cell) => cell > 0) ? <Words heat={heat} /> : <p>{t("heat.none")}</p>)}
     </div>
   );
 }

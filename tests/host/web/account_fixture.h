@@ -56,7 +56,7 @@ class AccountFolder : public StoreFolder {
                            const nlohmann::json& body = nullptr) const {
         headers.emplace_back("Host", kHost);
         if (method != "GET") {
-            headers.emplace_back("Origin", std::string("http://") + kHost);
+            headers.emplace_back("Origin", std::string(tls_ ? "https://" : "http://") + kHost);
             headers.emplace_back("Content-Type", "application/json");
         }
         return ask_plainly(method, path, headers, body.is_null() ? "" : body.dump());
@@ -69,6 +69,7 @@ class AccountFolder : public StoreFolder {
         request.headers = headers;
         request.body = body;
         request.peer = peer_;
+        request.tls = tls_;
         return router_->answer(request);
     }
     host::HttpResponse log_in(const std::string& name, const std::string& password,
@@ -91,6 +92,7 @@ class AccountFolder : public StoreFolder {
 
     std::int64_t now_us_ = kMonday_us;
     std::string peer_ = "192.0.2.7";
+    bool tls_ = false;
     host::GateSetup gate_{"127.0.0.1", {"counter.example.org"}};
     std::unique_ptr<host::Accounts> accounts_;
     std::unique_ptr<host::Router> router_;

@@ -62,6 +62,8 @@ TEST_F(Security, ALoginGivesACookieThatScriptsDoNotSee) {
     EXPECT_EQ(ask("PUT", "/api/v1/drawn", mine).body, "anna");
     EXPECT_THAT(header(log_in("anna", kPassword, {{"X-Forwarded-Proto", "https"}}), "Set-Cookie"),
                 HasSubstr("; Secure"));
+    tls_ = true;
+    EXPECT_THAT(header(log_in("anna", kPassword), "Set-Cookie"), HasSubstr("; Secure"));
 }
 
 TEST_F(Security, NameAndPasswordAreWrongInOneSentence) {
@@ -98,6 +100,12 @@ TEST_F(Security, AnotherSiteCannotWrite) {
     EXPECT_EQ(write_with({{"Sec-Fetch-Site", "same-origin"}}), 200);
     EXPECT_EQ(write_with({{"Origin", "https://counter.example.org"}}), 200)
         << "a reverse proxy that asks by another name";
+}
+
+TEST_F(Security, WithTlsAPageThatCameWithoutCannotWrite) {
+    tls_ = true;
+    EXPECT_EQ(write_with({{"Origin", "http://127.0.0.1:8080"}}), 403);
+    EXPECT_EQ(write_with({{"Origin", "https://127.0.0.1:8080"}}), 200);
 }
 
 TEST_F(Security, AFormCannotLogAnybodyInOrOut) {
