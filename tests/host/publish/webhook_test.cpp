@@ -274,7 +274,7 @@ TEST_F(Hook, AMessageThatIsRefusedHoldsUpItsStreamAloneAndIsLeftOutAtLast) {
     start();
     ASSERT_TRUE(until_taken(5));
     EXPECT_THAT(sequences(), ElementsAre(1, 2, 1, 4, 5));
-    ASSERT_TRUE(until_fault("has left out 1 messages that its receiver refused for a day"));
+    ASSERT_TRUE(until_fault("has left out 1 message that its receiver refused for a day"));
     EXPECT_THAT(said(), ::testing::Contains(HasSubstr("_3, which 127.0.0.1 has refused")));
 }
 
