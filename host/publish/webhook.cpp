@@ -2,6 +2,7 @@
 #include "host/publish/webhook.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "host/base/text.h"
@@ -79,7 +80,14 @@ void Webhook::add_reports(ReportOf of, std::optional<std::int64_t>& told_us) {
 
 void Webhook::run(const std::stop_token& stop) {
     while (!stop.stop_requested()) {
-        if (deliver_round(stop)) continue;
+        try {
+            if (deliver_round(stop)) continue;
+        } catch (const std::exception& fault) {
+            // Such as no memory: the cameras count on, and it is tried again.
+            trouble_ = fault.what();
+            receiver_.fail(Clock::now());
+            look_at_faults();
+        }
         if (!kept_) keep_stand();
         std::unique_lock lock(mutex_);
         stopped_.wait_for(lock, stop, kLook, [] { return false; });

@@ -92,7 +92,7 @@ WebhookOptions read_webhook(Value table, const std::string& folder) {
                       [&](Value v) {
                           kinds_place = v.place("kinds");
                           for (const TomlValue& kind : v.one_or_more())
-                              hook.kinds.push_back({kind.text(), kind.place("kinds")});
+                              hook.kinds.emplace_back(kind.text(), kind.place("kinds"));
                       }},
                      {"csv", [&](Value v) {
                           hook.csv = v.flag();

@@ -49,7 +49,8 @@ void add_faults(std::vector<HealthNote>& faults, const std::string& name, const 
     if (stand.left_out > 0 && now_us - stand.left_out_us < kDay_us) {
         faults.push_back({stand.left_out_us, HealthLevel::kDegraded, kLeftOut,
                           who + " has left out " + std::to_string(stand.left_out) +
-                              " messages that its receiver refused for a day"});
+                              (stand.left_out == 1 ? " message" : " messages") +
+                              " that its receiver refused for a day"});
     }
 }
 

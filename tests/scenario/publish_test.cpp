@@ -1,88 +1,21 @@
 // What a service publishes to a real broker, whatever happens to either.
 #include <algorithm>
 #include <chrono>
-#include <set>
 #include <thread>
 
-#include "host/base/utc.h"
-#include "host/store/store.h"
 #include "tests/scenario/ack_proxy.h"
-#include "tests/scenario/own_broker.h"
-#include "tests/scenario/service_fixture.h"
+#include "tests/scenario/publish_fixture.h"
 
 namespace {
 
 using Json = nlohmann::json;
 using test::eventually;
+using test::Publish;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr const char* kDoor = "[[line]]\nname = \"door\"\npoints = [[310, 272], [650, 272]]\n";
-constexpr const char* kSecond = "[[line]]\nname = \"inner\"\npoints = [[310, 220], [650, 220]]\n";
-
-class Publish : public test::Service {
-  protected:
-    ~Publish() override {
-        if (service_ > 0) stop();
-    }
-
-    void place(const std::string& more = "", int port = 0) {
-        std::filesystem::create_directories(work_ / "cameras");
-        std::filesystem::create_directories(work_ / "store");
-        write("vca.toml",
-              "place = \"shop\"\ntime_zone = \"UTC\"\n[[camera]]\nname = \"door\"\n"
-              "scene = \"doorway\"\n[[area]]\nname = \"hall\"\n[[entrance]]\ncamera = \"door\"\n"
-              "line = \"door\"\n[mqtt]\nport = " +
-                  std::to_string(port != 0 ? port : broker_->port()) +
-                  "\nuser = \"counter\"\npassword_file = \"pw.txt\"\n" + more);
-        write("cameras/door.toml", std::string(kDoor) + kSecond);
-        write("pw.txt", "not-to-be-shown\n");
-    }
-    // What was counted before the service was started.
-    void count(int events) const {
-        host::StoreSetup setup;
-        setup.path = database("door");
-        setup.device = "door";
-        setup.lines = {"door"};
-        host::Store store(setup);
-        host::Batch batch;
-        for (int i = 0; i < events; ++i) {
-            host::StoredEvent event;
-            event.time_us = host::utc_now_us();
-            event.place = "door";
-            event.direction = 1 + i % 2;
-            event.person = host::PersonKind::kAdult;
-            event.json = "{}";
-            batch.events.push_back(event);
-        }
-        store.commit(batch);
-        store.close();
-    }
-    std::int64_t counted() const { return number("door", "SELECT max(sequence) FROM events"); }
-    void admit() const { broker_->admit("counter", "not-to-be-shown"); }
-    void open_broker() {
-        broker_->start();
-        reader_ = std::make_unique<test::Reader>(*broker_);
-        ASSERT_TRUE(eventually([&] { return reader_->connected(); }));
-    }
-    // All so far, each one, and in their order; what comes twice comes again.
-    void expect_all(std::int64_t so_far) const {
-        ASSERT_TRUE(eventually([&] {
-            const auto events = reader_->events();
-            return std::set(events.begin(), events.end()).size() >=
-                   static_cast<std::size_t>(so_far);
-        })) << err();
-        std::int64_t newest = 0;
-        for (const std::int64_t number : reader_->events()) {
-            EXPECT_LE(number, newest + 1) << "one before it is missing";
-            newest = std::max(newest, number);
-        }
-        EXPECT_GE(newest, so_far);
-    }
-
-    std::unique_ptr<test::OwnBroker> broker_ = std::make_unique<test::OwnBroker>(work_ / "broker");
-    std::unique_ptr<test::Reader> reader_;
-};
+constexpr const char* kDoor = Publish::kDoor;
+constexpr const char* kSecond = Publish::kSecond;
 
 TEST_F(Publish, ABrokerThatIsAwayAndRefusesAndComesBackMissesNothing) {
     place();

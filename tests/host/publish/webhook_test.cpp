@@ -3,9 +3,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -266,7 +274,7 @@ TEST_F(Hook, AMessageThatIsRefusedHoldsUpItsStreamAloneAndIsLeftOutAtLast) {
     start();
     ASSERT_TRUE(until_taken(5));
     EXPECT_THAT(sequences(), ElementsAre(1, 2, 1, 4, 5));
-    ASSERT_TRUE(until_fault("has left out 1 messages that its receiver refused for a day"));
+    ASSERT_TRUE(until_fault("has left out 1 message that its receiver refused for a day"));
     EXPECT_THAT(said(), ::testing::Contains(HasSubstr("_3, which 127.0.0.1 has refused")));
 }
 
@@ -288,6 +296,77 @@ TEST_F(Hook, ALongAnswerIsNotRead) {
     stop();
     expect_exactly(3);
     EXPECT_GE(receiver_->connections(), 3) << "it is closed in the middle of the answer";
+}
+
+// Another process, with a certificate of its own.
+class TlsReceiver {
+  public:
+    TlsReceiver(const std::string& certificate, std::filesystem::path told)
+        : told_(std::move(told)), id_(::fork()) {
+        if (id_ == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            [[maybe_unused]] const auto out = std::freopen(told_.c_str(), "w", stdout);
+            ::execl(VCA_PYTHON, "python3", VCA_RECEIVE_TLS, (certificate + ".pem").c_str(),
+                    (certificate + ".key").c_str(), nullptr);
+            ::_exit(127);
+        }
+    }
+    ~TlsReceiver() {
+        ::kill(id_, SIGKILL);
+        ::waitpid(id_, nullptr, 0);
+    }
+    TlsReceiver(const TlsReceiver&) = delete;
+    TlsReceiver& operator=(const TlsReceiver&) = delete;
+
+    // The port, and then the ids of messages; without what is not a whole line yet.
+    std::vector<std::string> lines() const {
+        std::ifstream file(told_);
+        std::vector<std::string> list;
+        for (std::string line; std::getline(file, line) && !file.eof();)
+            list.push_back(line);
+        return list;
+    }
+
+  private:
+    const std::filesystem::path told_;
+    const pid_t id_;
+};
+
+void make_certificate(const std::string& path, const std::string& address) {
+    const std::string command =
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
+        "-subj /CN=receiver -addext subjectAltName=" +
+        address + " -keyout '" + path + ".key' -out '" + path + ".pem' >/dev/null 2>&1";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+}
+
+TEST_F(Hook, EncryptsAndTrustsOnlyItsReceiver) {
+    make_certificate(path("right"), "IP:127.0.0.1");
+    make_certificate(path("other"), "IP:127.0.0.1");
+    make_certificate(path("elsewhere"), "DNS:elsewhere.example.org");
+    const auto use = [this](const TlsReceiver& receiver, const std::string& certificate) {
+        EXPECT_TRUE(until([&] { return !receiver.lines().empty(); }));
+        hook_.post.url = "https://127.0.0.1:" + receiver.lines().at(0) + "/";
+        hook_.post.ca_file = path(certificate + ".pem");
+        start();
+    };
+    {
+        const TlsReceiver receiver(path("elsewhere"), path("said"));
+        use(receiver, "elsewhere");
+        count(3);
+        EXPECT_TRUE(until_fault("no answer from 127.0.0.1"));
+        stop();
+        EXPECT_THAT(receiver.lines(), SizeIs(1)) << "its certificate is for another";
+    }
+    const TlsReceiver receiver(path("right"), path("told"));
+    use(receiver, "other");
+    ASSERT_TRUE(until_fault("no answer from 127.0.0.1"));
+    stop();
+    EXPECT_THAT(receiver.lines(), SizeIs(1)) << "nobody has signed its certificate";
+    use(receiver, "right");
+    ASSERT_TRUE(until([&] { return receiver.lines().size() == 4; }));
+    EXPECT_THAT(receiver.lines().at(3), HasSubstr("_3"));
+    ASSERT_TRUE(until([this] { return faults().empty(); }));
 }
 
 TEST_F(Hook, EndsSoonWhileAReceiverHangs) {
