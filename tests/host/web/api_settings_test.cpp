@@ -162,7 +162,8 @@ TEST_F(ApiSettings, NothingIsCutToFitOrPassedOver) {
     };
     EXPECT_EQ(errors("target_height_mm", {800.7, 2200}),
               "The smallest height is 800.7; write a whole number up to 1000000.");
-    EXPECT_THAT(errors("target_height_mm", {800, 1e12}), HasSubstr("largest height is 1000000000000.0;"));
+    EXPECT_THAT(errors("target_height_mm", {800, 1e12}),
+                HasSubstr("largest height is 1000000000000.0;"));
     EXPECT_THAT(errors("target_height_mm", {800, 1'000'000'000'000}), HasSubstr("whole number"));
     EXPECT_THAT(errors("group", {{"min", -1}}), HasSubstr("The smallest group is -1;"));
     EXPECT_THAT(errors("group", {{"max", 1e300}}), HasSubstr("The largest group is 1e+300;"));
