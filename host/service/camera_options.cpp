@@ -8,17 +8,12 @@
 
 namespace host {
 
-namespace {
-
-// A camera that started with it would end at once.
-void check_height_goes_with(const RunOptions& options) {
-    if (options.source.source != "scene" || !options.source.height_mm) return;
+void check_height_goes_with(const RunOptions& options, const ServiceCamera& camera) {
+    if (camera.source.source != "scene" || !options.source.height_mm) return;
     throw InputError(options.source.height_mm->place_or("height_mm") +
                      " goes with recordings and live cameras; the simulated scene \"" +
-                     options.source.scene + "\" has its camera where it is");
+                     camera.source.scene + "\" has its camera where it is");
 }
-
-}  // namespace
 
 RunOptions camera_options(const ServiceCamera& camera) {
     RunOptions options;
@@ -32,7 +27,7 @@ RunOptions camera_options(const ServiceCamera& camera) {
         options.set_again = [](RunOptions&) {};  // what a stream carries counts
     }
     check_options(options);
-    check_height_goes_with(options);
+    check_height_goes_with(options, camera);
     return options;
 }
 
@@ -42,7 +37,7 @@ RunOptions camera_options(const ServiceCamera& camera, const std::string& text,
     options.source = camera.source;
     parse_config(text, name, options);
     check_options(options);
-    check_height_goes_with(options);
+    check_height_goes_with(options, camera);
     return options;
 }
 

@@ -14,4 +14,8 @@ RunOptions camera_options(const ServiceCamera& camera);
 RunOptions camera_options(const ServiceCamera& camera, const std::string& text,
                           const std::string& name);
 
+// A simulated camera that was given another height would end each time it started. Throws
+// InputError.
+void check_height_goes_with(const RunOptions& options, const ServiceCamera& camera);
+
 }  // namespace host

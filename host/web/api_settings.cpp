@@ -200,11 +200,21 @@ HttpResponse refused_answer(const SettingsNote& note) {
     return json_answer({{"error", json["text"]}, {"place", json["place"]}}, kBadRequest);
 }
 
+GivenSettings settings_of(const Json& json, const CameraLook& look, const ServiceCamera& camera) {
+    GivenSettings given = read_settings_json(json, look);
+    try {
+        check_height_goes_with(given.options, camera);
+    } catch (const InputError& error) {
+        given.errors.push_back({true, "setting_wrong", as_sentence(error.what()), "setting", 0});
+    }
+    return given;
+}
+
 HttpResponse check_answer(const ApiSources& sources, const ApiCall& call) {
     const Query query(call.request, {});
     const PlaceReader place(sources);
     const CameraLook look = sources.look(camera_of(place, call).name);
-    const GivenSettings given = read_settings_json(json_body(call.request), look);
+    const GivenSettings given = settings_of(json_body(call.request), look, camera_of(place, call));
     Json notes = Json::array();
     for (const SettingsNote& note : given.errors)
         notes.push_back(note_json(note));
@@ -253,6 +263,8 @@ GivenSave save_of(const HttpRequest& request) {
     GivenSave save;
     try {
         const Json json = json_body(request);
+        if (!json.at("base_version").is_number_integer())
+            throw ApiError(kBadRequest, "\"base_version\" is a whole number");
         save = {json.at("base_version"), json.at("name"), json.at("settings")};
     } catch (const Json::exception&) {
         throw ApiError(kBadRequest,
@@ -345,7 +357,7 @@ HttpResponse save_answer(const ApiSources& sources, Saves& saves, const ApiCall&
         return json_answer({{"error", sentence}, {"current", version_json(before, place.zone())}},
                            kConflict);
     }
-    const GivenSettings given = read_settings_json(save.settings, sources.look(camera.name));
+    const GivenSettings given = settings_of(save.settings, sources.look(camera.name), camera);
     if (!given.errors.empty()) return refused_answer(given.errors.front());
     const RunOptions now = options_of(before);
     check_models(given.options, now);

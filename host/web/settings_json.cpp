@@ -1,9 +1,13 @@
 // Key by key, with the checks of the settings file.
 #include "host/web/settings_json.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <string_view>
 
 #include "host/base/input_error.h"
 #include "host/web/api_answer.h"
@@ -12,6 +16,8 @@ namespace host {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+constexpr const char* kHeight = "the height";
 
 Json points_json(const std::vector<PicturePoint>& points) {
     Json list = Json::array();
@@ -38,6 +44,23 @@ Json tilt_json(const TiltSetting& tilt) {
 Json height_json(const RunOptions& options) {
     if (options.measure_height) return "auto";
     return options.source.height_mm ? Json(options.source.height_mm->value) : Json();
+}
+
+// What would be ignored may have been meant for something.
+void check_keys(const Json& table, const std::string& name,
+                std::initializer_list<std::string_view> known) {
+    for (const auto& [key, value] : table.items()) {
+        if (std::find(known.begin(), known.end(), key) == known.end())
+            throw ApiError(kBadRequest, "there is no setting \"" + name + "." + key + "\"");
+    }
+}
+
+// Not one that is cut to fit.
+int whole(const Json& value, const std::string& what) {
+    constexpr std::int64_t kMost = 1'000'000;
+    if (!value.is_number_integer() || value.get<double>() < 0 || value.get<double>() > kMost)
+        throw InputError(what + " is " + value.dump() + "; write a whole number up to 1000000");
+    return value.get<int>();
 }
 
 class Reader {
@@ -89,8 +112,9 @@ class Reader {
             if (key == "height_mm") {
                 read_height(value);
             } else if (key == "target_height_mm") {
-                options.target_min_mm = value.at(0).get<int>();
-                options.target_max_mm = value.at(1).get<int>();
+                check_pair(value);
+                options.target_min_mm = whole(value[0], "the smallest height");
+                options.target_max_mm = whole(value[1], "the largest height");
             } else if (key == "detect") {
                 options.detect = {parse_detect_mode(value, key), key};
             } else if (key == "sensor") {
@@ -126,7 +150,7 @@ class Reader {
         given_.options.measure_height = value == "auto";
         if (given_.options.measure_height || value.is_null()) return;
         given_.options.source.height_mm =
-            Placed(checked_height_mm(value.get<double>(), "height_mm"), "height_mm");
+            Placed(checked_height_mm(value.get<double>(), kHeight), kHeight);
     }
 
     void read_position(const Json& value) {
@@ -136,15 +160,24 @@ class Reader {
     }
 
     void read_group(const Json& value) {
-        if (value.contains("enabled")) given_.options.group_counting = value["enabled"];
-        given_.options.group_min = value.value("min", given_.options.group_min);
-        given_.options.group_max = value.value("max", given_.options.group_max);
+        check_keys(value, "group", {"enabled", "min", "max"});
+        RunOptions& options = given_.options;
+        if (value.contains("enabled")) options.group_counting = value["enabled"];
+        if (value.contains("min")) options.group_min = whole(value["min"], "the smallest group");
+        if (value.contains("max")) options.group_max = whole(value["max"], "the largest group");
+    }
+
+    static void check_pair(const Json& value) {
+        if (!value.is_array() || value.size() != 2)
+            throw ApiError(kBadRequest, "points and ranges are pairs of numbers");
     }
 
     static std::vector<PicturePoint> points(const Json& list) {
         std::vector<PicturePoint> points;
-        for (const Json& point : list)
+        for (const Json& point : list) {
+            check_pair(point);
             points.push_back({point.at(0).get<double>(), point.at(1).get<double>()});
+        }
         return points;
     }
 
@@ -156,6 +189,7 @@ class Reader {
 
     void read_line(const Json& json) {
         const std::size_t index = given_.options.lines.size();
+        check_keys(json, "line", {"name", "points", "directions", "uturn", "flip", "area"});
         CountingLine line;
         line.name = json.at("name");
         line.points = points(json.at("points"));
@@ -168,7 +202,7 @@ class Reader {
         check("directions_wrong", "line", index, [&] {
             for (const std::string& name : line.directions)
                 check_name(name, "the name of a direction of " + place);
-            check_directions_differ(line.directions, "both directions of " + place);
+            check_directions_differ(line.directions, "the directions of " + place);
         });
         check("line_wrong", "line", index, [&] {
             (is_closed(line.points) ? check_closed_line_points : check_line_points)(line.points,
@@ -192,6 +226,7 @@ class Reader {
 
     void read_region(const Json& json) {
         const std::size_t index = given_.options.regions.size();
+        check_keys(json, "region", {"name", "points"});
         CountingRegion region{json.at("name"), points(json.at("points"))};
         const std::string place = "the region \"" + region.name + "\"";
         check("name_wrong", "region", index,
@@ -203,6 +238,7 @@ class Reader {
 
     void read_exclusion(const Json& json) {
         const std::size_t index = given_.options.exclusions.size();
+        check_keys(json, "exclude", {"points"});
         const std::vector<PicturePoint> area = points(json.at("points"));
         const std::string place = "exclusion area " + std::to_string(index + 1);
         check("exclude_wrong", "exclude", index, [&] { check_exclusion_points(area, place); });

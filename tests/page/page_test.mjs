@@ -239,6 +239,21 @@ describe("looking", () => {
     await tab.browserContext().close();
   });
 
+  test("a height that a simulated camera cannot have is refused in a sentence", { skip: development }, async () => {
+    const tab = await openTab(browser);
+    const api = await service.api(...accounts.operator);
+    const { body: before } = await api("GET", "cameras/Gallery/settings");
+    await logIn(tab, service, accounts.operator);
+    await show(tab, "#/settings/camera/Gallery");
+    const field = await tab.waitForSelector('::-p-aria([name="Height of the camera"])');
+    await field.select("given");
+    await button(tab, "Save");
+    await until(tab, () => /^The height goes with recordings/.test(document.querySelector(".failure")?.textContent ?? ""));
+    assert.equal((await api("GET", "cameras/Gallery/settings")).body.version, before.version);
+    assert.deepEqual(tab.complaints, []);
+    await tab.browserContext().close();
+  });
+
   test("users and tokens are made and removed", async () => {
     const tab = await openTab(browser);
     const api = await service.api(...accounts.admin);

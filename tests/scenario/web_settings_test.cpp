@@ -76,13 +76,13 @@ TEST_F(WebSettings, TheAuthorIsKnownAfterANewStartOfTheCamera) {
     EXPECT_THAT(err(), HasSubstr("starts again, because other settings"));
 }
 
-TEST_F(WebSettings, WhatTheCameraRefusesIsTakenBack) {
+TEST_F(WebSettings, WhatTheCameraCannotCountWithIsRefused) {
     run();
     Json settings = in_force()["settings"];
     settings["height_mm"] = 3100;  // that of a scene is its own
     const host::HttpResponse refused = save(1, settings);
     EXPECT_EQ(refused.status, 400) << refused.body;
-    EXPECT_THAT(refused.body, HasSubstr("height_mm"));
+    EXPECT_THAT(refused.body, HasSubstr("The height goes with recordings and live cameras"));
     EXPECT_FALSE(std::filesystem::exists(work_ / "cameras" / "door.toml"));
     EXPECT_EQ(in_force()["version"], 1);
     const std::int64_t counted = crossings("door");

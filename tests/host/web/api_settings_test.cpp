@@ -153,6 +153,32 @@ TEST_F(ApiSettings, WhatIsNoSettingsIsRefused) {
     }
 }
 
+TEST_F(ApiSettings, NothingIsCutToFitOrPassedOver) {
+    const auto errors = [this](const std::string& key, const Json& value) {
+        Json wrong = sound();
+        wrong[key] = value;
+        const Json notes = check(wrong)["notes"];
+        return notes.empty() ? "" : notes[0]["text"].get<std::string>();
+    };
+    EXPECT_EQ(errors("target_height_mm", {800.7, 2200}),
+              "The smallest height is 800.7; write a whole number up to 1000000.");
+    EXPECT_THAT(errors("target_height_mm", {800, 1e12}),
+                HasSubstr("largest height is 1000000000000.0;"));
+    EXPECT_THAT(errors("target_height_mm", {800, 1'000'000'000'000}), HasSubstr("whole number"));
+    EXPECT_THAT(errors("group", {{"min", -1}}), HasSubstr("The smallest group is -1;"));
+    EXPECT_THAT(errors("group", {{"max", 1e300}}), HasSubstr("The largest group is 1e+300;"));
+    EXPECT_THAT(errors("height_mm", -3), HasSubstr("The height is -3;"));
+    for (const char* body :
+         {R"({"line":[],"region":[],"exclude":[],"group":{"least":2}})",
+          R"({"line":[],"region":[],"exclude":[],"target_height_mm":[800,2200,5]})",
+          R"({"line":[{"name":"a","points":[[1,2],[300,2,3]]}],"region":[],"exclude":[]})",
+          R"({"line":[{"name":"a","points":[[1,2],[300,2]],"width":3}],"region":[],"exclude":[]})",
+          R"({"line":[],"region":[{"name":"a","points":[],"x":1}],"exclude":[]})",
+          R"({"line":[],"region":[],"exclude":[{"points":[],"name":"a"}]})"}) {
+        EXPECT_EQ(ask("POST", "cameras/entrance/settings/check", body).status, 400) << body;
+    }
+}
+
 class ApiSave : public ApiSettings {
   protected:
     ApiSave() { count("entrance", kMonday_us, kMonday_us); }
@@ -217,6 +243,9 @@ TEST_F(ApiSave, OfWhatIsWrongWritesNothing) {
     refused(wrong, "name of the version");
     wrong["name"] = 3;
     refused(wrong, " save is {");
+    wrong = moved(1);
+    wrong["base_version"] = 1e300;
+    refused(wrong, "\"base_version\" is a whole number");
     refused(Json::object(), " save is {");
     EXPECT_EQ(save(moved(1), host::Role::kViewer).status, 403);
     EXPECT_EQ(file(), "");
