@@ -3,12 +3,14 @@
 
     service.py endurance VCA [HOURS]    two cameras as fast as they go, for so many hours of scene time [6]
     service.py cameras VCA [SECONDS]    more and more cameras at 15 frames/s, so long with each number [60]
+    service.py live VCA [SECONDS] [N]   the same with live cameras that are handed raw depth through pipes, from N on [1]
 
 Cameras play recordings of the scenes "entrance" and "gallery" again and again. The first table shows, at equal
 distances of scene time, resident sizes in kB, open files and threads of each process, and the files in the folder
-of the databases. The second one shows processor time as a share of one processor, of a camera and of the service,
-and frames that came late.
+of the databases. The others show processor time as a share of one processor, of a camera and of the service,
+memory of a camera that it shares with nobody, and frames that came late or were lost.
 """
+import fcntl
 import os
 import pathlib
 import signal
@@ -16,10 +18,15 @@ import sqlite3
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import urllib.request
 
 SCENES = ("entrance", "gallery")
+FRAME_BYTES = 480 * 256 * 2
+FRAMES_PER_S = 15
+PIPE_BYTES = 1 << 20  # several pictures, so that the sender waits for nobody
+F_SETPIPE_SZ = 1031
 ROWS = 12
 TICKS = os.sysconf("SC_CLK_TCK")
 
@@ -27,19 +34,64 @@ TICKS = os.sysconf("SC_CLK_TCK")
 def record(vca, folder, scene, seconds):
     subprocess.run([vca, "record", "--scene", scene, "--seconds", str(seconds), "--quiet", "--output",
                     folder / scene], check=True, stdout=subprocess.DEVNULL)
-    return ", ".join(f'"{path}"' for path in sorted((folder / scene).glob("*.mkv")))
+    return sorted((folder / scene).glob("*.mkv"))
+
+
+def played(recordings, more):
+    text = "recording = [" + ", ".join(f'"{path}"' for path in recordings) + "]\nloop = true\n"
+    return lambda name: text + more
+
+
+class Fed:
+    """Live cameras, each with a pipe into which the pictures of a recording go again and again."""
+
+    def __init__(self, folder, recordings):
+        self.folder, self.pictures, self.settings = folder, [], []
+        for scene, (recording,) in zip(SCENES, recordings):
+            files = [folder / f"{scene}.{end}" for end in ("camera.toml", "settings.toml", "raw")]
+            subprocess.run(["ffmpeg", "-loglevel", "error", "-dump_attachment:t:0", files[0],
+                            "-dump_attachment:t:1", files[1], "-i", recording, "-map", "0:v:0",
+                            "-f", "rawvideo", files[2]], check=True)
+            self.settings.append(files[1].read_text())
+            self.pictures.append(files[2].read_bytes())
+
+    def source(self, name):
+        kind = int(name[1:]) % len(SCENES)
+        (self.folder / "cameras").mkdir(exist_ok=True)
+        (self.folder / "cameras" / f"{name}.toml").write_text(self.settings[kind])
+        pipe = self.folder / name
+        if not pipe.exists():
+            os.mkfifo(pipe)
+        return (f'depth = "{pipe}"\ndepth_format = "raw:480x256@{FRAMES_PER_S}"\n'
+                f'camera_file = "{self.folder}/{SCENES[kind]}.camera.toml"\n')
+
+    def send(self, names, stop):
+        pipes = [os.open(self.folder / name, os.O_RDWR) for name in names]
+        for pipe in pipes:
+            fcntl.fcntl(pipe, F_SETPIPE_SZ, PIPE_BYTES)
+        began, sent = time.monotonic(), 0
+        while not stop.is_set():
+            camera, number = sent % len(pipes), sent // len(pipes)
+            pictures = self.pictures[camera % len(SCENES)]
+            at = number * FRAME_BYTES % len(pictures)
+            time.sleep(max(0.0, began + sent / (FRAMES_PER_S * len(pipes)) - time.monotonic()))
+            rest = memoryview(pictures)[at:at + FRAME_BYTES]
+            while rest:
+                rest = rest[os.write(pipes[camera], rest):]
+            sent += 1
+        for pipe in pipes:
+            os.close(pipe)
 
 
 class Service:
     """A place with cameras that are named by numbers."""
 
-    def __init__(self, vca, folder, recordings, cameras, more):
+    def __init__(self, vca, folder, sources, cameras):
         self.store = folder / f"store{cameras}"
         text = f'place = "bench"\ntime_zone = "UTC"\n[store]\nfolder = "{self.store}"\n'
         text += '[web]\nport = 0\nmetrics = "open"\n'
         for i in range(cameras):
-            text += (f'[[camera]]\nname = "c{i}"\nrecording = [{recordings[i % len(recordings)]}]\n'
-                     f'loop = true\n{more}')
+            text += f'[[camera]]\nname = "c{i}"\n' + sources[i % len(sources)](f"c{i}")
         (folder / "vca.toml").write_text(text)
         self.names = [f"c{i}" for i in range(cameras)]
         self.said = open(folder / "said.txt", "w+")
@@ -96,6 +148,11 @@ def resident_kb(process):
     return next(int(line.split()[1]) for line in status if line.startswith("VmRSS"))
 
 
+def private_mb(process):
+    rollup = pathlib.Path(f"/proc/{process}/smaps_rollup").read_text().splitlines()
+    return sum(int(line.split()[1]) for line in rollup if line.startswith("Private_")) / 1024
+
+
 def entries(process, of):
     return len(os.listdir(f"/proc/{process}/{of}"))
 
@@ -125,7 +182,8 @@ def endurance(vca, folder, hours):
     for name in ("service", *SCENES):
         head += [f"{name}, kB", "files / threads"]
     head += ["files", "MB"]
-    with Service(vca, folder, recordings, len(SCENES), "fast = true\n") as service:
+    sources = [played(recording, "fast = true\n") for recording in recordings]
+    with Service(vca, folder, sources, len(SCENES)) as service:
         print_row(head)
         print_row(["---:"] * len(head))
         began, counted = time.monotonic(), 0.0
@@ -151,42 +209,66 @@ def ended_cameras(service):
 
 def cameras(vca, folder, seconds):
     recordings = [record(vca, folder, scene, 60) for scene in SCENES]
-    print_row(["cameras", "camera, %", "service, %", "all, %", "frames/s each", "late"])
-    print_row(["---:"] * 6)
-    number, late = 1, 0.0
-    while late == 0.0 and number <= 64:
-        late = cameras_row(vca, folder, recordings, number, seconds)
+    more_and_more(vca, folder, [played(recording, "") for recording in recordings], seconds, 1)
+
+
+def live(vca, folder, seconds, first):
+    fed = Fed(folder, [record(vca, folder, scene, 60) for scene in SCENES])
+    more_and_more(vca, folder, [fed.source], seconds, int(first), fed)
+
+
+def more_and_more(vca, folder, sources, seconds, number, fed=None):
+    head = ["cameras", "camera, %", "service, %", "all, %", "camera, MB", "frames/s each", "late or lost"]
+    print_row(head)
+    print_row(["---:"] * len(head))
+    late = 0.0
+    while late == 0.0 and number <= 128:
+        stop, sender = threading.Event(), None
+        with Service(vca, folder, sources, number) as service:
+            if fed:
+                sender = threading.Thread(target=fed.send, args=(service.names, stop))
+                sender.start()
+            try:
+                late = cameras_row(service, number, seconds)
+            finally:
+                stop.set()
+                if sender:
+                    sender.join()
         number = number * 2 if number < 4 else number + 4
 
 
-def cameras_row(vca, folder, recordings, number, seconds):
-    with Service(vca, folder, recordings, number, "") as service:
-        # Until all count, and the first frames, which learn the floor, are over.
-        time.sleep(10 + number)
-        processes = service.cameras()
-        before = [processor_s(process) for process in (service.process.pid, *processes)]
-        frames, late = service.sum_of("vca_frames_total"), service.sum_of("vca_frames_late_total")
-        began = time.monotonic()
-        time.sleep(seconds)
-        span = time.monotonic() - began
-        shares = [100 * (processor_s(process) - one) / span
-                  for process, one in zip((service.process.pid, *processes), before)]
-        frames = (service.sum_of("vca_frames_total") - frames) / span / number
-        late = service.sum_of("vca_frames_late_total") - late
-        print_row([str(number), f"{sum(shares[1:]) / number:.1f}", f"{shares[0]:.1f}",
-                   f"{sum(shares):.0f}", f"{frames:.2f}", f"{late:.0f}"])
-        return late
+def cameras_row(service, number, seconds):
+    # Until all count, and the first frames, which learn the floor, are over.
+    time.sleep(10 + number)
+    processes = service.cameras()
+    before = [processor_s(process) for process in (service.process.pid, *processes)]
+    frames, late = service.sum_of("vca_frames_total"), late_frames(service)
+    began = time.monotonic()
+    time.sleep(seconds)
+    span = time.monotonic() - began
+    shares = [100 * (processor_s(process) - one) / span
+              for process, one in zip((service.process.pid, *processes), before)]
+    frames = (service.sum_of("vca_frames_total") - frames) / span / number
+    late = late_frames(service) - late
+    memory = sum(private_mb(process) for process in processes) / number
+    print_row([str(number), f"{sum(shares[1:]) / number:.1f}", f"{shares[0]:.1f}", f"{sum(shares):.0f}",
+               f"{memory:.0f}", f"{frames:.2f}", f"{late:.0f}"])
+    return late
+
+
+def late_frames(service):
+    return service.sum_of("vca_frames_late_total") + service.sum_of("vca_frames_missing_total")
 
 
 def main(arguments):
-    kinds = {"endurance": (endurance, 6.0), "cameras": (cameras, 60.0)}
-    if len(arguments) not in (2, 3) or arguments[0] not in kinds:
+    kinds = {"endurance": (endurance, [6.0]), "cameras": (cameras, [60.0]), "live": (live, [60.0, 1.0])}
+    numbers = [float(text) for text in arguments[2:]]
+    if len(arguments) < 2 or arguments[0] not in kinds or len(numbers) > len(kinds[arguments[0]][1]):
         print(__doc__.strip(), file=sys.stderr)
         return 2
     run, usual = kinds[arguments[0]]
     with tempfile.TemporaryDirectory(prefix="vca-bench-") as folder:
-        run(pathlib.Path(arguments[1]).resolve(), pathlib.Path(folder),
-            float(arguments[2]) if len(arguments) == 3 else usual)
+        run(pathlib.Path(arguments[1]).resolve(), pathlib.Path(folder), *numbers, *usual[len(numbers):])
     return 0
 
 

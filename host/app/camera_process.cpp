@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <mutex>
+#include <opencv2/core/utility.hpp>
 #include <optional>
 #include <utility>
 
@@ -363,6 +364,9 @@ int run_device(const CameraSetup& setup) {
 }  // namespace
 
 int camera_process(const std::atomic<bool>& stop) {
+    // Threads that share the work on a picture wait for it in a loop; the processors are for the
+    // other cameras.
+    cv::setNumThreads(1);
     CameraRequests requests;
     ServiceLink link(ChildProcess::kHandedFile);
     const ServiceFile file = parse_service_file(link.begun().text, link.begun().path);

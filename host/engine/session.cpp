@@ -267,6 +267,7 @@ std::int64_t Session::frame_in_work() const {
 }
 
 TQ_MUTEX_S* Session::handler_mutex() {
+    pool_.wake_library();
     return static_cast<TQ_MUTEX_S*>(get_vca_algo_mutex());
 }
 

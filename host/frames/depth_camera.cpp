@@ -155,6 +155,10 @@ std::uint16_t nearest_valid(const std::uint16_t* recording, int width, const Foo
 
 void resample_depth(const std::uint16_t* recording, int width, int height,
                     std::vector<std::uint16_t>& depth) {
+    if (width == kDepthWidth && height == kDepthHeight) {
+        depth.assign(recording, recording + std::ptrdiff_t{kDepthWidth} * kDepthHeight);
+        return;
+    }
     const RecordingFit fit = fit_recording(width, height);
     const std::vector<Footprint> across = footprints(kDepthWidth, width, fit.scale, fit.offset_x);
     const std::vector<Footprint> down = footprints(kDepthHeight, height, fit.scale, fit.offset_y);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 
@@ -16,6 +17,9 @@ namespace {
 
 constexpr std::uint32_t kGenerationMask = 0x00ffffffu;
 constexpr int kMaxSlots = 64;
+// The library asks a thousand times a second, and looks for the files of its debug switches each
+// time.
+constexpr std::chrono::milliseconds kPatience{20};
 
 std::atomic<FramePool*> active_pool{nullptr};
 
@@ -50,6 +54,7 @@ void FramePool::submit(int slot, std::int64_t frame_number) {
     const std::lock_guard lock(mutex_);
     slots_.at(static_cast<std::size_t>(slot)).frame_number = frame_number;
     ready_.push_back(slot);
+    filled_.notify_all();
 }
 
 std::optional<std::int64_t> FramePool::submit_newest(int slot, std::int64_t frame_number) {
@@ -62,7 +67,14 @@ std::optional<std::int64_t> FramePool::submit_newest(int slot, std::int64_t fram
     }
     slots_.at(static_cast<std::size_t>(slot)).frame_number = frame_number;
     ready_.push_back(slot);
+    filled_.notify_all();
     return left_out;
+}
+
+void FramePool::wake_library() {
+    const std::lock_guard lock(mutex_);
+    woken_ = true;
+    filled_.notify_all();
 }
 
 void FramePool::give_up(int slot) {
@@ -84,7 +96,9 @@ AVS_IVE_ALL_S FramePool::take() {
     set.real = set.depth = set.raw = no_frame();
     std::int64_t frame_number = -1;
     {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
+        filled_.wait_for(lock, kPatience, [this] { return !ready_.empty() || woken_; });
+        woken_ = false;
         if (ready_.empty()) return set;
         const int index = ready_.front();
         ready_.pop_front();

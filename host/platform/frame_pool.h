@@ -58,10 +58,13 @@ class FramePool {
     // Waits until every submitted set has been borrowed, given back and let go.
     void wait_drained();
 
-    // Library side. Never waits: without a queued set all three blocks are VCA_VB_NONE.
+    // Library side. Without a queued set it waits a moment for one, since the library asks again at
+    // once; then all three blocks are VCA_VB_NONE.
     AVS_IVE_ALL_S take();
     int release_block(std::uint32_t block);
     int unmap(const void* addr, std::uint32_t size);
+    // Ends the wait in take(), in which the library holds the mutex that its handlers need.
+    void wake_library();
 
     // The pixels of the set on loan whose frame record begins with this word; null when it is not
     // on loan. Valid until the set is given back.
@@ -100,6 +103,8 @@ class FramePool {
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
+    std::condition_variable filled_;  // a set is queued, or the library is to wake up
+    bool woken_ = false;
     std::vector<Slot> slots_;
     std::deque<int> free_;
     std::deque<int> ready_;
