@@ -169,3 +169,20 @@ export async function button(tab, name, within = "body") {
   const handle = await tab.waitForSelector(`${within} ::-p-aria([name="${name}"][role="button"])`);
   await handle.click();
 }
+
+// The guide of a camera, which is open, from its source to where a line is drawn.
+export async function guideToDrawing(tab) {
+  await tab.waitForSelector(".guide .good");
+  await button(tab, "Next");
+  await until(tab, () => document.querySelector(".step .picture canvas")?.dataset.frame);
+  await button(tab, "Next");
+  await button(tab, "Measure again");
+  await until(tab, () => /Measuring/.test(document.querySelector(".step").textContent));
+  await until(tab, () => /The floor was measured/.test(document.querySelector(".step").textContent));
+  await button(tab, "This is the height");
+  await until(tab, () => /Saved\./.test(document.querySelector(".step").textContent));
+  await button(tab, "Next");
+  await until(tab, () => /The camera hangs/.test(document.querySelector(".step").textContent));
+  await button(tab, "Next");
+  await until(tab, () => document.querySelector(".editor .picture canvas")?.dataset.frame);
+}

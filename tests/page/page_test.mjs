@@ -1,7 +1,7 @@
 // What a person does from the first start on: logs in, looks, asks why.
 import assert from "node:assert/strict";
 import test, { after, before, describe } from "node:test";
-import { accounts, button, development, launch, logIn, openTab, Service, show, text, until } from "./browser.mjs";
+import { accounts, button, development, guideToDrawing, launch, logIn, openTab, Service, show, text, until } from "./browser.mjs";
 
 let browser;
 before(async () => (browser = await launch()));
@@ -31,19 +31,7 @@ describe("the first start", { skip: !development }, () => {
     assert.match(await text(tab, "main"), /There is no line yet/);
 
     await show(tab, "#/setup");
-    await tab.waitForSelector(".guide .good");
-    await button(tab, "Next");
-    await until(tab, () => document.querySelector(".step .picture canvas")?.dataset.frame);
-    await button(tab, "Next");
-    await button(tab, "Measure again");
-    await until(tab, () => /Measuring/.test(document.querySelector(".step").textContent));
-    await until(tab, () => /The floor was measured/.test(document.querySelector(".step").textContent));
-    await button(tab, "This is the height");
-    await until(tab, () => /Saved\./.test(document.querySelector(".step").textContent));
-    await button(tab, "Next");
-    await until(tab, () => /The camera hangs/.test(document.querySelector(".step").textContent));
-    await button(tab, "Next");
-    await until(tab, () => document.querySelector(".editor .picture canvas")?.dataset.frame);
+    await guideToDrawing(tab);
     await button(tab, "Line");
     await dragLine(tab, [230, 272], [730, 272]);
     await button(tab, "Save …");

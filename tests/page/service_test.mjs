@@ -4,7 +4,7 @@ import assert from "node:assert/strict";
 import { createServer, request as ask } from "node:http";
 import test, { after, before, describe } from "node:test";
 import { connect } from "node:tls";
-import { accounts, button, freePort, launch, logIn, openTab, patience_ms, show, startRealService, text, until } from "./browser.mjs";
+import { accounts, button, freePort, guideToDrawing, launch, logIn, openTab, patience_ms, show, startRealService, text, until } from "./browser.mjs";
 import { makeCertificate, RealService } from "./real_service.mjs";
 
 let browser;
@@ -155,19 +155,7 @@ describe("a place that runs", () => {
     const tab = await openTab(browser);
     await logIn(tab, service, accounts.operator);
     await show(tab, "#/setup/Entrance/guide");
-    await tab.waitForSelector(".guide .good");
-    await button(tab, "Next");
-    await until(tab, () => document.querySelector(".step .picture canvas")?.dataset.frame);
-    await button(tab, "Next");
-    await button(tab, "Measure again");
-    await until(tab, () => /Measuring/.test(document.querySelector(".step").textContent));
-    await until(tab, () => /The floor was measured/.test(document.querySelector(".step").textContent));
-    await button(tab, "This is the height");
-    await until(tab, () => /Saved\./.test(document.querySelector(".step").textContent));
-    await button(tab, "Next");
-    await until(tab, () => /The camera hangs/.test(document.querySelector(".step").textContent));
-    await button(tab, "Next");
-    await until(tab, () => document.querySelector(".editor .picture canvas")?.dataset.frame);
+    await guideToDrawing(tab);
     await button(tab, "Next");
     await button(tab, "Begin");
     await tab.waitForFunction(() => document.querySelectorAll(".walks .done").length === 3, {

@@ -229,7 +229,8 @@ TEST_F(Hook, ARestartInTheMiddleRepeatsAtMostWhatWasNotKept) {
     ASSERT_TRUE(until([this] { return newest() == 2000; }));
     stop();
     expect_in_order(2000);
-    // One was on its way at each of the two ends: the receiver had it, its answer was not waited for.
+    // One was on its way at each of the two ends: the receiver had it, its answer was not waited
+    // for.
     EXPECT_LE(receiver_->taken().size(), 2002U);
 }
 
