@@ -4,6 +4,8 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <chrono>
+#include <optional>
 #include <stdexcept>
 
 namespace host {
@@ -36,10 +38,30 @@ struct Answer {
     }
 };
 
-int is_over(void* stop, curl_off_t /*to_come*/, curl_off_t /*come*/, curl_off_t /*to_go*/,
-            curl_off_t /*gone*/) {
-    return static_cast<const std::stop_token*>(stop)->stop_requested() ? 1 : 0;
-}
+// An answer that is on its way is waited for a little longer: without it the text would be sent
+// again.
+class Farewell {
+  public:
+    explicit Farewell(const std::stop_token& stop) : stop_(stop) {}
+
+    static int is_over(void* self, curl_off_t /*to_come*/, curl_off_t /*come*/,
+                       curl_off_t /*to_go*/, curl_off_t /*gone*/) {
+        return static_cast<Farewell*>(self)->look() ? 1 : 0;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds kLength{2};
+
+    bool look() {
+        if (!stop_.stop_requested()) return false;
+        if (!since_) since_ = Clock::now();
+        return Clock::now() - *since_ >= kLength;
+    }
+
+    const std::stop_token& stop_;
+    std::optional<Clock::time_point> since_;
+};
 
 // A proxy of the environment is for receivers elsewhere.
 constexpr const char* kWithoutProxy = "localhost,127.0.0.1,::1";
@@ -76,7 +98,7 @@ HttpPoster::HttpPoster(HttpPostSetup setup) : parts_(std::make_unique<Parts>()) 
     parts.set(CURLOPT_TIMEOUT_MS, static_cast<long>(parts.setup.time.count()));
     parts.set(CURLOPT_WRITEFUNCTION, &Answer::take);
     parts.set(CURLOPT_HEADERFUNCTION, &Answer::take);
-    parts.set(CURLOPT_XFERINFOFUNCTION, &is_over);
+    parts.set(CURLOPT_XFERINFOFUNCTION, &Farewell::is_over);
     parts.set(CURLOPT_NOPROGRESS, 0L);
     parts.set(CURLOPT_ERRORBUFFER, parts_->error.data());
     if (!parts.setup.ca_file.empty()) {
@@ -96,13 +118,14 @@ HttpPosted HttpPoster::post(const std::vector<std::pair<std::string, std::string
     // Without asking first whether the text may come.
     list.add("Expect:");
     Answer answer{parts.setup.answer_bytes};
+    Farewell farewell(stop);
     parts_->error[0] = '\0';
     parts.set(CURLOPT_HTTPHEADER, list.items);
     parts.set(CURLOPT_POSTFIELDS, body.c_str());
     parts.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
     parts.set(CURLOPT_WRITEDATA, &answer);
     parts.set(CURLOPT_HEADERDATA, &answer);
-    parts.set(CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));
+    parts.set(CURLOPT_XFERINFODATA, &farewell);
     const CURLcode code = curl_easy_perform(parts.curl);
     parts.set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
     long status = 0;

@@ -34,8 +34,8 @@ class HttpPoster {
     HttpPoster(const HttpPoster&) = delete;
     HttpPoster& operator=(const HttpPoster&) = delete;
 
-    // Waits for the answer, within a second no longer when `stop` is asked for. Redirects are not
-    // followed: their status is the answer. What the answer says is thrown away.
+    // Waits for the answer, for at most three seconds more once `stop` is asked for. Redirects are
+    // not followed: their status is the answer. What the answer says is thrown away.
     HttpPosted post(const std::vector<std::pair<std::string, std::string>>& headers,
                     const std::string& body, const std::stop_token& stop);
 

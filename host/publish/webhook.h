@@ -53,7 +53,7 @@ class Webhook {
   public:
     // Throws InputError for a time zone that does not exist, ForeignDatabase and StoreError.
     explicit Webhook(WebhookSetup setup);
-    // Waits for an answer no longer than a second.
+    // Waits for an answer no longer than three seconds.
     ~Webhook();
     Webhook(const Webhook&) = delete;
     Webhook& operator=(const Webhook&) = delete;
