@@ -16,6 +16,7 @@
 #include "host/web/page_files.h"
 #include "host/web/routes.h"
 #include "tests/fuzz/byte_reader.h"
+#include "tests/support/unique_folder.h"
 
 namespace {
 
@@ -36,23 +37,6 @@ void require(bool holds, const char* what) {
     std::abort();
 }
 
-class Folder {
-  public:
-    Folder() {
-        std::string name = (fs::temp_directory_path() / "vca-fuzz-XXXXXX").string();
-        require(::mkdtemp(name.data()) != nullptr, "a folder can be made");
-        path_ = name;
-    }
-    ~Folder() { fs::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-
-  private:
-    fs::path path_;
-};
-
 // Four kinds of callers, each with a session and a token; the first has neither.
 class Place {
   public:
@@ -64,7 +48,7 @@ class Place {
             tokens_.push_back(accounts_.add_token(name, role, name).secret);
         }
         const auto file = std::make_shared<const host::ServiceFile>(
-            host::parse_service_file(kPlace, folder_.file("vca.toml")));
+            host::parse_service_file(kPlace, folder_.path() / "vca.toml"));
         host::WebSources sources;
         sources.health = [file] { return host::read_health(host::databases_of(*file), kNow_us); };
         sources.metrics = [file] {
@@ -103,14 +87,14 @@ class Place {
     static std::size_t index_of(Role role) {
         return static_cast<std::size_t>(role) - static_cast<std::size_t>(Role::kViewer);
     }
-    static host::AccountsSetup fresh(const Folder& folder) {
-        const std::string path = folder.file("service.db");
+    static host::AccountsSetup fresh(const test::UniqueFolder& folder) {
+        const std::string path = folder.path() / "service.db";
         for (const char* const end : {"", "-wal", "-shm"})
             fs::remove(path + end);
         return {path, {1, 8192}, [] { return kNow_us; }};
     }
 
-    static inline Folder folder_;
+    static inline const test::UniqueFolder folder_{"vca-fuzz"};
     const host::GateSetup gate_{"127.0.0.1", {"counter.example.org"}};
     host::Accounts accounts_;
     host::Router router_;

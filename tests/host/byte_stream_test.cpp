@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "host/base/input_error.h"
+#include "tests/support/unique_folder.h"
 
 namespace {
 
@@ -27,17 +28,12 @@ class PipeTest : public ::testing::Test {
   protected:
     void SetUp() override {
         std::signal(SIGPIPE, SIG_IGN);
-        std::string name = (std::filesystem::temp_directory_path() / "vca-pipe-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        folder_ = name;
-        pipe_ = folder_ / "pipe";
         ASSERT_EQ(::mkfifo(pipe_.c_str(), 0600), 0);
         stream_ = std::make_unique<ByteStream>(
             pipe_.string(), [limit = steady_clock::now() + std::chrono::seconds(60)] {
                 return steady_clock::now() > limit;
             });
     }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
 
     int open_pipe() const { return ::open(pipe_.c_str(), O_WRONLY); }
     static void send(int file, std::string_view bytes) {
@@ -55,8 +51,8 @@ class PipeTest : public ::testing::Test {
         EXPECT_EQ(got, bytes);
     }
 
-    std::filesystem::path folder_;
-    std::filesystem::path pipe_;
+    const test::UniqueFolder folder_{"vca-pipe"};
+    const std::filesystem::path pipe_ = folder_.path() / "pipe";
     std::unique_ptr<ByteStream> stream_;
 };
 

@@ -20,6 +20,7 @@
 
 #include "host/frames/live_reader.h"
 #include "tests/host/recorded_frames.h"
+#include "tests/support/unique_folder.h"
 
 namespace {
 
@@ -41,14 +42,7 @@ long resident_kb() {
 
 class LiveLong : public ::testing::Test {
   protected:
-    void SetUp() override {
-        std::string name = (std::filesystem::temp_directory_path() / "vca-long-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        folder_ = name;
-        pipe_ = folder_ / "pipe";
-        ASSERT_EQ(::mkfifo(pipe_.c_str(), 0600), 0);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
+    void SetUp() override { ASSERT_EQ(::mkfifo(pipe_.c_str(), 0600), 0); }
 
     // A process that sends the same bytes so many times through one opening of the pipe.
     pid_t send(const std::vector<std::string>& pieces, int times) const {
@@ -120,7 +114,7 @@ class LiveLong : public ::testing::Test {
 
     // A whole recording as bytes.
     std::string recording(int frames) const {
-        const auto path = folder_ / "recording.mkv";
+        const auto path = folder_.path() / "recording.mkv";
         host::RecordingWriter::Setup setup = test::sensor_setup(path);
         setup.width = kWidth;
         setup.height = kHeight;
@@ -132,8 +126,8 @@ class LiveLong : public ::testing::Test {
         return test::read_all(path);
     }
 
-    std::filesystem::path folder_;
-    std::filesystem::path pipe_;
+    const test::UniqueFolder folder_{"vca-long"};
+    const std::filesystem::path pipe_ = folder_.path() / "pipe";
 };
 
 TEST_F(LiveLong, TwoHundredThousandRawPictures) {

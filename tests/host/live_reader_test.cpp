@@ -19,6 +19,7 @@
 #include "host/base/input_error.h"
 #include "tests/host/fake_v4l2.h"
 #include "tests/host/recorded_frames.h"
+#include "tests/support/unique_folder.h"
 
 namespace {
 
@@ -30,13 +31,8 @@ class LiveReaderTest : public ::testing::Test {
   protected:
     void SetUp() override {
         std::signal(SIGPIPE, SIG_IGN);
-        std::string name = (std::filesystem::temp_directory_path() / "vca-live-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        folder_ = name;
-        pipe_ = folder_ / "pipe";
         ASSERT_EQ(::mkfifo(pipe_.c_str(), 0600), 0);
     }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
 
     host::LiveReader::Setup setup() const {
         host::LiveReader::Setup setup;
@@ -48,7 +44,7 @@ class LiveReaderTest : public ::testing::Test {
 
     // A whole recording as bytes.
     std::string recording(int frames, int width = test::kSensorWidth, bool frozen = false) const {
-        const auto path = folder_ / "recording.mkv";
+        const auto path = folder_.path() / "recording.mkv";
         host::RecordingWriter::Setup setup = test::sensor_setup(path);
         setup.width = width;
         host::RecordingWriter writer(setup);
@@ -63,8 +59,8 @@ class LiveReaderTest : public ::testing::Test {
     // Waits for the reader's end of the pipe.
     int open_pipe() const { return ::open(pipe_.c_str(), O_WRONLY); }
 
-    std::filesystem::path folder_;
-    std::filesystem::path pipe_;
+    const test::UniqueFolder folder_{"vca-live"};
+    const std::filesystem::path pipe_ = folder_.path() / "pipe";
 };
 
 bool send_all(int file, std::string_view bytes) {
@@ -274,7 +270,7 @@ TEST_F(LiveReaderTest, AStepOfTheWallClockIsToldOnce) {
 }
 
 TEST_F(LiveReaderTest, KeepsTheLastColoursByTheirArrival) {
-    const auto path = folder_ / "colour.mkv";
+    const auto path = folder_.path() / "colour.mkv";
     host::RecordingWriter::Setup with_colour = test::sensor_setup(path);
     with_colour.colour = host::RecordedColour::kLossless;
     host::RecordingWriter writer(with_colour);

@@ -12,25 +12,18 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "tests/support/loopback_listener.h"
+
 namespace test {
 
 class AckProxy {
   public:
-    explicit AckProxy(int broker_port)
-        : broker_port_(broker_port), listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address = loopback(0);
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(listener_, any, size) != 0 || ::listen(listener_, 8) != 0 ||
-            ::getsockname(listener_, any, &size) != 0)
-            throw std::runtime_error("no port for the proxy");
-        port_ = ntohs(address.sin_port);
+    explicit AckProxy(int broker_port) : broker_port_(broker_port) {
         thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
     }
     ~AckProxy() {
@@ -38,12 +31,11 @@ class AckProxy {
         thread_.join();
         for (Pair& pair : pairs_)
             close(pair);
-        ::close(listener_);
     }
     AckProxy(const AckProxy&) = delete;
     AckProxy& operator=(const AckProxy&) = delete;
 
-    int port() const { return port_; }
+    int port() const { return listener_.port(); }
     // From now on confirmations are lost, or pass.
     void lose(bool yes) { loses_ = yes; }
     int lost() const { return lost_; }
@@ -69,7 +61,7 @@ class AckProxy {
 
     void run(const std::stop_token& stop) {
         while (!stop.stop_requested()) {
-            std::vector<pollfd> waited{{listener_, POLLIN, 0}};
+            std::vector<pollfd> waited{{listener_.file(), POLLIN, 0}};
             for (const Pair& pair : pairs_) {
                 waited.push_back({pair.client, POLLIN, 0});
                 waited.push_back({pair.broker, POLLIN, 0});
@@ -84,7 +76,7 @@ class AckProxy {
 
     void accept() {
         Pair pair;
-        pair.client = ::accept(listener_, nullptr, nullptr);
+        pair.client = listener_.accept();
         pair.broker = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         const sockaddr_in address = loopback(broker_port_);
         if (::connect(pair.broker, reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
@@ -143,8 +135,7 @@ class AckProxy {
     }
 
     const int broker_port_;
-    int listener_;
-    int port_ = 0;
+    const LoopbackListener listener_;
     std::vector<Pair> pairs_;
     std::atomic<bool> loses_ = false;
     std::atomic<int> lost_ = 0;

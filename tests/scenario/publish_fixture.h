@@ -6,8 +6,6 @@
 #include <set>
 #include <string>
 
-#include "host/base/utc.h"
-#include "host/store/store.h"
 #include "tests/scenario/own_broker.h"
 #include "tests/scenario/service_fixture.h"
 
@@ -39,27 +37,6 @@ class Publish : public Service {
         write("cameras/door.toml", std::string(kDoor) + kSecond);
         write("pw.txt", "not-to-be-shown\n");
     }
-    // What was counted before the service was started.
-    void count(int events) const {
-        host::StoreSetup setup;
-        setup.path = database("door");
-        setup.device = "door";
-        setup.lines = {"door"};
-        host::Store store(setup);
-        host::Batch batch;
-        for (int i = 0; i < events; ++i) {
-            host::StoredEvent event;
-            event.time_us = host::utc_now_us();
-            event.place = "door";
-            event.direction = 1 + i % 2;
-            event.person = host::PersonKind::kAdult;
-            event.json = "{}";
-            batch.events.push_back(event);
-        }
-        store.commit(batch);
-        store.close();
-    }
-    std::int64_t counted() const { return number("door", "SELECT max(sequence) FROM events"); }
     void admit() const { broker_->admit("counter", "not-to-be-shown"); }
     void open_broker() {
         broker_->start();

@@ -13,7 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "host/base/utc.h"
 #include "host/store/database.h"
+#include "host/store/store.h"
 #include "tests/support/program.h"
 
 namespace test {
@@ -86,6 +88,28 @@ class Service : public Program {
             return 0;
         }
     }
+    // What the camera "door" had counted before the service was started.
+    void count(int events) const {
+        host::StoreSetup setup;
+        setup.path = database("door");
+        setup.device = "door";
+        setup.lines = {"door"};
+        host::Store store(setup);
+        host::Batch batch;
+        for (int i = 0; i < events; ++i) {
+            host::StoredEvent event;
+            event.time_us = host::utc_now_us();
+            event.place = "door";
+            event.direction = 1 + i % 2;
+            event.person = host::PersonKind::kAdult;
+            event.json = "{}";
+            batch.events.push_back(event);
+        }
+        store.commit(batch);
+        store.close();
+    }
+    // The number of its newest event.
+    std::int64_t counted() const { return number("door", "SELECT max(sequence) FROM events"); }
     std::int64_t crossings(const std::string& camera) const {
         return number(camera, "SELECT count(*) FROM events WHERE kind = 'crossing'");
     }

@@ -3,8 +3,6 @@
 #include <cstdlib>
 #include <set>
 
-#include "host/base/utc.h"
-#include "host/store/store.h"
 #include "host/store/subscription.h"
 #include "tests/scenario/service_fixture.h"
 #include "tests/support/fake_receiver.h"
@@ -40,26 +38,6 @@ class Webhooks : public test::Service {
         return "[[webhook]]\nname = \"erp\"\nurl = \"" + receiver_.url() +
                "?token=not-to-be-shown\"\nsecret_file = \"erp.key\"\n" + more;
     }
-    void count(int events) const {
-        host::StoreSetup setup;
-        setup.path = database("door");
-        setup.device = "door";
-        setup.lines = {"door"};
-        host::Store store(setup);
-        host::Batch batch;
-        for (int i = 0; i < events; ++i) {
-            host::StoredEvent event;
-            event.time_us = host::utc_now_us();
-            event.place = "door";
-            event.direction = 1 + i % 2;
-            event.person = host::PersonKind::kAdult;
-            event.json = "{}";
-            batch.events.push_back(event);
-        }
-        store.commit(batch);
-        store.close();
-    }
-    std::int64_t counted() const { return number("door", "SELECT max(sequence) FROM events"); }
     // Of the camera's events, as they were confirmed.
     std::vector<std::int64_t> sequences() const {
         std::vector<std::int64_t> list;

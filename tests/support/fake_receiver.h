@@ -2,8 +2,6 @@
 // or not at all.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,11 +14,12 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "tests/support/loopback_listener.h"
 
 namespace test {
 
@@ -35,19 +34,7 @@ class FakeReceiver {
     static constexpr int kHangs = 0;   // takes the message and says nothing
     static constexpr int kDrops = -1;  // and closes the connection
 
-    explicit FakeReceiver(int port = 0) : listener_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        const int on = 1;
-        ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(listener_, any, size) != 0 || ::listen(listener_, 8) != 0 ||
-            ::getsockname(listener_, any, &size) != 0)
-            throw std::runtime_error("no port for the receiver");
-        port_ = ntohs(address.sin_port);
+    explicit FakeReceiver(int port = 0) : listener_(port) {
         thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
     }
     ~FakeReceiver() {
@@ -55,13 +42,12 @@ class FakeReceiver {
         thread_.join();
         for (const Client& client : clients_)
             ::close(client.socket);
-        ::close(listener_);
     }
     FakeReceiver(const FakeReceiver&) = delete;
     FakeReceiver& operator=(const FakeReceiver&) = delete;
 
-    int port() const { return port_; }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/hook"; }
+    int port() const { return listener_.port(); }
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(port()) + "/hook"; }
     // From now on it answers so: a status, kHangs or kDrops.
     void answer(int status) {
         decide([status](const Received&) { return status; });
@@ -98,12 +84,12 @@ class FakeReceiver {
 
     void run(const std::stop_token& stop) {
         while (!stop.stop_requested()) {
-            std::vector<pollfd> waited{{listener_, POLLIN, 0}};
+            std::vector<pollfd> waited{{listener_.file(), POLLIN, 0}};
             for (const Client& client : clients_)
                 waited.push_back({client.socket, POLLIN, 0});
             ::poll(waited.data(), waited.size(), 5);
             if ((waited[0].revents & POLLIN) != 0) {
-                clients_.push_back({::accept(listener_, nullptr, nullptr), ""});
+                clients_.push_back({listener_.accept(), ""});
                 ++connections_;
             }
             for (Client& client : clients_)
@@ -166,8 +152,7 @@ class FakeReceiver {
             ::send(client.socket, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     }
 
-    int listener_;
-    int port_ = 0;
+    const LoopbackListener listener_;
     std::vector<Client> clients_;
     std::atomic<int> connections_ = 0;
     std::atomic<std::size_t> taken_ = 0;

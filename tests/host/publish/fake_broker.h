@@ -2,8 +2,6 @@
 // messages, and drop its clients.
 #pragma once
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,11 +12,12 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "tests/support/loopback_listener.h"
 
 namespace test {
 
@@ -30,19 +29,7 @@ class FakeBroker {
         bool retained = false;
     };
 
-    explicit FakeBroker(int port = 0) : listener_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        const int on = 1;
-        ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(listener_, any, size) != 0 || ::listen(listener_, 8) != 0 ||
-            ::getsockname(listener_, any, &size) != 0)
-            throw std::runtime_error("no port for the broker");
-        port_ = ntohs(address.sin_port);
+    explicit FakeBroker(int port = 0) : listener_(port) {
         thread_ = std::jthread([this](const std::stop_token& stop) { run(stop); });
     }
     ~FakeBroker() {
@@ -50,12 +37,11 @@ class FakeBroker {
         thread_.join();
         for (const Client& client : clients_)
             ::close(client.socket);
-        ::close(listener_);
     }
     FakeBroker(const FakeBroker&) = delete;
     FakeBroker& operator=(const FakeBroker&) = delete;
 
-    int port() const { return port_; }
+    int port() const { return listener_.port(); }
     // From now on messages are confirmed, or not.
     void confirm(bool yes) { confirms_ = yes; }
     // With this reason, or with 0 for success.
@@ -86,13 +72,13 @@ class FakeBroker {
 
     void run(const std::stop_token& stop) {
         while (!stop.stop_requested()) {
-            std::vector<pollfd> waited{{listener_, POLLIN, 0}};
+            std::vector<pollfd> waited{{listener_.file(), POLLIN, 0}};
             for (const Client& client : clients_)
                 waited.push_back({client.socket, POLLIN, 0});
             ::poll(waited.data(), waited.size(), 5);
             if (drop_.exchange(false)) close_all();
             if ((waited[0].revents & POLLIN) != 0) {
-                clients_.push_back({::accept(listener_, nullptr, nullptr), "", {}});
+                clients_.push_back({listener_.accept(), "", {}});
                 ++connections_;
             }
             for (Client& client : clients_)
@@ -217,8 +203,7 @@ class FakeBroker {
             ::send(client.socket, packet.data(), packet.size(), MSG_NOSIGNAL);
     }
 
-    int listener_;
-    int port_ = 0;
+    const LoopbackListener listener_;
     std::atomic<bool> confirms_{true};
     std::atomic<bool> drop_{false};
     std::atomic<int> reason_{0};
