@@ -1,6 +1,6 @@
 // Small pieces that all screens share.
 import type { ComponentChildren, JSX } from "preact";
-import { useEffect, useId, useRef, useState } from "preact/hooks";
+import { useEffect, useId, useLayoutEffect, useRef, useState } from "preact/hooks";
 import { message } from "./api";
 import { t } from "./text";
 
@@ -12,7 +12,8 @@ export function Dialog(props: {
 }): JSX.Element {
   const dialog = useRef<HTMLDialogElement>(null);
   const id = useId();
-  useEffect(() => {
+  // Before the browser does anything else: a key that is pressed now already belongs to the dialog.
+  useLayoutEffect(() => {
     const before = document.activeElement;
     dialog.current?.showModal();
     return () => {

@@ -138,7 +138,11 @@ export async function openTab(browser, { width = 1280, height = 900, dark = fals
   const tab = await context.newPage();
   tab.setDefaultTimeout(patience_ms);
   await tab.setViewport({ width, height, hasTouch: touch });
-  await tab.emulateMediaFeatures([{ name: "prefers-color-scheme", value: dark ? "dark" : "light" }]);
+  await tab.emulateMediaFeatures([
+    { name: "prefers-color-scheme", value: dark ? "dark" : "light" },
+    // Colours that are on their way from one to another have no contrast that could be judged.
+    { name: "prefers-reduced-motion", value: "reduce" },
+  ]);
   tab.complaints = [];
   tab.on("pageerror", (error) => tab.complaints.push(String(error)));
   tab.on("console", (message) => {

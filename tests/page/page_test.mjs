@@ -124,6 +124,13 @@ describe("looking", () => {
 
   test("a count tells its story", async () => {
     const tab = await openTab(browser);
+    await tab.evaluateOnNewDocument(() => {
+      window.closedDialogs = 0;
+      const watch = new MutationObserver(() => {
+        if (document.querySelector("dialog:not([open])")) ++window.closedDialogs;
+      });
+      watch.observe(document, { childList: true, subtree: true });
+    });
     await logIn(tab, service, accounts.viewer);
     await until(tab, () =>
       [...document.querySelectorAll(".events button")].some((b) => / at door: /.test(b.textContent)),
@@ -144,6 +151,11 @@ describe("looking", () => {
     assert.match(await text(tab, "dialog .steps"), /crossed (the )?line door/);
     await tab.keyboard.press("Escape");
     await until(tab, () => !document.querySelector("dialog"));
+    assert.equal(
+      await tab.evaluate(() => window.closedDialogs),
+      0,
+      "a dialog is open from the moment it is there: no key goes past it",
+    );
     assert.deepEqual(tab.complaints, []);
     await tab.browserContext().close();
   });
