@@ -202,9 +202,9 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     detections_.clear();
     if (plan_.seen().empty()) return;
     const std::vector<Peak>& peaks = find_peaks();
-    gather_samples(raw_mm, peaks.size());
+    samples_.gather(plan_, clean_mm_, raw_mm, labels_, peaks.size());
     for (std::size_t i = 0; i < peaks.size(); ++i)
-        add_shapes(samples_[i]);
+        add_shapes(samples_.of(i));
     for (const HeadShape& shape : shapes_) {
         Detection detection;
         const float umbrella = umbrella_score(shape);
@@ -217,21 +217,8 @@ void DepthDetector::find_summits(const cv::Mat& raw_mm) {
     }
 }
 
-void DepthDetector::gather_samples(const cv::Mat& raw_mm, std::size_t summits) {
-    if (samples_.size() < summits) samples_.resize(summits);
-    for (auto& list : samples_)
-        list.clear();
-    const auto* label = labels_.ptr<int>();
-    for (const SurfacePixel& pixel : plan_.pixels()) {
-        if (label[pixel.cell] == 0) continue;
-        samples_[static_cast<std::size_t>(label[pixel.cell] - 1)].push_back(
-            {pixel.u, pixel.v, clean_mm_.at<std::uint16_t>(pixel.v, pixel.u),
-             raw_mm.at<std::uint16_t>(pixel.v, pixel.u) == 0, pixel.cell});
-    }
-}
-
 // What is longer than a head may be several that touch.
-void DepthDetector::add_shapes(const std::vector<HeadSample>& samples) {
+void DepthDetector::add_shapes(std::span<const HeadSample> samples) {
     const HeadShape whole = meter_.measure(samples, plan_);
     if (whole.head_long_mm >= kTwoHeads_mm && whole.head_area_m2 >= kTwoHeads_m2) {
         const std::vector<HeadShape> heads = part(samples, whole.top_mm);
@@ -243,25 +230,26 @@ void DepthDetector::add_shapes(const std::vector<HeadSample>& samples) {
 
 // The heads of people of like height who touch, from a finer look at their tops; none for one head
 // or something else.
-std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& samples, float top_mm) {
+std::vector<HeadShape> DepthDetector::part(std::span<const HeadSample> samples, float top_mm) {
     const float lowest_mm = top_mm - kTopsDepth_mm;
     const auto is_low = [&](const HeadSample& sample) {
         return plan_.height_mm() - static_cast<float>(sample.depth_mm) < lowest_mm;
     };
-    const int cols = plan_.surface_mm().cols;
+    const auto cell_of = [&](const HeadSample& sample) {
+        return plan_.cell_of(sample.u, sample.v, sample.depth_mm);
+    };
     cv::Rect room;
     for (const HeadSample& sample : samples) {
         if (is_low(sample)) continue;
-        room |= cv::Rect(sample.cell % cols, sample.cell / cols, 1, 1);
+        room |= cv::Rect(cell_of(sample), cv::Size(1, 1));
     }
     tops_mm_.create(room.size(), CV_32F);
     tops_labels_.create(room.size(), CV_32S);
     tops_mm_.setTo(lowest_mm);
     for (const HeadSample& sample : samples) {
         if (is_low(sample)) continue;
-        const int col = sample.cell % cols;
-        const int row = sample.cell / cols;
-        tops_mm_.at<float>(row - room.y, col - room.x) = raised_mm_.at<float>(row, col);
+        const cv::Point cell = cell_of(sample);
+        tops_mm_.at<float>(cell - room.tl()) = raised_mm_.at<float>(cell);
     }
     const double sigma_cells = static_cast<double>(kTouchingSmoothing_mm / plan_.cell_mm());
     cv::GaussianBlur(tops_mm_, tops_mm_, cv::Size(), sigma_cells, sigma_cells,
@@ -274,12 +262,14 @@ std::vector<HeadShape> DepthDetector::part(const std::vector<HeadSample>& sample
     if (peaks.size() < 2) return {};
     std::vector<std::vector<HeadSample>> parts(peaks.size());
     for (const HeadSample& sample : samples) {
-        const int col = sample.cell % cols - room.x;
-        const int row = sample.cell / cols - room.y;
+        const cv::Point at = cell_of(sample) - room.tl();
+        const auto apart = [at](const Peak& peak) {
+            const cv::Point step(peak.col - at.x, peak.row - at.y);
+            return step.dot(step);
+        };
         const auto nearest =
-            std::min_element(peaks.begin(), peaks.end(), [col, row](const Peak& a, const Peak& b) {
-                return std::hypot(a.col - col, a.row - row) < std::hypot(b.col - col, b.row - row);
-            });
+            std::min_element(peaks.begin(), peaks.end(),
+                             [apart](const Peak& a, const Peak& b) { return apart(a) < apart(b); });
         parts[static_cast<std::size_t>(nearest - peaks.begin())].push_back(sample);
     }
     std::vector<HeadShape> heads;

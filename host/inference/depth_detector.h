@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
+#include <span>
 #include <vector>
 
 #include "host/inference/detector.h"
@@ -12,6 +13,7 @@
 #include "host/inference/hole_filler.h"
 #include "host/inference/plan_view.h"
 #include "host/inference/second_look.h"
+#include "host/inference/summit_samples.h"
 
 namespace host {
 
@@ -33,9 +35,8 @@ class DepthDetector {
     void clean(const cv::Mat& raw_mm, const cv::Rect& room);
     const std::vector<Peak>& find_peaks();
     void find_summits(const cv::Mat& raw_mm);
-    void gather_samples(const cv::Mat& raw_mm, std::size_t summits);
-    void add_shapes(const std::vector<HeadSample>& samples);
-    std::vector<HeadShape> part(const std::vector<HeadSample>& samples, float top_mm);
+    void add_shapes(std::span<const HeadSample> samples);
+    std::vector<HeadShape> part(std::span<const HeadSample> samples, float top_mm);
     float border_distance_mm(const HeadShape& shape) const;
     bool to_detection(const HeadShape& shape, Detection& detection) const;
     void set_box(const HeadPlace& head, float half_x_mm, float half_y_mm,
@@ -47,6 +48,7 @@ class DepthDetector {
     PlanView plan_;
     HoleFiller filler_;
     PeakFinder finder_;
+    SummitSamples samples_;
     HeadMeter meter_;
     cv::Mat filled_mm_;  // of the part of the image in which people may be
     cv::Mat clean_mm_;   // right in that part only
@@ -56,7 +58,6 @@ class DepthDetector {
     PeakFinder touching_finder_;
     cv::Mat tops_mm_;  // of one summit
     cv::Mat tops_labels_;
-    std::vector<std::vector<HeadSample>> samples_;  // per summit
     std::vector<HeadShape> shapes_;
     std::vector<Detection> detections_;
 };

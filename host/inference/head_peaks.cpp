@@ -5,6 +5,8 @@
 #include <array>
 #include <cmath>
 
+#include "host/inference/pixel_blocks.h"
+
 namespace host {
 
 namespace {
@@ -42,12 +44,12 @@ void PeakFinder::order_cells(const cv::Mat& height_mm, const cv::Rect& room, flo
     const int stride = room.width + 2 * kBorder;
     for (int row = 0; row < room.height; ++row) {
         const auto* heights = height_mm.ptr<float>(room.y + row) + room.x;
-        for (int col = 0; col < room.width; ++col) {
-            if (heights[col] < lowest_mm) continue;
+        const auto add = [&](int col) {
             const auto level = static_cast<std::size_t>((heights[col] - lowest_mm) / kLevelStep_mm);
             if (level >= levels_.size()) levels_.resize(level + 1);
             levels_[level].push_back((row + kBorder) * stride + col + kBorder);
-        }
+        };
+        visit_at_least({heights, static_cast<std::size_t>(room.width)}, lowest_mm, add);
     }
 }
 
@@ -76,21 +78,21 @@ int PeakFinder::join(const int* around, int count, float level_mm, float cell_mm
 void PeakFinder::flood(const cv::Mat& height_mm, const cv::Rect& room, float cell_mm,
                        const PeakRules& rules) {
     const int stride = room.width + 2 * kBorder;
-    std::array<int, kSteps.size()> beside{};
-    std::transform(kSteps.begin(), kSteps.end(), beside.begin(),
-                   [stride](const Step& step) { return step.rows * stride + step.cols; });
     const auto cell_of = [&](int place) {
         return cv::Point(room.x + place % stride - kBorder, room.y + place / stride - kBorder);
     };
     for (auto level = levels_.rbegin(); level != levels_.rend(); ++level) {
         for (const int place : *level) {
             int* const here = region_of_.data() + place;
-            // Of the regions around; as one less than 0, none is the largest number.
+            // Of the regions around, the cell itself has none yet; as one less than 0, none is the
+            // largest number.
             std::uint32_t least = ~0U, most = 0;
-            for (const int step : beside) {
-                const auto region = static_cast<std::uint32_t>(here[step]);
-                least = std::min(least, region - 1);
-                most = std::max(most, region);
+            for (const int* line : {here - stride, here, here + stride}) {
+                for (const int region : {line[-1], line[0], line[1]}) {
+                    const auto number = static_cast<std::uint32_t>(region);
+                    least = std::min(least, number - 1);
+                    most = std::max(most, number);
+                }
             }
             if (most == 0) {
                 const cv::Point cell = cell_of(place);

@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iterator>
 #include <utility>
+
+#include "host/inference/pixel_blocks.h"
 
 namespace host {
 
@@ -72,37 +73,48 @@ PlanPoint top_of(const PlanPoint& seen, float depth_mm, float camera_to_top_mm) 
     return {farther * seen.x_mm, farther * seen.y_mm};
 }
 
+// The bin of each value within +-`reach`.
+void find_bins(const std::vector<float>& values, float reach, float per_mm, std::uint8_t* bins) {
+    const float* const value = values.data();
+    const std::size_t count = values.size();
+    for (std::size_t i = 0; i < count; ++i)
+        bins[i] = static_cast<std::uint8_t>(static_cast<int>((value[i] + reach) * per_mm));
+}
+
 }  // namespace
 
 // A histogram finds the few among which they are; of these the order is looked at.
 std::array<float, 2> Quantiles::of(const std::vector<float>& values, float low, float high) {
     if (values.empty()) return {};
-    const float per_mm = static_cast<float>(kBins) / (2.0f * reach_);
     bins_.resize(values.size());
-    for (std::size_t i = 0; i < values.size(); ++i)
-        bins_[i] = static_cast<std::uint8_t>(static_cast<int>((values[i] + reach_) * per_mm));
-    std::array<std::size_t, kBins + 1> counts{};  // the last one is for the reach itself
-    for (const std::uint8_t bin : bins_)
-        ++counts[bin];
-    std::array<std::size_t, 2> ranks{}, chosen{};
-    for (std::size_t q = 0; q < ranks.size(); ++q) {
-        const auto last = static_cast<float>(values.size() - 1);
-        ranks[q] = static_cast<std::size_t>((q == 0 ? low : high) * last);
-        for (; ranks[q] >= counts[chosen[q]]; ++chosen[q])
-            ranks[q] -= counts[chosen[q]];
-        candidates_[q].clear();
-    }
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (bins_[i] == chosen[0]) candidates_[0].push_back(values[i]);
-        if (bins_[i] == chosen[1]) candidates_[1].push_back(values[i]);
-    }
+    find_bins(values, reach_, static_cast<float>(kBins) / (2.0f * reach_), bins_.data());
+    count_bins();
     std::array<float, 2> result{};
-    for (std::size_t q = 0; q < ranks.size(); ++q) {
-        const auto nth = candidates_[q].begin() + static_cast<std::ptrdiff_t>(ranks[q]);
-        std::nth_element(candidates_[q].begin(), nth, candidates_[q].end());
-        result[q] = *nth;
+    std::size_t q = 0;
+    for (const float share : {low, high}) {
+        auto rank = static_cast<std::size_t>(share * static_cast<float>(values.size() - 1));
+        std::uint8_t bin = 0;
+        for (; rank >= counts_[bin]; ++bin)
+            rank -= counts_[bin];
+        candidates_.clear();
+        visit_equal(bins_, bin, [&](std::size_t i) { candidates_.push_back(values[i]); });
+        const auto nth = candidates_.begin() + static_cast<std::ptrdiff_t>(rank);
+        std::nth_element(candidates_.begin(), nth, candidates_.end());
+        result[q++] = *nth;
     }
     return result;
+}
+
+// In several histograms at once: the same bin is rarely counted twice in a row.
+void Quantiles::count_bins() {
+    constexpr std::size_t kAtOnce = 4;
+    std::array<std::array<std::uint32_t, kBins + 1>, kAtOnce> counts{};
+    const std::uint8_t* const bin = bins_.data();
+    const std::size_t count = bins_.size();
+    for (std::size_t i = 0; i < count; ++i)
+        ++counts[i % kAtOnce][bin[i]];
+    for (std::size_t b = 0; b <= kBins; ++b)
+        counts_[b] = counts[0][b] + counts[1][b] + counts[2][b] + counts[3][b];
 }
 
 struct HeadMeter::Surfaces {
@@ -112,24 +124,22 @@ struct HeadMeter::Surfaces {
 
 HeadMeter::HeadMeter() : quantiles_(kBodyReach_mm) {}
 
-float HeadMeter::depth_of(std::size_t count) const {
-    return static_cast<float>(nearest_mm_ + count);
-}
-
 // Counts the samples of each depth and returns the robust top.
-float HeadMeter::count_depths(const std::vector<HeadSample>& samples, const PlanView& plan) {
-    const auto [nearest, farthest] = std::minmax_element(
-        samples.begin(), samples.end(),
-        [](const HeadSample& a, const HeadSample& b) { return a.depth_mm < b.depth_mm; });
-    nearest_mm_ = nearest->depth_mm;
-    counts_.assign(static_cast<std::size_t>(farthest->depth_mm - nearest_mm_) + 1, 0);
+float HeadMeter::count_depths(std::span<const HeadSample> samples, const PlanView& plan) {
+    counts_.assign(plan.depth_count(), 0);
+    std::uint32_t* const counts = counts_.data();
+    const std::size_t nearest_mm = plan.nearest_mm();
     for (const HeadSample& sample : samples)
-        ++counts_[static_cast<std::size_t>(sample.depth_mm - nearest_mm_)];
+        ++counts[sample.depth_mm - nearest_mm];
+    first_depth_ = 0;
+    while (first_depth_ < counts_.size() && counts[first_depth_] == 0)
+        ++first_depth_;
     float area_m2 = 0.0f;
-    for (std::size_t depth = 0; depth < counts_.size(); ++depth) {
-        const float z_mm = depth_of(depth);
-        for (std::uint32_t i = 0; i < counts_[depth]; ++i) {
-            area_m2 += plan.pixel_area_m2(z_mm);
+    for (std::size_t depth = first_depth_; depth < counts_.size(); ++depth) {
+        const auto z_mm = static_cast<float>(nearest_mm + depth);
+        const float pixel_m2 = plan.pixel_area_m2(z_mm);
+        for (std::uint32_t i = 0; i < counts[depth]; ++i) {
+            area_m2 += pixel_m2;
             if (area_m2 >= kTopArea_m2) return plan.height_mm() - z_mm;
         }
     }
@@ -137,33 +147,35 @@ float HeadMeter::count_depths(const std::vector<HeadSample>& samples, const Plan
 }
 
 // Sorts the samples of head and shoulders by falling height; of the same height they stay in order.
-void HeadMeter::sort_body(const std::vector<HeadSample>& samples, const PlanView& plan,
+void HeadMeter::sort_body(std::span<const HeadSample> samples, const PlanView& plan,
                           float lowest_mm) {
-    std::size_t depths = 0;
+    std::uint32_t* const counts = counts_.data();
+    const std::size_t nearest_mm = plan.nearest_mm();
+    std::size_t depths = first_depth_;
     std::uint32_t total = 0;
     for (; depths < counts_.size(); ++depths) {
-        if (plan.height_mm() - depth_of(depths) < lowest_mm) break;
-        total += std::exchange(counts_[depths], total);  // from here on where its samples go
+        if (plan.height_mm() - static_cast<float>(nearest_mm + depths) < lowest_mm) break;
+        total += std::exchange(counts[depths], total);  // from here on where its samples go
     }
     body_.resize(total);
+    HeadSample* const body = body_.data();
     for (const HeadSample& sample : samples) {
-        const auto depth = static_cast<std::size_t>(sample.depth_mm - nearest_mm_);
-        if (depth >= depths) continue;
-        const auto z_mm = static_cast<float>(sample.depth_mm);
-        body_[counts_[depth]++] = {plan.pixel_to_plan(sample.u, sample.v, z_mm),
-                                   plan.height_mm() - z_mm, plan.pixel_area_m2(z_mm),
-                                   sample.filled};
+        const std::size_t depth = sample.depth_mm - nearest_mm;
+        if (depth < depths) body[counts[depth]++] = sample;
     }
 }
 
-HeadMeter::Surfaces HeadMeter::surfaces(float top_mm) const {
+HeadMeter::Surfaces HeadMeter::surfaces(const PlanView& plan, float top_mm) const {
     Surfaces surfaces;
     Moments moments;
     auto sample = body_.begin();
     const auto add_down_to = [&](float lowest_mm) {
-        for (; sample != body_.end() && sample->height_mm >= lowest_mm; ++sample) {
-            moments.add(sample->at, sample->area_m2);
-            if (sample->filled) surfaces.hole_m2 += sample->area_m2;
+        for (; sample != body_.end(); ++sample) {
+            const auto z_mm = static_cast<float>(sample->depth_mm);
+            if (plan.height_mm() - z_mm < lowest_mm) break;
+            const float area_m2 = plan.pixel_area_m2(z_mm);
+            moments.add(plan.pixel_to_plan(sample->u, sample->v, z_mm), area_m2);
+            if (sample->filled) surfaces.hole_m2 += area_m2;
         }
         return moments.surface();
     };
@@ -174,17 +186,24 @@ HeadMeter::Surfaces HeadMeter::surfaces(float top_mm) const {
 }
 
 // As far as head and shoulders are seen and within reach of the head.
-void HeadMeter::measure_body(HeadShape& shape) {
-    xs_.clear();
-    ys_.clear();
-    for (const BodySample& sample : body_) {
-        const float dx = sample.at.x_mm - shape.centre.x_mm;
-        const float dy = sample.at.y_mm - shape.centre.y_mm;
+void HeadMeter::measure_body(const PlanView& plan, HeadShape& shape) {
+    xs_.resize(body_.size());
+    ys_.resize(body_.size());
+    std::size_t count = 0;
+    float area_m2 = 0.0f;
+    for (const HeadSample& sample : body_) {
+        const auto z_mm = static_cast<float>(sample.depth_mm);
+        const PlanPoint at = plan.pixel_to_plan(sample.u, sample.v, z_mm);
+        const float dx = at.x_mm - shape.centre.x_mm;
+        const float dy = at.y_mm - shape.centre.y_mm;
         if (dx * dx + dy * dy > kBodyReach_mm * kBodyReach_mm) continue;
-        shape.body_area_m2 += sample.area_m2;
-        xs_.push_back(dx);
-        ys_.push_back(dy);
+        area_m2 += plan.pixel_area_m2(z_mm);
+        xs_[count] = dx;
+        ys_[count++] = dy;
     }
+    shape.body_area_m2 = area_m2;
+    xs_.resize(count);
+    ys_.resize(count);
     const auto [left, right] = quantiles_.of(xs_, 0.02f, 0.98f);
     const auto [up, down] = quantiles_.of(ys_, 0.02f, 0.98f);
     shape.left_mm = -left;
@@ -193,13 +212,12 @@ void HeadMeter::measure_body(HeadShape& shape) {
     shape.down_mm = down;
 }
 
-HeadShape HeadMeter::measure(const std::vector<HeadSample>& samples, const PlanView& plan) {
-    if (samples.empty()) return {};
+HeadShape HeadMeter::measure(std::span<const HeadSample> samples, const PlanView& plan) {
     HeadShape shape;
     shape.top_mm = count_depths(samples, plan);
     if (shape.top_mm == 0.0f) return shape;
     sort_body(samples, plan, shape.top_mm - kBodyDepth_mm);
-    const Surfaces seen = surfaces(shape.top_mm);
+    const Surfaces seen = surfaces(plan, shape.top_mm);
     shape.head_area_m2 = seen.head.area_m2;
     shape.head_long_mm = seen.head.long_mm;
     shape.head_short_mm = seen.head.short_mm;
@@ -208,7 +226,7 @@ HeadShape HeadMeter::measure(const std::vector<HeadSample>& samples, const PlanV
     const bool rim = shape.hole_area_m2 >= kLargeHole_m2;
     shape.centre = top_of(rim ? seen.rim.centre : seen.crown.centre,
                           rim ? kRimDepth_mm : kCrownDepth_mm, plan.height_mm() - shape.top_mm);
-    measure_body(shape);
+    measure_body(plan, shape);
     return shape;
 }
 

@@ -4,20 +4,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "host/inference/plan_view.h"
+#include "host/inference/summit_samples.h"
 
 namespace host {
-
-// One depth pixel of a summit.
-struct HeadSample {
-    std::uint16_t u = 0;
-    std::uint16_t v = 0;
-    std::uint16_t depth_mm = 0;
-    bool filled = false;    // missing in the image, taken from its surroundings
-    std::int32_t cell = 0;  // of the plan view
-};
 
 // A summit as it was measured.
 struct HeadShape {
@@ -45,9 +38,12 @@ class Quantiles {
   private:
     static constexpr std::size_t kBins = 64;
 
+    void count_bins();
+
     const float reach_;
-    std::vector<std::uint8_t> bins_;                  // of the values
-    std::array<std::vector<float>, 2> candidates_{};  // that share a bin with the quantiles
+    std::vector<std::uint8_t> bins_;                 // of the values
+    std::array<std::uint32_t, kBins + 1> counts_{};  // the last one is for the reach itself
+    std::vector<float> candidates_;                  // that share a bin with a quantile
 };
 
 // Measures summits, with memory of its own that it keeps.
@@ -56,29 +52,20 @@ class HeadMeter {
     HeadMeter();
     // Of samples of that plan. What reaches no height with enough surface has the top 0 and no
     // shape.
-    HeadShape measure(const std::vector<HeadSample>& samples, const PlanView& plan);
+    HeadShape measure(std::span<const HeadSample> samples, const PlanView& plan);
 
   private:
-    // A sample of head and shoulders.
-    struct BodySample {
-        PlanPoint at;
-        float height_mm = 0.0f;
-        float area_m2 = 0.0f;  // horizontal surface that the pixel covers at its depth
-        bool filled = false;
-    };
     // The surfaces of a head down to three depths below its top.
     struct Surfaces;
 
-    float count_depths(const std::vector<HeadSample>& samples, const PlanView& plan);
-    void sort_body(const std::vector<HeadSample>& samples, const PlanView& plan, float lowest_mm);
-    Surfaces surfaces(float top_mm) const;
-    void measure_body(HeadShape& shape);
-    // Of the samples that a count is of, mm.
-    float depth_of(std::size_t count) const;
+    float count_depths(std::span<const HeadSample> samples, const PlanView& plan);
+    void sort_body(std::span<const HeadSample> samples, const PlanView& plan, float lowest_mm);
+    Surfaces surfaces(const PlanView& plan, float top_mm) const;
+    void measure_body(const PlanView& plan, HeadShape& shape);
 
-    std::uint16_t nearest_mm_ = 0;
-    std::vector<std::uint32_t> counts_;  // of samples at each depth from the nearest one on
-    std::vector<BodySample> body_;       // the topmost samples by falling height
+    std::vector<std::uint32_t> counts_;  // of samples at each depth of the plan
+    std::size_t first_depth_ = 0;        // at which there is a sample
+    std::vector<HeadSample> body_;       // head and shoulders by falling height
     std::vector<float> xs_, ys_;
     Quantiles quantiles_;
 };

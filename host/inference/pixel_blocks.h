@@ -1,9 +1,12 @@
 // Pixels of a depth image, a block at a time: most of an image is floor that can be passed over.
 #pragma once
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <opencv2/core/hal/intrin.hpp>
+#include <span>
 
 namespace host {
 
@@ -33,6 +36,37 @@ inline std::uint32_t within(const std::uint16_t* block, std::uint16_t low, std::
 inline std::uint32_t zeros_of(const std::uint16_t* block) {
     const cv::v_uint16x8 zero = cv::v_setzero_u16();
     return bits_of(cv::v_load(block) == zero, cv::v_load(block + 8) == zero);
+}
+
+// Calls visit(i) for each of the values that is not below `least`; mostly none of a block is.
+template <typename Visit>
+void visit_at_least(std::span<const float> values, float least, Visit visit) {
+    const cv::v_float32x4 lowest = cv::v_setall_f32(least);
+    const int count = static_cast<int>(values.size());
+    int i = 0;
+    for (; i + 4 <= count; i += 4) {
+        auto found =
+            static_cast<std::uint32_t>(cv::v_signmask(cv::v_load(values.data() + i) >= lowest));
+        for (; found != 0; found &= found - 1)
+            visit(i + std::countr_zero(found));
+    }
+    for (; i < count; ++i)
+        if (values[static_cast<std::size_t>(i)] >= least) visit(i);
+}
+
+// Calls visit(i) for each of the bytes that has a value; few have.
+template <typename Visit>
+void visit_equal(std::span<const std::uint8_t> bytes, std::uint8_t value, Visit visit) {
+    const cv::v_uint8x16 wanted = cv::v_setall_u8(value);
+    std::size_t i = 0;
+    for (; i + kBlock <= bytes.size(); i += kBlock) {
+        auto found =
+            static_cast<std::uint32_t>(cv::v_signmask(cv::v_load(bytes.data() + i) == wanted));
+        for (; found != 0; found &= found - 1)
+            visit(i + static_cast<std::size_t>(std::countr_zero(found)));
+    }
+    for (; i < bytes.size(); ++i)
+        if (bytes[i] == value) visit(i);
 }
 
 }  // namespace host

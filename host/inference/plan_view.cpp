@@ -5,7 +5,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "host/base/picture.h"
@@ -14,6 +13,8 @@
 namespace host {
 
 namespace {
+
+constexpr std::uint8_t kGap = 255;
 
 // Marks the cells that were not seen (0) while enough around them were (255, which adds up as -1).
 void mark_gaps(const std::uint8_t* seen, std::ptrdiff_t stride, int count, std::uint8_t* marks) {
@@ -24,20 +25,7 @@ void mark_gaps(const std::uint8_t* seen, std::ptrdiff_t stride, int count, std::
         const std::uint8_t* const under = at + stride;
         const auto around = static_cast<std::uint8_t>(
             -(over[-1] + over[0] + over[1] + at[-1] + at[1] + under[-1] + under[0] + under[1]));
-        marks[i] = static_cast<std::uint8_t>((around >= kEnough ? 255 : 0) & ~at[0]);
-    }
-}
-
-// Calls visit(i) for each that is marked; most are not.
-template <typename Visit>
-void visit_marks(const std::vector<std::uint8_t>& marks, Visit visit) {
-    const std::uint8_t* const end = marks.data() + marks.size();
-    const std::uint8_t* at = marks.data();
-    while (at != end) {
-        at = static_cast<const std::uint8_t*>(
-            std::memchr(at, 255, static_cast<std::size_t>(end - at)));
-        if (at == nullptr) return;
-        visit(static_cast<int>(at++ - marks.data()));
+        marks[i] = static_cast<std::uint8_t>((around >= kEnough ? kGap : 0) & ~at[0]);
     }
 }
 
@@ -87,6 +75,10 @@ PlanView::PlanView(const CameraModel& camera)
         column_slope_.push_back(slope / cell_mm_);
     for (int v = 0; v < kDepthHeight; ++v)
         slope_y_.push_back((static_cast<float>(v) + 0.5f - cy_) / fy_);
+    for (const float slope : slope_y_)
+        row_slope_.push_back(slope / cell_mm_);
+    left_cells_ = left_mm_ / cell_mm_;
+    top_cells_ = top_mm_ / cell_mm_;
 }
 
 cv::Rect PlanView::room_of_surfaces(const cv::Mat& depth_mm) const {
@@ -149,15 +141,15 @@ cv::Rect PlanView::cells_of(const cv::Rect& room) const {
 
 SurfacePixel* PlanView::add_block(const std::uint16_t* depth_mm, int u, int v,
                                   std::uint32_t surfaces, SurfacePixel* end) {
-    const float row_slope = slope_y_[static_cast<std::size_t>(v)] / cell_mm_;
+    const float row_slope = row_slope_[static_cast<std::size_t>(v)];
     const float* const column_slope = column_slope_.data() + u;
-    const float left = left_mm_ / cell_mm_;
-    const float top = top_mm_ / cell_mm_;
+    const float left = left_cells_;
+    const float top = top_cells_;
     std::array<int, kBlock> cols, rows;
     for (std::size_t i = 0; i < kBlock; ++i) {
         const auto z = static_cast<float>(depth_mm[i]);
-        cols[i] = static_cast<int>(column_slope[i] * z - left);
-        rows[i] = static_cast<int>(row_slope * z - top);
+        cols[i] = cell_along(column_slope[i], z, left);
+        rows[i] = cell_along(row_slope, z, top);
     }
     auto* const surface = surface_mm_.ptr<float>();
     for (; surfaces != 0; surfaces &= surfaces - 1) {
@@ -185,8 +177,9 @@ void PlanView::close_gaps() {
     for (int row = seen_.y + 1; row < seen_.br().y - 1; ++row) {
         mark_gaps(seen_cells_.ptr<std::uint8_t>(row) + first, cols, count, marks_.data());
         const auto* const here = surface_mm_.ptr<float>(row) + first;
-        visit_marks(marks_, [&](int i) {
-            gaps_.emplace_back(row * surface_mm_.cols + first + i, mean_around(here + i, cols));
+        visit_equal(marks_, kGap, [&](std::size_t i) {
+            gaps_.emplace_back(row * surface_mm_.cols + first + static_cast<int>(i),
+                               mean_around(here + i, cols));
         });
     }
     for (const auto& [cell, height_mm] : gaps_)

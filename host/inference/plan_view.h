@@ -49,10 +49,23 @@ class PlanView {
     // The depth pixels within the height bounds, in reading order.
     std::span<const SurfacePixel> pixels() const { return {room_for_pixels_.data(), pixel_count_}; }
 
+    // Of these pixels, the least depth that may occur and how many depths there may be.
+    std::uint16_t nearest_mm() const { return nearest_mm_; }
+    std::size_t depth_count() const {
+        return farthest_mm_ < nearest_mm_
+                   ? 0
+                   : static_cast<std::size_t>(farthest_mm_ - nearest_mm_) + 1;
+    }
+
     float cell_mm() const { return cell_mm_; }
     PlanPoint pixel_to_plan(int u, int v, float depth_mm) const {
         return {slope_x_[static_cast<std::size_t>(u)] * depth_mm,
                 slope_y_[static_cast<std::size_t>(v)] * depth_mm};
+    }
+    // The cell of the plan view that a pixel falls into at a depth within the bounds.
+    cv::Point cell_of(int u, int v, float depth_mm) const {
+        return {cell_along(column_slope_[static_cast<std::size_t>(u)], depth_mm, left_cells_),
+                cell_along(row_slope_[static_cast<std::size_t>(v)], depth_mm, top_cells_)};
     }
     // Of the horizontal surface that a pixel covers at a depth.
     float pixel_area_m2(float depth_mm) const { return depth_mm * depth_mm * pixel_m2_; }
@@ -63,6 +76,9 @@ class PlanView {
     float height_mm() const { return height_mm_; }
 
   private:
+    static int cell_along(float slope_cells, float depth_mm, float first_cells) {
+        return static_cast<int>(slope_cells * depth_mm - first_cells);
+    }
     cv::Rect cells_of(const cv::Rect& room) const;
     // Writes the pixels of a block of row `v` that are `surfaces`, a bit each, from `end` on, and
     // returns the new end.
@@ -80,11 +96,14 @@ class PlanView {
     float cell_mm_ = 0.0f;
     float left_mm_ = 0.0f;  // outer corner of cell (0, 0)
     float top_mm_ = 0.0f;
+    float left_cells_ = 0.0f;  // the same in cells
+    float top_cells_ = 0.0f;
     std::uint16_t nearest_mm_ = 0;  // depth of the highest and the lowest surface of interest
     std::uint16_t farthest_mm_ = 0;
     std::vector<float> slope_x_;       // of the ray through the middle of each column of pixels
     std::vector<float> slope_y_;       // and of each row
     std::vector<float> column_slope_;  // as slope_x_, in cells
+    std::vector<float> row_slope_;     // as slope_y_, in cells
     cv::Mat surface_mm_;
     cv::Rect seen_;
     std::vector<SurfacePixel> room_for_pixels_;  // as many as an image has

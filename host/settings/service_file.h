@@ -14,7 +14,7 @@
 
 namespace host {
 
-inline constexpr std::size_t kMostCameras = 64;  // each is a process
+inline constexpr std::size_t kMostCameras = 128;  // each is a process
 inline constexpr const char* kSettingsFolder = "cameras";
 inline constexpr const char* kWholePlace = "place";  // the area when none is named
 // Databases of these names are not a camera's: accounts, and what happens to the place as a whole.

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "detector_test_scene.h"
@@ -16,6 +17,7 @@
 #include "host/inference/head_shape.h"
 #include "host/inference/hole_filler.h"
 #include "host/inference/plan_view.h"
+#include "host/inference/summit_samples.h"
 
 namespace {
 
@@ -202,6 +204,38 @@ TEST(Quantiles, AreThoseOfTheSortedValues) {
         ASSERT_EQ(high, values[static_cast<std::size_t>(0.98f * last)]) << count;
     }
     EXPECT_EQ(quantiles.of({}, 0.02f, 0.98f), (std::array{0.0f, 0.0f}));
+}
+
+TEST(SummitSamples, AreThePixelsOfEachSummitInReadingOrder) {
+    std::mt19937 random(7);
+    host::PlanView plan = plan_of(kFloor_mm);
+    host::SummitSamples samples;
+    for (const int summits : {0, 1, 3, 40}) {
+        const cv::Mat depth = random_depth(random, 60, 0);
+        cv::Mat raw = depth.clone();
+        raw.setTo(0, depth > 2000);
+        plan.build(depth, plan.room_of_surfaces(depth));
+        std::uniform_int_distribution<int> any(0, summits);
+        cv::Mat labels(plan.surface_mm().size(), CV_32S);
+        for (auto cell = labels.begin<int>(); cell != labels.end<int>(); ++cell)
+            *cell = any(random);
+        samples.gather(plan, depth, raw, labels, static_cast<std::size_t>(summits));
+        std::vector<std::size_t> next(static_cast<std::size_t>(summits));
+        for (const host::SurfacePixel& pixel : plan.pixels()) {
+            const int label = labels.ptr<int>()[pixel.cell];
+            if (label == 0) continue;
+            const auto summit = static_cast<std::size_t>(label - 1);
+            ASSERT_LT(next[summit], samples.of(summit).size());
+            const host::HeadSample& sample = samples.of(summit)[next[summit]++];
+            ASSERT_EQ(std::pair(sample.u, sample.v), std::pair(pixel.u, pixel.v));
+            ASSERT_EQ(sample.depth_mm, depth.at<std::uint16_t>(pixel.v, pixel.u));
+            ASSERT_EQ(sample.filled, sample.depth_mm > 2000);
+            const cv::Point cell = plan.cell_of(pixel.u, pixel.v, sample.depth_mm);
+            ASSERT_EQ(cell.y * labels.cols + cell.x, pixel.cell);
+        }
+        for (std::size_t summit = 0; summit < next.size(); ++summit)
+            EXPECT_EQ(samples.of(summit).size(), next[summit]);
+    }
 }
 
 // Where a sample lies, from the lens alone.
