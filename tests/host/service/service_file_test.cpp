@@ -201,7 +201,7 @@ TEST(ServiceFile, HasAsManyCamerasAsAPlaceCan) {
     std::string text = "place = \"a\"\n";
     for (std::size_t i = 0; i <= host::kMostCameras; ++i)
         text += "[[camera]]\nname = \"c" + std::to_string(i) + "\"\nscene = \"x\"\n";
-    EXPECT_THAT(error_of(text), HasSubstr("this is camera 65; a place can have 64"));
+    EXPECT_THAT(error_of(text), HasSubstr("this is camera 129; a place can have 128"));
 }
 
 TEST(ServiceFile, IsToldFromOtherFiles) {
