@@ -2,6 +2,7 @@
 #include "host/frames/grey_picture.h"
 
 #include <algorithm>
+#include <cmath>
 #include <opencv2/imgproc.hpp>
 
 #include "host/base/picture.h"
@@ -19,16 +20,29 @@ void resize_nv12(std::vector<std::uint8_t>& nv12, int width, int height) {
     std::fill(nv12.begin() + static_cast<std::ptrdiff_t>(luma), nv12.end(), kNeutralChroma);
 }
 
+// The luma of all distances up to the one that is black; what lies beyond is black too, and so is
+// what was not measured.
+std::vector<std::uint8_t> lumas_by_mm(double black_mm) {
+    const double per_mm = (kFarLuma - kNearLuma) / black_mm;
+    const double last_mm = std::clamp(std::ceil(black_mm), 1.0, 65535.0);
+    std::vector<std::uint8_t> lumas(static_cast<std::size_t>(last_mm) + 1);
+    lumas[0] = static_cast<std::uint8_t>(kFarLuma);
+    for (std::size_t mm = 1; mm < lumas.size(); ++mm)
+        lumas[mm] = static_cast<std::uint8_t>(
+            std::max(kNearLuma + per_mm * static_cast<double>(mm), kFarLuma) + 0.5);
+    return lumas;
+}
+
 }  // namespace
 
 void draw_depth(const std::vector<std::uint16_t>& raw_mm, double black_mm,
                 std::vector<std::uint8_t>& depth_nv12) {
     resize_nv12(depth_nv12, kDepthWidth, kDepthHeight);
-    const double per_mm = (kFarLuma - kNearLuma) / black_mm;
-    for (std::size_t i = 0; i < raw_mm.size(); ++i) {
-        const double luma = raw_mm[i] == 0 ? kFarLuma : kNearLuma + per_mm * raw_mm[i];
-        depth_nv12[i] = static_cast<std::uint8_t>(std::max(luma, kFarLuma) + 0.5);
-    }
+    const std::vector<std::uint8_t> lumas = lumas_by_mm(black_mm);
+    const std::uint8_t* const luma_of = lumas.data();
+    const std::size_t last_mm = lumas.size() - 1;
+    std::transform(raw_mm.begin(), raw_mm.end(), depth_nv12.begin(),
+                   [=](std::size_t mm) { return luma_of[std::min(mm, last_mm)]; });
 }
 
 void render_grey(const std::vector<std::uint16_t>& raw_mm, double black_mm,
