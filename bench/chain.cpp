@@ -1,247 +1,458 @@
 // How long a frame takes from pixels in memory to events at the sinks, step by step, by the number
-// of people in view. Prints Markdown tables.
+// of people in view, each step beside its floor. Prints Markdown tables.
 //
-//   bench_chain [--data DIR] [--frames N] [--only CASE]
+//   bench_chain [--data DIR] [--frames N] [--only CASE] [--paced] [--depth-to FILE]
 //
 // DIR holds the recorded data, by default ../shared/data seen from the project. The frames are made
-// beforehand, so nothing else runs. One case after the other, or CASE alone, each in a process of
-// its own.
-#include <sys/resource.h>
-
+// beforehand, so nothing else runs. One case after the other, or CASE alone, each run in a process
+// of its own. With --paced the events are also committed while the frames come as often as the
+// camera takes them. With --depth-to nothing is measured: FILE gets the depth images of CASE, for
+// count_detector.
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "bench/chain_cases.h"
+#include "bench/chain_steps.h"
 #include "bench/child_runs.h"
+#include "bench/measure.h"
+#include "bench/people_rows.h"
 #include "host/app/run.h"
 #include "host/app/run_store.h"
+#include "host/base/text.h"
 #include "host/score/samples.h"
+#include "host/sinks/event_file.h"
 #include "tests/support/unique_path.h"
 
 namespace {
 
-// Frames of another source, kept in memory; only depth, as from a camera without colour.
-class KeptSource final : public host::FrameSource {
+using bench::ChainCase;
+using bench::FrameTimes;
+using host::format_text;
+
+constexpr std::size_t kStart = 30;         // frames; the floor is looked for and memory is taken
+constexpr std::size_t kFewestFrames = 20;  // of a row
+
+struct Settings {
+    std::string data = std::string(VCA_PROJECT_DIR) + "/../shared/data";
+    std::string only;
+    std::string depth_to;
+    std::size_t frames = 600;
+    bool paced = false;
+};
+
+class TemporaryFolder {
   public:
-    KeptSource(host::FrameSource& from, std::size_t most) {
-        info_ = from.info();
-        host::SourceFrame frame;
-        while (frames_.size() < most && from.next(frame)) {
-            blank_ = frame.planes;
-            frames_.push_back({frame.number, frame.time_s, std::move(frame.planes.raw_mm)});
-            frame.planes.raw_mm = {};
+    TemporaryFolder() : path_(test::unique_path("vca-bench-chain")) {
+        std::filesystem::create_directory(path_);
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+// A case whose frames are in memory, or in a recording, and that is ready to run.
+class Ready {
+  public:
+    Ready(const ChainCase& one, std::size_t frames, const std::string& store)
+        : kept_(bench::keep_frames(one.options.source, frames)) {
+        if (kept_->frames.size() < 2) throw std::runtime_error("no frames");
+        host::RunOptions options = one.options;
+        // One frame is left, so that the scene does not end and no empty frames follow.
+        options.frames = static_cast<std::int64_t>(kept_->frames.size() - 1);
+        if (!store.empty()) options.store = (folder_.path() / store).string();
+        std::unique_ptr<host::FrameSource> source;
+        if (one.recorded) {
+            const std::filesystem::path file = folder_.path() / "kept.mkv";
+            bench::record(*kept_, file, options);
+            recorded_bytes_ = static_cast<double>(std::filesystem::file_size(file)) /
+                              static_cast<double>(kept_->frames.size());
+            source = host::open_source(options.source);
+        } else {
+            auto kept = std::make_unique<bench::KeptSource>(kept_);
+            memory_ = kept.get();
+            source = std::move(kept);
         }
+        plan_ = host::prepare_run(options, std::move(source));
     }
 
-    bool next(host::SourceFrame& frame) override {
-        if (next_ == frames_.size()) return false;
-        const Kept& kept = frames_[next_++];
-        frame.number = kept.number;
-        frame.time_s = kept.time_s;
-        if (frame.planes.colour_nv12.empty()) frame.planes = blank_;
-        frame.planes.raw_mm.assign(kept.raw_mm.begin(), kept.raw_mm.end());
-        return true;
-    }
-
-    std::size_t frames() const { return frames_.size(); }
+    host::RunPlan& plan() { return plan_; }
+    const bench::KeptFrames& kept() const { return *kept_; }
+    const bench::KeptSource* memory() const { return memory_; }  // null: a recording
+    double recorded_bytes() const { return recorded_bytes_; }    // of a frame
+    const std::filesystem::path& folder() const { return folder_.path(); }
 
   private:
-    struct Kept {
-        std::int64_t number = 0;
-        double time_s = 0.0;
-        std::vector<std::uint16_t> raw_mm;
-    };
-    std::vector<Kept> frames_;
-    host::FramePlanes blank_;
-    std::size_t next_ = 0;
+    TemporaryFolder folder_;
+    std::shared_ptr<const bench::KeptFrames> kept_;
+    const bench::KeptSource* memory_ = nullptr;
+    double recorded_bytes_ = 0.0;
+    host::RunPlan plan_;
 };
 
-constexpr std::array<std::size_t, 6> kMostPeople{0, 1, 4, 15, 40, 1000};
-const std::array<const char*, kMostPeople.size()> kPeopleNames{"0",       "1",        "2 to 4",
-                                                               "5 to 15", "16 to 40", "more"};
+// ---- The steps ----
 
-struct Steps {
-    std::vector<double> hand_over_ms, detection_ms, tracker_ms, library_ms, all_ms;
-};
-
-// Steps of the passes, by the number of people who are followed.
-class StepSink final : public host::Sink {
-  public:
-    void end_frame(const host::PassReport& report) override {
-        if (report.blank) return;
-        std::size_t row = 0;
-        while (report.tracks.size() > kMostPeople[row])
-            ++row;
-        Steps& steps = rows_[row];
-        steps.hand_over_ms.push_back(report.source_ms);
-        steps.detection_ms.push_back(report.detection_ms);
-        steps.tracker_ms.push_back(report.tracker_ms);
-        steps.library_ms.push_back(report.pass_ms - report.detection_ms - report.tracker_ms);
-        steps.all_ms.push_back(report.source_ms + report.pass_ms);
+// Making a frame, told as one time, is several steps.
+void split_making(Ready& ready, FrameTimes& frame) {
+    const double made_ms = frame.step_ms[bench::kHandOver];
+    if (ready.memory() == nullptr) {
+        frame.step_ms[bench::kDecoding] = made_ms;
+        frame.step_ms[bench::kHandOver] = bench::kNone;
+        return;
     }
-    const std::array<Steps, kMostPeople.size()>& rows() const { return rows_; }
-
-  private:
-    std::array<Steps, kMostPeople.size()> rows_;
-};
-
-double processor_ms() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto ms = [](const timeval& time) {
-        return 1e3 * static_cast<double>(time.tv_sec) + 1e-3 * static_cast<double>(time.tv_usec);
-    };
-    return ms(usage.ru_utime) + ms(usage.ru_stime);
+    const double handed_ms = ready.memory()->times_ms().at(frame.number);
+    frame.step_ms[bench::kHandOver] = handed_ms;
+    if (ready.plan().source->info().camera.levelled)
+        frame.step_ms[bench::kLevelling] = made_ms - handed_ms;
 }
 
-// Copying a depth image, the least that a step does that reads one and writes one.
-double copy_ms() {
-    std::vector<std::uint16_t> from(std::size_t{480} * 256, 1), to(from.size());
-    std::vector<double> times;
-    for (int i = 0; i < 200; ++i) {
-        from[0] = static_cast<std::uint16_t>(i);
-        const auto start = std::chrono::steady_clock::now();
-        std::memcpy(to.data(), from.data(), from.size() * sizeof from[0]);
-        const std::chrono::duration<double, std::milli> time =
-            std::chrono::steady_clock::now() - start;
-        times.push_back(to[0] == from[0] ? time.count() : 0.0);
+using Frames = std::vector<const FrameTimes*>;
+
+template <typename Value>
+std::vector<double> values_of(const Frames& frames, Value value) {
+    std::vector<double> values;
+    for (const FrameTimes* frame : frames) {
+        const double one = value(*frame);
+        if (!std::isnan(one)) values.push_back(one);
     }
-    return host::quantile(times, 0.5);
+    return values;
 }
 
-// Processor time of a frame in ms, of all threads, up to events that are committed.
-std::string measure_store(host::RunOptions options, std::size_t most) {
-    const std::filesystem::path folder = test::unique_path("vca-bench-chain");
-    std::filesystem::create_directory(folder);
-    options.store = folder / "camera.db";
-    const std::unique_ptr<host::FrameSource> source = host::open_source(options.source);
-    source->begin();
-    auto kept = std::make_unique<KeptSource>(*source, most);
-    const auto frames = static_cast<double>(kept->frames());
-    host::RunPlan plan = host::prepare_run(options, std::move(kept));
-    const std::atomic<bool> never{false};
-    const double before_ms = processor_ms();
-    {
-        const std::vector<std::unique_ptr<host::Sink>> store = host::open_run_store(plan);
-        std::vector<host::Sink*> sinks;
-        for (const std::unique_ptr<host::Sink>& sink : store)
-            sinks.push_back(sink.get());
-        host::run(plan, sinks, never);
-    }
-    const double each_ms = (processor_ms() - before_ms) / frames;
-    std::filesystem::remove_all(folder);
-    char text[40];
-    std::snprintf(text, sizeof text, "%.3f", each_ms);
-    return text;
+std::string both(const std::vector<double>& values) {
+    if (values.empty()) return "–";
+    return format_text("%.3f / %.3f", host::quantile(values, 0.5), host::quantile(values, 0.999));
 }
 
-std::string measure(const host::RunOptions& options, std::size_t most) {
-    const std::unique_ptr<host::FrameSource> source = host::open_source(options.source);
-    source->begin();
-    auto kept = std::make_unique<KeptSource>(*source, most);
-    const auto frames = static_cast<double>(kept->frames());
-    host::RunPlan plan = host::prepare_run(options, std::move(kept));
-    StepSink sink;
-    const std::atomic<bool> never{false};
-    const double before_ms = processor_ms();
-    host::run(plan, {&sink}, never);
-    const double each_ms = (processor_ms() - before_ms) / frames;
+std::string row_head(const ChainCase& one, std::size_t row, const Frames& frames) {
+    const std::vector<double> people =
+        values_of(frames, [](const FrameTimes& f) { return static_cast<double>(f.people); });
+    double sum = 0.0;
+    for (const double each : people)
+        sum += each;
+    return format_text("| %s | %s | %.0f | %zu |", one.name.c_str(), bench::kPeopleRows[row].name,
+                       sum / static_cast<double>(people.size()), frames.size());
+}
+
+std::string times_row(const Frames& frames) {
     std::string text;
-    for (std::size_t row = 0; row < kMostPeople.size(); ++row) {
-        const Steps& steps = sink.rows()[row];
-        if (steps.all_ms.size() < 30) continue;
-        char line[300];
-        const auto both = [](const std::vector<double>& values) {
-            char cell[40];
-            std::snprintf(cell, sizeof cell, "%.3f / %.3f", host::quantile(values, 0.5),
-                          host::quantile(values, 0.999));
-            return std::string(cell);
-        };
-        std::snprintf(line, sizeof line, " %s | %zu | %s | %s | %s | %s | %s |\n",
-                      kPeopleNames[row], steps.all_ms.size(), both(steps.hand_over_ms).c_str(),
-                      both(steps.detection_ms).c_str(), both(steps.tracker_ms).c_str(),
-                      both(steps.library_ms).c_str(), both(steps.all_ms).c_str());
-        text += line;
+    for (std::size_t step = 0; step < bench::kSteps; ++step) {
+        text += ' ' +
+                both(values_of(frames, [step](const FrameTimes& f) { return f.step_ms[step]; })) +
+                " |";
     }
-    char cost[80];
-    std::snprintf(cost, sizeof cost, "= %.3f ms, copy %.3f ms\n", each_ms, copy_ms());
-    return text + cost;
+    text += ' ' + both(values_of(frames, [](const FrameTimes& f) { return f.all_ms; })) + " |";
+    return text + ' ' +
+           both(values_of(frames, [](const FrameTimes& f) { return f.processor_ms; })) + " |\n";
 }
 
-host::RunOptions scene(const std::string& name) {
-    host::RunOptions options;
-    options.source.scene = name;
-    return options;
+std::string floors_row(const Frames& frames) {
+    std::string text;
+    for (std::size_t step = 0; step < bench::kSteps; ++step) {
+        const std::vector<double> steps_ms =
+            values_of(frames, [step](const FrameTimes& f) { return f.step_ms[step]; });
+        const std::vector<double> floors_ms =
+            values_of(frames, [step](const FrameTimes& f) { return f.floor_ms[step]; });
+        if (steps_ms.empty() || floors_ms.empty())
+            text += " – |";
+        else
+            text += format_text(" %.1f / %.2f |", 1e3 * host::quantile(steps_ms, 0.5),
+                                1e3 * host::quantile(floors_ms, 0.5));
+    }
+    return text + '\n';
 }
 
-host::RunOptions walks(const std::string& file) {
-    host::RunOptions options;
-    options.source.source = "walks";
-    options.source.trajectories = file;
-    options.source.height_mm = 6000.0;
-    return options;
+// Lines that begin with the table they belong to: T times, F floors, P processor time.
+std::string measure_steps(const ChainCase& one, const Settings& settings) {
+    Ready ready(one, settings.frames, "");
+    bench::StepSink sink;
+    const std::atomic<bool> never{false};
+    const double before_ms = bench::processor_ms();
+    host::run(ready.plan(), {&sink}, never);
+    const double after_ms = bench::processor_ms();
+    std::vector<FrameTimes>& frames = sink.frames();
+    for (FrameTimes& frame : frames)
+        split_making(ready, frame);
+    const VCA_ALGO_CFG_S config = host::plan_config(ready.plan());
+    bench::measure_floors(
+        {ready.kept(), config.InstallHeight,
+         host::height_correction_mm(ready.plan(), *ready.plan().height_mm),
+         ready.plan().source->info().camera.levelled.has_value(), ready.recorded_bytes()},
+        frames);
+    std::array<Frames, bench::kPeopleRows.size()> rows;
+    Frames steady;
+    for (std::size_t i = kStart; i < frames.size(); ++i) {
+        rows[bench::people_row(frames[i].people)].push_back(&frames[i]);
+        steady.push_back(&frames[i]);
+    }
+    if (steady.empty()) throw std::runtime_error("too few frames");
+    std::string text;
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        if (rows[row].size() < kFewestFrames) continue;
+        const std::string head = row_head(one, row, rows[row]);
+        text += "T" + head + times_row(rows[row]);
+        text += "F" + head + floors_row(rows[row]);
+    }
+    const double with_start_ms = (after_ms - before_ms) / static_cast<double>(frames.size());
+    const double steady_ms = (sink.processor_at_ms().back() - sink.processor_at_ms()[kStart - 1]) /
+                             static_cast<double>(steady.size());
+    return text +
+           format_text("P| %s | %zu | %.3f | %.3f |", one.name.c_str(), frames.size(),
+                       with_start_ms, steady_ms) +
+           " " + both(values_of(steady, [](const FrameTimes& f) { return f.processor_ms; })) +
+           " |\n";
+}
+
+// ---- The sinks ----
+
+double mean(const std::vector<double>& values) {
+    double sum = 0.0;
+    for (const double value : values)
+        sum += value;
+    return values.empty() ? 0.0 : sum / static_cast<double>(values.size());
+}
+
+// Cells: time of a frame, its floor, bytes.
+std::string sink_cells(const bench::TimedSink& sink, double bytes) {
+    const double frames = static_cast<double>(sink.frames_ms().size());
+    return format_text(" %.1f | %.3f | %.0f |", 1e3 * mean(sink.frames_ms()),
+                       1e3 * bench::copy_ms(bytes) / frames, bytes / frames);
+}
+
+// "S": events of a frame, and the cells of the file of events.
+std::string measure_event_file(const ChainCase& one, const Settings& settings) {
+    Ready ready(one, settings.frames, "");
+    const std::string path = (ready.folder() / "events.jsonl").string();
+    host::EventFile file(path);
+    bench::TimedSink timed({&file});
+    const std::atomic<bool> never{false};
+    host::run(ready.plan(), {&timed}, never);
+    const auto bytes = static_cast<double>(std::filesystem::file_size(path));
+    return format_text("S| %s | %.1f |", one.name.c_str(),
+                       static_cast<double>(timed.events()) /
+                           static_cast<double>(timed.frames_ms().size())) +
+           sink_cells(timed, bytes) + '\n';
+}
+
+struct StoreRun {
+    std::string cells;      // of the store as a sink
+    std::string processor;  // with the start, steady, median and 99.9th percentile
+    double steady_ms = 0.0;
+};
+
+// Of a database, with what stands beside it.
+double database_bytes(const std::string& path) {
+    double bytes = 0.0;
+    for (const char* const ending : {"", "-wal"}) {
+        std::error_code missing;
+        const std::uintmax_t size = std::filesystem::file_size(path + ending, missing);
+        if (!missing) bytes += static_cast<double>(size);
+    }
+    return bytes;
+}
+
+double empty_database_bytes(host::RunPlan& plan) {
+    const std::string wanted = plan.options.store;
+    plan.options.store = wanted + ".empty";
+    for (const std::unique_ptr<host::Sink>& sink : host::open_run_store(plan))
+        sink->finish();
+    return database_bytes(std::exchange(plan.options.store, wanted));
+}
+
+StoreRun run_to_commit(const ChainCase& one, const Settings& settings, bool paced) {
+    Ready ready(one, settings.frames, "camera.db");
+    const std::atomic<bool> never{false};
+    host::Pace pace(ready.kept().info.frames_per_second, {}, never);
+    if (paced) ready.plan().pace = &pace;
+    const double empty_bytes = empty_database_bytes(ready.plan());
+    bench::StepSink steps;
+    StoreRun result;
+    const double before_ms = bench::processor_ms();
+    std::vector<std::unique_ptr<host::Sink>> store = host::open_run_store(ready.plan());
+    std::vector<host::Sink*> sinks;
+    for (const std::unique_ptr<host::Sink>& sink : store)
+        sinks.push_back(sink.get());
+    bench::TimedSink timed(sinks);
+    host::run(ready.plan(), {&timed, &steps}, never);
+    store.clear();
+    const double after_ms = bench::processor_ms();
+    const std::vector<double>& at_ms = steps.processor_at_ms();
+    if (at_ms.size() <= kStart) throw std::runtime_error("too few frames");
+    const double bytes = database_bytes(ready.plan().options.store) - empty_bytes;
+    result.cells = sink_cells(timed, std::max(bytes, 0.0));
+    result.steady_ms = (after_ms - at_ms[kStart - 1]) / static_cast<double>(at_ms.size() - kStart);
+    std::vector<double> each_ms;
+    for (std::size_t i = kStart; i < at_ms.size(); ++i)
+        each_ms.push_back(at_ms[i] - at_ms[i - 1]);
+    result.processor =
+        format_text(" %.3f | %.3f |", (after_ms - before_ms) / static_cast<double>(at_ms.size()),
+                    result.steady_ms) +
+        " " + both(each_ms) + " |";
+    return result;
+}
+
+// The rest of the lines of "S" and "P".
+std::string measure_store(const ChainCase& one, const Settings& settings) {
+    const StoreRun run = run_to_commit(one, settings, false);
+    return "S" + run.cells + "\nP" + run.processor + "\n";
+}
+
+std::string measure_paced(const ChainCase& one, const Settings& settings) {
+    return format_text("P %.3f |\n", run_to_commit(one, settings, true).steady_ms);
+}
+
+// ---- Tables ----
+
+// The part of a text that is of this table.
+std::string part_of(const std::string& text, char table) {
+    std::string part;
+    std::size_t begin = 0;
+    for (std::size_t end; (end = text.find('\n', begin)) != text.npos; begin = end + 1) {
+        if (text[begin] == table) part += text.substr(begin + 1, end - begin - 1) + '\n';
+    }
+    return part;
+}
+
+// The rows of one case in each table.
+struct Rows {
+    std::string times, floors, processor, sinks;
+};
+
+std::string without_end(std::string line) {
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    return line;
+}
+
+Rows measure(const ChainCase& one, const Settings& settings) {
+    const auto run = [&](std::string (*work)(const ChainCase&, const Settings&)) {
+        const std::string text = run_in_child([&] { return work(one, settings); });
+        if (text.starts_with("failed") || text.ends_with("(ended abnormally)\n"))
+            throw std::runtime_error(one.name + ": " + text);
+        return text;
+    };
+    const std::string steps = run(measure_steps);
+    const std::string events = run(measure_event_file);
+    const std::string store = run(measure_store);
+    Rows rows;
+    rows.times = part_of(steps, 'T');
+    rows.floors = part_of(steps, 'F');
+    rows.processor = without_end(part_of(steps, 'P')) + part_of(store, 'P');
+    rows.sinks = without_end(part_of(events, 'S')) + part_of(store, 'S');
+    if (settings.paced)
+        rows.processor = without_end(rows.processor) + part_of(run(measure_paced), 'P');
+    return rows;
+}
+
+void print_table(const char* about, const std::string& head, const std::string& rows) {
+    const auto columns = std::count(head.begin(), head.end(), '|') - 1;
+    std::printf("%s\n\n%s\n|", about, head.c_str());
+    for (std::ptrdiff_t i = 0; i < columns; ++i)
+        std::printf("---|");
+    std::printf("\n%s\n", rows.c_str());
+}
+
+void print_tables(const Rows& rows, bool paced) {
+    std::string steps = "| case | people | mean | frames |";
+    for (const char* const name : bench::kStepNames)
+        steps += std::string(" ") + name + " |";
+    print_table("Milliseconds of a frame, median / 99.9th percentile.",
+                steps + " all | processor |", rows.times);
+    print_table("Steps beside their floors: microseconds, medians, step / floor.", steps,
+                rows.floors);
+    print_table(
+        "Processor time of a whole frame in ms, of all threads: to a null sink and until the "
+        "events are committed.",
+        std::string("| case | frames | with the start | steady | median / 99.9th percentile | "
+                    "committed, with the start | steady | median / 99.9th percentile |") +
+            (paced ? " steady at the camera's pace |" : ""),
+        rows.processor);
+    print_table("Sinks: microseconds of a frame on the thread that tells them, means.",
+                "| case | events of a frame | file of events | floor | bytes | store | floor | "
+                "bytes |",
+                rows.sinks);
+}
+
+// ---- Depth images for count_detector ----
+
+std::string write_depth(const ChainCase& one, const Settings& settings) {
+    Ready ready(one, settings.frames, "");
+    const host::CameraModel& camera = ready.plan().source->info().camera;
+    bench::DepthFileSink sink(
+        settings.depth_to,
+        {camera.fx, camera.fy, camera.cx, camera.cy,
+         ready.plan().options.source.height_mm.value_or(camera.height_mm.value_or(0.0)).value,
+         1.0 / ready.kept().info.frames_per_second});
+    const std::atomic<bool> never{false};
+    host::run(ready.plan(), {&sink}, never);
+    return "";
+}
+
+Settings read_arguments(int argc, char** argv) {
+    Settings settings;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const bool more = i + 1 < argc;
+        if (word == "--paced")
+            settings.paced = true;
+        else if (word == "--data" && more)
+            settings.data = argv[++i];
+        else if (word == "--only" && more)
+            settings.only = argv[++i];
+        else if (word == "--depth-to" && more)
+            settings.depth_to = argv[++i];
+        else if (word == "--frames" && more)
+            settings.frames = std::strtoul(argv[++i], nullptr, 10);
+        else
+            throw std::runtime_error("unknown argument \"" + word +
+                                     "\"; see the head of bench/chain.cpp");
+    }
+    return settings;
+}
+
+int run_cases(const Settings& settings) {
+    Rows all;
+    bool any = false;
+    for (const ChainCase& one : bench::chain_cases(settings.data)) {
+        if (!settings.only.empty() && one.name != settings.only) continue;
+        any = true;
+        if (!settings.depth_to.empty()) {
+            const std::string text = run_in_child([&] { return write_depth(one, settings); });
+            if (!text.empty()) throw std::runtime_error(one.name + ": " + text);
+            continue;
+        }
+        const Rows rows = measure(one, settings);
+        all.times += rows.times;
+        all.floors += rows.floors;
+        all.processor += rows.processor;
+        all.sinks += rows.sinks;
+    }
+    if (!any) throw std::runtime_error("there is no case \"" + settings.only + "\"");
+    if (settings.depth_to.empty()) print_tables(all, settings.paced);
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string data = std::string(VCA_PROJECT_DIR) + "/../shared/data";
-    std::string only;
-    std::size_t frames = 600;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::string(argv[i]) == "--data") data = argv[i + 1];
-        if (std::string(argv[i]) == "--only") only = argv[i + 1];
-        if (std::string(argv[i]) == "--frames") frames = std::strtoul(argv[i + 1], nullptr, 10);
+    try {
+        return run_cases(read_arguments(argc, argv));
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "bench_chain: %s\n", e.what());
+        return 1;
     }
-    host::RunOptions recorded;
-    recorded.source.source = "depth-folder";
-    recorded.source.folder = data + "/depth_walk";
-    recorded.source.camera_file = VCA_PROJECT_DIR "/host/examples/tof_512x424.toml";
-    const std::vector<std::pair<std::string, host::RunOptions>> cases{
-        {"scene entrance", scene("entrance")},
-        {"scene crowd", scene("crowd")},
-        {"recorded walks, corridor, 6 m",
-         walks(data + "/trajectories/bidirectional_corridor_400_b_03.txt")},
-        {"recorded walks, passage, 6 m",
-         walks(data + "/trajectories/unidirectional_uo_180_180_070.txt")},
-        {"one person, real sensor", recorded},
-    };
-    std::printf(
-        "Milliseconds, median / 99.9th percentile.\n\n"
-        "| case | people | frames | hand-over | detection | tracker | library | all |\n"
-        "|---|---|---|---|---|---|---|---|\n");
-    std::string costs;
-    for (const auto& [name, options] : cases) {
-        if (!only.empty() && name != only) continue;
-        const std::string text =
-            run_in_child([&options, frames] { return measure(options, frames); });
-        std::size_t begin = 0;
-        for (std::size_t end; (end = text.find('\n', begin)) != text.npos; begin = end + 1) {
-            const std::string line = text.substr(begin, end - begin);
-            if (line.starts_with("="))
-                costs +=
-                    "- " + name + ": " + line.substr(2) + ", committed " +
-                    run_in_child([&options, frames] { return measure_store(options, frames); }) +
-                    " ms\n";
-            else
-                std::printf("| %s |%s\n", name.c_str(), line.c_str());
-        }
-        if (text.starts_with("failed")) std::printf("| %s | %s |\n", name.c_str(), text.c_str());
-        std::fflush(stdout);
-    }
-    std::printf(
-        "\nProcessor time of a whole frame, the start included, of copying a depth image, and "
-        "of a whole frame with its events committed:\n\n%s",
-        costs.c_str());
-    return 0;
 }
