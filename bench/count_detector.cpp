@@ -2,7 +2,8 @@
 // instructions with count_plugin.c:
 //   count_detector FILE
 // FILE is made by bench_chain --depth-to. The parts are the rows of people_rows.h, of the detector
-// from 0 on, of the tracker from kTrackerParts on. Prints "frames ROW NUMBER".
+// from 0 on, of the tracker from kTrackerParts on. Prints "frames ROW NUMBER FOLLOWED" with the sum
+// of those who are followed here.
 #include <unistd.h>
 
 #include <algorithm>
@@ -84,6 +85,8 @@ class Chain {
         if (row >= 0) mark(kTrackerParts + row, false);
     }
 
+    int followed() const { return followed_.num; }
+
   private:
     const std::vector<host::Detection>& detect(const Depth& depth_mm, int row) {
         if (row >= 0) mark(row, true);
@@ -111,15 +114,17 @@ int main(int argc, char** argv) {
     cv::setNumThreads(1);
     Chain chain(header);
     Depth depth_mm(std::size_t{host::kDepthWidth} * host::kDepthHeight);
-    std::array<int, bench::kPeopleRows.size()> frames{};
+    std::array<int, bench::kPeopleRows.size()> frames{}, followed{};
     bench::DepthFileFrame frame;
     for (int i = 0; read_frame(in, frame, depth_mm); ++i) {
         const std::size_t row = bench::people_row(frame.people);
         const bool counts = i >= kStart;
         chain.run(depth_mm, counts ? static_cast<int>(row) : -1);
-        if (counts) ++frames[row];
+        if (!counts) continue;
+        ++frames[row];
+        followed[row] += chain.followed();
     }
     for (std::size_t row = 0; row < frames.size(); ++row)
-        std::printf("frames %zu %d\n", row, frames[row]);
+        std::printf("frames %zu %d %d\n", row, frames[row], followed[row]);
     return 0;
 }
