@@ -177,7 +177,8 @@ std::string floors_row(const Frames& frames) {
     return text + '\n';
 }
 
-// Lines that begin with the table they belong to: T times, F floors, P processor time.
+// Lines that begin with the table they belong to: T times, F floors, P processor time, L the list
+// of what is done once.
 std::string measure_steps(const ChainCase& one, const Settings& settings) {
     Ready ready(one, settings.frames, "");
     bench::StepSink sink;
@@ -208,6 +209,9 @@ std::string measure_steps(const ChainCase& one, const Settings& settings) {
         text += "T" + head + times_row(rows[row]);
         text += "F" + head + floors_row(rows[row]);
     }
+    const bench::StepAndFloor search = bench::measure_floor_search(ready.kept());
+    text += format_text("L- %s: %.0f / %.2f\n", one.name.c_str(), 1e3 * search.step_ms,
+                        1e3 * search.floor_ms);
     const double with_start_ms = (after_ms - before_ms) / static_cast<double>(frames.size());
     const double steady_ms = (sink.processor_at_ms().back() - sink.processor_at_ms()[kStart - 1]) /
                              static_cast<double>(steady.size());
@@ -330,7 +334,7 @@ std::string part_of(const std::string& text, char table) {
 
 // The rows of one case in each table.
 struct Rows {
-    std::string times, floors, processor, sinks;
+    std::string times, floors, processor, sinks, once;
 };
 
 std::string without_end(std::string line) {
@@ -353,6 +357,7 @@ Rows measure(const ChainCase& one, const Settings& settings) {
     rows.floors = part_of(steps, 'F');
     rows.processor = without_end(part_of(steps, 'P')) + part_of(store, 'P');
     rows.sinks = without_end(part_of(events, 'S')) + part_of(store, 'S');
+    rows.once = part_of(steps, 'L');
     if (settings.paced)
         rows.processor = without_end(rows.processor) + part_of(run(measure_paced), 'P');
     return rows;
@@ -385,6 +390,10 @@ void print_tables(const Rows& rows, bool paced) {
                 "| case | events of a frame | file of events | floor | bytes | store | floor | "
                 "bytes |",
                 rows.sinks);
+    std::printf(
+        "Looking for the floor in a frame, once at the start: microseconds, step / floor."
+        "\n\n%s",
+        rows.once.c_str());
 }
 
 // ---- Depth images for count_detector ----
@@ -440,6 +449,7 @@ int run_cases(const Settings& settings) {
         all.floors += rows.floors;
         all.processor += rows.processor;
         all.sinks += rows.sinks;
+        all.once += rows.once;
     }
     if (!any) throw std::runtime_error("there is no case \"" + settings.only + "\"");
     if (settings.depth_to.empty()) print_tables(all, settings.paced);

@@ -9,6 +9,7 @@
 #include "bench/floor.h"
 #include "bench/measure.h"
 #include "host/base/picture.h"
+#include "host/depth/floor_plane.h"
 #include "host/depth/sensor.h"
 #include "vca/depth.h"
 #include "vca/detect.h"
@@ -63,7 +64,7 @@ class StepFloors {
         });
     }
 
-    double lending(const std::vector<std::uint16_t>& depth_mm) {
+    double depth_image(const std::vector<std::uint16_t>& depth_mm) {
         return timed([&] { floor_.copy(depth_mm); });
     }
 
@@ -205,7 +206,7 @@ void measure_floors(const FloorSetup& setup, std::vector<FrameTimes>& frames) {
         if (setup.levelled) frame.floor_ms[kLevelling] = floors.levelling(slot);
         // One of them finds in the cache what the other has loaded.
         if (i % 2 == 0)
-            frame.floor_ms[kLending] = floors.lending(slot);
+            frame.floor_ms[kLending] = floors.depth_image(slot);
         else
             frame.step_ms[kLending] = ms_of(
                 [&] { host::suit_library(slot, setup.floor_mm, setup.correction_mm, lent_mm); });
@@ -213,6 +214,18 @@ void measure_floors(const FloorSetup& setup, std::vector<FrameTimes>& frames) {
         frame.floor_ms[kTracker] = floors.tracker(frame);
         frame.floor_ms[kLibrary] = floors.library(slot, frame);
     }
+}
+
+StepAndFloor measure_floor_search(const KeptFrames& kept) {
+    constexpr std::size_t kLooks = 30;
+    StepFloors floors;
+    std::vector<double> steps_ms, floors_ms;
+    for (std::size_t i = 0; i < std::min(kLooks, kept.frames.size()); ++i) {
+        const std::vector<std::uint16_t>& depth_mm = kept.frames[i].raw_mm;
+        steps_ms.push_back(ms_of([&] { host::fit_floor(depth_mm, kept.info.camera); }));
+        floors_ms.push_back(floors.depth_image(depth_mm));
+    }
+    return {median(steps_ms), median(floors_ms)};
 }
 
 double copy_ms(double bytes) {

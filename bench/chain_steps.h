@@ -103,6 +103,14 @@ struct FloorSetup {
 // in turn.
 void measure_floors(const FloorSetup& setup, std::vector<FrameTimes>& frames);
 
+// Looking for the floor in a frame, which is done once when a camera starts: medians of the first
+// frames.
+struct StepAndFloor {
+    double step_ms = 0.0;
+    double floor_ms = 0.0;
+};
+StepAndFloor measure_floor_search(const KeptFrames& kept);
+
 // Milliseconds that copying so many bytes takes, the median of many times.
 double copy_ms(double bytes);
 
