@@ -326,7 +326,7 @@ std::string measure_paced(const ChainCase& one, const Settings& settings) {
 std::string part_of(const std::string& text, char table) {
     std::string part;
     std::size_t begin = 0;
-    for (std::size_t end; (end = text.find('\n', begin)) != text.npos; begin = end + 1) {
+    for (std::size_t end; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1) {
         if (text[begin] == table) part += text.substr(begin + 1, end - begin - 1) + '\n';
     }
     return part;
@@ -344,7 +344,7 @@ std::string without_end(std::string line) {
 
 Rows measure(const ChainCase& one, const Settings& settings) {
     const auto run = [&](std::string (*work)(const ChainCase&, const Settings&)) {
-        const std::string text = run_in_child([&] { return work(one, settings); });
+        std::string text = run_in_child([&] { return work(one, settings); });
         if (text.starts_with("failed") || text.ends_with("(ended abnormally)\n"))
             throw std::runtime_error(one.name + ": " + text);
         return text;
