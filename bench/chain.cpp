@@ -6,8 +6,8 @@
 // DIR holds the recorded data, by default ../shared/data seen from the project. The frames are made
 // beforehand, so nothing else runs. One case after the other, or CASE alone, each run in a process
 // of its own. With --paced the events are also committed while the frames come as often as the
-// camera takes them. With --depth-to nothing is measured: FILE gets the depth images of CASE, for
-// count_detector.
+// camera takes them, which takes a case 40 s more. With --depth-to nothing is measured: FILE gets
+// the depth images of CASE, for count_detector.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "bench/chain_cases.h"
+#include "bench/chain_commits.h"
 #include "bench/chain_steps.h"
 #include "bench/child_runs.h"
 #include "bench/measure.h"
@@ -278,14 +279,19 @@ double empty_database_bytes(host::RunPlan& plan) {
     return database_bytes(std::exchange(plan.options.store, wanted));
 }
 
-StoreRun run_to_commit(const ChainCase& one, const Settings& settings, bool paced) {
+// Processor time of a frame from the end of the start to now, with what comes after the last frame.
+double steady_to_now(const bench::StepSink& steps, double now_ms) {
+    const std::vector<double>& at_ms = steps.processor_at_ms();
+    if (at_ms.size() <= kStart) throw std::runtime_error("too few frames");
+    return (now_ms - at_ms[kStart - 1]) / static_cast<double>(at_ms.size() - kStart);
+}
+
+// The rest of the lines of "S" and "P".
+std::string measure_store(const ChainCase& one, const Settings& settings) {
     Ready ready(one, settings.frames, "camera.db");
-    const std::atomic<bool> never{false};
-    host::Pace pace(ready.kept().info.frames_per_second, {}, never);
-    if (paced) ready.plan().pace = &pace;
     const double empty_bytes = empty_database_bytes(ready.plan());
+    const std::atomic<bool> never{false};
     bench::StepSink steps;
-    StoreRun result;
     const double before_ms = bench::processor_ms();
     std::vector<std::unique_ptr<host::Sink>> store = host::open_run_store(ready.plan());
     std::vector<host::Sink*> sinks;
@@ -295,29 +301,28 @@ StoreRun run_to_commit(const ChainCase& one, const Settings& settings, bool pace
     host::run(ready.plan(), {&timed, &steps}, never);
     store.clear();
     const double after_ms = bench::processor_ms();
-    const std::vector<double>& at_ms = steps.processor_at_ms();
-    if (at_ms.size() <= kStart) throw std::runtime_error("too few frames");
     const double bytes = database_bytes(ready.plan().options.store) - empty_bytes;
-    result.cells = sink_cells(timed, std::max(bytes, 0.0));
-    result.steady_ms = (after_ms - at_ms[kStart - 1]) / static_cast<double>(at_ms.size() - kStart);
+    const std::vector<FrameTimes>& frames = steps.frames();
     std::vector<double> each_ms;
-    for (std::size_t i = kStart; i < at_ms.size(); ++i)
-        each_ms.push_back(at_ms[i] - at_ms[i - 1]);
-    result.processor =
-        format_text(" %.3f | %.3f |", (after_ms - before_ms) / static_cast<double>(at_ms.size()),
-                    result.steady_ms) +
-        " " + both(each_ms) + " |";
-    return result;
-}
-
-// The rest of the lines of "S" and "P".
-std::string measure_store(const ChainCase& one, const Settings& settings) {
-    const StoreRun run = run_to_commit(one, settings, false);
-    return "S" + run.cells + "\nP" + run.processor + "\n";
+    for (std::size_t i = kStart; i < frames.size(); ++i)
+        each_ms.push_back(frames[i].processor_ms);
+    return "S" + sink_cells(timed, std::max(bytes, 0.0)) +
+           format_text("\nP %.3f | %.3f | ",
+                       (after_ms - before_ms) / static_cast<double>(frames.size()),
+                       steady_to_now(steps, after_ms)) +
+           both(each_ms) + " |\n";
 }
 
 std::string measure_paced(const ChainCase& one, const Settings& settings) {
-    return format_text("P %.3f |\n", run_to_commit(one, settings, true).steady_ms);
+    Ready ready(one, settings.frames, "camera.db");
+    bench::StepSink steps;
+    const std::vector<double> waits_ms = bench::run_at_pace(ready.plan(), {&steps});
+    const double steady_ms = steady_to_now(steps, bench::processor_ms());
+    std::string waits = waits_ms.empty()
+                            ? "– | 0"
+                            : format_text("%.0f / %.0f | %zu", host::quantile(waits_ms, 0.5),
+                                          host::quantile(waits_ms, 1.0), waits_ms.size());
+    return format_text("P %.3f | ", steady_ms) + waits + " |\n";
 }
 
 // ---- Tables ----
@@ -384,7 +389,9 @@ void print_tables(const Rows& rows, bool paced) {
         "events are committed.",
         std::string("| case | frames | with the start | steady | median / 99.9th percentile | "
                     "committed, with the start | steady | median / 99.9th percentile |") +
-            (paced ? " steady at the camera's pace |" : ""),
+            (paced ? " steady at the camera's pace | ms from frame to commit, median / most | "
+                     "counts |"
+                   : ""),
         rows.processor);
     print_table("Sinks: microseconds of a frame on the thread that tells them, means.",
                 "| case | events of a frame | file of events | floor | bytes | store | floor | "
