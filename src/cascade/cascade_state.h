@@ -14,21 +14,15 @@ struct SlaveEntry {
     SLAVE_MSG_S msg{};
 };
 
-// The people of all devices. A person's device is in aux0 of both boxes and the last byte of both
-// records tells whether the person has already been merged.
+// The people of all devices. A person's device is in aux0 of both boxes.
 struct Candidates {
     int32_t num = 0;
     DET_OBJ_S centre[VCA_DET_MAX] = {};
     DET_OBJ_S match[VCA_DET_MAX] = {};
     int32_t track[VCA_DET_MAX] = {};  // id on the device that sees the person
+    bool merged[VCA_DET_MAX] = {};    // the person is part of an object
 
-    bool is_merged(int32_t i) const { return match[i].reserved3 != 0; }
     uint32_t device(int32_t i) const { return match[i].aux0; }
-    void set_merged(int32_t i) {
-        constexpr uint32_t kMergedByte = 1u << 24;
-        match[i].reserved3 |= kMergedByte;
-        centre[i].reserved3 |= kMergedByte;
-    }
 };
 
 // Two people of different devices with overlapping squares.
@@ -36,6 +30,13 @@ struct CandidatePair {
     float iou;
     int32_t first;
     int32_t second;
+    int32_t next_of_first;  // the next pair in the list that person `first` belongs to; -1 for none
+    int32_t next_of_second;  // the same of person `second`
+
+    int32_t partner_of(int32_t person) const { return person == first ? second : first; }
+    int32_t next_of(int32_t person) const {
+        return person == first ? next_of_first : next_of_second;
+    }
 };
 
 struct CascadeState {

@@ -1,6 +1,7 @@
 // The master's merge: people of several devices who stand on the same spot become one object.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <vector>
 
 #include "base/decision.h"
@@ -20,14 +21,16 @@ constexpr char kLogName[] = "dev_cascade_local_master_merge_slave_obj";
 constexpr float kIoUMin = 0.01f;
 constexpr int32_t kDeviceNum = VCA_SLAVE_MAX + 1;  // the master is device 0
 
+// All boxes of a merge are squares of one size.
 void set_square(DET_OBJ_S& box, int32_t x, int32_t y, int32_t size) {
     box.x = vca::wrap_sub(x, size / 2);
     box.y = vca::wrap_sub(y, size / 2);
     box.w = size;
     box.h = size;
+    box.area = size * size;
 }
 
-void collect_own(std::vector<TRACKER_RSLT_S>& tracks, Candidates& found) {
+void collect_own(std::vector<TRACKER_RSLT_S>& tracks, int32_t size, Candidates& found) {
     for (TRACKER_RSLT_S& trk : tracks) {
         if (found.num == VCA_DET_MAX) return;
         if (!vca_check_obj_cscd_tracking_update(&trk)) continue;
@@ -35,6 +38,8 @@ void collect_own(std::vector<TRACKER_RSLT_S>& tracks, Candidates& found) {
         DET_OBJ_S& centre = found.centre[found.num];
         match = trk.footBox;
         centre = trk.curObj;
+        dev_bbox_adjust_rect(&match, size);
+        dev_bbox_adjust_rect(&centre, size);
         found.track[found.num] = trk.trackId;
         match.aux0 = centre.aux0 = 0;
         match.reserved1 = centre.reserved1 = trk.lastFrm;
@@ -43,8 +48,10 @@ void collect_own(std::vector<TRACKER_RSLT_S>& tracks, Candidates& found) {
     }
 }
 
-DET_OBJ_S to_box(const SLAVE_TRACK_S& track, uint32_t device, uint32_t frame) {
-    DET_OBJ_S box{};
+// Without the place. A processor waits when it copies a record whose fields it has just written one
+// by one, so both boxes of a person are filled in where they stay.
+void set_box(DET_OBJ_S& box, const SLAVE_TRACK_S& track, uint32_t device, uint32_t frame) {
+    box = {};
     box.reserved0 = track.track_id;
     box.aux0 = device;
     box.reserved1 = frame;
@@ -53,7 +60,6 @@ DET_OBJ_S to_box(const SLAVE_TRACK_S& track, uint32_t device, uint32_t frame) {
     box.gender = track.gender;
     box.height = track.height;
     box.staff = track.staff;
-    return box;
 }
 
 // A slave's latest report is used until the slave sends another.
@@ -63,11 +69,13 @@ void collect_slaves(int32_t size, Candidates& found) {
         const int32_t count = std::clamp(entry.msg.count, 0, VCA_SLAVE_TRACK_MAX);
         for (int32_t k = 0; k < count && found.num < VCA_DET_MAX; ++k, ++found.num) {
             const SLAVE_TRACK_S& track = entry.msg.tracks[k];
-            const DET_OBJ_S box = to_box(track, index + 1, entry.msg.frame);
+            DET_OBJ_S& match = found.match[found.num];
+            DET_OBJ_S& centre = found.centre[found.num];
+            set_box(match, track, index + 1, entry.msg.frame);
+            set_box(centre, track, index + 1, entry.msg.frame);
+            set_square(match, track.foot_x, track.foot_y, size);
+            set_square(centre, track.cx, track.cy, size);
             found.track[found.num] = static_cast<int32_t>(track.track_id);
-            found.match[found.num] = found.centre[found.num] = box;
-            set_square(found.match[found.num], track.foot_x, track.foot_y, size);
-            set_square(found.centre[found.num], track.cx, track.cy, size);
         }
         vca::flag_set<uint32_t>(entry.fresh, 0);
         if (vca::debug_on(vca::kDbgCascade))
@@ -75,22 +83,38 @@ void collect_slaves(int32_t size, Candidates& found) {
     }
 }
 
+// Links each pair to the next one of either person.
+void link_pairs(std::vector<Pair>& pairs) {
+    std::array<int32_t, VCA_DET_MAX> next;
+    next.fill(-1);
+    for (auto k = static_cast<int32_t>(pairs.size()) - 1; k >= 0; --k) {
+        Pair& pair = pairs[static_cast<size_t>(k)];
+        pair.next_of_first = next[static_cast<size_t>(pair.first)];
+        pair.next_of_second = next[static_cast<size_t>(pair.second)];
+        next[static_cast<size_t>(pair.first)] = next[static_cast<size_t>(pair.second)] = k;
+    }
+}
+
 // All pairs that may merge, the best first and equal ones in the order of the candidates.
 // Processing them in order and skipping pairs with a merged member gives the same result as
 // repeatedly searching for the best unmerged pair.
-void list_pairs(const Candidates& found, const vca::BoxIndex& index, std::vector<Pair>& pairs) {
+void list_pairs(const Candidates& found, std::vector<Pair>& pairs) {
     pairs.clear();
-    for (int32_t i = 0; i < found.num; ++i) {
-        index.near(found.match[i]).for_each([&](int32_t j) {
-            if (j <= i || found.device(i) == found.device(j)) return;
+    vca::BoxIndex index(found.match, found.num);
+    for (int32_t j = 0; j < found.num; ++j) {
+        const vca::BoxIndex::Cells cells = index.cells_of(found.match[j]);
+        index.near(cells).for_each([&](int32_t i) {
+            if (found.device(i) == found.device(j)) return;
             const float iou = vca_rgn_calc_IoU(&found.match[i], &found.match[j]);
-            if (iou > kIoUMin) pairs.push_back({iou, i, j});
+            if (iou > kIoUMin) pairs.push_back({iou, i, j, -1, -1});
         });
+        index.add(cells, j);
     }
     std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) {
         if (a.iou != b.iou) return a.iou > b.iou;
         return a.first != b.first ? a.first < b.first : a.second < b.second;
     });
+    link_pairs(pairs);
 }
 
 int32_t halfway(int32_t a, int32_t b) {
@@ -100,43 +124,28 @@ int32_t halfway(int32_t a, int32_t b) {
 void fold(const DET_OBJ_S& from, DET_OBJ_S& to) {
     to.x = halfway(to.x, from.x);
     to.y = halfway(to.y, from.y);
-    to.w = halfway(to.w, from.w);
-    to.h = halfway(to.h, from.h);
     if (to.staff != 1) to.staff = from.staff;
     if (to.gender == 0) to.gender = from.gender;
     to.height = std::max(to.height, from.height);
     to.score = std::max(to.score, from.score);
 }
 
-// The merged objects. Each one uses up a candidate, so they never exceed the list's capacity.
-void add_object(const Candidates& found, int32_t i, DET_OBJECTS_S& out) {
+// Each object uses up a candidate, so they never exceed the list's capacity. The last byte of both
+// records says that it is an object.
+void add_object(Candidates& found, int32_t i, DET_OBJECTS_S& out) {
+    constexpr uint32_t kMergedByte = 1u << 24;
     out.objs[out.num] = found.match[i];
     out.raw_objs[out.num] = found.centre[i];
+    out.objs[out.num].reserved3 |= kMergedByte;
+    out.raw_objs[out.num].reserved3 |= kMergedByte;
     ++out.num;
+    found.merged[i] = true;
 }
 
 void fold_candidate(Candidates& found, int32_t i, DET_OBJECTS_S& out) {
-    found.set_merged(i);
+    found.merged[i] = true;
     fold(found.match[i], out.objs[out.num - 1]);
     fold(found.centre[i], out.raw_objs[out.num - 1]);
-}
-
-// For each device, the unmerged person who overlaps person `first` best; -1 for none.
-std::array<int32_t, kDeviceNum> best_of_devices(const Candidates& found, const vca::BoxIndex& index,
-                                                int32_t first) {
-    std::array<int32_t, kDeviceNum> best;
-    std::array<float, kDeviceNum> best_iou;
-    best.fill(-1);
-    best_iou.fill(kIoUMin);
-    index.near(found.match[first]).for_each([&](int32_t i) {
-        if (found.is_merged(i)) return;
-        const float iou = vca_rgn_calc_IoU(&found.match[first], &found.match[i]);
-        const uint32_t device = found.device(i);
-        if (!(iou > best_iou[device])) return;
-        best[device] = i;
-        best_iou[device] = iou;
-    });
-    return best;
 }
 
 // For the observer, which is told about it together with the track the object becomes.
@@ -147,21 +156,31 @@ void note_member(const Candidates& found, int32_t first, int32_t member, const D
          vca_rgn_calc_IoU(&found.match[first], &found.match[member]), kIoUMin});
 }
 
-// A group holds at most one person from each device.
-void merge_group(Candidates& found, const vca::BoxIndex& index, const Pair& pair,
+// A group holds at most one person from each device: of several, the one who overlaps the first
+// member best, whose pair comes first. They join in the order of the devices.
+void merge_group(Candidates& found, const std::vector<Pair>& pairs, const Pair& best,
                  DET_OBJECTS_S& out) {
-    found.set_merged(pair.first);
-    add_object(found, pair.first, out);
-    fold_candidate(found, pair.second, out);
-    note_member(found, pair.first, pair.first, out);
-    note_member(found, pair.first, pair.second, out);
-    const std::array<int32_t, kDeviceNum> others = best_of_devices(found, index, pair.first);
-    for (uint32_t device = 0; device < kDeviceNum; ++device) {
-        const bool in_group =
-            device == found.device(pair.first) || device == found.device(pair.second);
-        if (in_group || others[device] < 0) continue;
-        fold_candidate(found, others[device], out);
-        note_member(found, pair.first, others[device], out);
+    add_object(found, best.first, out);
+    fold_candidate(found, best.second, out);
+    note_member(found, best.first, best.first, out);
+    note_member(found, best.first, best.second, out);
+    std::array<int32_t, kDeviceNum> member;
+    uint32_t seen = 1u << found.device(best.first) | 1u << found.device(best.second);
+    uint32_t joining = 0;
+    for (int32_t k = best.next_of_first; k >= 0;) {
+        const Pair& pair = pairs[static_cast<size_t>(k)];
+        k = pair.next_of(best.first);
+        const int32_t other = pair.partner_of(best.first);
+        const uint32_t device = found.device(other);
+        if (found.merged[other] || (seen >> device & 1u) != 0) continue;
+        seen |= 1u << device;
+        joining |= 1u << device;
+        member[device] = other;
+    }
+    for (; joining != 0; joining &= joining - 1) {
+        const int32_t other = member[static_cast<size_t>(std::countr_zero(joining))];
+        fold_candidate(found, other, out);
+        note_member(found, best.first, other, out);
     }
 }
 
@@ -175,21 +194,16 @@ int dev_cascade_local_master_merge_slave_obj(VCA_NN_RESULT_S* result,
     vca::CascadeState& state = vca::cascade_state();
     Candidates& found = state.candidates;
     found.num = 0;
+    std::fill(std::begin(found.merged), std::end(found.merged), false);
     vca::decision_state().members.clear();
-    collect_own(tracks, found);
+    collect_own(tracks, size, found);
     collect_slaves(size, found);
-    for (int32_t i = 0; i < found.num; ++i) {
-        dev_bbox_adjust_rect(&found.match[i], size);
-        dev_bbox_adjust_rect(&found.centre[i], size);
-    }
-    const vca::BoxIndex index(found.match, found.num);
-    list_pairs(found, index, state.pairs);
+    list_pairs(found, state.pairs);
     for (const Pair& pair : state.pairs)
-        if (!found.is_merged(pair.first) && !found.is_merged(pair.second))
-            merge_group(found, index, pair, out);
+        if (!found.merged[pair.first] && !found.merged[pair.second])
+            merge_group(found, state.pairs, pair, out);
     for (int32_t i = 0; i < found.num; ++i) {
-        if (found.is_merged(i)) continue;
-        found.set_merged(i);
+        if (found.merged[i]) continue;
         add_object(found, i, out);
         note_member(found, i, i, out);
     }

@@ -48,26 +48,43 @@ class BoxSet {
     uint64_t words_[kWords] = {};
 };
 
-// The list's boxes by the columns and rows of cells they reach into. Boxes that overlap by at least
-// a pixel share a cell; a box with coordinates beyond those of any image is in all cells.
+// Boxes by the columns and rows of cells they reach into. Boxes that overlap by at least a pixel
+// share a cell; a box with coordinates beyond those of any image is in all cells.
 class BoxIndex {
   public:
-    // Indexes at most VCA_DET_MAX boxes.
+    // The cells a box reaches into, by number, ends included.
+    struct Cells {
+        int32_t left, right, top, bottom;
+    };
+
+    // An empty index with cells of a size that suits the boxes of the list.
     BoxIndex(const DET_OBJ_S* boxes, int32_t num);
 
-    // Every box of the list that overlaps `box`, and possibly others.
-    BoxSet near(const DET_OBJ_S& box) const;
+    Cells cells_of(const DET_OBJ_S& box) const;
+
+    // Adds a box under a number below VCA_DET_MAX.
+    void add(const Cells& cells, int32_t number) {
+        for (int32_t column = cells.left; column <= cells.right; ++column)
+            columns_[column].add(number);
+        for (int32_t row = cells.top; row <= cells.bottom; ++row)
+            rows_[row].add(number);
+    }
+
+    // Every box added so far that overlaps a box in these cells, and possibly others.
+    BoxSet near(const Cells& cells) const {
+        BoxSet across = columns_[cells.left];
+        for (int32_t column = cells.left + 1; column <= cells.right; ++column)
+            across |= columns_[column];
+        BoxSet down = rows_[cells.top];
+        for (int32_t row = cells.top + 1; row <= cells.bottom; ++row)
+            down |= rows_[row];
+        return across &= down;
+    }
 
   private:
     static constexpr int kCells = 32;
 
-    struct Span {
-        int32_t first;
-        int32_t last;
-    };
-    Span span(int32_t start, int32_t length) const;
-    Span columns_of(const DET_OBJ_S& box) const;
-    Span rows_of(const DET_OBJ_S& box) const;
+    int32_t cell_of(int32_t pixel) const;
 
     int shift_ = 0;  // a cell is 2^shift_ pixels wide and high
     BoxSet columns_[kCells];

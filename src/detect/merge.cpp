@@ -39,8 +39,9 @@ int32_t bounded_num(const DET_OBJECTS_S& list) {
 
 // Only boxes that overlap at all have an IoU above 0.
 bool is_covered(const DET_OBJ_S& box, const DET_OBJ_S* colour, const vca::BoxIndex& index) {
-    return index.near(box).any_of(
-        [&](int32_t i) { return vca_rgn_calc_IoU(&box, &colour[i]) > kCoveredIoU; });
+    return index.near(index.cells_of(box)).any_of([&](int32_t i) {
+        return vca_rgn_calc_IoU(&box, &colour[i]) > kCoveredIoU;
+    });
 }
 
 bool keeps_off_border(const DET_OBJ_S& box) {
@@ -74,7 +75,9 @@ void join(const DET_OBJECTS_S& real, const DET_OBJECTS_S& depth, BoxList& work) 
     const int32_t colour_num = bounded_num(real);
     std::copy_n(real.objs, colour_num, work.objs);
     work.num = colour_num;
-    const vca::BoxIndex index(work.objs, colour_num);
+    vca::BoxIndex index(work.objs, colour_num);
+    for (int32_t i = 0; i < colour_num; ++i)
+        index.add(index.cells_of(work.objs[i]), i);
     for (int32_t i = 0; i < bounded_num(depth) && work.num < VCA_DET_MAX; ++i) {
         const DET_OBJ_S& box = depth.objs[i];
         if (is_covered(box, work.objs, index))

@@ -50,13 +50,18 @@ Place place_of(TRACKER_RSLT_S& trk) {
     return {box, vca::box_center(same ? box : cscd_map_box_to_mask(now))};
 }
 
+bool is_outside(const RGN_STAY_S& stay) {
+    return stay.inRgn == 0 && stay.stayTime == 0;
+}
+
 // Between the region and its surroundings lies a band, where the person's box still reaches into
 // the region, in which nothing changes: a person standing on the edge does not flicker in and out.
+// Whoever is outside already has nothing to lose there, so his box is not looked up.
 void update_stay(RGN_STAY_S& stay, const Place& place, const VCA_MASK_S& region, int32_t step_ms) {
     if (vca::is_set(region.mask, place.cell)) {
         stay.inRgn = 1;
         stay.stayTime = wrap_add(stay.stayTime, step_ms);
-    } else if (!overlaps(region.mask, place.box)) {
+    } else if (!is_outside(stay) && !overlaps(region.mask, place.box)) {
         stay = {};
     }
 }

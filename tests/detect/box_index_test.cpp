@@ -40,10 +40,13 @@ struct Outcome {
 };
 
 Outcome compare(const std::vector<DET_OBJ_S>& boxes) {
-    const BoxIndex index(boxes.data(), static_cast<int32_t>(boxes.size()));
+    const auto num = static_cast<int32_t>(boxes.size());
+    BoxIndex index(boxes.data(), num);
+    for (int32_t i = 0; i < num; ++i)
+        index.add(index.cells_of(boxes[static_cast<size_t>(i)]), i);
     Outcome outcome;
     for (const DET_OBJ_S& box : boxes) {
-        const BoxSet near = index.near(box);
+        const BoxSet near = index.near(index.cells_of(box));
         for (size_t i = 0; i < boxes.size(); ++i) {
             const bool is_near = holds(near, static_cast<int32_t>(i));
             outcome.left_out += is_near ? 0 : 1;
@@ -72,7 +75,17 @@ TEST(BoxSet, NumbersComeInAscendingOrder) {
 
 TEST(BoxIndex, EmptyListHasNobodyNear) {
     const BoxIndex index(nullptr, 0);
-    EXPECT_TRUE(numbers(index.near(box_of(0, 0, 960, 544))).empty());
+    EXPECT_TRUE(numbers(index.near(index.cells_of(box_of(0, 0, 960, 544)))).empty());
+}
+
+TEST(BoxIndex, OnlyBoxesThatWereAddedAreNear) {
+    const std::vector<DET_OBJ_S> boxes(3, box_of(40, 40, 20, 20));
+    BoxIndex index(boxes.data(), 3);
+    const BoxIndex::Cells cells = index.cells_of(boxes[0]);
+    EXPECT_TRUE(numbers(index.near(cells)).empty());
+    index.add(cells, 2);
+    index.add(cells, 0);
+    EXPECT_EQ(numbers(index.near(cells)), (std::vector<int>{0, 2}));
 }
 
 TEST(BoxIndex, PeopleOfAPicture) {
