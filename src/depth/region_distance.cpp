@@ -71,36 +71,98 @@ int32_t lowest_plausible() {
                     int32_t{kLargestImplausible} + 1);
 }
 
-// All samples of a cell of the floor map.
-class Samples {
-  public:
-    explicit Samples(uint16_t* buffer) : buffer_(buffer) {}
+double mean_of(uint32_t sum, int count) {
+    return static_cast<double>(sum) / count;
+}
 
-    void take(uint16_t v) {
-        if (v >= lowest_) buffer_[kept_++] = v;
-    }
+// All samples of a cell of the floor map. The nearest are found by counting how many are below a
+// value, which a processor does for many pixels at once, and not by moving them about.
+class CellSamples {
+  public:
+    explicit CellSamples(uint16_t* buffer) : buffer_(buffer) {}
+
+    // Only copied: most rows come from memory, and the shorter the work on each is the more of them
+    // a processor waits for at once.
     void take(const uint16_t* row, int length) {
-        std::for_each(row, row + length, [this](uint16_t v) { take(v); });
+        std::copy_n(row, length, buffer_ + taken_);
+        taken_ += length;
+    }
+
+    // To be called once all are taken. An implausible sample becomes the farthest.
+    void drop_implausible() {
+        if (lowest_ > kFar) return;
+        const auto lowest = static_cast<uint16_t>(lowest_);
+        uint16_t nearest = kFar;
+        uint16_t farthest = 0;
+        for (int i = 0; i < taken_; ++i) {
+            nearest = std::min(nearest, buffer_[i]);
+            farthest = std::max(farthest, buffer_[i]);
+        }
+        nearest_ = std::max(nearest, lowest);
+        farthest_ = farthest;
+        uint16_t plausible = 0;  // the buffer has fewer samples than it can count
+        for (int i = 0; i < taken_; ++i) {
+            plausible = static_cast<uint16_t>(plausible + (buffer_[i] >= lowest ? 1 : 0));
+            buffer_[i] = buffer_[i] >= lowest ? buffer_[i] : kFar;
+        }
+        kept_ = plausible;
     }
 
     int kept() const { return kept_; }
 
-    // Mean of the samples lo .. hi - 1 in ascending order. The sum of 20 such samples is exact in
-    // single and in double precision alike, so its order does not matter.
-    double mean(int lo, int hi) {
-        std::nth_element(buffer_, buffer_ + hi - 1, buffer_ + kept_);
-        std::sort(buffer_, buffer_ + hi);
-        return mean_of(buffer_ + lo, buffer_ + hi);
-    }
-
-    static double mean_of(const uint16_t* from, const uint16_t* to) {
-        return std::accumulate(from, to, 0.0) / static_cast<double>(to - from);
+    // Mean of the samples lo .. hi - 1 in ascending order, with hi at most kept(). From the last of
+    // them down: samples so close in order have few different values.
+    double mean(int lo, int hi) const {
+        uint16_t value = value_of_rank(hi);
+        uint32_t sum = 0;
+        for (int rank = hi;; value = next_below(value)) {
+            const int below = std::max(number_up_to(static_cast<uint16_t>(value - 1)), lo);
+            sum += static_cast<uint32_t>(rank - below) * value;
+            if (below == lo) return mean_of(sum, hi - lo);
+            rank = below;
+        }
     }
 
   private:
+    // The farthest sample below a value that is not the nearest: the one with the smallest gap to
+    // it. The gap of a sample that is not below wraps and is larger than any other.
+    uint16_t next_below(uint16_t value) const {
+        const auto end = static_cast<uint16_t>(value - 1);
+        uint16_t gap = kFar;
+        for (int i = 0; i < taken_; ++i)
+            gap = std::min(gap, static_cast<uint16_t>(end - buffer_[i]));
+        return static_cast<uint16_t>(end - gap);
+    }
+
+    // The smallest value that at least `rank` samples do not exceed.
+    uint16_t value_of_rank(int rank) const {
+        uint16_t low = nearest_;
+        uint16_t high = farthest_;
+        while (low < high) {
+            const auto middle = static_cast<uint16_t>((low + high) / 2);
+            if (number_up_to(middle) >= rank)
+                high = middle;
+            else
+                low = static_cast<uint16_t>(middle + 1);
+        }
+        return low;
+    }
+
+    int number_up_to(uint16_t most) const {
+        uint16_t number = 0;
+        for (int i = 0; i < taken_; ++i)
+            number = static_cast<uint16_t>(number + (buffer_[i] <= most ? 1 : 0));
+        return number;
+    }
+
+    static constexpr uint16_t kFar = 0xFFFF;
     const int32_t lowest_ = lowest_plausible();
     uint16_t* buffer_;
+    int taken_ = 0;
     int kept_ = 0;
+    // The plausible samples lie between them, ends included.
+    uint16_t nearest_ = kFar;
+    uint16_t farthest_ = 0;
 };
 
 // The few nearest samples of a person, in ascending order. Most rows have none that is nearer,
@@ -134,7 +196,9 @@ class Nearest {
     int kept() const { return kept_; }
 
     // Mean of the samples lo .. hi - 1, of which there are at most kNarrowMost.
-    double mean(int lo, int hi) const { return Samples::mean_of(nearest_ + lo, nearest_ + hi); }
+    double mean(int lo, int hi) const {
+        return mean_of(std::accumulate(nearest_ + lo, nearest_ + hi, uint32_t{0}), hi - lo);
+    }
 
   private:
     void insert(uint16_t v) {
@@ -214,8 +278,9 @@ float mean_distance(Kept& samples, bool map_mode) {
 }
 
 float cell_distance(const uint16_t* depth, Rect rect, Size image) {
-    Samples samples(vca::depth_state().depthSortBuf);
+    CellSamples samples(vca::depth_state().depthSortBuf);
     if (depth != nullptr) gather_rows(depth, rect, image, samples);
+    samples.drop_implausible();
     return mean_distance(samples, true);
 }
 

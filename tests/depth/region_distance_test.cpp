@@ -409,6 +409,30 @@ TEST_F(RegionDistance, RandomRectanglesAgreeWithThePlainForm) {
     }
 }
 
+// Samples at the ends of their range and around the plausible distance, and heights at which few or
+// none of them are plausible.
+TEST_F(RegionDistance, EndsOfTheNumbersAgreeWithThePlainForm) {
+    std::mt19937 random(32);
+    const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const int heights[] = {0, 2099, 2100, 3000, 60000, 67534, 67535, 67536, 100000, INT_MAX};
+    for (int round = 0; round < 400; ++round) {
+        cfg().InstallHeight = heights[below(10)];
+        const int least = cfg().InstallHeight - 2000;
+        const int values[] = {0,     99,    100,       32767, 32768,
+                              65534, 65535, least - 1, least, below(65536)};
+        const int kinds = 1 + below(10);
+        for (int y = 0; y < 20; ++y)
+            for (int x = 0; x < 20; ++x)
+                at(x, y) = static_cast<uint16_t>(values[below(kinds)]);
+        const int x1 = 1 + below(20);
+        const int y1 = 1 + below(20);
+        ASSERT_EQ(distance(0, 0, x1, y1, true), PlainForm(pixels_, true).distance(0, 0, x1, y1))
+            << round << ": " << cfg().InstallHeight << ' ' << x1 << ' ' << y1;
+        ASSERT_EQ(distance(0, 0, x1, y1, false), PlainForm(pixels_, false).distance(0, 0, x1, y1))
+            << round << ": " << cfg().InstallHeight << ' ' << x1 << ' ' << y1;
+    }
+}
+
 TEST_F(RegionDistance, WithoutAnImageItIsTheInstallationHeight) {
     cfg().InstallHeight = 3210;
     EXPECT_EQ(depth16_calc_rgn_distance(nullptr, 10, 10, 50, 50, false), 3210.0f);
