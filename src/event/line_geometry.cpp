@@ -57,9 +57,12 @@ float vca::distance_to_segment(POINT_POS_S p, const LINE_SEG_S& s) {
 bool doLinesIntersect(LINE_SEG_S a, LINE_SEG_S b) {
     const int o1 = sign(orientation(a.start, a.end, b.start));
     const int o2 = sign(orientation(a.start, a.end, b.end));
-    const int o3 = sign(orientation(b.start, b.end, a.start));
-    const int o4 = sign(orientation(b.start, b.end, a.end));
-    if (o1 * o2 == -1 && o3 * o4 == -1) return true;
+    if (o1 * o2 == 1) return false;
+    if (o1 * o2 == -1) {
+        const int o3 = sign(orientation(b.start, b.end, a.start));
+        const int o4 = sign(orientation(b.start, b.end, a.end));
+        return o3 * o4 == -1;
+    }
     if (o1 == 0 && in_bounding_box(b.start, a)) return true;
     return o2 == 0 && in_bounding_box(b.end, a);
 }

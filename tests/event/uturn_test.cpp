@@ -375,6 +375,88 @@ TEST_F(Area, RandomWalksAgreeWithThePlainRule) {
     EXPECT_GT(events, 1000u);
 }
 
+// The stage of one track with its box and its cell found anew each time they are needed.
+void plain_stage(TRACKER_RSLT_S& trk) {
+    const VCA_DEV_CFG_S& cfg = fix::cfg();
+    for (int line = 0; line < VCA_LINE_NUM; ++line) {
+        if (cfg.LineEn[line] == 0) continue;
+        int32_t& area = trk.uturnState[line];
+        const bool filtered = cfg.UturnFilter != 0 && cfg.UturnEn[line] != 0;
+        if (filtered) {
+            const bool inside =
+                cfg.UturnRgnEn[line] == 0 || vca_trk_obj_in_mask(&trk, cfg.uturnMask[line].mask);
+            area = inside                     ? VCA_UTURN_INSIDE
+                   : area == VCA_UTURN_INSIDE ? VCA_UTURN_JUST_LEFT
+                                              : VCA_UTURN_OUTSIDE;
+            if (area == VCA_UTURN_OUTSIDE) continue;
+        }
+        for (int seg = 0; seg < VCA_SEG_NUM; ++seg)
+            vca_line_check_crossing_state(&trk, line, seg);
+        if (filtered && area == VCA_UTURN_JUST_LEFT) vca_rgn_uturn_check_obj_line_cross(&trk, line);
+    }
+}
+
+// Of all ages and places, at which the event box is settled or not.
+TEST_F(Area, BoxOfATrackIsFoundOnceWhereItCannotChange) {
+    std::mt19937 rng(13);
+    const auto uniform = [&](int lo, int hi) {
+        return std::uniform_int_distribution<int>(lo, hi)(rng);
+    };
+    const auto draw_box = [&] {
+        return fix::box(uniform(-50, 900), uniform(-50, 500), uniform(11, 150), uniform(11, 150));
+    };
+    VCA_DEV_CFG_S& cfg = fix::cfg();
+    size_t events = 0;
+    for (int round = 0; round < 2000; ++round) {
+        cfg.devWorkMode = uniform(0, 2);
+        cfg.StandAloneTrkMd = uniform(0, 2);
+        for (int l = 0; l < VCA_LINE_NUM; ++l) {
+            fix::set_line(l,
+                          {{uniform(0, 900), uniform(0, 500)}, {uniform(0, 900), uniform(0, 500)}});
+            cfg.LineEn[l] = uniform(0, 3) != 0;
+            cfg.UturnEn[l] = uniform(0, 1) != 0;
+            cfg.UturnRgnEn[l] = uniform(0, 3) != 0;
+            std::memset(cfg.uturnMask[l].mask, 0, sizeof(cfg.uturnMask[l].mask));
+            std::memset(cfg.uturnMask[l].mask, 1, static_cast<size_t>(uniform(0, 181)) * 320);
+        }
+        Walker walker({uniform(0, 900), uniform(0, 500)}, uniform(0, 30));
+        TRACKER_RSLT_S& trk = walker.trk();
+        trk.age = uniform(0, 5);
+        trk.lostCnt = uniform(0, 1);
+        trk.bornInside = static_cast<decltype(trk.bornInside)>(uniform(0, 1));
+        trk.evtObj = draw_box();
+        trk.curObj = draw_box();
+        trk.footBox = draw_box();
+        trk.headBox = draw_box();
+        for (int l = 0; l < VCA_LINE_NUM; ++l)
+            trk.uturnState[l] = uniform(0, 2);
+        TRACKER_RSLT_S want = trk;
+        const bool takes_part = vca_check_obj_event_line_update(&want);
+        std::vector<TRACKER_RSLT_S> list{trk};
+        const std::string said = fix::output_of([&] { vca_event_counting_line_uturn_proc(list); });
+        const auto counted = take_counted();
+        const std::string plainly = fix::output_of([&] {
+            if (takes_part) plain_stage(want);
+        });
+        ASSERT_EQ(counted, take_counted()) << round;
+        events += counted.size();
+        ASSERT_EQ(said.size(), plainly.size()) << round;
+        const TRACKER_RSLT_S& have = list[0];
+        ASSERT_TRUE(fix::same(have.evtObj, want.evtObj)) << round;
+        ASSERT_EQ(have.bornInside, want.bornInside) << round;
+        for (int l = 0; l < VCA_LINE_NUM; ++l) {
+            ASSERT_EQ(have.uturnState[l], want.uturnState[l]) << round;
+            ASSERT_EQ(have.LastState[l], want.LastState[l]) << round;
+            ASSERT_EQ(have.CrossCnt[l], want.CrossCnt[l]) << round;
+            for (int seg = 0; seg < VCA_SEG_NUM; ++seg) {
+                ASSERT_EQ(have.segSide[l][seg], want.segSide[l][seg]) << round;
+                ASSERT_TRUE(fix::same(have.segPrev[l][seg], want.segPrev[l][seg])) << round;
+            }
+        }
+    }
+    EXPECT_GT(events, 200u);
+}
+
 TEST_F(Stage, LinesThatDoNotExistAreNotSettled) {
     Walker walker({480, 300});
     std::fill(std::begin(walker.trk().IsCrossed), std::end(walker.trk().IsCrossed), 1);
