@@ -75,21 +75,36 @@ double mean_of(uint32_t sum, int count) {
     return static_cast<double>(sum) / count;
 }
 
-// All samples of a cell of the floor map. The nearest are found by counting how many are below a
-// value, which a processor does for many pixels at once, and not by moving them about.
-class CellSamples {
+// The samples of a rectangle, next to each other. They are only copied at first: many rows come
+// from memory, and the shorter the work on each is the more of them a processor waits for at once.
+// Then it looks at several pixels at a time.
+class Samples {
   public:
-    explicit CellSamples(uint16_t* buffer) : buffer_(buffer) {}
+    Samples() : buffer_(vca::depth_state().depthSortBuf) {}
 
-    // Only copied: most rows come from memory, and the shorter the work on each is the more of them
-    // a processor waits for at once.
+    void take(uint16_t v) { buffer_[taken_++] = v; }
     void take(const uint16_t* row, int length) {
         std::copy_n(row, length, buffer_ + taken_);
         taken_ += length;
     }
 
-    // To be called once all are taken. An implausible sample becomes the farthest.
-    void drop_implausible() {
+    // How many are plausible, once looked at.
+    int kept() const { return kept_; }
+
+  protected:
+    static constexpr uint16_t kFar = 0xFFFF;
+    const int32_t lowest_ = lowest_plausible();
+    uint16_t* const buffer_;
+    int taken_ = 0;
+    int kept_ = 0;
+};
+
+// Samples of a cell of the floor map. The nearest are found by counting how many are below a value
+// and not by moving them about.
+class CellSamples : public Samples {
+  public:
+    // An implausible sample becomes the farthest.
+    void look() {
         if (lowest_ > kFar) return;
         const auto lowest = static_cast<uint16_t>(lowest_);
         uint16_t nearest = kFar;
@@ -107,8 +122,6 @@ class CellSamples {
         }
         kept_ = plausible;
     }
-
-    int kept() const { return kept_; }
 
     // Mean of the samples lo .. hi - 1 in ascending order, with hi at most kept(). From the last of
     // them down: samples so close in order have few different values.
@@ -155,45 +168,22 @@ class CellSamples {
         return number;
     }
 
-    static constexpr uint16_t kFar = 0xFFFF;
-    const int32_t lowest_ = lowest_plausible();
-    uint16_t* buffer_;
-    int taken_ = 0;
-    int kept_ = 0;
     // The plausible samples lie between them, ends included.
     uint16_t nearest_ = kFar;
     uint16_t farthest_ = 0;
 };
 
-// The few nearest samples of a person, in ascending order. Most rows have none that is nearer,
-// which a processor finds out for many pixels at once.
-class Nearest {
+// Samples of a person, of which the few nearest are kept in ascending order. Most blocks of samples
+// have none that is nearer.
+class PersonSamples : public Samples {
   public:
-    void take(uint16_t v) {
-        if (v < lowest_) return;
-        ++kept_;
-        if (v < nearest_[kNarrowMost - 1]) insert(v);
-    }
-
-    void take(const uint16_t* row, int length) {
+    void look() {
         if (lowest_ > kFar) return;
-        const auto lowest = static_cast<uint16_t>(lowest_);
-        const uint16_t farthest = nearest_[kNarrowMost - 1];
-        const auto reach = static_cast<uint16_t>(farthest - lowest);
-        uint16_t plausible = 0;  // a row has fewer pixels than it can count
-        uint16_t nearer = 0;
-        for (int i = 0; i < length; ++i) {
-            const auto above = static_cast<uint16_t>(row[i] - lowest);
-            plausible = static_cast<uint16_t>(plausible + (row[i] >= lowest ? 1 : 0));
-            nearer = static_cast<uint16_t>(nearer | (above < reach ? 1 : 0));
-        }
-        if (nearer == 0)
-            kept_ += plausible;
-        else
-            std::for_each(row, row + length, [this](uint16_t v) { take(v); });
+        int at = 0;
+        for (; at + kBlock <= taken_; at += kBlock)
+            look_at(buffer_ + at, kBlock);
+        look_at(buffer_ + at, taken_ - at);
     }
-
-    int kept() const { return kept_; }
 
     // Mean of the samples lo .. hi - 1, of which there are at most kNarrowMost.
     double mean(int lo, int hi) const {
@@ -201,17 +191,31 @@ class Nearest {
     }
 
   private:
-    void insert(uint16_t v) {
+    static constexpr int kBlock = 32;
+
+    void look_at(const uint16_t* block, int length) {
+        const auto lowest = static_cast<uint16_t>(lowest_);
+        const auto reach = static_cast<uint16_t>(nearest_[kNarrowMost - 1] - lowest);
+        uint16_t plausible = 0;
+        uint16_t nearer = 0;
+        for (int i = 0; i < length; ++i) {
+            const auto above = static_cast<uint16_t>(block[i] - lowest);
+            plausible = static_cast<uint16_t>(plausible + (block[i] >= lowest ? 1 : 0));
+            nearer = static_cast<uint16_t>(nearer | (above < reach ? 1 : 0));
+        }
+        kept_ += plausible;
+        if (nearer != 0) std::for_each(block, block + length, [this](uint16_t v) { keep(v); });
+    }
+
+    void keep(uint16_t v) {
+        if (v < lowest_ || v >= nearest_[kNarrowMost - 1]) return;
         int k = kNarrowMost - 1;
         for (; k > 0 && nearest_[k - 1] > v; --k)
             nearest_[k] = nearest_[k - 1];
         nearest_[k] = v;
     }
 
-    static constexpr uint16_t kFar = 0xFFFF;
-    const int32_t lowest_ = lowest_plausible();
     uint16_t nearest_[kNarrowMost] = {kFar, kFar, kFar, kFar, kFar, kFar};
-    int kept_ = 0;
 };
 
 const uint16_t* row_at(const uint16_t* depth, int y, Size image) {
@@ -269,6 +273,7 @@ Run choose_run(bool map_mode) {
 
 template <class Kept>
 float mean_distance(Kept& samples, bool map_mode) {
+    samples.look();
     const int n = samples.kept();
     if (n < 1) return static_cast<float>(vca_dev_get_install_height());
     const Run run = choose_run(map_mode);
@@ -278,14 +283,13 @@ float mean_distance(Kept& samples, bool map_mode) {
 }
 
 float cell_distance(const uint16_t* depth, Rect rect, Size image) {
-    CellSamples samples(vca::depth_state().depthSortBuf);
+    CellSamples samples;
     if (depth != nullptr) gather_rows(depth, rect, image, samples);
-    samples.drop_implausible();
     return mean_distance(samples, true);
 }
 
 float person_distance(const uint16_t* depth, Rect rect, Size image) {
-    Nearest samples;
+    PersonSamples samples;
     if (depth != nullptr && any_depth_mask(*dev_get_config()))
         gather_masked(depth, rect, image, samples);
     else if (depth != nullptr)
