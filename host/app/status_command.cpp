@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "host/base/exit_status.h"
+#include "host/base/input_error.h"
+#include "host/base/readable_file.h"
 #include "host/base/utc.h"
 #include "host/net/http_client.h"
 #include "host/report/output_folder.h"
@@ -17,9 +19,13 @@ namespace {
 // Without logging in a service tells no more than how it is.
 HealthLevel ask_service(const StatusOptions& options) {
     constexpr std::chrono::seconds kPatience{10};
+    if (const std::string why = why_unreadable(options.ca_file);
+        !options.ca_file.empty() && !why.empty())
+        throw InputError("cannot read \"" + options.ca_file + "\": " + why);
     const std::string& url = options.url;
     const std::string base = url.ends_with('/') ? url.substr(0, url.size() - 1) : url;
-    const HealthLevel level = parse_health_level(http_get(base + kHealthPath, kPatience).body);
+    const HealthLevel level =
+        parse_health_level(http_get(base + kHealthPath, kPatience, options.ca_file).body);
     write_text(stdout, options.form == TextForm::kJson
                            ? health_level_json(level)
                            : std::string(health_level_name(level)) + "\n");

@@ -8,8 +8,10 @@
 
 namespace host {
 
-// Gets "http://HOST[:PORT]/PATH". Throws InputError for another kind of address, and
-// std::runtime_error when no answer comes within the time.
-HttpResponse http_get(const std::string& url, std::chrono::milliseconds time);
+// Gets "http://HOST[:PORT]/PATH", or the same with https, from a server whose certificate is signed
+// by whoever is in `ca_file` (PEM; empty: whom the system trusts). Throws InputError for another
+// kind of address, and std::runtime_error when no answer comes within the time.
+HttpResponse http_get(const std::string& url, std::chrono::milliseconds time,
+                      const std::string& ca_file = "");
 
 }  // namespace host

@@ -1,12 +1,11 @@
-// libcurl's easy interface.
+// One text after the other through one handle.
 #include "host/net/http_post.h"
 
-#include <curl/curl.h>
-
-#include <array>
 #include <chrono>
+#include <new>
 #include <optional>
-#include <stdexcept>
+
+#include "host/net/curl_handle.h"
 
 namespace host {
 namespace {
@@ -63,77 +62,48 @@ class Farewell {
     std::optional<Clock::time_point> since_;
 };
 
-// A proxy of the environment is for receivers elsewhere.
-constexpr const char* kWithoutProxy = "localhost,127.0.0.1,::1";
-
 }  // namespace
 
 struct HttpPoster::Parts {
-    HttpPostSetup setup;
-    CURL* curl = nullptr;
-    std::array<char, CURL_ERROR_SIZE> error{};
+    CurlHandle curl;
+    std::size_t answer_bytes;
 
-    ~Parts() { curl_easy_cleanup(curl); }
-
-    template <typename Value>
-    void set(CURLoption option, Value value) const {
-        if (curl_easy_setopt(curl, option, value) != CURLE_OK)
-            throw std::runtime_error("libcurl on this system lacks what webhooks need");
-    }
+    explicit Parts(const HttpPostSetup& setup)
+        : curl({setup.url, setup.ca_file, setup.connect_time, setup.time}),
+          answer_bytes(setup.answer_bytes) {}
 };
 
-HttpPoster::HttpPoster(HttpPostSetup setup) : parts_(std::make_unique<Parts>()) {
-    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
-    parts_->setup = std::move(setup);
-    parts_->curl = ready == CURLE_OK ? curl_easy_init() : nullptr;
-    if (parts_->curl == nullptr) throw std::runtime_error("libcurl cannot be used");
-    const Parts& parts = *parts_;
-    parts.set(CURLOPT_URL, parts.setup.url.c_str());
-    parts.set(CURLOPT_PROTOCOLS_STR, "http,https");
-    parts.set(CURLOPT_FOLLOWLOCATION, 0L);
-    parts.set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-    parts.set(CURLOPT_NOPROXY, kWithoutProxy);
-    parts.set(CURLOPT_NOSIGNAL, 1L);
-    parts.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(parts.setup.connect_time.count()));
-    parts.set(CURLOPT_TIMEOUT_MS, static_cast<long>(parts.setup.time.count()));
-    parts.set(CURLOPT_WRITEFUNCTION, &Answer::take);
-    parts.set(CURLOPT_HEADERFUNCTION, &Answer::take);
-    parts.set(CURLOPT_XFERINFOFUNCTION, &Farewell::is_over);
-    parts.set(CURLOPT_NOPROGRESS, 0L);
-    parts.set(CURLOPT_ERRORBUFFER, parts_->error.data());
-    if (!parts.setup.ca_file.empty()) {
-        parts.set(CURLOPT_CAINFO, parts.setup.ca_file.c_str());
-        parts.set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
-    }
+HttpPoster::HttpPoster(const HttpPostSetup& setup) : parts_(std::make_unique<Parts>(setup)) {
+    const CurlHandle& curl = parts_->curl;
+    curl.set(CURLOPT_WRITEFUNCTION, &Answer::take);
+    curl.set(CURLOPT_HEADERFUNCTION, &Answer::take);
+    curl.set(CURLOPT_XFERINFOFUNCTION, &Farewell::is_over);
+    curl.set(CURLOPT_NOPROGRESS, 0L);
 }
 
 HttpPoster::~HttpPoster() = default;
 
 HttpPosted HttpPoster::post(const std::vector<std::pair<std::string, std::string>>& headers,
                             const std::string& body, const std::stop_token& stop) {
-    const Parts& parts = *parts_;
+    CurlHandle& curl = parts_->curl;
     List list;
     for (const auto& [name, value] : headers)
         list.add(name + ": " + value);
     // Without asking first whether the text may come.
     list.add("Expect:");
-    Answer answer{parts.setup.answer_bytes};
+    Answer answer{parts_->answer_bytes};
     Farewell farewell(stop);
-    parts_->error[0] = '\0';
-    parts.set(CURLOPT_HTTPHEADER, list.items);
-    parts.set(CURLOPT_POSTFIELDS, body.c_str());
-    parts.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    parts.set(CURLOPT_WRITEDATA, &answer);
-    parts.set(CURLOPT_HEADERDATA, &answer);
-    parts.set(CURLOPT_XFERINFODATA, &farewell);
-    const CURLcode code = curl_easy_perform(parts.curl);
-    parts.set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
-    long status = 0;
-    curl_easy_getinfo(parts.curl, CURLINFO_RESPONSE_CODE, &status);
+    curl.set(CURLOPT_HTTPHEADER, list.items);
+    curl.set(CURLOPT_POSTFIELDS, body.c_str());
+    curl.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl.set(CURLOPT_WRITEDATA, &answer);
+    curl.set(CURLOPT_HEADERDATA, &answer);
+    curl.set(CURLOPT_XFERINFODATA, &farewell);
+    const std::string why = curl.perform();
+    curl.set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
     // With its head an answer has said what matters, whatever becomes of the rest.
-    constexpr long kFirstFinal = 200;
-    if (status >= kFirstFinal) return {static_cast<int>(status), ""};
-    const std::string why = parts.error[0] != '\0' ? parts.error.data() : curl_easy_strerror(code);
+    constexpr int kFirstFinal = 200;
+    if (curl.status() >= kFirstFinal) return {curl.status(), ""};
     return {0, why};
 }
 

@@ -29,7 +29,7 @@ struct HttpPosted {
 class HttpPoster {
   public:
     // Throws std::runtime_error when there is no memory for it.
-    explicit HttpPoster(HttpPostSetup setup);
+    explicit HttpPoster(const HttpPostSetup& setup);
     ~HttpPoster();
     HttpPoster(const HttpPoster&) = delete;
     HttpPoster& operator=(const HttpPoster&) = delete;

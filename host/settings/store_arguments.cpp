@@ -16,6 +16,7 @@ constexpr const char* kFormat = "--format";
 constexpr const char* kEntrance = "--entrance";
 constexpr const char* kOpen = "--open";
 constexpr const char* kUrl = "--url";
+constexpr const char* kCaFile = "--ca-file";
 constexpr int kMostStores = 1000;
 constexpr int kMostEntrances = 1000;
 
@@ -178,7 +179,9 @@ StoreArguments::StoreArguments(CLI::App& app)
                 days_text(Retention{}.*kind.days) + "]");
 
     add_place(*status_);
-    add(*status_, kUrl, "http://HOST:PORT", "Ask the service that runs there");
+    add(*status_, kUrl, "http[s]://HOST:PORT", "Ask the service that runs there");
+    add(*status_, kCaFile, "FILE.pem",
+        "Who signed the certificate of the service [whom the system trusts]");
     add(*status_, kFormat, "table|json", "How it is written [table]");
 }
 
@@ -262,6 +265,7 @@ void StoreArguments::apply_prune(PruneOptions& options) const {
 
 void StoreArguments::apply_status(StatusOptions& options) const {
     options.url = value_of(*status_, kUrl).value_or("");
+    options.ca_file = value_of(*status_, kCaFile).value_or("");
     options.stores = values_of(*status_, kStore);
     options.place_file = value_of(*status_, kPlaceFile).value_or("");
     if (options.url.empty()) {
@@ -269,6 +273,9 @@ void StoreArguments::apply_status(StatusOptions& options) const {
     } else if (is_given(*status_, kStore) || is_given(*status_, kPlaceFile)) {
         throw InputError(std::string(kUrl) + " asks a service that runs; leave out the databases");
     }
+    if (options.url.empty() && !options.ca_file.empty())
+        throw InputError(std::string(kCaFile) + " is for a service; add " + kUrl +
+                         " https://HOST:PORT");
     if (const auto form = value_of(*status_, kFormat))
         options.form = one_of<TextForm>(*form, kFormat,
                                         {{"table", TextForm::kTable}, {"json", TextForm::kJson}});

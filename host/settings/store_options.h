@@ -72,6 +72,7 @@ struct StatusOptions {
     std::vector<std::string> stores;
     std::string place_file;  // says which databases; else empty
     std::string url;         // of the service; empty: none
+    std::string ca_file;     // PEM, of whoever signed its certificate; empty: the system's
     TextForm form = TextForm::kTable;
 };
 

@@ -23,6 +23,7 @@
 
 #include "host/net/broker_process.h"
 #include "host/net/mqtt_client.h"
+#include "tests/support/certificate.h"
 #include "tests/support/program.h"
 
 namespace test {
@@ -44,9 +45,9 @@ class OwnBroker {
              << "listener " << port_ << " 127.0.0.1\npassword_file " << (folder_ / "pw").string()
              << "\n";
         if (tls != Tls::kNone) {
-            make_certificate("broker");
-            make_certificate("other");
-            make_certificate("client");
+            make_certificate(folder_, "broker");
+            make_certificate(folder_, "other");
+            make_certificate(folder_, "client");
             file << "certfile " << certificate() << "\nkeyfile "
                  << (folder_ / "broker.key").string() << "\n";
         }
@@ -102,13 +103,6 @@ class OwnBroker {
     std::string path(const std::string& name) const { return (folder_ / name).string(); }
     static void run(const std::string& command) {
         EXPECT_EQ(std::system((command + " >/dev/null 2>&1").c_str()), 0) << command;
-    }
-    void make_certificate(const std::string& name) const {
-        const std::string base = (folder_ / name).string();
-        run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
-            "-subj /CN=" +
-            name + " -addext subjectAltName=IP:127.0.0.1 -keyout '" + base + ".key' -out '" + base +
-            ".pem'");
     }
 
     const std::filesystem::path folder_;

@@ -1,5 +1,6 @@
 // The service over HTTP, as a user runs it.
 #include "tests/scenario/web_fixture.h"
+#include "tests/support/certificate.h"
 
 namespace {
 
@@ -55,6 +56,23 @@ TEST_F(Web, TellsHealthAndCounts) {
                                          "camera=\"door\"} 0")));
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(vca("status --url " + url()).status, 1) << "nobody answers any more";
+}
+
+TEST_F(Web, TellsHealthToWhoTrustsItsCertificate) {
+    test::make_certificate(work_, "service");
+    test::make_certificate(work_, "other");
+    write_place("", "certificate = \"service.pem\"\nkey = \"service.key\"\n");
+    start();
+    const std::string ask = "status --url https://" + nobody().host() + " --ca-file ";
+    EXPECT_TRUE(eventually([&] { return vca(ask + "service.pem").status == 0; })) << err();
+    EXPECT_EQ(vca(ask + "service.pem").out, "ok\n");
+    const test::Outcome distrustful = vca(ask + "other.pem");
+    EXPECT_EQ(distrustful.status, 1);
+    EXPECT_THAT(distrustful.err, HasSubstr("no answer from https://"));
+    const test::Outcome wrong = vca(ask + "gone.pem");
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, HasSubstr("cannot read \"gone.pem\""));
+    EXPECT_EQ(stop(), 0);
 }
 
 TEST_F(Web, TheFirstStartTellsHowToLogIn) {

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -21,6 +20,7 @@
 
 #include "host/base/utc.h"
 #include "tests/host/store/store_folder.h"
+#include "tests/support/certificate.h"
 #include "tests/support/fake_receiver.h"
 
 namespace {
@@ -340,18 +340,10 @@ class TlsReceiver {
     const pid_t id_;
 };
 
-void make_certificate(const std::string& path, const std::string& address) {
-    const std::string command =
-        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
-        "-subj /CN=receiver -addext subjectAltName=" +
-        address + " -keyout '" + path + ".key' -out '" + path + ".pem' >/dev/null 2>&1";
-    EXPECT_EQ(std::system(command.c_str()), 0);
-}
-
 TEST_F(Hook, EncryptsAndTrustsOnlyItsReceiver) {
-    make_certificate(path("right"), "IP:127.0.0.1");
-    make_certificate(path("other"), "IP:127.0.0.1");
-    make_certificate(path("elsewhere"), "DNS:elsewhere.example.org");
+    test::make_certificate(path(""), "right");
+    test::make_certificate(path(""), "other");
+    test::make_certificate(path(""), "elsewhere", "DNS:elsewhere.example.org");
     const auto use = [this](const TlsReceiver& receiver, const std::string& certificate) {
         EXPECT_TRUE(until([&] { return !receiver.lines().empty(); }));
         hook_.post.url = "https://127.0.0.1:" + receiver.lines().at(0) + "/";

@@ -1,4 +1,4 @@
-// Certificates made by the command openssl, each signed by itself.
+// Certificates of a folder of their own.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include <string>
 
 #include "host/net/tls_files.h"
+#include "tests/support/certificate.h"
 #include "tests/support/unique_path.h"
 
 namespace test {
@@ -29,9 +30,7 @@ class Certificates : public ::testing::Test {
     }
     // NAME.pem and NAME.key, for the machine itself.
     host::TlsFiles make(const std::string& name) const {
-        openssl("req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -noenc -days 2 -subj /CN=" +
-                name + " -addext subjectAltName=DNS:localhost,IP:127.0.0.1 -keyout " +
-                path(name + ".key") + " -out " + path(name + ".pem"));
+        make_certificate(folder_, name);
         return {path(name + ".pem"), path(name + ".key")};
     }
     void write(const std::string& name, const std::string& text) const {

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "host/base/input_error.h"
+#include "host/net/http_client.h"
 #include "host/net/http_server.h"
 #include "tests/host/web/certificates.h"
 
@@ -124,6 +125,16 @@ class Https : public test::Certificates {
     std::atomic<bool> gone_{false};
     std::unique_ptr<HttpServer> server_;
 };
+
+TEST_F(Https, TheClientOfTheProgramTrustsWhomItIsTold) {
+    const host::TlsFiles files = make("service");
+    const host::TlsFiles other = make("other");
+    start(files);
+    const std::string url = "https://localhost:" + std::to_string(server_->port()) + "/1";
+    EXPECT_EQ(host::http_get(url, kAges, files.certificate).body, "/1 safely");
+    EXPECT_THROW(host::http_get(url, kAges, other.certificate), std::runtime_error);
+    EXPECT_THROW(host::http_get(url, kAges), std::runtime_error);
+}
 
 TEST_F(Https, AnswersAndTellsBrowsersToAskSoAgain) {
     const host::TlsFiles own = make("own");
