@@ -1,12 +1,12 @@
 // What recording costs: encoding, decoding and bytes of a frame, and processor time of an hour of a
-// camera; prints rows for results.md.
-#include <algorithm>
+// camera, and what other options of the coding would cost; prints rows for results.md.
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "bench/measure.h"
+#include "bench/recording_codings.h"
 #include "host/frames/frame_source.h"
 #include "host/frames/sim_source.h"
 #include "host/media/recording_reader.h"
@@ -19,11 +19,8 @@ constexpr double kSceneStart_s = 10.0;
 constexpr int kFrames = 150;
 constexpr double kFramesPerSecond = 15.0;
 
-double processor_ms() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
+using bench::median;
+using bench::processor_ms;
 
 struct Case {
     const char* name;
@@ -49,9 +46,8 @@ std::vector<host::SourceFrame> pictures_of(const Case& each, const char* folder)
     return frames;
 }
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+host::FrameView view_of(const host::SourceFrame& frame) {
+    return {frame.number, frame.time_s, frame.planes, frame.people, frame.crossings, 0.0};
 }
 
 void measure(const Case& each, const char* folder) {
@@ -68,10 +64,8 @@ void measure(const Case& each, const char* folder) {
     {
         host::RecordingWriter writer(setup);
         for (const host::SourceFrame& frame : frames) {
-            const host::FrameView view{frame.number, frame.time_s,    frame.planes,
-                                       frame.people, frame.crossings, 0.0};
             const double start = processor_ms();
-            writer.write(host::recorded_pictures(view, each.colour));
+            writer.write(host::recorded_pictures(view_of(frame), each.colour));
             encode_ms.push_back(processor_ms() - start);
         }
         writer.finish(host::RecordingEnd::kStopped);
@@ -90,6 +84,20 @@ void measure(const Case& each, const char* folder) {
                 a_frame * hour_frames / 1e9, median(encode_ms) * hour_frames / 1e3);
 }
 
+void measure_codings(const std::vector<Case>& cases, const char* folder) {
+    std::vector<std::vector<host::SourceFrame>> frames;  // whose pictures are borrowed
+    std::vector<bench::DepthPictures> all;
+    for (const Case& each : cases) {
+        frames.push_back(pictures_of(each, folder));
+        const host::TakenSize size = host::taken_size(frames.back().front().planes);
+        all.push_back({each.name, size.width, size.height, {}});
+        for (const host::SourceFrame& frame : frames.back())
+            all.back().pictures.push_back(
+                host::recorded_pictures(view_of(frame), host::RecordedColour::kNone).depth);
+    }
+    bench::print_codings(all);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -101,14 +109,17 @@ int main(int argc, char** argv) {
         "| pictures | encode | decode | a frame | an hour | processor time of recording an hour |\n"
         "|---|---|---|---|---|---|\n",
         kFrames);
-    measure({"depth of a scene", "plain", host::RecordedColour::kNone}, folder);
+    const Case scene{"depth of a scene", "plain", host::RecordedColour::kNone};
+    const Case sensor{"depth of a real sensor", "", host::RecordedColour::kNone};
+    const bool has_sensor = std::filesystem::exists(folder);
+    measure(scene, folder);
     measure(
         {"depth of a scene, time-of-flight noise", "time-of-flight", host::RecordedColour::kNone},
         folder);
     measure({"the same with small colour of 960 x 544", "plain", host::RecordedColour::kSmall},
             folder);
     measure({"the same with lossless colour", "plain", host::RecordedColour::kLossless}, folder);
-    if (std::filesystem::exists(folder))
-        measure({"depth of a real sensor", "", host::RecordedColour::kNone}, folder);
+    if (has_sensor) measure(sensor, folder);
+    measure_codings(has_sensor ? std::vector{scene, sensor} : std::vector{scene}, folder);
     return 0;
 }
