@@ -115,8 +115,11 @@ namespace {
 // The recording pixels under one depth pixel along one axis.
 struct Footprint {
     int first = 0;
-    int last = -1;  // inclusive; below first when there is none
+    int last = -1;    // inclusive; below first when there is none
+    int nearest = 0;  // to the middle, the first of two that are equally near
     double middle = 0.0;
+
+    bool is_empty() const { return last < first; }
 };
 
 std::vector<Footprint> footprints(int depth_size, int size, double scale, double offset) {
@@ -125,16 +128,20 @@ std::vector<Footprint> footprints(int depth_size, int size, double scale, double
         const double middle = (i + 0.5 - offset) / scale - 0.5;
         if (middle <= -0.5 || middle >= size - 0.5) continue;
         const double reach = std::max(0.5 / scale, 0.5);
-        list[static_cast<std::size_t>(i)] = {
-            std::max(static_cast<int>(std::ceil(middle - reach)), 0),
-            std::min(static_cast<int>(std::floor(middle + reach)), size - 1), middle};
+        const int first = std::max(static_cast<int>(std::ceil(middle - reach)), 0);
+        const int last = std::min(static_cast<int>(std::floor(middle + reach)), size - 1);
+        const int nearest = std::clamp(static_cast<int>(std::ceil(middle - 0.5)), first, last);
+        list[static_cast<std::size_t>(i)] = {first, last, nearest, middle};
     }
     return list;
 }
 
 std::uint16_t nearest_valid(const std::uint16_t* recording, int width, const Footprint& across,
                             const Footprint& down) {
-    std::uint16_t best = 0;
+    if (across.is_empty() || down.is_empty()) return 0;
+    // Mostly the nearest of all was measured, and there is nothing to search.
+    std::uint16_t best = recording[down.nearest * width + across.nearest];
+    if (best != 0) return best;
     double best_distance = 1e9;
     for (int v = down.first; v <= down.last; ++v) {
         for (int u = across.first; u <= across.last; ++u) {

@@ -6,9 +6,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
+#include <random>
+#include <utility>
 
 #include "tests/support/unique_path.h"
 
@@ -77,6 +80,55 @@ TEST(Resampling, EnlargesByRepeatingPixels) {
             EXPECT_EQ(depth_at(depth, u, v), 1800);
     }
     EXPECT_EQ(std::count(depth.begin(), depth.end(), 1800), 4);
+}
+
+// Of all measurements within half a depth pixel, or half a pixel of its own, the nearest; the first
+// of several that are equally near.
+std::uint16_t searched(const std::vector<std::uint16_t>& recording, int width, int height, int u,
+                       int v) {
+    const host::RecordingFit fit = host::fit_recording(width, height);
+    const double reach = std::max(0.5 / fit.scale, 0.5);
+    const double x = (u + 0.5 - fit.offset_x) / fit.scale - 0.5;
+    const double y = (v + 0.5 - fit.offset_y) / fit.scale - 0.5;
+    if (x <= -0.5 || x >= width - 0.5 || y <= -0.5 || y >= height - 0.5) return 0;
+    std::uint16_t best = 0;
+    double best_distance = 1e9;
+    for (int row = 0; row < height; ++row) {
+        if (row < std::ceil(y - reach) || row > std::floor(y + reach)) continue;
+        for (int column = 0; column < width; ++column) {
+            if (column < std::ceil(x - reach) || column > std::floor(x + reach)) continue;
+            const double distance = (column - x) * (column - x) + (row - y) * (row - y);
+            const std::uint16_t value = recording[static_cast<std::size_t>(row * width + column)];
+            if (value == 0 || distance >= best_distance) continue;
+            best = value;
+            best_distance = distance;
+        }
+    }
+    return best;
+}
+
+TEST(Resampling, IsASearchInEveryFootprintWhateverIsMissing) {
+    std::mt19937 random(7);
+    for (const auto& [width, height] : {std::pair{512, 424},
+                                        {640, 480},
+                                        {320, 240},
+                                        {1280, 720},
+                                        {16, 16},
+                                        {511, 255},
+                                        {960, 512},
+                                        {240, 128}}) {
+        std::vector<std::uint16_t> recording(static_cast<std::size_t>(width * height));
+        for (std::uint16_t& value : recording)
+            value = random() % 3 == 0 ? 0 : static_cast<std::uint16_t>(random());
+        std::vector<std::uint16_t> depth;
+        host::resample_depth(recording.data(), width, height, depth);
+        for (int i = 0; i < 600; ++i) {
+            const int u = static_cast<int>(random() % 480);
+            const int v = static_cast<int>(random() % 256);
+            ASSERT_EQ(depth_at(depth, u, v), searched(recording, width, height, u, v))
+                << width << " x " << height << ", " << u << ", " << v;
+        }
+    }
 }
 
 class Folder : public ::testing::Test {
