@@ -2,7 +2,6 @@
 #include "bench/chain_steps.h"
 
 #include <algorithm>
-#include <ctime>
 #include <map>
 #include <stdexcept>
 
@@ -103,12 +102,6 @@ class StepFloors {
 };
 
 }  // namespace
-
-double processor_ms() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
-}
 
 StepSink::StepSink() {
     constexpr std::size_t kMany = 4096;  // frames, so that no list moves while it is measured

@@ -34,9 +34,6 @@ struct FrameTimes {
     double processor_ms = 0.0;  // of all threads since the frame before
 };
 
-// Processor time of the process in ms.
-double processor_ms();
-
 // Notes the steps of each pass.
 class StepSink final : public host::Sink {
   public:

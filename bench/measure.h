@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <vector>
 
 namespace bench {
@@ -12,6 +13,13 @@ using Clock = std::chrono::steady_clock;
 
 inline double us_between(Clock::time_point from, Clock::time_point to) {
     return std::chrono::duration<double, std::micro>(to - from).count();
+}
+
+// Of all threads of this process so far.
+inline double processor_ms() {
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
 }
 
 // The value below which that share of the values lies; 0 of none.

@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <stdexcept>
 
 #include "bench/measure.h"
@@ -184,12 +183,6 @@ void print_codings(const std::vector<DepthPictures>& all) {
         }
     }
     std::printf("\n");
-}
-
-double processor_ms() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
 }  // namespace bench

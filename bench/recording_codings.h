@@ -20,7 +20,4 @@ struct DepthPictures {
 // read it. Throws std::runtime_error when a picture does not come back as it was.
 void print_codings(const std::vector<DepthPictures>& all);
 
-// Of this process so far.
-double processor_ms();
-
 }  // namespace bench
