@@ -23,7 +23,8 @@ HealthLevel ask_service(const StatusOptions& options) {
         !options.ca_file.empty() && !why.empty())
         throw InputError("cannot read \"" + options.ca_file + "\": " + why);
     const std::string& url = options.url;
-    const std::string base = url.ends_with('/') ? url.substr(0, url.size() - 1) : url;
+    const bool has_end = url.ends_with('/') && !url.ends_with("//");
+    const std::string base = has_end ? url.substr(0, url.size() - 1) : url;
     const HealthLevel level =
         parse_health_level(http_get(base + kHealthPath, kPatience, options.ca_file).body);
     write_text(stdout, options.form == TextForm::kJson

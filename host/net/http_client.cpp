@@ -12,7 +12,14 @@ namespace {
 
 constexpr std::size_t kMostBytes = 16'000'000;
 
+// libcurl passes over a slash too many and takes the next word for the name.
+bool has_name(const std::string& text) {
+    const std::size_t scheme_end = text.find("://");
+    return scheme_end != std::string::npos && !text.substr(scheme_end).starts_with(":///");
+}
+
 bool is_address(const std::string& text) {
+    if (!has_name(text)) return false;
     const std::unique_ptr<CURLU, void (*)(CURLU*)> url(curl_url(), curl_url_cleanup);
     if (!url || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) return false;
     char* scheme = nullptr;

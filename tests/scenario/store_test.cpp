@@ -173,6 +173,7 @@ TEST_F(StoredRun, APlacesFileAndOtherOptionsAreNotMixed) {
              {"counts --config gone.toml", "gone.toml"},
              {"status --url http://127.0.0.1:1 --config vca.toml", "leave out the databases"},
              {"status --config vca.toml --ca-file a.pem", "add --url https://HOST:PORT"},
+             {"status --url https://", "write http://HOST:PORT/ or https://HOST:PORT/"},
              {"status --url 127.0.0.1:1", "write http://HOST:PORT/ or https://HOST:PORT/"}}) {
         const Outcome outcome = vca(arguments);
         EXPECT_EQ(outcome.status, 2) << arguments;

@@ -326,6 +326,7 @@ TEST(HttpServerAddress, OneThatCannotBeUsedIsWrongInput) {
 TEST(HttpClient, TellsWhatIsWrong) {
     EXPECT_THROW(host::http_get("ftp://127.0.0.1/", kAges), host::InputError);
     EXPECT_THROW(host::http_get("http://", kAges), host::InputError);
+    EXPECT_THROW(host::http_get("http:///localhost", kAges), host::InputError);
     std::uint16_t port = 0;
     {
         const HttpServer server("127.0.0.1", 0, {}, echo);
