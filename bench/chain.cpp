@@ -32,7 +32,7 @@
 #include "host/base/text.h"
 #include "host/score/samples.h"
 #include "host/sinks/event_file.h"
-#include "tests/support/unique_path.h"
+#include "tests/support/unique_folder.h"
 
 namespace {
 
@@ -49,23 +49,6 @@ struct Settings {
     std::string depth_to;
     std::size_t frames = 600;
     bool paced = false;
-};
-
-class TemporaryFolder {
-  public:
-    TemporaryFolder() : path_(test::unique_path("vca-bench-chain")) {
-        std::filesystem::create_directory(path_);
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
 };
 
 // A case whose frames are in memory, or in a recording, and that is ready to run.
@@ -100,7 +83,7 @@ class Ready {
     const std::filesystem::path& folder() const { return folder_.path(); }
 
   private:
-    TemporaryFolder folder_;
+    test::UniqueFolder folder_{"vca-bench-chain"};
     std::shared_ptr<const bench::KeptFrames> kept_;
     const bench::KeptSource* memory_ = nullptr;
     double recorded_bytes_ = 0.0;
